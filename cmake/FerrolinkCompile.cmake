@@ -1,0 +1,51 @@
+# ferrolink_target(<target>): language level, warnings, visibility, hardening and sanitizers.
+# ferrolink_shared_member(<target> <version script>): a shared library of the installation tree that
+# exports exactly what its version script names and binds its own symbols to itself, since several
+# members of the family, and hosts with equal names, live in one process.
+include(CheckCXXCompilerFlag)
+check_cxx_compiler_flag(-fno-gnu-unique FERROLINK_HAS_NO_GNU_UNIQUE)
+find_package(Threads REQUIRED)
+
+function(ferrolink_target target)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    C_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON
+    BUILD_RPATH_USE_ORIGIN OFF
+    SKIP_BUILD_RPATH ON)
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    $<$<BOOL:${FERROLINK_WERROR}>:-Werror>
+    $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${FERROLINK_HAS_NO_GNU_UNIQUE}>>:-fno-gnu-unique>)
+  if(FERROLINK_SANITIZER STREQUAL "address")
+    target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-omit-frame-pointer -O1)
+    target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+    target_compile_definitions(${target} PRIVATE FERROLINK_SANITIZED=1)
+  elseif(FERROLINK_SANITIZER STREQUAL "thread")
+    target_compile_options(${target} PRIVATE -fsanitize=thread -O1)
+    target_link_options(${target} PRIVATE -fsanitize=thread)
+    target_compile_definitions(${target} PRIVATE FERROLINK_SANITIZED=1)
+  else()
+    target_compile_options(${target} PRIVATE
+      -fstack-protector-strong -fstack-clash-protection -fcf-protection=full
+      $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>)
+    target_compile_definitions(${target} PRIVATE $<$<CONFIG:Debug>:_GLIBCXX_ASSERTIONS>)
+  endif()
+endfunction()
+
+function(ferrolink_shared_member target version_script)
+  ferrolink_target(${target})
+  set_target_properties(${target} PROPERTIES
+    LIBRARY_OUTPUT_DIRECTORY "${FERROLINK_NATIVE_DIR}"
+    LINK_DEPENDS "${version_script}")
+  target_link_options(${target} PRIVATE
+    "LINKER:--version-script=${version_script}"
+    LINKER:-Bsymbolic LINKER:--exclude-libs,ALL LINKER:--as-needed
+    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:--hash-style=gnu)
+  if(FERROLINK_SANITIZER STREQUAL "")
+    target_link_options(${target} PRIVATE LINKER:-z,defs)
+  endif()
+endfunction()

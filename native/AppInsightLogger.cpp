@@ -1,0 +1,59 @@
+#include "native/AppInsightLogger.h"
+
+#include <exception>
+
+#include "native/LibrariesFinder.h"
+#include "native/Loader.h"
+#include "native/ReentryGuard.h"
+
+namespace Ferrolink::Native::AppInsightLogger {
+namespace {
+
+FERROLINK_THREAD_LOCAL bool forwarding = false;
+
+void* openUtilsLibrary() {
+  try {
+    return LibrariesFinder::LibrariesFinder::loadUtilsLibrary(false);
+  } catch (const std::exception&) {
+    return nullptr;  // the library directory itself is unknown
+  }
+}
+
+}  // namespace
+
+std::atomic<void*> AppInsightLogger::utilsLibraryInstance{nullptr};
+std::atomic<AppInsightLogger::LogMessageFunction*> AppInsightLogger::LogMessage_Fn{nullptr};
+
+int AppInsightLogger::initialize() {
+  if (utilsLibraryInstance.load(std::memory_order_acquire) == nullptr) {
+    void* handle = openUtilsLibrary();
+    if (handle == nullptr) {
+      return 1;
+    }
+    utilsLibraryInstance.store(handle, std::memory_order_release);
+  }
+  if (LogMessage_Fn.load(std::memory_order_acquire) == nullptr) {
+    LogMessage_Fn.store(Loader::findFunction<LogMessageFunction>(
+                            utilsLibraryInstance.load(std::memory_order_acquire), "LogMessage"),
+                        std::memory_order_release);
+  }
+  return 0;
+}
+
+int AppInsightLogger::LogMessage(std::string first, std::string second, std::string third) {
+  const ReentryGuard guard(forwarding);
+  if (!guard.outermost()) {
+    return 0;
+  }
+  try {
+    initialize();
+    if (LogMessageFunction* function = LogMessage_Fn.load(std::memory_order_acquire)) {
+      function(first.c_str(), second.c_str(), third.c_str());
+    }
+  } catch (const std::exception&) {
+    // The error that is being reported matters more than its report.
+  }
+  return 0;
+}
+
+}  // namespace Ferrolink::Native::AppInsightLogger

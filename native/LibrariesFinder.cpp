@@ -1,0 +1,136 @@
+#include "native/LibrariesFinder.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "native/Console.h"
+#include "native/FerrolinkNativeException.h"
+#include "native/Loader.h"
+#include "native/ReentryGuard.h"
+#include "native/RuntimeNameHandler.h"
+
+namespace Ferrolink::Native::LibrariesFinder {
+namespace {
+
+// Set while this thread computes the cached library directory. A failure of that computation is
+// reported through companions that are looked for in the same directory.
+FERROLINK_THREAD_LOCAL bool computingPathToDir = false;
+
+std::string computePathToDir() {
+  const ReentryGuard guard(computingPathToDir);
+  return LibrariesFinder::getThisLibraryPath();
+}
+
+void* openLibrary(const std::string& path, int flags, bool throwOnError, bool printError) {
+  std::string reason;
+  struct stat status {};
+  if (stat(path.c_str(), &status) != 0) {
+    reason = "File not found.";
+  } else if (void* handle = dlopen(path.c_str(), flags)) {
+    return handle;
+  } else {
+    reason = Loader::errorText();
+  }
+  const std::string message = "Ferrolink Native Exception: Exception code 001. \nCannot load: " +
+                              path + ". \nError: " + reason;
+  if (throwOnError) {
+    throw FerrolinkNativeException(message, "Unknown");
+  }
+  if (printError) {
+    Console::printError(message + "\n");
+  }
+  return nullptr;
+}
+
+void* openOnce(std::atomic<void*>& instance, const char* fileName, bool throwOnError,
+               bool printError) {
+  if (void* handle = instance.load(std::memory_order_acquire)) {
+    return handle;
+  }
+  void* handle = LibrariesFinder::loadLibrary(LibrariesFinder::getPathToDir() + fileName,
+                                              throwOnError, printError);
+  instance.store(handle, std::memory_order_release);
+  return handle;
+}
+
+}  // namespace
+
+std::atomic<void*> LibrariesFinder::utilsLibraryInstance{nullptr};
+std::atomic<void*> LibrariesFinder::configsLibraryInstance{nullptr};
+std::atomic<void*> LibrariesFinder::tcpClientLibraryInstance{nullptr};
+std::atomic<void*> LibrariesFinder::tcpTlsClientLibraryInstance{nullptr};
+
+std::string LibrariesFinder::getCurrentWorkingDirectory() {
+  std::string directory = std::filesystem::current_path().string();
+  std::replace(directory.begin(), directory.end(), '\\', '/');
+  return directory + "/";
+}
+
+std::string LibrariesFinder::getThisLibraryPath() {
+  Dl_info info{};
+  if (dladdr(reinterpret_cast<void*>(&emptyFunctionInNativeLib), &info) == 0) {
+    throw FerrolinkNativeException(
+        "Ferrolink Native Exception: Exception code 002. \nError: " + Loader::errorText(),
+        "Unknown");
+  }
+  const std::string file = info.dli_fname;
+  return file.substr(0, file.rfind('/')) + "/";
+}
+
+const std::string& LibrariesFinder::getPathToDir() {
+  if (computingPathToDir) {
+    // Waiting for the static below on the thread that computes it would never end. This throws
+    // again in practice; the string of a late success is left allocated like the cached one.
+    return *new std::string(getThisLibraryPath());
+  }
+  static const std::string* const pathToDir = new std::string(computePathToDir());
+  return *pathToDir;
+}
+
+std::string LibrariesFinder::getBinariesRootPath() { return getThisLibraryPath() + "../../../../"; }
+
+const std::string& LibrariesFinder::getNativeDirectoryRelativePath() {
+  static const std::string* const nativeDirectoryRelativePath =
+      new std::string(std::string("/Binaries/Native/") + "Linux" + "/" + "X64" + "/");
+  return *nativeDirectoryRelativePath;
+}
+
+void* LibrariesFinder::loadLibrary(std::string path, bool throwOnError, bool printError) {
+  return openLibrary(path, Loader::kBindNow, throwOnError, printError);
+}
+
+void* LibrariesFinder::loadLibraryDeepBind(std::string path, bool throwOnError, bool printError) {
+  return openLibrary(path, Loader::kBindDeep, throwOnError, printError);
+}
+
+void* LibrariesFinder::loadUtilsLibrary(bool throwOnError) {
+  return openOnce(utilsLibraryInstance, "libUtils.so", throwOnError, false);
+}
+
+void* LibrariesFinder::loadConfigsLibrary(bool throwOnError) {
+  return openOnce(configsLibraryInstance, "libConfigs.so", throwOnError, false);
+}
+
+void* LibrariesFinder::loadTcpClientLibrary(bool throwOnError) {
+  return openOnce(tcpClientLibraryInstance, "libFerrolinkTcpClient.so", throwOnError, true);
+}
+
+void* LibrariesFinder::loadTcpTlsClientLibrary(bool throwOnError) {
+  void* handle = openOnce(tcpTlsClientLibraryInstance, "libFerrolinkTcpTlsClient.so", throwOnError,
+                          true);
+  if (handle != nullptr) {
+    return handle;
+  }
+  // The directory ends in "/" already; the doubled slash is one slash to the loader.
+  return openOnce(tcpTlsClientLibraryInstance, "/openssl3/libFerrolinkTcpTlsClient.so",
+                  throwOnError, true);
+}
+
+std::string LibrariesFinder::getRuntimeLibraryPath(int runtime) {
+  return getThisLibraryPath() +
+         RuntimeNameHandler::RuntimeNameHandler::getRuntimeLibraryName(runtime);
+}
+
+}  // namespace Ferrolink::Native::LibrariesFinder
