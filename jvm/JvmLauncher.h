@@ -1,0 +1,200 @@
+#ifndef FERROLINK_JVM_JVMLAUNCHER_H
+#define FERROLINK_JVM_JVMLAUNCHER_H
+
+#include <jni.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+#include "jvm/JniReferences.h"
+#include "jvm/ThreadJniEnv.h"
+#include "native/Export.h"
+#include "native/FerrolinkNativeException.h"
+#include "native/Loader.h"
+#include "native/NativeLauncher.h"
+
+/// Gives the receiver role a JVM to call into. Launching (mode 1): finds a JVM library, starts a JVM
+/// on the first command and calls the static methods of com.ferrolink.core.receiver.Receiver.
+/// Binding (mode 0): adopts the JVM whose Java side registered a callback, and calls that callback.
+///
+/// Thread rule: Initialize once, serialised by the caller; all else on any thread, in parallel. A
+/// SendCommand and its ReadResponse run on the same thread. No thread ever uses another thread's
+/// JNIEnv or local references.
+/// Errors: FerrolinkNativeException, raised through HandleException, so that every text ends with
+/// "\nRUNTIME INFO:\n" and what GetRuntimeInfo says.
+/// Lifetime: until the process ends. The thread that creates the JVM ends without detaching from it,
+/// so DestroyJavaVM in the destructor of a launched one waits for ever on HotSpot.
+class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeLauncher {
+ public:
+  explicit JvmLauncher(Ferrolink::Native::Definitions::RuntimeOperationMode mode);
+  JvmLauncher(const JvmLauncher&) = delete;
+  JvmLauncher& operator=(const JvmLauncher&) = delete;
+  ~JvmLauncher() override;
+
+  /// The JVM itself starts with the first command. `launchArgument` means nothing to a JVM.
+  int Initialize(std::uint8_t launchArgument) override;
+
+  /// Errors: 018 to 024, 026, 027, 032; 025; those of start-up; 004 for a load-library command.
+  int SendCommand(std::uint8_t* message, int length) override;
+
+  /// Moves the calling thread's response into `buffer` and forgets it, with what did not fit; a
+  /// negative length copies all of it. Errors: 017 where the thread has none. Returns 0.
+  int ReadResponse(std::uint8_t* buffer, int length) override;
+
+  /// These three do nothing and return 1.
+  int LoadOptimizedMethod(std::string name) override;
+  int SetPath(std::uint8_t runtime, std::string path) override;
+  int DeployRuntime(std::uint8_t* message, int length, std::string path,
+                    std::uint8_t flag) override;
+
+  /// "Jvm".
+  std::string GetRuntimeName() override;
+
+  /// Custom libraries, what the Java receiver says of itself, where the JVM library was found.
+  std::string GetRuntimeInfo() override;
+  std::string GetRuntimeInfoFromManagedRuntime();
+  std::string GetRuntimeInfoFromNativeLevel();
+
+  /// The JNI version number of the JVM; 0 before it runs or where it cannot be asked.
+  int GetVersion();
+  /// The JNI version as text. Four bits of either half are kept: 0x00150000 reads "5.0".
+  std::string GetVersionString();
+
+  // Steps of Initialize and of the first command, in the order in which they run.
+  void SetJvmRuntimePath();
+  void LoadJvmSharedLibraryAndExportedFunctions();
+  void GetFunctionsPointers();
+  bool TryBindToCallingRuntimeJavaVm();
+  void CreateClassPath();
+  int InitializeJvm();
+  void HandleLaunchJvmError();
+  void GetReceiverClass();
+
+  // The load-library command, answered without entering Java.
+  int HandleLoadLibraryCommand(std::uint8_t* message, int length);
+  void AddToLibrariesToLoad(std::string path);
+
+  /// False when no Java exception is pending; otherwise the JVM describes it on standard error, it
+  /// is cleared if `clear`, and the code is raised.
+  bool CheckAndHandleJvmException(JNIEnv* env, const std::string& code, bool clear);
+
+  /// Raises `e` anew with the runtime information appended. Never returns.
+  [[noreturn]] void HandleException(FerrolinkNativeException e);
+
+ private:
+  friend FERROLINK_EXPORT void createJavaVM(JvmLauncher* launcher);
+
+  /// What a command needs of the receiver class on the calling thread.
+  struct ReceiverClass {
+    jclass usable = nullptr;
+    Jni::LocalReference<jclass> own;  ///< set where the thread found the class for this use only
+  };
+
+  using GetCreatedJavaVMsFunction = jint(JavaVM**, jsize, jsize*);
+  using CreateJavaVMFunction = jint(JavaVM**, void**, void*);
+
+  /// Raises "JVM Launcher: Exception code " and `text` through HandleException.
+  [[noreturn]] FERROLINK_LOCAL void raise(const std::string& text);
+  [[noreturn]] FERROLINK_LOCAL void raiseFailedAttach();
+  FERROLINK_LOCAL void checkJava(JNIEnv* env, const char* code);
+
+  FERROLINK_LOCAL bool tryOpenJvmLibrary(const std::string& candidate);
+  FERROLINK_LOCAL void printClassPath() const;
+  FERROLINK_LOCAL void buildOptions();
+  FERROLINK_LOCAL bool adoptRunningJvm();
+  FERROLINK_LOCAL void startJvm();
+  FERROLINK_LOCAL void takeStartingThreadEnvironment();
+
+  FERROLINK_LOCAL void lookUpReceiver(JNIEnv* env);
+  FERROLINK_LOCAL jmethodID findReceiverMethod(JNIEnv* env, jclass receiverClass, const char* name,
+                                               const char* signature, const char* checkCode,
+                                               const char* nullCode);
+  FERROLINK_LOCAL Jni::LocalReference<jclass> findReceiverClass(JNIEnv* env);
+  FERROLINK_LOCAL ReceiverClass receiverClassFor(JNIEnv* env);
+  FERROLINK_LOCAL bool isStartingThread(JNIEnv* env) const;
+  FERROLINK_LOCAL bool isReceiverKnown() const;
+
+  FERROLINK_LOCAL void ensureJvmInitialized();
+  FERROLINK_LOCAL void requireCallback();
+  FERROLINK_LOCAL void ensureReceiverKnown(JNIEnv* env);
+  FERROLINK_LOCAL int dispatch(JNIEnv* env, std::uint8_t* message, int length);
+  FERROLINK_LOCAL Jni::LocalReference<jbyteArray> makeCommandArray(JNIEnv* env,
+                                                                   const std::uint8_t* message,
+                                                                   int length);
+  FERROLINK_LOCAL Jni::LocalReference<jbyteArray> callJava(JNIEnv* env, jbyteArray command,
+                                                           bool heartBeat);
+  FERROLINK_LOCAL int storeJavaResponse(JNIEnv* env, jbyteArray response);
+  FERROLINK_LOCAL void storeResponse(std::vector<std::uint8_t> response);
+  FERROLINK_LOCAL void printLoadLibraryPath(const std::string& text, std::size_t capacity) const;
+  FERROLINK_LOCAL std::string askReceiverForInfo(JNIEnv* env);
+
+  // Constant after construction.
+  const bool m_launching;
+  const bool m_debugMode;
+  const std::string m_receiverClassName = "com/ferrolink/core/receiver/Receiver";
+  const std::string m_runtimeName = "Jvm";
+
+  // Guarded by m_librariesMutex.
+  std::mutex m_librariesMutex;
+  std::vector<std::string> m_librariesToLoad;
+
+  // Guarded by m_pathMutex, held for a copy or an assignment only: error texts read the paths on
+  // any thread while Initialize may still be writing them.
+  mutable std::mutex m_pathMutex;
+  std::string m_runtimePath;
+  std::string m_jvmLibraryPath;
+
+  // Written by Initialize; each provides its own synchronisation.
+  Ferrolink::Native::Loader::OwnedLibrary m_jvmLibrary;
+  std::atomic<GetCreatedJavaVMsFunction*> m_getCreatedJavaVMs{nullptr};
+  std::atomic<CreateJavaVMFunction*> m_createJavaVM{nullptr};
+
+  // Guarded by m_startUpMutex, which is also held while the JVM is created and the receiver class
+  // is first looked up, so that both happen once. The option array points into the option strings.
+  std::mutex m_startUpMutex;
+  std::string m_classPath;
+  std::string m_classPathOption;
+  std::string m_libraryPathOption;
+  std::vector<std::string> m_debugOptions;
+  std::unique_ptr<JavaVMOption[]> m_options;
+  JavaVMInitArgs m_initArguments{};
+  jint m_createResult = 0;
+  jint m_jniVersion = 0;
+  bool m_createdJvm = false;
+
+  // Written under m_startUpMutex, read by every thread without it.
+  std::atomic<bool> m_jvmInitialized{false};
+  std::atomic<JavaVM*> m_javaVM{nullptr};
+  std::atomic<JNIEnv*> m_JvmEnv{nullptr};  ///< of the starting thread, and of use only there
+  std::atomic<ThreadToken> m_startingThread{0};  ///< the thread that ran InitializeJvm
+
+  // The receiver, as the look-up found it. The methods are set together, and before m_receiverKnown.
+  // m_receiverClass is the starting thread's local reference, kept as FindClass returned it; other
+  // threads share m_sharedReceiverClass, a global reference that the first of them makes.
+  std::atomic<bool> m_receiverKnown{false};
+  std::atomic<jclass> m_receiverClass{nullptr};
+  std::atomic<jclass> m_sharedReceiverClass{nullptr};
+  std::atomic<bool> m_sharingReceiverClass{false};
+  std::atomic<jmethodID> m_sendCommandMethod{nullptr};
+  std::atomic<jmethodID> m_heartBeatMethod{nullptr};
+  std::atomic<jmethodID> m_runtimeInfoMethod{nullptr};
+
+  // Held while a Java array is created and filled.
+  std::mutex m_arrayMutex;
+
+  // Guarded by m_responseMutex: the last response of each thread that has not read it yet.
+  std::mutex m_responseMutex;
+  std::unordered_map<std::thread::id, std::vector<std::uint8_t>> m_responses;
+};
+
+/// Body of the short-lived thread on which a launcher creates its JVM. A failure is raised here,
+/// where nothing catches it: it is logged and the process ends.
+FERROLINK_EXPORT void createJavaVM(JvmLauncher* launcher);
+
+#endif

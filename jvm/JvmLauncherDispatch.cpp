@@ -1,0 +1,186 @@
+// Commands into the JVM and their responses.
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+
+#include "jvm/JvmLauncher.h"
+#include "jvm/JvmLibGlobals.h"
+#include "native/interfaces/CommandHeader.h"
+
+namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;
+
+namespace {
+
+// A command without a complete header has no command type.
+bool hasType(const std::uint8_t* message, int length, std::uint8_t type) {
+  return length >= CommandHeader::kSize && message[CommandHeader::kCommandType] == type;
+}
+
+// A thread that cannot be attached has no environment; what refused it is reported already.
+void enterJvm(std::optional<ThreadJniEnv>& thread, JavaVM* vm) {
+  try {
+    thread.emplace(vm);
+  } catch (const FerrolinkNativeException&) {
+    thread.reset();
+  }
+}
+
+}  // namespace
+
+int JvmLauncher::SendCommand(std::uint8_t* message, int length) {
+  if (m_launching) {
+    if (hasType(message, length, CommandHeader::kTypeLoadLibrary)) {
+      return HandleLoadLibraryCommand(message, length);
+    }
+    ensureJvmInitialized();
+  } else {
+    requireCallback();
+  }
+  std::optional<ThreadJniEnv> thread;
+  enterJvm(thread, m_javaVM.load(std::memory_order_relaxed));
+  if (!thread) {
+    raiseFailedAttach();
+  }
+  return dispatch(thread->m_jniEnv, message, length);
+}
+
+void JvmLauncher::ensureJvmInitialized() {
+  if (!m_jvmInitialized.load(std::memory_order_acquire)) {
+    const std::lock_guard<std::mutex> lock(m_startUpMutex);
+    if (!m_jvmInitialized.load(std::memory_order_relaxed)) {
+      InitializeJvm();
+      m_jvmInitialized.exchange(true);
+    }
+  }
+  if (m_javaVM.load(std::memory_order_relaxed) == nullptr) {
+    raise("018. JVM not initialized");
+  }
+}
+
+void JvmLauncher::requireCallback() {
+  if (!TryBindToCallingRuntimeJavaVm()) {
+    raise("018. JVM not initialized");
+  }
+  if (sendCommandCallbackObject.load() == nullptr || sendCommandCallbackMethod.load() == nullptr) {
+    raise("032. Java callback is not set");
+  }
+}
+
+// After a start-up that failed, or with a JVM that others had started, the receiver is not known
+// yet.
+void JvmLauncher::ensureReceiverKnown(JNIEnv* env) {
+  if (!isReceiverKnown()) {
+    const std::lock_guard<std::mutex> lock(m_startUpMutex);
+    if (!isReceiverKnown()) {
+      lookUpReceiver(env);
+    }
+  }
+}
+
+int JvmLauncher::dispatch(JNIEnv* env, std::uint8_t* message, int length) {
+  if (m_launching) {
+    ensureReceiverKnown(env);
+  }
+  Jni::LocalReference<jbyteArray> command = makeCommandArray(env, message, length);
+  Jni::LocalReference<jbyteArray> response =
+      callJava(env, command.get(), hasType(message, length, CommandHeader::kTypeHeartBeat));
+  if (!response) {
+    command.reset();
+    raise(m_launching ? "024. Null response from JVM" : "024. Null response from runtime callback");
+  }
+  const int stored = storeJavaResponse(env, response.get());
+  command.reset();
+  return stored;
+}
+
+// The lock is given back before anything is raised: the runtime information that every error text
+// carries comes out of Java.
+Jni::LocalReference<jbyteArray> JvmLauncher::makeCommandArray(JNIEnv* env,
+                                                              const std::uint8_t* message,
+                                                              int length) {
+  std::unique_lock<std::mutex> lock(m_arrayMutex);
+  Jni::LocalReference<jbyteArray> command(env, env->NewByteArray(length));
+  if (!command) {
+    lock.unlock();
+    Jni::clearPendingException(env);
+    raise("020. Failed to create byte array");
+  }
+  const char* failed = nullptr;
+  if (env->ExceptionCheck() != JNI_FALSE) {
+    failed = "021";
+  } else {
+    env->SetByteArrayRegion(command.get(), 0, length, reinterpret_cast<const jbyte*>(message));
+    if (env->ExceptionCheck() != JNI_FALSE) {
+      failed = "022";
+    }
+  }
+  lock.unlock();
+  if (failed != nullptr) {
+    CheckAndHandleJvmException(env, failed, true);
+  }
+  return command;
+}
+
+Jni::LocalReference<jbyteArray> JvmLauncher::callJava(JNIEnv* env, jbyteArray command,
+                                                      bool heartBeat) {
+  jobject result = nullptr;
+  if (m_launching) {
+    const ReceiverClass receiverClass = receiverClassFor(env);
+    const std::atomic<jmethodID>& method = heartBeat ? m_heartBeatMethod : m_sendCommandMethod;
+    result = env->CallStaticObjectMethod(receiverClass.usable,
+                                         method.load(std::memory_order_relaxed), command);
+  } else {
+    result = env->CallObjectMethod(sendCommandCallbackObject.load(),
+                                   sendCommandCallbackMethod.load(), command);
+  }
+  Jni::LocalReference<jbyteArray> response(env, static_cast<jbyteArray>(result));
+  checkJava(env, "023");
+  return response;
+}
+
+int JvmLauncher::storeJavaResponse(JNIEnv* env, jbyteArray response) {
+  std::vector<std::uint8_t> bytes;
+  {
+    const Jni::ByteArrayElements elements(env, response);
+    if (elements.get() == nullptr) {
+      Jni::clearPendingException(env);
+      raise(m_launching ? "025. Failed to get byte array elements"
+                        : "025. Failed to get callback response bytes");
+    }
+    checkJava(env, "026");
+    const jsize length = env->GetArrayLength(response);
+    checkJava(env, "027");
+    const auto* first = reinterpret_cast<const std::uint8_t*>(elements.get());
+    bytes.assign(first, first + length);
+  }
+  const int length = static_cast<int>(bytes.size());
+  storeResponse(std::move(bytes));
+  return length;
+}
+
+void JvmLauncher::storeResponse(std::vector<std::uint8_t> response) {
+  const std::lock_guard<std::mutex> lock(m_responseMutex);
+  m_responses[std::this_thread::get_id()] = std::move(response);
+}
+
+int JvmLauncher::ReadResponse(std::uint8_t* buffer, int length) {
+  std::vector<std::uint8_t> response;
+  {
+    std::unique_lock<std::mutex> lock(m_responseMutex);
+    const auto entry = m_responses.find(std::this_thread::get_id());
+    if (entry == m_responses.end()) {
+      lock.unlock();
+      raise("017.\nError while reading response");
+    }
+    response = std::move(entry->second);
+    m_responses.erase(entry);
+  }
+  // Widened as a signed value and compared unsigned: a negative length copies the whole response.
+  const auto room = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(length));
+  const std::size_t copied = std::min(response.size(), room);
+  if (copied > 0) {
+    std::memcpy(buffer, response.data(), copied);
+  }
+  return 0;
+}

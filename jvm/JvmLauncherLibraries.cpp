@@ -1,0 +1,98 @@
+// The load-library command, which the launcher answers itself.
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "jvm/JvmLauncher.h"
+#include "native/Console.h"
+#include "native/interfaces/CommandHeader.h"
+
+namespace fs = std::filesystem;
+using Ferrolink::Native::Console::printOut;
+
+namespace {
+
+constexpr int kPathOffset = 24;
+
+// A complete response: from and to the JVM, command type 0, and two bytes that say "library loaded".
+constexpr std::array<std::uint8_t, 17> kAnswer = {0x02, 0, 0, 0, 0, 0, 0, 0, 0,
+                                                  0x02, 0, 0x02, 0x04, 0, 0, 0, 0};
+
+bool isArchive(const fs::directory_entry& entry) {
+  if (!entry.is_regular_file()) {
+    return false;
+  }
+  std::string extension = entry.path().extension().string();
+  std::transform(extension.begin(), extension.end(), extension.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  return extension == ".jar";
+}
+
+// The archives to add: those of a directory, in the order of its listing, or the path itself.
+std::vector<std::string> listArchives(const fs::path& path) {
+  std::vector<std::string> archives;
+  if (!fs::is_directory(path)) {
+    archives.push_back(path.generic_string());
+    return archives;
+  }
+  for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
+    if (isArchive(entry)) {
+      archives.push_back(entry.path().generic_string());
+    }
+  }
+  return archives;
+}
+
+}  // namespace
+
+int JvmLauncher::HandleLoadLibraryCommand(std::uint8_t* message, int length) {
+  if (length <= kPathOffset) {
+    raise("004. \nLoadLibrary message too short\n");
+  }
+  const auto capacity = static_cast<std::size_t>(length - kPathOffset);
+  const auto* pathBytes = reinterpret_cast<const char*>(message + kPathOffset);
+  const std::string text(pathBytes, strnlen(pathBytes, capacity));
+  if (m_debugMode) {
+    printLoadLibraryPath(text, capacity);
+  }
+  fs::path path = text;
+  if (!fs::exists(path)) {
+    path = fs::current_path() / path;
+    if (!fs::exists(path)) {
+      raise("004. \nCannot find file: " + text + "\n");
+    }
+  }
+  AddToLibrariesToLoad(path.generic_string());
+  storeResponse(std::vector<std::uint8_t>(kAnswer.begin(), kAnswer.end()));
+  return static_cast<int>(kAnswer.size());
+}
+
+void JvmLauncher::printLoadLibraryPath(const std::string& text, std::size_t capacity) const {
+  std::string trace = "LoadLibrary path length: " + std::to_string(text.size()) +
+                      " (payload capacity " + std::to_string(capacity) + ")\n";
+  for (const char byte : text) {
+    std::array<char, 4> hexadecimal{};
+    std::snprintf(hexadecimal.data(), hexadecimal.size(), "%02X ",
+                  static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    trace += hexadecimal.data();
+  }
+  printOut(trace + "\n");
+}
+
+// The list changes only once the whole listing has succeeded.
+void JvmLauncher::AddToLibrariesToLoad(std::string path) {
+  const std::lock_guard<std::mutex> lock(m_librariesMutex);
+  if (!fs::exists(path)) {
+    throw FerrolinkNativeException(
+        "JVM Launcher: Exception code 004. \nCannot find file: " + path + "\n", "Unknown");
+  }
+  for (std::string& archive : listArchives(path)) {
+    if (std::find(m_librariesToLoad.begin(), m_librariesToLoad.end(), archive) ==
+        m_librariesToLoad.end()) {
+      m_librariesToLoad.push_back(std::move(archive));
+    }
+  }
+}

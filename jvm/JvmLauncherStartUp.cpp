@@ -1,0 +1,181 @@
+// Creating or adopting the JVM, and finding the Java receiver.
+#include "jvm/JvmLauncher.h"
+#include "native/Console.h"
+
+using Ferrolink::Native::Console::printOut;
+
+int JvmLauncher::InitializeJvm() {
+  if (adoptRunningJvm()) {
+    return 0;
+  }
+  if (m_launching) {
+    startJvm();
+    takeStartingThreadEnvironment();
+  }
+  if (m_JvmEnv.load() == nullptr) {
+    raise("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package");
+  }
+  m_jniVersion = GetVersion();
+  GetReceiverClass();
+  printOut(GetRuntimeInfoFromManagedRuntime() + "\n");
+  return 0;
+}
+
+// The receiver class is not looked up here: the next command does that, with its own environment.
+bool JvmLauncher::adoptRunningJvm() {
+  GetCreatedJavaVMsFunction* getCreatedJavaVMs = m_getCreatedJavaVMs.load();
+  if (getCreatedJavaVMs == nullptr) {
+    return false;  // binding: the process's JVM library was never opened by this launcher
+  }
+  jsize count = 0;
+  getCreatedJavaVMs(nullptr, 0, &count);
+  if (count < 1) {
+    return false;
+  }
+  std::vector<JavaVM*> created(static_cast<std::size_t>(count), nullptr);
+  getCreatedJavaVMs(created.data(), count, &count);
+  JavaVM* vm = created.front();
+  JNIEnv* env = nullptr;
+  if (vm != nullptr) {
+    vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+  }
+  m_startingThread.store(currentThreadToken());
+  m_JvmEnv.store(env);
+  m_javaVM.store(vm);
+  return true;
+}
+
+void JvmLauncher::startJvm() {
+  if (m_createJavaVM.load() == nullptr) {
+    raise("018. JVM not initialized");
+  }
+  buildOptions();
+  std::thread(createJavaVM, this).join();
+  m_options.reset();
+  m_initArguments.options = nullptr;
+}
+
+void createJavaVM(JvmLauncher* launcher) {
+  JavaVM* vm = nullptr;
+  JNIEnv* env = nullptr;
+  launcher->m_createResult =
+      launcher->m_createJavaVM.load()(&vm, reinterpret_cast<void**>(&env),
+                                      &launcher->m_initArguments);
+  launcher->m_javaVM.store(vm);
+  launcher->m_JvmEnv.store(env);
+  launcher->m_createdJvm = launcher->m_createResult == JNI_OK;
+  launcher->HandleLaunchJvmError();
+}
+
+void JvmLauncher::HandleLaunchJvmError() {
+  switch (m_createResult) {
+    case JNI_ERR:
+      raise("011");
+    case JNI_EDETACHED:
+      raise("012");
+    case JNI_EVERSION:
+      raise("013");
+    case JNI_ENOMEM:
+      raise("014");
+    case JNI_EEXIST:
+      raise("015");
+    case JNI_EINVAL:
+      raise("016");
+    default:
+      return;
+  }
+}
+
+void JvmLauncher::takeStartingThreadEnvironment() {
+  JavaVM* vm = m_javaVM.load();
+  JNIEnv* env = getJniEnvForThread(vm);
+  // The process-wide holder may have been built by another thread before; its environment is of no
+  // use here, and this thread then stays attached by itself.
+  JNIEnv* own = nullptr;
+  if (vm->GetEnv(reinterpret_cast<void**>(&own), JNI_VERSION_1_8) != JNI_OK || own != env) {
+    env = nullptr;
+    vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+  }
+  m_startingThread.store(currentThreadToken());
+  m_JvmEnv.store(env);
+}
+
+void JvmLauncher::GetReceiverClass() {
+  if (m_JvmEnv.load() == nullptr) {
+    raise("006. \nReinstall Ferrolink package");
+  }
+  const ThreadJniEnv thread(m_javaVM.load());
+  lookUpReceiver(thread.m_jniEnv);
+}
+
+void JvmLauncher::lookUpReceiver(JNIEnv* env) {
+  Jni::LocalReference<jclass> found = findReceiverClass(env);
+  jmethodID sendCommand =
+      findReceiverMethod(env, found.get(), "sendCommand", "([B)[B", "034", "008");
+  jmethodID heartBeat = findReceiverMethod(env, found.get(), "heartBeat", "([B)[B", "035", "009");
+  jmethodID runtimeInfo = findReceiverMethod(env, found.get(), "getRuntimeInfo",
+                                             "()Ljava/lang/String;", "036", "010");
+  if (isStartingThread(env)) {
+    m_receiverClass.store(found.release());
+  }
+  m_sendCommandMethod.store(sendCommand);
+  m_heartBeatMethod.store(heartBeat);
+  m_runtimeInfoMethod.store(runtimeInfo);
+  m_receiverKnown.store(true);
+}
+
+Jni::LocalReference<jclass> JvmLauncher::findReceiverClass(JNIEnv* env) {
+  Jni::LocalReference<jclass> found(env, env->FindClass(m_receiverClassName.c_str()));
+  checkJava(env, "033");
+  if (!found) {
+    raise("007. \nReinstall Ferrolink package");
+  }
+  return found;
+}
+
+jmethodID JvmLauncher::findReceiverMethod(JNIEnv* env, jclass receiverClass, const char* name,
+                                          const char* signature, const char* checkCode,
+                                          const char* nullCode) {
+  jmethodID method = env->GetStaticMethodID(receiverClass, name, signature);
+  checkJava(env, checkCode);
+  if (method == nullptr) {
+    raise(std::string(nullCode) + ". \nReinstall Ferrolink package");
+  }
+  return method;
+}
+
+bool JvmLauncher::isReceiverKnown() const {
+  return m_receiverKnown.load(std::memory_order_acquire);
+}
+
+// Both are asked: the token, because a later thread may be given the same environment; the
+// environment, because the thread may have been detached and attached again in the meantime.
+bool JvmLauncher::isStartingThread(JNIEnv* env) const {
+  return m_startingThread.load(std::memory_order_relaxed) == currentThreadToken() &&
+         m_JvmEnv.load(std::memory_order_relaxed) == env;
+}
+
+// The starting thread uses its local reference, all others one shared global reference. The first of
+// them makes it, of its own FindClass result; threads that come while it is being made use their
+// own result for the one call, so that nobody waits and exactly one global reference is made.
+JvmLauncher::ReceiverClass JvmLauncher::receiverClassFor(JNIEnv* env) {
+  if (isStartingThread(env)) {
+    if (jclass kept = m_receiverClass.load(std::memory_order_relaxed)) {
+      return {kept, {}};
+    }
+  }
+  if (jclass shared = m_sharedReceiverClass.load(std::memory_order_acquire)) {
+    return {shared, {}};
+  }
+  Jni::LocalReference<jclass> own = findReceiverClass(env);
+  if (!m_sharingReceiverClass.exchange(true)) {
+    if (auto shared = static_cast<jclass>(env->NewGlobalRef(own.get()))) {
+      m_sharedReceiverClass.store(shared, std::memory_order_release);
+      return {shared, {}};
+    }
+    Jni::clearPendingException(env);
+    m_sharingReceiverClass.store(false);
+  }
+  jclass usable = own.get();
+  return {usable, std::move(own)};
+}
