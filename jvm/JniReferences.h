@@ -5,8 +5,9 @@
 
 #include <utility>
 
-/// Owners of JNI resources. Each is tied to the environment, hence to the thread, that made it; only
-/// its owner releases it. Releasing is allowed while a Java exception is pending and leaves it so.
+/// Owners of JNI resources. Each is tied to the environment, hence to the thread, that made it;
+/// only its owner releases it. Releasing is allowed while a Java exception is pending and leaves it
+/// so.
 namespace Jni {
 
 /// For codes that are raised for a null result: the Java exception behind it would disturb every

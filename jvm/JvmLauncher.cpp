@@ -74,9 +74,13 @@ bool JvmLauncher::TryBindToCallingRuntimeJavaVm() {
   return true;
 }
 
-int JvmLauncher::LoadOptimizedMethod(std::string /*name*/) { return 1; }
+int JvmLauncher::LoadOptimizedMethod(std::string /*name*/) {
+  return 1;
+}
 
-int JvmLauncher::SetPath(std::uint8_t /*runtime*/, std::string /*path*/) { return 1; }
+int JvmLauncher::SetPath(std::uint8_t /*runtime*/, std::string /*path*/) {
+  return 1;
+}
 
 int JvmLauncher::DeployRuntime(std::uint8_t* /*message*/, int /*length*/, std::string /*path*/,
                                std::uint8_t /*flag*/) {

@@ -19,8 +19,8 @@
 #include "native/Loader.h"
 #include "native/NativeLauncher.h"
 
-/// Gives the receiver role a JVM to call into. Launching (mode 1): finds a JVM library, starts a JVM
-/// on the first command and calls the static methods of com.ferrolink.core.receiver.Receiver.
+/// Gives the receiver role a JVM to call into. Launching (mode 1): finds a JVM library, starts a
+/// JVM on the first command and calls the static methods of com.ferrolink.core.receiver.Receiver.
 /// Binding (mode 0): adopts the JVM whose Java side registered a callback, and calls that callback.
 ///
 /// Thread rule: Initialize once, serialised by the caller; all else on any thread, in parallel. A
@@ -28,8 +28,8 @@
 /// JNIEnv or local references.
 /// Errors: FerrolinkNativeException, raised through HandleException, so that every text ends with
 /// "\nRUNTIME INFO:\n" and what GetRuntimeInfo says.
-/// Lifetime: until the process ends. The thread that creates the JVM ends without detaching from it,
-/// so DestroyJavaVM in the destructor of a launched one waits for ever on HotSpot.
+/// Lifetime: until the process ends. The thread that creates the JVM ends without detaching from
+/// it, so DestroyJavaVM in the destructor of a launched one waits for ever on HotSpot.
 class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeLauncher {
  public:
   explicit JvmLauncher(Ferrolink::Native::Definitions::RuntimeOperationMode mode);
@@ -171,12 +171,13 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   // Written under m_startUpMutex, read by every thread without it.
   std::atomic<bool> m_jvmInitialized{false};
   std::atomic<JavaVM*> m_javaVM{nullptr};
-  std::atomic<JNIEnv*> m_JvmEnv{nullptr};  ///< of the starting thread, and of use only there
+  std::atomic<JNIEnv*> m_JvmEnv{nullptr};        ///< of the starting thread, and of use only there
   std::atomic<ThreadToken> m_startingThread{0};  ///< the thread that ran InitializeJvm
 
-  // The receiver, as the look-up found it. The methods are set together, and before m_receiverKnown.
-  // m_receiverClass is the starting thread's local reference, kept as FindClass returned it; other
-  // threads share m_sharedReceiverClass, a global reference that the first of them makes.
+  // The receiver, as the look-up found it. The methods are set together, and before
+  // m_receiverKnown. m_receiverClass is the starting thread's local reference, kept as FindClass
+  // returned it; other threads share m_sharedReceiverClass, a global reference that the first of
+  // them makes.
   std::atomic<bool> m_receiverKnown{false};
   std::atomic<jclass> m_receiverClass{nullptr};
   std::atomic<jclass> m_sharedReceiverClass{nullptr};

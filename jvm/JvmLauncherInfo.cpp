@@ -18,7 +18,9 @@ std::string versionText(jint version) {
 
 }  // namespace
 
-std::string JvmLauncher::GetRuntimeName() { return m_runtimeName; }
+std::string JvmLauncher::GetRuntimeName() {
+  return m_runtimeName;
+}
 
 int JvmLauncher::GetVersion() {
   if (m_JvmEnv.load() == nullptr) {
@@ -32,7 +34,9 @@ int JvmLauncher::GetVersion() {
   }
 }
 
-std::string JvmLauncher::GetVersionString() { return versionText(GetVersion()); }
+std::string JvmLauncher::GetVersionString() {
+  return versionText(GetVersion());
+}
 
 std::string JvmLauncher::GetRuntimeInfo() {
   std::vector<std::string> libraries;
@@ -75,9 +79,8 @@ std::string JvmLauncher::GetRuntimeInfoFromManagedRuntime() {
 
 std::string JvmLauncher::askReceiverForInfo(JNIEnv* env) {
   const ReceiverClass receiverClass = receiverClassFor(env);
-  Jni::LocalReference<jstring> text(
-      env, static_cast<jstring>(env->CallStaticObjectMethod(receiverClass.usable,
-                                                            m_runtimeInfoMethod.load())));
+  Jni::LocalReference<jstring> text(env, static_cast<jstring>(env->CallStaticObjectMethod(
+                                             receiverClass.usable, m_runtimeInfoMethod.load())));
   checkJava(env, "028");
   if (!text) {
     return {};

@@ -17,8 +17,9 @@ namespace {
 
 constexpr int kPathOffset = 24;
 
-// A complete response: from and to the JVM, command type 0, and two bytes that say "library loaded".
-constexpr std::array<std::uint8_t, 17> kAnswer = {0x02, 0, 0, 0, 0, 0, 0, 0, 0,
+// A complete response: from and to the JVM, command type 0, and two bytes that say "library
+// loaded".
+constexpr std::array<std::uint8_t, 17> kAnswer = {0x02, 0, 0,    0,    0, 0, 0, 0, 0,
                                                   0x02, 0, 0x02, 0x04, 0, 0, 0, 0};
 
 bool isArchive(const fs::directory_entry& entry) {

@@ -50,12 +50,10 @@ void JvmLauncher::buildOptions() {
   if (m_debugMode) {
     const std::string size = std::to_string(kDebugHeapSize) + kDebugHeapUnit;
     // Only debug mode limits the heap; otherwise the JVM's own defaults apply.
-    m_debugOptions = {"-Xmx" + size,
-                      "-Xms" + size,
-                      "-Xdebug",
-                      "-Xrunjdwp:transport=dt_socket,address=127.0.0.1:8988,server=y,suspend=y",
-                      "-verbose:jni",
-                      "-Xcheck:jni"};
+    m_debugOptions = {
+        "-Xmx" + size,  "-Xms" + size,
+        "-Xdebug",      "-Xrunjdwp:transport=dt_socket,address=127.0.0.1:8988,server=y,suspend=y",
+        "-verbose:jni", "-Xcheck:jni"};
     for (std::string& option : m_debugOptions) {
       options.push_back(&option);
     }

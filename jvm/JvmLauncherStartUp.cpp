@@ -58,9 +58,8 @@ void JvmLauncher::startJvm() {
 void createJavaVM(JvmLauncher* launcher) {
   JavaVM* vm = nullptr;
   JNIEnv* env = nullptr;
-  launcher->m_createResult =
-      launcher->m_createJavaVM.load()(&vm, reinterpret_cast<void**>(&env),
-                                      &launcher->m_initArguments);
+  launcher->m_createResult = launcher->m_createJavaVM.load()(&vm, reinterpret_cast<void**>(&env),
+                                                             &launcher->m_initArguments);
   launcher->m_javaVM.store(vm);
   launcher->m_JvmEnv.store(env);
   launcher->m_createdJvm = launcher->m_createResult == JNI_OK;
@@ -113,8 +112,8 @@ void JvmLauncher::lookUpReceiver(JNIEnv* env) {
   jmethodID sendCommand =
       findReceiverMethod(env, found.get(), "sendCommand", "([B)[B", "034", "008");
   jmethodID heartBeat = findReceiverMethod(env, found.get(), "heartBeat", "([B)[B", "035", "009");
-  jmethodID runtimeInfo = findReceiverMethod(env, found.get(), "getRuntimeInfo",
-                                             "()Ljava/lang/String;", "036", "010");
+  jmethodID runtimeInfo =
+      findReceiverMethod(env, found.get(), "getRuntimeInfo", "()Ljava/lang/String;", "036", "010");
   if (isStartingThread(env)) {
     m_receiverClass.store(found.release());
   }
@@ -155,8 +154,8 @@ bool JvmLauncher::isStartingThread(JNIEnv* env) const {
          m_JvmEnv.load(std::memory_order_relaxed) == env;
 }
 
-// The starting thread uses its local reference, all others one shared global reference. The first of
-// them makes it, of its own FindClass result; threads that come while it is being made use their
+// The starting thread uses its local reference, all others one shared global reference. The first
+// of them makes it, of its own FindClass result; threads that come while it is being made use their
 // own result for the one call, so that nobody waits and exactly one global reference is made.
 JvmLauncher::ReceiverClass JvmLauncher::receiverClassFor(JNIEnv* env) {
   if (isStartingThread(env)) {

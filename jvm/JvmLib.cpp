@@ -37,12 +37,20 @@ IReceiver* CreateReceiver(RuntimeOperationMode mode) {
   return receiver.load();
 }
 
-IReceiver* GetReceiver() { return receiver.load(); }
+IReceiver* GetReceiver() {
+  return receiver.load();
+}
 
-JNIEnv* GetJNIEnv() { return javaEnv.load(); }
+JNIEnv* GetJNIEnv() {
+  return javaEnv.load();
+}
 
-int SetConfigSource(std::string source) { return ConfigHandler::SetConfigSource(source); }
+int SetConfigSource(std::string source) {
+  return ConfigHandler::SetConfigSource(source);
+}
 
-int SetWorkingDirectoryPath(std::string path) { return ConfigHandler::SetWorkingDirectory(path); }
+int SetWorkingDirectoryPath(std::string path) {
+  return ConfigHandler::SetWorkingDirectory(path);
+}
 
 void emptyFunctionInNativeLib() {}

@@ -10,15 +10,17 @@
 
 namespace {
 
-[[noreturn]] void fail(const std::string& text) { throw FerrolinkNativeException(text, "Unknown"); }
+[[noreturn]] void fail(const std::string& text) {
+  throw FerrolinkNativeException(text, "Unknown");
+}
 
 [[noreturn]] void printAndFail(const std::string& text) {
   Ferrolink::Native::Console::printOut(text + "\n");
   fail(text);
 }
 
-/// Owns the process-wide ThreadJniEnv. Not locked: first calls that race may both build one, and the
-/// later replaces the earlier; the exchange makes sure that each is destroyed once.
+/// Owns the process-wide ThreadJniEnv. Not locked: first calls that race may both build one, and
+/// the later replaces the earlier; the exchange makes sure that each is destroyed once.
 class ProcessHolder {
  public:
   ProcessHolder() = default;

@@ -11,8 +11,8 @@ using ThreadToken = unsigned long;
 ThreadToken currentThreadToken();
 
 /// Scoped JNI environment of the calling thread: attaches the thread where the JVM does not know it
-/// yet, and detaches it again only if it did so itself. A Java thread, or one attached elsewhere, is
-/// left as it was.
+/// yet, and detaches it again only if it did so itself. A Java thread, or one attached elsewhere,
+/// is left as it was.
 ///
 /// Lives on the stack of its thread and is not passed on. Errors (FerrolinkNativeException):
 /// "ThreadJniEnv: " and what failed, after the same line on standard output where the JVM refused.
@@ -30,8 +30,8 @@ class ThreadJniEnv {
   JavaVM* m_javaVM;
   bool m_attached = false;
   // DetachCurrentThread detaches whichever thread calls it. The process-wide holder below can be
-  // destroyed on another thread (the one that runs exit, the JVM's own VM thread after System.exit),
-  // which must not be detached in its stead.
+  // destroyed on another thread (the one that runs exit, the JVM's own VM thread after
+  // System.exit), which must not be detached in its stead.
   const ThreadToken m_thread;
 };
 

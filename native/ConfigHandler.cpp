@@ -63,9 +63,8 @@ int askNumber(void* library, const char* name, const Texts&... texts) {
 
 template <class Function, class... Texts>
 std::string askText(void* library, const char* name, const Texts&... texts) {
-  return reraised([&] {
-    return CallConfigStringFunction(findFunction<Function>(library, name), texts...);
-  });
+  return reraised(
+      [&] { return CallConfigStringFunction(findFunction<Function>(library, name), texts...); });
 }
 
 std::string lowerCase(std::string text) {
@@ -175,8 +174,8 @@ int ConfigHandler::GetLoggingLevel() {
     }
   }
   try {
-    const int level = levelOf(lowerCase(CallConfigStringFunction(
-        findFunction<TextFunction>(configsLibrary(), "GetLoggingLevel"))));
+    const int level = levelOf(lowerCase(
+        CallConfigStringFunction(findFunction<TextFunction>(configsLibrary(), "GetLoggingLevel"))));
     return level >= 0 ? level : 1;
   } catch (const std::exception&) {
     return 1;

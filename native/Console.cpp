@@ -13,7 +13,11 @@ void print(std::FILE* stream, std::string_view text) {
 
 }  // namespace
 
-void printOut(std::string_view text) { print(stdout, text); }
-void printError(std::string_view text) { print(stderr, text); }
+void printOut(std::string_view text) {
+  print(stdout, text);
+}
+void printError(std::string_view text) {
+  print(stderr, text);
+}
 
 }  // namespace Ferrolink::Native::Console

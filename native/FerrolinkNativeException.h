@@ -13,10 +13,11 @@
 ///
 /// what() is the message as the raise site composed it: a component prefix ("Ferrolink Native
 /// Exception: Exception code ", "JVM Launcher: Exception code ", "JVM Lib: Exception code "), three
-/// digits, a full stop and a text that tells what to do. A code means something only with its prefix.
+/// digits, a full stop and a text that tells what to do. A code means something only with its
+/// prefix.
 ///
-/// The error log is "<working directory>/_FerrolinkNativeErrorLogger_<date>.txt", one file per local
-/// day, appended to: date-time, tab, "Thread ID: " and the thread's id, tab, message.
+/// The error log is "<working directory>/_FerrolinkNativeErrorLogger_<date>.txt", one file per
+/// local day, appended to: date-time, tab, "Thread ID: " and the thread's id, tab, message.
 ///
 /// Raising is expensive by design (a file is opened, then 50 ms pass): for failures only.
 /// Thread rule: any thread. Raises nothing itself but the standard library's allocation errors.

@@ -33,8 +33,9 @@ void* openLibrary(const std::string& path, int flags, bool throwOnError, bool pr
   } else {
     reason = Loader::errorText();
   }
-  const std::string message = "Ferrolink Native Exception: Exception code 001. \nCannot load: " +
-                              path + ". \nError: " + reason;
+  const std::string message =
+      "Ferrolink Native Exception: Exception code 001. \nCannot load: " + path +
+      ". \nError: " + reason;
   if (throwOnError) {
     throw FerrolinkNativeException(message, "Unknown");
   }
@@ -89,7 +90,9 @@ const std::string& LibrariesFinder::getPathToDir() {
   return *pathToDir;
 }
 
-std::string LibrariesFinder::getBinariesRootPath() { return getThisLibraryPath() + "../../../../"; }
+std::string LibrariesFinder::getBinariesRootPath() {
+  return getThisLibraryPath() + "../../../../";
+}
 
 const std::string& LibrariesFinder::getNativeDirectoryRelativePath() {
   static const std::string* const nativeDirectoryRelativePath =
@@ -118,8 +121,8 @@ void* LibrariesFinder::loadTcpClientLibrary(bool throwOnError) {
 }
 
 void* LibrariesFinder::loadTcpTlsClientLibrary(bool throwOnError) {
-  void* handle = openOnce(tcpTlsClientLibraryInstance, "libFerrolinkTcpTlsClient.so", throwOnError,
-                          true);
+  void* handle =
+      openOnce(tcpTlsClientLibraryInstance, "libFerrolinkTcpTlsClient.so", throwOnError, true);
   if (handle != nullptr) {
     return handle;
   }

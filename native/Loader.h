@@ -12,8 +12,9 @@ namespace Ferrolink::Native::Loader {
 /// All symbols resolved at once, local scope.
 inline constexpr int kBindNow = RTLD_NOW;
 
-/// As kBindNow, and the opened library resolves its own symbols before those already in the process.
-/// The sanitizers refuse deep binding, so their builds alone leave it out; a test pins 10 otherwise.
+/// As kBindNow, and the opened library resolves its own symbols before those already in the
+/// process. The sanitizers refuse deep binding, so their builds alone leave it out; a test pins 10
+/// otherwise.
 #if defined(FERROLINK_SANITIZED)
 inline constexpr int kBindDeep = RTLD_NOW;
 #else

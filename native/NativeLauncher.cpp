@@ -6,10 +6,16 @@ NativeLauncher::NativeLauncher(Definitions::RuntimeOperationMode mode) : m_opera
 
 NativeLauncher::~NativeLauncher() = default;
 
-bool NativeLauncher::IsInitialized() { return m_initialized.load(std::memory_order_acquire); }
+bool NativeLauncher::IsInitialized() {
+  return m_initialized.load(std::memory_order_acquire);
+}
 
-void NativeLauncher::SetInitialized() { m_initialized.store(true, std::memory_order_release); }
+void NativeLauncher::SetInitialized() {
+  m_initialized.store(true, std::memory_order_release);
+}
 
-std::string NativeLauncher::GetRuntimeInfo() { return {}; }
+std::string NativeLauncher::GetRuntimeInfo() {
+  return {};
+}
 
 }  // namespace Ferrolink::Native::Launcher

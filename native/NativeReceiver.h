@@ -17,8 +17,8 @@ namespace Ferrolink::Native::Receiver {
 /// telemetry, exception reporting); every real operation goes to the launcher, whose errors pass
 /// through unchanged.
 ///
-/// The forwarding operations check nothing, neither the mode nor whether Initialize has run: callers
-/// call Initialize before each use. The receiver takes no lock; callers serialise the first
+/// The forwarding operations check nothing, neither the mode nor whether Initialize has run:
+/// callers call Initialize before each use. The receiver takes no lock; callers serialise the first
 /// Initialize. Lifetime: until the process ends (a launched JVM cannot be waited for, see
 /// JvmLauncher's destructor).
 class FERROLINK_EXPORT NativeReceiver : public Interfaces::IReceiver {

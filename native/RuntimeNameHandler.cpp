@@ -7,12 +7,13 @@ namespace Ferrolink::Native::RuntimeNameHandler {
 namespace {
 
 constexpr std::array<std::string_view, 11> kNames = {
-    "Clr",  "Go",     "Jvm", "Netcore", "Perl",    "Python",
-    "Ruby", "Nodejs", "Cpp", "Php",     "Python2",
+    "Clr", "Go", "Jvm", "Netcore", "Perl", "Python", "Ruby", "Nodejs", "Cpp", "Php", "Python2",
 };
 
 // Tested as an unsigned value, so that a negative identifier falls to "Unknown" as well.
-bool isKnown(int runtime) { return static_cast<unsigned>(runtime) < kNames.size(); }
+bool isKnown(int runtime) {
+  return static_cast<unsigned>(runtime) < kNames.size();
+}
 
 }  // namespace
 

@@ -10,7 +10,8 @@ namespace Ferrolink::Native::RuntimeNameHandler {
 /// The fixed table from runtime identifier to names. Stateless; any thread; never raises.
 class RuntimeNameHandler {
  public:
-  /// The display name, exact in case ("Nodejs", "Cpp"); "Unknown" for an identifier outside 0 to 10.
+  /// The display name, exact in case ("Nodejs", "Cpp"); "Unknown" for an identifier outside 0
+  /// to 10.
   FERROLINK_EXPORT static std::string GetRuntimeName(int runtime);
 
   /// The file name of the runtime's native library; "Unknown" for an identifier outside 0 to 10,

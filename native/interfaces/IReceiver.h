@@ -9,15 +9,15 @@ namespace Ferrolink::Native::Interfaces {
 /// The role that executes commands sent by another runtime.
 ///
 /// Part of the binary contract between the libraries of the family: objects made by one library are
-/// driven by another through these virtual slots. The order is fixed, the destructor takes the first
-/// slot, and a new operation goes to the end only.
+/// driven by another through these virtual slots. The order is fixed, the destructor takes the
+/// first slot, and a new operation goes to the end only.
 ///
 /// Messages are command byte arrays (CommandHeader.h), lengths are in bytes, buffers stay the
 /// caller's, runtime identifiers are those of Runtime.h. Errors are exceptions derived from
 /// std::exception, never result codes.
-/// Thread rule: the caller serialises Initialize and calls it before each use; commands may arrive on
-/// any thread, a SendCommand and its ReadResponse on the same one.
-/// Lifetime: a receiver lives until the process ends; a host never deletes one.
+/// Thread rule: the caller serialises Initialize and calls it before each use; commands may arrive
+/// on any thread, a SendCommand and its ReadResponse on the same one. Lifetime: a receiver lives
+/// until the process ends; a host never deletes one.
 class IReceiver {
  public:
   IReceiver() = default;

@@ -9,8 +9,8 @@ namespace Ferrolink::Native::Interfaces {
 /// A channel from the transmitter role to a called runtime.
 ///
 /// Part of the binary contract between the libraries of the family: objects made by one library are
-/// driven by another through these virtual slots. The order is fixed, the destructor takes the first
-/// slot, and a new operation goes to the end only.
+/// driven by another through these virtual slots. The order is fixed, the destructor takes the
+/// first slot, and a new operation goes to the end only.
 ///
 /// Messages are command byte arrays (CommandHeader.h), lengths are in bytes, buffers stay the
 /// caller's, runtime identifiers are those of Runtime.h. Errors are exceptions derived from
