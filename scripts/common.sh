@@ -1,0 +1,25 @@
+# Shared by the scripts; sourced from the repository's root.
+# shellcheck shell=bash
+
+# The JDK to build with and to run on: JAVA_HOME where it is set, else the one that setup installs.
+ferrolink_java_home() {
+  if [ -n "${JAVA_HOME:-}" ]; then
+    return
+  fi
+  JAVA_HOME=$(dirname "$(dirname "$(readlink -f "$(command -v javac)")")")
+  export JAVA_HOME
+}
+
+# Configures and builds a preset quietly; all of the output where it fails.
+# usage: ferrolink_build PRESET ON|OFF [cmake build option ...]      ON: the tests as well
+ferrolink_build() {
+  local preset=$1 tests=$2 log
+  shift 2
+  mkdir -p build
+  log="build/$preset.log"
+  if ! { cmake --preset "$preset" "-DFERROLINK_TESTS=$tests" && cmake --build --preset "$preset" "$@"; } >"$log" 2>&1; then
+    cat "$log" >&2
+    echo "Building the preset $preset failed." >&2
+    return 1
+  fi
+}

@@ -1,0 +1,14 @@
+# The Debian packages behind each script; sourced, not run.
+# shellcheck shell=bash
+ferrolink_build_packages=(
+  g++ cmake ninja-build                 # compiles
+  openjdk-17-jdk-headless               # javac, jni.h, and the JVM that runs
+  nlohmann-json3-dev                    # configuration and telemetry companions
+  libssl-dev                            # the demo's own digest
+)
+ferrolink_test_packages=(
+  libgtest-dev libgmock-dev             # C++ tests
+  junit5                                # Java tests
+  clang clang-format clang-tidy         # second compiler, format and lint checks
+  procps                                # ps, for the tests that look at processes
+)
