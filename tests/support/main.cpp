@@ -1,0 +1,12 @@
+#include <gtest/gtest.h>
+
+#include "tests/support/ProcessCase.h"
+
+int main(int argc, char** argv) {
+  const int caseExit = FerrolinkTest::runRequestedCase(argc, argv);
+  if (caseExit >= 0) {
+    return caseExit;
+  }
+  testing::InitGoogleTest(&argc, argv);
+  return RUN_ALL_TESTS();
+}
