@@ -1,0 +1,231 @@
+#include "companions/configs/Configs.h"
+
+#include <cxxabi.h>
+
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include "companions/configs/Configuration.h"
+#include "companions/configs/ConfigurationSource.h"
+#include "companions/configs/ConfigurationStore.h"
+#include "companions/configs/JsonDocument.h"
+#include "companions/configs/Printable.h"
+
+namespace {
+
+using namespace Ferrolink::Companions;
+
+constexpr int kRefused = -1;
+
+// The outermost frame of every exported function: what `body` throws goes to `report` as a text.
+template <class Body, class Report>
+int guarded(Body body, Report report) {
+  try {
+    return body();
+  } catch (const std::exception& error) {
+    return report(error.what());
+  } catch (const abi::__forced_unwind&) {
+    throw;  // the thread is being cancelled, which must not be stopped
+  } catch (...) {
+    return report("unknown error");
+  }
+}
+
+// One write for the whole line, so that lines of several threads do not mix.
+int printRefusal(const char* reason) {
+  try {
+    const std::string line = std::string("Ferrolink configuration: ") + reason + "\n";
+    std::fwrite(line.data(), 1, line.size(), stderr);
+  } catch (const std::exception&) {
+    std::fputs("Ferrolink configuration: out of memory\n", stderr);
+  }
+  return kRefused;
+}
+
+int refuseSilently(const char* /*reason*/) {
+  return kRefused;
+}
+
+const char* notNull(const char* text, const char* what) {
+  if (text == nullptr) {
+    throw ConfigurationError(std::string(what) + " is a null pointer");
+  }
+  return text;
+}
+
+void copyWithEnd(std::string_view text, char* buffer) {
+  std::memcpy(buffer, text.data(), text.size());
+  buffer[text.size()] = '\0';
+}
+
+// Writes the text that `select` takes from the configuration. `place` names it in an error text.
+template <class Select, class Place>
+int giveText(char* buffer, std::size_t size, Place place, Select select) {
+  if (buffer == nullptr || size == 0) {
+    return kRefused;
+  }
+  const auto give = [&] {
+    const std::string text = select(ConfigurationStore::instance().current());
+    if (text.size() >= size) {
+      throw ConfigurationError(std::string(place()) + ": the value does not fit into a buffer of " +
+                               std::to_string(size) + " bytes");
+    }
+    copyWithEnd(text, buffer);
+    return static_cast<int>(text.size());
+  };
+  return guarded(give, [&](const char* reason) {
+    copyWithEnd(std::string_view(reason, prefixLength(reason, size - 1)), buffer);
+    return kRefused;
+  });
+}
+
+int giveProxyText(char* buffer, std::size_t size, const char* place, std::string Proxy::*member) {
+  return giveText(
+      buffer, size, [&] { return place; },
+      [&](const ConfigurationStore::Snapshot& now) { return now.configuration->proxy.*member; });
+}
+
+// The defaults where the channel is not configured.
+Channel channelOf(const Configuration& configuration, const char* runtimeName,
+                  const char* configName) {
+  const std::string runtime = lowerCase(notNull(runtimeName, "the runtime name"));
+  const std::string config = notNull(configName, "the configuration name");
+  const auto configs = configuration.runtimes.find(runtime);
+  if (configs == configuration.runtimes.end()) {
+    return {};
+  }
+  const auto channel = configs->second.find(config);
+  return channel == configs->second.end() ? Channel{} : channel->second;
+}
+
+int giveChannelText(const char* runtimeName, const char* configName, char* buffer, std::size_t size,
+                    const char* key, std::string Channel::*member) {
+  const auto place = [&] {
+    return memberPointer(memberPointer("/runtimes", runtimeName), configName) + "/" + key;
+  };
+  return giveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
+    return channelOf(*now.configuration, runtimeName, configName).*member;
+  });
+}
+
+}  // namespace
+
+int SetConfigSource(const char* source) {
+  return guarded(
+      [&] {
+        Configuration configuration = loadConfiguration(notNull(source, "the source"));
+        ConfigurationStore::instance().replaceConfiguration(std::move(configuration));
+        return 0;
+      },
+      printRefusal);
+}
+
+int SetWorkingDirectory(const char* path) {
+  return guarded(
+      [&] {
+        const std::string_view given = notNull(path, "the working directory");
+        if (given.empty()) {
+          throw ConfigurationError("the working directory is empty");
+        }
+        std::string directory = absolutePath(given, currentDirectory());
+        if (const std::string reason = whyNoDirectory(directory); !reason.empty()) {
+          throw ConfigurationError("the working directory: " + reason);
+        }
+        ConfigurationStore::instance().overrideDirectory(std::move(directory));
+        return 0;
+      },
+      printRefusal);
+}
+
+int GetChannelPort(const char* runtimeName, const char* configName) {
+  return guarded(
+      [&] {
+        const auto now = ConfigurationStore::instance().current();
+        return channelOf(*now.configuration, runtimeName, configName).port;
+      },
+      refuseSilently);
+}
+
+int ProxyExists(void) {
+  return guarded(
+      [] {
+        const auto now = ConfigurationStore::instance().current();
+        return now.configuration->proxy.host.empty() ? 0 : 1;
+      },
+      [](const char*) { return 0; });
+}
+
+int GetProxyPort(void) {
+  return guarded([] { return ConfigurationStore::instance().current().configuration->proxy.port; },
+                 refuseSilently);
+}
+
+int GetConfigSource(char* buffer, std::size_t size) {
+  return giveText(
+      buffer, size, [] { return "the source"; },
+      [](const ConfigurationStore::Snapshot& now) { return now.configuration->source; });
+}
+
+int GetWorkingDirectory(char* buffer, std::size_t size) {
+  return giveText(
+      buffer, size, [] { return "/workingDirectory"; },
+      [](const ConfigurationStore::Snapshot& now) {
+        if (now.directoryOverride != nullptr) {
+          return *now.directoryOverride;
+        }
+        const std::string& configured = now.configuration->workingDirectory;
+        return configured.empty() ? currentDirectory() : configured;
+      });
+}
+
+int GetLoggingLevel(char* buffer, std::size_t size) {
+  return giveText(
+      buffer, size, [] { return "/loggingLevel"; },
+      [](const ConfigurationStore::Snapshot& now) { return now.configuration->loggingLevel; });
+}
+
+int GetProxyHost(char* buffer, std::size_t size) {
+  return giveProxyText(buffer, size, "/proxy/host", &Proxy::host);
+}
+
+int GetProxyUsername(char* buffer, std::size_t size) {
+  return giveProxyText(buffer, size, "/proxy/username", &Proxy::username);
+}
+
+int GetProxyPassword(char* buffer, std::size_t size) {
+  return giveProxyText(buffer, size, "/proxy/password", &Proxy::password);
+}
+
+int GetProxyDomain(char* buffer, std::size_t size) {
+  return giveProxyText(buffer, size, "/proxy/domain", &Proxy::domain);
+}
+
+int GetRuntimeName(const char* runtimeName, const char* configName, char* buffer,
+                   std::size_t size) {
+  const auto place = [&] {
+    return memberPointer(memberPointer("/runtimes", runtimeName), configName) + "/runtimeName";
+  };
+  return giveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
+    const Channel channel = channelOf(*now.configuration, runtimeName, configName);
+    return channel.runtimeName.empty() ? std::string(runtimeName) : channel.runtimeName;
+  });
+}
+
+int GetChannelType(const char* runtimeName, const char* configName, char* buffer,
+                   std::size_t size) {
+  return giveChannelText(runtimeName, configName, buffer, size, "channel", &Channel::type);
+}
+
+int GetChannelHost(const char* runtimeName, const char* configName, char* buffer,
+                   std::size_t size) {
+  return giveChannelText(runtimeName, configName, buffer, size, "host", &Channel::host);
+}
+
+int GetChannelRuntimePath(const char* runtimeName, const char* configName, char* buffer,
+                          std::size_t size) {
+  return giveChannelText(runtimeName, configName, buffer, size, "runtimePath",
+                         &Channel::runtimePath);
+}

@@ -1,0 +1,58 @@
+#ifndef FERROLINK_COMPANIONS_CONFIGS_CONFIGURATION_H
+#define FERROLINK_COMPANIONS_CONFIGS_CONFIGURATION_H
+
+#include <algorithm>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace Ferrolink::Companions {
+
+/// A source, value or request that is refused; what() is the text for the user.
+class ConfigurationError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// What the port functions return for "none".
+constexpr int kNoPort = -1;
+
+struct Proxy {
+  std::string host;  // empty: no proxy
+  int port = kNoPort;
+  std::string username;
+  std::string password;
+  std::string domain;
+};
+
+struct Channel {
+  std::string runtimeName;  // empty: the name under which the channel is asked for
+  std::string type = "inMemory";
+  std::string host;
+  int port = kNoPort;
+  std::string runtimePath;  // absolute or empty
+};
+
+/// The values that one source gives, complete with defaults; empty texts are not configured.
+struct Configuration {
+  std::string source;            // as it was given
+  std::string workingDirectory;  // absolute or empty
+  std::string loggingLevel = "runtimeinfo";
+  Proxy proxy;
+  // Runtime name in lower case, then configuration name.
+  std::map<std::string, std::map<std::string, Channel>, std::less<>> runtimes;
+};
+
+/// Of ASCII letters only, whatever the host's locale.
+inline std::string lowerCase(std::string_view text) {
+  std::string lower(text);
+  std::transform(lower.begin(), lower.end(), lower.begin(), [](char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+  });
+  return lower;
+}
+
+}  // namespace Ferrolink::Companions
+
+#endif

@@ -1,0 +1,39 @@
+#ifndef FERROLINK_COMPANIONS_CONFIGS_CONFIGURATIONSTORE_H
+#define FERROLINK_COMPANIONS_CONFIGS_CONFIGURATIONSTORE_H
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "companions/configs/Configuration.h"
+
+namespace Ferrolink::Companions {
+
+/// The process's configuration. Any thread: what was handed out never changes, a change makes a new
+/// one. The lock is held for the exchange of pointers only, never while a file is read.
+class ConfigurationStore {
+ public:
+  /// What one query looks at.
+  struct Snapshot {
+    std::shared_ptr<const Configuration> configuration;
+    std::shared_ptr<const std::string> directoryOverride;  // null: none
+  };
+
+  /// The only one. It lives as long as the process: threads of the host may still ask while the
+  /// process exits.
+  static ConfigurationStore& instance();
+
+  ConfigurationStore();
+
+  [[nodiscard]] Snapshot current() const;
+  void replaceConfiguration(Configuration configuration);
+  void overrideDirectory(std::string directory);
+
+ private:
+  mutable std::mutex mutex;
+  Snapshot snapshot;
+};
+
+}  // namespace Ferrolink::Companions
+
+#endif

@@ -1,0 +1,129 @@
+#include "companions/configs/JsonDocument.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <set>
+#include <vector>
+
+#include "companions/configs/Configuration.h"
+#include "companions/configs/Printable.h"
+
+namespace Ferrolink::Companions {
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::size_t kDeepestNesting = 32;
+constexpr std::size_t kLongestKey = 100;
+
+// Sees the keys while the parser reads, since the finished document has each key only once.
+class KeyWatcher {
+ public:
+  void see(Json::parse_event_t event, const Json& parsed) {
+    switch (event) {
+      case Json::parse_event_t::object_start:
+      case Json::parse_event_t::array_start:
+        enter();
+        break;
+      case Json::parse_event_t::object_end:
+      case Json::parse_event_t::array_end:
+        levels.pop_back();
+        break;
+      case Json::parse_event_t::key:
+        seeKey(parsed.get_ref<const std::string&>());
+        break;
+      case Json::parse_event_t::value:
+        break;
+    }
+  }
+
+  // Of the value that is being read.
+  [[nodiscard]] std::string place() const {
+    return levels.empty() ? "" : memberPointer(levels.back().pointer, levels.back().currentKey);
+  }
+
+ private:
+  struct Level {
+    std::string pointer;     // of the object itself
+    std::string currentKey;  // of the member that is being read
+    std::set<std::string> keys;
+  };
+
+  void enter() {
+    if (levels.size() == kDeepestNesting) {
+      throw ConfigurationError("nested more than " + std::to_string(kDeepestNesting) +
+                               " levels deep");
+    }
+    levels.push_back({place(), {}, {}});
+  }
+
+  void seeKey(const std::string& key) {
+    Level& level = levels.back();
+    if (!level.keys.insert(key).second) {
+      throw ConfigurationError(memberPointer(level.pointer, key) + ": the key appears twice");
+    }
+    level.currentKey = key;
+  }
+
+  std::vector<Level> levels;
+};
+
+std::string lineAndColumn(const std::string& text, std::size_t offset) {
+  const std::string_view before = std::string_view(text).substr(0, offset);
+  const std::size_t newline = before.rfind('\n');
+  const std::string_view line =
+      newline == std::string_view::npos ? before : before.substr(newline + 1);
+  const auto isCharacter = [](char byte) {
+    return (static_cast<unsigned char>(byte) & 0xC0U) != 0x80U;
+  };
+  return "line " + std::to_string(std::count(before.begin(), before.end(), '\n') + 1) +
+         ", column " + std::to_string(std::count_if(line.begin(), line.end(), isCharacter) + 1);
+}
+
+// What the parser's own text says between its position and the text that it last read. The latter
+// may be a part of a password.
+std::string reasonOf(const Json::parse_error& error) {
+  std::string_view text = error.what();
+  text = text.substr(0, text.find("; last read: "));
+  const std::size_t dash = text.find(" - ");
+  return std::string(dash == std::string_view::npos ? "syntax error" : text.substr(dash + 3));
+}
+
+}  // namespace
+
+std::string memberPointer(const std::string& pointer, std::string_view key) {
+  const std::size_t shown = prefixLength(key, kLongestKey);
+  std::string escaped;
+  for (const char letter : key.substr(0, shown)) {
+    if (letter == '~') {
+      escaped += "~0";
+    } else if (letter == '/') {
+      escaped += "~1";
+    } else {
+      escaped += letter;
+    }
+  }
+  return pointer + "/" + printable(escaped) + (shown < key.size() ? "..." : "");
+}
+
+Json parseJson(const std::string& text) {
+  // The parser would take it for the end and ignore what follows.
+  if (const std::size_t nul = text.find('\0'); nul != std::string::npos) {
+    throw ConfigurationError(lineAndColumn(text, nul) + ": a NUL character");
+  }
+  KeyWatcher watcher;
+  const auto watch = [&watcher](int /*depth*/, Json::parse_event_t event, Json& parsed) {
+    watcher.see(event, parsed);
+    return true;
+  };
+  try {
+    return Json::parse(text, watch);
+  } catch (const Json::parse_error& error) {
+    const std::size_t offset = std::min(error.byte == 0 ? 0 : error.byte - 1, text.size());
+    throw ConfigurationError(lineAndColumn(text, offset) + ": " + reasonOf(error));
+  } catch (const Json::out_of_range&) {
+    throw ConfigurationError(watcher.place() + ": a number is out of range");
+  }
+}
+
+}  // namespace Ferrolink::Companions

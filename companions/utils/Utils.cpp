@@ -1,0 +1,34 @@
+#include "companions/utils/Utils.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <exception>
+
+#include "companions/utils/TelemetryFile.h"
+#include "companions/utils/TelemetryLine.h"
+
+namespace {
+
+using Ferrolink::Companions::appendToTelemetryFile;
+using Ferrolink::Companions::telemetryLine;
+
+const char* textOrEmpty(const char* text) {
+  return text == nullptr ? "" : text;
+}
+
+}  // namespace
+
+void LogMessage(const char* first, const char* second, const char* third) {
+  const int callersErrno = errno;
+  // A program that runs with more rights than its user must not write where that user says.
+  const char* path = secure_getenv("FERROLINK_TELEMETRY_FILE");
+  if (path != nullptr && *path != '\0') {
+    try {
+      appendToTelemetryFile(
+          path, telemetryLine(textOrEmpty(first), textOrEmpty(second), textOrEmpty(third)));
+    } catch (const std::exception&) {
+      // Only memory can run out here. What the event reports matters more than its report.
+    }
+  }
+  errno = callersErrno;
+}

@@ -1,0 +1,55 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_UTILS_TELEMETRYFIXTURE_H
+#define FERROLINK_TESTS_COMPANIONS_UTILS_TELEMETRYFIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "tests/companions/utils/SharedLibrary.h"
+#include "tests/companions/utils/TemporaryDirectory.h"
+
+namespace Ferrolink::Tests {
+
+/// The utilities library, with FERROLINK_TELEMETRY_FILE naming a file that does not exist yet.
+class Telemetry : public ::testing::Test {
+ protected:
+  Telemetry() : file(directory.path("events.jsonl")) { writeTo(file); }
+
+  static void writeTo(const std::string& path) {
+    setenv("FERROLINK_TELEMETRY_FILE", path.c_str(), 1);
+  }
+
+  void log(const char* first, const char* second, const char* third) const {
+    logMessage(first, second, third);
+  }
+
+  /// The file's lines without their newlines. Fails the test where the last line has none.
+  [[nodiscard]] std::vector<std::string> lines() const {
+    const std::string text = contentOf(file);
+    std::vector<std::string> result;
+    std::size_t begin = 0;
+    for (std::size_t end = text.find('\n'); end != std::string::npos;
+         end = text.find('\n', begin)) {
+      result.push_back(text.substr(begin, end - begin));
+      begin = end + 1;
+    }
+    EXPECT_EQ(text.size(), begin) << "the last line is not whole";
+    return result;
+  }
+
+  TemporaryDirectory directory;
+  std::string file;
+
+ private:
+  using LogMessage = void(const char*, const char*, const char*);
+
+  SharedLibrary library{"libUtils.so"};
+  LogMessage* logMessage = library.find<LogMessage>("LogMessage");
+};
+
+}  // namespace Ferrolink::Tests
+
+#endif
