@@ -1,0 +1,24 @@
+# cmake --install puts the installation tree and what hosts compile against under one prefix, which is
+# then the installation's root (FERROLINK_HOME).
+include(CMakePackageConfigHelpers)
+
+install(TARGETS FerrolinkJvmRuntimeNative Configs Utils
+  LIBRARY DESTINATION Binaries/Native/Linux/X64)
+install(FILES "${FERROLINK_JVM_DIR}/FerrolinkJvmRuntime.jar" DESTINATION Binaries/Jvm)
+
+install(DIRECTORY companions/host/ferrolink DESTINATION include/ferrolink FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY native/interfaces DESTINATION include/ferrolink/native FILES_MATCHING PATTERN "*.h")
+
+set(_package lib/cmake/Ferrolink)
+install(TARGETS FerrolinkHost EXPORT FerrolinkTargets)
+install(EXPORT FerrolinkTargets NAMESPACE Ferrolink:: DESTINATION ${_package})
+file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfig.cmake" [=[
+include(CMakeFindDependencyMacro)
+find_dependency(Threads)
+include("${CMAKE_CURRENT_LIST_DIR}/FerrolinkTargets.cmake")
+get_filename_component(FERROLINK_HOME "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
+]=])
+write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES "${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfig.cmake"
+  "${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfigVersion.cmake" DESTINATION ${_package})
