@@ -1,0 +1,82 @@
+package com.ferrolink.core.receiver;
+
+/** Answers commands: one set of handlers and the archives they come from. Safe for any thread. */
+final class CommandDispatcher {
+
+    private final HandlerRegistry registry = new HandlerRegistry();
+    private final HandlerDiscovery discovery;
+
+    /**
+     * @param classPathLoader where handlers are looked for, and the parent of the loader of archives
+     *     that are added later
+     */
+    CommandDispatcher(ClassLoader classPathLoader) {
+        discovery = new HandlerDiscovery(registry, classPathLoader);
+        registry.register(new EchoHandler());
+        registry.register(new DigestHandler());
+        registry.register(new LoadArchivesHandler(discovery));
+    }
+
+    /** Answers a command of any type; whatever fails is answered with an exception reply. */
+    byte[] answer(byte[] command) {
+        try {
+            CommandFrame.requireHeader(command);
+            switch (CommandFrame.typeOf(command)) {
+                case CommandFrame.TYPE_CALL_HANDLER:
+                    return callHandler(command);
+                case CommandFrame.TYPE_HEART_BEAT:
+                    return ReplyFrame.heartBeat(CommandFrame.callerOf(command), command);
+                case CommandFrame.TYPE_LOAD_LIBRARY:
+                    discovery.addArchives(CommandFrame.libraryPathOf(command));
+                    return ReplyFrame.libraryLoaded();
+                default:
+                    throw new CommandRejectedException("Unknown command type "
+                            + CommandFrame.typeOf(command) + ". Known types: 1 (load a library),"
+                            + " 2 (call a handler), 11 (heartbeat).");
+            }
+        } catch (CommandRejectedException rejected) {
+            return ReplyFrame.exception(CommandFrame.callerOf(command), rejected.getMessage());
+        } catch (Throwable failure) {
+            return ExceptionReport.reply(CommandFrame.callerOf(command), failure);
+        }
+    }
+
+    /** Answers a heartbeat; a command of any other type has no effect but an exception reply. */
+    byte[] answerHeartBeat(byte[] command) {
+        if (command == null || command.length < CommandFrame.HEADER_SIZE
+                || CommandFrame.typeOf(command) == CommandFrame.TYPE_HEART_BEAT) {
+            return answer(command);
+        }
+        return ReplyFrame.exception(CommandFrame.callerOf(command), "Command type "
+                + CommandFrame.typeOf(command) + " came as a heartbeat, which is type 11.");
+    }
+
+    /** A readable description of this JVM and its handlers. */
+    String describe() {
+        discovery.searchClassPath();
+        return RuntimeInfo.describe(discovery.addedArchives(), registry.names(), registry.problems());
+    }
+
+    private byte[] callHandler(byte[] command) throws Exception {
+        String name = CommandFrame.handlerNameOf(command);
+        RegisteredHandler handler = registry.find(name);
+        if (handler == null) {
+            discovery.searchClassPath();
+            handler = registry.find(name);
+        }
+        if (handler == null) {
+            throw unknownHandler(name);
+        }
+        byte[] result = handler.call(CommandFrame.payloadOf(command));
+        return ReplyFrame.success(CommandFrame.callerOf(command), result);
+    }
+
+    private CommandRejectedException unknownHandler(String name) {
+        StringBuilder text = new StringBuilder("Unknown handler '").append(name)
+                .append("'. Known handlers: ").append(String.join(", ", registry.names())).append('.');
+        for (String problem : registry.problems()) {
+            text.append("\nNot available: ").append(problem);
+        }
+        return new CommandRejectedException(text.toString());
+    }
+}

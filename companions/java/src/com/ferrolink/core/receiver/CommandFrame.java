@@ -1,0 +1,83 @@
+package com.ferrolink.core.receiver;
+
+import java.nio.charset.StandardCharsets;
+import java.util.Arrays;
+
+/**
+ * The layout of commands: a header of 11 bytes, of which the receiver reads the calling runtime and
+ * the command type, and a body. All methods but {@link #callerOf} and {@link #requireHeader} expect a
+ * complete header.
+ */
+final class CommandFrame {
+
+    static final int HEADER_SIZE = 11;
+    static final int CALLING_RUNTIME = 9;
+    static final int COMMAND_TYPE = 10;
+
+    static final int TYPE_LOAD_LIBRARY = 1;
+    static final int TYPE_CALL_HANDLER = 2;
+    static final int TYPE_HEART_BEAT = 11;
+
+    /** The longest handler name, in bytes: its length is sent as one unsigned byte. */
+    static final int MAXIMUM_NAME_SIZE = 255;
+
+    private static final int NAME = HEADER_SIZE + 1;
+    private static final int LIBRARY_PATH = 24;
+
+    private CommandFrame() {
+    }
+
+    /** The runtime to address the reply to; 0 for a command that is too short to name it. */
+    static byte callerOf(byte[] command) {
+        return command == null || command.length < HEADER_SIZE ? 0 : command[CALLING_RUNTIME];
+    }
+
+    static void requireHeader(byte[] command) throws CommandRejectedException {
+        if (command == null) {
+            throw new CommandRejectedException("Malformed command: null instead of bytes.");
+        }
+        if (command.length < HEADER_SIZE) {
+            throw new CommandRejectedException("Malformed command: " + command.length
+                    + " bytes, shorter than the header of " + HEADER_SIZE + " bytes.");
+        }
+    }
+
+    static int typeOf(byte[] command) {
+        return command[COMMAND_TYPE] & 0xFF;
+    }
+
+    /** The name of the handler that a call is for. Refuses bodies that {@link #payloadOf} cannot split. */
+    static String handlerNameOf(byte[] command) throws CommandRejectedException {
+        if (command.length < NAME) {
+            throw new CommandRejectedException("Malformed command: the body is empty, it must begin"
+                    + " with the length and the name of a handler.");
+        }
+        int size = command[HEADER_SIZE] & 0xFF;
+        if (size == 0) {
+            throw new CommandRejectedException("Malformed command: the handler's name is empty.");
+        }
+        if (command.length - NAME < size) {
+            throw new CommandRejectedException("Malformed command: a handler's name of " + size
+                    + " bytes is announced, " + (command.length - NAME) + " bytes follow.");
+        }
+        return new String(command, NAME, size, StandardCharsets.UTF_8);
+    }
+
+    /** What follows the handler's name, as an array of its own. */
+    static byte[] payloadOf(byte[] command) {
+        return Arrays.copyOfRange(command, NAME + (command[HEADER_SIZE] & 0xFF), command.length);
+    }
+
+    /** The path that a load-library command names: it ends at the first zero byte or with the command. */
+    static String libraryPathOf(byte[] command) throws CommandRejectedException {
+        if (command.length <= LIBRARY_PATH) {
+            throw new CommandRejectedException("Malformed command: a load-library command of "
+                    + command.length + " bytes, at least " + (LIBRARY_PATH + 1) + " are needed.");
+        }
+        int end = LIBRARY_PATH;
+        while (end < command.length && command[end] != 0) {
+            end++;
+        }
+        return new String(command, LIBRARY_PATH, end - LIBRARY_PATH, StandardCharsets.UTF_8);
+    }
+}

@@ -1,0 +1,72 @@
+package com.ferrolink.core.receiver;
+
+import java.nio.charset.StandardCharsets;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Set;
+import java.util.TreeSet;
+import java.util.concurrent.ConcurrentHashMap;
+import java.util.concurrent.CopyOnWriteArrayList;
+
+/**
+ * The handlers by name, and what is known of those that did not make it. Handlers are added and never
+ * removed. Safe for any thread; reading takes no lock.
+ */
+final class HandlerRegistry {
+
+    private final ConcurrentHashMap<String, RegisteredHandler> handlers = new ConcurrentHashMap<>();
+    private final Set<Class<?>> classes = ConcurrentHashMap.newKeySet();
+    private final CopyOnWriteArrayList<String> problems = new CopyOnWriteArrayList<>();
+
+    /** The handler of that name, null if there is none. */
+    RegisteredHandler find(String name) {
+        return handlers.get(name);
+    }
+
+    /** Whether an object of exactly this class was offered before. */
+    boolean isKnown(Class<?> type) {
+        return classes.contains(type);
+    }
+
+    /**
+     * Makes a handler available under its name, unless the name cannot be sent or is taken; that is
+     * then noted as a problem.
+     *
+     * @return the name, null if the handler is not available
+     */
+    String register(CommandHandler handler) {
+        classes.add(handler.getClass());
+        String origin = RegisteredHandler.origin(handler.getClass());
+        String name = handler.name();
+        if (name == null || name.isEmpty()) {
+            noteProblem(origin + ": its name is " + (name == null ? "null." : "empty."));
+            return null;
+        }
+        int size = name.getBytes(StandardCharsets.UTF_8).length;
+        if (size > CommandFrame.MAXIMUM_NAME_SIZE) {
+            noteProblem(origin + ": its name has " + size + " bytes, at most "
+                    + CommandFrame.MAXIMUM_NAME_SIZE + " are possible.");
+            return null;
+        }
+        RegisteredHandler first = handlers.putIfAbsent(name, new RegisteredHandler(name, handler));
+        if (first != null) {
+            noteProblem(origin + ": its name '" + name + "' is taken by " + first.origin() + ".");
+            return null;
+        }
+        return name;
+    }
+
+    void noteProblem(String problem) {
+        problems.addIfAbsent(problem);
+    }
+
+    /** All names in alphabetical order. */
+    List<String> names() {
+        return new ArrayList<>(new TreeSet<>(handlers.keySet()));
+    }
+
+    /** One line for each handler or list of handlers that could not be used, with the reason. */
+    List<String> problems() {
+        return problems;
+    }
+}
