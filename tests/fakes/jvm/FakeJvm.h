@@ -1,0 +1,101 @@
+#ifndef FERROLINK_TESTS_FAKES_JVM_FAKEJVM_H
+#define FERROLINK_TESTS_FAKES_JVM_FAKEJVM_H
+
+#include <jni.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A JVM library without a JVM. It records every JNI call, ends the process with a text when a rule
+/// of JNI is broken (an environment or a local reference on a foreign thread, a reference after its
+/// end, a call that is not allowed while an exception is pending), counts what was not given back,
+/// and answers as the test says.
+///
+/// Tests open it by path and find the functions at the end of this file with dlsym; the class
+/// FakeJvmClient does so. With the variable FAKE_JVM_CALLS every call is also appended to that
+/// file, which still sees the calls made while the process exits.
+namespace FakeJvm {
+
+/// Makes calls fail. Exactly the asked-for effects happen: an exception alone leaves the call's own
+/// result as it is.
+struct Injection {
+  std::string call;        ///< how the recorded call starts, say "GetStaticMethodID(heartBeat"
+  int occurrence = 1;      ///< counted from the injection on; 0 means every one
+  bool null = false;       ///< yields null (GetEnv: success with a null environment)
+  bool exception = false;  ///< leaves a Java exception pending
+  std::optional<jint> result{};  ///< yields this number and does nothing else
+};
+
+enum class Answer { Echo, Bytes, Throw, Null };
+
+/// What one of the methods that take and return bytes does.
+struct Method {
+  Answer answer = Answer::Echo;
+  std::vector<std::uint8_t> bytes;  ///< for Answer::Bytes
+};
+
+/// The Java side's behaviour. Changed by tests only while no other thread is in a JNI call.
+struct Script {
+  Method sendCommand;
+  Method heartBeat{Answer::Bytes, {'b', 'e', 'a', 't'}};
+  Method apply;
+  Answer runtimeInfo = Answer::Echo;  ///< Echo: runtimeInfoText
+  std::string runtimeInfoText = "Fake JVM\n";
+  std::function<void()> insideJava;         ///< run on the calling thread by the three byte methods
+  std::function<void()> insideRuntimeInfo;  ///< run on the calling thread by getRuntimeInfo
+  jint createResult = JNI_OK;               ///< other results create nothing
+  bool createDespiteResult = false;
+  jint jniVersion = 0x00010008;
+  bool reuseEnvironments = false;  ///< a thread may be given a detached thread's JNIEnv address
+};
+
+/// What is outstanding.
+struct Counts {
+  long localReferences = 0;   ///< live ones of all threads, class references included
+  long globalReferences = 0;  ///< live ones, registered callbacks excluded
+  long elements = 0;          ///< byte array elements that were not released
+  long characters = 0;        ///< string characters that were not released
+  long attachedThreads = 0;
+  long droppedByDetach = 0;  ///< local references that a detaching thread had left, in total
+};
+
+struct Call {
+  unsigned long thread = 0;  ///< as fakeJvm_currentThread says
+  std::string text;
+};
+
+/// What JNI_CreateJavaVM was given.
+struct Creation {
+  unsigned long thread = 0;
+  jint version = 0;
+  bool ignoreUnrecognized = false;
+  bool extraInfo = false;  ///< any option's extra information is set
+  std::vector<std::string> options;
+};
+
+}  // namespace FakeJvm
+
+extern "C" {
+FakeJvm::Script* fakeJvm_script();
+void fakeJvm_inject(const FakeJvm::Injection* injection);
+void fakeJvm_clearInjections();
+void fakeJvm_calls(std::vector<FakeJvm::Call>* calls);
+void fakeJvm_clearCalls();
+void fakeJvm_counts(FakeJvm::Counts* counts);
+void fakeJvm_creations(std::vector<FakeJvm::Creation>* creations);
+unsigned long fakeJvm_currentThread();
+
+/// Starts a JVM as another library of the process would have; returns it. No thread is attached.
+JavaVM* fakeJvm_startJvm();
+
+/// The first JVM of the process, null before there is one.
+JavaVM* fakeJvm_firstJvm();
+
+/// A callback object with the method apply(Object), as a global reference of the Java side's.
+void fakeJvm_makeCallback(jobject* object, jmethodID* method);
+}
+
+#endif

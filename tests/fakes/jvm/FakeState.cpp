@@ -1,0 +1,120 @@
+#include "tests/fakes/jvm/FakeState.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+namespace FakeJvm {
+
+const MethodEntry kSendCommand{"sendCommand", "([B)[B"};
+const MethodEntry kHeartBeat{"heartBeat", "([B)[B"};
+const MethodEntry kRuntimeInfo{"getRuntimeInfo", "()Ljava/lang/String;"};
+const MethodEntry kApply{"apply", "(Ljava/lang/Object;)Ljava/lang/Object;"};
+
+// Outlives every static destructor: the process's own exit still makes JNI calls.
+State& state() {
+  static State& theState = *new State;
+  return theState;
+}
+
+ThreadRecord& currentThread() {
+  static std::atomic<unsigned long> lastNumber{0};
+  static thread_local ThreadRecord record;
+  if (record.number == 0) {
+    record.number = ++lastNumber;
+  }
+  return record;
+}
+
+void fatal(const std::string& text) {
+  std::fprintf(stderr, "FakeJvm: %s\n", text.c_str());
+  std::abort();
+}
+
+Effect record(const std::string& text) {
+  State& all = state();
+  all.calls.push_back({currentThread().number, text});
+  if (const char* file = std::getenv("FAKE_JVM_CALLS")) {
+    std::FILE* calls = std::fopen(file, "ae");
+    std::fprintf(calls, "%s\n", text.c_str());
+    std::fclose(calls);
+  }
+  Effect effect;
+  for (ActiveInjection& active : all.injections) {
+    const Injection& injection = active.injection;
+    if (text.rfind(injection.call, 0) != 0) {
+      continue;
+    }
+    active.seen += 1;
+    if (injection.occurrence == 0 || injection.occurrence == active.seen) {
+      effect.null = effect.null || injection.null;
+      effect.exception = effect.exception || injection.exception;
+      effect.result = injection.result ? injection.result : effect.result;
+    }
+  }
+  return effect;
+}
+
+EnvironmentCall::EnvironmentCall(JNIEnv* env, const std::string& text, WhilePending whilePending)
+    : m_lock(state().lock), m_environment(static_cast<Environment*>(env)), m_text(text) {
+  const unsigned long caller = currentThread().number;
+  if (env == nullptr) {
+    fatal(text + ": null JNIEnv");
+  }
+  if (m_environment->attachment == 0) {
+    fatal(text + ": JNIEnv of a detached thread");
+  }
+  if (m_environment->thread != caller) {
+    fatal(text + ": JNIEnv of another thread");
+  }
+  if (m_environment->exceptionPending && whilePending == WhilePending::Forbidden) {
+    fatal(text + ": called with a Java exception pending");
+  }
+  m_effect = record(text);
+}
+
+EnvironmentCall::~EnvironmentCall() {
+  if (m_effect.exception) {
+    m_environment->exceptionPending = true;
+  }
+}
+
+Reference& EnvironmentCall::find(jobject reference) {
+  if (reference == nullptr) {
+    fatal(m_text + ": null reference");
+  }
+  if (state().referenceAddresses.count(reference) == 0) {
+    fatal(m_text + ": not a reference");
+  }
+  auto& found = *reinterpret_cast<Reference*>(reference);
+  if (!found.live) {
+    fatal(m_text + ": reference used after its end");
+  }
+  if (found.attachment != 0 && found.attachment != m_environment->attachment) {
+    fatal(m_text + ": local reference of another thread");
+  }
+  return found;
+}
+
+std::shared_ptr<Object> EnvironmentCall::use(jobject reference) {
+  return find(reference).object;
+}
+
+std::shared_ptr<Object> EnvironmentCall::use(jobject reference, Object::Kind kind) {
+  std::shared_ptr<Object> object = use(reference);
+  if (object->kind != kind) {
+    fatal(m_text + ": reference to an object of another class");
+  }
+  return object;
+}
+
+jobject EnvironmentCall::newReference(std::shared_ptr<Object> object, unsigned long attachment) {
+  State& all = state();
+  Reference& reference = all.references.emplace_back();
+  reference.object = std::move(object);
+  reference.attachment = attachment;
+  all.referenceAddresses.insert(&reference);
+  return reinterpret_cast<jobject>(&reference);
+}
+
+}  // namespace FakeJvm

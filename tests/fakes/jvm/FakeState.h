@@ -1,0 +1,151 @@
+#ifndef FERROLINK_TESTS_FAKES_JVM_FAKESTATE_H
+#define FERROLINK_TESTS_FAKES_JVM_FAKESTATE_H
+
+#include <deque>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <unordered_set>
+
+#include "tests/fakes/jvm/FakeJvm.h"
+
+/// The fake's inside. One lock guards all of it; no Java method runs under that lock.
+namespace FakeJvm {
+
+struct Object {
+  enum class Kind { Class, ByteArray, String, Callback };
+  Kind kind = Kind::Class;
+  std::string text;
+  std::vector<jbyte> bytes;
+};
+
+/// Never freed, so that a use after the end is told from a use of a later reference.
+struct Reference {
+  std::shared_ptr<Object> object;
+  unsigned long attachment = 0;  ///< 0 for global references
+  bool live = true;
+  bool counted = true;
+};
+
+struct Environment : JNIEnv {
+  unsigned long thread = 0;
+  unsigned long attachment = 0;  ///< 0 while detached
+  bool exceptionPending = false;
+};
+
+struct Machine : JavaVM {
+  int number = 0;
+  bool destroyed = false;
+};
+
+struct MethodEntry {
+  const char* name;
+  const char* signature;
+};
+
+struct ActiveInjection {
+  Injection injection;
+  int seen = 0;
+};
+
+struct State {
+  std::mutex lock;
+  Script script;
+  std::list<ActiveInjection> injections;
+  std::vector<Call> calls;
+  std::vector<Creation> creations;
+  std::deque<Machine> machines;
+  std::deque<Environment> environments;
+  std::vector<Environment*> detachedEnvironments;
+  std::deque<Reference> references;
+  std::unordered_set<const void*> referenceAddresses;
+  std::map<void*, Object*> elements;
+  std::map<const void*, Object*> characters;
+  unsigned long lastAttachment = 0;
+  Counts counts;
+};
+
+State& state();
+
+/// The calling thread: a number that no other thread has, and its environment while attached.
+struct ThreadRecord {
+  unsigned long number = 0;
+  Environment* environment = nullptr;
+};
+ThreadRecord& currentThread();
+
+[[noreturn]] void fatal(const std::string& text);
+
+/// What the injections make of a call.
+struct Effect {
+  bool null = false;
+  bool exception = false;
+  std::optional<jint> result;
+};
+
+/// Records the call and takes the injections that match it. The lock is held by the caller.
+Effect record(const std::string& text);
+
+/// One JNI call through an environment: locks, records, checks the thread and the pending
+/// exception; raises the injected exception when it ends.
+class EnvironmentCall {
+ public:
+  enum class WhilePending { Forbidden, Allowed };
+
+  EnvironmentCall(JNIEnv* env, const std::string& text,
+                  WhilePending whilePending = WhilePending::Forbidden);
+  EnvironmentCall(const EnvironmentCall&) = delete;
+  EnvironmentCall& operator=(const EnvironmentCall&) = delete;
+  ~EnvironmentCall();
+
+  [[nodiscard]] bool null() const { return m_effect.null; }
+  [[nodiscard]] const Effect& effect() const { return m_effect; }
+  [[nodiscard]] Environment& environment() const { return *m_environment; }
+  void unlock() { m_lock.unlock(); }
+  void relock() { m_lock.lock(); }
+
+  /// The object behind a reference that this thread may use; of the given kind.
+  std::shared_ptr<Object> use(jobject reference, Object::Kind kind);
+  std::shared_ptr<Object> use(jobject reference);
+  Reference& find(jobject reference);
+
+  template <class Type>
+  Type newLocal(std::shared_ptr<Object> object) {
+    state().counts.localReferences += 1;
+    return reinterpret_cast<Type>(newReference(std::move(object), m_environment->attachment));
+  }
+
+  static jobject newReference(std::shared_ptr<Object> object, unsigned long attachment);
+
+ private:
+  std::unique_lock<std::mutex> m_lock;
+  Environment* m_environment;
+  std::string m_text;
+  Effect m_effect;
+};
+
+// Method ids point into this table.
+extern const MethodEntry kSendCommand;
+extern const MethodEntry kHeartBeat;
+extern const MethodEntry kRuntimeInfo;
+extern const MethodEntry kApply;
+
+inline constexpr const char* kReceiverClass = "com/ferrolink/core/receiver/Receiver";
+
+/// The function tables that all environments and all JVMs share.
+const JNINativeInterface_* nativeInterface();
+const JNIInvokeInterface_* invokeInterface();
+
+/// Fills in the slots that the fake implements, by duty.
+void fillReferenceFunctions(JNINativeInterface_& table);
+void fillArrayFunctions(JNINativeInterface_& table);
+void fillMethodFunctions(JNINativeInterface_& table);
+
+/// Starts a JVM / attaches the calling thread. The lock is held by the caller.
+Machine& startMachine();
+Environment& attachCurrentThread();
+
+}  // namespace FakeJvm
+
+#endif

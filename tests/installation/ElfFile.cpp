@@ -1,0 +1,107 @@
+#include "tests/installation/ElfFile.h"
+
+#include <cstring>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace FerrolinkTest {
+
+ElfFile::ElfFile(const std::filesystem::path& path) {
+  std::ostringstream content;
+  content << std::ifstream(path, std::ios::binary).rdbuf();
+  m_content = content.str();
+  const Elf64_Ehdr header = table<Elf64_Ehdr>(0, 1).front();
+  if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != ELFCLASS64 ||
+      header.e_ident[EI_DATA] != ELFDATA2LSB || header.e_type != ET_DYN) {
+    throw std::runtime_error("not a 64-bit shared library: " + path.string());
+  }
+  m_segments = table<Elf64_Phdr>(header.e_phoff, header.e_phnum);
+  readSections(header);
+}
+
+template <class Entry>
+std::vector<Entry> ElfFile::table(std::size_t offset, std::size_t count) const {
+  if (offset > m_content.size() || count * sizeof(Entry) > m_content.size() - offset) {
+    throw std::runtime_error("a table that lies outside its file");
+  }
+  std::vector<Entry> entries(count);
+  std::memcpy(entries.data(), m_content.data() + offset, count * sizeof(Entry));
+  return entries;
+}
+
+std::string ElfFile::text(std::size_t offset) const {
+  return m_content.c_str() + offset;
+}
+
+void ElfFile::readSections(const Elf64_Ehdr& header) {
+  const auto sections = table<Elf64_Shdr>(header.e_shoff, header.e_shnum);
+  for (const Elf64_Shdr& section : sections) {
+    if (section.sh_type == SHT_DYNAMIC) {
+      m_dynamic = table<Elf64_Dyn>(section.sh_offset, section.sh_size / sizeof(Elf64_Dyn));
+      m_dynamicNames = sections.at(section.sh_link).sh_offset;
+    } else if (section.sh_type == SHT_DYNSYM) {
+      readSymbols(section, sections.at(section.sh_link));
+    }
+  }
+}
+
+void ElfFile::readSymbols(const Elf64_Shdr& symbols, const Elf64_Shdr& names) {
+  const std::size_t count = symbols.sh_size / sizeof(Elf64_Sym);
+  for (const Elf64_Sym& symbol : table<Elf64_Sym>(symbols.sh_offset, count)) {
+    m_symbols.push_back({text(names.sh_offset + symbol.st_name), ELF64_ST_BIND(symbol.st_info),
+                         ELF64_ST_TYPE(symbol.st_info), symbol.st_shndx != SHN_UNDEF,
+                         symbol.st_value});
+  }
+}
+
+std::vector<Elf64_Xword> ElfFile::entries(Elf64_Sxword tag) const {
+  std::vector<Elf64_Xword> values;
+  for (const Elf64_Dyn& entry : m_dynamic) {
+    if (entry.d_tag == DT_NULL) {
+      break;
+    }
+    if (entry.d_tag == tag) {
+      values.push_back(entry.d_un.d_val);
+    }
+  }
+  return values;
+}
+
+bool ElfFile::hasFlags(Elf64_Sxword tag, Elf64_Xword flags) const {
+  for (const Elf64_Xword value : entries(tag)) {
+    if ((value & flags) == flags) {
+      return true;
+    }
+  }
+  return false;
+}
+
+std::vector<std::string> ElfFile::needed() const {
+  std::vector<std::string> names;
+  for (const Elf64_Xword offset : entries(DT_NEEDED)) {
+    names.push_back(text(m_dynamicNames + offset));
+  }
+  return names;
+}
+
+std::vector<const Elf64_Phdr*> ElfFile::segments(Elf64_Word type) const {
+  std::vector<const Elf64_Phdr*> found;
+  for (const Elf64_Phdr& segment : m_segments) {
+    if (segment.p_type == type) {
+      found.push_back(&segment);
+    }
+  }
+  return found;
+}
+
+std::string ElfFile::bytes(Elf64_Addr address, std::size_t size) const {
+  for (const Elf64_Phdr* segment : segments(PT_LOAD)) {
+    if (address >= segment->p_vaddr && address + size <= segment->p_vaddr + segment->p_filesz) {
+      return m_content.substr(segment->p_offset + (address - segment->p_vaddr), size);
+    }
+  }
+  throw std::runtime_error("an address outside the file's segments");
+}
+
+}  // namespace FerrolinkTest

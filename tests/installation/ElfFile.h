@@ -1,0 +1,60 @@
+#ifndef FERROLINK_TESTS_INSTALLATION_ELFFILE_H
+#define FERROLINK_TESTS_INSTALLATION_ELFFILE_H
+
+#include <elf.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace FerrolinkTest {
+
+/// A symbol of a library's dynamic symbol table.
+struct ElfSymbol {
+  std::string name;
+  unsigned binding = 0;  ///< STB_
+  unsigned type = 0;     ///< STT_
+  bool defined = false;
+  Elf64_Addr address = 0;
+};
+
+/// What the loader sees of a 64-bit little-endian shared library. Raises std::runtime_error for a
+/// file that is none.
+class ElfFile {
+ public:
+  explicit ElfFile(const std::filesystem::path& path);
+
+  /// The values of all dynamic entries with this tag (DT_).
+  [[nodiscard]] std::vector<Elf64_Xword> entries(Elf64_Sxword tag) const;
+  [[nodiscard]] bool has(Elf64_Sxword tag) const { return !entries(tag).empty(); }
+  /// Whether a bit mask entry (DT_FLAGS, DT_FLAGS_1) has these bits.
+  [[nodiscard]] bool hasFlags(Elf64_Sxword tag, Elf64_Xword flags) const;
+
+  /// File names of the libraries it needs.
+  [[nodiscard]] std::vector<std::string> needed() const;
+
+  [[nodiscard]] const std::vector<Elf64_Phdr>& segments() const { return m_segments; }
+  [[nodiscard]] std::vector<const Elf64_Phdr*> segments(Elf64_Word type) const;
+
+  [[nodiscard]] const std::vector<ElfSymbol>& symbols() const { return m_symbols; }
+
+  /// The bytes at a virtual address.
+  [[nodiscard]] std::string bytes(Elf64_Addr address, std::size_t size) const;
+
+ private:
+  template <class Entry>
+  [[nodiscard]] std::vector<Entry> table(std::size_t offset, std::size_t count) const;
+  [[nodiscard]] std::string text(std::size_t offset) const;
+  void readSections(const Elf64_Ehdr& header);
+  void readSymbols(const Elf64_Shdr& symbols, const Elf64_Shdr& names);
+
+  std::string m_content;
+  std::vector<Elf64_Phdr> m_segments;
+  std::vector<Elf64_Dyn> m_dynamic;
+  std::vector<ElfSymbol> m_symbols;
+  std::size_t m_dynamicNames = 0;  // offset of the names that dynamic entries refer to
+};
+
+}  // namespace FerrolinkTest
+
+#endif

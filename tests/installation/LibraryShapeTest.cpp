@@ -1,0 +1,140 @@
+// What the native libraries of the installation tree look like to the loader and to other
+// libraries.
+#include <cxxabi.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <ostream>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "tests/installation/ElfFile.h"
+
+using FerrolinkTest::ElfFile;
+using FerrolinkTest::ElfSymbol;
+
+namespace {
+
+struct Library {
+  std::string name;
+  std::string file;
+  std::string exports;  ///< the list of what it exports
+};
+
+void PrintTo(const Library& library, std::ostream* out) {
+  *out << library.name;
+}
+
+const std::vector<Library> kLibraries = {
+    {"JvmRuntimeNative", FERROLINKJVMRUNTIMENATIVE_PATH, "exports.txt"},
+#if defined(CONFIGS_PATH)
+    {"Configs", CONFIGS_PATH, "exports-configs.txt"},
+#endif
+#if defined(UTILS_PATH)
+    {"Utils", UTILS_PATH, "exports-utils.txt"},
+#endif
+};
+
+class LibraryShape : public testing::TestWithParam<Library> {
+ protected:
+  const ElfFile m_library{GetParam().file};
+};
+
+std::string demangled(const std::string& name) {
+  int status = 0;
+  const std::unique_ptr<char, decltype(&std::free)> text(
+      abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), &std::free);
+  return status == 0 ? text.get() : name;
+}
+
+std::vector<std::string> listed(const std::string& file) {
+  std::ifstream list(std::string(FERROLINK_EXPORT_LISTS) + "/" + file);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(list, line);) {
+    lines.push_back(line);
+  }
+  return lines;
+}
+
+constexpr const char* kBranchTarget = "\xf3\x0f\x1e\xfa";  // endbr64
+
+}  // namespace
+
+TEST_P(LibraryShape, NeedsTheCAndCxxLibrariesAlone) {
+  const std::set<std::string> allowed = {"libc.so.6", "libm.so.6", "libgcc_s.so.1",
+                                         "libstdc++.so.6"};
+  for (const std::string& name : m_library.needed()) {
+    EXPECT_TRUE(allowed.contains(name)) << name;
+  }
+  EXPECT_FALSE(m_library.needed().empty());
+}
+
+TEST_P(LibraryShape, IsResolvedAtOnceAndThenReadOnly) {
+  EXPECT_TRUE(m_library.has(DT_BIND_NOW) || m_library.hasFlags(DT_FLAGS, DF_BIND_NOW));
+  EXPECT_TRUE(m_library.hasFlags(DT_FLAGS_1, DF_1_NOW));
+  EXPECT_EQ(m_library.segments(PT_GNU_RELRO).size(), 1u);
+}
+
+TEST_P(LibraryShape, NamesNoPathToSearch) {
+  EXPECT_FALSE(m_library.has(DT_RPATH));
+  EXPECT_FALSE(m_library.has(DT_RUNPATH));
+}
+
+TEST_P(LibraryShape, HasNoMemoryThatIsWrittenAndExecuted) {
+  const auto stack = m_library.segments(PT_GNU_STACK);
+  ASSERT_EQ(stack.size(), 1u);
+  EXPECT_EQ(stack.front()->p_flags & PF_X, 0u);
+  for (const Elf64_Phdr& segment : m_library.segments()) {
+    EXPECT_NE(segment.p_flags & (PF_W | PF_X), static_cast<Elf64_Word>(PF_W | PF_X));
+  }
+  EXPECT_FALSE(m_library.has(DT_TEXTREL));
+  EXPECT_FALSE(m_library.hasFlags(DT_FLAGS, DF_TEXTREL));
+}
+
+TEST_P(LibraryShape, BindsItsOwnSymbolsToItself) {
+  EXPECT_TRUE(m_library.has(DT_SYMBOLIC) || m_library.hasFlags(DT_FLAGS, DF_SYMBOLIC));
+}
+
+TEST_P(LibraryShape, SharesNoSymbolAcrossTheProcess) {
+  for (const ElfSymbol& symbol : m_library.symbols()) {
+    EXPECT_NE(symbol.binding, static_cast<unsigned>(STB_GNU_UNIQUE)) << symbol.name;
+  }
+}
+
+TEST_P(LibraryShape, LeavesTheHostsStandardStreamsAlone) {
+  const std::set<std::string> streams = {"_ZSt3cin",   "_ZSt4cout",  "_ZSt4cerr",
+                                         "_ZSt4clog",  "_ZSt4wcin",  "_ZSt5wcout",
+                                         "_ZSt5wcerr", "_ZSt5wclog", "_ZNSt8ios_base4InitC1Ev"};
+  for (const ElfSymbol& symbol : m_library.symbols()) {
+    EXPECT_FALSE(streams.contains(symbol.name)) << symbol.name;
+  }
+}
+
+TEST_P(LibraryShape, ExportsWhatIsListedAndNothingElse) {
+  std::vector<std::string> exported;
+  for (const ElfSymbol& symbol : m_library.symbols()) {
+    if (symbol.defined) {
+      exported.push_back(symbol.name + " " + demangled(symbol.name));
+    }
+  }
+  std::sort(exported.begin(), exported.end());
+  EXPECT_EQ(exported, listed(GetParam().exports));
+}
+
+TEST_P(LibraryShape, MarksEveryExportedFunctionAsABranchTarget) {
+  int functions = 0;
+  for (const ElfSymbol& symbol : m_library.symbols()) {
+    if (symbol.defined && symbol.type == STT_FUNC) {
+      EXPECT_EQ(m_library.bytes(symbol.address, 4), kBranchTarget) << symbol.name;
+      ++functions;
+    }
+  }
+  EXPECT_GT(functions, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Installed, LibraryShape, testing::ValuesIn(kLibraries),
+                         [](const auto& each) { return each.param.name; });

@@ -1,0 +1,195 @@
+// The installed library in a host that exports every name of the library's for itself. A call that
+// ends up in the host reports "host: <name>" and aborts the case.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <fstream>
+#include <regex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "native/interfaces/IReceiver.h"
+#include "native/interfaces/RuntimeOperationMode.h"
+#include "tests/native/FakeCompanions.h"
+
+using Ferrolink::Native::Definitions::RuntimeOperationMode;
+using Ferrolink::Native::Interfaces::IReceiver;
+using FerrolinkTest::CaseOptions;
+using FerrolinkTest::CaseResult;
+using FerrolinkTest::InstallationTree;
+using FerrolinkTest::report;
+using FerrolinkTest::runCase;
+using FerrolinkTest::Texts;
+using FerrolinkTest::thrownBy;
+
+namespace {
+
+constexpr const char* kLibrary = "libFerrolinkJvmRuntimeNative.so";
+constexpr const char* kNoMode =
+    "Ferrolink Native Exception: Exception code 032. \nRuntime not initialized";
+constexpr const char* kNoResponse =
+    "JVM Launcher: Exception code 017.\nError while reading response";
+constexpr const char* kMissing =
+    "Ferrolink Native Exception: Exception code 001. \nCannot load: /missing. \nError: File not "
+    "found.";
+
+#define STRING_BY_VALUE "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
+#define FINDER "_ZN9Ferrolink6Native15LibrariesFinder15LibrariesFinder"
+
+/// The library, opened the way that the case's first argument says.
+class InstalledLibrary {
+ public:
+  InstalledLibrary()
+      : m_handle(dlopen((FerrolinkTest::caseNativeDirectory() / kLibrary).c_str(),
+                        std::stoi(FerrolinkTest::caseArguments().at(0)))) {
+    if (m_handle == nullptr) {
+      throw std::runtime_error(dlerror());
+    }
+  }
+
+  template <class Function>
+  Function* find(const char* name) const {
+    auto* function = reinterpret_cast<Function*>(dlsym(m_handle, name));
+    if (function == nullptr) {
+      throw std::runtime_error(dlerror());
+    }
+    return function;
+  }
+
+  IReceiver* create(RuntimeOperationMode mode) const {
+    return find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(mode);
+  }
+
+  [[nodiscard]] IReceiver* current() const { return find<IReceiver*()>("GetReceiver")(); }
+
+ private:
+  void* m_handle;
+};
+
+class SymbolClash : public testing::TestWithParam<int> {
+ protected:
+  SymbolClash() {
+    m_tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kLibrary);
+    m_tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    m_tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
+    m_options = fakeSettings(m_tree);
+    m_options.environment["FAKE_CONFIGS_GetLoggingLevel"] = "all";
+    m_options.arguments = {std::to_string(GetParam())};
+  }
+
+  InstallationTree m_tree;
+  CaseOptions m_options;
+};
+
+std::string nameOf(const testing::TestParamInfo<int>& opening) {
+  switch (opening.param) {
+    case RTLD_NOW | RTLD_LOCAL:
+      return "AtOnce";
+    case RTLD_NOW | RTLD_GLOBAL:
+      return "ForAll";
+    case RTLD_LAZY | RTLD_LOCAL:
+      return "Lazily";
+    default:
+      return "Deeply";
+  }
+}
+
+std::string loggedLine(const std::string& message) {
+  return R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\tThread ID: \d+\t)" + message;
+}
+
+}  // namespace
+
+TEST(SymbolClash, HasAHostThatExportsEveryNameOfTheLibrary) {
+  std::ifstream list(FERROLINK_EXPORT_LIST);
+  int names = 0;
+  for (std::string line; std::getline(list, line); ++names) {
+    const std::string name = line.substr(0, line.find(' '));
+    EXPECT_NE(dlsym(RTLD_DEFAULT, name.c_str()), nullptr) << name;
+  }
+  EXPECT_GT(names, 0);
+  for (const char* hidden :
+       {"receiver", "transmitter", "operationMode", "createReceiverMutex", "javaEnv",
+        "callbackJavaVM", "sendCommandCallbackObject", "sendCommandCallbackMethod", "threadJniEnv",
+        "initializationMutex", "errorMessage", "firstCall", "isCopy"}) {
+    EXPECT_NE(dlsym(RTLD_DEFAULT, hidden), nullptr) << hidden;
+  }
+}
+
+PROCESS_CASE(createReceivers) {
+  const InstalledLibrary library;
+  report(library.current() == nullptr ? "none yet" : "too early");
+  IReceiver* first = library.create(RuntimeOperationMode::CalledRuntime);
+  report(first != nullptr ? "created" : "null");
+  report(library.create(RuntimeOperationMode::CallingRuntime) == first ? "same" : "another");
+  report(library.current() == first ? "same" : "another");
+  report(first->SetConfigSource("through the receiver"));
+  const std::string failure = thrownBy([&] {
+    std::uint8_t buffer[16] = {};
+    first->ReadResponse(buffer, sizeof buffer);
+  });
+  report(failure.substr(0, failure.find("\nRUNTIME INFO:\n")));
+}
+
+TEST_P(SymbolClash, LeavesTheReceiverToTheLibrary) {
+  m_options.environment["FAKE_CONFIGS_SetConfigSource"] = "5";
+  const CaseResult result = runCase("createReceivers", m_tree, m_options);
+  EXPECT_EQ(result.report, (Texts{"none yet", "created", "same", "same", "5", kNoResponse}));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  const std::string raised = loggedLine(kNoResponse);
+  EXPECT_TRUE(std::regex_search(m_tree.errorLog(),
+                                std::regex("^" + raised + "\n" + raised + "\nRUNTIME INFO:\n")))
+      << m_tree.errorLog();
+}
+
+PROCESS_CASE(createInNoMode) {
+  const InstalledLibrary library;
+  report(thrownBy([&] { library.create(RuntimeOperationMode::NotSet); }));
+  report(library.current() == nullptr ? "none" : "some");
+}
+
+TEST_P(SymbolClash, LeavesErrorsToTheLibrary) {
+  const CaseResult result = runCase("createInNoMode", m_tree, m_options);
+  EXPECT_EQ(result.report, (Texts{kNoMode, "none"}));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  const std::string hint = FerrolinkTest::kSupportHint;
+  EXPECT_TRUE(std::regex_match(m_tree.errorLog(), std::regex(loggedLine(kNoMode) + "\n")))
+      << m_tree.errorLog();
+  EXPECT_TRUE(std::regex_match(result.err, std::regex(loggedLine(kNoMode) + hint + "\n")))
+      << result.err;
+  EXPECT_EQ(events(m_tree),
+            "Native exception|Ferrolink Native Exception: Exception code 032. Runtime not "
+            "initialized|Unknown\n");
+}
+
+PROCESS_CASE(useNamedOperations) {
+  const InstalledLibrary library;
+  using TakesText = int(std::string);
+  report(library.find<TakesText>("_Z15SetConfigSource" STRING_BY_VALUE)("a source"));
+  report(library.find<TakesText>("_Z23SetWorkingDirectoryPath" STRING_BY_VALUE)("/a path"));
+  report(library.current() == nullptr ? "none" : "some");
+  library.find<void()>("_Z24emptyFunctionInNativeLibv")();
+  report(library.find<std::string(int)>(FINDER "21getRuntimeLibraryPathB5cxx11Ei")(2));
+  auto* load =
+      library.find<void*(std::string, bool, bool)>(FINDER "11loadLibraryE" STRING_BY_VALUE "bb");
+  report(thrownBy([&] { load("/missing", true, false); }));
+}
+
+TEST_P(SymbolClash, LeavesTheNamedOperationsToTheLibrary) {
+  m_options.environment["FAKE_CONFIGS_SetConfigSource"] = "7";
+  m_options.environment["FAKE_CONFIGS_SetWorkingDirectory"] = "-8";
+  const CaseResult result = runCase("useNamedOperations", m_tree, m_options);
+  EXPECT_EQ(result.report,
+            (Texts{"7", "-8", "none", (m_tree.nativeDirectory() / kLibrary).string(), kMissing}));
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(calls(m_tree),
+            "SetConfigSource(a source)\nSetWorkingDirectory(/a path)\nGetLoggingLevel()\n"
+            "GetWorkingDirectory()\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(Opened, SymbolClash,
+                         testing::Values(RTLD_NOW | RTLD_LOCAL, RTLD_NOW | RTLD_GLOBAL,
+                                         RTLD_LAZY | RTLD_LOCAL, RTLD_NOW | RTLD_DEEPBIND),
+                         nameOf);

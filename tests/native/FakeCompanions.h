@@ -1,0 +1,67 @@
+#ifndef FERROLINK_TESTS_NATIVE_FAKECOMPANIONS_H
+#define FERROLINK_TESTS_NATIVE_FAKECOMPANIONS_H
+
+#include <fstream>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "tests/support/InstallationTree.h"
+#include "tests/support/ProcessCase.h"
+
+/// What tests with the fake configuration and utilities libraries share: the settings that steer
+/// them, and what they recorded in files of the test's tree.
+namespace FerrolinkTest {
+
+using Texts = std::vector<std::string>;
+
+inline constexpr const char* kSupportHint =
+    "\nIf the error persists, contact support on: support@ferrolink.example";
+
+inline std::string fileText(const std::filesystem::path& file) {
+  std::ostringstream text;
+  text << std::ifstream(file, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+/// The fakes' settings: the tree's work directory for the error log, files for their records.
+inline CaseOptions fakeSettings(const InstallationTree& tree) {
+  CaseOptions options;
+  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.workDirectory().string();
+  options.environment["FAKE_CONFIGS_CALLS"] = (tree.root() / "calls").string();
+  options.environment["FAKE_UTILS_EVENTS"] = (tree.root() / "events").string();
+  return options;
+}
+
+/// The telemetry events that the fake utilities library received, one line each.
+inline std::string events(const InstallationTree& tree) {
+  return fileText(tree.root() / "events");
+}
+
+/// The calls that the fake configuration library received, one line each.
+inline std::string calls(const InstallationTree& tree) {
+  return fileText(tree.root() / "calls");
+}
+
+/// For bodies: forgets the calls recorded so far.
+inline void forgetCalls() {
+  std::filesystem::remove(caseRoot() / "calls");
+}
+
+/// For bodies: puts the library that the test passed as its argument into the tree.
+inline void addLibraryNow(const std::string& library, const std::string& name) {
+  std::filesystem::copy_file(library, caseNativeDirectory() / name);
+}
+
+inline std::string repeated(const std::string& text, int times) {
+  std::string result;
+  for (int i = 0; i < times; ++i) {
+    result += text;
+  }
+  return result;
+}
+
+}  // namespace FerrolinkTest
+
+#endif
