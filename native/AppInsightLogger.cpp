@@ -1,5 +1,7 @@
 #include "native/AppInsightLogger.h"
 
+#include <cxxabi.h>
+
 #include <exception>
 
 #include "native/LibrariesFinder.h"
@@ -50,7 +52,9 @@ int AppInsightLogger::LogMessage(std::string first, std::string second, std::str
     if (LogMessageFunction* function = LogMessage_Fn.load(std::memory_order_acquire)) {
       function(first.c_str(), second.c_str(), third.c_str());
     }
-  } catch (const std::exception&) {
+  } catch (const abi::__forced_unwind&) {
+    throw;  // the thread is ending, which nobody may stop
+  } catch (...) {
     // The error that is being reported matters more than its report.
   }
   return 0;

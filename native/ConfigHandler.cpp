@@ -1,7 +1,6 @@
 #include "native/ConfigHandler.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -67,9 +66,12 @@ std::string askText(void* library, const char* name, const Texts&... texts) {
       [&] { return CallConfigStringFunction(findFunction<Function>(library, name), texts...); });
 }
 
+// Letters of ASCII alone: the level words are such, and the host's locale may lower others, or "I",
+// in its own way.
 std::string lowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
+    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
+  });
   return text;
 }
 

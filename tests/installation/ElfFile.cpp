@@ -49,9 +49,10 @@ void ElfFile::readSections(const Elf64_Ehdr& header) {
 void ElfFile::readSymbols(const Elf64_Shdr& symbols, const Elf64_Shdr& names) {
   const std::size_t count = symbols.sh_size / sizeof(Elf64_Sym);
   for (const Elf64_Sym& symbol : table<Elf64_Sym>(symbols.sh_offset, count)) {
-    m_symbols.push_back({text(names.sh_offset + symbol.st_name), ELF64_ST_BIND(symbol.st_info),
-                         ELF64_ST_TYPE(symbol.st_info), symbol.st_shndx != SHN_UNDEF,
-                         symbol.st_value});
+    m_symbols.push_back({text(names.sh_offset + symbol.st_name),
+                         static_cast<unsigned>(ELF64_ST_BIND(symbol.st_info)),
+                         static_cast<unsigned>(ELF64_ST_TYPE(symbol.st_info)),
+                         symbol.st_shndx != SHN_UNDEF, symbol.st_value});
   }
 }
 

@@ -1,8 +1,8 @@
 #ifndef FERROLINK_TESTS_NATIVE_FAKECOMPANIONS_H
 #define FERROLINK_TESTS_NATIVE_FAKECOMPANIONS_H
 
+#include <algorithm>
 #include <fstream>
-#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -52,6 +52,26 @@ inline void forgetCalls() {
 /// For bodies: puts the library that the test passed as its argument into the tree.
 inline void addLibraryNow(const std::string& library, const std::string& name) {
   std::filesystem::copy_file(library, caseNativeDirectory() / name);
+}
+
+/// `text` with "# " for the date, time and thread id that open a line of the error log or the echo.
+inline std::string withoutStamps(const std::string& text) {
+  const std::string form = "0000-00-00 00:00:00\tThread ID: ";
+  const auto isDigit = [](char byte) { return byte >= '0' && byte <= '9'; };
+  std::string result;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line); result += line + "\n") {
+    const bool opens = line.size() > form.size() &&
+                       std::equal(form.begin(), form.end(), line.begin(), [&](char f, char byte) {
+                         return f == '0' ? isDigit(byte) : f == byte;
+                       });
+    const auto end = std::find_if_not(line.begin() + static_cast<long>(opens ? form.size() : 0),
+                                      line.end(), isDigit);
+    if (opens && end != line.end() && *end == '\t' && isDigit(*(end - 1))) {
+      line = "# " + std::string(end + 1, line.end());
+    }
+  }
+  return result;
 }
 
 inline std::string repeated(const std::string& text, int times) {

@@ -3,7 +3,6 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,6 +17,7 @@ using FerrolinkTest::kSupportHint;
 using FerrolinkTest::report;
 using FerrolinkTest::runCase;
 using FerrolinkTest::Texts;
+using FerrolinkTest::withoutStamps;
 
 namespace {
 
@@ -36,13 +36,12 @@ std::string cannotOpenConfigs(const InstallationTree& tree) {
                            ". \nError: File not found.");
 }
 
-/// Whether `text` holds exactly these lines, each after a stamp and a thread id.
-bool holdsLines(const std::string& text, const Texts& messages) {
-  std::string pattern;
+std::string lines(const Texts& messages) {
+  std::string text;
   for (const std::string& message : messages) {
-    pattern += R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\tThread ID: \d+\t)" + message + "\n";
+    text += "# " + message + "\n";
   }
-  return std::regex_match(text, std::regex(pattern));
+  return text;
 }
 
 template <class Function>
@@ -67,7 +66,7 @@ TEST(NestedException, WorksWithNeitherConfigurationNorUtilities) {
   const CaseResult result = runCase("raiseOuter", tree);
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.report, Texts{"outer"});
-  EXPECT_TRUE(holdsLines(result.err, {"outer" + std::string(kSupportHint)})) << result.err;
+  EXPECT_EQ(withoutStamps(result.err), lines({"outer" + std::string(kSupportHint)}));
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(tree.errorLog(), "");
 }
@@ -77,7 +76,7 @@ TEST(NestedException, IsForwardedButNeitherEchoedNorLogged) {
   tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
   const CaseResult result = runCase("raiseOuter", tree, fakeSettings(tree));
   EXPECT_EQ(result.report, Texts{"outer"});
-  EXPECT_TRUE(holdsLines(result.err, {"outer" + std::string(kSupportHint)})) << result.err;
+  EXPECT_EQ(withoutStamps(result.err), lines({"outer" + std::string(kSupportHint)}));
   EXPECT_EQ(events(tree),
             event(cannotOpenConfigs(tree)) + event(cannotOpenConfigs(tree)) + event("outer"));
 }
@@ -99,8 +98,8 @@ TEST(NestedException, LeavesTheOuterOneItsEchoAndLogWhereTheLevelFunctionIsMissi
   tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
   const CaseResult result = runCase("raiseOuter", tree, fakeSettings(tree));
   EXPECT_EQ(result.report, Texts{"outer"});
-  EXPECT_TRUE(holdsLines(result.err, {"outer" + std::string(kSupportHint)})) << result.err;
-  EXPECT_TRUE(holdsLines(tree.errorLog(), {"outer"})) << tree.errorLog();
+  EXPECT_EQ(withoutStamps(result.err), lines({"outer" + std::string(kSupportHint)}));
+  EXPECT_EQ(withoutStamps(tree.errorLog()), lines({"outer"}));
   EXPECT_EQ(calls(tree), "GetWorkingDirectory()\n");
   EXPECT_EQ(events(tree),
             event("GetLoggingLevel function not found in Utils library") + event("outer"));
@@ -115,8 +114,8 @@ TEST(NestedException, LeavesTheOuterOneItsEchoAndLogWhereTheLevelFunctionFails) 
     options.environment["FAKE_CONFIGS_" + kind + "_GetLoggingLevel"] = "no level today";
     const CaseResult result = runCase("raiseOuter", tree, options);
     EXPECT_EQ(result.report, Texts{"outer"});
-    EXPECT_TRUE(holdsLines(result.err, {"outer" + std::string(kSupportHint)})) << result.err;
-    EXPECT_TRUE(holdsLines(tree.errorLog(), {"outer"})) << tree.errorLog();
+    EXPECT_EQ(withoutStamps(result.err), lines({"outer" + std::string(kSupportHint)}));
+    EXPECT_EQ(withoutStamps(tree.errorLog()), lines({"outer"}));
     const std::string nested = kind == "FAIL" ? event("no level today") : "";
     EXPECT_EQ(events(tree), nested + event("outer"));
   }
@@ -131,7 +130,7 @@ TEST(NestedException, CostsTheOuterOneItsLogLineWhereTheDirectoryFunctionFails) 
     options.environment["FAKE_CONFIGS_" + kind + "_GetWorkingDirectory"] = "no place";
     const CaseResult result = runCase("raiseOuter", tree, options);
     EXPECT_EQ(result.report, Texts{"outer"});
-    EXPECT_TRUE(holdsLines(result.err, {"outer" + std::string(kSupportHint)})) << result.err;
+    EXPECT_EQ(withoutStamps(result.err), lines({"outer" + std::string(kSupportHint)}));
     EXPECT_EQ(tree.errorLog(), "");
     EXPECT_EQ(calls(tree), "GetLoggingLevel()\nGetWorkingDirectory()\n");
     const int nested = kind == "FAIL" ? 2 : 1;
@@ -145,7 +144,7 @@ TEST(NestedException, CostsTheOuterOneItsLogLineWhereTheConfigurationIsEmpty) {
   tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
   const CaseResult result = runCase("raiseOuter", tree, fakeSettings(tree));
   EXPECT_EQ(result.report, Texts{"outer"});
-  EXPECT_TRUE(holdsLines(result.err, {"outer" + std::string(kSupportHint)})) << result.err;
+  EXPECT_EQ(withoutStamps(result.err), lines({"outer" + std::string(kSupportHint)}));
   EXPECT_EQ(tree.errorLog(), "");
   const std::string noDirectory = event("GetWorkingDirectory function not found in Utils library");
   EXPECT_EQ(events(tree), event("GetLoggingLevel function not found in Utils library") +
@@ -164,8 +163,8 @@ TEST(NestedException, LeavesNoTraceInLaterExceptionsOfTheThread) {
   options.arguments = {FAKECONFIGS_PATH};
   options.environment["FAKE_CONFIGS_GetLoggingLevel"] = "off";
   const CaseResult result = runCase("raiseBeforeAndAfterConfigsAppear", tree, options);
-  EXPECT_TRUE(holdsLines(result.err, {"without" + std::string(kSupportHint)})) << result.err;
-  EXPECT_TRUE(holdsLines(tree.errorLog(), {"with"})) << tree.errorLog();
+  EXPECT_EQ(withoutStamps(result.err), lines({"without" + std::string(kSupportHint)}));
+  EXPECT_EQ(withoutStamps(tree.errorLog()), lines({"with"}));
 }
 
 namespace {
@@ -210,8 +209,8 @@ TEST(NestedException, AsksTheConfigurationNothing) {
   const InstallationTree tree;
   const CaseResult result = runUnderHook(tree, "configurationRaises");
   EXPECT_EQ(result.report, (Texts{"inner", "outer"}));
-  EXPECT_TRUE(holdsLines(result.err, {"outer" + std::string(kSupportHint)})) << result.err;
-  EXPECT_TRUE(holdsLines(tree.errorLog(), {"outer"})) << tree.errorLog();
+  EXPECT_EQ(withoutStamps(result.err), lines({"outer" + std::string(kSupportHint)}));
+  EXPECT_EQ(withoutStamps(tree.errorLog()), lines({"outer"}));
   EXPECT_EQ(calls(tree), "GetLoggingLevel()\nGetWorkingDirectory()\n");
   EXPECT_EQ(events(tree), event("inner") + event("outer"));
 }
@@ -225,8 +224,8 @@ TEST(NestedException, IsAMatterOfOneThread) {
   const CaseResult result = runUnderHook(tree, "otherThreadRaises");
   const std::string hint = kSupportHint;
   EXPECT_EQ(result.report, Texts{"outer"});
-  EXPECT_TRUE(holdsLines(result.err, {"outer" + hint, "other" + hint})) << result.err;
-  EXPECT_TRUE(holdsLines(tree.errorLog(), {"other", "outer"})) << tree.errorLog();
+  EXPECT_EQ(withoutStamps(result.err), lines({"outer" + hint, "other" + hint}));
+  EXPECT_EQ(withoutStamps(tree.errorLog()), lines({"other", "outer"}));
   EXPECT_EQ(events(tree), event("other") + event("outer"));
 }
 
@@ -243,8 +242,8 @@ TEST(NestedException, IsDroppedByTheTelemetryThatItArisesIn) {
   const InstallationTree tree;
   const CaseResult result = runUnderHook(tree, "telemetryRaises");
   EXPECT_EQ(result.report, (Texts{"inner", "outer"}));
-  EXPECT_TRUE(holdsLines(result.err, {"outer" + std::string(kSupportHint)})) << result.err;
-  EXPECT_TRUE(holdsLines(tree.errorLog(), {"outer"})) << tree.errorLog();
+  EXPECT_EQ(withoutStamps(result.err), lines({"outer" + std::string(kSupportHint)}));
+  EXPECT_EQ(withoutStamps(tree.errorLog()), lines({"outer"}));
   EXPECT_EQ(calls(tree), "GetLoggingLevel()\nGetWorkingDirectory()\n");
   EXPECT_EQ(events(tree), event("outer"));
 }

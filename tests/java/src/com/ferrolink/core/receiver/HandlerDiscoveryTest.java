@@ -168,11 +168,11 @@ final class HandlerDiscoveryTest {
                 .handler("Works", "works", "return payload;").write(directory.resolve("broken.jar"));
         CommandDispatcher dispatcher = new CommandDispatcher(ClassPaths.of(archive));
         assertEquals("x", call(dispatcher, "works"));
-        String service8 = "java.util.ServiceConfigurationError:"
+        String failed = "java.util.ServiceConfigurationError:"
                 + " com.ferrolink.core.receiver.CommandHandler: ";
         assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, works.\n"
-                + "Not available: no.such.Handler: " + service8 + "Provider no.such.Handler not found\n"
-                + "Not available: NoHandler: " + service8 + "Provider NoHandler not a subtype\n"
+                + "Not available: no.such.Handler: " + failed + "Provider no.such.Handler not found\n"
+                + "Not available: NoHandler: " + failed + "Provider NoHandler not a subtype\n"
                 + "Not available: Refuses: java.lang.IllegalStateException: no licence\n"
                 + "Not available: Orphan: java.lang.NoClassDefFoundError: Base; caused by"
                 + " java.lang.ClassNotFoundException: Base\n"
@@ -180,7 +180,7 @@ final class HandlerDiscoveryTest {
                 + " java.lang.ArithmeticException: / by zero", normalized(unknown(dispatcher)));
     }
 
-    /** Java 9 and later leave out a word that Java 8 has. */
+    /** Java 9 and later leave out words that Java 8 has. */
     private static String normalized(String text) {
         return text.replace(": NoHandler not a subtype", ": Provider NoHandler not a subtype");
     }
@@ -213,17 +213,19 @@ final class HandlerDiscoveryTest {
     }
 
     @Test
-    @DisplayName("goes on behind a list of providers that is not well-formed")
-    void brokenList() throws IOException {
-        Path broken = archive().provider("two words").write(directory.resolve("broken.jar"));
+    @DisplayName("goes on behind lists of providers that are not well-formed and blames no handler")
+    void brokenLists() throws IOException {
+        Path first = archive().provider("two words").write(directory.resolve("first.jar"));
         Path works = archive().handler("Works", "works", "return payload;")
                 .write(directory.resolve("works.jar"));
-        CommandDispatcher dispatcher = new CommandDispatcher(ClassPaths.of(broken, works));
+        Path last = archive().provider("two words").write(directory.resolve("last.jar"));
+        CommandDispatcher dispatcher = new CommandDispatcher(ClassPaths.of(first, works, last));
         assertEquals("x", call(dispatcher, "works"));
-        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, works.\n"
-                + "Not available: java.util.ServiceConfigurationError:"
-                + " com.ferrolink.core.receiver.CommandHandler: jar:file:" + broken + "!/"
-                + ArchiveBuilder.SERVICE + ":1: Illegal configuration-file syntax",
+        String reason = "\nNot available: java.util.ServiceConfigurationError:"
+                + " com.ferrolink.core.receiver.CommandHandler: jar:file:";
+        String rest = "!/" + ArchiveBuilder.SERVICE + ":1: Illegal configuration-file syntax";
+        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, works."
+                + reason + first + rest + reason + last + rest,
                 unknown(dispatcher).replace("syntax: two words", "syntax"));
     }
 
