@@ -4,24 +4,15 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <memory>
 
 #include "native/Console.h"
 #include "native/FerrolinkNativeException.h"
 #include "native/Loader.h"
-#include "native/ReentryGuard.h"
 #include "native/RuntimeNameHandler.h"
 
 namespace Ferrolink::Native::LibrariesFinder {
 namespace {
-
-// Set while this thread computes the cached library directory. A failure of that computation is
-// reported through companions that are looked for in the same directory.
-FERROLINK_THREAD_LOCAL bool computingPathToDir = false;
-
-std::string computePathToDir() {
-  const ReentryGuard guard(computingPathToDir);
-  return LibrariesFinder::getThisLibraryPath();
-}
 
 void* openLibrary(const std::string& path, int flags, bool throwOnError, bool printError) {
   std::string reason;
@@ -81,13 +72,18 @@ std::string LibrariesFinder::getThisLibraryPath() {
 }
 
 const std::string& LibrariesFinder::getPathToDir() {
-  if (computingPathToDir) {
-    // Waiting for the static below on the thread that computes it would never end. This throws
-    // again in practice; the string of a late success is left allocated like the cached one.
-    return *new std::string(getThisLibraryPath());
+  // Published, not initialised under a guard: a failure to compute it is reported through
+  // companions that are looked for in the same directory, and nobody may wait for such a report.
+  static std::atomic<const std::string*> pathToDir{nullptr};
+  if (const std::string* known = pathToDir.load(std::memory_order_acquire)) {
+    return *known;
   }
-  static const std::string* const pathToDir = new std::string(computePathToDir());
-  return *pathToDir;
+  auto computed = std::make_unique<const std::string>(getThisLibraryPath());
+  const std::string* first = nullptr;
+  if (pathToDir.compare_exchange_strong(first, computed.get(), std::memory_order_acq_rel)) {
+    return *computed.release();
+  }
+  return *first;
 }
 
 std::string LibrariesFinder::getBinariesRootPath() {

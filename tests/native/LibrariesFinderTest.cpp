@@ -238,3 +238,27 @@ TEST(LibrariesFinder, KeepsTheDirectoryOnlyOnceItIsKnown) {
   EXPECT_EQ(runCase("findDirectoryAgain", tree, withArguments({"gone"})).report,
             (Texts{unknownDirectory("gone"), directory(tree), directory(tree)}));
 }
+
+PROCESS_CASE(askDirectoryOnManyThreads) {
+  std::vector<std::thread> threads;
+  std::vector<const std::string*> found(8);
+  for (const std::string*& each : found) {
+    threads.emplace_back([&each] { each = &LibrariesFinder::getPathToDir(); });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (const std::string* each : found) {
+    report(each == found.front() ? "same" : "another");
+    report(*each);
+  }
+}
+
+TEST(LibrariesFinder, KeepsOneDirectoryForAllThreads) {
+  const InstallationTree tree;
+  Texts expected;
+  for (int i = 0; i < 8; ++i) {
+    expected.insert(expected.end(), {"same", directory(tree)});
+  }
+  EXPECT_EQ(runCase("askDirectoryOnManyThreads", tree).report, expected);
+}

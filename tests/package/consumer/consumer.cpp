@@ -1,6 +1,6 @@
+#include <ferrolink/Host.h>
 #include <cstdio>
 #include <exception>
-#include <ferrolink/Host.h>
 
 int main(int argc, char** argv) {
   try {
