@@ -88,9 +88,12 @@ TEST(LauncherDispatch, AThreadThatTheHostAttachedStaysAttached) {
 
 PROCESS_CASE(shortCommands) {
   Started started;
-  for (std::size_t size = 0; size <= 10; ++size) {
-    report(started.exchange(filled(size, 11)));
-    report(started.exchange(filled(size, 1)));
+  for (const std::uint8_t type : {11, 1}) {
+    Bytes longer = filled(32, type);  // what lies behind the command looks like a type
+    for (int size = 0; size <= 10; ++size) {
+      report(started.launcher.SendCommand(longer.data(), size));
+      report(started.read());
+    }
   }
   report(started.jvm.countCalls("CallStaticObjectMethodV(heartBeat)"));
   report(started.jvm.countCalls("CallStaticObjectMethodV(sendCommand)"));
@@ -99,12 +102,30 @@ PROCESS_CASE(shortCommands) {
 
 TEST(LauncherDispatch, ACommandShorterThan11BytesHasNoTypeAndGoesToSendCommand) {
   Texts expected;
-  for (std::size_t size = 0; size <= 10; ++size) {
-    expected.push_back(std::to_string(size) + ": " + numbers(filled(size, 11)));
-    expected.push_back(std::to_string(size) + ": " + numbers(filled(size, 1)));
+  for (const std::uint8_t type : {11, 1}) {
+    for (std::size_t size = 0; size <= 10; ++size) {
+      expected.push_back(std::to_string(size));
+      expected.push_back(numbers(filled(size, type)));
+    }
   }
   expected.insert(expected.end(), {"0", "22", "4: 98 101 97 116"});
   expectReport("shortCommands", expected);
+}
+
+PROCESS_CASE(shortCommandsOfTheirSize) {
+  Started started;
+  for (std::size_t size = 0; size <= 10; ++size) {
+    report(started.exchange(filled(size, 1)));
+  }
+}
+
+// Read past its end, such a command would be noticed by the address sanitizer.
+TEST(LauncherDispatch, ACommandIsNotReadPastItsEnd) {
+  Texts expected;
+  for (std::size_t size = 0; size <= 10; ++size) {
+    expected.push_back(std::to_string(size) + ": " + numbers(filled(size, 1)));
+  }
+  expectReport("shortCommandsOfTheirSize", expected);
 }
 
 PROCESS_CASE(everyType) {

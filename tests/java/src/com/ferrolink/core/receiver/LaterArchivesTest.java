@@ -2,6 +2,7 @@ package com.ferrolink.core.receiver;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
@@ -189,12 +190,14 @@ final class LaterArchivesTest {
     void contextClassLoader() throws IOException {
         Thread thread = Thread.currentThread();
         ClassLoader original = thread.getContextClassLoader();
-        load(new ArchiveBuilder(directory).source("Meddler", "public class Meddler implements"
+        Path archive = new ArchiveBuilder(directory).source("Meddler", "public class Meddler implements"
                 + " com.ferrolink.core.receiver.CommandHandler { public Meddler() {"
                 + " Thread.currentThread().setContextClassLoader(null); }"
                 + " public String name() { return \"meddler\"; }"
                 + " public byte[] handle(byte[] payload) { return payload; } }").provider("Meddler")
-                .write(directory.resolve("meddler.jar")));
-        assertEquals(original, thread.getContextClassLoader());
+                .write(directory.resolve("meddler.jar"));
+        assertArrayEquals(LIBRARY_LOADED, dispatcher.answer(Commands.loadLibrary(archive.toString())));
+        assertSame(original, thread.getContextClassLoader());
+        assertEquals("x", Replies.successText(dispatcher.answer(Commands.call("meddler", "x"))));
     }
 }
