@@ -88,7 +88,7 @@ TEST(LauncherDispatch, AThreadThatTheHostAttachedStaysAttached) {
 
 PROCESS_CASE(shortCommands) {
   Started started;
-  for (const std::uint8_t type : {11, 1}) {
+  for (const std::uint8_t type : Bytes{11, 1}) {
     Bytes longer = filled(32, type);  // what lies behind the command looks like a type
     for (int size = 0; size <= 10; ++size) {
       report(started.launcher.SendCommand(longer.data(), size));
@@ -102,7 +102,7 @@ PROCESS_CASE(shortCommands) {
 
 TEST(LauncherDispatch, ACommandShorterThan11BytesHasNoTypeAndGoesToSendCommand) {
   Texts expected;
-  for (const std::uint8_t type : {11, 1}) {
+  for (const std::uint8_t type : Bytes{11, 1}) {
     for (std::size_t size = 0; size <= 10; ++size) {
       expected.push_back(std::to_string(size));
       expected.push_back(numbers(filled(size, type)));

@@ -13,8 +13,10 @@
 #include "native/FerrolinkNativeException.h"
 #include "tests/native/ClockProbe.h"
 #include "tests/native/FakeCompanions.h"
+#include "tests/native/FileProbe.h"
 
 namespace ClockProbe = FerrolinkTest::ClockProbe;
+namespace FileProbe = FerrolinkTest::FileProbe;
 
 using FerrolinkTest::CaseOptions;
 using FerrolinkTest::CaseResult;
@@ -158,6 +160,22 @@ TEST(ErrorLog, KeepsStampsAndThreadIdsUnderTheHostsLocale) {
       FerrolinkTest::fileText(tree.workDirectory() / "_FerrolinkNativeErrorLogger_2026-11-14.txt"),
       start + "elsewhere\n");
   EXPECT_EQ(result.err, start + "elsewhere" + kSupportHint + "\n");
+}
+
+PROCESS_CASE(raiseShortAndLong) {
+  FileProbe::recordWrites();
+  const FerrolinkNativeException brief("brief", "Unknown");
+  const FerrolinkNativeException lengthy(std::string(20000, 'x'), "Unknown");
+  const Texts writes = FileProbe::writes();
+  for (const std::string& text : writes) {
+    report(FerrolinkTest::withoutStamps(text));
+  }
+}
+
+TEST(ErrorLog, WritesEachLineInOnePiece) {
+  const InstallationTree tree;
+  EXPECT_EQ(runCase("raiseShortAndLong", tree, withFakes(tree, "off")).report,
+            (Texts{"# brief\n", "# " + std::string(20000, 'x') + "\n"}));
 }
 
 PROCESS_CASE(raiseOnManyThreads) {

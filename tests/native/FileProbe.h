@@ -18,6 +18,12 @@ void fail(const std::string& prefix, int error);
 /// The paths recorded, each followed by a blank and the mode of opening.
 std::vector<std::string> openings();
 
+/// From now on what file streams write is recorded.
+void recordWrites();
+
+/// The texts recorded, one for each write.
+std::vector<std::string> writes();
+
 }  // namespace FerrolinkTest::FileProbe
 
 #endif
