@@ -1,11 +1,10 @@
 #include "jvm/JvmLauncher.h"
 
-#include <algorithm>
-#include <cctype>
 #include <cstdlib>
 
 #include "jvm/JvmLibGlobals.h"
 #include "native/Console.h"
+#include "native/LowerCase.h"
 
 using Ferrolink::Native::Console::printOut;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
@@ -19,10 +18,7 @@ bool readDebugMode() {
     return false;
   }
   printOut(std::string("FERROLINK_DEBUG_MODE found: ") + value + "\n");
-  std::string lowered = value;
-  std::transform(lowered.begin(), lowered.end(), lowered.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-  return lowered == "true";
+  return Ferrolink::Native::lowerCase(value) == "true";
 }
 
 }  // namespace

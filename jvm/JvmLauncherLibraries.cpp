@@ -1,13 +1,13 @@
 // The load-library command, which the launcher answers itself.
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
 
 #include "jvm/JvmLauncher.h"
 #include "native/Console.h"
+#include "native/LowerCase.h"
 #include "native/interfaces/CommandHeader.h"
 
 namespace fs = std::filesystem;
@@ -26,10 +26,7 @@ bool isArchive(const fs::directory_entry& entry) {
   if (!entry.is_regular_file()) {
     return false;
   }
-  std::string extension = entry.path().extension().string();
-  std::transform(extension.begin(), extension.end(), extension.begin(),
-                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-  return extension == ".jar";
+  return Ferrolink::Native::lowerCase(entry.path().extension().string()) == ".jar";
 }
 
 // The archives to add: those of a directory, in the order of its listing, or the path itself.

@@ -10,6 +10,7 @@
 #include "native/FerrolinkNativeException.h"
 #include "native/LibrariesFinder.h"
 #include "native/Loader.h"
+#include "native/LowerCase.h"
 
 namespace Ferrolink::Native::ConfigHandler {
 namespace {
@@ -64,15 +65,6 @@ template <class Function, class... Texts>
 std::string askText(void* library, const char* name, const Texts&... texts) {
   return reraised(
       [&] { return CallConfigStringFunction(findFunction<Function>(library, name), texts...); });
-}
-
-// Letters of ASCII alone: the level words are such, and the host's locale may lower others, or "I",
-// in its own way.
-std::string lowerCase(std::string text) {
-  std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
-    return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
-  });
-  return text;
 }
 
 // The level of a level word in lower case; -1 for any other text.
