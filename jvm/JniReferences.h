@@ -56,8 +56,8 @@ class LocalReference {
 /// Owns the elements of a byte array, for reading: changes are never written back.
 class ByteArrayElements {
  public:
-  ByteArrayElements(JNIEnv* env, jbyteArray array)
-      : m_env(env), m_array(array), m_elements(env->GetByteArrayElements(array, nullptr)) {}
+  ByteArrayElements(JNIEnv* env, jbyteArray array, jboolean* copied = nullptr)
+      : m_env(env), m_array(array), m_elements(env->GetByteArrayElements(array, copied)) {}
   ByteArrayElements(const ByteArrayElements&) = delete;
   ByteArrayElements& operator=(const ByteArrayElements&) = delete;
   ~ByteArrayElements() {
@@ -67,7 +67,7 @@ class ByteArrayElements {
   }
 
   /// Null where the JVM could not supply the elements.
-  [[nodiscard]] const jbyte* get() const { return m_elements; }
+  [[nodiscard]] jbyte* get() const { return m_elements; }
 
  private:
   JNIEnv* m_env;
@@ -78,8 +78,8 @@ class ByteArrayElements {
 /// Owns the modified UTF-8 characters of a string.
 class StringCharacters {
  public:
-  StringCharacters(JNIEnv* env, jstring string)
-      : m_env(env), m_string(string), m_characters(env->GetStringUTFChars(string, nullptr)) {}
+  StringCharacters(JNIEnv* env, jstring string, jboolean* copied = nullptr)
+      : m_env(env), m_string(string), m_characters(env->GetStringUTFChars(string, copied)) {}
   StringCharacters(const StringCharacters&) = delete;
   StringCharacters& operator=(const StringCharacters&) = delete;
   ~StringCharacters() { reset(); }

@@ -4,8 +4,8 @@
 #include <cstring>
 #include <optional>
 
+#include "jvm/JavaCallback.h"
 #include "jvm/JvmLauncher.h"
-#include "jvm/JvmLibGlobals.h"
 #include "native/interfaces/CommandHeader.h"
 
 namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;
@@ -62,7 +62,7 @@ void JvmLauncher::requireCallback() {
   if (!TryBindToCallingRuntimeJavaVm()) {
     raise("018. JVM not initialized");
   }
-  if (sendCommandCallbackObject.load() == nullptr || sendCommandCallbackMethod.load() == nullptr) {
+  if (!JavaCallback::isSet()) {
     raise("032. Java callback is not set");
   }
 }
@@ -131,11 +131,17 @@ Jni::LocalReference<jbyteArray> JvmLauncher::callJava(JNIEnv* env, jbyteArray co
     result = env->CallStaticObjectMethod(receiverClass.usable,
                                          method.load(std::memory_order_relaxed), command);
   } else {
-    result = env->CallObjectMethod(sendCommandCallbackObject.load(),
-                                   sendCommandCallbackMethod.load(), command);
+    const JavaCallback::Borrowed callback = JavaCallback::borrow(env);
+    if (!callback.object) {
+      raise("032. Java callback is not set");
+    }
+    result = env->CallObjectMethod(callback.object.get(), callback.method, command);
   }
   Jni::LocalReference<jbyteArray> response(env, static_cast<jbyteArray>(result));
   checkJava(env, "023");
+  if (!m_launching && response && !JavaCallback::isByteArray(env, response.get())) {
+    raise("025. Failed to get callback response bytes");
+  }
   return response;
 }
 

@@ -1,48 +1,61 @@
 #include "jvm/JvmLib.h"
 
-#include <mutex>
 #include <utility>
 
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/JvmNativeReceiver.h"
+#include "jvm/JvmNativeTransmitter.h"
 #include "native/ConfigHandler.h"
 #include "native/LibrariesFinder.h"
+#include "native/RoleSingletons.h"
 
 using Ferrolink::Native::ConfigHandler::ConfigHandler;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::IReceiver;
+using Ferrolink::Native::Interfaces::ITransmitter;
 using Ferrolink::Runtimes::Jvm::Native::Receiver::JvmNativeReceiver;
+using Ferrolink::Runtimes::Jvm::Native::Transmitter::JvmNativeTransmitter;
 
-std::atomic<RuntimeOperationMode> operationMode{RuntimeOperationMode::NotSet};
-std::atomic<IReceiver*> receiver{nullptr};
-std::shared_mutex createReceiverMutex;
 std::atomic<JNIEnv*> javaEnv{nullptr};
 std::atomic<JavaVM*> callbackJavaVM{nullptr};
 std::atomic<jobject> sendCommandCallbackObject{nullptr};
 std::atomic<jmethodID> sendCommandCallbackMethod{nullptr};
+jboolean isCopy = JNI_TRUE;
+
+namespace Ferrolink::Native {
+
+IReceiver* makeReceiver(RuntimeOperationMode mode) {
+  return new JvmNativeReceiver(mode);
+}
+
+ITransmitter* makeTransmitter(RuntimeOperationMode mode) {
+  return new JvmNativeTransmitter(mode);
+}
+
+}  // namespace Ferrolink::Native
 
 IReceiver* CreateReceiver(RuntimeOperationMode mode) {
-  if (operationMode.load() != RuntimeOperationMode::NotSet) {
-    if (IReceiver* existing = receiver.load()) {
-      return existing;
-    }
-  }
-  const std::unique_lock<std::shared_mutex> lock(createReceiverMutex);
-  if (operationMode.load() == RuntimeOperationMode::NotSet) {
-    operationMode.store(mode);
-  }
-  if (receiver.load() == nullptr) {
-    receiver.store(new JvmNativeReceiver(operationMode.load()));
-  }
-  return receiver.load();
+  return Ferrolink::Native::createReceiver(mode);
+}
+
+ITransmitter* CreateTransmitter(RuntimeOperationMode mode) {
+  return Ferrolink::Native::createTransmitter(mode);
 }
 
 IReceiver* GetReceiver() {
   return receiver.load();
 }
 
+ITransmitter* GetTransmitter() {
+  return transmitter.load();
+}
+
 JNIEnv* GetJNIEnv() {
   return javaEnv.load();
+}
+
+int SetOperationModeForTransmitter() {
+  return Ferrolink::Native::setOperationModeForTransmitter();
 }
 
 int SetConfigSource(std::string source) {
@@ -51,6 +64,10 @@ int SetConfigSource(std::string source) {
 
 int SetWorkingDirectoryPath(std::string path) {
   return ConfigHandler::SetWorkingDirectory(path);
+}
+
+void AtStartUp() {
+  Ferrolink::Native::atStartUp();
 }
 
 void emptyFunctionInNativeLib() {}

@@ -7,6 +7,7 @@
 
 #include "native/Export.h"
 #include "native/interfaces/IReceiver.h"
+#include "native/interfaces/ITransmitter.h"
 #include "native/interfaces/RuntimeOperationMode.h"
 
 /// The library's doors for other runtimes' libraries and hosts.
@@ -28,10 +29,24 @@ FERROLINK_EXPORT Ferrolink::Native::Interfaces::IReceiver* CreateReceiver(
 /// The receiver, or null where none was created yet. Takes no lock and creates nothing.
 FERROLINK_EXPORT Ferrolink::Native::Interfaces::IReceiver* GetReceiver();
 
+/// As CreateReceiver, for the process's one transmitter. Mode -1 is no error here.
+FERROLINK_EXPORT Ferrolink::Native::Interfaces::ITransmitter* CreateTransmitter(
+    Ferrolink::Native::Definitions::RuntimeOperationMode mode);
+
+/// The transmitter, or null where none was created yet. Takes no lock and creates nothing.
+FERROLINK_EXPORT Ferrolink::Native::Interfaces::ITransmitter* GetTransmitter();
+
 /// The JNI environment last handed to setCallback, null before. It belongs to the thread that made
 /// that call and must not be used on another.
 FERROLINK_EXPORT JNIEnv* GetJNIEnv();
 }
+
+/// Settles that Java started first and is about to call out (mode 0), unless a mode is settled, and
+/// makes the transmitter. Always returns 0.
+FERROLINK_EXPORT int SetOperationModeForTransmitter();
+
+/// The one-time work before the first call out of Java.
+FERROLINK_EXPORT void AtStartUp();
 
 /// Hands a configuration source (a file's path or JSON text) to the configuration library; returns
 /// its result. Creates no role and leaves the mode alone. Errors: ConfigHandler's.

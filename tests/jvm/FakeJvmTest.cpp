@@ -85,6 +85,12 @@ const BrokenRule kBrokenRules[] = {
      }},
     {"ForeignCharacters", "ReleaseStringUTFChars: not characters of this string",
      [](FakeJvmClient&, JNIEnv* env) { env->ReleaseStringUTFChars(env->NewStringUTF("a"), "a"); }},
+    {"LoneContinuationByte", "NewStringUTF: not modified UTF-8",
+     [](FakeJvmClient&, JNIEnv* env) { env->NewStringUTF("a\x80"); }},
+    {"CharacterOfFourBytes", "NewStringUTF: not modified UTF-8",
+     [](FakeJvmClient&, JNIEnv* env) { env->NewStringUTF("\xF0\x9F\x98\x80"); }},
+    {"CutCharacter", "NewStringUTF: not modified UTF-8",
+     [](FakeJvmClient&, JNIEnv* env) { env->NewStringUTF("\xE2\x82"); }},
     {"GlobalDeletedAsLocal", "DeleteLocalRef: not a local reference",
      [](FakeJvmClient&, JNIEnv* env) {
        env->DeleteLocalRef(env->NewGlobalRef(env->NewByteArray(1)));

@@ -215,8 +215,10 @@ Texts makeArrayCalls(int length) {
 }
 
 Texts callJavaCalls(const std::string& method) {
-  return {(method == "apply" ? "CallObjectMethodV(" : "CallStaticObjectMethodV(") + method + ")",
-          "ExceptionCheck"};
+  if (method == "apply") {
+    return {"NewLocalRef", "CallObjectMethodV(apply)", "DeleteLocalRef", "ExceptionCheck"};
+  }
+  return {"CallStaticObjectMethodV(" + method + ")", "ExceptionCheck"};
 }
 
 Texts storeResponseCalls() {

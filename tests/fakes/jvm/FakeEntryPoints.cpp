@@ -87,6 +87,15 @@ EXPORTED JavaVM* fakeJvm_firstJvm() {
   return state().machines.empty() ? nullptr : &state().machines.front();
 }
 
+EXPORTED jobject fakeJvm_makeObject(bool withApply) {
+  const std::lock_guard<std::mutex> lock(state().lock);
+  auto object = std::make_shared<FakeJvm::Object>();
+  object->kind = withApply ? FakeJvm::Object::Kind::Callback : FakeJvm::Object::Kind::Plain;
+  state().counts.localReferences += 1;
+  return FakeJvm::EnvironmentCall::newReference(std::move(object),
+                                                FakeJvm::currentThread().environment->attachment);
+}
+
 EXPORTED void fakeJvm_makeCallback(jobject* object, jmethodID* method) {
   const std::lock_guard<std::mutex> lock(state().lock);
   auto callback = std::make_shared<FakeJvm::Object>();

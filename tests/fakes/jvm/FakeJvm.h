@@ -29,7 +29,7 @@ struct Injection {
   std::optional<jint> result{};  ///< yields this number and does nothing else
 };
 
-enum class Answer { Echo, Bytes, Throw, Null };
+enum class Answer { Echo, Bytes, Throw, Null, Text };  // Text: a string, where bytes are due
 
 /// What one of the methods that take and return bytes does.
 struct Method {
@@ -93,6 +93,10 @@ JavaVM* fakeJvm_startJvm();
 
 /// The first JVM of the process, null before there is one.
 JavaVM* fakeJvm_firstJvm();
+
+/// A local reference of the calling thread to an object with the method apply(Object), or to one
+/// without any method.
+jobject fakeJvm_makeObject(bool withApply);
 
 /// A callback object with the method apply(Object), as a global reference of the Java side's.
 void fakeJvm_makeCallback(jobject* object, jmethodID* method);

@@ -67,6 +67,9 @@ class FakeJvmClient {
   void makeCallback(jobject& object, jmethodID& method) {
     find<decltype(fakeJvm_makeCallback)>("fakeJvm_makeCallback")(&object, &method);
   }
+  jobject makeObject(bool withApply) {
+    return find<decltype(fakeJvm_makeObject)>("fakeJvm_makeObject")(withApply);
+  }
 
   /// Nothing works any more after this.
   void letGo() { dlclose(m_library); }

@@ -25,13 +25,15 @@ const MethodEntry* findMethod(const char* name, const char* signature,
 }
 
 jmethodID lookUp(const char* function, JNIEnv* env, jclass type, const char* name,
-                 const char* signature, std::initializer_list<const MethodEntry*> candidates) {
+                 const char* signature, const char* owner,
+                 std::initializer_list<const MethodEntry*> candidates) {
   EnvironmentCall call(env, std::string(function) + "(" + name + ", " + signature + ")");
-  call.use(type, Kind::Class);
+  const auto asked = call.use(type, Kind::Class);
   if (call.null()) {
     return nullptr;
   }
-  const MethodEntry* method = findMethod(name, signature, candidates);
+  const MethodEntry* method =
+      asked->text == owner ? findMethod(name, signature, candidates) : nullptr;
   if (method == nullptr) {
     call.environment().exceptionPending = true;
     return nullptr;
@@ -41,12 +43,12 @@ jmethodID lookUp(const char* function, JNIEnv* env, jclass type, const char* nam
 
 jmethodID JNICALL getStaticMethodId(JNIEnv* env, jclass type, const char* name,
                                     const char* signature) {
-  return lookUp("GetStaticMethodID", env, type, name, signature,
+  return lookUp("GetStaticMethodID", env, type, name, signature, kReceiverClass,
                 {&kSendCommand, &kHeartBeat, &kRuntimeInfo});
 }
 
 jmethodID JNICALL getMethodId(JNIEnv* env, jclass type, const char* name, const char* signature) {
-  return lookUp("GetMethodID", env, type, name, signature, {&kApply});
+  return lookUp("GetMethodID", env, type, name, signature, kCallbackClass, {&kApply});
 }
 
 const MethodEntry& methodOf(const char* function, jmethodID method) {
@@ -75,6 +77,9 @@ jobject answerBytes(EnvironmentCall& call, const Method& method, const Object& c
       return nullptr;
     case Answer::Null:
       return nullptr;
+    case Answer::Text:
+      response->kind = Kind::String;
+      break;
     case Answer::Bytes:
       response->bytes.assign(method.bytes.begin(), method.bytes.end());
       break;

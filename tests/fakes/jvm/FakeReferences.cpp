@@ -19,7 +19,7 @@ jclass JNICALL findClass(JNIEnv* env, const char* name) {
   if (call.null()) {
     return nullptr;
   }
-  if (std::strcmp(name, kReceiverClass) != 0) {
+  if (std::strcmp(name, kReceiverClass) != 0 && std::strcmp(name, kByteArrayClass) != 0) {
     call.environment().exceptionPending = true;
     return nullptr;
   }
@@ -30,8 +30,26 @@ jclass JNICALL findClass(JNIEnv* env, const char* name) {
 
 jclass JNICALL getObjectClass(JNIEnv* env, jobject object) {
   EnvironmentCall call(env, "GetObjectClass");
-  call.use(object);
-  return call.null() ? nullptr : call.newLocal<jclass>(std::make_shared<Object>());
+  const auto asked = call.use(object);
+  if (call.null()) {
+    return nullptr;
+  }
+  auto type = std::make_shared<Object>();
+  type->text = classOf(*asked);
+  return call.newLocal<jclass>(std::move(type));
+}
+
+jboolean JNICALL isInstanceOf(JNIEnv* env, jobject object, jclass type) {
+  EnvironmentCall call(env, "IsInstanceOf");
+  const auto asked = call.use(type, Object::Kind::Class);
+  const bool isOne = object == nullptr || asked->text == classOf(*call.use(object));
+  return isOne ? JNI_TRUE : JNI_FALSE;
+}
+
+jobject JNICALL newLocalRef(JNIEnv* env, jobject object) {
+  EnvironmentCall call(env, "NewLocalRef");
+  auto shared = call.use(object);
+  return call.null() ? nullptr : call.newLocal<jobject>(std::move(shared));
 }
 
 jobject JNICALL newGlobalRef(JNIEnv* env, jobject object) {
@@ -84,15 +102,31 @@ void JNICALL exceptionClear(JNIEnv* env) {
 
 jint JNICALL getJavaVm(JNIEnv* env, JavaVM** vm) {
   const EnvironmentCall call(env, "GetJavaVM");
-  if (call.effect().result) {
-    return *call.effect().result;
+  *vm = &state().machines.front();  // even in vain: what a failing call leaves there is open
+  return call.effect().result.value_or(JNI_OK);
+}
+
+bool isModifiedUtf8(const char* text) {
+  for (auto next = reinterpret_cast<const unsigned char*>(text); *next != 0;) {
+    const int following = *next < 0x80 ? 0 : *next < 0xC0 ? -1 : *next < 0xE0 ? 1 : 2;
+    if (following < 0 || *next >= 0xF0) {
+      return false;
+    }
+    ++next;
+    for (int i = 0; i < following; ++i, ++next) {
+      if ((*next & 0xC0) != 0x80) {
+        return false;
+      }
+    }
   }
-  *vm = &state().machines.front();
-  return JNI_OK;
+  return true;
 }
 
 jstring JNICALL newStringUtf(JNIEnv* env, const char* text) {
   EnvironmentCall call(env, "NewStringUTF");
+  if (!isModifiedUtf8(text)) {
+    fatal("NewStringUTF: not modified UTF-8");
+  }
   if (call.null()) {
     return nullptr;
   }
@@ -136,6 +170,8 @@ void fillReferenceFunctions(JNINativeInterface_& table) {
   table.GetVersion = &getVersion;
   table.FindClass = &findClass;
   table.GetObjectClass = &getObjectClass;
+  table.IsInstanceOf = &isInstanceOf;
+  table.NewLocalRef = &newLocalRef;
   table.NewGlobalRef = &newGlobalRef;
   table.DeleteGlobalRef = &deleteGlobalRef;
   table.DeleteLocalRef = &deleteLocalRef;

@@ -11,6 +11,22 @@ const MethodEntry kHeartBeat{"heartBeat", "([B)[B"};
 const MethodEntry kRuntimeInfo{"getRuntimeInfo", "()Ljava/lang/String;"};
 const MethodEntry kApply{"apply", "(Ljava/lang/Object;)Ljava/lang/Object;"};
 
+const char* classOf(const Object& object) {
+  switch (object.kind) {
+    case Object::Kind::ByteArray:
+      return kByteArrayClass;
+    case Object::Kind::String:
+      return "java/lang/String";
+    case Object::Kind::Callback:
+      return kCallbackClass;
+    case Object::Kind::Class:
+      return "java/lang/Class";
+    case Object::Kind::Plain:
+      break;
+  }
+  return "java/lang/Object";
+}
+
 // Outlives every static destructor: the process's own exit still makes JNI calls.
 State& state() {
   static State& theState = *new State;

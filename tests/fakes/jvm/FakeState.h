@@ -14,9 +14,9 @@
 namespace FakeJvm {
 
 struct Object {
-  enum class Kind { Class, ByteArray, String, Callback };
+  enum class Kind { Class, ByteArray, String, Callback, Plain };
   Kind kind = Kind::Class;
-  std::string text;
+  std::string text;  ///< a class's name, a string's characters
   std::vector<jbyte> bytes;
 };
 
@@ -132,6 +132,11 @@ extern const MethodEntry kRuntimeInfo;
 extern const MethodEntry kApply;
 
 inline constexpr const char* kReceiverClass = "com/ferrolink/core/receiver/Receiver";
+inline constexpr const char* kByteArrayClass = "[B";
+inline constexpr const char* kCallbackClass = "fake/Callback";
+
+/// The name of the object's class, as FindClass takes it.
+const char* classOf(const Object& object);
 
 /// The function tables that all environments and all JVMs share.
 const JNINativeInterface_* nativeInterface();

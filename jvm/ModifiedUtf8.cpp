@@ -1,0 +1,76 @@
+#include "jvm/ModifiedUtf8.h"
+
+#include <cstddef>
+
+namespace {
+
+constexpr char32_t kReplacement = 0xFFFD;
+
+bool isContinuation(unsigned char byte) {
+  return (byte & 0xC0U) == 0x80U;
+}
+
+/// One decoded character and how many bytes it took; a malformed byte is U+FFFD of one byte.
+struct Decoded {
+  char32_t character;
+  std::size_t size;
+};
+
+Decoded decode(std::string_view text) {
+  const auto first = static_cast<unsigned char>(text.front());
+  if (first < 0x80U) {
+    return {first, 1};
+  }
+  const std::size_t size = first >= 0xF0U ? 4 : first >= 0xE0U ? 3 : 2;
+  if (first < 0xC2U || first > 0xF4U || text.size() < size) {
+    return {kReplacement, 1};
+  }
+  char32_t character = first & (0xFFU >> (size + 1));
+  for (std::size_t i = 1; i < size; ++i) {
+    const auto next = static_cast<unsigned char>(text[i]);
+    if (!isContinuation(next)) {
+      return {kReplacement, 1};
+    }
+    character = (character << 6U) | (next & 0x3FU);
+  }
+  const bool overlong = (size == 3 && character < 0x800U) || (size == 4 && character < 0x10000U);
+  const bool surrogate = character >= 0xD800U && character <= 0xDFFFU;
+  if (overlong || surrogate || character > 0x10FFFFU) {
+    return {kReplacement, 1};
+  }
+  return {character, size};
+}
+
+void appendThreeBytes(std::string& out, char32_t unit) {
+  out.push_back(static_cast<char>(0xE0U | (unit >> 12U)));
+  out.push_back(static_cast<char>(0x80U | ((unit >> 6U) & 0x3FU)));
+  out.push_back(static_cast<char>(0x80U | (unit & 0x3FU)));
+}
+
+void append(std::string& out, char32_t character) {
+  if (character >= 0x10000U) {
+    const char32_t offset = character - 0x10000U;
+    appendThreeBytes(out, 0xD800U + (offset >> 10U));
+    appendThreeBytes(out, 0xDC00U + (offset & 0x3FFU));
+  } else if (character >= 0x800U) {
+    appendThreeBytes(out, character);
+  } else if (character >= 0x80U || character == 0) {
+    out.push_back(static_cast<char>(0xC0U | (character >> 6U)));
+    out.push_back(static_cast<char>(0x80U | (character & 0x3FU)));
+  } else {
+    out.push_back(static_cast<char>(character));
+  }
+}
+
+}  // namespace
+
+std::string toModifiedUtf8(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const Decoded decoded = decode(text);
+    append(out, decoded.character);
+    text.remove_prefix(decoded.size);
+  }
+  return out;
+}

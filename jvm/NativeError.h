@@ -1,0 +1,18 @@
+#ifndef FERROLINK_JVM_NATIVEERROR_H
+#define FERROLINK_JVM_NATIVEERROR_H
+
+#include <string>
+
+/// The text of the last failure of any JNI method, which Java fetches with getNativeError.
+///
+/// One for the whole process, "Undefined error" at first, overwritten by each failure and never
+/// cleared: when Java threads fail at the same time, a thread may read another one's text, but
+/// always a whole one. Thread rule: any thread.
+namespace NativeError {
+
+void store(const std::string& text);
+std::string text();
+
+}  // namespace NativeError
+
+#endif

@@ -1,0 +1,171 @@
+// The native methods of com.ferrolink.core.transmitter.TransmitterWrapper, bound by the JVM's
+// default look-up. Each translates its arguments, calls one operation, and turns an error into its
+// own negative result and the text that getNativeError returns; none leaves a Java exception
+// pending. Exceptions that are not standard exceptions are not caught.
+#include <jni.h>
+
+#include <array>
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "jvm/JavaCallback.h"
+#include "jvm/JniReferences.h"
+#include "jvm/JvmLib.h"
+#include "jvm/JvmLibGlobals.h"
+#include "jvm/ModifiedUtf8.h"
+#include "jvm/NativeError.h"
+#include "native/FerrolinkNativeException.h"
+#include "native/RoleSingletons.h"
+
+namespace {
+
+using Ferrolink::Native::transmitter;
+using Ferrolink::Native::Interfaces::ITransmitter;
+
+// The shortest command whose header names a channel and two runtimes.
+constexpr jsize kShortestDeployment = 10;
+
+template <class Body>
+jint guarded(jint failure, Body body) {
+  try {
+    return body();
+  } catch (const std::exception& error) {
+    NativeError::store(error.what());
+    return failure;
+  }
+}
+
+[[noreturn]] void raise(const char* text) {
+  throw FerrolinkNativeException(std::string("JVM Lib: Exception code ") + text, "Unknown");
+}
+
+void requireArray(jbyteArray array) {
+  if (array == nullptr) {
+    raise("002. Command byte array is null");
+  }
+}
+
+ITransmitter& currentTransmitter() {
+  ITransmitter* current = transmitter.load();
+  if (current == nullptr) {
+    throw FerrolinkNativeException(
+        "Ferrolink Native Exception: Exception code 020. \nNo channel selected", "Unknown");
+  }
+  return *current;
+}
+
+// A copy of a Java string. A null one fails with the text that a C++ string makes of it, here in
+// our own words since the standard libraries differ.
+std::string copyOf(JNIEnv* env, jstring string) {
+  if (string != nullptr) {
+    const Jni::StringCharacters characters(env, string, &isCopy);
+    if (characters.get() != nullptr) {
+      return characters.get();
+    }
+    Jni::clearPendingException(env);
+  }
+  throw std::logic_error("basic_string::_M_construct null not valid");
+}
+
+void requireElements(JNIEnv* env, const Jni::ByteArrayElements& elements) {
+  if (elements.get() == nullptr) {
+    Jni::clearPendingException(env);
+    raise("001. Failed to access command byte array");
+  }
+}
+
+std::uint8_t* bytesOf(const Jni::ByteArrayElements& elements) {
+  return reinterpret_cast<std::uint8_t*>(elements.get());
+}
+
+jint sendCommand(JNIEnv* env, jbyteArray message) {
+  AtStartUp();
+  requireArray(message);
+  const jsize length = env->GetArrayLength(message);
+  if (length == 0) {
+    return 0;
+  }
+  jboolean copied = JNI_FALSE;
+  const Jni::ByteArrayElements elements(env, message, &copied);
+  requireElements(env, elements);
+  return currentTransmitter().SendCommand(bytesOf(elements), length);
+}
+
+// One byte comes down: the target runtime, by which in-process channels route the read.
+jint readResponse(JNIEnv* env, jbyteArray buffer) {
+  requireArray(buffer);
+  const jsize length = env->GetArrayLength(buffer);
+  if (length == 0) {
+    return 0;
+  }
+  std::vector<std::uint8_t> response(static_cast<std::size_t>(length));
+  env->GetByteArrayRegion(buffer, 0, 1, reinterpret_cast<jbyte*>(response.data()));
+  currentTransmitter().ReadResponse(response.data(), length);
+  env->SetByteArrayRegion(buffer, 0, length, reinterpret_cast<const jbyte*>(response.data()));
+  return 0;
+}
+
+jint deployRuntime(JNIEnv* env, jbyteArray message, jstring path, jint flag) {
+  AtStartUp();
+  requireArray(message);
+  const jsize length = env->GetArrayLength(message);
+  const Jni::ByteArrayElements elements(env, message, &isCopy);
+  requireElements(env, elements);
+  const std::string pathCopy = copyOf(env, path);
+  if (length < kShortestDeployment) {
+    throw FerrolinkNativeException("Message byte array length is less than 11", "Unknown");
+  }
+  return currentTransmitter().DeployRuntime(bytesOf(elements), length, pathCopy,
+                                            static_cast<std::uint8_t>(flag));
+}
+
+}  // namespace
+
+#define TRANSMITTER_WRAPPER(result, method) \
+  extern "C" JNIEXPORT result JNICALL       \
+      Java_com_ferrolink_core_transmitter_TransmitterWrapper_##method
+
+TRANSMITTER_WRAPPER(jint, sendCommand)(JNIEnv* env, jobject /*self*/, jbyteArray message) {
+  return guarded(-2, [&] { return sendCommand(env, message); });
+}
+
+TRANSMITTER_WRAPPER(jint, readResponse)(JNIEnv* env, jobject /*self*/, jbyteArray buffer) {
+  return guarded(-3, [&] { return readResponse(env, buffer); });
+}
+
+TRANSMITTER_WRAPPER(jint, setEmbeddedRuntime)
+(JNIEnv* env, jobject /*self*/, jint callingRuntime, jint calledRuntime, jint launchArgument,
+ jstring path) {
+  return guarded(-4, [&] {
+    AtStartUp();
+    const std::string pathCopy = copyOf(env, path);
+    return currentTransmitter().SetEmbeddedRuntime(
+        static_cast<std::uint8_t>(callingRuntime), static_cast<std::uint8_t>(calledRuntime),
+        static_cast<std::uint8_t>(launchArgument), pathCopy);
+  });
+}
+
+TRANSMITTER_WRAPPER(jint, deployRuntime)
+(JNIEnv* env, jobject /*self*/, jbyteArray message, jstring path, jint flag) {
+  return guarded(-5, [&] { return deployRuntime(env, message, path, flag); });
+}
+
+TRANSMITTER_WRAPPER(jint, setConfigSource)(JNIEnv* env, jobject /*self*/, jstring source) {
+  return guarded(-6, [&] { return SetConfigSource(copyOf(env, source)); });
+}
+
+TRANSMITTER_WRAPPER(jint, setWorkingDirectory)(JNIEnv* env, jobject /*self*/, jstring path) {
+  return guarded(-7, [&] { return SetWorkingDirectoryPath(copyOf(env, path)); });
+}
+
+TRANSMITTER_WRAPPER(jstring, getNativeError)(JNIEnv* env, jobject /*self*/) {
+  jstring text = env->NewStringUTF(toModifiedUtf8(NativeError::text()).c_str());
+  Jni::clearPendingException(env);
+  return text;
+}
+
+TRANSMITTER_WRAPPER(void, setCallback)(JNIEnv* env, jobject /*self*/, jobject callback) {
+  JavaCallback::set(env, callback);
+}

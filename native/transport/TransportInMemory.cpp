@@ -1,0 +1,228 @@
+#include "native/transport/TransportInMemory.h"
+
+#include <dlfcn.h>
+
+#include <utility>
+
+#include "native/Console.h"
+#include "native/FerrolinkNativeException.h"
+#include "native/LibrariesFinder.h"
+#include "native/Loader.h"
+#include "native/RoleSingletons.h"
+#include "native/RuntimeNameHandler.h"
+#include "native/interfaces/CommandHeader.h"
+#include "native/interfaces/Runtime.h"
+
+namespace Ferrolink::Native::Transport {
+namespace {
+
+namespace CommandHeader = Definitions::CommandHeader;
+using Definitions::RuntimeOperationMode;
+using Interfaces::IReceiver;
+using Interfaces::ITransmitter;
+using LibrariesFinder::LibrariesFinder;
+
+using CreateReceiverFunction = IReceiver*(RuntimeOperationMode);
+using CreateTransmitterFunction = ITransmitter*(RuntimeOperationMode);
+
+constexpr auto kPhp = static_cast<std::uint8_t>(Definitions::Runtime::Php);
+
+[[noreturn]] void raise(const std::string& text) {
+  throw FerrolinkNativeException("Ferrolink Native Exception: Exception code " + text, "Unknown");
+}
+
+[[noreturn]] void raiseReinstall(const char* code) {
+  raise(std::string(code) + ". \nReinstall Ferrolink package");
+}
+
+[[noreturn]] void raiseNotLoaded(std::uint8_t runtime) {
+  raise("019. \nRuntime not loaded: " +
+        RuntimeNameHandler::RuntimeNameHandler::GetRuntimeName(runtime));
+}
+
+/// Marks the slow path of Initialize, so that the fast one trusts nothing half done.
+class SettingUp {
+ public:
+  explicit SettingUp(std::atomic<bool>& flag) : m_flag(flag) { m_flag.store(true); }
+  SettingUp(const SettingUp&) = delete;
+  SettingUp& operator=(const SettingUp&) = delete;
+  ~SettingUp() { m_flag.store(false); }
+
+ private:
+  std::atomic<bool>& m_flag;
+};
+
+}  // namespace
+
+TransportInMemory::TransportInMemory() = default;
+
+TransportInMemory::~TransportInMemory() {
+  for (int runtime = 0; runtime < kKnownRuntimes; ++runtime) {
+    if (void* library = m_libraries.at(static_cast<std::size_t>(runtime)).load()) {
+      dlclose(library);
+    }
+  }
+}
+
+int TransportInMemory::Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+                                  std::uint8_t launchArgument) {
+  const auto bothOpen = [&] {
+    return m_libraries[callingRuntime].load() != nullptr &&
+           m_libraries[calledRuntime].load() != nullptr;
+  };
+  // A pair that is set up needs no lock; one that another thread is setting up waits for it.
+  if (bothOpen() && !m_settingUp.load()) {
+    return 0;
+  }
+  const std::lock_guard<std::mutex> lock(initializationMutex);
+  if (bothOpen()) {
+    return 0;
+  }
+  const SettingUp settingUp(m_settingUp);
+  m_callingRuntime = callingRuntime;
+  m_calledRuntime = calledRuntime;
+  m_launchArgument = launchArgument;
+  ImportCalledLibrary();
+  CreateReceiverInCalledRuntime();
+  CreateTransmitterInCalledRuntime();
+  try {
+    ImportCallingLibrary();
+    CreateReceiverInCallingRuntime();
+    CreateTransmitterInCallingRuntime();
+  } catch (const FerrolinkNativeException&) {
+    // Best effort, and logged: commands can be sent without a calling side; it cannot be called
+    // back.
+  }
+  return 0;
+}
+
+void TransportInMemory::ImportCallingLibrary() {
+  std::atomic<void*>& library = m_libraries[m_callingRuntime];
+  if (library.load() == nullptr) {
+    library = LibrariesFinder::loadLibrary(LibrariesFinder::getRuntimeLibraryPath(m_callingRuntime),
+                                           true, true);
+  }
+}
+
+void TransportInMemory::ImportCalledLibrary() {
+  std::atomic<void*>& library = m_libraries[m_calledRuntime];
+  if (library.load() != nullptr) {
+    return;
+  }
+  const std::string path = LibrariesFinder::getRuntimeLibraryPath(m_calledRuntime);
+  // Php brings symbols of its own that a called library must not bind to.
+  library = m_callingRuntime == kPhp ? LibrariesFinder::loadLibraryDeepBind(path, true, true)
+                                     : LibrariesFinder::loadLibrary(path, true, true);
+}
+
+void TransportInMemory::CreateReceiverInCalledRuntime() {
+  createReceiver(m_calledRuntime, RuntimeOperationMode::CalledRuntime, "014", "015");
+}
+
+void TransportInMemory::CreateReceiverInCallingRuntime() {
+  createReceiver(m_callingRuntime, RuntimeOperationMode::CallingRuntime, "017", "018");
+}
+
+void TransportInMemory::CreateTransmitterInCalledRuntime() {
+  createTransmitter(m_calledRuntime, RuntimeOperationMode::CalledRuntime);
+}
+
+void TransportInMemory::CreateTransmitterInCallingRuntime() {
+  createTransmitter(m_callingRuntime, RuntimeOperationMode::CallingRuntime);
+}
+
+// A receiver whose Initialize throws stays its library's own; the next attempt is given it again.
+void TransportInMemory::createReceiver(std::uint8_t runtime, RuntimeOperationMode mode,
+                                       const char* missingCode, const char* nullCode) {
+  RoleEntry<IReceiver>& entry = m_receivers[runtime];
+  if (entry.role.load() != nullptr) {
+    return;
+  }
+  auto* create =
+      Loader::findFunction<CreateReceiverFunction>(m_libraries[runtime].load(), "CreateReceiver");
+  if (create == nullptr) {
+    raiseReinstall(missingCode);
+  }
+  IReceiver* created = create(mode);
+  if (created == nullptr) {
+    raiseReinstall(nullCode);
+  }
+  created->Initialize(m_callingRuntime, m_calledRuntime, m_launchArgument);
+  entry.owner.reset(created);
+  entry.role.store(created);
+}
+
+// A null result is stored as it is.
+void TransportInMemory::createTransmitter(std::uint8_t runtime, RuntimeOperationMode mode) {
+  RoleEntry<ITransmitter>& entry = m_transmitters[runtime];
+  if (entry.role.load() != nullptr) {
+    return;
+  }
+  auto* create = Loader::findFunction<CreateTransmitterFunction>(m_libraries[runtime].load(),
+                                                                 "CreateTransmitter");
+  if (create == nullptr) {
+    raiseReinstall("016");
+  }
+  ITransmitter* created = create(mode);
+  entry.owner.reset(created);
+  entry.role.store(created);
+}
+
+IReceiver& TransportInMemory::receiverOf(std::uint8_t runtime) const {
+  IReceiver* found = m_receivers[runtime].role.load(std::memory_order_acquire);
+  if (found == nullptr) {
+    raiseNotLoaded(runtime);
+  }
+  return *found;
+}
+
+int TransportInMemory::SendCommand(std::uint8_t* command, int length) {
+  return receiverOf(command[CommandHeader::kTargetRuntime]).SendCommand(command, length);
+}
+
+int TransportInMemory::ReadResponse(std::uint8_t* buffer, int length) {
+  return receiverOf(buffer[CommandHeader::kTargetRuntime]).ReadResponse(buffer, length);
+}
+
+int TransportInMemory::SetEmbeddedRuntime(std::uint8_t /*callingRuntime*/,
+                                          std::uint8_t /*calledRuntime*/,
+                                          std::uint8_t launchArgument, std::string path) {
+  return receiverOf(m_calledRuntime).SetEmbeddedRuntime(launchArgument, std::move(path));
+}
+
+int TransportInMemory::DeployRuntime(std::uint8_t* message, int length, std::string path,
+                                     std::uint8_t flag) {
+  const std::uint8_t called = m_calledRuntime;
+  ITransmitter* forward = m_transmitters[called].role.load(std::memory_order_acquire);
+  if (forward == nullptr) {
+    raiseNotLoaded(called);
+  }
+  if (forward == transmitter.load()) {
+    return receiverOf(called).DeployRuntime(message, length, std::move(path), flag);
+  }
+  return forward->DeployRuntime(message, length, std::move(path), flag);
+}
+
+void TransportInMemory::SendHeartBeatToCalledRuntime() {
+  Console::printOut("SendHeartBeatToCalledRuntime\n");
+  sendHeartBeat(m_calledRuntime, m_callingRuntime, m_launchArgument);
+}
+
+void TransportInMemory::SendHeartBeatToCallingRuntime() {
+  Console::printOut("SendHeartBeatToCallingRuntime\n");
+  sendHeartBeat(m_callingRuntime, m_calledRuntime, 0);
+}
+
+void TransportInMemory::sendHeartBeat(std::uint8_t to, std::uint8_t from,
+                                      std::uint8_t launchArgument) {
+  std::array<std::uint8_t, 13> message{};
+  message[CommandHeader::kTargetRuntime] = to;
+  message[CommandHeader::kLaunchArgument] = launchArgument;
+  message[CommandHeader::kCallingRuntime] = from;
+  message[CommandHeader::kCommandType] = CommandHeader::kTypeHeartBeat;
+  message[11] = 0x31;
+  message[12] = 0x32;
+  receiverOf(to).SendCommand(message.data(), static_cast<int>(message.size()));
+}
+
+}  // namespace Ferrolink::Native::Transport

@@ -1,0 +1,79 @@
+#ifndef FERROLINK_NATIVE_TRANSPORT_TRANSPORTNETWORK_H
+#define FERROLINK_NATIVE_TRANSPORT_TRANSPORTNETWORK_H
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "native/Export.h"
+#include "native/interfaces/ITransport.h"
+
+namespace Ferrolink::Native::Transport {
+
+/// The channel to a runtime in another process, over TCP or TCP with TLS. Owns no socket code: the
+/// client library makes a channel object, and everything is forwarded to that. The client libraries
+/// stay open for the life of the process.
+///
+/// Thread rule: any thread; pairing a response with its request per thread is the client channel's
+/// duty. Errors (FerrolinkNativeException): 011 to 013 and the finder's 001 from Initialize; 020
+/// where a command comes before it; the client channel's own, untouched.
+class FERROLINK_EXPORT TransportNetwork : public Interfaces::ITransport {
+ public:
+  /// Loads nothing yet. `host` is a name or an address.
+  TransportNetwork(std::string host, std::uint16_t port, bool useTls);
+  TransportNetwork(const TransportNetwork&) = delete;
+  TransportNetwork& operator=(const TransportNetwork&) = delete;
+  ~TransportNetwork() override;
+
+  /// Makes and initialises the client channel on the first call; later calls only reselect it.
+  int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+                 std::uint8_t launchArgument) override;
+  int SendCommand(std::uint8_t* message, int length) override;
+  int ReadResponse(std::uint8_t* buffer, int length) override;
+  /// A peer over the network has no embedded runtime to set or deploy: these do nothing, return 0.
+  int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+                         std::uint8_t launchArgument, std::string path) override;
+  int DeployRuntime(std::uint8_t* message, int length, std::string path,
+                    std::uint8_t flag) override;
+
+  // Steps of Initialize. All return 0 or raise.
+  int ImportLibraryAndExportedFunctions();
+  int ImportTcpClientLibrary();
+  int ImportTcpTlsClientLibrary();
+  int CreateTransportTcpChannel(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+                                std::uint8_t launchArgument);
+  int CreateTransportTcpTlsChannel(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+                                   std::uint8_t launchArgument);
+
+ private:
+  /// One client library and the channel that it made.
+  struct Client {
+    std::atomic<void*> library{nullptr};
+    std::shared_ptr<Interfaces::ITransport> channel;  ///< guarded by m_channelMutex
+  };
+
+  FERROLINK_LOCAL int createChannel(Client& client, std::uint8_t callingRuntime,
+                                    std::uint8_t calledRuntime, std::uint8_t launchArgument);
+  FERROLINK_LOCAL std::shared_ptr<Interfaces::ITransport> channelOf(const Client& client) const;
+  [[nodiscard]] FERROLINK_LOCAL Interfaces::ITransport& activeChannel() const;
+
+  // Constant after construction.
+  const std::string m_host;
+  const std::uint16_t m_port;
+  const bool m_useTls;
+
+  // Held for a copy or an assignment only, never across a call into a client library.
+  mutable std::mutex m_channelMutex;
+  Client m_tcp;
+  Client m_tls;
+  std::shared_ptr<Interfaces::ITransport> m_activeChannel;
+  // The active channel without the lock. A channel that was made is never replaced by another, so
+  // what this names lives as long as the transport.
+  std::atomic<Interfaces::ITransport*> m_active{nullptr};
+};
+
+}  // namespace Ferrolink::Native::Transport
+
+#endif

@@ -1,0 +1,52 @@
+#ifndef FERROLINK_TESTS_TRANSPORT_TRANSPORTFIXTURE_H
+#define FERROLINK_TESTS_TRANSPORT_TRANSPORTFIXTURE_H
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/support/ProcessCase.h"
+
+/// A tree whose siblings are fakes, and what was called on them.
+namespace FerrolinkTest {
+
+class SiblingTree {
+ public:
+  /// Puts a fake under a sibling's file name ("Cpp" stands for its runtime library).
+  void addRuntime(const std::string& runtime, const char* fake);
+  void addLibrary(const std::string& fileName, const char* fake);
+
+  CaseResult run(const std::string& name, CaseOptions options = {});
+
+  /// As run, with the loader's calls among those of the siblings.
+  CaseResult runWithLoader(const std::string& name, CaseOptions options = {});
+
+  /// The calls in order, each "<short library name>: <call>".
+  [[nodiscard]] std::string calls() const;
+
+  [[nodiscard]] const InstallationTree& tree() const { return m_tree; }
+
+ private:
+  InstallationTree m_tree;
+};
+
+/// For bodies: has `hook` called inside every call of the sibling of that file name, on the
+/// caller's thread; null ends that. Opens the library and keeps it in the process.
+void hookSibling(const std::string& fileName, void (*hook)(const char* call));
+
+/// For bodies: whether no thread holds the lock now.
+template <class Mutex>
+bool isFree(Mutex& mutex) {
+  bool locked = false;
+  std::thread([&] {
+    locked = mutex.try_lock();
+    if (locked) {
+      mutex.unlock();
+    }
+  }).join();
+  return locked;
+}
+
+}  // namespace FerrolinkTest
+
+#endif
