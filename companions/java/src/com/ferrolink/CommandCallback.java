@@ -1,0 +1,48 @@
+package com.ferrolink;
+
+import com.ferrolink.core.receiver.Answers;
+import com.ferrolink.core.receiver.Receiver;
+import java.util.function.Function;
+
+/**
+ * What the native library calls for commands from other runtimes: {@code apply} takes a command and
+ * gives a reply, both of them byte arrays. The library takes the reply for one unseen, hence nothing
+ * else is ever returned, and nothing is thrown.
+ */
+final class CommandCallback implements Function<Object, Object> {
+
+    private static final int CALLING_RUNTIME = 9;
+
+    private final CommandListener listener;
+
+    CommandCallback(CommandListener listener) {
+        this.listener = listener;
+    }
+
+    @Override
+    public Object apply(Object argument) {
+        byte caller = 0;
+        try {
+            byte[] command = (byte[]) argument;
+            if (command == null || command.length < CommandBuilder.HEADER_SIZE) {
+                return Receiver.sendCommand(command);
+            }
+            caller = command[CALLING_RUNTIME];
+            if (command[CommandBuilder.COMMAND_TYPE] == CommandBuilder.TYPE_HEART_BEAT) {
+                return Receiver.heartBeat(command);
+            }
+            return checked(caller, listener.onCommand(command));
+        } catch (Throwable failure) {
+            return Answers.failure(caller, failure);
+        }
+    }
+
+    private byte[] checked(byte caller, byte[] reply) {
+        if (reply != null && reply.length >= CommandBuilder.HEADER_SIZE) {
+            return reply;
+        }
+        String returned = reply == null ? "null" : reply.length + " bytes";
+        return Answers.refusal(caller, "The command listener (" + listener.getClass().getName()
+                + ") returned " + returned + " instead of a reply, which has a header of 11 bytes.");
+    }
+}

@@ -1,0 +1,253 @@
+package com.ferrolink;
+
+import com.ferrolink.core.receiver.Receiver;
+import java.nio.charset.StandardCharsets;
+import java.nio.file.Path;
+import java.util.Arrays;
+import java.util.Objects;
+
+/**
+ * Calls functions of another runtime, in this process or behind a network endpoint.
+ *
+ * <pre>{@code
+ * try (Ferrolink cpp = Ferrolink.inMemory(RuntimeId.CPP)) {
+ *     byte[] reply = cpp.call("reverse", "hello".getBytes(StandardCharsets.UTF_8));
+ * }
+ * }</pre>
+ *
+ * <p><b>Threads:</b> every method may be called by any number of threads at once; their commands run
+ * at the same time. One object may serve a whole program.
+ *
+ * <p><b>Blocking:</b> {@link #call}, {@link #heartbeat} and {@link #loadLibrary} return when the
+ * answer is there and have no time limit; the first command to a target also loads its library and
+ * starts its runtime, or connects. An interrupt does not end them; the thread is interrupted
+ * afterwards as before. A command and its answer stay on one platform thread: the caller's own, or
+ * one of a pool while a virtual caller waits without keeping its carrier. The pool has up to 16
+ * threads, or as many as the system property {@code ferrolink.platformThreads} says (1 to 1024) when
+ * the first virtual thread calls; further commands of virtual threads wait for one to become free.
+ *
+ * <p><b>Errors:</b> {@link FerrolinkException} if the command did not get through,
+ * {@link RemoteException} if it did and failed over there. Constructing a native failure is slow on
+ * purpose (50 ms) and is logged.
+ *
+ * <p><b>Lifetime:</b> runtimes, native libraries and connections live until the process ends. Closing
+ * an object marks it, and frees nothing.
+ */
+public final class Ferrolink implements AutoCloseable {
+
+    private static final int TYPE_ANSWER = 0;
+    private static final int TYPE_EXCEPTION = 10;
+
+    private final Target target;
+    private final NativeCalls calls;
+    private final PlatformThreads threads;
+    private volatile boolean closed;
+
+    Ferrolink(Target target, NativeCalls calls, PlatformThreads threads) {
+        this.target = Objects.requireNonNull(target, "target");
+        this.calls = calls;
+        this.threads = threads;
+    }
+
+    /**
+     * An object that sends to the target. Loads the native library of the installation, but neither
+     * connects nor loads anything of the target: that happens with the first command.
+     *
+     * @param target where commands go, not null
+     * @return the object
+     * @throws FerrolinkException if the native library cannot be loaded
+     */
+    public static Ferrolink to(Target target) {
+        Objects.requireNonNull(target, "target");
+        return new Ferrolink(target, JniCalls.load(), PlatformThreads.shared());
+    }
+
+    /**
+     * An object that sends to a runtime in this process.
+     *
+     * @param runtime the runtime, not null
+     * @return the object
+     * @throws FerrolinkException if the native library cannot be loaded
+     */
+    public static Ferrolink inMemory(RuntimeId runtime) {
+        return to(Target.inMemory(runtime));
+    }
+
+    /**
+     * An object that sends over TCP, unencrypted.
+     *
+     * @param runtime the runtime, not null
+     * @param host an IPv4 address such as {@code 127.0.0.1}
+     * @param port 1 to 65535
+     * @return the object
+     * @throws IllegalArgumentException if {@code host} or {@code port} is something else
+     * @throws FerrolinkException if the native library cannot be loaded
+     */
+    public static Ferrolink tcp(RuntimeId runtime, String host, int port) {
+        return to(Target.tcp(runtime, host, port));
+    }
+
+    /**
+     * An object that sends over TCP with TLS.
+     *
+     * @param runtime the runtime, not null
+     * @param host an IPv4 address such as {@code 127.0.0.1}
+     * @param port 1 to 65535
+     * @return the object
+     * @throws IllegalArgumentException if {@code host} or {@code port} is something else
+     * @throws FerrolinkException if the native library cannot be loaded
+     */
+    public static Ferrolink tls(RuntimeId runtime, String host, int port) {
+        return to(Target.tls(runtime, host, port));
+    }
+
+    /**
+     * Where commands go.
+     *
+     * @return the target, also after {@link #close}
+     */
+    public Target target() {
+        return target;
+    }
+
+    /**
+     * Calls a handler of the target and waits for its answer.
+     *
+     * @param handler the name of the handler, 1 to 255 bytes in UTF-8, not null
+     * @param payload the bytes to send, possibly none, not null; not changed and not kept
+     * @return the bytes that the handler answered with, possibly none, in an array of their own
+     * @throws IllegalArgumentException if the name is empty, too long or no valid Unicode text, or the
+     *     command would be longer than an array can be
+     * @throws IllegalStateException after {@link #close}
+     * @throws RemoteException if the handler failed, or there is none of that name
+     * @throws FerrolinkException if the command did not get through
+     * @throws OutOfMemoryError if the heap has no room for the command or the answer
+     */
+    public byte[] call(String handler, byte[] payload) {
+        requireOpen();
+        return answerTo(CommandBuilder.call(target, handler, payload));
+    }
+
+    /**
+     * Returns if the target's runtime is there and answers.
+     *
+     * @throws IllegalStateException after {@link #close}
+     * @throws RemoteException if the target reports a failure
+     * @throws FerrolinkException if the target cannot be reached
+     */
+    public void heartbeat() {
+        requireOpen();
+        answerTo(CommandBuilder.heartbeat(target));
+    }
+
+    /**
+     * Has the target load a library with handlers: an archive, a shared library, a module, whatever
+     * the runtime has.
+     *
+     * @param path the library's path where the target runs, not empty, without zero characters. The
+     *     target looks up a relative one from its own working directory.
+     * @throws IllegalArgumentException if the path is empty, has a zero character or is no valid
+     *     Unicode text
+     * @throws IllegalStateException after {@link #close}
+     * @throws RemoteException if the target could not load it and reports why
+     * @throws FerrolinkException if the command did not get through
+     */
+    public void loadLibrary(String path) {
+        requireOpen();
+        answerTo(CommandBuilder.loadLibrary(target, path));
+    }
+
+    /**
+     * Has the target load a library, as {@link #loadLibrary(String)} does with the path's text.
+     *
+     * @param path the library's path where the target runs, not null
+     * @throws IllegalArgumentException as for a text
+     * @throws IllegalStateException after {@link #close}
+     * @throws RemoteException if the target could not load it and reports why
+     * @throws FerrolinkException if the command did not get through
+     */
+    public void loadLibrary(Path path) {
+        loadLibrary(path.toString());
+    }
+
+    /**
+     * Registers what answers the commands that other runtimes of this process send to this program,
+     * in place of what was registered before. There is one listener in a process, not one for each
+     * object, and it stays until it is replaced or unregistered.
+     *
+     * <p>For programs that Java started. In a JVM that a native host started, commands go to the
+     * installed {@link com.ferrolink.core.receiver.CommandHandler}s without any registration, and a
+     * listener is not asked.
+     *
+     * @param listener what answers; null unregisters
+     * @return closing it unregisters the listener, unless another one took its place
+     * @throws FerrolinkException if the native library cannot be loaded
+     */
+    public static CommandRegistration onCommand(CommandListener listener) {
+        NativeCalls loaded = JniCalls.load();
+        return ProcessSlot.of(loaded).set(listener);
+    }
+
+    /**
+     * Registers a listener that passes commands to the {@link
+     * com.ferrolink.core.receiver.CommandHandler}s on the class path, found as their documentation
+     * says, and to the built-in ones.
+     *
+     * @return closing it unregisters the listener, unless another one took its place
+     * @throws FerrolinkException if the native library cannot be loaded
+     */
+    public static CommandRegistration onCommands() {
+        return onCommand(Receiver::sendCommand);
+    }
+
+    /**
+     * Marks this object as closed: later commands throw {@link IllegalStateException}, those that are
+     * under way end as usual. Neither the target nor other objects notice, and a registered listener
+     * stays. Calling it again has no effect.
+     */
+    @Override
+    public void close() {
+        closed = true;
+    }
+
+    /** The target and whether this object is closed, for people. */
+    @Override
+    public String toString() {
+        return "Ferrolink to " + target + (closed ? ", closed" : "");
+    }
+
+    private void requireOpen() {
+        if (closed) {
+            throw new IllegalStateException("This " + Ferrolink.class.getSimpleName() + " to " + target
+                    + " is closed.");
+        }
+    }
+
+    private byte[] answerTo(byte[] command) {
+        Exchange exchange = new Exchange(calls, command);
+        threads.run(exchange);
+        byte[] response = exchange.response();
+        int type = response[CommandBuilder.COMMAND_TYPE] & 0xFF;
+        if (type == TYPE_ANSWER) {
+            return Arrays.copyOfRange(response, CommandBuilder.HEADER_SIZE, response.length);
+        }
+        if (type == TYPE_EXCEPTION) {
+            throw new RemoteException(new String(response, CommandBuilder.HEADER_SIZE,
+                    response.length - CommandBuilder.HEADER_SIZE, StandardCharsets.UTF_8));
+        }
+        throw new FerrolinkException(target + " answered with type " + type
+                + ", which is neither an answer (0) nor an exception report (10).", null);
+    }
+
+    /** Made with the first registration. */
+    private static final class ProcessSlot {
+        private static CallbackSlot slot;
+
+        static synchronized CallbackSlot of(NativeCalls calls) {
+            if (slot == null) {
+                slot = new CallbackSlot(calls);
+            }
+            return slot;
+        }
+    }
+}
