@@ -2,15 +2,16 @@
 # then the installation's root (FERROLINK_HOME).
 include(CMakePackageConfigHelpers)
 
-install(TARGETS FerrolinkJvmRuntimeNative Configs Utils
+install(TARGETS FerrolinkJvmRuntimeNative FerrolinkCppRuntimeNative Configs Utils
   LIBRARY DESTINATION Binaries/Native/Linux/X64)
 install(FILES "${FERROLINK_JVM_DIR}/FerrolinkJvmRuntime.jar" DESTINATION Binaries/Jvm)
 
-install(DIRECTORY companions/host/ferrolink DESTINATION include/ferrolink FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY companions/host/ferrolink companions/cpp/ferrolink
+  DESTINATION include/ferrolink FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY native/interfaces DESTINATION include/ferrolink/native FILES_MATCHING PATTERN "*.h")
 
 set(_package lib/cmake/Ferrolink)
-install(TARGETS FerrolinkHost EXPORT FerrolinkTargets)
+install(TARGETS FerrolinkHost FerrolinkCppHost EXPORT FerrolinkTargets)
 install(EXPORT FerrolinkTargets NAMESPACE Ferrolink:: DESTINATION ${_package})
 file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfig.cmake" [=[
 include(CMakeFindDependencyMacro)

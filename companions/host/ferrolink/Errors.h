@@ -13,13 +13,14 @@ class InstallationError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Java answered with an exception report. what() is its text: class, message, causes and frames.
+/// The called runtime answered with an exception report. what() is its text: class, message, causes
+/// and, of Java, frames.
 class RemoteError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Java answered with something that is no reply.
+/// The called runtime answered with something that is no reply.
 class ProtocolError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

@@ -14,8 +14,8 @@
 
 #include "ferrolink/Errors.h"
 #include "ferrolink/ThreadAttachment.h"
+#include "ferrolink/detail/Exchange.h"
 #include "ferrolink/detail/Library.h"
-#include "native/interfaces/CommandHeader.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/Runtime.h"
 
@@ -26,22 +26,10 @@
 ///   std::vector<std::uint8_t> reply = host.Call("echo", bytes);
 namespace Ferrolink::Host {
 
-using Bytes = std::vector<std::uint8_t>;
-
-inline Bytes ToBytes(std::string_view text) {
-  return {text.begin(), text.end()};
-}
-inline std::string ToText(std::span<const std::uint8_t> bytes) {
-  return {bytes.begin(), bytes.end()};
-}
-
-namespace detail {
-namespace Header = Native::Definitions::CommandHeader;
-}  // namespace detail
-
 /// What a Host needs to know; the defaults suit a program inside an installation.
 struct Options {
-  /// The directory of the native library. Empty: FERROLINK_HOME, else around the executable.
+  /// The directory of the native library. Empty: the copy that the process has open already, else
+  /// FERROLINK_HOME, else around the executable.
   std::filesystem::path libraryDirectory;
   /// A configuration file's path or JSON text. Empty: the defaults.
   std::string configuration;
@@ -65,7 +53,7 @@ class Host {
       throw InstallationError("The configuration was refused; standard error names the place: " +
                               options.configuration);
     }
-    m_receiver->Initialize(kThisRuntime, kJvm, 0);
+    m_receiver->Initialize(kThisRuntime, static_cast<std::uint8_t>(kJvm), 0);
   }
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
@@ -74,14 +62,8 @@ class Host {
   /// Runs the handler registered under `handler` (at most 255 bytes of UTF-8) and returns its
   /// bytes.
   Bytes Call(std::string_view handler, std::span<const std::uint8_t> payload) {
-    if (handler.size() > kLongestName) {
-      throw ProtocolError("The handler's name is longer than 255 bytes: " + std::string(handler));
-    }
+    Bytes command = detail::callCommand(kJvm, handler, payload);
     Start();
-    Bytes command = header(kTypeCallHandler, 1 + handler.size() + payload.size());
-    command.push_back(static_cast<std::uint8_t>(handler.size()));
-    command.insert(command.end(), handler.begin(), handler.end());
-    command.insert(command.end(), payload.begin(), payload.end());
     return exchange(command);
   }
   Bytes Call(std::string_view handler, std::string_view payload) {
@@ -91,23 +73,13 @@ class Host {
 
   /// Asks Java for a sign of life; starts the JVM where it does not run yet. Throws where there is
   /// none.
-  void Heartbeat() {
-    Bytes command = header(detail::Header::kTypeHeartBeat, 2);
-    command.push_back('1');
-    command.push_back('2');
-    if (exchange(command) != Bytes{'1', '2'}) {
-      throw ProtocolError("Java answered a heartbeat with other bytes than it carried.");
-    }
-  }
+  void Heartbeat() { detail::heartbeat(*m_receiver, kJvm, kWho); }
 
   /// Adds a Java archive, or all archives of a directory, so that the handlers in it can be called:
   /// to the class path where the JVM does not run yet, to a child class loader where it does.
   void LoadLibrary(const std::filesystem::path& path) {
     const std::string absolute = std::filesystem::absolute(path).string();
-    Bytes command = header(detail::Header::kTypeLoadLibrary,
-                           kLoadLibraryPathOffset - detail::Header::kSize + absolute.size());
-    command.resize(kLoadLibraryPathOffset);
-    command.insert(command.end(), absolute.begin(), absolute.end());
+    Bytes command = detail::loadLibraryCommand(kJvm, absolute);
     exchange(command);
     {
       const std::lock_guard<std::mutex> lock(m_archivesMutex);
@@ -132,42 +104,11 @@ class Host {
  private:
   using Receiver = Native::Interfaces::IReceiver;
 
-  static constexpr std::uint8_t kThisRuntime =
-      static_cast<std::uint8_t>(Native::Definitions::Runtime::Cpp);
-  static constexpr std::uint8_t kJvm = static_cast<std::uint8_t>(Native::Definitions::Runtime::Jvm);
-  static constexpr std::uint8_t kTypeCallHandler = 2;
-  static constexpr std::size_t kLongestName = 255;
-  static constexpr std::size_t kLoadLibraryPathOffset = 24;
+  static constexpr auto kThisRuntime = static_cast<std::uint8_t>(Native::Definitions::Runtime::Cpp);
+  static constexpr auto kJvm = Native::Definitions::Runtime::Jvm;
+  static constexpr const char* kWho = "Java";
 
-  static Bytes header(std::uint8_t type, std::size_t bodySize) {
-    Bytes command;
-    command.reserve(detail::Header::kSize + bodySize);
-    command.resize(detail::Header::kSize);
-    command[detail::Header::kTargetRuntime] = kJvm;
-    command[detail::Header::kCallingRuntime] = kThisRuntime;
-    command[detail::Header::kCommandType] = type;
-    return command;
-  }
-
-  /// Sends one command and reads its reply on the same thread; returns the reply's body.
-  Bytes exchange(Bytes& command) {
-    if (command.size() > static_cast<std::size_t>(INT32_MAX)) {
-      throw ProtocolError("The command is longer than 2 GiB.");
-    }
-    const int length = m_receiver->SendCommand(command.data(), static_cast<int>(command.size()));
-    if (length < detail::Header::kSize) {
-      throw ProtocolError("Java answered with " + std::to_string(length) +
-                          " bytes, which is no reply.");
-    }
-    Bytes reply(static_cast<std::size_t>(length));
-    m_receiver->ReadResponse(reply.data(), length);
-    const std::uint8_t type = reply[detail::Header::kCommandType];
-    reply.erase(reply.begin(), reply.begin() + detail::Header::kSize);
-    if (type == detail::Header::kTypeExceptionReport) {
-      throw RemoteError(ToText(reply));
-    }
-    return reply;
-  }
+  Bytes exchange(Bytes& command) { return detail::exchange(*m_receiver, command, kWho); }
 
   // The native side adds archives to the class path of a JVM still to be started; one that runs, be
   // it that somebody else started it, is told by command. It skips what it has already.

@@ -2,10 +2,12 @@
 #define FERROLINK_HOST_DETAIL_LIBRARY_H
 
 #include <dlfcn.h>
+#include <link.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "ferrolink/Errors.h"
@@ -17,21 +19,46 @@ namespace Ferrolink::Host::detail {
 inline constexpr const char* kLibraryName = "libFerrolinkJvmRuntimeNative.so";
 inline constexpr const char* kNativeDirectory = "Binaries/Native/Linux/X64";
 
-/// Where the library is looked for, in this order: `directory` alone where it is given; else the
+/// The file of a library that the process has open already; empty where it has not.
+inline std::filesystem::path loadedLibrary(const std::string& name) {
+  struct Search {
+    const std::string& name;
+    std::filesystem::path found;
+  } search{name, {}};
+  dl_iterate_phdr(
+      [](dl_phdr_info* library, std::size_t, void* data) {
+        auto* wanted = static_cast<Search*>(data);
+        std::filesystem::path file = library->dlpi_name;
+        if (file.filename() != wanted->name) {
+          return 0;
+        }
+        wanted->found = std::move(file);
+        return 1;
+      },
+      &search);
+  return search.found;
+}
+
+/// Where a library is looked for, in this order: `directory` alone where it is given; else the one
+/// that the process has open already, since a second copy would be a runtime of its own; else the
 /// installation that FERROLINK_HOME names; else one at the executable's directory or above it.
-inline std::vector<std::filesystem::path> candidates(const std::filesystem::path& directory) {
+inline std::vector<std::filesystem::path> candidates(const std::filesystem::path& directory,
+                                                     const std::string& name) {
   if (!directory.empty()) {
-    return {directory / kLibraryName};
+    return {directory / name};
+  }
+  if (auto loaded = loadedLibrary(name); !loaded.empty()) {
+    return {std::move(loaded)};
   }
   if (const char* home = std::getenv("FERROLINK_HOME")) {
-    return {std::filesystem::path(home) / kNativeDirectory / kLibraryName};
+    return {std::filesystem::path(home) / kNativeDirectory / name};
   }
   std::vector<std::filesystem::path> paths;
   std::error_code unreadable;
   auto above = std::filesystem::read_symlink("/proc/self/exe", unreadable).parent_path();
   for (; !above.empty(); above = above.parent_path()) {
-    paths.push_back(above / kLibraryName);
-    paths.push_back(above / kNativeDirectory / kLibraryName);
+    paths.push_back(above / name);
+    paths.push_back(above / kNativeDirectory / name);
     if (above == above.root_path()) {
       break;
     }
@@ -39,37 +66,49 @@ inline std::vector<std::filesystem::path> candidates(const std::filesystem::path
   return paths;
 }
 
-inline std::filesystem::path findLibrary(const std::filesystem::path& directory) {
+inline std::filesystem::path findLibrary(const std::filesystem::path& directory,
+                                         const std::string& name = kLibraryName) {
   std::string tried;
-  for (const auto& candidate : candidates(directory)) {
+  for (const auto& candidate : candidates(directory, name)) {
     std::error_code unreadable;
     if (std::filesystem::exists(candidate, unreadable)) {
       return candidate;
     }
     tried += "\n  " + candidate.string();
   }
-  throw InstallationError(std::string(kLibraryName) +
+  throw InstallationError(name +
                           " was not found. Set FERROLINK_HOME to the installation's root (the "
                           "directory that holds Binaries). Looked for:" +
                           tried);
 }
 
-/// Opens the library and returns its receiver. Never closed again: the receiver, and the JVM behind
-/// it, live until the process ends.
-inline Native::Interfaces::IReceiver* openReceiver(const std::filesystem::path& library) {
+/// Opens a library of the family. Never closed again: its roles, and what is behind them, live
+/// until the process ends.
+inline void* openLibrary(const std::filesystem::path& library) {
   void* handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     const char* reason = dlerror();
     throw InstallationError("Cannot open " + library.string() + ": " +
                             (reason != nullptr ? reason : "unknown loader error"));
   }
-  using CreateReceiver = Native::Interfaces::IReceiver*(Native::Definitions::RuntimeOperationMode);
-  auto* create = reinterpret_cast<CreateReceiver*>(dlsym(handle, "CreateReceiver"));
-  if (create == nullptr) {
-    throw InstallationError(library.string() +
-                            " does not export CreateReceiver: it is not a library of this family. "
-                            "Reinstall Ferrolink.");
+  return handle;
+}
+
+/// A function of an opened library; never null.
+template <class Function>
+Function* functionOf(void* handle, const std::filesystem::path& library, const char* name) {
+  auto* function = reinterpret_cast<Function*>(dlsym(handle, name));
+  if (function == nullptr) {
+    throw InstallationError(library.string() + " does not export " + name +
+                            ": it is not a library of this family. Reinstall Ferrolink.");
   }
+  return function;
+}
+
+/// Opens the library and returns its receiver.
+inline Native::Interfaces::IReceiver* openReceiver(const std::filesystem::path& library) {
+  using CreateReceiver = Native::Interfaces::IReceiver*(Native::Definitions::RuntimeOperationMode);
+  auto* create = functionOf<CreateReceiver>(openLibrary(library), library, "CreateReceiver");
   return create(Native::Definitions::RuntimeOperationMode::CalledRuntime);
 }
 

@@ -1,0 +1,93 @@
+#include "companions/cpp/CommandFrame.h"
+
+#include <algorithm>
+#include <array>
+
+#include "companions/cpp/Utf8.h"
+#include "native/interfaces/CommandHeader.h"
+#include "native/interfaces/Runtime.h"
+
+namespace Ferrolink::Runtimes::Cpp::Native {
+namespace {
+
+namespace Header = Ferrolink::Native::Definitions::CommandHeader;
+
+constexpr auto kCpp = static_cast<std::uint8_t>(Ferrolink::Native::Definitions::Runtime::Cpp);
+constexpr std::size_t kLibraryPath = 24;
+constexpr std::size_t kName = Header::kSize + 1;
+constexpr std::size_t kLongestText = 1048576;
+
+// A complete reply: from and to the C++ member, command type 0, and two bytes that say "library
+// loaded".
+constexpr std::array<std::uint8_t, 17> kLibraryLoaded = {kCpp, 0, 0,    0,    0, 0, 0, 0, 0,
+                                                         kCpp, 0, 0x02, 0x04, 0, 0, 0, 0};
+
+std::string_view textOf(Command bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
+
+}  // namespace
+
+std::uint8_t callerOf(Command command) {
+  return command.size() < Header::kSize ? 0 : command[Header::kCallingRuntime];
+}
+
+HandlerCall handlerCallOf(Command command) {
+  if (command.size() < kName) {
+    throw CommandRejected(
+        "Malformed command: the body is empty, it must begin with the length and the name of a "
+        "handler.");
+  }
+  const std::size_t length = command[Header::kSize];
+  const Command rest = command.subspan(kName);
+  if (length == 0) {
+    throw CommandRejected("Malformed command: the handler's name is empty.");
+  }
+  if (rest.size() < length) {
+    throw CommandRejected("Malformed command: a handler's name of " + std::to_string(length) +
+                          " bytes is announced, " + std::to_string(rest.size()) + " bytes follow.");
+  }
+  return {textOf(rest.first(length)), rest.subspan(length)};
+}
+
+std::string libraryPathOf(Command command) {
+  if (command.size() <= kLibraryPath) {
+    throw CommandRejected("Malformed command: a load-library command of " +
+                          std::to_string(command.size()) + " bytes, at least " +
+                          std::to_string(kLibraryPath + 1) + " are needed.");
+  }
+  const std::string_view text = textOf(command.subspan(kLibraryPath));
+  std::string path(text.substr(0, text.find('\0')));
+  if (path.empty()) {
+    throw CommandRejected("Malformed command: the library's path is empty.");
+  }
+  return path;
+}
+
+Reply emptyReply(std::uint8_t caller) {
+  Reply reply(Header::kSize);
+  reply[Header::kTargetRuntime] = caller;
+  reply[Header::kCallingRuntime] = kCpp;
+  return reply;
+}
+
+Reply heartBeatReply(Command command) {
+  Reply reply = emptyReply(callerOf(command));
+  const Command body = command.subspan(Header::kSize);
+  reply.insert(reply.end(), body.begin(), body.end());
+  return reply;
+}
+
+Reply exceptionReply(std::uint8_t caller, std::string_view text) {
+  Reply reply = emptyReply(caller);
+  reply[Header::kCommandType] = Header::kTypeExceptionReport;
+  const std::string body = validUtf8(text.substr(0, kLongestText));
+  reply.insert(reply.end(), body.begin(), body.end());
+  return reply;
+}
+
+Reply libraryLoadedReply() {
+  return {kLibraryLoaded.begin(), kLibraryLoaded.end()};
+}
+
+}  // namespace Ferrolink::Runtimes::Cpp::Native

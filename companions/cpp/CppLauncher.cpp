@@ -1,0 +1,148 @@
+#include "companions/cpp/CppLauncher.h"
+
+#include <cxxabi.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "companions/cpp/HandlerRegistry.h"
+#include "companions/cpp/PlugInLibraries.h"
+#include "companions/cpp/ReplyBuilder.h"
+#include "companions/cpp/ferrolink/detail/ExceptionText.h"
+#include "native/FerrolinkNativeException.h"
+#include "native/interfaces/CommandHeader.h"
+
+namespace Ferrolink::Runtimes::Cpp::Native::Launcher {
+namespace {
+
+namespace Header = Ferrolink::Native::Definitions::CommandHeader;
+
+constexpr std::uint8_t kTypeCallHandler = 2;
+
+Command requireHeader(const std::uint8_t* message, int length) {
+  if (message == nullptr) {
+    throw CommandRejected("Malformed command: null instead of bytes.");
+  }
+  if (length < Header::kSize) {
+    throw CommandRejected("Malformed command: " + std::to_string(length) +
+                          " bytes, shorter than the header of " + std::to_string(Header::kSize) +
+                          " bytes.");
+  }
+  return {message, static_cast<std::size_t>(length)};
+}
+
+// The handler is let go before the reply is handed on: what it releases may send commands too,
+// whose responses this one replaces.
+Reply callHandler(Command command) {
+  const HandlerCall call = handlerCallOf(command);
+  HandlerRegistry& registry = HandlerRegistry::instance();
+  const HandlerRegistry::Handler handler = registry.find(call.name);
+  if (handler == nullptr) {
+    throw CommandRejected("Unknown handler '" + std::string(call.name) +
+                          "'. Known handlers: " + registry.names() + ".");
+  }
+  ReplyBuilder reply(callerOf(command));
+  const std::int32_t result = handler->call(call.payload.data(), call.payload.size(), &reply);
+  return reply.finish(call.name, result);
+}
+
+Reply answer(Command command) {
+  switch (command[Header::kCommandType]) {
+    case kTypeCallHandler:
+      return callHandler(command);
+    case Header::kTypeHeartBeat:
+      return heartBeatReply(command);
+    case Header::kTypeLoadLibrary:
+      PlugInLibraries::instance().load(libraryPathOf(command));
+      return libraryLoadedReply();
+    default:
+      throw CommandRejected("Unknown command type " +
+                            std::to_string(command[Header::kCommandType]) +
+                            ". Known types: 1 (load a library), 2 (call a handler), 11 "
+                            "(heartbeat).");
+  }
+}
+
+// Whatever fails is an answer, but for the end of the thread, which cannot be stopped.
+Reply answerAnything(const std::uint8_t* message, int length) {
+  std::uint8_t caller = 0;
+  try {
+    const Command command = requireHeader(message, length);
+    caller = callerOf(command);
+    return answer(command);
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (const CommandRejected& rejected) {
+    return exceptionReply(caller, rejected.what());
+  } catch (...) {
+    return exceptionReply(caller, Ferrolink::Cpp::detail::describeCurrentException());
+  }
+}
+
+}  // namespace
+
+CppLauncher::CppLauncher(Ferrolink::Native::Definitions::RuntimeOperationMode mode)
+    : NativeLauncher(mode) {}
+
+CppLauncher::~CppLauncher() = default;
+
+int CppLauncher::Initialize(std::uint8_t /*launchArgument*/) {
+  return 0;
+}
+
+int CppLauncher::SendCommand(std::uint8_t* message, int length) {
+  try {
+    Reply reply = answerAnything(message, length);
+    const int replyLength = static_cast<int>(reply.size());
+    m_responses.store(std::move(reply));
+    return replyLength;
+  } catch (const abi::__forced_unwind&) {
+    throw;
+  } catch (...) {
+    m_responses.take();
+    return 0;
+  }
+}
+
+int CppLauncher::ReadResponse(std::uint8_t* buffer, int length) {
+  const std::optional<ThreadResponses::Response> response = m_responses.take();
+  if (!response) {
+    throw FerrolinkNativeException(
+        "Cpp Launcher: Exception code 017.\nError while reading response", "Unknown");
+  }
+  // Widened as a signed value and compared unsigned: a negative length copies the whole response.
+  const auto room = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(length));
+  const std::size_t copied = std::min(response->size(), room);
+  if (copied > 0) {
+    std::memcpy(buffer, response->data(), copied);
+  }
+  return 0;
+}
+
+int CppLauncher::LoadOptimizedMethod(std::string /*name*/) {
+  return 1;
+}
+
+int CppLauncher::SetPath(std::uint8_t /*runtime*/, std::string /*path*/) {
+  return 1;
+}
+
+int CppLauncher::DeployRuntime(std::uint8_t* /*message*/, int /*length*/, std::string /*path*/,
+                               std::uint8_t /*flag*/) {
+  return 1;
+}
+
+std::string CppLauncher::GetRuntimeName() {
+  return "Cpp";
+}
+
+std::string CppLauncher::GetRuntimeInfo() {
+  const std::string plugIns = PlugInLibraries::instance().paths();
+  return (plugIns.empty() ? "" : "Loaded plug-in libraries:\n" + plugIns) +
+         "\nCpp Native Launcher Runtime Info: \nHandlers: " + HandlerRegistry::instance().names();
+}
+
+}  // namespace Ferrolink::Runtimes::Cpp::Native::Launcher

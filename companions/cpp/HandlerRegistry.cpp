@@ -1,0 +1,57 @@
+#include "companions/cpp/HandlerRegistry.h"
+
+#include <utility>
+
+namespace Ferrolink::Runtimes::Cpp::Native {
+
+RegisteredHandler::~RegisteredHandler() {
+  if (m_handler.release != nullptr) {
+    m_handler.release(m_handler.context);
+  }
+}
+
+HandlerRegistry& HandlerRegistry::instance() {
+  static auto* const registry = new HandlerRegistry();
+  return *registry;
+}
+
+// Everything that can fail comes before the context is taken over, and the handler that is replaced
+// is let go after the lock: its release may do anything.
+void HandlerRegistry::add(std::string_view name, const ferrolink_handler& handler) {
+  auto created = std::make_shared<RegisteredHandler>();
+  std::string key(name);
+  Handler replaced;
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  Handler& entry = m_handlers[std::move(key)];
+  created->adopt(handler);
+  replaced = std::exchange(entry, std::move(created));
+}
+
+bool HandlerRegistry::remove(std::string_view name) {
+  Handler removed;
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto entry = m_handlers.find(name);
+  if (entry == m_handlers.end()) {
+    return false;
+  }
+  removed = std::move(entry->second);
+  m_handlers.erase(entry);
+  return true;
+}
+
+HandlerRegistry::Handler HandlerRegistry::find(std::string_view name) const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto entry = m_handlers.find(name);
+  return entry != m_handlers.end() ? entry->second : nullptr;
+}
+
+std::string HandlerRegistry::names() const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  std::string names;
+  for (const auto& [name, handler] : m_handlers) {
+    names += (names.empty() ? "" : ", ") + name;
+  }
+  return names.empty() ? "none" : names;
+}
+
+}  // namespace Ferrolink::Runtimes::Cpp::Native

@@ -1,0 +1,63 @@
+#include "companions/cpp/PlugInLibraries.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <type_traits>
+#include <utility>
+
+#include "companions/cpp/CommandFrame.h"
+#include "companions/cpp/Registrar.h"
+#include "native/LibrariesFinder.h"
+
+namespace Ferrolink::Runtimes::Cpp::Native {
+namespace {
+
+using Ferrolink::Native::LibrariesFinder::LibrariesFinder;
+namespace Loader = Ferrolink::Native::Loader;
+
+using RegisterHandlers = std::remove_pointer_t<ferrolink_register_handlers_function>;
+
+}  // namespace
+
+PlugInLibraries& PlugInLibraries::instance() {
+  static auto* const plugIns = new PlugInLibraries();
+  return *plugIns;
+}
+
+void PlugInLibraries::load(const std::string& path) {
+  auto plugIn = std::make_unique<PlugIn>();
+  // Absolute, since the loader searches the system's directories for a mere file name.
+  plugIn->path = std::filesystem::absolute(path).lexically_normal().string();
+  const std::string fullPath = plugIn->path;
+  void* handle = LibrariesFinder::loadLibrary(fullPath, true, true);
+  plugIn->library.adopt(handle);
+  auto* registerHandlers =
+      Loader::findFunction<RegisterHandlers>(handle, FERROLINK_REGISTER_HANDLERS);
+  if (registerHandlers == nullptr) {
+    throw CommandRejected(fullPath +
+                          " does not export ferrolink_register_handlers: it is no plug-in library "
+                          "with C++ handlers.");
+  }
+  {
+    // One that is open already is left as it is, and `plugIn` gives back its second opening.
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_plugIns.try_emplace(handle, std::move(plugIn));
+  }
+  const std::int32_t result =
+      registerHandlers(ferrolink_get_registrar(FERROLINK_REGISTRAR_VERSION));
+  if (result != FERROLINK_OK) {
+    throw CommandRejected("ferrolink_register_handlers of " + fullPath + " returned " +
+                          std::to_string(result) + ".");
+  }
+}
+
+std::string PlugInLibraries::paths() const {
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  std::string paths;
+  for (const auto& [handle, plugIn] : m_plugIns) {
+    paths += plugIn->path + "\n";
+  }
+  return paths;
+}
+
+}  // namespace Ferrolink::Runtimes::Cpp::Native

@@ -1,0 +1,14 @@
+#ifndef FERROLINK_COMPANIONS_CPP_UTF8_H
+#define FERROLINK_COMPANIONS_CPP_UTF8_H
+
+#include <string>
+#include <string_view>
+
+namespace Ferrolink::Runtimes::Cpp::Native {
+
+/// The text as valid UTF-8: every byte that belongs to no well-formed character becomes U+FFFD.
+std::string validUtf8(std::string_view text);
+
+}  // namespace Ferrolink::Runtimes::Cpp::Native
+
+#endif

@@ -1,0 +1,106 @@
+// Both members in one process with a real JVM.
+#include <atomic>
+#include <thread>
+
+#include "tests/companions/cpp/Support.h"
+
+namespace FerrolinkTest {
+namespace {
+
+CaseResult runJavaCase(const std::string& name) {
+  const InstallationTree tree;
+  installMember(tree, true);
+  tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, "libFerrolinkJvmRuntimeNative.so");
+  std::filesystem::copy_file(CPP_TEST_RECEIVER_JAR,
+                             tree.jvmDirectory() / "FerrolinkJvmRuntime.jar");
+  CaseOptions options;
+  options.environment["JAVA_HOME"] = TEST_JDK;
+  options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
+  options.environment["TEST_JVM_MEMBER"] =
+      (tree.nativeDirectory() / "libFerrolinkJvmRuntimeNative.so").string();
+  options.workingDirectory = tree.workDirectory();
+  return runCase(name, tree, options);
+}
+
+void registerDown(const Caller& caller) {
+  openRegistrar().Register("down", [caller](Span payload) {
+    if (payload[0] == 0) {
+      return Bytes{0};
+    }
+    const Bytes next{static_cast<std::uint8_t>(payload[0] - 1)};
+    return with(caller.Call(Runtime::Jvm, "down", next), 'C');
+  });
+}
+
+// Java is the outermost of an even number of frames and the innermost of an odd one.
+std::string descent(int depth) {
+  std::string bytes(1, '\0');
+  for (int level = 1; level <= depth; ++level) {
+    bytes += (depth - level) % 2 == 0 ? 'J' : 'C';
+  }
+  return bytes;
+}
+
+PROCESS_CASE(nestThroughJava) {
+  const Caller caller = openCaller();
+  registerDown(caller);
+  for (const std::uint8_t depth : Bytes{0, 1, 2, 3, 50}) {
+    const Bytes reply = caller.Call(Runtime::Jvm, "down", Bytes{depth});
+    report(ToText(reply) == descent(depth) ? "right" : hex(reply));
+  }
+}
+
+TEST(CppAndJava, CallOneAnotherFiftyDeepOnOneThread) {
+  expectReport(runJavaCase("nestThroughJava"), std::vector<std::string>(5, "right"));
+}
+
+PROCESS_CASE(relayThroughJava) {
+  const Caller caller = openCaller();
+  openRegistrar().Register("fail", [](Span) -> Bytes { throw std::out_of_range("far away"); });
+  const auto relay = [&](const Bytes& command) {
+    const Bytes reply = caller.Call(Runtime::Jvm, "relay", command);
+    report(hex(Span(reply).first(11)));
+    report(ToText(Span(reply).subspan(11)));
+  };
+  caller.Heartbeat(Runtime::Jvm);
+  relay(command(11, "12"));
+  relay(callOf("fail"));
+  relay(callOf("unknown"));
+}
+
+TEST(CppAndJava, JavaGetsTheRepliesOfCppByteForByte) {
+  expectReport(runJavaCase("relayThroughJava"),
+               {"02 00 00 00 00 00 00 00 00 08 00", "12", "02 00 00 00 00 00 00 00 00 08 0A",
+                "std::out_of_range: far away", "02 00 00 00 00 00 00 00 00 08 0A",
+                "Unknown handler 'unknown'. Known handlers: fail."});
+}
+
+PROCESS_CASE(nestOnThreads) {
+  const Caller caller = openCaller();
+  registerDown(caller);
+  caller.Heartbeat(Runtime::Jvm);
+  std::atomic<int> right{0};
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 8; ++number) {
+    threads.emplace_back([&, number] {
+      const Ferrolink::Host::ThreadAttachment attachment;
+      for (int call = 0; call < 1000; ++call) {
+        const int depth = (number + call) % 8;
+        const Bytes reply =
+            caller.Call(Runtime::Jvm, "down", Bytes{static_cast<std::uint8_t>(depth)});
+        right += ToText(reply) == descent(depth) ? 1 : 0;
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  report(right.load());
+}
+
+TEST(CppAndJava, CallOneAnotherOnManyThreadsAtOnce) {
+  expectReport(runJavaCase("nestOnThreads"), {"8000"});
+}
+
+}  // namespace
+}  // namespace FerrolinkTest

@@ -1,0 +1,75 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_CPP_SUPPORT_H
+#define FERROLINK_TESTS_COMPANIONS_CPP_SUPPORT_H
+
+#include <ferrolink/Caller.h>
+#include <ferrolink/CppRuntime.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/ProcessCase.h"
+
+/// Helpers for tests that open the built C++ member. Bodies of process cases use everything but
+/// the first three.
+namespace FerrolinkTest {
+
+using Ferrolink::Cpp::Bytes;
+using Ferrolink::Cpp::Caller;
+using Ferrolink::Cpp::Registrar;
+using Ferrolink::Cpp::ToBytes;
+using Ferrolink::Cpp::ToText;
+using Ferrolink::Native::Definitions::Runtime;
+using Ferrolink::Native::Definitions::RuntimeOperationMode;
+using Ferrolink::Native::Interfaces::IReceiver;
+using Ferrolink::Native::Interfaces::ITransmitter;
+using Span = std::span<const std::uint8_t>;
+
+/// Copies the member into the tree; with its companions, so that errors are logged, where asked.
+void installMember(const InstallationTree& tree, bool withCompanions = false);
+
+/// Runs the case in a tree that holds the member alone; "off" is the logging level.
+CaseResult runMemberCase(const std::string& name, const std::vector<std::string>& arguments = {});
+
+/// Expects that the case ended well with exactly this report.
+void expectReport(const CaseResult& result, const std::vector<std::string>& report);
+
+std::filesystem::path memberPath();
+
+/// A function that the member exports.
+template <class Function>
+Function* exported(const char* name) {
+  return Ferrolink::Host::detail::functionOf<Function>(
+      Ferrolink::Host::detail::openLibrary(memberPath()), memberPath(), name);
+}
+
+/// The receiver, initialised for a Java caller.
+IReceiver* openReceiver(RuntimeOperationMode mode = RuntimeOperationMode::CalledRuntime);
+
+Registrar openRegistrar();
+Caller openCaller();
+const ferrolink_registrar* openTable();
+
+/// A command to the member from runtime 2, Java.
+Bytes command(std::uint8_t type, std::string_view body);
+Bytes callOf(std::string_view handler, std::string_view payload = "");
+Bytes loadOf(std::string_view path);
+
+/// Sends and reads on this thread: the whole reply.
+Bytes exchange(IReceiver* receiver, Bytes command);
+
+/// The type of the reply, a colon, and its body as text.
+std::string outcome(IReceiver* receiver, const Bytes& command);
+
+/// Two upper-case digits a byte, separated by blanks.
+std::string hex(Span bytes);
+
+/// The bytes with `letter` behind them.
+Bytes with(Bytes bytes, char letter);
+
+}  // namespace FerrolinkTest
+
+#endif
