@@ -5,10 +5,9 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "native/interfaces/IReceiver.h"
-#include "tests/support/ProcessCase.h"
+#include "tests/support/Jdks.h"
 
 /// Helpers for tests that run the built library and a real JVM.
 namespace FerrolinkTest {
@@ -16,19 +15,12 @@ namespace FerrolinkTest {
 using Ferrolink::Host::Bytes;
 using Ferrolink::Native::Interfaces::IReceiver;
 
-/// The JDKs of this machine: every one under /usr/lib/jvm, each once, and JAVA_HOME.
-std::vector<std::filesystem::path> installedJdks();
-
 /// Copies the built native libraries and one receiver archive into the tree.
 void installLibrary(const InstallationTree& tree);
 void installArchive(const InstallationTree& tree, const std::filesystem::path& archive);
 
 /// A tree with the built library and the receiver that misbehaves on request.
 void installWithTestReceiver(const InstallationTree& tree);
-
-/// Options of a case that runs on `jdk`, logs into the tree and hands `javaOptions` to its JVM.
-CaseOptions onJdk(const InstallationTree& tree, const std::filesystem::path& jdk,
-                  const std::string& javaOptions = "");
 
 /// For bodies: the tree's receiver, initialised for a C++ caller.
 IReceiver* openReceiver();

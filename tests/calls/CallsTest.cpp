@@ -1,0 +1,53 @@
+// Java programs that call other runtimes, on every JDK of the machine.
+#include <gtest/gtest.h>
+
+#include "tests/calls/Support.h"
+
+using namespace FerrolinkTest;
+
+PROCESS_CASE(runProgram) {
+  std::vector<std::string> arguments = caseArguments();
+  const std::string program = arguments.front();
+  arguments.front() = caseHandlers().string();
+  startJava().runMain(program, arguments);
+}
+
+namespace {
+
+// The parameter is an option of the JVM.
+class Calls : public testing::TestWithParam<std::string> {
+ protected:
+  static void prints(const std::vector<std::string>& program,
+                     const std::vector<std::string>& lines) {
+    onEveryJdk("runProgram", program, GetParam(), [&](const CaseResult& result) {
+      EXPECT_EQ(result.signal, 0) << result.err.substr(0, 4000);
+      EXPECT_EQ(result.exitCode, 0) << result.err.substr(0, 4000);
+      EXPECT_EQ(linesOf(result.out), lines) << result.err.substr(0, 4000);
+    });
+  }
+};
+
+// Who takes part in calls of that depth: C++ and Java in turn, Java outermost.
+std::string participants(int depth) {
+  std::string names;
+  for (int level = depth; level >= 0; --level) {
+    names += level % 2 == 0 ? 'J' : 'C';
+  }
+  return names;
+}
+
+}  // namespace
+
+TEST_P(Calls, OfEightThreadsOverThreeChannelsReadTheirOwnAnswersAndWholeErrorTexts) {
+  prints({"ConcurrentCallers"}, {"answers [20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000]",
+                                 "failures [125, 125, 125, 125, 125, 125, 125, 125]"});
+}
+
+TEST_P(Calls, OfJavaAndCppNestFiftyDeep) {
+  prints({"NestedCalls", "0", "1", "2", "3", "50"},
+         {participants(0), participants(1), participants(2), participants(3), participants(50),
+          participants(50)});
+}
+
+INSTANTIATE_TEST_SUITE_P(Plain, Calls, testing::Values(""));
+INSTANTIATE_TEST_SUITE_P(CheckedJni, Calls, testing::Values("-Xcheck:jni"));

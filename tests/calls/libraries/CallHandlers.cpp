@@ -1,0 +1,70 @@
+// Handlers that the tests' Java programs call.
+#include <ferrolink/Caller.h>
+#include <ferrolink/CppRuntime.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+using Ferrolink::Cpp::Bytes;
+using Ferrolink::Cpp::Caller;
+using Ferrolink::Cpp::Registrar;
+using Ferrolink::Cpp::Runtime;
+using Ferrolink::Cpp::ToText;
+using Span = std::span<const std::uint8_t>;
+
+Bytes mirror(Span payload) {
+  Bytes answer = Ferrolink::Cpp::ToBytes("cpp ");
+  answer.insert(answer.end(), payload.begin(), payload.end());
+  return answer;
+}
+
+Bytes refuse(Span payload) {
+  const std::string reason = ToText(payload);
+  throw std::runtime_error("cpp refuses " + std::string(500, reason.at(0)) + " " + reason);
+}
+
+// Calls the Java program back until the depth that the first byte says is used up.
+Bytes down(const Caller& caller, Span payload) {
+  Bytes answer;
+  if (payload[0] > 0) {
+    answer = caller.Call(Runtime::Jvm, "down", Bytes{static_cast<std::uint8_t>(payload[0] - 1)});
+  }
+  answer.push_back('C');
+  return answer;
+}
+
+// Ends the process in the way that the payload names.
+Bytes end(Span payload) {
+  const std::string way = ToText(payload);
+  if (way == "exit") {
+    std::exit(42);
+  }
+  if (way == "_exit") {
+    _exit(43);
+  }
+  kill(getpid(), SIGTERM);
+  return {};
+}
+
+}  // namespace
+
+std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
+  const Registrar registrar(table);
+  registrar.Register("mirror", mirror);
+  registrar.Register("refuse", refuse);
+  registrar.Register("end", end);
+  registrar.Register("back", [](Span payload) {
+    static const Caller caller;
+    return caller.Call(Runtime::Jvm, "echo", payload);
+  });
+  registrar.Register("down", [](Span payload) {
+    static const Caller caller;
+    return down(caller, payload);
+  });
+  return FERROLINK_OK;
+}

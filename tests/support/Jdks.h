@@ -1,0 +1,21 @@
+#ifndef FERROLINK_TESTS_SUPPORT_JDKS_H
+#define FERROLINK_TESTS_SUPPORT_JDKS_H
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/ProcessCase.h"
+
+namespace FerrolinkTest {
+
+/// The JDKs of this machine: every one under /usr/lib/jvm, each once, and JAVA_HOME.
+std::vector<std::filesystem::path> installedJdks();
+
+/// Options of a case that runs on `jdk`, logs into the tree and hands `javaOptions` to its JVM.
+CaseOptions onJdk(const InstallationTree& tree, const std::filesystem::path& jdk,
+                  const std::string& javaOptions = "");
+
+}  // namespace FerrolinkTest
+
+#endif
