@@ -23,3 +23,14 @@ ferrolink_build() {
     return 1
   fi
 }
+
+# Sets the array native_access: the option without which JVMs from version 24 on warn of a program that
+# loads a native library. Empty for older ones, the oldest of which do not know it. Needs JAVA_HOME.
+ferrolink_native_access() {
+  local version
+  version=$(sed -n 's/^JAVA_VERSION="\([0-9]*\).*/\1/p' "$JAVA_HOME/release" 2>/dev/null) || true
+  # shellcheck disable=SC2034  # for the scripts that source this
+  native_access=()
+  # shellcheck disable=SC2034
+  [ "${version:-0}" -lt 24 ] || native_access=(--enable-native-access=ALL-UNNAMED)
+}

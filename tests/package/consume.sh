@@ -1,12 +1,11 @@
 #!/usr/bin/env bash
-# usage: consume.sh BUILD_DIRECTORY CONSUMER_SOURCE WORK_DIRECTORY
+# Runs a program of the project outside against the installed tree and compares what it prints.
+# usage: consume.sh WORK_DIRECTORY EXPECTED_LINES COMMAND [ARGUMENT ...]
+# EXPECTED_LINES are the last lines; the library may print others before them.
 set -euo pipefail
-build=$1 source=$2 work=$3
-rm -rf "$work/prefix" "$work/build"
-cmake --install "$build" --prefix "$work/prefix" >/dev/null
-cmake -S "$source" -B "$work/build" -G Ninja "-DCMAKE_PREFIX_PATH=$work/prefix" >/dev/null
-cmake --build "$work/build" >/dev/null
+work=$1 expected=$2
+shift 2
 JAVA_HOME=${JAVA_HOME:-$(dirname "$(dirname "$(readlink -f "$(command -v javac)")")")}
-export JAVA_HOME FERROLINK_HOME="$work/prefix"
-answer=$("$work/build/consumer" "over the installed package" | tail -n 1)
-[ "$answer" = "over the installed package" ] || { echo "answered: $answer" >&2; exit 1; }
+export JAVA_HOME
+answer=$(FERROLINK_HOME=$work/prefix "$@" | tail -n "$(wc -l <<<"$expected")")
+[ "$answer" = "$expected" ] || { echo "answered: $answer" >&2; exit 1; }
