@@ -12,12 +12,13 @@ ferrolink_java_home() {
 
 # Configures and builds a preset quietly; all of the output where it fails.
 # usage: ferrolink_build PRESET ON|OFF [cmake build option ...]      ON: the tests as well
+# FERROLINK_BENCH=ON in the environment: the benchmarks as well.
 ferrolink_build() {
   local preset=$1 tests=$2 log
   shift 2
   mkdir -p build
   log="build/$preset.log"
-  if ! { cmake --preset "$preset" "-DFERROLINK_TESTS=$tests" && cmake --build --preset "$preset" "$@"; } >"$log" 2>&1; then
+  if ! { cmake --preset "$preset" "-DFERROLINK_TESTS=$tests" "-DFERROLINK_BENCH=${FERROLINK_BENCH:-OFF}" && cmake --build --preset "$preset" "$@"; } >"$log" 2>&1; then
     cat "$log" >&2
     echo "Building the preset $preset failed." >&2
     return 1

@@ -11,4 +11,12 @@ ferrolink_test_packages=(
   junit5                                # Java tests
   clang clang-format clang-tidy         # second compiler, format and lint checks
   procps                                # ps, for the tests that look at processes
+  valgrind python3                      # counts instructions, bench/instructions
+)
+ferrolink_bench_packages=(
+  valgrind python3 binutils             # counts instructions, runs the benchmarks, reads libraries
+  python3-jpype                         # peers: Python
+  libjna-java libjnr-ffi-java           # peers: foreign-function interfaces of Java
+  pkg-config libprotobuf-dev            # peers: gRPC
+  libgrpc++-dev protobuf-compiler protobuf-compiler-grpc
 )

@@ -1,0 +1,9 @@
+// A plug-in library for the C++ member: the handler "echo" answers with the bytes that it is given.
+#include <ferrolink/CppRuntime.h>
+
+std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
+  Ferrolink::Cpp::Registrar(table).Register("echo", [](std::span<const std::uint8_t> bytes) {
+    return Ferrolink::Cpp::Bytes(bytes.begin(), bytes.end());
+  });
+  return FERROLINK_OK;
+}

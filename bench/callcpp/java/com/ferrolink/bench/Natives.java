@@ -1,0 +1,139 @@
+package com.ferrolink.bench;
+
+import com.ferrolink.Ferrolink;
+import com.ferrolink.core.transmitter.TransmitterWrapper;
+import java.util.Arrays;
+
+/** The library's contenders and those by hand. */
+final class Natives {
+
+    private Natives() {
+    }
+
+    /** Two calls for a command, the answer in a buffer that is kept. */
+    private abstract static class Exchanging extends Contender {
+        private final int route;
+        byte[] command;
+        byte[] answer;
+
+        Exchanging(String name, int route) {
+            super(name);
+            this.route = route;
+        }
+
+        @Override
+        void prepare(int size) {
+            command = Commands.toSibling(size, route);
+            answer = new byte[size];
+        }
+
+        @Override
+        boolean answeredRight() {
+            return Arrays.equals(command, answer);
+        }
+    }
+
+    static final class Ours extends Exchanging {
+        Ours(int route) {
+            super("ours", route);
+        }
+
+        @Override
+        void run(long calls) {
+            for (long i = 0; i < calls; i++) {
+                TransmitterWrapper.sendCommand(command);
+                answer[0] = Commands.GO;
+                TransmitterWrapper.readResponse(answer);
+            }
+        }
+    }
+
+    static final class SameSequence extends Exchanging {
+        SameSequence(int route) {
+            super("same-sequence", route);
+        }
+
+        @Override
+        void run(long calls) {
+            for (long i = 0; i < calls; i++) {
+                HandWritten.sendCommand(command);
+                answer[0] = Commands.GO;
+                HandWritten.readResponse(answer);
+            }
+        }
+    }
+
+    static final class OneCall extends Exchanging {
+        OneCall() {
+            super("one JNI call, new array", Commands.ANSWER_ITSELF);
+        }
+
+        @Override
+        void run(long calls) {
+            for (long i = 0; i < calls; i++) {
+                answer = HandWritten.call(command);
+            }
+        }
+    }
+
+    /** The C++ member of the installation and its handler "echo". */
+    static final class CppMember extends Contender {
+        private byte[] command;
+        private byte[] answer;
+        private int answered;
+
+        CppMember() {
+            super("ours, C++ member");
+        }
+
+        @Override
+        void prepare(int size) {
+            command = Commands.toEchoHandler(size);
+            answer = new byte[11 + Commands.payloadOf(size)];
+        }
+
+        @Override
+        void run(long calls) {
+            for (long i = 0; i < calls; i++) {
+                answered = TransmitterWrapper.sendCommand(command);
+                answer[0] = Commands.CPP;
+                TransmitterWrapper.readResponse(answer);
+            }
+        }
+
+        @Override
+        boolean answeredRight() {
+            return answered == answer.length && answer[10] == 0;
+        }
+    }
+
+    /** The same by the interface that programs use; each answer is an array of its own. */
+    static final class PublicInterface extends Contender {
+        private final Ferrolink cpp;
+        private byte[] payload;
+        private byte[] answer;
+
+        PublicInterface(Ferrolink cpp) {
+            super("ours, Ferrolink.call");
+            this.cpp = cpp;
+        }
+
+        @Override
+        void prepare(int size) {
+            payload = new byte[Commands.payloadOf(size)];
+            Arrays.fill(payload, (byte) 7);
+        }
+
+        @Override
+        void run(long calls) {
+            for (long i = 0; i < calls; i++) {
+                answer = cpp.call("echo", payload);
+            }
+        }
+
+        @Override
+        boolean answeredRight() {
+            return Arrays.equals(payload, answer);
+        }
+    }
+}

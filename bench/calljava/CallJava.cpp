@@ -1,0 +1,211 @@
+// C++ calls Java in the same process: through the library, and by JNI written by hand against the
+// same class in the same JVM.
+#include <array>
+#include <cstdio>
+#include <exception>
+#include <future>
+#include <stdexcept>
+
+#include "bench/calljava/HandWritten.h"
+#include "bench/harness/Arguments.h"
+#include "bench/harness/JavaHost.h"
+#include "bench/harness/Pair.h"
+#include "bench/harness/Report.h"
+#include "bench/harness/Serve.h"
+
+namespace {
+
+using namespace FerrolinkBench;
+
+constexpr const char* kUsage =
+    "usage: ferrolink-bench-call-java [--home DIR] [--sizes 64,1024,65536,1048576]\n"
+    "         [--units attached,clone,detached,pair] [--rounds N] [--warm-up MILLISECONDS]\n"
+    "         [--batch MILLISECONDS] [--json FILE]      a table, and all rounds to FILE\n"
+    "       ferrolink-bench-call-java [--home DIR] --serve     answers \"SIZE CALLS\" lines";
+
+constexpr const char* kFloor = "floor";
+constexpr const char* kSameSequence = "same-sequence";
+constexpr const char* kOurs = "ours";
+
+/// The buffers of one thread, and the ways to make one call with them.
+class Caller {
+ public:
+  Caller(const JavaHost& java, const JavaMethod& method, std::size_t size, bool clone)
+      : m_receiver(java.receiver()),
+        m_method(method),
+        m_command(echoCommand(size, clone)),
+        m_answer(size) {}
+
+  void floor(JNIEnv* env) {
+    callWithFloor(env, m_method, m_command.data(), length(), m_answer.data());
+  }
+  void floorOfUnattachedThread() {
+    const Attached thread(m_method.vm);
+    floor(thread.env());
+  }
+  void sameSequence() {
+    callWithSameSequence(m_method, m_command.data(), length(), m_answer.data(), m_waiting);
+  }
+  void ours() {
+    const int answered = m_receiver->SendCommand(m_command.data(), length());
+    m_receiver->ReadResponse(m_answer.data(), answered);
+  }
+
+  /// A contender that does not do the work is not to win.
+  template <class Call>
+  void verify(Call call) {
+    m_answer.assign(m_answer.size(), 0);
+    call();
+    if (m_answer != m_command) {
+      throw std::runtime_error("an answer differs from its command");
+    }
+  }
+
+ private:
+  [[nodiscard]] int length() const { return static_cast<int>(m_command.size()); }
+
+  IReceiver* m_receiver;
+  const JavaMethod& m_method;
+  Bytes m_command;
+  Bytes m_answer;
+  Bytes m_waiting;
+};
+
+class Benchmark {
+ public:
+  Benchmark(const JavaHost& java, const Plan& plan, Report& report)
+      : m_java(java), m_method(findReceiver(java.vm())), m_plan(plan), m_report(report) {}
+
+  /// On a thread that the host has attached.
+  void attached(std::size_t size, bool clone) {
+    const Attached thread(m_java.vm());
+    Caller caller(m_java, m_method, size, clone);
+    const auto floor = [&] { caller.floor(thread.env()); };
+    const auto same = [&] { caller.sameSequence(); };
+    const auto ours = [&] { caller.ours(); };
+    compare(clone ? "attached, clone" : "attached", size, caller, floor, same, ours);
+  }
+
+  /// On a thread that the JVM does not know: each call attaches it and detaches it.
+  void detached(std::size_t size) {
+    Caller caller(m_java, m_method, size, false);
+    const auto floor = [&] { caller.floorOfUnattachedThread(); };
+    const auto same = [&] { caller.sameSequence(); };
+    const auto ours = [&] { caller.ours(); };
+    compare("attach and detach", size, caller, floor, same, ours);
+  }
+
+  /// On two attached threads at once.
+  void pair(std::size_t size) {
+    std::array<JNIEnv*, 2> environments{};
+    std::array<Caller, 2> callers{Caller(m_java, m_method, size, false),
+                                  Caller(m_java, m_method, size, false)};
+    Pair threads(
+        [this] {
+          JNIEnv* env = nullptr;
+          m_java.vm()->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+        },
+        [this] { m_java.vm()->DetachCurrentThread(); });
+    const Pair::Work takeEnvironment = [&](int thread, long) {
+      m_java.vm()->GetEnv(reinterpret_cast<void**>(&environments.at(index(thread))),
+                          JNI_VERSION_1_8);
+    };
+    threads.run(takeEnvironment, 1);
+    const auto batch = [&threads](auto call) {
+      return [&threads, call](long calls) {
+        const Pair::Work work = [&call](int thread, long count) {
+          for (long i = 0; i < count; ++i) {
+            call(index(thread));
+          }
+        };
+        return threads.run(work, calls);
+      };
+    };
+    m_report.add(
+        {"2 threads", size},
+        measure({{kFloor, batch([&](std::size_t i) { callers.at(i).floor(environments.at(i)); })},
+                 {kSameSequence, batch([&](std::size_t i) { callers.at(i).sameSequence(); })},
+                 {kOurs, batch([&](std::size_t i) { callers.at(i).ours(); })}},
+                m_plan));
+  }
+
+ private:
+  static std::size_t index(int thread) { return static_cast<std::size_t>(thread); }
+
+  template <class Floor, class Same, class Ours>
+  void compare(const char* name, std::size_t size, Caller& caller, Floor floor, Same same,
+               Ours ours) {
+    caller.verify(floor);
+    caller.verify(same);
+    caller.verify(ours);
+    m_report.add(
+        {name, size},
+        measure({{kFloor, repeat(floor)}, {kSameSequence, repeat(same)}, {kOurs, repeat(ours)}},
+                m_plan));
+  }
+
+  const JavaHost& m_java;
+  const JavaMethod m_method;
+  const Plan m_plan;
+  Report& m_report;
+};
+
+void runUnit(Benchmark& benchmark, const std::string& unit, std::size_t size) {
+  if (unit == "attached") {
+    benchmark.attached(size, false);
+  } else if (unit == "clone") {
+    benchmark.attached(size, true);
+  } else if (unit == "detached") {
+    benchmark.detached(size);
+  } else if (unit == "pair") {
+    benchmark.pair(size);
+  } else {
+    throw std::runtime_error("no such unit: " + unit);
+  }
+}
+
+void measureUnits(const JavaHost& java, const Arguments& arguments) {
+  Plan plan;
+  plan.rounds = static_cast<int>(arguments.number("rounds", plan.rounds));
+  plan.warmUpMilliseconds = arguments.number("warm-up", plan.warmUpMilliseconds);
+  plan.batchMilliseconds = arguments.number("batch", plan.batchMilliseconds);
+  Report report(kSameSequence, arguments.text("json", ""));
+  Benchmark benchmark(java, plan, report);
+  for (const std::string& unit : arguments.list("units", "attached,clone,detached,pair")) {
+    for (const std::size_t size : arguments.sizes("64,1024,65536,1048576")) {
+      runUnit(benchmark, unit, size);
+    }
+  }
+}
+
+void serveCalls(const JavaHost& java) {
+  const JavaMethod method = findReceiver(java.vm());
+  const Attached thread(java.vm());
+  serve([&](std::size_t size, long calls) {
+    Caller caller(java, method, size, false);
+    return repeat([&] { caller.ours(); })(calls);
+  });
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  try {
+    const Arguments arguments(count, values, kUsage,
+                              {"home", "sizes", "units", "rounds", "warm-up", "batch", "json"},
+                              {"serve"});
+    const JavaHost java(arguments.text("home", BENCH_HOME));
+    // The thread that starts the JVM is a special case to the library; others are the rule.
+    std::async(std::launch::async, [&] {
+      if (arguments.has("serve")) {
+        serveCalls(java);
+      } else {
+        measureUnits(java, arguments);
+      }
+    }).get();
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,90 @@
+#include "bench/calljava/HandWritten.h"
+
+#include <cstring>
+#include <stdexcept>
+
+#include "bench/harness/JavaHost.h"
+
+namespace FerrolinkBench {
+
+JavaMethod findReceiver(JavaVM* vm) {
+  const Attached thread(vm);
+  JNIEnv* env = thread.env();
+  JavaMethod method;
+  method.vm = vm;
+  jclass local = env->FindClass("com/ferrolink/core/receiver/Receiver");
+  if (local == nullptr) {
+    throw std::runtime_error("no receiver class");
+  }
+  method.receiver = static_cast<jclass>(env->NewGlobalRef(local));
+  env->DeleteLocalRef(local);
+  method.sendCommand = env->GetStaticMethodID(method.receiver, "sendCommand", "([B)[B");
+  return method;
+}
+
+int callWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
+                  std::uint8_t* answer) {
+  jbyteArray command = env->NewByteArray(length);
+  env->SetByteArrayRegion(command, 0, length, reinterpret_cast<const jbyte*>(message));
+  auto response = static_cast<jbyteArray>(
+      env->CallStaticObjectMethod(method.receiver, method.sendCommand, command));
+  jsize answered = 0;
+  if (env->ExceptionCheck() == JNI_FALSE) {
+    answered = env->GetArrayLength(response);
+    env->GetByteArrayRegion(response, 0, answered, reinterpret_cast<jbyte*>(answer));
+  }
+  env->DeleteLocalRef(response);
+  env->DeleteLocalRef(command);
+  return answered;
+}
+
+namespace {
+
+// A failure would be an error text in the library; here it only has to be looked for.
+void check(JNIEnv* env) {
+  if (env->ExceptionCheck() != JNI_FALSE) [[unlikely]] {
+    throw std::runtime_error("an exception in Java");
+  }
+}
+
+int send(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
+         std::vector<std::uint8_t>& waiting) {
+  jbyteArray command = env->NewByteArray(length);
+  check(env);
+  env->SetByteArrayRegion(command, 0, length, reinterpret_cast<const jbyte*>(message));
+  check(env);
+  auto response = static_cast<jbyteArray>(
+      env->CallStaticObjectMethod(method.receiver, method.sendCommand, command));
+  check(env);
+  jbyte* elements = env->GetByteArrayElements(response, nullptr);
+  check(env);
+  const jsize answered = env->GetArrayLength(response);
+  check(env);
+  if (waiting.size() < static_cast<std::size_t>(answered)) {
+    waiting.resize(static_cast<std::size_t>(answered));
+  }
+  std::memcpy(waiting.data(), elements, static_cast<std::size_t>(answered));
+  env->ReleaseByteArrayElements(response, elements, JNI_ABORT);
+  env->DeleteLocalRef(command);
+  env->DeleteLocalRef(response);
+  return answered;
+}
+
+}  // namespace
+
+int callWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
+                         std::uint8_t* answer, std::vector<std::uint8_t>& waiting) {
+  JNIEnv* env = nullptr;
+  const bool attach = method.vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8) != JNI_OK;
+  if (attach) {
+    method.vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+  }
+  const int answered = send(env, method, message, length, waiting);
+  if (attach) {
+    method.vm->DetachCurrentThread();
+  }
+  std::memcpy(answer, waiting.data(), static_cast<std::size_t>(answered));
+  return answered;
+}
+
+}  // namespace FerrolinkBench

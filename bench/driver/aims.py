@@ -1,0 +1,44 @@
+"""What the library aims at, as ratios of the table, per size."""
+from settings import SIZES
+
+_RATIOS = {
+    "attached": (1.12, 1.08, 1.02, 1.02),
+    "attached, clone": (1.12, 1.08, 1.02, 1.02),
+    "2 threads": (1.4, 1.3, 1.1, 1.05),
+    "attach and detach": (1.02, 1.02, 1.02, 1.02),
+    "Java to C++": (1.12, 1.06, 1.02, 1.02),
+}
+INSTRUCTIONS = 950
+LOAD_MILLISECONDS = 0.3
+START_UP = 1.02
+
+
+def at_most(row):
+    """The ratio that the row aims at, or None."""
+    if row.name != "ours":
+        return None
+    if row.unit.startswith("start-up"):
+        return START_UP
+    if row.unit in _RATIOS and row.baseline == "same-sequence":
+        return _RATIOS[row.unit][SIZES.index(row.size)]
+    return None
+
+
+def at_least(row):
+    """How many times as long as the library the row's contender is to take, or None."""
+    if row.unit == "C++ to Java, peers":
+        if row.name == "JPype":
+            return 7
+        if row.name == "gRPC" and row.size == 64:
+            return 100
+    return None
+
+
+def verdict(row):
+    """The text of the table's last column."""
+    most, least = at_most(row), at_least(row)
+    if most is not None:
+        return f"≤ {most:.2f}" + ("" if row.ratio.median <= most else ", missed")
+    if least is not None:
+        return f"≥ {least}" + ("" if row.ratio.median >= least else ", missed")
+    return ""

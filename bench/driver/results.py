@@ -1,0 +1,58 @@
+"""Rows of the table, and the statistics in them."""
+import dataclasses
+import json
+import statistics
+
+
+@dataclasses.dataclass
+class Spread:
+    """A median and its quartiles."""
+
+    first: float
+    median: float
+    third: float
+
+    @classmethod
+    def of(cls, values):
+        if len(values) < 2:
+            return cls(values[0], values[0], values[0])
+        first, median, third = statistics.quantiles(values, n=4, method="inclusive")
+        return cls(first, median, third)
+
+
+@dataclasses.dataclass
+class Row:
+    """One contender at one unit of work; `ratio` is to `baseline`, taken round by round."""
+
+    unit: str
+    size: int
+    name: str
+    nanoseconds: Spread
+    baseline: str
+    ratio: Spread
+
+
+def rows_of(unit, size, series, baseline):
+    """The rows of one unit. `series` maps names to lists, one value a round, in the same order."""
+    base = series[baseline]
+    return [Row(unit, size, name, Spread.of(values), baseline,
+                Spread.of([value / other for value, other in zip(values, base)]))
+            for name, values in series.items()]
+
+
+def read_rounds(path, baseline):
+    """The rows of a file that a benchmark program wrote with --json."""
+    rows = []
+    with open(path, encoding="utf-8") as lines:
+        for line in lines:
+            unit = json.loads(line)
+            rows += rows_of(unit["unit"], unit["size"], unit["series"], baseline)
+    return rows
+
+
+def find(rows, unit, size, name):
+    """The row, or None where it was not measured."""
+    for row in rows:
+        if (row.unit, row.size, row.name) == (unit, size, name):
+            return row
+    return None

@@ -1,0 +1,82 @@
+"""The rows whose contenders are programs: each waits for its turn (bench/harness/Serve.h)."""
+import os
+import random
+import subprocess
+
+import results
+import settings
+
+TURN = 10e6  # nanoseconds
+FEWEST_CALLS = 4
+
+
+class Program:
+    """A program that serves."""
+
+    def __init__(self, name, command, environment):
+        self.name = name
+        self._process = subprocess.Popen(command, env=environment, stdin=subprocess.PIPE,
+                                         stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
+                                         text=True, bufsize=1)
+
+    def run(self, size, calls):
+        """Nanoseconds a call."""
+        self._process.stdin.write(f"{size} {calls}\n")
+        for line in self._process.stdout:
+            if line.startswith("= "):
+                return float(line[2:]) / calls
+        raise RuntimeError(f"{self.name} ended")
+
+    def warm_up(self, size, milliseconds):
+        """How many calls a turn has."""
+        spent, calls, took = 0, 1, 0
+        while spent < milliseconds * 1e6:
+            took = self.run(size, calls)
+            spent += took * calls
+            calls = max(calls, min(calls * 2, int(TURN / took)))
+        return max(FEWEST_CALLS, round(TURN / took))
+
+    def end(self):
+        self._process.stdin.close()
+        self._process.wait()
+
+
+def _commands(build, leave_out):
+    archive = os.path.join(build.receiver_home, "Binaries/Jvm/FerrolinkJvmRuntime.jar")
+    commands = {
+        "ours": [build.file("ferrolink-bench-call-java"), "--home", build.receiver_home, "--serve"],
+        "Unix socket": [build.file("ferrolink-bench-sockets"), "unix"],
+        "TCP": [build.file("ferrolink-bench-sockets"), "tcp"],
+    }
+    jpype = ["/usr/bin/python3", os.path.join(build.sources, "peers/jpype_echo.py"), archive]
+    if subprocess.run(["/usr/bin/python3", "-c", "import jpype"], capture_output=True,
+                      check=False).returncode == 0:
+        commands["JPype"] = [*jpype, *settings.HEAP]
+    else:
+        leave_out("JPype", "python3-jpype is not installed")
+    if build.has("ferrolink-bench-grpc"):
+        commands["gRPC"] = [build.file("ferrolink-bench-grpc")]
+    else:
+        leave_out("gRPC", "libgrpc++-dev, libprotobuf-dev or protobuf-compiler-grpc is not installed")
+    return commands
+
+
+def peers(build, effort, java_home, leave_out):
+    """C++ to Java by the library, against what crosses a border between languages or processes."""
+    environment = settings.environment(java_home)
+    own = dict(environment, JAVA_TOOL_OPTIONS=" ".join(settings.HEAP))
+    programs = [Program(name, command, own if name == "ours" else environment)
+                for name, command in _commands(build, leave_out).items()]
+    rows = []
+    shuffled = random.Random(1)
+    for size in settings.SIZES:
+        calls = {program: program.warm_up(size, effort.warm_up) for program in programs}
+        series = {program.name: [] for program in programs}
+        for _ in range(effort.process_rounds):
+            for program in shuffled.sample(programs, len(programs)):
+                program.run(size, 1 + calls[program] // 10)
+                series[program.name].append(program.run(size, calls[program]))
+        rows += results.rows_of("C++ to Java, peers", size, series, "ours")
+    for program in programs:
+        program.end()
+    return rows

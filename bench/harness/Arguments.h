@@ -1,0 +1,32 @@
+#ifndef FERROLINK_BENCH_HARNESS_ARGUMENTS_H
+#define FERROLINK_BENCH_HARNESS_ARGUMENTS_H
+
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace FerrolinkBench {
+
+/// A program's arguments: "--name value", and "--name" alone for the names given as flags.
+class Arguments {
+ public:
+  /// Ends the program with `usage` where an argument is none of `names` and `flags`.
+  Arguments(int count, char** values, const std::string& usage, const std::set<std::string>& names,
+            const std::set<std::string>& flags = {});
+
+  [[nodiscard]] bool has(const std::string& name) const { return m_values.count(name) > 0; }
+  [[nodiscard]] std::string text(const std::string& name, const std::string& otherwise) const;
+  [[nodiscard]] double number(const std::string& name, double otherwise) const;
+  /// A list separated by commas.
+  [[nodiscard]] std::vector<std::string> list(const std::string& name,
+                                              const std::string& otherwise) const;
+  [[nodiscard]] std::vector<std::size_t> sizes(const std::string& otherwise) const;
+
+ private:
+  std::map<std::string, std::string> m_values;
+};
+
+}  // namespace FerrolinkBench
+
+#endif

@@ -1,0 +1,75 @@
+#include "bench/harness/JavaHost.h"
+
+#include <dlfcn.h>
+#include <ferrolink/Host.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+namespace FerrolinkBench {
+namespace {
+
+namespace Header = Ferrolink::Native::Definitions::CommandHeader;
+
+constexpr std::uint8_t kCpp = 8;
+constexpr std::uint8_t kJvm = 2;
+constexpr std::uint8_t kTypeCall = 2;
+
+JavaVM* createdVm() {
+  void* library = dlopen(Ferrolink::Host::JvmLibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
+  using GetCreated = jint(JavaVM**, jsize, jsize*);
+  auto* getCreated = reinterpret_cast<GetCreated*>(dlsym(library, "JNI_GetCreatedJavaVMs"));
+  JavaVM* vm = nullptr;
+  jsize count = 0;
+  if (getCreated == nullptr || getCreated(&vm, 1, &count) != JNI_OK || count != 1) {
+    throw std::runtime_error("no JVM was started");
+  }
+  return vm;
+}
+
+void sendFirstCommand(IReceiver& receiver) {
+  Bytes command = echoCommand(64, false);
+  Bytes answer(command.size());
+  const int length = receiver.SendCommand(command.data(), static_cast<int>(command.size()));
+  receiver.ReadResponse(answer.data(), length);
+  if (answer != command) {
+    throw std::runtime_error("the receiver does not echo");
+  }
+}
+
+}  // namespace
+
+void setDefaultEnvironment() {
+  setenv("JAVA_HOME", BENCH_JAVA_HOME, 0);
+  setenv("JAVA_TOOL_OPTIONS", "-Xms1g -Xmx1g -XX:+AlwaysPreTouch", 0);
+  setenv("FERROLINK_LOGGING_LEVEL", "off", 0);
+}
+
+JavaHost::JavaHost(const std::string& home) {
+  setDefaultEnvironment();
+  m_receiver = Ferrolink::Host::detail::openReceiver(
+      home + "/Binaries/Native/Linux/X64/libFerrolinkJvmRuntimeNative.so");
+  m_receiver->Initialize(kCpp, kJvm, 0);
+  sendFirstCommand(*m_receiver);
+  m_vm = createdVm();
+}
+
+Bytes echoCommand(std::size_t size, bool clone) {
+  Bytes command(size);
+  for (std::size_t i = 0; i < size; ++i) {
+    command[i] = static_cast<std::uint8_t>(i);
+  }
+  command.at(Header::kTargetRuntime) = kJvm;
+  command.at(Header::kCallingRuntime) = kCpp;
+  command.at(Header::kCommandType) = kTypeCall;
+  command.at(Header::kSize) = clone ? 1 : 0;
+  return command;
+}
+
+Attached::Attached(JavaVM* vm) : m_vm(vm) {
+  if (vm->AttachCurrentThread(reinterpret_cast<void**>(&m_env), nullptr) != JNI_OK) {
+    throw std::runtime_error("the JVM refuses this thread");
+  }
+}
+
+}  // namespace FerrolinkBench

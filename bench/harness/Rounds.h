@@ -1,0 +1,68 @@
+#ifndef FERROLINK_BENCH_HARNESS_ROUNDS_H
+#define FERROLINK_BENCH_HARNESS_ROUNDS_H
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+/// Measuring ways of doing the same work against each other.
+///
+/// What is reported are ratios, and a machine's speed drifts by more than the ratios differ from 1:
+/// other programs run, the clock rate changes, the collector starts. So no contender is measured
+/// for itself: all of them take turns in rounds of a few milliseconds, and a ratio is taken within
+/// each round. The order is shuffled for each round and a turn begins with calls that do not count,
+/// since a contender finds the caches and the allocator as the one before it left them. Google
+/// Benchmark interleaves repetitions, but only reports each contender's own mean or median of them,
+/// which is why it is not used.
+namespace FerrolinkBench {
+
+/// Makes `calls` calls; returns how many nanoseconds they took together.
+using Batch = std::function<double(long calls)>;
+
+struct Contender {
+  std::string name;
+  Batch run;
+};
+
+/// The rounds' results of one contender, in nanoseconds a call; round i of one belongs to round i
+/// of the others.
+struct Series {
+  std::string name;
+  std::vector<double> nanoseconds;
+};
+
+struct Plan {
+  int rounds = 100;
+  double warmUpMilliseconds = 300;  ///< of each contender, before anything is kept
+  double batchMilliseconds = 1;     ///< how long each turn lasts
+};
+
+std::vector<Series> measure(const std::vector<Contender>& contenders, const Plan& plan);
+
+struct Quartiles {
+  double first = 0;
+  double median = 0;
+  double third = 0;
+};
+Quartiles quartilesOf(std::vector<double> values);
+
+/// The quartiles of a / b, taken round by round.
+Quartiles ratio(const Series& a, const Series& b);
+
+/// A batch that repeats `call` on the calling thread.
+template <class Call>
+Batch repeat(Call call) {
+  return [call](long calls) mutable {
+    const auto begin = std::chrono::steady_clock::now();
+    for (long i = 0; i < calls; ++i) {
+      call();
+    }
+    const std::chrono::duration<double, std::nano> took = std::chrono::steady_clock::now() - begin;
+    return took.count();
+  };
+}
+
+}  // namespace FerrolinkBench
+
+#endif

@@ -1,0 +1,16 @@
+#ifndef FERROLINK_BENCH_HARNESS_SERVE_H
+#define FERROLINK_BENCH_HARNESS_SERVE_H
+
+#include <cstddef>
+#include <functional>
+
+namespace FerrolinkBench {
+
+/// Lets bench/driver interleave programs: for each line "SIZE CALLS" of standard input, `run` makes
+/// that many calls of that many bytes, and a line "= NANOSECONDS" says how long they took together.
+/// Ends with standard input.
+void serve(const std::function<double(std::size_t size, long calls)>& run);
+
+}  // namespace FerrolinkBench
+
+#endif

@@ -1,0 +1,4 @@
+// A library with nothing in it: what the loader alone costs.
+extern "C" __attribute__((visibility("default"))) int benchEmpty() {
+  return 0;
+}

@@ -1,0 +1,136 @@
+// The peer for programs that bring their own protocol: a length and that many bytes over a socket
+// to an echo in a process of its own, and back.
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "bench/harness/Rounds.h"
+#include "bench/harness/Serve.h"
+
+namespace {
+
+using Frame = std::vector<char>;  // a length of four bytes and the bytes
+
+void require(bool condition, const char* what) {
+  if (!condition) {
+    throw std::runtime_error(what);
+  }
+}
+
+void send(int socket, const Frame& frame) {
+  for (std::size_t sent = 0; sent < frame.size();) {
+    const ssize_t count = write(socket, frame.data() + sent, frame.size() - sent);
+    require(count > 0, "write");
+    sent += static_cast<std::size_t>(count);
+  }
+}
+
+// False at the end of the connection.
+bool receive(int socket, Frame& frame) {
+  std::uint32_t length = 0;
+  frame.resize(sizeof length);
+  std::size_t wanted = sizeof length;
+  for (std::size_t received = 0; received < wanted;) {
+    // With the first read as much as is there already: frames do not overlap, since each is
+    // answered before the next one.
+    frame.resize(std::max(wanted, std::size_t{1} << 16U));
+    const ssize_t count = read(socket, frame.data() + received, frame.size() - received);
+    if (count <= 0) {
+      return false;
+    }
+    received += static_cast<std::size_t>(count);
+    if (received >= sizeof length) {
+      std::memcpy(&length, frame.data(), sizeof length);
+      wanted = sizeof length + length;
+    }
+  }
+  frame.resize(wanted);
+  return true;
+}
+
+struct Ends {
+  int client;
+  int server;
+};
+
+Ends tcpConnection() {
+  const int listener = socket(AF_INET, SOCK_STREAM, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  auto* generic = reinterpret_cast<sockaddr*>(&address);
+  require(bind(listener, generic, size) == 0 && listen(listener, 1) == 0, "listen");
+  require(getsockname(listener, generic, &size) == 0, "getsockname");
+  const int client = socket(AF_INET, SOCK_STREAM, 0);
+  require(connect(client, generic, size) == 0, "connect");
+  const int server = accept(listener, nullptr, nullptr);
+  for (const int end : {client, server}) {
+    const int on = 1;
+    setsockopt(end, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  }
+  close(listener);
+  return {client, server};
+}
+
+Ends unixConnection() {
+  int ends[2];
+  require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "socketpair");
+  return {ends[0], ends[1]};
+}
+
+void runServer(int socket) {
+  for (Frame frame; receive(socket, frame);) {
+    send(socket, frame);
+  }
+}
+
+void runClient(int socket) {
+  FerrolinkBench::serve([socket](std::size_t size, long calls) {
+    const auto length = static_cast<std::uint32_t>(size);
+    Frame request(sizeof length + size, 'x');
+    std::memcpy(request.data(), &length, sizeof length);
+    Frame answer;
+    return FerrolinkBench::repeat([&] {
+      send(socket, request);
+      require(receive(socket, answer) && answer.size() == request.size(), "answer");
+    })(calls);
+  });
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  const std::string kind = count == 2 ? values[1] : "";
+  if (kind != "tcp" && kind != "unix") {
+    std::fprintf(stderr, "usage: ferrolink-bench-sockets tcp|unix\n");
+    return 2;
+  }
+  try {
+    const Ends ends = kind == "tcp" ? tcpConnection() : unixConnection();
+    if (fork() == 0) {
+      prctl(PR_SET_PDEATHSIG, SIGKILL);
+      close(ends.client);
+      runServer(ends.server);
+      return 0;
+    }
+    close(ends.server);
+    runClient(ends.client);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,17 @@
+// From process start to the first answer through the library.
+// usage: ferrolink-bench-start-library LIBRARY-DIRECTORY
+#include <ferrolink/Host.h>
+
+#include "bench/startup/FirstCommand.h"
+
+int main(int /*count*/, char** values) {
+  const std::filesystem::path directory = values[1];
+  auto* receiver =
+      Ferrolink::Host::detail::openReceiver(directory / Ferrolink::Host::detail::kLibraryName);
+  receiver->Initialize(8, 2, 0);
+  std::vector<std::uint8_t> command = FerrolinkBench::firstCommand();
+  const int length = receiver->SendCommand(command.data(), static_cast<int>(command.size()));
+  std::vector<std::uint8_t> answer(static_cast<std::size_t>(length));
+  receiver->ReadResponse(answer.data(), length);
+  FerrolinkBench::answered(answer.size() > 10 && answer[10] != 10 && answer.back() == 0);
+}
