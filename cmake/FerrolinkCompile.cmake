@@ -19,6 +19,7 @@ function(ferrolink_target target)
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     $<$<BOOL:${FERROLINK_WERROR}>:-Werror>
+    -fno-semantic-interposition
     $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${FERROLINK_HAS_NO_GNU_UNIQUE}>>:-fno-gnu-unique>)
   if(FERROLINK_SANITIZER STREQUAL "address")
     target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-omit-frame-pointer -O1)

@@ -6,13 +6,14 @@
 
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/NativeError.h"
+#include "native/BriefMutex.h"
 
 namespace JavaCallback {
 namespace {
 
 // Object and method change together under it. JNI calls on references are made under it, calls into
 // Java are not.
-std::mutex callbackMutex;
+Ferrolink::Native::BriefMutex callbackMutex;
 
 // A global reference to the class of byte[], made with the first registration and never dropped.
 std::atomic<jclass> byteArrayClass{nullptr};
@@ -33,7 +34,7 @@ void keepByteArrayClass(JNIEnv* env) {
 
 // Takes over the global reference, or null; returns the one that was held before.
 jobject replace(jobject object, jmethodID method) {
-  const std::lock_guard<std::mutex> lock(callbackMutex);
+  const std::lock_guard<Ferrolink::Native::BriefMutex> lock(callbackMutex);
   sendCommandCallbackMethod.store(method);
   return sendCommandCallbackObject.exchange(object);
 }
@@ -85,12 +86,11 @@ void set(JNIEnv* env, jobject callback) {
 }
 
 bool isSet() {
-  const std::lock_guard<std::mutex> lock(callbackMutex);
   return sendCommandCallbackObject.load() != nullptr && sendCommandCallbackMethod.load() != nullptr;
 }
 
 Borrowed borrow(JNIEnv* env) {
-  const std::lock_guard<std::mutex> lock(callbackMutex);
+  const std::lock_guard<Ferrolink::Native::BriefMutex> lock(callbackMutex);
   jobject object = sendCommandCallbackObject.load();
   jmethodID method = sendCommandCallbackMethod.load();
   if (object == nullptr || method == nullptr) {

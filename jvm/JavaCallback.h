@@ -23,7 +23,7 @@ struct Borrowed {
 /// `callback` has no apply(Object), and leaves no Java exception pending.
 void set(JNIEnv* env, jobject callback);
 
-/// Whether both object and method are there.
+/// Whether both object and method are there. Takes no lock: a command asks again when it borrows.
 bool isSet();
 
 /// The callback, for one call on this thread; empty where none is set.

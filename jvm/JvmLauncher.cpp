@@ -94,14 +94,16 @@ bool JvmLauncher::CheckAndHandleJvmException(JNIEnv* env, const std::string& cod
   raise(code + ". JVM exception occurred");
 }
 
-void JvmLauncher::checkJava(JNIEnv* env, const char* code) {
-  if (env->ExceptionCheck() != JNI_FALSE) [[unlikely]] {
-    CheckAndHandleJvmException(env, code, true);
-  }
+void JvmLauncher::raisePendingException(JNIEnv* env, const char* code) {
+  CheckAndHandleJvmException(env, code, true);
 }
 
 void JvmLauncher::raise(const std::string& text) {
   HandleException(FerrolinkNativeException("JVM Launcher: Exception code " + text, "Unknown"));
+}
+
+void JvmLauncher::raise(const char* text) {
+  raise(std::string(text));
 }
 
 void JvmLauncher::HandleException(FerrolinkNativeException e) {

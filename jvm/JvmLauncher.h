@@ -8,16 +8,16 @@
 #include <memory>
 #include <mutex>
 #include <string>
-#include <thread>
-#include <unordered_map>
 #include <vector>
 
 #include "jvm/JniReferences.h"
 #include "jvm/ThreadJniEnv.h"
+#include "native/BriefMutex.h"
 #include "native/Export.h"
 #include "native/FerrolinkNativeException.h"
 #include "native/Loader.h"
 #include "native/NativeLauncher.h"
+#include "native/ThreadResponses.h"
 
 /// Gives the receiver role a JVM to call into. Launching (mode 1): finds a JVM library, starts a
 /// JVM on the first command and calls the static methods of com.ferrolink.core.receiver.Receiver.
@@ -101,8 +101,16 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
 
   /// Raises "JVM Launcher: Exception code " and `text` through HandleException.
   [[noreturn]] FERROLINK_LOCAL void raise(const std::string& text);
+  [[noreturn, gnu::cold]] FERROLINK_LOCAL void raise(const char* text);
   [[noreturn]] FERROLINK_LOCAL void raiseFailedAttach();
-  FERROLINK_LOCAL void checkJava(JNIEnv* env, const char* code);
+
+  /// As CheckAndHandleJvmException; nothing but the check happens where nothing is pending.
+  FERROLINK_LOCAL void checkJava(JNIEnv* env, const char* code) {
+    if (env->ExceptionCheck() != JNI_FALSE) [[unlikely]] {
+      raisePendingException(env, code);
+    }
+  }
+  [[gnu::cold]] FERROLINK_LOCAL void raisePendingException(JNIEnv* env, const char* code);
 
   FERROLINK_LOCAL bool tryOpenJvmLibrary(const std::string& candidate);
   FERROLINK_LOCAL void printClassPath() const;
@@ -117,20 +125,40 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
                                                const char* nullCode);
   FERROLINK_LOCAL Jni::LocalReference<jclass> findReceiverClass(JNIEnv* env);
   FERROLINK_LOCAL ReceiverClass receiverClassFor(JNIEnv* env);
-  FERROLINK_LOCAL bool isStartingThread(JNIEnv* env) const;
-  FERROLINK_LOCAL bool isReceiverKnown() const;
+
+  // Both are asked: the token, because a later thread may be given the same environment; the
+  // environment, because the thread may have been detached and attached again in the meantime.
+  [[nodiscard]] FERROLINK_LOCAL bool isStartingThread(JNIEnv* env) const {
+    return m_JvmEnv.load(std::memory_order_relaxed) == env &&
+           m_startingThread.load(std::memory_order_relaxed) == currentThreadToken();
+  }
+
+  /// A reference to the receiver class that the calling thread may use; null where there is none.
+  [[nodiscard]] FERROLINK_LOCAL jclass knownReceiverClassFor(JNIEnv* env) const {
+    if (isStartingThread(env)) [[unlikely]] {
+      if (jclass kept = m_receiverClass.load(std::memory_order_relaxed)) {
+        return kept;
+      }
+    }
+    return m_sharedReceiverClass.load(std::memory_order_acquire);
+  }
+
+  [[nodiscard]] FERROLINK_LOCAL bool isReceiverKnown() const {
+    return m_receiverKnown.load(std::memory_order_acquire);
+  }
 
   FERROLINK_LOCAL void ensureJvmInitialized();
+  FERROLINK_LOCAL void initializeJvmOnce();
   FERROLINK_LOCAL void requireCallback();
-  FERROLINK_LOCAL void ensureReceiverKnown(JNIEnv* env);
+  FERROLINK_LOCAL void lookUpReceiverOnce(JNIEnv* env);
   FERROLINK_LOCAL int dispatch(JNIEnv* env, std::uint8_t* message, int length);
   FERROLINK_LOCAL Jni::LocalReference<jbyteArray> makeCommandArray(JNIEnv* env,
                                                                    const std::uint8_t* message,
                                                                    int length);
+  FERROLINK_LOCAL jobject callReceiver(JNIEnv* env, jbyteArray command, bool heartBeat);
   FERROLINK_LOCAL Jni::LocalReference<jbyteArray> callJava(JNIEnv* env, jbyteArray command,
                                                            bool heartBeat);
   FERROLINK_LOCAL int storeJavaResponse(JNIEnv* env, jbyteArray response);
-  FERROLINK_LOCAL void storeResponse(std::vector<std::uint8_t> response);
   FERROLINK_LOCAL void printLoadLibraryPath(const std::string& text, std::size_t capacity) const;
   FERROLINK_LOCAL std::string askReceiverForInfo(JNIEnv* env);
 
@@ -187,11 +215,9 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   std::atomic<jmethodID> m_runtimeInfoMethod{nullptr};
 
   // Held while a Java array is created and filled.
-  std::mutex m_arrayMutex;
+  Ferrolink::Native::BriefMutex m_arrayMutex;
 
-  // Guarded by m_responseMutex: the last response of each thread that has not read it yet.
-  std::mutex m_responseMutex;
-  std::unordered_map<std::thread::id, std::vector<std::uint8_t>> m_responses;
+  Ferrolink::Native::ThreadResponses m_responses;
 };
 
 /// Body of the short-lived thread on which a launcher creates its JVM. A failure is raised here,

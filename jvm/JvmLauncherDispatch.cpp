@@ -1,7 +1,7 @@
-// Commands into the JVM and their responses.
-#include <algorithm>
+// Commands into the JVM and their responses. What every command passes through is one function to
+// the compiler and several to the reader: a call of its own would cost as much as some of the
+// steps.
 #include <cstddef>
-#include <cstring>
 #include <optional>
 
 #include "jvm/JavaCallback.h"
@@ -45,16 +45,20 @@ int JvmLauncher::SendCommand(std::uint8_t* message, int length) {
   return dispatch(thread->m_jniEnv, message, length);
 }
 
-void JvmLauncher::ensureJvmInitialized() {
-  if (!m_jvmInitialized.load(std::memory_order_acquire)) {
-    const std::lock_guard<std::mutex> lock(m_startUpMutex);
-    if (!m_jvmInitialized.load(std::memory_order_relaxed)) {
-      InitializeJvm();
-      m_jvmInitialized.exchange(true);
-    }
+inline void JvmLauncher::ensureJvmInitialized() {
+  if (!m_jvmInitialized.load(std::memory_order_acquire)) [[unlikely]] {
+    initializeJvmOnce();
   }
-  if (m_javaVM.load(std::memory_order_relaxed) == nullptr) {
+  if (m_javaVM.load(std::memory_order_relaxed) == nullptr) [[unlikely]] {
     raise("018. JVM not initialized");
+  }
+}
+
+void JvmLauncher::initializeJvmOnce() {
+  const std::lock_guard<std::mutex> lock(m_startUpMutex);
+  if (!m_jvmInitialized.load(std::memory_order_relaxed)) {
+    InitializeJvm();
+    m_jvmInitialized.exchange(true);
   }
 }
 
@@ -69,18 +73,17 @@ void JvmLauncher::requireCallback() {
 
 // After a start-up that failed, or with a JVM that others had started, the receiver is not known
 // yet.
-void JvmLauncher::ensureReceiverKnown(JNIEnv* env) {
+void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
+  const std::lock_guard<std::mutex> lock(m_startUpMutex);
   if (!isReceiverKnown()) {
-    const std::lock_guard<std::mutex> lock(m_startUpMutex);
-    if (!isReceiverKnown()) {
-      lookUpReceiver(env);
-    }
+    lookUpReceiver(env);
   }
 }
 
-int JvmLauncher::dispatch(JNIEnv* env, std::uint8_t* message, int length) {
-  if (m_launching) {
-    ensureReceiverKnown(env);
+[[gnu::always_inline]] inline int JvmLauncher::dispatch(JNIEnv* env, std::uint8_t* message,
+                                                        int length) {
+  if (m_launching && !isReceiverKnown()) [[unlikely]] {
+    lookUpReceiverOnce(env);
   }
   Jni::LocalReference<jbyteArray> command = makeCommandArray(env, message, length);
   Jni::LocalReference<jbyteArray> response =
@@ -96,10 +99,9 @@ int JvmLauncher::dispatch(JNIEnv* env, std::uint8_t* message, int length) {
 
 // The lock is given back before anything is raised: the runtime information that every error text
 // carries comes out of Java.
-Jni::LocalReference<jbyteArray> JvmLauncher::makeCommandArray(JNIEnv* env,
-                                                              const std::uint8_t* message,
-                                                              int length) {
-  std::unique_lock<std::mutex> lock(m_arrayMutex);
+[[gnu::always_inline]] inline Jni::LocalReference<jbyteArray> JvmLauncher::makeCommandArray(
+    JNIEnv* env, const std::uint8_t* message, int length) {
+  std::unique_lock<Ferrolink::Native::BriefMutex> lock(m_arrayMutex);
   Jni::LocalReference<jbyteArray> command(env, env->NewByteArray(length));
   if (!command) {
     lock.unlock();
@@ -122,14 +124,20 @@ Jni::LocalReference<jbyteArray> JvmLauncher::makeCommandArray(JNIEnv* env,
   return command;
 }
 
-Jni::LocalReference<jbyteArray> JvmLauncher::callJava(JNIEnv* env, jbyteArray command,
-                                                      bool heartBeat) {
+inline jobject JvmLauncher::callReceiver(JNIEnv* env, jbyteArray command, bool heartBeat) {
+  const std::atomic<jmethodID>& method = heartBeat ? m_heartBeatMethod : m_sendCommandMethod;
+  if (jclass known = knownReceiverClassFor(env)) [[likely]] {
+    return env->CallStaticObjectMethod(known, method.load(std::memory_order_relaxed), command);
+  }
+  const ReceiverClass found = receiverClassFor(env);
+  return env->CallStaticObjectMethod(found.usable, method.load(std::memory_order_relaxed), command);
+}
+
+[[gnu::always_inline]] inline Jni::LocalReference<jbyteArray> JvmLauncher::callJava(
+    JNIEnv* env, jbyteArray command, bool heartBeat) {
   jobject result = nullptr;
   if (m_launching) {
-    const ReceiverClass receiverClass = receiverClassFor(env);
-    const std::atomic<jmethodID>& method = heartBeat ? m_heartBeatMethod : m_sendCommandMethod;
-    result = env->CallStaticObjectMethod(receiverClass.usable,
-                                         method.load(std::memory_order_relaxed), command);
+    result = callReceiver(env, command, heartBeat);
   } else {
     const JavaCallback::Borrowed callback = JavaCallback::borrow(env);
     if (!callback.object) {
@@ -145,48 +153,24 @@ Jni::LocalReference<jbyteArray> JvmLauncher::callJava(JNIEnv* env, jbyteArray co
   return response;
 }
 
-int JvmLauncher::storeJavaResponse(JNIEnv* env, jbyteArray response) {
-  std::vector<std::uint8_t> bytes;
-  {
-    const Jni::ByteArrayElements elements(env, response);
-    if (elements.get() == nullptr) {
-      Jni::clearPendingException(env);
-      raise(m_launching ? "025. Failed to get byte array elements"
-                        : "025. Failed to get callback response bytes");
-    }
-    checkJava(env, "026");
-    const jsize length = env->GetArrayLength(response);
-    checkJava(env, "027");
-    const auto* first = reinterpret_cast<const std::uint8_t*>(elements.get());
-    bytes.assign(first, first + length);
+[[gnu::always_inline]] inline int JvmLauncher::storeJavaResponse(JNIEnv* env, jbyteArray response) {
+  const Jni::ByteArrayElements elements(env, response);
+  if (elements.get() == nullptr) {
+    Jni::clearPendingException(env);
+    raise(m_launching ? "025. Failed to get byte array elements"
+                      : "025. Failed to get callback response bytes");
   }
-  const int length = static_cast<int>(bytes.size());
-  storeResponse(std::move(bytes));
+  checkJava(env, "026");
+  const jsize length = env->GetArrayLength(response);
+  checkJava(env, "027");
+  m_responses.store(reinterpret_cast<const std::uint8_t*>(elements.get()),
+                    static_cast<std::size_t>(length));
   return length;
 }
 
-void JvmLauncher::storeResponse(std::vector<std::uint8_t> response) {
-  const std::lock_guard<std::mutex> lock(m_responseMutex);
-  m_responses[std::this_thread::get_id()] = std::move(response);
-}
-
 int JvmLauncher::ReadResponse(std::uint8_t* buffer, int length) {
-  std::vector<std::uint8_t> response;
-  {
-    std::unique_lock<std::mutex> lock(m_responseMutex);
-    const auto entry = m_responses.find(std::this_thread::get_id());
-    if (entry == m_responses.end()) {
-      lock.unlock();
-      raise("017.\nError while reading response");
-    }
-    response = std::move(entry->second);
-    m_responses.erase(entry);
-  }
-  // Widened as a signed value and compared unsigned: a negative length copies the whole response.
-  const auto room = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(length));
-  const std::size_t copied = std::min(response.size(), room);
-  if (copied > 0) {
-    std::memcpy(buffer, response.data(), copied);
+  if (!m_responses.read(buffer, length)) {
+    raise("017.\nError while reading response");
   }
   return 0;
 }

@@ -64,7 +64,7 @@ int JvmLauncher::HandleLoadLibraryCommand(std::uint8_t* message, int length) {
     }
   }
   AddToLibrariesToLoad(path.generic_string());
-  storeResponse(std::vector<std::uint8_t>(kAnswer.begin(), kAnswer.end()));
+  m_responses.store(kAnswer.data(), kAnswer.size());
   return static_cast<int>(kAnswer.size());
 }
 

@@ -143,28 +143,12 @@ jmethodID JvmLauncher::findReceiverMethod(JNIEnv* env, jclass receiverClass, con
   return method;
 }
 
-bool JvmLauncher::isReceiverKnown() const {
-  return m_receiverKnown.load(std::memory_order_acquire);
-}
-
-// Both are asked: the token, because a later thread may be given the same environment; the
-// environment, because the thread may have been detached and attached again in the meantime.
-bool JvmLauncher::isStartingThread(JNIEnv* env) const {
-  return m_startingThread.load(std::memory_order_relaxed) == currentThreadToken() &&
-         m_JvmEnv.load(std::memory_order_relaxed) == env;
-}
-
 // The starting thread uses its local reference, all others one shared global reference. The first
 // of them makes it, of its own FindClass result; threads that come while it is being made use their
 // own result for the one call, so that nobody waits and exactly one global reference is made.
 JvmLauncher::ReceiverClass JvmLauncher::receiverClassFor(JNIEnv* env) {
-  if (isStartingThread(env)) {
-    if (jclass kept = m_receiverClass.load(std::memory_order_relaxed)) {
-      return {kept, {}};
-    }
-  }
-  if (jclass shared = m_sharedReceiverClass.load(std::memory_order_acquire)) {
-    return {shared, {}};
+  if (jclass known = knownReceiverClassFor(env)) {
+    return {known, {}};
   }
   Jni::LocalReference<jclass> own = findReceiverClass(env);
   if (!m_sharingReceiverClass.exchange(true)) {

@@ -53,16 +53,20 @@ ThreadToken currentThreadToken() {
   return threadToken;
 }
 
-ThreadJniEnv::ThreadJniEnv(JavaVM* vm) : m_javaVM(vm), m_thread(currentThreadToken()) {
+ThreadJniEnv::ThreadJniEnv(JavaVM* vm) : m_javaVM(vm) {
   if (vm == nullptr) {
     fail("ThreadJniEnv: JavaVM pointer is null");
   }
   const jint result = vm->GetEnv(reinterpret_cast<void**>(&m_jniEnv), JNI_VERSION_1_8);
+  if (result == JNI_OK && m_jniEnv != nullptr) [[likely]] {
+    return;
+  }
   if (result == JNI_EDETACHED) {
     if (vm->AttachCurrentThread(reinterpret_cast<void**>(&m_jniEnv), nullptr) != JNI_OK) {
       printAndFail("ThreadJniEnv: failed to attach thread to JVM");
     }
     m_attached = true;
+    m_thread = currentThreadToken();
   } else if (result == JNI_EVERSION) {
     printAndFail("ThreadJniEnv: JNI version not supported");
   } else if (result != JNI_OK) {

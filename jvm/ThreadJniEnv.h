@@ -32,7 +32,7 @@ class ThreadJniEnv {
   // DetachCurrentThread detaches whichever thread calls it. The process-wide holder below can be
   // destroyed on another thread (the one that runs exit, the JVM's own VM thread after
   // System.exit), which must not be detached in its stead.
-  const ThreadToken m_thread;
+  ThreadToken m_thread = 0;  ///< set where attached
 };
 
 /// The environment of the process-wide holder, which the first call builds for its own thread.

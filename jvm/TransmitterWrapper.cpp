@@ -5,6 +5,7 @@
 #include <jni.h>
 
 #include <array>
+#include <cstring>
 #include <exception>
 #include <stdexcept>
 #include <string>
@@ -93,6 +94,30 @@ jint sendCommand(JNIEnv* env, jbyteArray message) {
   return currentTransmitter().SendCommand(bytesOf(elements), length);
 }
 
+/// Zeroed bytes for one response; small ones lie in the object itself.
+class ResponseBuffer {
+ public:
+  explicit ResponseBuffer(std::size_t size) {
+    if (size <= m_small.size()) {
+      std::memset(m_small.data(), 0, size);
+    } else {
+      m_large.resize(size);
+      m_bytes = m_large.data();
+    }
+  }
+  ResponseBuffer(const ResponseBuffer&) = delete;
+  ResponseBuffer& operator=(const ResponseBuffer&) = delete;
+  ~ResponseBuffer() = default;
+
+  [[nodiscard]] std::uint8_t* bytes() { return m_bytes; }
+  [[nodiscard]] jbyte* javaBytes() { return reinterpret_cast<jbyte*>(m_bytes); }
+
+ private:
+  std::array<std::uint8_t, 2048> m_small;
+  std::vector<std::uint8_t> m_large;
+  std::uint8_t* m_bytes = m_small.data();
+};
+
 // One byte comes down: the target runtime, by which in-process channels route the read.
 jint readResponse(JNIEnv* env, jbyteArray buffer) {
   requireArray(buffer);
@@ -100,10 +125,10 @@ jint readResponse(JNIEnv* env, jbyteArray buffer) {
   if (length == 0) {
     return 0;
   }
-  std::vector<std::uint8_t> response(static_cast<std::size_t>(length));
-  env->GetByteArrayRegion(buffer, 0, 1, reinterpret_cast<jbyte*>(response.data()));
-  currentTransmitter().ReadResponse(response.data(), length);
-  env->SetByteArrayRegion(buffer, 0, length, reinterpret_cast<const jbyte*>(response.data()));
+  ResponseBuffer response(static_cast<std::size_t>(length));
+  env->GetByteArrayRegion(buffer, 0, 1, response.javaBytes());
+  currentTransmitter().ReadResponse(response.bytes(), length);
+  env->SetByteArrayRegion(buffer, 0, length, response.javaBytes());
   return 0;
 }
 

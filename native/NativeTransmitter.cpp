@@ -1,5 +1,6 @@
 #include "native/NativeTransmitter.h"
 
+#include <cstring>
 #include <utility>
 
 #include "native/FerrolinkNativeException.h"
@@ -22,13 +23,26 @@ constexpr std::uint8_t kTcpTls = 2;
 
 std::atomic<unsigned long> lastNumber{0};
 
-// The channel that this thread selected last, and the transmitter it did so through. Only channels
-// that a transmitter keeps for its whole life are noted, so the pointer outlives no channel.
+// Where a command goes, in one number: 0 in this process, otherwise the header's address and port
+// below a mark. The channel type is not part of it.
+using EndpointCode = std::uint64_t;
+constexpr EndpointCode kThisProcess = 0;
+constexpr EndpointCode kNetworkMark = EndpointCode{1} << 48U;
+
+EndpointCode networkCode(const std::uint8_t* message) {
+  EndpointCode code = kNetworkMark;
+  std::memcpy(&code, message + CommandHeader::kAddress, 6);
+  return code;
+}
+
+// What this thread selected last, and the transmitter it did so through. Only channels that a
+// transmitter keeps for its whole life are noted, so the pointer outlives no channel.
 struct ThreadSelection {
   unsigned long transmitter;
+  EndpointCode endpoint;
   ITransport* channel;
 };
-FERROLINK_THREAD_LOCAL ThreadSelection threadSelection{0, nullptr};
+FERROLINK_THREAD_LOCAL ThreadSelection threadSelection{0, kThisProcess, nullptr};
 
 /// Gives the thread its selection back when an operation of the channel has ended: what ran in the
 /// called runtime may have sent commands of its own over other channels.
@@ -43,18 +57,16 @@ class KeptSelection {
   const ThreadSelection m_selection;
 };
 
-std::string addressOf(const std::uint8_t* message) {
+std::string addressIn(EndpointCode code) {
   std::string address;
-  for (int octet = 0; octet < 4; ++octet) {
-    address += (octet == 0 ? "" : ".") + std::to_string(message[CommandHeader::kAddress + octet]);
+  for (unsigned octet = 0; octet < 4; ++octet) {
+    address += (octet == 0 ? "" : ".") + std::to_string((code >> (8U * octet)) & 0xFFU);
   }
   return address;
 }
 
-std::uint16_t portOf(const std::uint8_t* message) {
-  const unsigned low = message[CommandHeader::kPort];
-  const unsigned high = message[CommandHeader::kPort + 1];
-  return static_cast<std::uint16_t>(low | (high << 8U));
+std::uint16_t portIn(EndpointCode code) {
+  return static_cast<std::uint16_t>(code >> 32U);
 }
 
 void initialize(ITransport& channel, const std::uint8_t* message) {
@@ -63,7 +75,20 @@ void initialize(ITransport& channel, const std::uint8_t* message) {
                      message[CommandHeader::kLaunchArgument]);
 }
 
+[[noreturn, gnu::cold]] void raise(const std::string& text) {
+  throw FerrolinkNativeException(text, "Unknown");
+}
+
+[[noreturn, gnu::cold]] void raiseTooShort() {
+  raise("Message byte array length is less than " + std::to_string(CommandHeader::kSize));
+}
+
 }  // namespace
+
+struct NativeTransmitter::Endpoint {
+  EndpointCode code;
+  bool useTls;  ///< of the channel, where there is none yet
+};
 
 NativeTransmitter::NativeTransmitter(Definitions::RuntimeOperationMode mode)
     : m_operationMode(mode), m_number(lastNumber.fetch_add(1) + 1) {}
@@ -72,9 +97,7 @@ NativeTransmitter::~NativeTransmitter() = default;
 
 int NativeTransmitter::SendCommand(std::uint8_t* message, int length) {
   if (length < CommandHeader::kSize) {
-    throw FerrolinkNativeException(
-        "Message byte array length is less than " + std::to_string(CommandHeader::kSize),
-        "Unknown");
+    raiseTooShort();
   }
   ITransport& channel = select(message);
   const KeptSelection kept;
@@ -88,27 +111,26 @@ int NativeTransmitter::ReadResponse(std::uint8_t* buffer, int length) {
   }
   Channel current;
   {
-    const std::lock_guard<std::mutex> lock(m_channelsMutex);
+    const std::lock_guard<BriefMutex> lock(m_channelsMutex);
     current = m_currentChannel;
   }
   if (current == nullptr) {
-    throw FerrolinkNativeException(
-        "Ferrolink Native Exception: Exception code 020. \nNo channel selected", "Unknown");
+    raise("Ferrolink Native Exception: Exception code 020. \nNo channel selected");
   }
   return current->ReadResponse(buffer, length);
 }
 
 void NativeTransmitter::SetTransportChannel(ITransport* channel) {
-  threadSelection = {m_number, nullptr};
+  threadSelection = {m_number, kThisProcess, nullptr};
   Channel replaced(channel);
-  const std::lock_guard<std::mutex> lock(m_channelsMutex);
+  const std::lock_guard<BriefMutex> lock(m_channelsMutex);
   m_currentChannel.swap(replaced);
   m_current.store(channel);
 }
 
 int NativeTransmitter::SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                           std::uint8_t launchArgument, std::string path) {
-  ITransport& channel = selectInMemory();
+  ITransport& channel = select(Endpoint{kThisProcess, false});
   const KeptSelection kept;
   channel.Initialize(callingRuntime, calledRuntime, launchArgument);
   return channel.SetEmbeddedRuntime(callingRuntime, calledRuntime, launchArgument, std::move(path));
@@ -125,53 +147,53 @@ int NativeTransmitter::DeployRuntime(std::uint8_t* message, int length, std::str
 ITransport& NativeTransmitter::select(const std::uint8_t* message) {
   switch (message[CommandHeader::kChannelType]) {
     case kInMemory:
-      return selectInMemory();
+      return select(Endpoint{kThisProcess, false});
     case kTcp:
-      return selectNetwork(message, false);
+      return select(Endpoint{networkCode(message), false});
     case kTcpTls:
-      return selectNetwork(message, true);
+      return select(Endpoint{networkCode(message), true});
     default:
-      throw FerrolinkNativeException("Ferrolink Native Exception: Exception code 023.", "Unknown");
+      raise("Ferrolink Native Exception: Exception code 023.");
   }
 }
 
-ITransport& NativeTransmitter::selectInMemory() {
-  Channel channel;
-  {
-    const std::lock_guard<std::mutex> lock(m_channelsMutex);
-    if (m_inMemoryChannel == nullptr) {
-      m_inMemoryChannel = std::make_shared<TransportInMemory>();
-    }
-    channel = m_inMemoryChannel;
+ITransport& NativeTransmitter::select(const Endpoint& endpoint) {
+  if (threadSelection.transmitter == m_number && threadSelection.endpoint == endpoint.code &&
+      threadSelection.channel != nullptr && threadSelection.channel == m_current.load()) {
+    return *threadSelection.channel;
   }
-  return makeCurrent(channel);
-}
-
-ITransport& NativeTransmitter::selectNetwork(const std::uint8_t* message, bool useTls) {
-  const std::string address = addressOf(message);
-  const std::uint16_t port = portOf(message);
-  Channel channel;
-  {
-    const std::lock_guard<std::mutex> lock(m_channelsMutex);
-    Channel& entry = m_channels[address + ":" + std::to_string(port)];
-    if (entry == nullptr) {
-      entry = std::make_shared<TransportNetwork>(address, port, useTls);
-    }
-    channel = entry;
-  }
-  return makeCurrent(channel);
+  return selectAnew(endpoint);
 }
 
 // The channel that was current is released after the lock: its destructor may do anything.
-ITransport& NativeTransmitter::makeCurrent(const Channel& channel) {
-  threadSelection = {m_number, channel.get()};
-  if (m_current.load() != channel.get()) {
-    Channel replaced = channel;
-    const std::lock_guard<std::mutex> lock(m_channelsMutex);
+ITransport& NativeTransmitter::selectAnew(const Endpoint& endpoint) {
+  Channel replaced;
+  ITransport* selected = nullptr;
+  {
+    const std::lock_guard<BriefMutex> lock(m_channelsMutex);
+    replaced = channelTo(endpoint);
+    selected = replaced.get();
     m_currentChannel.swap(replaced);
-    m_current.store(channel.get());
+    m_current.store(selected);
   }
-  return *channel;
+  threadSelection = {m_number, endpoint.code, selected};
+  return *selected;
+}
+
+NativeTransmitter::Channel& NativeTransmitter::channelTo(const Endpoint& endpoint) {
+  if (endpoint.code == kThisProcess) {
+    if (m_inMemoryChannel == nullptr) {
+      m_inMemoryChannel = std::make_shared<TransportInMemory>();
+    }
+    return m_inMemoryChannel;
+  }
+  const std::string address = addressIn(endpoint.code);
+  const std::uint16_t port = portIn(endpoint.code);
+  Channel& channel = m_channels[address + ":" + std::to_string(port)];
+  if (channel == nullptr) {
+    channel = std::make_shared<TransportNetwork>(address, port, endpoint.useTls);
+  }
+  return channel;
 }
 
 }  // namespace Ferrolink::Native::Transmitter

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "native/BriefMutex.h"
 #include "native/Export.h"
 #include "native/interfaces/ITransmitter.h"
 #include "native/interfaces/ITransport.h"
@@ -50,16 +50,17 @@ class FERROLINK_EXPORT NativeTransmitter : public Interfaces::ITransmitter {
                     std::uint8_t flag) override;
 
  private:
+  struct Endpoint;
   using Channel = std::shared_ptr<Interfaces::ITransport>;
 
   FERROLINK_LOCAL Interfaces::ITransport& select(const std::uint8_t* message);
-  FERROLINK_LOCAL Interfaces::ITransport& selectInMemory();
-  FERROLINK_LOCAL Interfaces::ITransport& selectNetwork(const std::uint8_t* message, bool useTls);
-  FERROLINK_LOCAL Interfaces::ITransport& makeCurrent(const Channel& channel);
+  FERROLINK_LOCAL Interfaces::ITransport& select(const Endpoint& endpoint);
+  FERROLINK_LOCAL Interfaces::ITransport& selectAnew(const Endpoint& endpoint);
+  FERROLINK_LOCAL Channel& channelTo(const Endpoint& endpoint);
 
   // Guarded by m_channelsMutex, held for a look-up or an assignment only, never across a channel's
   // operation. Destroyed in reverse order: current channel, registry, in-memory channel.
-  std::mutex m_channelsMutex;
+  BriefMutex m_channelsMutex;
   Channel m_inMemoryChannel;
   std::map<std::string, Channel> m_channels;
   Channel m_currentChannel;

@@ -2,10 +2,7 @@
 
 #include <cxxabi.h>
 
-#include <algorithm>
 #include <cstddef>
-#include <cstring>
-#include <optional>
 #include <utility>
 
 #include "companions/cpp/HandlerRegistry.h"
@@ -102,22 +99,15 @@ int CppLauncher::SendCommand(std::uint8_t* message, int length) {
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (...) {
-    m_responses.take();
+    m_responses.forget();
     return 0;
   }
 }
 
 int CppLauncher::ReadResponse(std::uint8_t* buffer, int length) {
-  const std::optional<ThreadResponses::Response> response = m_responses.take();
-  if (!response) {
+  if (!m_responses.read(buffer, length)) {
     throw FerrolinkNativeException(
         "Cpp Launcher: Exception code 017.\nError while reading response", "Unknown");
-  }
-  // Widened as a signed value and compared unsigned: a negative length copies the whole response.
-  const auto room = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(length));
-  const std::size_t copied = std::min(response->size(), room);
-  if (copied > 0) {
-    std::memcpy(buffer, response->data(), copied);
   }
   return 0;
 }

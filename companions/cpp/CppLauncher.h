@@ -5,9 +5,9 @@
 #include <string>
 
 #include "companions/cpp/CommandFrame.h"
-#include "companions/cpp/ThreadResponses.h"
 #include "native/Export.h"
 #include "native/NativeLauncher.h"
+#include "native/ThreadResponses.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native::Launcher {
 
@@ -51,7 +51,7 @@ class FERROLINK_EXPORT CppLauncher : public Ferrolink::Native::Launcher::NativeL
   std::string GetRuntimeInfo() override;
 
  private:
-  ThreadResponses m_responses;
+  Ferrolink::Native::ThreadResponses m_responses;
 };
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native::Launcher

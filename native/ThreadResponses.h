@@ -1,0 +1,59 @@
+#ifndef FERROLINK_NATIVE_THREADRESPONSES_H
+#define FERROLINK_NATIVE_THREADRESPONSES_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace Ferrolink::Native {
+
+/// The last response of each thread that has not read it yet. Threads are told apart by their ids,
+/// so that concurrent callers each read their own; a response that its thread never reads stays
+/// until a thread with the same id stores or reads.
+/// Thread rule: any thread, each on its own response alone.
+class ThreadResponses {
+ public:
+  using Response = std::vector<std::uint8_t>;
+
+  ThreadResponses();
+  ThreadResponses(const ThreadResponses&) = delete;
+  ThreadResponses& operator=(const ThreadResponses&) = delete;
+
+  /// Replaces the calling thread's response, which stays where memory runs out (std::bad_alloc).
+  void store(const std::uint8_t* bytes, std::size_t length);
+  void store(Response response);
+
+  /// Copies the calling thread's response into `buffer`, as much of it as `length` bytes hold, and
+  /// forgets all of it. A negative length copies the whole response. False where there is none.
+  bool read(std::uint8_t* buffer, int length);
+
+  void forget();
+
+ private:
+  /// Belongs to the thread whose id it is kept under; the flag hands it on where a later thread is
+  /// given the same id.
+  struct Entry {
+    std::atomic<bool> waiting{false};
+    Response bytes;
+  };
+
+  Entry& ownEntry();
+  Entry& lookUpOwnEntry();
+  static void release(Entry& entry);
+
+  // Tells this object from all others that ever were.
+  const unsigned long m_number;
+
+  // Guarded by m_mutex, held for a look-up only. Entries stay where they are: each thread looks its
+  // own up once, and keeps a small block for its next response.
+  std::mutex m_mutex;
+  std::unordered_map<std::thread::id, Entry> m_entries;
+};
+
+}  // namespace Ferrolink::Native
+
+#endif
