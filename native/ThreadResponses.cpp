@@ -9,9 +9,13 @@
 namespace Ferrolink::Native {
 namespace {
 
-// The largest block that a thread keeps from one response for the next: with that many threads
-// asleep, it is what they occupy.
-constexpr std::size_t kKeptBytes = 2048;
+// What a thread keeps from one response for the next without asking, and what all threads together
+// keep of larger blocks. Allocating 1 MiB anew for each response costs 1 ms where the C library
+// gives it back to the kernel in between.
+constexpr std::size_t kKeptAlways = 2048;
+constexpr std::size_t kKeptTogether = std::size_t{16} << 20U;
+
+std::atomic<std::size_t> keptTogether{0};
 
 std::atomic<unsigned long> lastNumber{0};
 
@@ -26,6 +30,12 @@ FERROLINK_THREAD_LOCAL LastUsed lastUsed{0, nullptr};
 }  // namespace
 
 ThreadResponses::ThreadResponses() : m_number(lastNumber.fetch_add(1) + 1) {}
+
+ThreadResponses::~ThreadResponses() {
+  for (const auto& [thread, entry] : m_entries) {
+    keptTogether.fetch_sub(entry.charged);
+  }
+}
 
 inline ThreadResponses::Entry& ThreadResponses::ownEntry() {
   if (lastUsed.owner == m_number) {
@@ -42,8 +52,9 @@ ThreadResponses::Entry& ThreadResponses::lookUpOwnEntry() {
 }
 
 inline void ThreadResponses::release(Entry& entry) {
-  if (entry.bytes.capacity() > kKeptBytes) {
-    Response().swap(entry.bytes);
+  const std::size_t size = entry.bytes.capacity();
+  if (size != entry.charged && (size > kKeptAlways || entry.charged != 0)) {
+    keepOrFree(entry);
   }
   entry.waiting.store(false, std::memory_order_release);
 }
@@ -62,6 +73,30 @@ void ThreadResponses::store(Response response) {
   entry.waiting.store(true, std::memory_order_release);
 }
 
+void ThreadResponses::keepOrFree(Entry& entry) {
+  const std::size_t size = entry.bytes.capacity();
+  keptTogether.fetch_sub(std::exchange(entry.charged, 0));
+  if (size <= kKeptAlways) {
+    return;
+  }
+  if (keptTogether.fetch_add(size) + size <= kKeptTogether) {
+    entry.charged = size;
+  } else {
+    keptTogether.fetch_sub(size);
+    Response().swap(entry.bytes);
+  }
+}
+
+ThreadResponses::Response ThreadResponses::room() {
+  Entry& entry = ownEntry();
+  Response response;
+  if (!entry.waiting.load(std::memory_order_acquire)) {
+    response.swap(entry.bytes);
+    response.clear();
+  }
+  return response;
+}
+
 bool ThreadResponses::read(std::uint8_t* buffer, int length) {
   Entry& entry = ownEntry();
   if (!entry.waiting.load(std::memory_order_acquire)) {
@@ -77,7 +112,9 @@ bool ThreadResponses::read(std::uint8_t* buffer, int length) {
 }
 
 void ThreadResponses::forget() {
-  release(ownEntry());
+  Entry& entry = ownEntry();
+  static_cast<void>(entry.waiting.load(std::memory_order_acquire));
+  release(entry);
 }
 
 }  // namespace Ferrolink::Native

@@ -22,10 +22,14 @@ class ThreadResponses {
   ThreadResponses();
   ThreadResponses(const ThreadResponses&) = delete;
   ThreadResponses& operator=(const ThreadResponses&) = delete;
+  ~ThreadResponses();
 
   /// Replaces the calling thread's response, which stays where memory runs out (std::bad_alloc).
   void store(const std::uint8_t* bytes, std::size_t length);
   void store(Response response);
+
+  /// An empty response to fill and store, which makes use of a block that the thread has kept.
+  Response room();
 
   /// Copies the calling thread's response into `buffer`, as much of it as `length` bytes hold, and
   /// forgets all of it. A negative length copies the whole response. False where there is none.
@@ -39,17 +43,19 @@ class ThreadResponses {
   struct Entry {
     std::atomic<bool> waiting{false};
     Response bytes;
+    std::size_t charged = 0;  ///< how much of what threads keep together is this entry's
   };
 
   Entry& ownEntry();
   Entry& lookUpOwnEntry();
   static void release(Entry& entry);
+  static void keepOrFree(Entry& entry);
 
   // Tells this object from all others that ever were.
   const unsigned long m_number;
 
   // Guarded by m_mutex, held for a look-up only. Entries stay where they are: each thread looks its
-  // own up once, and keeps a small block for its next response.
+  // own up once, and keeps its block for the next response.
   std::mutex m_mutex;
   std::unordered_map<std::thread::id, Entry> m_entries;
 };

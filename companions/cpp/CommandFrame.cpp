@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "companions/cpp/Utf8.h"
 #include "native/interfaces/CommandHeader.h"
@@ -64,8 +65,9 @@ std::string libraryPathOf(Command command) {
   return path;
 }
 
-Reply emptyReply(std::uint8_t caller) {
-  Reply reply(Header::kSize);
+Reply emptyReply(std::uint8_t caller, Reply room) {
+  Reply reply = std::move(room);
+  reply.assign(Header::kSize, 0);
   reply[Header::kTargetRuntime] = caller;
   reply[Header::kCallingRuntime] = kCpp;
   return reply;

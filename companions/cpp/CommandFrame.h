@@ -40,7 +40,7 @@ HandlerCall handlerCallOf(Command command);
 std::string libraryPathOf(Command command);
 
 /// A reply of type 0 to `caller` that has no body yet.
-Reply emptyReply(std::uint8_t caller);
+Reply emptyReply(std::uint8_t caller, Reply room = {});
 
 /// A reply of type 0 that carries the command's body.
 Reply heartBeatReply(Command command);

@@ -17,6 +17,8 @@ namespace {
 
 namespace Header = Ferrolink::Native::Definitions::CommandHeader;
 
+using Ferrolink::Native::ThreadResponses;
+
 constexpr std::uint8_t kTypeCallHandler = 2;
 
 Command requireHeader(const std::uint8_t* message, int length) {
@@ -33,7 +35,7 @@ Command requireHeader(const std::uint8_t* message, int length) {
 
 // The handler is let go before the reply is handed on: what it releases may send commands too,
 // whose responses this one replaces.
-Reply callHandler(Command command) {
+Reply callHandler(Command command, ThreadResponses& responses) {
   const HandlerCall call = handlerCallOf(command);
   HandlerRegistry& registry = HandlerRegistry::instance();
   const HandlerRegistry::Handler handler = registry.find(call.name);
@@ -41,15 +43,15 @@ Reply callHandler(Command command) {
     throw CommandRejected("Unknown handler '" + std::string(call.name) +
                           "'. Known handlers: " + registry.names() + ".");
   }
-  ReplyBuilder reply(callerOf(command));
+  ReplyBuilder reply(callerOf(command), responses.room());
   const std::int32_t result = handler->call(call.payload.data(), call.payload.size(), &reply);
   return reply.finish(call.name, result);
 }
 
-Reply answer(Command command) {
+Reply answer(Command command, ThreadResponses& responses) {
   switch (command[Header::kCommandType]) {
     case kTypeCallHandler:
-      return callHandler(command);
+      return callHandler(command, responses);
     case Header::kTypeHeartBeat:
       return heartBeatReply(command);
     case Header::kTypeLoadLibrary:
@@ -64,12 +66,12 @@ Reply answer(Command command) {
 }
 
 // Whatever fails is an answer, but for the end of the thread, which cannot be stopped.
-Reply answerAnything(const std::uint8_t* message, int length) {
+Reply answerAnything(const std::uint8_t* message, int length, ThreadResponses& responses) {
   std::uint8_t caller = 0;
   try {
     const Command command = requireHeader(message, length);
     caller = callerOf(command);
-    return answer(command);
+    return answer(command, responses);
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (const CommandRejected& rejected) {
@@ -92,7 +94,7 @@ int CppLauncher::Initialize(std::uint8_t /*launchArgument*/) {
 
 int CppLauncher::SendCommand(std::uint8_t* message, int length) {
   try {
-    Reply reply = answerAnything(message, length);
+    Reply reply = answerAnything(message, length, m_responses);
     const int replyLength = static_cast<int>(reply.size());
     m_responses.store(std::move(reply));
     return replyLength;

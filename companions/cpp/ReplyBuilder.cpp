@@ -6,8 +6,10 @@
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-ReplyBuilder::ReplyBuilder(std::uint8_t caller)
-    : ferrolink_reply{appendBytes, failWith}, m_caller(caller), m_reply(emptyReply(caller)) {}
+ReplyBuilder::ReplyBuilder(std::uint8_t caller, Reply room)
+    : ferrolink_reply{appendBytes, failWith},
+      m_caller(caller),
+      m_reply(emptyReply(caller, std::move(room))) {}
 
 std::int32_t ReplyBuilder::appendBytes(ferrolink_reply* reply, const std::uint8_t* bytes,
                                        std::size_t length) {

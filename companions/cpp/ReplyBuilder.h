@@ -15,7 +15,8 @@ namespace Ferrolink::Runtimes::Cpp::Native {
 /// used there alone.
 class ReplyBuilder : public ferrolink_reply {
  public:
-  explicit ReplyBuilder(std::uint8_t caller);
+  /// `room` is where the answer is composed; what is in it goes.
+  explicit ReplyBuilder(std::uint8_t caller, Reply room = {});
   ReplyBuilder(const ReplyBuilder&) = delete;
   ReplyBuilder& operator=(const ReplyBuilder&) = delete;
   ~ReplyBuilder() = default;

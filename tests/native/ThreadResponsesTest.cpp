@@ -82,6 +82,43 @@ TEST(ThreadResponses, OfLargeSizesComeWholeAndLeaveSmallOnesAlone) {
   EXPECT_EQ(read(responses, 5), "small");
 }
 
+TEST(ThreadResponses, LeaveTheirRoomToTheNextOneOnceTheyWereRead) {
+  ThreadResponses responses;
+  EXPECT_EQ(responses.room().capacity(), 0U);
+  for (const std::size_t size : {std::size_t{100}, std::size_t{1} << 20U}) {
+    store(responses, std::string(size, 'x'));
+    EXPECT_EQ(responses.room().capacity(), 0U);
+    read(responses, size);
+    const ThreadResponses::Response room = responses.room();
+    EXPECT_EQ(room.size(), 0U);
+    EXPECT_GE(room.capacity(), size);
+  }
+}
+
+TEST(ThreadResponses, LeaveNoMoreThanSixteenMebibytesToAllThreadsTogether) {
+  ThreadResponses responses;
+  const std::string large((std::size_t{16} << 20U) + 1, 'x');
+  store(responses, large);
+  read(responses, large.size());
+  EXPECT_EQ(responses.room().capacity(), 0U);
+  const std::string half(std::size_t{8} << 20U, 'x');
+  const auto keep = [&](ThreadResponses& owner) {
+    store(owner, half);
+    read(owner, half.size());
+    return owner.room().capacity();
+  };
+  ThreadResponses first;
+  EXPECT_EQ(keep(first), half.size());
+  {
+    ThreadResponses second;
+    EXPECT_EQ(keep(second), half.size());
+    ThreadResponses third;
+    EXPECT_EQ(keep(third), 0U);
+  }
+  ThreadResponses fourth;
+  EXPECT_EQ(keep(fourth), half.size());
+}
+
 TEST(ThreadResponses, OfOneThreadAreKeptApartByOwner) {
   ThreadResponses first;
   ThreadResponses second;
