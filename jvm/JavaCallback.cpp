@@ -15,8 +15,10 @@ namespace {
 // Java are not.
 Ferrolink::Native::BriefMutex callbackMutex;
 
-// A global reference to the class of byte[], made with the first registration and never dropped.
+// A global reference to the class of byte[], made with the first registration, or later where
+// that failed, and never dropped.
 std::atomic<jclass> byteArrayClass{nullptr};
+std::atomic<bool> byteArrayClassFailed{false};
 
 void keepByteArrayClass(JNIEnv* env) {
   if (byteArrayClass.load() != nullptr) {
@@ -25,6 +27,7 @@ void keepByteArrayClass(JNIEnv* env) {
   const Jni::LocalReference<jclass> found(env, env->FindClass("[B"));
   jobject global = found ? env->NewGlobalRef(found.get()) : nullptr;
   Jni::clearPendingException(env);
+  byteArrayClassFailed.store(global == nullptr);
   jclass expected = nullptr;
   if (global != nullptr &&
       !byteArrayClass.compare_exchange_strong(expected, static_cast<jclass>(global))) {
@@ -104,8 +107,12 @@ Borrowed borrow(JNIEnv* env) {
 }
 
 bool isByteArray(JNIEnv* env, jobject result) {
+  if (byteArrayClassFailed.load()) [[unlikely]] {
+    keepByteArrayClass(env);
+  }
   jclass byteArray = byteArrayClass.load();
-  return byteArray == nullptr || env->IsInstanceOf(result, byteArray) != JNI_FALSE;
+  return byteArray == nullptr ? !byteArrayClassFailed.load()
+                              : env->IsInstanceOf(result, byteArray) != JNI_FALSE;
 }
 
 }  // namespace JavaCallback

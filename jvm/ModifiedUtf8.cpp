@@ -5,6 +5,7 @@
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
+constexpr std::string_view kModifiedZero = "\xC0\x80";
 
 bool isContinuation(unsigned char byte) {
   return (byte & 0xC0U) == 0x80U;
@@ -21,6 +22,9 @@ Decoded decode(std::string_view text) {
   if (first < 0x80U) {
     return {first, 1};
   }
+  if (text.substr(0, 2) == kModifiedZero) {
+    return {0, 2};
+  }
   const std::size_t size = first >= 0xF0U ? 4 : first >= 0xE0U ? 3 : 2;
   if (first < 0xC2U || first > 0xF4U || text.size() < size) {
     return {kReplacement, 1};
@@ -34,8 +38,7 @@ Decoded decode(std::string_view text) {
     character = (character << 6U) | (next & 0x3FU);
   }
   const bool overlong = (size == 3 && character < 0x800U) || (size == 4 && character < 0x10000U);
-  const bool surrogate = character >= 0xD800U && character <= 0xDFFFU;
-  if (overlong || surrogate || character > 0x10FFFFU) {
+  if (overlong || character > 0x10FFFFU) {
     return {kReplacement, 1};
   }
   return {character, size};
@@ -62,7 +65,43 @@ void append(std::string& out, char32_t character) {
   }
 }
 
+bool isHighSurrogate(char32_t character) {
+  return character >= 0xD800U && character <= 0xDBFFU;
+}
+
+bool isLowSurrogate(char32_t character) {
+  return character >= 0xDC00U && character <= 0xDFFFU;
+}
+
+void appendFourBytes(std::string& out, char32_t character) {
+  out.push_back(static_cast<char>(0xF0U | (character >> 18U)));
+  out.push_back(static_cast<char>(0x80U | ((character >> 12U) & 0x3FU)));
+  out.push_back(static_cast<char>(0x80U | ((character >> 6U) & 0x3FU)));
+  out.push_back(static_cast<char>(0x80U | (character & 0x3FU)));
+}
+
 }  // namespace
+
+std::string fromModifiedUtf8(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  while (!text.empty()) {
+    const Decoded high = decode(text);
+    const Decoded low = isHighSurrogate(high.character) && text.size() > high.size
+                            ? decode(text.substr(high.size))
+                            : Decoded{0, 0};
+    std::size_t taken = high.size;
+    if (isLowSurrogate(low.character)) {
+      appendFourBytes(out,
+                      0x10000U + ((high.character - 0xD800U) << 10U) + (low.character - 0xDC00U));
+      taken += low.size;
+    } else {
+      out.append(text.substr(0, taken));
+    }
+    text.remove_prefix(taken);
+  }
+  return out;
+}
 
 std::string toModifiedUtf8(std::string_view text) {
   std::string out;

@@ -7,6 +7,7 @@
 #include <array>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -57,18 +58,30 @@ ITransmitter& currentTransmitter() {
   return *current;
 }
 
-// A copy of a Java string. A null one fails with the text that a C++ string makes of it, here in
-// our own words since the standard libraries differ.
-std::string copyOf(JNIEnv* env, jstring string) {
-  if (string != nullptr) {
-    const Jni::StringCharacters characters(env, string, &isCopy);
-    if (characters.get() != nullptr) {
-      return characters.get();
+/// A Java string as a method's argument. A null one fails with the text that a C++ string makes of
+/// it, here in our own words since the standard libraries differ. The JVM's characters are released
+/// after the call that the text is for.
+class TextArgument {
+ public:
+  TextArgument() = default;
+  TextArgument(JNIEnv* env, jstring string, jboolean* copied) { take(env, string, copied); }
+
+  void take(JNIEnv* env, jstring string, jboolean* copied) {
+    if (string != nullptr) {
+      m_characters.emplace(env, string, copied);
+      if (m_characters->get() != nullptr) {
+        return;
+      }
+      Jni::clearPendingException(env);
     }
-    Jni::clearPendingException(env);
+    throw std::logic_error("basic_string::_M_construct null not valid");
   }
-  throw std::logic_error("basic_string::_M_construct null not valid");
-}
+
+  [[nodiscard]] std::string copy() const { return fromModifiedUtf8(m_characters->get()); }
+
+ private:
+  std::optional<Jni::StringCharacters> m_characters;
+};
 
 void requireElements(JNIEnv* env, const Jni::ByteArrayElements& elements) {
   if (elements.get() == nullptr) {
@@ -136,13 +149,14 @@ jint deployRuntime(JNIEnv* env, jbyteArray message, jstring path, jint flag) {
   AtStartUp();
   requireArray(message);
   const jsize length = env->GetArrayLength(message);
+  TextArgument pathText;  // released after the elements
   const Jni::ByteArrayElements elements(env, message, &isCopy);
   requireElements(env, elements);
-  const std::string pathCopy = copyOf(env, path);
+  pathText.take(env, path, &isCopy);
   if (length < kShortestDeployment) {
     throw FerrolinkNativeException("Message byte array length is less than 11", "Unknown");
   }
-  return currentTransmitter().DeployRuntime(bytesOf(elements), length, pathCopy,
+  return currentTransmitter().DeployRuntime(bytesOf(elements), length, pathText.copy(),
                                             static_cast<std::uint8_t>(flag));
 }
 
@@ -165,10 +179,10 @@ TRANSMITTER_WRAPPER(jint, setEmbeddedRuntime)
  jstring path) {
   return guarded(-4, [&] {
     AtStartUp();
-    const std::string pathCopy = copyOf(env, path);
+    const TextArgument pathText(env, path, &isCopy);
     return currentTransmitter().SetEmbeddedRuntime(
         static_cast<std::uint8_t>(callingRuntime), static_cast<std::uint8_t>(calledRuntime),
-        static_cast<std::uint8_t>(launchArgument), pathCopy);
+        static_cast<std::uint8_t>(launchArgument), pathText.copy());
   });
 }
 
@@ -178,11 +192,17 @@ TRANSMITTER_WRAPPER(jint, deployRuntime)
 }
 
 TRANSMITTER_WRAPPER(jint, setConfigSource)(JNIEnv* env, jobject /*self*/, jstring source) {
-  return guarded(-6, [&] { return SetConfigSource(copyOf(env, source)); });
+  return guarded(-6, [&] {
+    const TextArgument text(env, source, nullptr);
+    return SetConfigSource(text.copy());
+  });
 }
 
 TRANSMITTER_WRAPPER(jint, setWorkingDirectory)(JNIEnv* env, jobject /*self*/, jstring path) {
-  return guarded(-7, [&] { return SetWorkingDirectoryPath(copyOf(env, path)); });
+  return guarded(-7, [&] {
+    const TextArgument text(env, path, nullptr);
+    return SetWorkingDirectoryPath(text.copy());
+  });
 }
 
 TRANSMITTER_WRAPPER(jstring, getNativeError)(JNIEnv* env, jobject /*self*/) {

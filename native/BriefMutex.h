@@ -20,6 +20,7 @@ class BriefMutex {
   BriefMutex() = default;
   BriefMutex(const BriefMutex&) = delete;
   BriefMutex& operator=(const BriefMutex&) = delete;
+  ~BriefMutex() = default;
 
   void lock() noexcept {
     if (m_state.exchange(kTaken, std::memory_order_acquire) != kFree) [[unlikely]] {

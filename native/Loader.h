@@ -35,6 +35,12 @@ Function* findFunction(void* library, const char* name) {
   return reinterpret_cast<Function*>(dlsym(library, name));
 }
 
+/// As findFunction, but finds nothing in a library that is not open.
+template <class Function>
+Function* findFunctionIn(void* library, const char* name) {
+  return library == nullptr ? nullptr : findFunction<Function>(library, name);
+}
+
 /// Owns one open library and closes it. Any thread may read or replace the handle.
 class OwnedLibrary {
  public:

@@ -106,6 +106,7 @@ int NativeTransmitter::SendCommand(std::uint8_t* message, int length) {
 }
 
 int NativeTransmitter::ReadResponse(std::uint8_t* buffer, int length) {
+  const KeptSelection kept;
   if (threadSelection.transmitter == m_number && threadSelection.channel != nullptr) {
     return threadSelection.channel->ReadResponse(buffer, length);
   }

@@ -1,5 +1,7 @@
 #include "native/RoleSingletons.h"
 
+#include <memory>
+
 namespace Ferrolink::Native {
 namespace {
 
@@ -13,15 +15,20 @@ Role* settled(const std::atomic<Role*>& role) {
   return operationMode.load() != RuntimeOperationMode::NotSet ? role.load() : nullptr;
 }
 
-// Under the creator's lock. A maker that throws leaves the role null and the mode as it was fixed.
+// Under the creator's lock, which is not the same one for all creators: the mode is fixed once all
+// the same, and of two that are made at the same time one goes. A maker that throws leaves the role
+// null and the mode as it was fixed.
 template <class Role>
 void settle(RuntimeOperationMode mode, std::atomic<Role*>& role,
             Role* (*make)(RuntimeOperationMode)) {
-  if (operationMode.load() == RuntimeOperationMode::NotSet) {
-    operationMode.store(mode);
-  }
+  RuntimeOperationMode notSet = RuntimeOperationMode::NotSet;
+  operationMode.compare_exchange_strong(notSet, mode);
   if (role.load() == nullptr) {
-    role.store(make(operationMode.load()));
+    std::unique_ptr<Role> made(make(operationMode.load()));
+    Role* none = nullptr;
+    if (role.compare_exchange_strong(none, made.get())) {
+      static_cast<void>(made.release());
+    }
   }
 }
 

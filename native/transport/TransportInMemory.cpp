@@ -8,6 +8,7 @@
 #include "native/FerrolinkNativeException.h"
 #include "native/LibrariesFinder.h"
 #include "native/Loader.h"
+#include "native/ReentryGuard.h"
 #include "native/RoleSingletons.h"
 #include "native/RuntimeNameHandler.h"
 #include "native/interfaces/CommandHeader.h"
@@ -24,6 +25,10 @@ using LibrariesFinder::LibrariesFinder;
 
 using CreateReceiverFunction = IReceiver*(RuntimeOperationMode);
 using CreateTransmitterFunction = ITransmitter*(RuntimeOperationMode);
+
+// Whether this thread is forwarding a deployment. The transmitter that it goes to may be the called
+// runtime's, which forwards it back where this runtime is the one that its channel called last.
+FERROLINK_THREAD_LOCAL bool deploying = false;
 
 constexpr auto kPhp = static_cast<std::uint8_t>(Definitions::Runtime::Php);
 
@@ -139,7 +144,7 @@ void TransportInMemory::createReceiver(std::uint8_t runtime, RuntimeOperationMod
     return;
   }
   auto* create =
-      Loader::findFunction<CreateReceiverFunction>(m_libraries[runtime].load(), "CreateReceiver");
+      Loader::findFunctionIn<CreateReceiverFunction>(m_libraries[runtime].load(), "CreateReceiver");
   if (create == nullptr) {
     raiseReinstall(missingCode);
   }
@@ -158,8 +163,8 @@ void TransportInMemory::createTransmitter(std::uint8_t runtime, RuntimeOperation
   if (entry.role.load() != nullptr) {
     return;
   }
-  auto* create = Loader::findFunction<CreateTransmitterFunction>(m_libraries[runtime].load(),
-                                                                 "CreateTransmitter");
+  auto* create = Loader::findFunctionIn<CreateTransmitterFunction>(m_libraries[runtime].load(),
+                                                                   "CreateTransmitter");
   if (create == nullptr) {
     raiseReinstall("016");
   }
@@ -197,7 +202,8 @@ int TransportInMemory::DeployRuntime(std::uint8_t* message, int length, std::str
   if (forward == nullptr) {
     raiseNotLoaded(called);
   }
-  if (forward == transmitter.load()) {
+  const ReentryGuard guard(deploying);
+  if (forward == transmitter.load() || !guard.outermost()) {
     return receiverOf(called).DeployRuntime(message, length, std::move(path), flag);
   }
   return forward->DeployRuntime(message, length, std::move(path), flag);

@@ -21,9 +21,9 @@ namespace Ferrolink::Native::Transport {
 ///
 /// SendCommand and ReadResponse route by the first byte of the array they are given, not by the
 /// runtime of the last Initialize.
-/// Thread rule: any thread. Initialize runs under the process-wide initializationMutex; the other
-/// operations take no lock.
-/// Errors (FerrolinkNativeException): 014 to 018 and the finder's 001 from Initialize; 019 with the
+/// Thread rule: any thread. Initialize sets up under the process-wide initializationMutex, and
+/// waits for it while another thread is setting up; everything else takes no lock. Errors
+/// (FerrolinkNativeException): 014 to 018 and the finder's 001 from Initialize; 019 with the
 /// runtime's name where its receiver or transmitter was never created; the receivers' own.
 class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
  public:
@@ -42,8 +42,9 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
   /// here are not used.
   int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                          std::uint8_t launchArgument, std::string path) override;
-  /// Forwards to the called runtime's transmitter; where that is this process's own, to the called
-  /// runtime's receiver, since forwarding to itself would never end.
+  /// Forwards to the called runtime's transmitter. Where that is this process's own, or forwards
+  /// the deployment back here, it goes to the called runtime's receiver: forwarding would never
+  /// end.
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
                     std::uint8_t flag) override;
 

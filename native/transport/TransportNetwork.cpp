@@ -89,8 +89,8 @@ int TransportNetwork::createChannel(Client& client, std::uint8_t callingRuntime,
   if (channelOf(client) != nullptr) {
     return 0;
   }
-  auto* create = Loader::findFunction<CreateTransportChannelFunction>(client.library.load(),
-                                                                      "CreateTransportChannel");
+  auto* create = Loader::findFunctionIn<CreateTransportChannelFunction>(client.library.load(),
+                                                                        "CreateTransportChannel");
   if (create == nullptr) {
     raise("011. \nReinstall Ferrolink package");
   }

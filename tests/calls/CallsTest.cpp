@@ -49,5 +49,9 @@ TEST_P(Calls, OfJavaAndCppNestFiftyDeep) {
           participants(50)});
 }
 
+TEST_P(Calls, OfDeploymentsEndWhereTwoMembersForwardToEachOther) {
+  prints({"DeployingCalls"}, {"1", "1", "1"});
+}
+
 INSTANTIATE_TEST_SUITE_P(Plain, Calls, testing::Values(""));
 INSTANTIATE_TEST_SUITE_P(CheckedJni, Calls, testing::Values("-Xcheck:jni"));

@@ -9,8 +9,8 @@ namespace {
 
 const std::string kStringCalls = "GetStringUTFChars ReleaseStringUTFChars";
 const std::string kDeployingCalls =
-    "GetArrayLength GetByteArrayElements GetStringUTFChars ReleaseStringUTFChars "
-    "ReleaseByteArrayElements(abort)";
+    "GetArrayLength GetByteArrayElements GetStringUTFChars ReleaseByteArrayElements(abort) "
+    "ReleaseStringUTFChars";
 
 Bytes package() {
   return {8, 3, 0, 0, 0, 0, 0, 0, 0, 2};
@@ -90,6 +90,41 @@ TEST(SetEmbeddedRuntime, LetsWhatIsNoStandardExceptionPassAndReleasesTheCharacte
   CaseOptions options = throwingIn("Receiver.SetEmbeddedRuntime");
   options.environment["FAKE_SIBLING_THROW_NUMBER"] = "42";
   siblings.expect("embedThrowingNumber", {"number 42", kStringCalls, "nothing"}, options);
+}
+
+PROCESS_CASE(embedAndDeploy) {
+  JavaHost java;
+  jstring path = java.thread.string("/some/path");
+  java.thread.setEmbeddedRuntime(2, 8, 3, path);
+  java.thread.deployRuntime(java.thread.array(package()), path, 1);
+}
+
+TEST(DeployRuntime, AndSetEmbeddedRuntimeReleaseWhatTheCallWasGivenAfterIt) {
+  CallerTree siblings;
+  CaseOptions options;
+  options.environment["FAKE_JVM_CALLS"] = (siblings.tree().root() / "calls").string();
+  siblings.expect("embedAndDeploy", {}, options);
+  const std::string calls = siblings.calls();
+  EXPECT_NE(calls.find("Cpp: Receiver.SetEmbeddedRuntime(3, /some/path)\nReleaseStringUTFChars\n"),
+            std::string::npos)
+      << calls;
+  EXPECT_NE(calls.find("GetByteArrayElements\nGetStringUTFChars\n"
+                       "Cpp: Transmitter.DeployRuntime(8 3 0 0 0 0 0 0 0 2, /some/path, 1)\n"
+                       "ReleaseByteArrayElements(abort)\nReleaseStringUTFChars\n"),
+            std::string::npos)
+      << calls;
+}
+
+PROCESS_CASE(embedFarAway) {
+  JavaHost java;
+  jstring path = java.thread.string("/\xED\xA0\xBD\xED\xB8\x80");
+  java.thread.setEmbeddedRuntime(2, 8, 3, path);
+}
+
+TEST(SetEmbeddedRuntime, HandsSupplementaryCharactersOnAsUtf8) {
+  CallerTree siblings;
+  siblings.expect("embedFarAway", {});
+  EXPECT_EQ(siblings.lastCall(), "Cpp: Receiver.SetEmbeddedRuntime(3, /\xF0\x9F\x98\x80)\n");
 }
 
 PROCESS_CASE(deploy) {

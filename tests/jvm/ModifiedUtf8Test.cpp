@@ -40,15 +40,35 @@ TEST(ModifiedUtf8, ReplacesEachByteThatIsNoUtf8) {
             kBad + kBad + kBad + "a");
 }
 
-TEST(ModifiedUtf8, ReplacesOverlongFormsSurrogatesAndWhatLiesBeyondUnicode) {
-  EXPECT_EQ(toModifiedUtf8("\xC0\x80"), kBad + kBad);
+TEST(ModifiedUtf8, ReplacesOverlongFormsAndWhatLiesBeyondUnicode) {
   EXPECT_EQ(toModifiedUtf8("\xC1\xBF"), kBad + kBad);
   EXPECT_EQ(toModifiedUtf8("\xE0\x9F\xBF"), kBad + kBad + kBad);
   EXPECT_EQ(toModifiedUtf8("\xF0\x8F\xBF\xBF"), kBad + kBad + kBad + kBad);
-  EXPECT_EQ(toModifiedUtf8("\xED\xA0\x80"), kBad + kBad + kBad);
-  EXPECT_EQ(toModifiedUtf8("\xED\xBF\xBF"), kBad + kBad + kBad);
   EXPECT_EQ(toModifiedUtf8("\xF4\x90\x80\x80"), kBad + kBad + kBad + kBad);
   EXPECT_EQ(toModifiedUtf8("\xF5\x80\x80\x80"), kBad + kBad + kBad + kBad);
+}
+
+TEST(ModifiedUtf8, LeavesWhatIsModifiedAlreadyAsItIs) {
+  for (const char* modified : {"a\xC0\x80", "\xED\xA0\xBD\xED\xB8\x80", "\xED\xA0\x80",
+                               "\xED\xBF\xBF", "\xED\xB8\x80\xED\xA0\xBD"}) {
+    EXPECT_EQ(toModifiedUtf8(modified), modified);
+  }
+}
+
+TEST(ModifiedUtf8, BecomesUtf8WithPairsJoined) {
+  EXPECT_EQ(fromModifiedUtf8(""), "");
+  EXPECT_EQ(fromModifiedUtf8("a\xC3\xA4\xE2\x82\xAC"), "a\xC3\xA4\xE2\x82\xAC");
+  EXPECT_EQ(fromModifiedUtf8("\xED\xA0\x80\xED\xB0\x80"), "\xF0\x90\x80\x80");
+  EXPECT_EQ(fromModifiedUtf8("-\xED\xA0\xBD\xED\xB8\x80-"), "-\xF0\x9F\x98\x80-");
+  EXPECT_EQ(fromModifiedUtf8("\xED\xAF\xBF\xED\xBF\xBF"), "\xF4\x8F\xBF\xBF");
+}
+
+TEST(ModifiedUtf8, BecomesUtf8WithTheRestAsItIs) {
+  for (const char* text :
+       {"a\xC0\x80z", "\xED\xA0\xBD", "\xED\xA0\xBDz", "\xED\xB8\x80\xED\xA0\xBD",
+        "\xED\xA0\xBD\xED\xA0\xBD", "\xED\xA0", "\xFF"}) {
+    EXPECT_EQ(fromModifiedUtf8(text), text);
+  }
 }
 
 }  // namespace

@@ -207,6 +207,33 @@ TEST(ReadResponse, TakesOneByteDownAndBringsAllBytesBack) {
             "Cpp: Receiver.ReadResponse(8 0 0 0)\nCpp: Receiver.ReadResponse(8)\n");
 }
 
+PROCESS_CASE(readMuch) {
+  JavaHost java;
+  report(java.thread.sendCommand(java.thread.array(toCpp())));
+  for (const std::size_t size : {2048U, 2049U, 100'000U}) {
+    Bytes sevens(size, 7);
+    sevens[0] = 8;
+    jbyteArray buffer = java.thread.array(sevens);
+    report(java.thread.readResponse(buffer));
+    report(java.thread.contents(buffer) == Bytes(size, 90));
+  }
+}
+
+TEST(ReadResponse, OfAnySizeHandsZerosBehindTheFirstByteToTheTarget) {
+  CallerTree siblings;
+  siblings.expect("readMuch", {"1012", "0", "1", "0", "1", "0", "1"});
+  std::string expected;
+  for (const std::size_t size : {2048U, 2049U, 100'000U}) {
+    expected += "Cpp: Receiver.ReadResponse(8";
+    for (std::size_t i = 1; i < size; ++i) {
+      expected += " 0";
+    }
+    expected += ")\n";
+  }
+  const std::string calls = siblings.calls();
+  EXPECT_EQ(calls.substr(calls.find("Cpp: Receiver.ReadResponse")), expected);
+}
+
 TEST(ReadResponse, PassesTheTextOfTheTargetsErrorOnAndLeavesTheArrayAlone) {
   CallerTree siblings;
   const std::string calls = "GetArrayLength GetByteArrayRegion(0, 1)";

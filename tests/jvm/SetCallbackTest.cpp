@@ -242,6 +242,24 @@ TEST(SetCallback, AnAnswerThatIsNoByteArrayRaises025AndIsReleased) {
   expectReport("callbackAnswersText", {kNoResponseBytes, calls, "nothing", numbers(command())});
 }
 
+PROCESS_CASE(callbackWithoutByteArrayClass) {
+  CallbackHost java;
+  auto& made = bindingReceiver();
+  java.jvm.inject({.call = "FindClass", .occurrence = 0, .null = true, .exception = true});
+  java.thread.setCallback(java.callback);
+  report(exchange(made));
+  java.jvm.clearInjections();
+  java.jvm.script().apply.answer = FakeJvm::Answer::Text;
+  report(exchange(made));
+  java.jvm.script().apply.answer = FakeJvm::Answer::Echo;
+  report(exchange(made));
+}
+
+TEST(SetCallback, AnswersAreRefusedUntilByteArraysCanBeTold) {
+  expectReport("callbackWithoutByteArrayClass",
+               {kNoResponseBytes, kNoResponseBytes, numbers(command())});
+}
+
 PROCESS_CASE(callbackNotBorrowed) {
   CallbackHost java;
   auto& made = bindingReceiver();

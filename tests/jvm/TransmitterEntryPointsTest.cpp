@@ -43,6 +43,32 @@ bool refusedAsDeadlock(Action action) {
 
 }  // namespace
 
+PROCESS_CASE(settleAtOnce) {
+  long differing = 0;
+  for (int round = 0; round < 3000; ++round) {
+    operationMode = kNotSet;
+    transmitter = nullptr;
+    ITransmitter* made[2] = {nullptr, nullptr};
+    long seen[2] = {0, 0};
+    onNewThreads(2, [&](int i) {
+      if (i == 0) {
+        SetOperationModeForTransmitter();
+      } else {
+        CreateTransmitter(kCalled);
+      }
+      made[i] = GetTransmitter();
+      seen[i] = mode();
+    });
+    differing += made[0] != made[1] || seen[0] != seen[1] || seen[0] != mode() ? 1 : 0;
+    delete GetTransmitter();
+  }
+  report(differing);
+}
+
+TEST(TransmitterEntryPoints, OfDifferentLocksThatSettleAtOnceSettleOneModeAndOneTransmitter) {
+  expectReport("settleAtOnce", {"0"});
+}
+
 PROCESS_CASE(noTransmitter) {
   report(GetTransmitter() == nullptr);
   report(GetTransmitter() == nullptr);

@@ -4,89 +4,14 @@
 #include <latch>
 #include <memory>
 #include <thread>
-#include <utility>
 
 #include "jvm/JvmNativeTransmitter.h"
-#include "native/NativeTransmitter.h"
 #include "native/transport/TransportNetwork.h"
-#include "tests/jvm/LauncherFixture.h"
-#include "tests/transport/TransportFixture.h"
+#include "tests/transport/Channels.h"
 
-using Ferrolink::Native::Definitions::RuntimeOperationMode;
-using Ferrolink::Native::Interfaces::ITransport;
-using Ferrolink::Native::Transmitter::NativeTransmitter;
 using Ferrolink::Runtimes::Jvm::Native::Transmitter::JvmNativeTransmitter;
 
 namespace FerrolinkTest {
-namespace {
-
-constexpr const char* kCpp = "libFerrolinkCppRuntimeNative.so";
-constexpr const char* kTcp = "libFerrolinkTcpClient.so";
-constexpr const char* kTls = "libFerrolinkTcpTlsClient.so";
-
-const std::string kNoChannel =
-    "Ferrolink Native Exception: Exception code 020. \nNo channel selected";
-
-Bytes inMemory() {
-  return {8, 3, 0, 0, 0, 0, 0, 0, 0, 2, 2};
-}
-
-Bytes network(std::uint8_t type, std::uint8_t port) {
-  return {8, 3, type, 127, 0, 0, 1, port, 0, 2, 2};
-}
-
-int send(NativeTransmitter& transmitter, Bytes command) {
-  return transmitter.SendCommand(command.data(), static_cast<int>(command.size()));
-}
-
-// The fill of the buffer: 90 of an in-memory receiver, the port of a network channel.
-std::string read(NativeTransmitter& transmitter) {
-  Bytes buffer = {8};
-  const std::string thrown = thrownBy([&] { transmitter.ReadResponse(buffer.data(), 1); });
-  return thrown == "(nothing thrown)" ? numbers(buffer) : thrown;
-}
-
-struct Channels : SiblingTree {
-  Channels() {
-    addRuntime("Cpp", FAKESIBLING_PATH);
-    addRuntime("Jvm", FAKESIBLING_PATH);
-    addLibrary(kTcp, FAKESIBLING_PATH);
-    addLibrary(kTls, FAKESIBLING_PATH);
-  }
-  void expect(const std::string& name, const Texts& expected, const CaseOptions& options = {}) {
-    const CaseResult result = run(name, options);
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(result.report, expected) << result.err;
-  }
-};
-
-// The one of the case: never destroyed, so the channels' libraries stay in use.
-NativeTransmitter& theTransmitter() {
-  static auto* const made = new NativeTransmitter(RuntimeOperationMode::CallingRuntime);
-  return *made;
-}
-
-/// A channel of a test's own, told by its name.
-class NamedChannel : public ITransport {
- public:
-  explicit NamedChannel(std::string name) : m_name(std::move(name)) {}
-  ~NamedChannel() override { report("~" + m_name); }
-  int Initialize(std::uint8_t, std::uint8_t, std::uint8_t) override { return 0; }
-  int SendCommand(std::uint8_t*, int) override { return 0; }
-  int ReadResponse(std::uint8_t*, int) override {
-    report("read from " + m_name);
-    return 5;
-  }
-  int SetEmbeddedRuntime(std::uint8_t, std::uint8_t, std::uint8_t, std::string) override {
-    return 0;
-  }
-  int DeployRuntime(std::uint8_t*, int, std::string, std::uint8_t) override { return 0; }
-
- private:
-  const std::string m_name;
-};
-
-}  // namespace
 
 PROCESS_CASE(shortCommands) {
   NativeTransmitter& transmitter = theTransmitter();
@@ -268,67 +193,6 @@ PROCESS_CASE(twoTransmitters) {
 TEST(NativeTransmitterSelection, TransmittersDoNotShareTheirSelections) {
   Channels siblings;
   siblings.expect("twoTransmitters", {kNoChannel, "7", "8"});
-}
-
-namespace {
-
-// Inside the first command in memory: a nested command over the network, read at once.
-void sendNested(const char* call) {
-  if (std::string(call).rfind("Receiver.SendCommand", 0) == 0) {
-    hookSibling(kCpp, nullptr);
-    send(theTransmitter(), network(1, 7));
-    report("nested " + read(theTransmitter()));
-  }
-}
-
-// The other way round, and the nested command fails.
-void sendNestedInMemory(const char* call) {
-  if (std::string(call).rfind("Channel.SendCommand", 0) == 0) {
-    hookSibling(kTcp, nullptr);
-    report(thrownBy([] { send(theTransmitter(), inMemory()); }));
-  }
-}
-
-}  // namespace
-
-PROCESS_CASE(nestedOverNetwork) {
-  hookSibling(kCpp, &sendNested);
-  send(theTransmitter(), inMemory());
-  report("outer " + read(theTransmitter()));
-}
-
-TEST(NativeTransmitterSelection, ANestedCommandLeavesTheOuterOneItsChannel) {
-  Channels siblings;
-  siblings.expect("nestedOverNetwork", {"nested 7", "outer 90"});
-}
-
-TEST(NativeTransmitterSelection, ANestedCommandLeavesAFailingOuterOneItsChannel) {
-  Channels siblings;
-  CaseOptions options;
-  options.environment["FAKE_SIBLING_THROW"] = kCpp;
-  options.environment["FAKE_SIBLING_THROW_IN"] = "Receiver.SendCommand";
-  const CaseResult result = siblings.run("nestedInFailing", options);
-  EXPECT_EQ(result.report, (Texts{"nested 7", "Receiver.SendCommand failed", "outer 90"}));
-}
-
-PROCESS_CASE(nestedInFailing) {
-  hookSibling(kCpp, &sendNested);
-  report(thrownBy([] { send(theTransmitter(), inMemory()); }));
-  report("outer " + read(theTransmitter()));
-}
-
-PROCESS_CASE(nestedFails) {
-  hookSibling(kTcp, &sendNestedInMemory);
-  report(send(theTransmitter(), network(1, 7)));
-  report("outer " + read(theTransmitter()));
-}
-
-TEST(NativeTransmitterSelection, ANestedCommandThatFailsLeavesTheOuterOneItsChannel) {
-  Channels siblings;
-  CaseOptions options;
-  options.environment["FAKE_SIBLING_THROW"] = kCpp;
-  options.environment["FAKE_SIBLING_THROW_IN"] = "Receiver.SendCommand";
-  siblings.expect("nestedFails", {"Receiver.SendCommand failed", "2011", "outer 7"}, options);
 }
 
 PROCESS_CASE(endTransmitter) {

@@ -4,8 +4,9 @@ package com.ferrolink.core.transmitter;
  * The native methods of {@code libFerrolinkJvmRuntimeNative.so}. The first use of this class loads the
  * library of the installation, as {@link NativeLibrary#load} does.
  *
- * <p>Negative results are failures, each method has its own; {@link #getNativeError} has the text.
- * None throws a Java exception. A null array or text is a failure like others.
+ * <p>The negative results below are failures, each method has its own; {@link #getNativeError} has the
+ * text. None throws a Java exception. A null array or text is a failure like others. Other results,
+ * negative ones too, are those of the runtime or library that was called.
  *
  * <p><b>Threads:</b> every method may be called by any number of threads at once. A response waits for
  * the platform thread that sent the command: {@link #sendCommand}, {@link #readResponse} and, after a
@@ -43,7 +44,8 @@ public final class TransmitterWrapper {
     public static native int readResponse(byte[] buffer);
 
     /**
-     * Tells a runtime of this process where its own files lie.
+     * Tells a runtime of this process where its own files lie. It reaches the runtime that this process
+     * set up last, which is the one named where no other was called in between.
      *
      * @param callingRuntime the code of this runtime, 2; its low byte counts
      * @param calledRuntime the code of the other one; its low byte counts
@@ -55,9 +57,10 @@ public final class TransmitterWrapper {
             int launchArgument, String path);
 
     /**
-     * Has a runtime deploy a package.
+     * Has a runtime deploy a package. In this process it reaches the runtime that was set up last, which
+     * is the one named where no other was called in between.
      *
-     * @param message a command header
+     * @param message a command header; of its 11 bytes the last one, the command type, may be missing
      * @param path the package's path
      * @param flag what the other runtime documents; its low byte counts
      * @return what the other runtime returned; -5 for a failure
