@@ -54,4 +54,7 @@ TEST_P(Calls, OfDeploymentsEndWhereTwoMembersForwardToEachOther) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Plain, Calls, testing::Values(""));
+// A checked JVM reports the sanitizers' signal handlers.
+#if !defined(FERROLINK_SANITIZED)
 INSTANTIATE_TEST_SUITE_P(CheckedJni, Calls, testing::Values("-Xcheck:jni"));
+#endif
