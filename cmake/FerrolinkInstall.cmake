@@ -3,7 +3,9 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS FerrolinkJvmRuntimeNative FerrolinkCppRuntimeNative Configs Utils
+  FerrolinkTcpClient FerrolinkTcpTlsClient
   LIBRARY DESTINATION Binaries/Native/Linux/X64)
+install(TARGETS ferrolink-server RUNTIME DESTINATION bin)
 install(FILES "${FERROLINK_JVM_DIR}/FerrolinkJvmRuntime.jar" DESTINATION Binaries/Jvm)
 
 install(DIRECTORY companions/host/ferrolink companions/cpp/ferrolink

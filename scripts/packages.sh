@@ -4,7 +4,8 @@ ferrolink_build_packages=(
   g++ cmake ninja-build                 # compiles
   openjdk-17-jdk-headless               # javac, jni.h, and the JVM that runs
   nlohmann-json3-dev                    # configuration and telemetry companions
-  libssl-dev                            # the demo's own digest
+  libssl-dev                            # TLS of the network companions, the demo's own digest
+  libasio-dev                           # sockets of the network companions
 )
 ferrolink_test_packages=(
   libgtest-dev libgmock-dev             # C++ tests

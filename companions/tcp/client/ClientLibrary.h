@@ -1,0 +1,22 @@
+#ifndef FERROLINK_COMPANIONS_TCP_CLIENT_CLIENTLIBRARY_H
+#define FERROLINK_COMPANIONS_TCP_CLIENT_CLIENTLIBRARY_H
+
+#include <cstdint>
+
+#include "companions/tcp/client/Dialer.h"
+#include "native/Export.h"
+#include "native/interfaces/ITransport.h"
+
+namespace Ferrolink::Companions::Tcp::Client {
+
+/// Each library's own. See Secure.
+std::unique_ptr<Connection> secure(PatientSocket socket, std::uint32_t limit, const Peer& peer);
+
+}  // namespace Ferrolink::Companions::Tcp::Client
+
+/// The one door of both client libraries: a new channel to the server at an address, which the
+/// caller deletes; null without an address or memory. Does not connect. Any thread.
+extern "C" FERROLINK_EXPORT Ferrolink::Native::Interfaces::ITransport* CreateTransportChannel(
+    const char* host, std::uint16_t port);
+
+#endif

@@ -1,0 +1,45 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_MEMBER_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_MEMBER_H
+
+#include <optional>
+
+#include "companions/tcp/Connection.h"
+#include "companions/tcp/server/ServerOptions.h"
+#include "ferrolink/ThreadAttachment.h"
+#include "native/interfaces/IReceiver.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// The member of the family that executes the commands, in this process.
+class Member {
+ public:
+  /// Opens the installation's library, loads the plug-ins and sees that the runtime lives. Errors:
+  /// derived from std::runtime_error.
+  explicit Member(const ServerOptions& options);
+
+  /// Executes one command on this thread and returns the response. Any thread, any number at once.
+  /// Errors: the member's own.
+  Bytes run(Bytes& command) const;
+
+  /// For threads that run many commands: keeps the thread known to the JVM, where there is one.
+  class ThreadStay {
+   public:
+    explicit ThreadStay(const Member& member) {
+      if (member.m_runtime == Native::Definitions::Runtime::Jvm) {
+        m_attachment.emplace();
+      }
+    }
+
+   private:
+    std::optional<Host::ThreadAttachment> m_attachment;
+  };
+
+ private:
+  const Native::Definitions::Runtime m_runtime;
+  // The library's own and never deleted.
+  Native::Interfaces::IReceiver* const m_receiver;
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

@@ -1,0 +1,68 @@
+#include "tests/companions/tcp/Certificates.h"
+
+#include <openssl/ec.h>
+#include <openssl/pem.h>
+#include <openssl/x509v3.h>
+
+#include <cstdio>
+#include <stdexcept>
+
+namespace FerrolinkTest {
+namespace {
+
+void require(bool done, const char* what) {
+  if (!done) {
+    throw std::runtime_error(std::string("cannot ") + what);
+  }
+}
+
+void addExtension(X509* certificate, int which, const std::string& value) {
+  X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, nullptr, which, value.c_str());
+  require(extension != nullptr, "make an extension");
+  X509_add_ext(certificate, extension, -1);
+  X509_EXTENSION_free(extension);
+}
+
+void setName(X509_NAME* name, const std::string& text) {
+  X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
+                             reinterpret_cast<const unsigned char*>(text.c_str()), -1, -1, 0);
+}
+
+}  // namespace
+
+Certificate::Certificate(const Wish& wish) : m_key(EVP_EC_gen("P-256")), m_certificate(X509_new()) {
+  static long serial = 1;
+  X509* made = m_certificate.get();
+  X509_set_version(made, X509_VERSION_3);
+  ASN1_INTEGER_set(X509_get_serialNumber(made), serial++);
+  X509_gmtime_adj(X509_getm_notBefore(made), wish.firstSecond);
+  X509_gmtime_adj(X509_getm_notAfter(made), wish.lastSecond);
+  X509_set_pubkey(made, m_key.get());
+  setName(X509_get_subject_name(made), "Ferrolink test " + std::to_string(serial));
+  const Certificate& issuer = wish.issuer == nullptr ? *this : *wish.issuer;
+  X509_set_issuer_name(made, X509_get_subject_name(issuer.m_certificate.get()));
+  if (wish.address.empty()) {
+    addExtension(made, NID_basic_constraints, "critical,CA:TRUE");
+    addExtension(made, NID_key_usage, "critical,keyCertSign");
+  } else {
+    addExtension(made, NID_subject_alt_name, "IP:" + wish.address);
+  }
+  require(X509_sign(made, issuer.m_key.get(), EVP_sha256()) > 0, "sign a certificate");
+  write(wish.password);
+}
+
+void Certificate::write(const std::string& password) const {
+  const auto inFile = [](const std::string& path, auto action) {
+    std::FILE* file = std::fopen(path.c_str(), "w");
+    require(file != nullptr && action(file) == 1, "write a PEM file");
+    std::fclose(file);
+  };
+  inFile(file(), [&](std::FILE* out) { return PEM_write_X509(out, m_certificate.get()); });
+  inFile(keyFile(), [&](std::FILE* out) {
+    return PEM_write_PKCS8PrivateKey(
+        out, m_key.get(), password.empty() ? nullptr : EVP_aes_256_cbc(), password.data(),
+        static_cast<int>(password.size()), nullptr, nullptr);
+  });
+}
+
+}  // namespace FerrolinkTest

@@ -1,0 +1,46 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_CERTIFICATES_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_CERTIFICATES_H
+
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "tests/support/TemporaryDirectory.h"
+
+namespace FerrolinkTest {
+
+/// A certificate and its key, made for a test, and the PEM files with them.
+class Certificate {
+ public:
+  struct Wish {
+    std::string address = "127.0.0.1";  ///< none where empty: an authority
+    long firstSecond = -3600;           ///< from now
+    long lastSecond = 3600;
+    const Certificate* issuer = nullptr;  ///< none: self-signed
+    std::string password;                 ///< of the key file; none where empty
+  };
+
+  explicit Certificate(const Wish& wish);
+
+  [[nodiscard]] std::string file() const { return (m_directory.path() / "certificate").string(); }
+  [[nodiscard]] std::string keyFile() const { return (m_directory.path() / "key").string(); }
+
+ private:
+  template <class Owned, void (*release)(Owned*)>
+  struct Release {
+    void operator()(Owned* owned) const { release(owned); }
+  };
+
+  void write(const std::string& password) const;
+
+  TemporaryDirectory m_directory;
+  std::unique_ptr<EVP_PKEY, Release<EVP_PKEY, EVP_PKEY_free>> m_key;
+  std::unique_ptr<X509, Release<X509, X509_free>> m_certificate;
+};
+
+}  // namespace FerrolinkTest
+
+#endif

@@ -1,0 +1,111 @@
+// Java and C++ programs that call a server with the built installation, on every JDK.
+#include <dlfcn.h>
+
+#include <csignal>
+#include <cstdio>
+
+#include "native/interfaces/ITransmitter.h"
+#include "native/interfaces/RuntimeOperationMode.h"
+#include "tests/companions/tcp/Certificates.h"
+#include "tests/companions/tcp/ServerProcess.h"
+#include "tests/support/Jdks.h"
+
+namespace FerrolinkTest {
+namespace {
+
+using Ferrolink::Native::Definitions::RuntimeOperationMode;
+using Ferrolink::Native::Interfaces::ITransmitter;
+using testing::HasSubstr;
+
+// What a command line prints on standard output.
+std::string outputOf(const std::string& commandLine) {
+  std::FILE* pipe = popen(commandLine.c_str(), "r");
+  std::string text;
+  for (int byte = std::fgetc(pipe); byte != EOF; byte = std::fgetc(pipe)) {
+    text.push_back(static_cast<char>(byte));
+  }
+  pclose(pipe);
+  return text;
+}
+
+void expectJavaCalls(const std::string& kind, const ServerProcess& server) {
+  const Variable home("FERROLINK_HOME", FERROLINK_INSTALLATION);
+  const Variable level("FERROLINK_LOGGING_LEVEL", "off");
+  const Port nobody;
+  const TemporaryDirectory directory;
+  ASSERT_FALSE(installedJdks().empty());
+  for (const auto& jdk : installedJdks()) {
+    SCOPED_TRACE(jdk.string());
+    EXPECT_EQ(outputOf("cd '" + directory.path().string() + "' && '" + jdk.string() +
+                       "/bin/java' -cp '" FERROLINK_JAR ":" REMOTE_CALLS_JAR "' RemoteCalls " +
+                       kind + " 127.0.0.1 " + std::to_string(server.port()) + " " +
+                       std::to_string(nobody.number())),
+              "over " + kind +
+                  "\n"
+                  "std::invalid_argument: refused: this\n"
+                  "This server loads no libraries for its clients. Start it with --plug-in FILE, "
+                  "or with --allow-load-library.\n"
+                  "2000\n"
+                  "Network Client 1\n");
+  }
+}
+
+// The command with the header of a network target.
+std::string overTcp(std::string command, std::uint16_t port) {
+  command[2] = 1;
+  command.replace(3, 4, "\x7f\0\0\1", 4);
+  command[7] = static_cast<char>(port & 0xFF);
+  command[8] = static_cast<char>(port >> 8);
+  return command;
+}
+
+ITransmitter& cppTransmitter() {
+  void* library =
+      dlopen(FERROLINK_INSTALLATION "/Binaries/Native/Linux/X64/libFerrolinkCppRuntimeNative.so",
+             RTLD_NOW | RTLD_LOCAL);
+  auto* create = reinterpret_cast<ITransmitter* (*)(RuntimeOperationMode)>(
+      dlsym(library, "CreateTransmitter"));
+  return *create(RuntimeOperationMode::CallingRuntime);
+}
+
+}  // namespace
+
+TEST(TcpEndToEnd, JavaCallsCppBehindAServer) {
+  expectJavaCalls("tcp", ServerProcess());
+}
+
+TEST(TcpEndToEnd, JavaCallsCppBehindAServerWithTls) {
+  const Certificate certificate({});
+  const ServerProcess server(
+      {"--tls-certificate", certificate.file(), "--tls-key", certificate.keyFile()});
+  const Variable authorities("FERROLINK_TLS_CA_FILE", certificate.file());
+  expectJavaCalls("tls", server);
+}
+
+TEST(TcpEndToEnd, CppCallsJavaBehindAServer) {
+  ITransmitter& transmitter = cppTransmitter();
+  for (const auto& jdk : installedJdks()) {
+    SCOPED_TRACE(jdk.string());
+    const Variable java("JAVA_HOME", jdk.string());
+    ServerProcess server({"--runtime", "jvm", "--plug-in", FERROLINK_JAR});
+    EXPECT_EQ(server.listening(),
+              "ferrolink-server: jvm listens on " + server.name() + " (plain TCP)\n");
+    const auto ask = [&](const std::string& handler, const std::string& payload) {
+      std::string command = overTcp(callOf(handler, payload, 2), server.port());
+      const int length = transmitter.SendCommand(reinterpret_cast<std::uint8_t*>(command.data()),
+                                                 static_cast<int>(command.size()));
+      std::string response(static_cast<std::size_t>(length), '\0');
+      transmitter.ReadResponse(reinterpret_cast<std::uint8_t*>(response.data()), length);
+      return response.substr(11);
+    };
+    EXPECT_EQ(ask("echo", "from far"), "from far");
+    EXPECT_THAT(ask("nobody", ""), HasSubstr("nobody"));
+    EXPECT_THAT(thrownBy([&] { ask("load-archives", "/tmp"); }),
+                HasSubstr("This server loads no libraries for its clients."));
+    // The JVM does not take the signal for itself.
+    server.signal(SIGTERM);
+    EXPECT_EQ(server.wait(), 0);
+  }
+}
+
+}  // namespace FerrolinkTest

@@ -1,0 +1,132 @@
+#include "tests/companions/tcp/ServerProcess.h"
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace FerrolinkTest {
+namespace {
+
+std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+  std::vector<char*> pointers;
+  for (std::string& text : texts) {
+    pointers.push_back(text.data());
+  }
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
+ServerProcess::Arguments completed(ServerProcess::Arguments arguments) {
+  arguments.insert(arguments.begin(), FERROLINK_SERVER_PATH);
+  if (std::find(arguments.begin(), arguments.end(), "--runtime") == arguments.end()) {
+    arguments.insert(arguments.end(), {"--runtime", "cpp", "--plug-in", TCPHANDLERS_PATH});
+  }
+  if (std::find(arguments.begin(), arguments.end(), "--listen") == arguments.end()) {
+    arguments.insert(arguments.end(), {"--listen", "127.0.0.1:0"});
+  }
+  return arguments;
+}
+
+}  // namespace
+
+ServerProcess::ServerProcess(Arguments arguments, const std::filesystem::path& home) {
+  arguments = completed(std::move(arguments));
+  const std::vector<char*> argv = pointersTo(arguments);
+  const std::string errors = (m_directory.path() / "errors").string();
+  int ends[2] = {-1, -1};
+  if (pipe2(ends, O_CLOEXEC) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+  m_output = FileDescriptor(ends[0]);
+  FileDescriptor childs(ends[1]);
+  setenv("FERROLINK_HOME", home.c_str(), 1);
+  setenv("FERROLINK_LOGGING_LEVEL", "off", 1);
+  m_child = fork();
+  if (m_child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int file = open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    dup2(file, STDERR_FILENO);
+    dup2(childs.get(), STDOUT_FILENO);
+    if (chdir(m_directory.path().c_str()) == 0) {
+      execv(argv[0], argv.data());
+    }
+    _exit(71);
+  }
+  unsetenv("FERROLINK_HOME");
+  unsetenv("FERROLINK_LOGGING_LEVEL");
+  childs = FileDescriptor();
+  awaitListening();
+}
+
+void ServerProcess::awaitListening() {
+  constexpr std::string_view kMark = " listens on ";
+  for (std::string line = readLine(); !line.empty(); line = readLine()) {
+    if (const auto mark = line.find(kMark); mark != std::string::npos) {
+      m_listening = line;
+      m_port = static_cast<std::uint16_t>(std::stoi(line.substr(line.find(':', mark) + 1)));
+      return;
+    }
+  }
+}
+
+ServerProcess::~ServerProcess() {
+  if (m_child > 0) {
+    kill(m_child, SIGKILL);
+    wait();
+  }
+}
+
+void ServerProcess::signal(int number) const {
+  kill(m_child, number);
+}
+
+int ServerProcess::wait() {
+  int status = 0;
+  waitpid(m_child, &status, 0);
+  m_child = -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+std::string ServerProcess::errors() const {
+  std::ostringstream text;
+  text << std::ifstream(m_directory.path() / "errors").rdbuf();
+  return text.str();
+}
+
+std::string ServerProcess::output() {
+  std::string text;
+  for (std::string line = readLine(); !line.empty(); line = readLine()) {
+    text += line;
+  }
+  return text;
+}
+
+RawSocket ServerProcess::greetedClient() const {
+  RawSocket client = RawSocket::connect(m_port);
+  client.send(kHello);
+  EXPECT_EQ(client.receive(kWelcome.size()), kWelcome);
+  return client;
+}
+
+// With its end; empty at the end of the output.
+std::string ServerProcess::readLine() {
+  std::string line;
+  char byte = 0;
+  while (::read(m_output.get(), &byte, 1) == 1) {
+    line.push_back(byte);
+    if (byte == '\n') {
+      break;
+    }
+  }
+  return line;
+}
+
+}  // namespace FerrolinkTest

@@ -1,0 +1,59 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_SERVERPROCESS_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_SERVERPROCESS_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "companions/utils/FileDescriptor.h"
+#include "tests/companions/tcp/Support.h"
+#include "tests/support/TemporaryDirectory.h"
+
+namespace FerrolinkTest {
+
+/// The built server in a process of its own, which is killed with this object.
+class ServerProcess {
+ public:
+  using Arguments = std::vector<std::string>;
+
+  /// Starts it and waits until it listens on a port of its choice, or ends. The C++ member serves,
+  /// with the tests' handlers, unless the arguments have a --runtime.
+  explicit ServerProcess(Arguments arguments = {},
+                         const std::filesystem::path& home = FERROLINK_INSTALLATION);
+  ServerProcess(const ServerProcess&) = delete;
+  ServerProcess& operator=(const ServerProcess&) = delete;
+  ~ServerProcess();
+
+  [[nodiscard]] std::uint16_t port() const { return m_port; }
+  [[nodiscard]] std::string name() const { return "127.0.0.1:" + std::to_string(m_port); }
+  /// The line that says that it listens; empty where it ended instead.
+  [[nodiscard]] const std::string& listening() const { return m_listening; }
+
+  void signal(int number) const;
+  /// Waits for its end: the exit code, or minus the signal that ended it.
+  int wait();
+  /// What it has written to standard error; all of it once it has ended.
+  [[nodiscard]] std::string errors() const;
+  /// The rest of its standard output. After wait.
+  std::string output();
+
+  /// A client that it has greeted.
+  [[nodiscard]] RawSocket greetedClient() const;
+
+ private:
+  void awaitListening();
+  std::string readLine();
+
+  TemporaryDirectory m_directory;
+  pid_t m_child = -1;
+  FileDescriptor m_output;
+  std::uint16_t m_port = 0;
+  std::string m_listening;
+};
+
+}  // namespace FerrolinkTest
+
+#endif

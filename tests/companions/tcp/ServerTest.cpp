@@ -1,0 +1,332 @@
+// The server as its clients see it: first with sockets that do what they like, then through the
+// client library.
+#include <sys/stat.h>
+
+#include <csignal>
+#include <fstream>
+#include <optional>
+#include <thread>
+
+#include "tests/companions/tcp/ServerProcess.h"
+#include "tests/support/InstallationTree.h"
+
+namespace FerrolinkTest {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr const char* kNoLoading =
+    "This server loads no libraries for its clients. Start it with --plug-in FILE, or with "
+    "--allow-load-library.";
+
+// A call of the handler "wait", which runs from awaitRunning to release.
+class Waiting {
+ public:
+  Waiting() {
+    mkfifo(path("running").c_str(), 0600);
+    mkfifo(path("go").c_str(), 0600);
+  }
+  [[nodiscard]] std::string call() const {
+    return callOf("wait", path("running") + "\n" + path("go"));
+  }
+  void awaitRunning() const {
+    std::string line;
+    std::getline(std::ifstream(path("running")), line);
+    EXPECT_EQ(line, "running");
+  }
+  void release(const std::string& word) const { std::ofstream(path("go")) << word << "\n"; }
+
+ private:
+  [[nodiscard]] std::string path(const std::string& name) const {
+    return (m_directory.path() / name).string();
+  }
+  TemporaryDirectory m_directory;
+};
+
+// The server with a member that raises what it is told.
+class RaisingServer {
+ public:
+  RaisingServer() {
+    m_tree.addLibrary(RAISINGMEMBER_PATH, "libFerrolinkCppRuntimeNative.so");
+    m_server.emplace(ServerProcess::Arguments{"--runtime", "cpp"}, m_tree.root());
+  }
+  ServerProcess& operator*() { return *m_server; }
+
+ private:
+  InstallationTree m_tree;
+  std::optional<ServerProcess> m_server;
+};
+
+}  // namespace
+
+TEST(TcpServer, SaysWhereItListensAndAnswersWithExactBytes) {
+  const ServerProcess server;
+  EXPECT_EQ(server.listening(),
+            "ferrolink-server: cpp listens on " + server.name() + " (plain TCP)\n");
+  RawSocket client = server.greetedClient();
+  client.send(frame(callOf("echo", "abc")));
+  EXPECT_EQ(client.receive(19), std::string("\0\0\0\x0e\0\2\0\0\0\0\0\0\0\0\x08\0abc", 19));
+  EXPECT_EQ(client.ask(command(11, "12")), answerOf("12"));
+}
+
+TEST(TcpServer, ReadsWhatComesByteByByteAndAnswersAfterAHalfClose) {
+  const ServerProcess server;
+  RawSocket client = RawSocket::connect(server.port());
+  client.sendByteByByte(std::string(kHello) + frame(callOf("echo", "1")) + frame(callOf("echo")));
+  client.endWriting();
+  EXPECT_EQ(client.receiveAll(),
+            std::string(kWelcome) + frame(answerOf("1")) + frame(answerOf("")));
+}
+
+TEST(TcpServer, ExecutesNothingOfACommandThatIsCutOff) {
+  const ServerProcess server;
+  const std::string whole = frame(callOf("end-process"));
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    RawSocket client = server.greetedClient();
+    client.send(whole.substr(0, size)).endWriting();
+    EXPECT_EQ(client.receiveAll(), "");
+  }
+  RawSocket client = server.greetedClient();
+  client.send(whole.substr(0, 20)).reset();
+  RawSocket other = server.greetedClient();
+  EXPECT_EQ(other.ask(callOf("echo", "alive")), answerOf("alive"));
+}
+
+TEST(TcpServer, ClosesOnWhoDoesNotGreetLikeAClient) {
+  ServerProcess server({"--greeting-timeout-ms", "200"});
+  const auto answerTo = [&](std::string_view bytes) {
+    RawSocket client = RawSocket::connect(server.port());
+    client.send(bytes);
+    return client.receiveAll();
+  };
+  EXPECT_THAT(answerTo("GET / HTTP/1.1\r\n"), testing::AnyOf("", "(reset)"));
+  EXPECT_EQ(answerTo(std::string("FRLK\x02\0\0\0", 8)), kWelcome);
+  EXPECT_EQ(answerTo(kWelcome), kWelcome);
+  EXPECT_EQ(answerTo(std::string("\x16\x03\x01\0\x05hello", 10)),
+            std::string("\x15\x03\x01\0\x02\x02\x46", 7));
+  // These are waited for.
+  EXPECT_EQ(answerTo("FRL"), "");
+  EXPECT_EQ(answerTo(""), "");
+  server.signal(SIGTERM);
+  EXPECT_EQ(server.wait(), 0);
+  for (const char* line :
+       {"refused: no Ferrolink client\n", "refused: another version of the protocol\n",
+        "refused: a client with TLS, this server has no --tls-certificate\n",
+        "the connection broke: Connection timed out\n", "refused: Connection timed out\n"}) {
+    EXPECT_THAT(server.errors(), HasSubstr(line));
+  }
+}
+
+TEST(TcpServer, RefusesFramesBeyondItsLimitAndFramesThatAreNoCommands) {
+  const ServerProcess server({"--max-frame-bytes", "1024"});
+  RawSocket client = server.greetedClient();
+  EXPECT_EQ(client.ask(callOf("bytes", "1014")),
+            "The response has 1025 bytes, more than the limit of 1024 (--max-frame-bytes). The "
+            "command was executed.");
+  EXPECT_EQ(client.ask(callOf("bytes", "1013")), answerOf(std::string(1013, 'b')));
+  client.send(std::string("\0\0\4\1\0", 5)).send(std::string(1025, 'x')).endWriting();
+  EXPECT_EQ(
+      client.receiveAll(),
+      frame("The command has 1025 bytes, more than the limit of 1024 (--max-frame-bytes).", 2));
+  RawSocket greedy = server.greetedClient();
+  greedy.send(std::string("\xff\xff\xff\xff\0", 5));
+  EXPECT_EQ(greedy.receiveFrame(),
+            "The command has 4294967295 bytes, more than the limit of 1024 (--max-frame-bytes).");
+  RawSocket odd = server.greetedClient();
+  odd.send(frame(callOf("end-process"), 1));
+  EXPECT_EQ(odd.receiveAll(), frame("The frame is no command.", 2));
+}
+
+TEST(TcpServer, RefusesCommandsThatAreNotForItsRuntime) {
+  const ServerProcess server;
+  RawSocket client = server.greetedClient();
+  const std::string tooShort =
+      frame("The command has 10 bytes, less than the header of 11 bytes.", 1);
+  client.send(frame(std::string(10, '\0')));
+  EXPECT_EQ(client.receive(tooShort.size()), tooShort);
+  EXPECT_EQ(client.ask(callOf("echo", "", 2)),
+            "The command is for runtime 2; this server runs cpp, runtime 8.");
+  EXPECT_EQ(client.ask(callOf("echo", "still")), answerOf("still"));
+}
+
+TEST(TcpServer, LoadsLibrariesForItsClientsOnlyWhereItIsToldTo) {
+  const std::string load = command(1, std::string(13, '\1') + TCPHANDLERS_PATH);
+  const ServerProcess strict({"--runtime", "cpp"});
+  RawSocket client = strict.greetedClient();
+  EXPECT_EQ(client.ask(load), kNoLoading);
+  EXPECT_EQ(client.ask(callOf("load-archives", "x")), kNoLoading);
+  EXPECT_THAT(client.ask(callOf("load-archive", "x")), HasSubstr("Unknown handler"));
+  EXPECT_THAT(client.ask(callOf("echo", "x")), HasSubstr("Unknown handler"));
+  const ServerProcess generous({"--runtime", "cpp", "--allow-load-library"});
+  RawSocket other = generous.greetedClient();
+  other.ask(load);
+  EXPECT_EQ(other.ask(callOf("echo", "x")), answerOf("x"));
+}
+
+TEST(TcpServer, PassesTheMembersExceptionsOnAsTheirTexts) {
+  RaisingServer server;
+  RawSocket client = (*server).greetedClient();
+  EXPECT_EQ(client.ask(command(2, "initialized")), "8 8 0");
+  client.send(frame(command(2, "first\nsecond \xC3\xA4")));
+  EXPECT_EQ(client.receive(5 + 15), frame("first\nsecond \xC3\xA4", 1));
+  EXPECT_EQ(client.ask(command(2, "negative")),
+            "The runtime answered with the length -7, which is no response.");
+  EXPECT_EQ(client.ask(command(2, "odd")),
+            "The runtime raised something that is no standard exception.");
+  client.send(frame(command(2, "nothing")));
+  EXPECT_EQ(client.receive(5), frame(""));
+  auto channel = channelTo((*server).port());
+  EXPECT_EQ(exchange(*channel, command(2, "first\nsecond")), "error: first\nsecond");
+}
+
+TEST(TcpServer, AnswersTheCommandThatRunsBeforeItEnds) {
+  const Waiting waiting;
+  ServerProcess server;
+  RawSocket idle = server.greetedClient();
+  RawSocket begun = server.greetedClient();
+  begun.send(frame(callOf("end-process")).substr(0, 20));
+  RawSocket busy = server.greetedClient();
+  busy.send(frame(waiting.call()) + frame(callOf("end-process")));
+  waiting.awaitRunning();
+  server.signal(SIGTERM);
+  EXPECT_EQ(idle.receiveAll(), "");
+  EXPECT_THAT(begun.receiveAll(), testing::AnyOf("", "(reset)"));
+  waiting.release("answered");
+  EXPECT_EQ(busy.receiveFrame(), answerOf("answered"));
+  EXPECT_EQ(server.wait(), 0);
+  EXPECT_EQ(server.output(), "ferrolink-server: ended\n");
+}
+
+TEST(TcpServer, EndsAtOnceWithASecondSignal) {
+  const Waiting waiting;
+  ServerProcess server;
+  RawSocket idle = server.greetedClient();
+  RawSocket busy = server.greetedClient();
+  busy.send(frame(waiting.call()));
+  waiting.awaitRunning();
+  server.signal(SIGINT);
+  EXPECT_EQ(idle.receiveAll(), "");
+  server.signal(SIGINT);
+  EXPECT_EQ(server.wait(), -SIGINT);
+}
+
+TEST(TcpServer, LetsClientsBeyondItsLimitWait) {
+  const ServerProcess server({"--max-connections", "1"});
+  std::optional<RawSocket> first = server.greetedClient();
+  auto channel = channelTo(server.port());
+  {
+    const Variable timeout("FERROLINK_CONNECT_TIMEOUT_MS", "100");
+    EXPECT_THAT(exchange(*channel, callOf("echo", "1")),
+                HasSubstr("it took longer than 100 ms. The command was not sent."));
+  }
+  std::thread later([&] { EXPECT_EQ(exchange(*channel, callOf("echo", "2")), answerOf("2")); });
+  EXPECT_EQ(first->ask(callOf("echo", "3")), answerOf("3"));
+  first.reset();
+  later.join();
+}
+
+TEST(TcpServer, GoesOnWhereAHandlerEndsItsThread) {
+  const ServerProcess server({"--max-connections", "1"});
+  for (int i = 0; i < 3; ++i) {
+    RawSocket client = server.greetedClient();
+    client.send(frame(callOf("end-thread")));
+    EXPECT_EQ(client.receiveAll(), "");
+  }
+}
+
+TEST(TcpServer, ThatDiesFailsTheCommandAndIsFoundAgainByTheNext) {
+  ServerProcess server;
+  auto channel = channelTo(server.port());
+  EXPECT_EQ(exchange(*channel, callOf("echo", "1")), answerOf("1"));
+  EXPECT_THAT(exchange(*channel, callOf("end-process")),
+              HasSubstr("broke while an answer was awaited: it was closed by the other side. The "
+                        "command may have been executed"));
+  EXPECT_EQ(server.wait(), 9);
+  EXPECT_THAT(exchange(*channel, callOf("echo", "2")), HasSubstr("Connection refused"));
+  const ServerProcess next({"--listen", server.name()});
+  EXPECT_EQ(exchange(*channel, callOf("echo", "3")), answerOf("3"));
+}
+
+TEST(TcpServer, ServesEightThreadsThatShareAChannel) {
+  const ServerProcess server;
+  auto channel = channelTo(server.port());
+  std::vector<std::thread> threads;
+  std::vector<int> own(8);
+  for (std::size_t number = 0; number < own.size(); ++number) {
+    threads.emplace_back([&, number] {
+      for (unsigned i = 0; i < 2000; ++i) {
+        const std::string text =
+            std::to_string(number) + " " + std::string(i % 700, '.') + std::to_string(i);
+        if (i % 50 == 0) {
+          own[number] += exchange(*channel, callOf("echo", text, 2)) ==
+                         "error: The command is for runtime 2; this server runs cpp, runtime 8.";
+        } else {
+          own[number] += exchange(*channel, callOf("echo", text)) == answerOf(text);
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  EXPECT_THAT(own, testing::Each(2000));
+}
+
+TEST(TcpServer, CarriesCommandsAndResponsesOfManyMegabytes) {
+  const ServerProcess server;
+  auto channel = channelTo(server.port());
+  std::string large(40U << 20U, '\0');
+  for (std::size_t i = 0; i < large.size(); ++i) {
+    large[i] = static_cast<char>(i * 7 >> 3U);
+  }
+  EXPECT_EQ(exchange(*channel, callOf("echo", large)) == answerOf(large), true);
+}
+
+TEST(TcpServer, RefusesWrongUsage) {
+  const auto refusal = [](const ServerProcess::Arguments& arguments) {
+    ServerProcess server(arguments);
+    EXPECT_EQ(server.listening(), "");
+    EXPECT_EQ(server.wait(), 2);
+    return server.errors();
+  };
+  const std::string end = "\nferrolink-server: --help lists the options\n";
+  const auto expect = [&](const ServerProcess::Arguments& arguments, const std::string& text) {
+    EXPECT_EQ(refusal(arguments), "ferrolink-server: " + text + end);
+  };
+  expect({"--runtime", "perl"}, "--runtime takes jvm or cpp, not 'perl'.");
+  expect({"--verbose"}, "Unknown option '--verbose'.");
+  expect({"--plug-in", ""}, "--plug-in takes a value.");
+  expect({"--listen", "localhost:80"},
+         "--listen takes an IPv4 address and a port, such as 127.0.0.1:8080, not 'localhost:80'.");
+  expect({"--listen", "127.0.0.1"},
+         "--listen takes an IPv4 address and a port, such as 127.0.0.1:8080, not '127.0.0.1'.");
+  expect({"--listen", "127.0.0.1:65536"},
+         "The port of --listen takes a number from 0 to 65535, not '65536'.");
+  expect({"--max-connections", "0"}, "--max-connections takes a number from 1 to 65535, not '0'.");
+  expect({"--max-frame-bytes", "1023"},
+         "--max-frame-bytes takes a number from 1024 to 2147483647, not '1023'.");
+  expect({"--tls-key", "k"}, "--tls-certificate and --tls-key go together.");
+  expect({"--tls-client-ca", "c"}, "--tls-client-ca needs --tls-certificate and --tls-key.");
+}
+
+TEST(TcpServer, SaysWhyItCannotStart) {
+  ServerProcess missing({"--runtime", "cpp", "--plug-in", "/nowhere.so"});
+  EXPECT_EQ(missing.wait(), 1);
+  EXPECT_THAT(missing.errors(), HasSubstr("Cannot load: /nowhere.so. \nError: File not found."));
+  const ServerProcess first;
+  ServerProcess second({"--listen", first.name()});
+  EXPECT_EQ(second.wait(), 1);
+  EXPECT_EQ(second.errors(),
+            "ferrolink-server: Cannot listen on " + first.name() + ": Address already in use\n");
+}
+
+TEST(TcpServer, WarnsWhereItServesOthersThanThisMachine) {
+  ServerProcess server({"--listen", "0.0.0.0:0"});
+  server.signal(SIGTERM);
+  server.wait();
+  EXPECT_EQ(server.errors(),
+            "ferrolink-server: whoever reaches this address may call the handlers; "
+            "--tls-client-ca FILE would ask who it is\n");
+}
+
+}  // namespace FerrolinkTest

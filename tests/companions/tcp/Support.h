@@ -1,0 +1,138 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_SUPPORT_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_SUPPORT_H
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "companions/utils/FileDescriptor.h"
+#include "native/interfaces/ITransport.h"
+#include "tests/support/ProcessCase.h"
+
+/// Helpers for tests of the network companions: sockets without manners, and the built client
+/// libraries. Texts stand for bytes.
+namespace FerrolinkTest {
+
+using Ferrolink::Companions::FileDescriptor;
+using Ferrolink::Native::Interfaces::ITransport;
+
+inline constexpr std::string_view kHello("FRLK\x01\x00\x00\x00", 8);
+inline constexpr std::string_view kWelcome("FRLK\x01\x01\x00\x00", 8);
+inline constexpr std::string_view kSpeaksTls("FRLK\x01\x02\x00\x00", 8);
+
+/// A frame: four bytes of length, a status, the bytes.
+std::string frame(std::string_view bytes, char status = 0);
+
+/// A command of that type to the C++ member, from Java.
+std::string command(char type, std::string_view body, char target = 8);
+std::string callOf(std::string_view handler, std::string_view payload = "", char target = 8);
+/// What the C++ member answers to Java.
+std::string answerOf(std::string_view payload);
+
+/// A connected socket that does what it is told.
+class RawSocket {
+ public:
+  explicit RawSocket(FileDescriptor connected) : m_socket(std::move(connected)) {}
+  static RawSocket connect(std::uint16_t port);
+
+  RawSocket& send(std::string_view bytes);
+  RawSocket& sendByteByByte(std::string_view bytes);
+  /// Exactly that many bytes; fewer where the peer closes.
+  std::string receive(std::size_t size);
+  /// All that comes until the peer closes; "(reset)" behind it where it does that by force.
+  std::string receiveAll();
+  /// The bytes of the next frame.
+  std::string receiveFrame();
+  /// Sends a frame and receives one.
+  std::string ask(std::string_view command) { return send(frame(command)).receiveFrame(); }
+  void endWriting();
+  /// Until all that was sent has arrived at the peer, who need not have read it.
+  void awaitDelivery() const;
+  /// Closes by force: the peer sees a reset.
+  void reset();
+  [[nodiscard]] int descriptor() const { return m_socket.get(); }
+  void close() { m_socket = FileDescriptor(); }
+
+ private:
+  FileDescriptor m_socket;
+};
+
+/// A port of 127.0.0.1. Connections are refused until it listens.
+class Port {
+ public:
+  Port();
+  void listen(int backlog = 16) const;
+  [[nodiscard]] RawSocket accept() const;
+  /// Accepts and welcomes a client.
+  [[nodiscard]] RawSocket greeted() const;
+  [[nodiscard]] std::uint16_t number() const { return m_number; }
+  [[nodiscard]] std::string name() const { return "127.0.0.1:" + std::to_string(m_number); }
+
+ private:
+  FileDescriptor m_socket;
+  std::uint16_t m_number = 0;
+};
+
+/// A port that serves from the beginning, on a thread of its own.
+class FakeServer : public Port {
+ public:
+  template <class Script>
+  explicit FakeServer(Script script) {
+    listen();
+    m_thread = std::thread([this, script] {
+      try {
+        script(*this);
+      } catch (const std::exception& error) {
+        ADD_FAILURE() << error.what();
+      }
+    });
+  }
+  FakeServer(const FakeServer&) = delete;
+  FakeServer& operator=(const FakeServer&) = delete;
+  ~FakeServer() { join(); }
+
+  void join() {
+    if (m_thread.joinable()) {
+      m_thread.join();
+    }
+  }
+
+ private:
+  std::thread m_thread;
+};
+
+enum class Kind { Plain, Tls };
+
+/// A channel of a built client library; null where it makes none.
+std::unique_ptr<ITransport> channelTo(const char* host, std::uint16_t port,
+                                      Kind kind = Kind::Plain);
+std::unique_ptr<ITransport> channelTo(std::uint16_t port, Kind kind = Kind::Plain);
+
+/// Sends, and reads the response; "error: " and the text where that fails.
+std::string exchange(ITransport& channel, std::string command);
+int send(ITransport& channel, std::string command);
+std::string read(ITransport& channel, int length);
+
+/// Sets an environment variable for as long as it lives.
+class Variable {
+ public:
+  Variable(std::string name, const std::string& value);
+  Variable(const Variable&) = delete;
+  Variable& operator=(const Variable&) = delete;
+  ~Variable();
+
+ private:
+  const std::string m_name;
+};
+
+}  // namespace FerrolinkTest
+
+#endif
