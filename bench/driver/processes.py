@@ -56,7 +56,7 @@ def start_up(build, effort, java_home):
 
 def load(build, effort):
     """Opening the library in a C++ program, against a library with nothing in it; and its facts."""
-    libraries = {"ours": build.library, "empty library": build.file("libferrolink-bench-empty.so")}
+    libraries = {"ours": build.member, "empty library": build.file("libferrolink-bench-empty.so")}
     series = {name: [] for name in libraries}
     memory = {name: [] for name in libraries}
     shuffled = random.Random(1)
@@ -69,7 +69,7 @@ def load(build, effort):
                 series[name].append(nanoseconds)
                 memory[name].append(resident)
     rows = results.rows_of("library load", 0, series, "empty library")
-    return rows, _facts(build.library, results.Spread.of(memory["ours"]).median)
+    return rows, _facts(build.member, results.Spread.of(memory["ours"]).median)
 
 
 def _facts(library, resident):
@@ -94,7 +94,7 @@ def instructions(build):
     """Instructions per attached command of 64 bytes; None where valgrind cannot tell."""
     result = subprocess.run(
         [sys.executable, os.path.join(build.sources, "instructions/count.py"),
-         "--program", build.file("ferrolink-bench-instructions"), "--library", build.library,
+         "--program", build.file("ferrolink-bench-instructions"), "--library", build.member,
          "--jvm", build.fake_jvm], capture_output=True, text=True, check=False)
     match = re.search(r"^= ([\d.]+)", result.stdout, re.MULTILINE)
     return float(match.group(1)) if match else None

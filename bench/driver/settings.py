@@ -29,7 +29,7 @@ class Build:
         self.sources = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
         self.archive = os.path.join(self.root, "Binaries/Jvm/FerrolinkJvmRuntime.jar")
         self.native = os.path.join(self.root, "Binaries/Native/Linux/X64")
-        self.library = os.path.join(self.native, "libFerrolinkJvmRuntimeNative.so")
+        self.member = os.path.join(self.native, "libFerrolinkJvmRuntimeNative.so")
         self.receiver_home = self.file("receiver-home")
         self.caller_home = self.file("caller-home")
         self.fake_jvm = os.path.join(self.root, "tests/fakes/jvm/libFakeJvm.so")
