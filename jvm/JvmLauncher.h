@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,7 +21,8 @@
 #include "native/ThreadResponses.h"
 
 /// Gives the receiver role a JVM to call into. Launching (mode 1): finds a JVM library, starts a
-/// JVM on the first command and calls the static methods of com.ferrolink.core.receiver.Receiver.
+/// JVM on the first command, or adopts one that runs in the process already, under whichever JVM
+/// library, and calls the static methods of com.ferrolink.core.receiver.Receiver.
 /// Binding (mode 0): adopts the JVM whose Java side registered a callback, and calls that callback.
 ///
 /// Thread rule: Initialize once, serialised by the caller; all else on any thread, in parallel. A
@@ -116,41 +118,58 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   FERROLINK_LOCAL void printClassPath() const;
   FERROLINK_LOCAL void buildOptions();
   FERROLINK_LOCAL bool adoptRunningJvm();
+  FERROLINK_LOCAL bool ownLibrarysJvm(JavaVM*& vm);
+  FERROLINK_LOCAL void attachAdopter(JavaVM* vm);
   FERROLINK_LOCAL void startJvm();
   FERROLINK_LOCAL void takeStartingThreadEnvironment();
 
   FERROLINK_LOCAL void lookUpReceiver(JNIEnv* env);
+  FERROLINK_LOCAL jclass shareReceiverClass(JNIEnv* env, jclass found);
   FERROLINK_LOCAL jmethodID findReceiverMethod(JNIEnv* env, jclass receiverClass, const char* name,
                                                const char* signature, const char* checkCode,
                                                const char* nullCode);
   FERROLINK_LOCAL Jni::LocalReference<jclass> findReceiverClass(JNIEnv* env);
   FERROLINK_LOCAL ReceiverClass receiverClassFor(JNIEnv* env);
 
-  // Both are asked: the token, because a later thread may be given the same environment; the
-  // environment, because the thread may have been detached and attached again in the meantime.
+  // Another environment says that the thread's first attachment ended. The same one says nothing:
+  // a JVM hands the address out again, to this thread or to a later one.
   [[nodiscard]] FERROLINK_LOCAL bool isStartingThread(JNIEnv* env) const {
     return m_JvmEnv.load(std::memory_order_relaxed) == env &&
            m_startingThread.load(std::memory_order_relaxed) == currentThreadToken();
   }
 
+  // A thread that had to be attached is no longer in the attachment in which it started the JVM:
+  // the class reference that it kept has died with that one.
+  FERROLINK_LOCAL void noteAttachment(const ThreadJniEnv& thread) {
+    if (thread.attachedThread()) [[unlikely]] {
+      forgetStartingThread();
+    }
+  }
+  FERROLINK_LOCAL void forgetStartingThread();
+
   /// A reference to the receiver class that the calling thread may use; null where there is none.
   [[nodiscard]] FERROLINK_LOCAL jclass knownReceiverClassFor(JNIEnv* env) const {
-    if (isStartingThread(env)) [[unlikely]] {
-      if (jclass kept = m_receiverClass.load(std::memory_order_relaxed)) {
-        return kept;
-      }
+    if (jclass shared = m_sharedReceiverClass.load(std::memory_order_acquire)) {
+      return shared;
     }
-    return m_sharedReceiverClass.load(std::memory_order_acquire);
+    return isStartingThread(env) && !m_startingThreadInJava
+               ? m_receiverClass.load(std::memory_order_relaxed)
+               : nullptr;
   }
 
   [[nodiscard]] FERROLINK_LOCAL bool isReceiverKnown() const {
     return m_receiverKnown.load(std::memory_order_acquire);
   }
 
-  FERROLINK_LOCAL void ensureJvmInitialized();
+  class StartUpLock;
+  class AdoptersAttachment;
+  class InsideJava;
+
+  [[gnu::cold]] FERROLINK_LOCAL int sendUnprepared(std::uint8_t* message, int length);
   FERROLINK_LOCAL void initializeJvmOnce();
   FERROLINK_LOCAL void requireCallback();
   FERROLINK_LOCAL void lookUpReceiverOnce(JNIEnv* env);
+  FERROLINK_LOCAL void enterJvm(std::optional<ThreadJniEnv>& thread);
   FERROLINK_LOCAL int dispatch(JNIEnv* env, std::uint8_t* message, int length);
   FERROLINK_LOCAL Jni::LocalReference<jbyteArray> makeCommandArray(JNIEnv* env,
                                                                    const std::uint8_t* message,
@@ -186,6 +205,7 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   // Guarded by m_startUpMutex, which is also held while the JVM is created and the receiver class
   // is first looked up, so that both happen once. The option array points into the option strings.
   std::mutex m_startUpMutex;
+  std::atomic<ThreadToken> m_startUpOwner{0};  ///< the thread that holds it; read without it
   std::string m_classPath;
   std::string m_classPathOption;
   std::string m_libraryPathOption;
@@ -199,13 +219,20 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   // Written under m_startUpMutex, read by every thread without it.
   std::atomic<bool> m_jvmInitialized{false};
   std::atomic<JavaVM*> m_javaVM{nullptr};
-  std::atomic<JNIEnv*> m_JvmEnv{nullptr};        ///< of the starting thread, and of use only there
-  std::atomic<ThreadToken> m_startingThread{0};  ///< the thread that ran InitializeJvm
+  std::atomic<JNIEnv*> m_JvmEnv{
+      nullptr};  ///< of the thread that ran InitializeJvm, and of use only there
+
+  // The thread that created the JVM, for as long as its attachment is known to last; 0 where the
+  // JVM was adopted. Only that thread resets it.
+  std::atomic<ThreadToken> m_startingThread{0};
+  bool m_startingThreadInJava = false;  ///< of use to the starting thread alone
+  // The thread that adoption attached, until the command that adopted ends; 0 otherwise.
+  std::atomic<ThreadToken> m_attachedAdopter{0};
 
   // The receiver, as the look-up found it. The methods are set together, and before
   // m_receiverKnown. m_receiverClass is the starting thread's local reference, kept as FindClass
-  // returned it; other threads share m_sharedReceiverClass, a global reference that the first of
-  // them makes.
+  // returned it, and used only until there is m_sharedReceiverClass: a global reference, made by
+  // the look-up where there is no starting thread, else by the first other thread.
   std::atomic<bool> m_receiverKnown{false};
   std::atomic<jclass> m_receiverClass{nullptr};
   std::atomic<jclass> m_sharedReceiverClass{nullptr};
@@ -218,6 +245,31 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   Ferrolink::Native::BriefMutex m_arrayMutex;
 
   Ferrolink::Native::ThreadResponses m_responses;
+};
+
+/// Marks a call into Java that is made with the starting thread's own class reference. What that
+/// call runs may send again on this thread: the reference then belongs to an outer frame, of which
+/// checked JNI ends the process, and the command uses the shared one.
+class JvmLauncher::InsideJava {
+ public:
+  InsideJava(JvmLauncher& launcher, jclass used)
+      : m_inside(used == launcher.m_receiverClass.load(std::memory_order_relaxed)
+                     ? &launcher.m_startingThreadInJava
+                     : nullptr) {
+    if (m_inside != nullptr) {
+      *m_inside = true;
+    }
+  }
+  InsideJava(const InsideJava&) = delete;
+  InsideJava& operator=(const InsideJava&) = delete;
+  ~InsideJava() {
+    if (m_inside != nullptr) {
+      *m_inside = false;
+    }
+  }
+
+ private:
+  bool* m_inside;
 };
 
 /// Body of the short-lived thread on which a launcher creates its JVM. A failure is raised here,

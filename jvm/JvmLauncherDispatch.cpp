@@ -17,45 +17,98 @@ bool hasType(const std::uint8_t* message, int length, std::uint8_t type) {
   return length >= CommandHeader::kSize && message[CommandHeader::kCommandType] == type;
 }
 
+}  // namespace
+
+/// Holds the start-up lock, and tells by whom it is held.
+class JvmLauncher::StartUpLock {
+ public:
+  explicit StartUpLock(JvmLauncher& launcher) : m_launcher(launcher) {
+    launcher.m_startUpMutex.lock();
+    launcher.m_startUpOwner.store(currentThreadToken(), std::memory_order_relaxed);
+  }
+  StartUpLock(const StartUpLock&) = delete;
+  StartUpLock& operator=(const StartUpLock&) = delete;
+  ~StartUpLock() {
+    m_launcher.m_startUpOwner.store(0, std::memory_order_relaxed);
+    m_launcher.m_startUpMutex.unlock();
+  }
+
+ private:
+  JvmLauncher& m_launcher;
+};
+
+/// Owns the attachment of a thread that adopted a JVM and was attached for that: it ends with the
+/// command. A thread that stayed attached would keep a Java program from ending.
+class JvmLauncher::AdoptersAttachment {
+ public:
+  explicit AdoptersAttachment(JvmLauncher& launcher) : m_launcher(launcher) {}
+  AdoptersAttachment(const AdoptersAttachment&) = delete;
+  AdoptersAttachment& operator=(const AdoptersAttachment&) = delete;
+  ~AdoptersAttachment() {
+    ThreadToken self = currentThreadToken();
+    if (m_launcher.m_attachedAdopter.compare_exchange_strong(self, 0)) {
+      m_launcher.m_javaVM.load()->DetachCurrentThread();
+    }
+  }
+
+ private:
+  JvmLauncher& m_launcher;
+};
+
 // A thread that cannot be attached has no environment; what refused it is reported already.
-void enterJvm(std::optional<ThreadJniEnv>& thread, JavaVM* vm) {
+[[gnu::always_inline]] inline void JvmLauncher::enterJvm(std::optional<ThreadJniEnv>& thread) {
   try {
-    thread.emplace(vm);
+    thread.emplace(m_javaVM.load(std::memory_order_relaxed));
   } catch (const FerrolinkNativeException&) {
     thread.reset();
   }
+  if (!thread) {
+    raiseFailedAttach();
+  }
+  noteAttachment(*thread);
 }
-
-}  // namespace
 
 int JvmLauncher::SendCommand(std::uint8_t* message, int length) {
   if (m_launching) {
     if (hasType(message, length, CommandHeader::kTypeLoadLibrary)) {
       return HandleLoadLibraryCommand(message, length);
     }
-    ensureJvmInitialized();
+    if (!isReceiverKnown()) [[unlikely]] {
+      return sendUnprepared(message, length);
+    }
   } else {
     requireCallback();
   }
   std::optional<ThreadJniEnv> thread;
-  enterJvm(thread, m_javaVM.load(std::memory_order_relaxed));
-  if (!thread) {
-    raiseFailedAttach();
+  enterJvm(thread);
+  return dispatch(thread->m_jniEnv, message, length);
+}
+
+// A command that comes before the receiver is known. One that comes while start-up prints what the
+// receiver says of itself does not pass here, hence waits for nothing: the receiver may be waiting
+// for that command. One out of the receiver's class initialiser would wait for itself: it finds no
+// JVM initialised instead.
+int JvmLauncher::sendUnprepared(std::uint8_t* message, int length) {
+  if (m_startUpOwner.load(std::memory_order_relaxed) == currentThreadToken()) {
+    raise("018. JVM not initialized");
+  }
+  const AdoptersAttachment attachment(*this);
+  if (!m_jvmInitialized.load(std::memory_order_acquire)) {
+    initializeJvmOnce();
+  }
+  if (m_javaVM.load(std::memory_order_relaxed) == nullptr) {
+    raise("018. JVM not initialized");
+  }
+  std::optional<ThreadJniEnv> thread;
+  enterJvm(thread);
+  if (!isReceiverKnown()) {
+    lookUpReceiverOnce(thread->m_jniEnv);
   }
   return dispatch(thread->m_jniEnv, message, length);
 }
 
-inline void JvmLauncher::ensureJvmInitialized() {
-  if (!m_jvmInitialized.load(std::memory_order_acquire)) [[unlikely]] {
-    initializeJvmOnce();
-  }
-  if (m_javaVM.load(std::memory_order_relaxed) == nullptr) [[unlikely]] {
-    raise("018. JVM not initialized");
-  }
-}
-
 void JvmLauncher::initializeJvmOnce() {
-  const std::lock_guard<std::mutex> lock(m_startUpMutex);
+  const StartUpLock lock(*this);
   if (!m_jvmInitialized.load(std::memory_order_relaxed)) {
     InitializeJvm();
     m_jvmInitialized.exchange(true);
@@ -74,7 +127,7 @@ void JvmLauncher::requireCallback() {
 // After a start-up that failed, or with a JVM that others had started, the receiver is not known
 // yet.
 void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
-  const std::lock_guard<std::mutex> lock(m_startUpMutex);
+  const StartUpLock lock(*this);
   if (!isReceiverKnown()) {
     lookUpReceiver(env);
   }
@@ -82,9 +135,6 @@ void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
 
 [[gnu::always_inline]] inline int JvmLauncher::dispatch(JNIEnv* env, std::uint8_t* message,
                                                         int length) {
-  if (m_launching && !isReceiverKnown()) [[unlikely]] {
-    lookUpReceiverOnce(env);
-  }
   Jni::LocalReference<jbyteArray> command = makeCommandArray(env, message, length);
   Jni::LocalReference<jbyteArray> response =
       callJava(env, command.get(), hasType(message, length, CommandHeader::kTypeHeartBeat));
@@ -124,9 +174,11 @@ void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
   return command;
 }
 
-inline jobject JvmLauncher::callReceiver(JNIEnv* env, jbyteArray command, bool heartBeat) {
+[[gnu::always_inline]] inline jobject JvmLauncher::callReceiver(JNIEnv* env, jbyteArray command,
+                                                                bool heartBeat) {
   const std::atomic<jmethodID>& method = heartBeat ? m_heartBeatMethod : m_sendCommandMethod;
   if (jclass known = knownReceiverClassFor(env)) [[likely]] {
+    const InsideJava inside(*this, known);
     return env->CallStaticObjectMethod(known, method.load(std::memory_order_relaxed), command);
   }
   const ReceiverClass found = receiverClassFor(env);

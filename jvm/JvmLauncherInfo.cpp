@@ -71,6 +71,7 @@ std::string JvmLauncher::GetRuntimeInfoFromManagedRuntime() {
   try {
     // The kept environment where this is the starting thread, the thread's own everywhere else.
     const ThreadJniEnv thread(m_javaVM.load());
+    noteAttachment(thread);
     return askReceiverForInfo(thread.m_jniEnv);
   } catch (const std::exception&) {
     return {};
@@ -79,8 +80,11 @@ std::string JvmLauncher::GetRuntimeInfoFromManagedRuntime() {
 
 std::string JvmLauncher::askReceiverForInfo(JNIEnv* env) {
   const ReceiverClass receiverClass = receiverClassFor(env);
-  Jni::LocalReference<jstring> text(env, static_cast<jstring>(env->CallStaticObjectMethod(
-                                             receiverClass.usable, m_runtimeInfoMethod.load())));
+  const auto askJava = [&] {
+    const InsideJava inside(*this, receiverClass.usable);
+    return env->CallStaticObjectMethod(receiverClass.usable, m_runtimeInfoMethod.load());
+  };
+  Jni::LocalReference<jstring> text(env, static_cast<jstring>(askJava()));
   checkJava(env, "028");
   if (!text) {
     return {};

@@ -1,5 +1,6 @@
 // Creating or adopting the JVM, and finding the Java receiver.
 #include "jvm/JvmLauncher.h"
+#include "jvm/LoadedJvm.h"
 #include "native/Console.h"
 
 using Ferrolink::Native::Console::printOut;
@@ -21,12 +22,31 @@ int JvmLauncher::InitializeJvm() {
   return 0;
 }
 
-// The receiver class is not looked up here: the next command does that, with its own environment.
+// The receiver class is not looked up here: the command that adopts does that next. There is no
+// starting thread: what FindClass gives a thread that Java called ends with that native method.
 bool JvmLauncher::adoptRunningJvm() {
-  GetCreatedJavaVMsFunction* getCreatedJavaVMs = m_getCreatedJavaVMs.load();
-  if (getCreatedJavaVMs == nullptr) {
+  if (m_getCreatedJavaVMs.load() == nullptr) {
     return false;  // binding: the process's JVM library was never opened by this launcher
   }
+  // A process has one JVM. It may run under another JVM library than the one that was found.
+  JavaVM* vm = nullptr;
+  if (!ownLibrarysJvm(vm)) {
+    vm = findLoadedJvm();
+    if (vm == nullptr) {
+      return false;
+    }
+  }
+  if (vm == nullptr) {
+    raise("018. JVM not initialized");  // it ended while it was asked for
+  }
+  m_startingThread.store(0);
+  attachAdopter(vm);
+  m_javaVM.store(vm);
+  return true;
+}
+
+bool JvmLauncher::ownLibrarysJvm(JavaVM*& vm) {
+  GetCreatedJavaVMsFunction* getCreatedJavaVMs = m_getCreatedJavaVMs.load();
   jsize count = 0;
   getCreatedJavaVMs(nullptr, 0, &count);
   if (count < 1) {
@@ -34,15 +54,18 @@ bool JvmLauncher::adoptRunningJvm() {
   }
   std::vector<JavaVM*> created(static_cast<std::size_t>(count), nullptr);
   getCreatedJavaVMs(created.data(), count, &count);
-  JavaVM* vm = created.front();
-  JNIEnv* env = nullptr;
-  if (vm != nullptr) {
-    vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
-  }
-  m_startingThread.store(currentThreadToken());
-  m_JvmEnv.store(env);
-  m_javaVM.store(vm);
+  vm = created.front();
   return true;
+}
+
+void JvmLauncher::attachAdopter(JavaVM* vm) {
+  JNIEnv* env = nullptr;
+  const bool unknown = vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8) == JNI_EDETACHED;
+  const jint result = vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+  if (unknown && result == JNI_OK) {
+    m_attachedAdopter.store(currentThreadToken());
+  }
+  m_JvmEnv.store(env);
 }
 
 void JvmLauncher::startJvm() {
@@ -88,6 +111,10 @@ void JvmLauncher::HandleLaunchJvmError() {
 void JvmLauncher::takeStartingThreadEnvironment() {
   JavaVM* vm = m_javaVM.load();
   JNIEnv* env = getJniEnvForThread(vm);
+  if (vm == nullptr) {
+    m_JvmEnv.store(nullptr);  // a result that names no error, and no JVM
+    return;
+  }
   // The process-wide holder may have been built by another thread before; its environment is of no
   // use here, and this thread then stays attached by itself.
   JNIEnv* own = nullptr;
@@ -104,7 +131,13 @@ void JvmLauncher::GetReceiverClass() {
     raise("006. \nReinstall Ferrolink package");
   }
   const ThreadJniEnv thread(m_javaVM.load());
+  noteAttachment(thread);
   lookUpReceiver(thread.m_jniEnv);
+}
+
+void JvmLauncher::forgetStartingThread() {
+  ThreadToken self = currentThreadToken();
+  m_startingThread.compare_exchange_strong(self, 0);
 }
 
 void JvmLauncher::lookUpReceiver(JNIEnv* env) {
@@ -116,6 +149,8 @@ void JvmLauncher::lookUpReceiver(JNIEnv* env) {
       findReceiverMethod(env, found.get(), "getRuntimeInfo", "()Ljava/lang/String;", "036", "010");
   if (isStartingThread(env)) {
     m_receiverClass.store(found.release());
+  } else {
+    shareReceiverClass(env, found.get());
   }
   m_sendCommandMethod.store(sendCommand);
   m_heartBeatMethod.store(heartBeat);
@@ -143,22 +178,33 @@ jmethodID JvmLauncher::findReceiverMethod(JNIEnv* env, jclass receiverClass, con
   return method;
 }
 
-// The starting thread uses its local reference, all others one shared global reference. The first
-// of them makes it, of its own FindClass result; threads that come while it is being made use their
-// own result for the one call, so that nobody waits and exactly one global reference is made.
+// The starting thread uses its local reference until another thread comes; from then on all use one
+// shared global reference. The first other thread makes it, of its own FindClass result; threads
+// that come while it is being made use their own result for the one call, so that nobody waits and
+// exactly one global reference is made.
 JvmLauncher::ReceiverClass JvmLauncher::receiverClassFor(JNIEnv* env) {
   if (jclass known = knownReceiverClassFor(env)) {
     return {known, {}};
   }
   Jni::LocalReference<jclass> own = findReceiverClass(env);
-  if (!m_sharingReceiverClass.exchange(true)) {
-    if (auto shared = static_cast<jclass>(env->NewGlobalRef(own.get()))) {
-      m_sharedReceiverClass.store(shared, std::memory_order_release);
-      return {shared, {}};
-    }
-    Jni::clearPendingException(env);
-    m_sharingReceiverClass.store(false);
+  if (jclass shared = shareReceiverClass(env, own.get())) {
+    return {shared, {}};
   }
   jclass usable = own.get();
   return {usable, std::move(own)};
+}
+
+// Null where another thread is just making the reference, or the JVM makes none.
+jclass JvmLauncher::shareReceiverClass(JNIEnv* env, jclass found) {
+  if (m_sharingReceiverClass.exchange(true)) {
+    return nullptr;
+  }
+  auto shared = static_cast<jclass>(env->NewGlobalRef(found));
+  if (shared == nullptr) {
+    Jni::clearPendingException(env);
+    m_sharingReceiverClass.store(false);
+    return nullptr;
+  }
+  m_sharedReceiverClass.store(shared, std::memory_order_release);
+  return shared;
 }

@@ -26,6 +26,9 @@ class ThreadJniEnv {
   /// Never null after construction. Public and first: callers read it directly.
   JNIEnv* m_jniEnv = nullptr;
 
+  /// Whether the JVM did not know the thread before this holder was made.
+  [[nodiscard]] bool attachedThread() const { return m_attached; }
+
  private:
   JavaVM* m_javaVM;
   bool m_attached = false;

@@ -277,7 +277,7 @@ PROCESS_CASE(reentersFromJava) {
 }
 
 TEST(LauncherDispatch, AThreadInsideJavaMaySendFromThere) {
-  expectReport("reentersFromJava", {"16: " + numbers(command(2, 16)), kEcho14, kOnlyStarted});
+  expectReport("reentersFromJava", {"16: " + numbers(command(2, 16)), kEcho14, kStartedAndShared});
 }
 
 PROCESS_CASE(neverInitialized) {

@@ -113,7 +113,6 @@ TEST(LauncherReceiverClass, AnotherThreadThatIsGivenNoClassRaises007) {
 
 PROCESS_CASE(environmentPassedOn) {
   Launched launched;
-  launched.jvm.script().reuseEnvironments = true;
   JNIEnv* first = nullptr;
   onNewThread([&] {
     report(launched.exchange(command()));
@@ -147,8 +146,50 @@ PROCESS_CASE(startingThreadReattached) {
   report(started.exchange(command()));
 }
 
+// The JVM hands the thread the environment of its first attachment again.
 TEST(LauncherReceiverClass, AStartingThreadThatTheHostDetachedIsServedLikeAnyOther) {
   expectReport("startingThreadReattached", {kEcho14, "1", "2", kEcho14});
+}
+
+PROCESS_CASE(detachedThreadFails) {
+  Started started;
+  started.jvm.firstJvm()->DetachCurrentThread();
+  started.jvm.script().sendCommand.answer = FakeJvm::Answer::Throw;
+  report(started.exchange(command()));
+  report(started.launcher.GetRuntimeInfo());
+  report(outstanding(started.jvm));
+}
+
+TEST(LauncherReceiverClass, AStartingThreadThatTheHostDetachedStillGetsRuntimeInformation) {
+  expectReport("detachedThreadFails",
+               {launcherError("023. JVM exception occurred"), runtimeInfo(),
+                "local 0 global 1 elements 0 characters 0 attached 1 dropped 1"});
+}
+
+PROCESS_CASE(detachedThreadAsksFirst) {
+  Started started;
+  started.jvm.firstJvm()->DetachCurrentThread();
+  report(started.launcher.GetRuntimeInfo());
+  report(started.exchange(command()));
+}
+
+TEST(LauncherReceiverClass, AStartingThreadThatTheHostDetachedMayAskForInformationFirst) {
+  expectReport("detachedThreadAsksFirst", {runtimeInfo(), kEcho14});
+}
+
+PROCESS_CASE(startingThreadAmongOthers) {
+  Started started;
+  onNewThread([&] { started.exchange(command()); });
+  JavaVM* vm = started.jvm.firstJvm();
+  vm->DetachCurrentThread();
+  JNIEnv* env = nullptr;
+  vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+  report(started.exchange(command()));
+}
+
+// Only where no other thread has sent yet can nobody tell that a host did both.
+TEST(LauncherReceiverClass, OnceTheClassIsSharedTheStartingThreadUsesItToo) {
+  expectReport("startingThreadAmongOthers", {kEcho14});
 }
 
 }  // namespace FerrolinkTest

@@ -88,17 +88,18 @@ PROCESS_CASE(adoptsRunningJvm) {
 
 // The buffer holds both JVMs; the calls below without "on JVM 2" go to the first one.
 TEST(LauncherStartUp, ARunningJvmIsAdoptedAndTheSameCommandFindsTheReceiver) {
-  const Texts entered = {kEcho14, "JNI_GetCreatedJavaVMs(0)", "JNI_GetCreatedJavaVMs(2)",
-                         "AttachCurrentThread", "GetEnv(1.8)"};
+  const Texts entered = {kEcho14,       "JNI_GetCreatedJavaVMs(0)", "JNI_GetCreatedJavaVMs(2)",
+                         "GetEnv(1.8)", "AttachCurrentThread",      "GetEnv(1.8)"};
   const Texts command = commandCalls();
-  const CaseResult result =
-      expectReport("adoptsRunningJvm",
-                   joined({entered,
-                           classLookUpCalls(),
-                           methodLookUpCalls(),
-                           Texts(command.begin() + 1, command.end()),
-                           {"0", "local 1 global 0 elements 0 characters 0 attached 1 dropped 0",
-                            kEcho14, std::to_string(command.size())}}));
+  const CaseResult result = expectReport(
+      "adoptsRunningJvm", joined({entered,
+                                  classLookUpCalls(),
+                                  methodLookUpCalls(),
+                                  {"NewGlobalRef", "DeleteLocalRef"},
+                                  Texts(command.begin() + 1, command.end()),
+                                  {"DetachCurrentThread", "0",
+                                   "local 0 global 1 elements 0 characters 0 attached 0 dropped 0",
+                                   kEcho14, std::to_string(command.size() + 2)}}));
   EXPECT_EQ(result.out,
             "Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " +
                 std::string(FAKEJVM_PATH) + "\n");
@@ -131,7 +132,7 @@ PROCESS_CASE(otherThreadFindsReceiver) {
 }
 
 TEST(LauncherStartUp, WhereAnotherThreadFindsTheReceiverAllThreadsShareTheGlobalReference) {
-  const std::string shared = "local 0 global 1 elements 0 characters 0 attached 1 dropped 0";
+  const std::string shared = "local 0 global 1 elements 0 characters 0 attached 0 dropped 0";
   expectReport("otherThreadFindsReceiver", {launcherError("033. JVM exception occurred", ""),
                                             kEcho14, shared, kEcho14, shared});
 }

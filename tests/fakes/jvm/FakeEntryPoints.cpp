@@ -33,7 +33,8 @@ EXPORTED jint JNICALL JNI_GetCreatedJavaVMs(JavaVM** buffer, jsize length, jsize
   const std::lock_guard<std::mutex> lock(state().lock);
   FakeJvm::record("JNI_GetCreatedJavaVMs(" + std::to_string(length) + ")");
   *count = static_cast<jsize>(state().machines.size());
-  for (jsize i = 0; i < length && i < *count; ++i) {
+  const jsize listed = *count - state().script.unlistedJvms;
+  for (jsize i = 0; i < length && i < listed; ++i) {
     buffer[i] = &state().machines[static_cast<std::size_t>(i)];
   }
   return JNI_OK;
@@ -80,6 +81,13 @@ EXPORTED unsigned long fakeJvm_currentThread() {
 EXPORTED JavaVM* fakeJvm_startJvm() {
   const std::lock_guard<std::mutex> lock(state().lock);
   return &FakeJvm::startMachine();
+}
+
+EXPORTED void fakeJvm_returnToJava() {
+  const std::lock_guard<std::mutex> lock(state().lock);
+  if (const FakeJvm::Environment* environment = FakeJvm::currentThread().environment) {
+    FakeJvm::endLocalReferences(environment->attachment);
+  }
 }
 
 EXPORTED JavaVM* fakeJvm_firstJvm() {

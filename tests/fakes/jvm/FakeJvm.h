@@ -10,9 +10,9 @@
 #include <vector>
 
 /// A JVM library without a JVM. It records every JNI call, ends the process with a text when a rule
-/// of JNI is broken (an environment or a local reference on a foreign thread, a reference after its
-/// end, a call that is not allowed while an exception is pending), counts what was not given back,
-/// and answers as the test says.
+/// of JNI is broken (an environment or a local reference on a foreign thread, a local reference of
+/// an outer frame, a reference after its end, a call that is not allowed while an exception is
+/// pending), counts what was not given back, and answers as the test says.
 ///
 /// Tests open it by path and find the functions at the end of this file with dlsym; the class
 /// FakeJvmClient does so. With the variable FAKE_JVM_CALLS every call is also appended to that
@@ -46,10 +46,12 @@ struct Script {
   std::string runtimeInfoText = "Fake JVM\n";
   std::function<void()> insideJava;         ///< run on the calling thread by the three byte methods
   std::function<void()> insideRuntimeInfo;  ///< run on the calling thread by getRuntimeInfo
-  jint createResult = JNI_OK;               ///< other results create nothing
+  std::function<void()> insideFindClass;  ///< run on the calling thread by FindClass: initialisers
+  jint createResult = JNI_OK;             ///< other results create nothing
   bool createDespiteResult = false;
+  jsize unlistedJvms = 0;  ///< how many JNI_GetCreatedJavaVMs counts but does not list
   jint jniVersion = 0x00010008;
-  bool reuseEnvironments = false;  ///< a thread may be given a detached thread's JNIEnv address
+  bool reuseEnvironments = true;  ///< an attached thread is given the last detached JNIEnv address
 };
 
 /// What is outstanding.
@@ -90,6 +92,9 @@ unsigned long fakeJvm_currentThread();
 
 /// Starts a JVM as another library of the process would have; returns it. No thread is attached.
 JavaVM* fakeJvm_startJvm();
+
+/// Ends the calling thread's local references, as the return of a native method to Java does.
+void fakeJvm_returnToJava();
 
 /// The first JVM of the process, null before there is one.
 JavaVM* fakeJvm_firstJvm();

@@ -63,6 +63,7 @@ class FakeJvmClient {
     return find<decltype(fakeJvm_currentThread)>("fakeJvm_currentThread")();
   }
   JavaVM* startJvm() { return find<decltype(fakeJvm_startJvm)>("fakeJvm_startJvm")(); }
+  void returnToJava() { find<decltype(fakeJvm_returnToJava)>("fakeJvm_returnToJava")(); }
   JavaVM* firstJvm() { return find<decltype(fakeJvm_firstJvm)>("fakeJvm_firstJvm")(); }
   void makeCallback(jobject& object, jmethodID& method) {
     find<decltype(fakeJvm_makeCallback)>("fakeJvm_makeCallback")(&object, &method);

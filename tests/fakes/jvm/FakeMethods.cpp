@@ -58,12 +58,15 @@ const MethodEntry& methodOf(const char* function, jmethodID method) {
   return *reinterpret_cast<const MethodEntry*>(method);
 }
 
-// The test's part of a method; the fake's lock is open while it runs.
+// The test's part of a method; the fake's lock is open while it runs. As native code that Java has
+// called it has a frame of local references to itself.
 void runInside(EnvironmentCall& call, const std::function<void()>& inside) {
   if (inside) {
+    call.environment().frame += 1;
     call.unlock();
     inside();
     call.relock();
+    call.environment().frame -= 1;
   }
 }
 

@@ -19,6 +19,13 @@ jclass JNICALL findClass(JNIEnv* env, const char* name) {
   if (call.null()) {
     return nullptr;
   }
+  if (const auto& inside = state().script.insideFindClass) {
+    call.environment().frame += 1;
+    call.unlock();
+    inside();
+    call.relock();
+    call.environment().frame -= 1;
+  }
   if (std::strcmp(name, kReceiverClass) != 0 && std::strcmp(name, kByteArrayClass) != 0) {
     call.environment().exceptionPending = true;
     return nullptr;

@@ -109,6 +109,9 @@ Reference& EnvironmentCall::find(jobject reference) {
   if (found.attachment != 0 && found.attachment != m_environment->attachment) {
     fatal(m_text + ": local reference of another thread");
   }
+  if (found.attachment != 0 && found.frame != m_environment->frame) {
+    fatal(m_text + ": local reference of an outer frame");
+  }
   return found;
 }
 
@@ -129,6 +132,8 @@ jobject EnvironmentCall::newReference(std::shared_ptr<Object> object, unsigned l
   Reference& reference = all.references.emplace_back();
   reference.object = std::move(object);
   reference.attachment = attachment;
+  const Environment* environment = currentThread().environment;
+  reference.frame = attachment != 0 && environment != nullptr ? environment->frame : 0;
   all.referenceAddresses.insert(&reference);
   return reinterpret_cast<jobject>(&reference);
 }

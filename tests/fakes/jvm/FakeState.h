@@ -24,6 +24,7 @@ struct Object {
 struct Reference {
   std::shared_ptr<Object> object;
   unsigned long attachment = 0;  ///< 0 for global references
+  unsigned long frame = 0;       ///< of a local one: how many calls into Java its maker was inside
   bool live = true;
   bool counted = true;
 };
@@ -31,6 +32,7 @@ struct Reference {
 struct Environment : JNIEnv {
   unsigned long thread = 0;
   unsigned long attachment = 0;  ///< 0 while detached
+  unsigned long frame = 0;       ///< how many calls into Java the thread is inside
   bool exceptionPending = false;
 };
 
@@ -150,6 +152,9 @@ void fillMethodFunctions(JNINativeInterface_& table);
 /// Starts a JVM / attaches the calling thread. The lock is held by the caller.
 Machine& startMachine();
 Environment& attachCurrentThread();
+
+/// Ends what is left of an attachment's local references; returns how many. The lock is held.
+long endLocalReferences(unsigned long attachment);
 
 }  // namespace FakeJvm
 

@@ -65,17 +65,6 @@ jint JNICALL attach(JavaVM* vm, void** env, void* arguments) {
   return JNI_OK;
 }
 
-void endLocalReferences(unsigned long attachment) {
-  State& all = state();
-  for (Reference& reference : all.references) {
-    if (reference.live && reference.attachment == attachment) {
-      reference.live = false;
-      all.counts.localReferences -= 1;
-      all.counts.droppedByDetach += 1;
-    }
-  }
-}
-
 jint JNICALL detach(JavaVM* vm) {
   const std::lock_guard<std::mutex> lock(state().lock);
   record(onMachine("DetachCurrentThread", *static_cast<Machine*>(vm)));
@@ -86,7 +75,7 @@ jint JNICALL detach(JavaVM* vm) {
   if (environment->exceptionPending) {
     fatal("DetachCurrentThread: called with a Java exception pending");
   }
-  endLocalReferences(environment->attachment);
+  state().counts.droppedByDetach += endLocalReferences(environment->attachment);
   environment->attachment = 0;
   currentThread().environment = nullptr;
   state().counts.attachedThreads -= 1;
@@ -167,6 +156,18 @@ Environment& attachCurrentThread() {
   thread.environment = environment;
   all.counts.attachedThreads += 1;
   return *environment;
+}
+
+long endLocalReferences(unsigned long attachment) {
+  long ended = 0;
+  for (Reference& reference : state().references) {
+    if (reference.live && reference.attachment == attachment) {
+      reference.live = false;
+      ended += 1;
+    }
+  }
+  state().counts.localReferences -= ended;
+  return ended;
 }
 
 Machine& startMachine() {

@@ -1,0 +1,63 @@
+#include "jvm/LoadedJvm.h"
+
+#include <dlfcn.h>
+#include <link.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "native/Loader.h"
+
+namespace {
+
+namespace Loader = Ferrolink::Native::Loader;
+
+using GetCreatedJavaVMsFunction = jint(JavaVM**, jsize, jsize*);
+
+bool isJvmLibrary(const std::filesystem::path& file) {
+  const std::filesystem::path name = "libjvm.so";
+  if (file.filename() == name) {
+    return true;
+  }
+  std::error_code unreadable;
+  return std::filesystem::canonical(file, unreadable).filename() == name;
+}
+
+// The loader holds its lock while it lists, so nothing is opened in there.
+std::vector<std::string> loadedFiles() {
+  std::vector<std::string> files;
+  dl_iterate_phdr(
+      [](dl_phdr_info* object, std::size_t, void* data) {
+        if (object->dlpi_name != nullptr && *object->dlpi_name == '/') {
+          static_cast<std::vector<std::string>*>(data)->emplace_back(object->dlpi_name);
+        }
+        return 0;
+      },
+      &files);
+  return files;
+}
+
+JavaVM* jvmOf(const std::string& file) {
+  Loader::OwnedLibrary library;
+  library.adopt(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD));
+  auto* getCreatedJavaVMs =
+      Loader::findFunctionIn<GetCreatedJavaVMsFunction>(library.get(), "JNI_GetCreatedJavaVMs");
+  JavaVM* vm = nullptr;
+  jsize count = 0;
+  if (getCreatedJavaVMs == nullptr || getCreatedJavaVMs(&vm, 1, &count) != JNI_OK || count < 1) {
+    return nullptr;
+  }
+  return vm;
+}
+
+}  // namespace
+
+JavaVM* findLoadedJvm() {
+  for (const std::string& file : loadedFiles()) {
+    if (JavaVM* vm = isJvmLibrary(file) ? jvmOf(file) : nullptr) {
+      return vm;
+    }
+  }
+  return nullptr;
+}
