@@ -30,6 +30,10 @@ using CreateTransmitterFunction = ITransmitter*(RuntimeOperationMode);
 // runtime's, which forwards it back where this runtime is the one that its channel called last.
 FERROLINK_THREAD_LOCAL bool deploying = false;
 
+// Whether this thread holds initializationMutex: a command that comes out of a set-up, on the same
+// thread, would wait for itself.
+FERROLINK_THREAD_LOCAL bool settingUpHere = false;
+
 constexpr auto kPhp = static_cast<std::uint8_t>(Definitions::Runtime::Php);
 
 [[noreturn]] void raise(const std::string& text) {
@@ -40,9 +44,19 @@ constexpr auto kPhp = static_cast<std::uint8_t>(Definitions::Runtime::Php);
   raise(std::string(code) + ". \nReinstall Ferrolink package");
 }
 
+std::string nameOf(std::uint8_t runtime) {
+  return RuntimeNameHandler::RuntimeNameHandler::GetRuntimeName(runtime);
+}
+
 [[noreturn]] void raiseNotLoaded(std::uint8_t runtime) {
-  raise("019. \nRuntime not loaded: " +
-        RuntimeNameHandler::RuntimeNameHandler::GetRuntimeName(runtime));
+  raise("019. \nRuntime not loaded: " + nameOf(runtime));
+}
+
+[[noreturn]] void raiseSentOutOfSetUp(std::uint8_t called, std::uint8_t settingUp) {
+  raise("021. \nA command to " + nameOf(called) + " came out of the set-up of " +
+        nameOf(settingUp) +
+        ", on the same thread, which would wait for itself. Send it after CreateReceiver and "
+        "Initialize have returned");
 }
 
 /// Marks the slow path of Initialize, so that the fast one trusts nothing half done.
@@ -71,18 +85,32 @@ TransportInMemory::~TransportInMemory() {
 
 int TransportInMemory::Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                   std::uint8_t launchArgument) {
-  const auto bothOpen = [&] {
-    return m_libraries[callingRuntime].load() != nullptr &&
-           m_libraries[calledRuntime].load() != nullptr;
-  };
   // A pair that is set up needs no lock; one that another thread is setting up waits for it.
-  if (bothOpen() && !m_settingUp.load()) {
+  if (isSetUp(callingRuntime, calledRuntime) && !m_settingUp.load()) {
     return 0;
+  }
+  return setUp(callingRuntime, calledRuntime, launchArgument);
+}
+
+bool TransportInMemory::isSetUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime) const {
+  return m_libraries[callingRuntime].load() != nullptr &&
+         m_libraries[calledRuntime].load() != nullptr &&
+         m_receivers[calledRuntime].role.load() != nullptr;
+}
+
+int TransportInMemory::setUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+                             std::uint8_t launchArgument) {
+  if (settingUpHere) {
+    if (isSetUp(callingRuntime, calledRuntime)) {
+      return 0;
+    }
+    raiseSentOutOfSetUp(calledRuntime, m_calledRuntime);
   }
   const std::lock_guard<std::mutex> lock(initializationMutex);
-  if (bothOpen()) {
+  if (isSetUp(callingRuntime, calledRuntime)) {
     return 0;
   }
+  const ReentryGuard here(settingUpHere);
   const SettingUp settingUp(m_settingUp);
   m_callingRuntime = callingRuntime;
   m_calledRuntime = calledRuntime;

@@ -23,7 +23,7 @@ namespace Ferrolink::Native::Transport {
 /// runtime of the last Initialize.
 /// Thread rule: any thread. Initialize sets up under the process-wide initializationMutex, and
 /// waits for it while another thread is setting up; everything else takes no lock. Errors
-/// (FerrolinkNativeException): 014 to 018 and the finder's 001 from Initialize; 019 with the
+/// (FerrolinkNativeException): 014 to 018, 021 and the finder's 001 from Initialize; 019 with the
 /// runtime's name where its receiver or transmitter was never created; the receivers' own.
 class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
  public:
@@ -33,7 +33,10 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
   ~TransportInMemory() override;
 
   /// Sets up the called side, which must succeed, and the calling side, which may fail: its errors
-  /// are logged and dropped. Returns at once where both libraries are open. Returns 0.
+  /// are logged and dropped. A pair is set up when both libraries are open and the called side's
+  /// receiver is there: Initialize then returns at once. Otherwise it goes on where the last
+  /// attempt stopped. Out of a set-up on the same thread, only pairs that are set up can be
+  /// reached: 021. Returns 0.
   int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                  std::uint8_t launchArgument) override;
   int SendCommand(std::uint8_t* command, int length) override;
@@ -72,6 +75,10 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
     std::atomic<Role*> role{nullptr};
   };
 
+  [[nodiscard]] FERROLINK_LOCAL bool isSetUp(std::uint8_t callingRuntime,
+                                             std::uint8_t calledRuntime) const;
+  [[gnu::cold]] FERROLINK_LOCAL int setUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+                                          std::uint8_t launchArgument);
   FERROLINK_LOCAL void createReceiver(std::uint8_t runtime, Definitions::RuntimeOperationMode mode,
                                       const char* missingCode, const char* nullCode);
   FERROLINK_LOCAL void createTransmitter(std::uint8_t runtime,

@@ -1,4 +1,4 @@
-// How the in-memory transport sets up pairs of runtimes: loader calls, order, locks, retries.
+// How the in-memory transport sets up pairs of runtimes: loader calls, order, locks.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -11,53 +11,12 @@
 #include <thread>
 
 #include "native/RoleSingletons.h"
-#include "native/transport/TransportInMemory.h"
-#include "tests/jvm/LauncherFixture.h"
-#include "tests/transport/TransportFixture.h"
+#include "tests/transport/Runtimes.h"
 
 using Ferrolink::Native::initializationMutex;
-using Ferrolink::Native::Transport::TransportInMemory;
 
 namespace FerrolinkTest {
 namespace {
-
-constexpr const char* kCpp = "libFerrolinkCppRuntimeNative.so";
-constexpr const char* kJvm = "libFerrolinkJvmRuntimeNative.so";
-constexpr const char* kPrefix = "Ferrolink Native Exception: Exception code ";
-
-std::string reinstall(const char* code) {
-  return std::string(kPrefix) + code + ". \nReinstall Ferrolink package";
-}
-
-// Lives until the process ends: its destructor closes the libraries of the objects that it owns.
-TransportInMemory& transport() {
-  static auto* const made = new TransportInMemory;
-  return *made;
-}
-
-struct Runtimes : SiblingTree {
-  Runtimes(std::initializer_list<const char*> names) {
-    for (const char* name : names) {
-      addRuntime(name, FAKESIBLING_PATH);
-    }
-  }
-  [[nodiscard]] CaseOptions logged() const { return loggedOptions(tree()); }
-  [[nodiscard]] std::string notFound(const char* file) const {
-    return std::string(kPrefix) +
-           "001. \nCannot load: " + (tree().nativeDirectory() / file).string() +
-           ". \nError: File not found.";
-  }
-};
-
-std::string createdAs(const std::string& runtime, const std::string& mode,
-                      const std::string& arguments) {
-  return runtime + ": CreateReceiver(" + mode + ")\n" + runtime + ": Receiver.Initialize(" +
-         arguments + ")\n" + runtime + ": CreateTransmitter(" + mode + ")\n";
-}
-
-std::string open(const std::string& runtime, int flags = 2) {
-  return "loader: open " + runtime + " " + std::to_string(flags) + "\n";
-}
 
 #if defined(FERROLINK_SANITIZED)
 constexpr int kDeep = 2;

@@ -5,7 +5,9 @@
 //   FAKE_SIBLING_THROW           whose objects throw std::runtime_error("<operation> failed")
 // FAKE_SIBLING_THROW_IN limits the throwing to one operation, FAKE_SIBLING_THROW_TEXT is the text
 // that is thrown instead, and with FAKE_SIBLING_THROW_NUMBER that number is thrown as an int. A
-// host in the same process may have itself called back, see SetFakeSiblingHook. A receiver fills
+// host in the same process may have itself called back, see SetFakeSiblingHook, or already while
+// the library is opened: FAKE_SIBLING_INITIALIZER is the address of a function (decimal) that its
+// static initialiser calls, FAKE_SIBLING_INITIALIZED the library that does so. A receiver fills
 // the buffers that it is asked to read into with 0x5A, a channel with its port's low byte. Built
 // with FAKE_SIBLING_EMPTY it exports none of the three, with FAKE_SIBLING_NO_TRANSMITTER no
 // CreateTransmitter.
@@ -64,6 +66,14 @@ void note(const std::string& call) {
     hook(call.c_str());
   }
 }
+
+[[maybe_unused]] const bool initialized = [] {
+  const char* address = std::getenv("FAKE_SIBLING_INITIALIZER");
+  if (address != nullptr && named("FAKE_SIBLING_INITIALIZED")) {
+    reinterpret_cast<void (*)()>(std::strtoull(address, nullptr, 10))();
+  }
+  return true;
+}();
 
 template <class... Values>
 std::string list(Values... values) {
