@@ -1,7 +1,10 @@
 #include "native/ThreadResponses.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <cstring>
+#include <shared_mutex>
 #include <utility>
 
 #include "native/ReentryGuard.h"
@@ -27,13 +30,76 @@ struct LastUsed {
 };
 FERROLINK_THREAD_LOCAL LastUsed lastUsed{0, nullptr};
 
+// All objects of the process. The lock has no destructor: threads end while the process exits.
+// Threads that end share it, objects come and go under it alone; an object's own lock goes inside.
+std::shared_mutex objectsMutex;
+ThreadResponses* objects = nullptr;
+
+// Whether endThisThread will run. A thread whose end nobody notices keeps no large block.
+FERROLINK_THREAD_LOCAL bool endIsNoticed = false;
+
+struct ThreadEndKey {
+  pthread_key_t key;
+  bool made;
+};
+
 }  // namespace
 
-ThreadResponses::ThreadResponses() : m_number(lastNumber.fetch_add(1) + 1) {}
+ThreadResponses::ThreadResponses() : m_number(lastNumber.fetch_add(1) + 1) {
+  const std::unique_lock<std::shared_mutex> lock(objectsMutex);
+  m_next = std::exchange(objects, this);
+  if (m_next != nullptr) {
+    m_next->m_previous = this;
+  }
+}
 
 ThreadResponses::~ThreadResponses() {
+  {
+    const std::unique_lock<std::shared_mutex> lock(objectsMutex);
+    (m_previous != nullptr ? m_previous->m_next : objects) = m_next;
+    if (m_next != nullptr) {
+      m_next->m_previous = m_previous;
+    }
+  }
   for (const auto& [thread, entry] : m_entries) {
     keptTogether.fetch_sub(entry.charged);
+  }
+}
+
+// A key of the threads library, made once and never given back: its destructor is code of a library
+// that stays mapped, and runs for no thread when the process exits.
+bool ThreadResponses::noticeEndOfThisThread() {
+  static const ThreadEndKey end = [] {
+    ThreadEndKey made{};
+    made.made = pthread_key_create(&made.key, &ThreadResponses::endThisThread) == 0;
+    return made;
+  }();
+  return end.made && pthread_setspecific(end.key, &endIsNoticed) == 0;
+}
+
+// Other destructors of this thread may send commands after this: the thread then begins anew, and
+// this runs again.
+void ThreadResponses::endThisThread(void* /*mark*/) {
+  endIsNoticed = false;
+  lastUsed = {0, nullptr};
+  const std::shared_lock<std::shared_mutex> lock(objectsMutex);
+  for (ThreadResponses* each = objects; each != nullptr; each = each->m_next) {
+    each->dropOwnEntry();
+  }
+}
+
+// A response that was not read stays, for a later thread with this id, but keeps no share.
+void ThreadResponses::dropOwnEntry() {
+  Entries::node_type dropped;  // freed after the lock
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  const auto found = m_entries.find(std::this_thread::get_id());
+  if (found == m_entries.end()) {
+    return;
+  }
+  Entry& entry = found->second;
+  keptTogether.fetch_sub(std::exchange(entry.charged, 0));
+  if (!entry.waiting.load(std::memory_order_acquire)) {
+    dropped = m_entries.extract(found);
   }
 }
 
@@ -45,6 +111,9 @@ inline ThreadResponses::Entry& ThreadResponses::ownEntry() {
 }
 
 ThreadResponses::Entry& ThreadResponses::lookUpOwnEntry() {
+  if (!endIsNoticed) {
+    endIsNoticed = noticeEndOfThisThread();
+  }
   const std::lock_guard<std::mutex> lock(m_mutex);
   Entry& entry = m_entries[std::this_thread::get_id()];
   lastUsed = {m_number, &entry};
@@ -79,12 +148,13 @@ void ThreadResponses::keepOrFree(Entry& entry) {
   if (size <= kKeptAlways) {
     return;
   }
-  if (keptTogether.fetch_add(size) + size <= kKeptTogether) {
+  const std::size_t together = keptTogether.fetch_add(size) + size;
+  if (endIsNoticed && together <= kKeptTogether) {
     entry.charged = size;
-  } else {
-    keptTogether.fetch_sub(size);
-    Response().swap(entry.bytes);
+    return;
   }
+  keptTogether.fetch_sub(size);
+  Response().swap(entry.bytes);
 }
 
 ThreadResponses::Response ThreadResponses::room() {

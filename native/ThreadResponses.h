@@ -46,18 +46,28 @@ class ThreadResponses {
     std::size_t charged = 0;  ///< how much of what threads keep together is this entry's
   };
 
+  using Entries = std::unordered_map<std::thread::id, Entry>;
+
   Entry& ownEntry();
   Entry& lookUpOwnEntry();
   static void release(Entry& entry);
   static void keepOrFree(Entry& entry);
 
+  static bool noticeEndOfThisThread();
+  static void endThisThread(void* mark);
+  void dropOwnEntry();
+
   // Tells this object from all others that ever were.
   const unsigned long m_number;
 
   // Guarded by m_mutex, held for a look-up only. Entries stay where they are: each thread looks its
-  // own up once, and keeps its block for the next response.
+  // own up once, and keeps its block for the next response until it ends.
   std::mutex m_mutex;
-  std::unordered_map<std::thread::id, Entry> m_entries;
+  Entries m_entries;
+
+  // The list of all objects of the process, for threads that end. Guarded by its lock.
+  ThreadResponses* m_next = nullptr;
+  ThreadResponses* m_previous = nullptr;
 };
 
 }  // namespace Ferrolink::Native
