@@ -1,7 +1,8 @@
 # ferrolink_target(<target>): language level, warnings, visibility, hardening and sanitizers.
 # ferrolink_shared_member(<target> <version script>): a shared library of the installation tree that
 # exports exactly what its version script names and binds its own symbols to itself, since several
-# members of the family, and hosts with equal names, live in one process.
+# members of the family, and hosts with equal names, live in one process. It stays mapped after the last
+# dlclose: role objects, the configuration and what threads do when they end live until the process ends.
 include(CheckCXXCompilerFlag)
 check_cxx_compiler_flag(-fno-gnu-unique FERROLINK_HAS_NO_GNU_UNIQUE)
 find_package(Threads REQUIRED)
@@ -45,6 +46,7 @@ function(ferrolink_shared_member target version_script)
   target_link_options(${target} PRIVATE
     "LINKER:--version-script=${version_script}"
     LINKER:-Bsymbolic LINKER:--exclude-libs,ALL LINKER:--as-needed
+    LINKER:-z,nodelete
     LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack LINKER:--hash-style=gnu)
   if(FERROLINK_SANITIZER STREQUAL "")
     target_link_options(${target} PRIVATE LINKER:-z,defs)
