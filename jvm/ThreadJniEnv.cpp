@@ -1,5 +1,7 @@
 #include "jvm/ThreadJniEnv.h"
 
+#include <unistd.h>
+
 #include <atomic>
 #include <memory>
 #include <string>
@@ -21,22 +23,33 @@ namespace {
 
 /// Owns the process-wide ThreadJniEnv. Not locked: first calls that race may both build one, and
 /// the later replaces the earlier; the exchange makes sure that each is destroyed once.
+///
+/// A forked child that calls exit destroys it as well. The JVM's threads are not there, and what
+/// they held at the fork stays locked: DetachCurrentThread would wait for ever. So only the process
+/// that built the ThreadJniEnv destroys it. Its id is compared since no fork handler runs for a
+/// child made by clone.
 class ProcessHolder {
  public:
   ProcessHolder() = default;
   ProcessHolder(const ProcessHolder&) = delete;
   ProcessHolder& operator=(const ProcessHolder&) = delete;
-  ~ProcessHolder() { install(nullptr); }
+  ~ProcessHolder() {
+    if (m_process.load(std::memory_order_relaxed) == getpid()) {
+      install(nullptr);
+    }
+  }
 
   [[nodiscard]] ThreadJniEnv* get() const { return m_holder.load(std::memory_order_acquire); }
 
   void install(std::unique_ptr<ThreadJniEnv> holder) {
+    m_process.store(getpid(), std::memory_order_relaxed);
     const std::unique_ptr<ThreadJniEnv> replaced(
         m_holder.exchange(holder.release(), std::memory_order_acq_rel));
   }
 
  private:
   std::atomic<ThreadJniEnv*> m_holder{nullptr};
+  std::atomic<pid_t> m_process{0};  ///< that built the current one
 };
 
 ProcessHolder threadJniEnv;
