@@ -18,7 +18,6 @@ Ferrolink::Native::BriefMutex callbackMutex;
 // A global reference to the class of byte[], made with the first registration, or later where
 // that failed, and never dropped.
 std::atomic<jclass> byteArrayClass{nullptr};
-std::atomic<bool> byteArrayClassFailed{false};
 
 void keepByteArrayClass(JNIEnv* env) {
   if (byteArrayClass.load() != nullptr) {
@@ -27,7 +26,6 @@ void keepByteArrayClass(JNIEnv* env) {
   const Jni::LocalReference<jclass> found(env, env->FindClass("[B"));
   jobject global = found ? env->NewGlobalRef(found.get()) : nullptr;
   Jni::clearPendingException(env);
-  byteArrayClassFailed.store(global == nullptr);
   jclass expected = nullptr;
   if (global != nullptr &&
       !byteArrayClass.compare_exchange_strong(expected, static_cast<jclass>(global))) {
@@ -107,12 +105,12 @@ Borrowed borrow(JNIEnv* env) {
 }
 
 bool isByteArray(JNIEnv* env, jobject result) {
-  if (byteArrayClassFailed.load()) [[unlikely]] {
-    keepByteArrayClass(env);
-  }
   jclass byteArray = byteArrayClass.load();
-  return byteArray == nullptr ? !byteArrayClassFailed.load()
-                              : env->IsInstanceOf(result, byteArray) != JNI_FALSE;
+  if (byteArray == nullptr) [[unlikely]] {
+    keepByteArrayClass(env);
+    byteArray = byteArrayClass.load();
+  }
+  return byteArray != nullptr && env->IsInstanceOf(result, byteArray) != JNI_FALSE;
 }
 
 }  // namespace JavaCallback

@@ -30,7 +30,8 @@ bool isSet();
 Borrowed borrow(JNIEnv* env);
 
 /// Whether a callback's result is what a command is answered with. apply may return any object, and
-/// reading the elements of one that is no byte array would crash the JVM.
+/// reading the elements of one that is no byte array would crash the JVM. Never true unless the JVM
+/// was asked; false where it cannot be.
 bool isByteArray(JNIEnv* env, jobject result);
 
 }  // namespace JavaCallback

@@ -10,7 +10,8 @@ namespace FerrolinkTest {
 namespace {
 
 const std::string kEcho14 = "14: " + numbers(command());
-const std::string kNothing = "local 0 global 0 elements 0 characters 0 attached 0 dropped 0";
+// The one global reference is the class of byte[].
+const std::string kByteArrayClass = "local 0 global 1 elements 0 characters 0 attached 0 dropped 0";
 const std::string kNoJvm = launcherError("018. JVM not initialized", "", "");
 const std::string kNoCallback = launcherError("032. Java callback is not set", "", "");
 
@@ -103,12 +104,17 @@ PROCESS_CASE(callbackCommand) {
 }
 
 TEST(Binding, ACommandMakesTheseCallsInThisOrder) {
-  const Texts calls =
-      joined({makeArrayCalls(14), callJavaCalls("apply"), storeResponseCalls(), deletions(2)});
-  expectReport("callbackCommand", joined({{kEcho14, "GetEnv(1.8)", "AttachCurrentThread"},
-                                          calls,
-                                          {"DetachCurrentThread", kNothing, kEcho14, "GetEnv(1.8)"},
-                                          calls}));
+  const Texts call = joined({makeArrayCalls(14), callJavaCalls("apply")});
+  const Texts answer = joined({{"IsInstanceOf"}, storeResponseCalls(), deletions(2)});
+  const Texts findClass = {"FindClass([B)", "NewGlobalRef", "ExceptionCheck", "DeleteLocalRef"};
+  expectReport("callbackCommand",
+               joined({{kEcho14, "GetEnv(1.8)", "AttachCurrentThread"},
+                       call,
+                       findClass,
+                       answer,
+                       {"DetachCurrentThread", kByteArrayClass, kEcho14, "GetEnv(1.8)"},
+                       call,
+                       answer}));
 }
 
 PROCESS_CASE(everyTypeToCallback) {
@@ -127,7 +133,7 @@ PROCESS_CASE(everyTypeToCallback) {
 
 TEST(Binding, EveryCommandOfWhateverTypeGoesToTheCallback) {
   expectReport("everyTypeToCallback",
-               {"25: " + numbers(loadLibraryCommand("/")), "259", "0", runtimeInfo("", "")});
+               {"25: " + numbers(loadLibraryCommand("/")), "259", "1", runtimeInfo("", "")});
 }
 
 PROCESS_CASE(managedPartWhileBinding) {
@@ -148,6 +154,22 @@ TEST(Binding, TheRuntimeInformationHasNoManagedPart) {
       {"Loaded custom libraries:\n/proc/self/status\n" + runtimeInfo("", ""), "", "0", "0", "0.0"});
 }
 
+PROCESS_CASE(textWhileBinding) {
+  Binding binding;
+  binding.registerCallback();
+  binding.jvm.script().apply.answer = FakeJvm::Answer::Text;
+  report(binding.send(command()));
+  binding.jvm.script().apply.answer = FakeJvm::Answer::Echo;
+  report(binding.exchange(command()));
+  report(binding.jvm.countCalls("IsInstanceOf"));
+}
+
+// The callback is there, the class of byte[] is not known yet.
+TEST(Binding, AnAnswerIsNotTakenForAByteArrayBeforeTheJvmSaysSo) {
+  expectReport("textWhileBinding",
+               {launcherError("025. Failed to get callback response bytes", "", ""), kEcho14, "2"});
+}
+
 PROCESS_CASE(threadsWhileBinding) {
   Binding binding;
   binding.registerCallback();
@@ -165,7 +187,7 @@ PROCESS_CASE(threadsWhileBinding) {
 }
 
 TEST(Binding, ManyThreadsCallTheCallbackEachAttachedForItsCommand) {
-  expectReport("threadsWhileBinding", {"160", "160", kNothing});
+  expectReport("threadsWhileBinding", {"160", "160", kByteArrayClass});
 }
 
 PROCESS_CASE(threadRefusedWhileBinding) {
