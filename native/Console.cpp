@@ -1,14 +1,22 @@
 #include "native/Console.h"
 
+#include <cerrno>
 #include <cstdio>
+
+#include "native/WriteSignalGuard.h"
 
 namespace Ferrolink::Native::Console {
 namespace {
 
 // A console that cannot be written to is nobody's error here: the text is lost, the work goes on.
 void print(std::FILE* stream, std::string_view text) {
-  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stream));
-  static_cast<void>(std::fflush(stream));
+  WriteSignalGuard guard;
+  if (std::fwrite(text.data(), 1, text.size(), stream) != text.size()) {
+    guard.failed(errno);
+  }
+  if (std::fflush(stream) != 0) {
+    guard.failed(errno);
+  }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "native/AppInsightLogger.h"
 #include "native/ConfigHandler.h"
 #include "native/Console.h"
+#include "native/ErrorLogFile.h"
 #include "native/ReentryGuard.h"
 
 namespace {
@@ -92,13 +93,10 @@ void FerrolinkNativeException::appendToErrorLog() {
     return;
   }
   m_logFilePath = *directory + "/_FerrolinkNativeErrorLogger_" + m_date + ".txt";
-  m_logFile.imbue(std::locale::classic());
-  m_logFile.open(m_logFilePath, std::ios::out | std::ios::app);
+  Ferrolink::Native::ErrorLogFile::append(m_logFile, m_logFilePath, lineStart() + what() + "\n");
   if (!m_logFile.is_open()) {
     return;
   }
-  // One write for the whole line, so that lines of concurrent writers stay whole.
-  m_logFile << lineStart() + what() + "\n" << std::flush;
   pauseAfterLogLine();
   m_logFile.close();
 }

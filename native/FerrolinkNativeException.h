@@ -17,7 +17,8 @@
 /// prefix.
 ///
 /// The error log is "<working directory>/_FerrolinkNativeErrorLogger_<date>.txt", one file per
-/// local day, appended to: date-time, tab, "Thread ID: " and the thread's id, tab, message.
+/// local day, appended to: date-time, tab, "Thread ID: " and the thread's id, tab, message. Where
+/// it cannot be written to, or is no regular file, the line is left out.
 ///
 /// Raising is expensive by design (a file is opened, then 50 ms pass): for failures only.
 /// Thread rule: any thread. Raises nothing itself but the standard library's allocation errors.

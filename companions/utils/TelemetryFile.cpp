@@ -1,7 +1,6 @@
 #include "companions/utils/TelemetryFile.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,41 +9,10 @@
 #include <ctime>
 
 #include "companions/utils/FileDescriptor.h"
+#include "native/WriteSignalGuard.h"
 
 namespace Ferrolink::Companions {
 namespace {
-
-// Keeps a write beyond the process's file size limit from ending the host: SIGXFSZ is blocked for
-// this thread, and one that such a write raised is taken away again.
-class FileSizeSignalBlocker {
- public:
-  FileSizeSignalBlocker() {
-    sigemptyset(&signal);
-    sigaddset(&signal, SIGXFSZ);
-    sigset_t pending;
-    wasPending = sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1;
-    blocks = pthread_sigmask(SIG_BLOCK, &signal, &previous) == 0;
-  }
-  FileSizeSignalBlocker(const FileSizeSignalBlocker&) = delete;
-  FileSizeSignalBlocker& operator=(const FileSizeSignalBlocker&) = delete;
-  FileSizeSignalBlocker(FileSizeSignalBlocker&&) = delete;
-  FileSizeSignalBlocker& operator=(FileSizeSignalBlocker&&) = delete;
-  ~FileSizeSignalBlocker() {
-    if (!blocks) {
-      return;
-    }
-    const timespec atOnce{};
-    while (!wasPending && sigtimedwait(&signal, nullptr, &atOnce) < 0 && errno == EINTR) {
-    }
-    pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-  }
-
- private:
-  sigset_t signal{};
-  sigset_t previous{};
-  bool wasPending = false;
-  bool blocks = false;
-};
 
 // The lock that all writers of the file share. Whoever keeps it to himself (a tool, a stopped
 // process) costs each event a tenth of a second but not the event: an appending write is whole
@@ -94,7 +62,7 @@ void appendToTelemetryFile(const char* path, const std::string& line) noexcept {
   if (!file.owns() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return;
   }
-  const FileSizeSignalBlocker blocker;
+  Native::WriteSignalGuard guard;
   const WritersLock lock(file);
   if (fstat(file.get(), &status) != 0) {
     return;
@@ -103,7 +71,9 @@ void appendToTelemetryFile(const char* path, const std::string& line) noexcept {
   do {
     written = ::write(file.get(), line.data(), line.size());
   } while (written < 0 && errno == EINTR);
-  if (written > 0 && written < static_cast<ssize_t>(line.size())) {
+  if (written < 0) {
+    guard.failed(errno);
+  } else if (written > 0 && written < static_cast<ssize_t>(line.size())) {
     takeBack(file, status.st_size, written);
   }
 }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
+#include <cwchar>
 #include <locale>
 #include <sstream>
 #include <string>
@@ -134,12 +135,21 @@ class OtherCalendar : public std::time_put<char> {
   }
 };
 
+class OtherBytes : public std::codecvt<char, char, std::mbstate_t> {
+  bool do_always_noconv() const noexcept override { return false; }
+  result do_out(std::mbstate_t& /*state*/, const char* from, const char* /*end*/, const char*& next,
+                char* /*to*/, char* /*toEnd*/, char*& /*toNext*/) const override {
+    next = from;
+    return error;
+  }
+};
+
 }  // namespace
 
 PROCESS_CASE(raiseUnderHostLocale) {
   ClockProbe::setTime(kLateEvening);
-  std::locale::global(
-      std::locale(std::locale(std::locale::classic(), new GroupedNumbers), new OtherCalendar));
+  const std::locale numbers(std::locale::classic(), new GroupedNumbers);
+  std::locale::global(std::locale(std::locale(numbers, new OtherCalendar), new OtherBytes));
   std::ostringstream grouped;
   grouped << 1234567;
   report(grouped.str());

@@ -1,11 +1,15 @@
 #include "tests/native/FileProbe.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <cstdio>
+#include <cstdarg>
+#include <optional>
+#include <sstream>
 
 namespace FerrolinkTest::FileProbe {
 namespace {
@@ -14,14 +18,32 @@ struct State {
   std::string prefix;
   std::string directory;
   int error = 0;
+  bool onlyReading = false;
   std::vector<std::string> openings;
   bool recordingWrites = false;
   std::vector<std::string> writes;
+  std::optional<std::size_t> room;
 };
 
 State& state() {
   static State instance;
   return instance;
+}
+
+std::string opening(const std::string& path, int flags) {
+  std::ostringstream text;
+  text << path << " " << std::oct << flags;
+  return text.str();
+}
+
+/// How many of `size` bytes a file takes.
+std::size_t fitting(std::size_t size) {
+  if (!state().room) {
+    return size;
+  }
+  const std::size_t fits = std::min(size, *state().room);
+  *state().room -= fits;
+  return fits;
 }
 
 }  // namespace
@@ -36,8 +58,21 @@ void fail(const std::string& prefix, int error) {
   state().error = error;
 }
 
+void failReading(const std::string& prefix, int error) {
+  fail(prefix, error);
+  state().onlyReading = true;
+}
+
 std::vector<std::string> openings() {
   return state().openings;
+}
+
+void leaveRoomFor(std::size_t bytes) {
+  state().room = bytes;
+}
+
+void leaveRoom() {
+  state().room.reset();
 }
 
 void recordWrites() {
@@ -50,6 +85,8 @@ std::vector<std::string> writes() {
 
 }  // namespace FerrolinkTest::FileProbe
 
+namespace FileProbe = FerrolinkTest::FileProbe;
+
 namespace {
 
 template <class Function>
@@ -59,43 +96,47 @@ Function* original(const char* name) {
 
 }  // namespace
 
-// The executable's definitions precede the C library's, so the C++ library's streams end up here.
-extern "C" __attribute__((visibility("default"))) std::FILE* fopen64(const char* path,
-                                                                     const char* mode) {
-  static auto* const open = original<std::FILE*(const char*, const char*)>("fopen64");
-  auto& state = FerrolinkTest::FileProbe::state();
+extern "C" int __real_open(const char* path, int flags, ...);
+
+extern "C" int __wrap_open(const char* path, int flags, ...) {
+  va_list rest;
+  va_start(rest, flags);
+  const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
+  va_end(rest);
+  auto& state = FileProbe::state();
   const std::string wanted = path;
   if (state.prefix.empty() || wanted.rfind(state.prefix, 0) != 0) {
-    return open(path, mode);
+    return __real_open(path, flags, mode);
   }
-  state.openings.push_back(wanted + " " + mode);
-  if (state.error != 0) {
+  state.openings.push_back(FileProbe::opening(wanted, flags));
+  if (state.error != 0 && (!state.onlyReading || (flags & O_ACCMODE) != O_WRONLY)) {
     errno = state.error;
-    return nullptr;
+    return -1;
   }
-  return open((state.directory + wanted).c_str(), mode);
+  return __real_open((state.directory + wanted).c_str(), flags, mode);
 }
 
+// The executable's definitions precede the C library's, so the C++ library's streams end up here.
 extern "C" __attribute__((visibility("default"))) ssize_t write(int file, const void* bytes,
                                                                 std::size_t size) {
   static auto* const next = original<ssize_t(int, const void*, std::size_t)>("write");
-  auto& state = FerrolinkTest::FileProbe::state();
+  auto& state = FileProbe::state();
   if (state.recordingWrites) {
     state.writes.emplace_back(static_cast<const char*>(bytes), size);
   }
-  return next(file, bytes, size);
+  const std::size_t fits = FileProbe::fitting(size);
+  if (fits == 0 && size > 0) {
+    errno = ENOSPC;
+    return -1;
+  }
+  return next(file, bytes, fits);
 }
 
 extern "C" __attribute__((visibility("default"))) ssize_t writev(int file, const iovec* pieces,
                                                                  int count) {
-  static auto* const next = original<ssize_t(int, const iovec*, int)>("writev");
-  auto& state = FerrolinkTest::FileProbe::state();
-  if (state.recordingWrites) {
-    std::string text;
-    for (int i = 0; i < count; ++i) {
-      text.append(static_cast<const char*>(pieces[i].iov_base), pieces[i].iov_len);
-    }
-    state.writes.push_back(text);
+  std::string text;
+  for (int i = 0; i < count; ++i) {
+    text.append(static_cast<const char*>(pieces[i].iov_base), pieces[i].iov_len);
   }
-  return next(file, pieces, count);
+  return write(file, text.data(), text.size());
 }

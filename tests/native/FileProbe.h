@@ -1,11 +1,13 @@
 #ifndef FERROLINK_TESTS_NATIVE_FILEPROBE_H
 #define FERROLINK_TESTS_NATIVE_FILEPROBE_H
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
-/// Stands between the C++ library's file streams and the C library in a test's executable. Only for
-/// single-threaded bodies.
+/// Stands between the library, the C++ library's file streams and the C library in a test's
+/// executable, which must be linked with ferrolink_wrap(<target> open). Only for single-threaded
+/// bodies.
 namespace FerrolinkTest::FileProbe {
 
 /// From now on opening any path that starts with `prefix` is recorded, and opens the same path
@@ -15,8 +17,17 @@ void redirect(const std::string& prefix, const std::string& directory);
 /// From now on opening any path that starts with `prefix` is recorded and fails with `error`.
 void fail(const std::string& prefix, int error);
 
-/// The paths recorded, each followed by a blank and the mode of opening.
+/// From now on opening a path that starts with `prefix` for reading as well fails with `error`.
+void failReading(const std::string& prefix, int error);
+
+/// The paths recorded, each followed by a blank and the flags of opening in octal digits.
 std::vector<std::string> openings();
+
+/// From now on files have room for `bytes` more bytes and are full after that.
+void leaveRoomFor(std::size_t bytes);
+
+/// Files have room again.
+void leaveRoom();
 
 /// From now on what file streams write is recorded.
 void recordWrites();

@@ -1,0 +1,73 @@
+#include "native/ErrorLogFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <ext/stdio_filebuf.h>
+
+#include <cerrno>
+#include <locale>
+#include <utility>
+
+#include "native/WriteSignalGuard.h"
+
+namespace Ferrolink::Native::ErrorLogFile {
+namespace {
+
+// A stream's own open would wait for the reader of a pipe and follow links. Unbuffered: a line is
+// one write, and what found no room is not written again when the stream is closed.
+using FileBuffer = __gnu_cxx::stdio_filebuf<char>;
+constexpr std::size_t kUnbuffered = 1;
+
+int openDescriptor(const char* path, int access) {
+  constexpr int kFlags = O_APPEND | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
+  constexpr mode_t kMode = 0666;
+  int descriptor = -1;
+  do {
+    descriptor = ::open(path, access | kFlags, kMode);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+// Reading tells how the file ends; a log that may only be written to does without.
+FileBuffer openFile(const char* path) {
+  int descriptor = openDescriptor(path, O_RDWR);
+  if (descriptor < 0 && errno == EACCES) {
+    descriptor = openDescriptor(path, O_WRONLY);
+  }
+  if (descriptor < 0) {
+    return {};
+  }
+  FileBuffer buffer(descriptor, std::ios::out | std::ios::app, kUnbuffered);
+  if (!buffer.is_open()) {
+    ::close(descriptor);
+  }
+  return buffer;
+}
+
+// Whether the last writer found room for a part of its line only.
+bool endsWithinALine(int descriptor, off_t size) {
+  char last = '\n';
+  return size > 0 && pread(descriptor, &last, 1, size - 1) == 1 && last != '\n';
+}
+
+}  // namespace
+
+void append(std::ofstream& file, const std::string& path, const std::string& line) {
+  FileBuffer buffer = openFile(path.c_str());
+  struct stat status {};
+  if (!buffer.is_open() || fstat(buffer.fd(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    file.setstate(std::ios::failbit);
+    return;
+  }
+  const bool unfinished = endsWithinALine(buffer.fd(), status.st_size);
+  *file.rdbuf() = std::move(buffer);
+  file.imbue(std::locale::classic());  // the buffer came with the host's
+  WriteSignalGuard guard;
+  file << (unfinished ? "\n" + line : line);
+  if (!file) {
+    guard.failed(EFBIG);
+  }
+}
+
+}  // namespace Ferrolink::Native::ErrorLogFile
