@@ -3,8 +3,11 @@
 # exports exactly what its version script names and binds its own symbols to itself, since several
 # members of the family, and hosts with equal names, live in one process. It stays mapped after the last
 # dlclose: role objects, the configuration and what threads do when they end live until the process ends.
+# ferrolink_program(<target>): a program of the installation tree.
 include(CheckCXXCompilerFlag)
+include(CheckPIESupported)
 check_cxx_compiler_flag(-fno-gnu-unique FERROLINK_HAS_NO_GNU_UNIQUE)
+check_pie_supported(LANGUAGES CXX)  # position-independent programs are linked as such
 find_package(Threads REQUIRED)
 
 function(ferrolink_target target)
@@ -51,4 +54,12 @@ function(ferrolink_shared_member target version_script)
   if(FERROLINK_SANITIZER STREQUAL "")
     target_link_options(${target} PRIVATE LINKER:-z,defs)
   endif()
+endfunction()
+
+function(ferrolink_program target)
+  ferrolink_target(${target})
+  set_target_properties(${target} PROPERTIES
+    RUNTIME_OUTPUT_DIRECTORY "${FERROLINK_BINARIES_ROOT}/bin")
+  target_link_options(${target} PRIVATE LINKER:--as-needed
+    LINKER:-z,relro LINKER:-z,now LINKER:-z,noexecstack)
 endfunction()

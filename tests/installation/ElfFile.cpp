@@ -14,7 +14,8 @@ ElfFile::ElfFile(const std::filesystem::path& path) {
   const Elf64_Ehdr header = table<Elf64_Ehdr>(0, 1).front();
   if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != ELFCLASS64 ||
       header.e_ident[EI_DATA] != ELFDATA2LSB || header.e_type != ET_DYN) {
-    throw std::runtime_error("not a 64-bit shared library: " + path.string());
+    throw std::runtime_error("not a 64-bit shared library or position-independent program: " +
+                             path.string());
   }
   m_segments = table<Elf64_Phdr>(header.e_phoff, header.e_phnum);
   readSections(header);
@@ -35,13 +36,14 @@ std::string ElfFile::text(std::size_t offset) const {
 }
 
 void ElfFile::readSections(const Elf64_Ehdr& header) {
-  const auto sections = table<Elf64_Shdr>(header.e_shoff, header.e_shnum);
-  for (const Elf64_Shdr& section : sections) {
+  m_sections = table<Elf64_Shdr>(header.e_shoff, header.e_shnum);
+  m_sectionNames = m_sections.at(header.e_shstrndx).sh_offset;
+  for (const Elf64_Shdr& section : m_sections) {
     if (section.sh_type == SHT_DYNAMIC) {
       m_dynamic = table<Elf64_Dyn>(section.sh_offset, section.sh_size / sizeof(Elf64_Dyn));
-      m_dynamicNames = sections.at(section.sh_link).sh_offset;
+      m_dynamicNames = m_sections.at(section.sh_link).sh_offset;
     } else if (section.sh_type == SHT_DYNSYM) {
-      readSymbols(section, sections.at(section.sh_link));
+      readSymbols(section, m_sections.at(section.sh_link));
     }
   }
 }
@@ -94,6 +96,15 @@ std::vector<const Elf64_Phdr*> ElfFile::segments(Elf64_Word type) const {
     }
   }
   return found;
+}
+
+std::string ElfFile::section(const std::string& name) const {
+  for (const Elf64_Shdr& section : m_sections) {
+    if (section.sh_type != SHT_NOBITS && text(m_sectionNames + section.sh_name) == name) {
+      return m_content.substr(section.sh_offset, section.sh_size);
+    }
+  }
+  return "";
 }
 
 std::string ElfFile::bytes(Elf64_Addr address, std::size_t size) const {

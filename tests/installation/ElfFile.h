@@ -18,8 +18,8 @@ struct ElfSymbol {
   Elf64_Addr address = 0;
 };
 
-/// What the loader sees of a 64-bit little-endian shared library. Raises std::runtime_error for a
-/// file that is none.
+/// What is in a 64-bit little-endian shared library or position-independent program. Raises
+/// std::runtime_error for a file that is none.
 class ElfFile {
  public:
   explicit ElfFile(const std::filesystem::path& path);
@@ -38,6 +38,9 @@ class ElfFile {
 
   [[nodiscard]] const std::vector<ElfSymbol>& symbols() const { return m_symbols; }
 
+  /// The content of the section with this name; empty where there is none.
+  [[nodiscard]] std::string section(const std::string& name) const;
+
   /// The bytes at a virtual address.
   [[nodiscard]] std::string bytes(Elf64_Addr address, std::size_t size) const;
 
@@ -50,6 +53,8 @@ class ElfFile {
 
   std::string m_content;
   std::vector<Elf64_Phdr> m_segments;
+  std::vector<Elf64_Shdr> m_sections;
+  std::size_t m_sectionNames = 0;  // offset of their names
   std::vector<Elf64_Dyn> m_dynamic;
   std::vector<ElfSymbol> m_symbols;
   std::size_t m_dynamicNames = 0;  // offset of the names that dynamic entries refer to
