@@ -13,6 +13,7 @@ ferrolink_test_packages=(
   clang clang-format clang-tidy         # second compiler, format and lint checks
   procps                                # ps, for the tests that look at processes
   valgrind python3                      # counts instructions, bench/instructions
+  abigail-tools                         # compares binary interfaces, scripts/record-abi
 )
 ferrolink_bench_packages=(
   valgrind python3 binutils             # counts instructions, runs the benchmarks, reads libraries
