@@ -1,0 +1,57 @@
+#ifndef FERROLINK_TESTS_SOAK_GATE_H
+#define FERROLINK_TESTS_SOAK_GATE_H
+
+#include <condition_variable>
+#include <mutex>
+
+namespace FerrolinkSoak {
+
+/// Lets workers do one piece of work after the other, and holds them back while the process is
+/// looked at: figures of a process in which nothing is under way compare with one another.
+/// Thread rule: any thread.
+class Gate {
+ public:
+  /// Waits while the gate is closed. False once the work is over; leave() is not called then.
+  bool enter() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_changed.wait(lock, [this] { return !m_closed || m_over; });
+    m_inside += m_over ? 0 : 1;
+    return !m_over;
+  }
+  void leave() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    --m_inside;
+    if (m_closed && m_inside == 0) {
+      m_changed.notify_all();
+    }
+  }
+
+  /// Returns when nobody is inside any more.
+  void close() {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    m_closed = true;
+    m_changed.wait(lock, [this] { return m_inside == 0; });
+  }
+  void open() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_closed = false;
+    m_changed.notify_all();
+  }
+  void end() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_over = true;
+    m_changed.notify_all();
+  }
+
+ private:
+  // Guarded by m_mutex.
+  std::mutex m_mutex;
+  std::condition_variable m_changed;
+  int m_inside = 0;
+  bool m_closed = false;
+  bool m_over = false;
+};
+
+}  // namespace FerrolinkSoak
+
+#endif

@@ -1,0 +1,133 @@
+// The C++ program of the soak: it calls Java, which the library starts, and servers. Its standard
+// input commands it: "sample" holds the work back and prints the figures, "go" lets it go on, "end"
+// and the end of the input end it.
+#include <fcntl.h>
+#include <unistd.h>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <iostream>
+#include <string>
+#include <thread>
+
+#include "tests/soak/Work.h"
+
+namespace FerrolinkSoak {
+namespace {
+
+using Work = void (Program::*)(Payloads&);
+using Clock = std::chrono::steady_clock;
+
+// What a soak is to notice, planted on request, to test it: any of memory, thread, descriptor and
+// answer.
+class Plant {
+ public:
+  explicit Plant(std::string what) : m_what(std::move(what)) {}
+
+  void grow(Program& program) {
+    if (has("memory")) {
+      const auto due = std::chrono::duration<double>(Clock::now() - m_begin).count() * kLeakRate;
+      for (; m_leaked < due; m_leaked += kLeakBlock) {
+        m_kept.emplace_back(kLeakBlock, 'x');
+      }
+    }
+    if (has("thread")) {
+      std::thread([] { pause(); }).detach();
+    }
+    if (has("descriptor")) {
+      static_cast<void>(open("/dev/null", O_RDONLY | O_CLOEXEC));
+    }
+    if (has("answer")) {
+      program.tally().wrong("planted");
+    }
+  }
+
+ private:
+  static constexpr double kLeakRate = 64 << 10;  // bytes per second
+  static constexpr std::size_t kLeakBlock = 4096;
+
+  [[nodiscard]] bool has(std::string_view one) const {
+    return m_what.find(one) != std::string::npos;
+  }
+
+  const std::string m_what;
+  const Clock::time_point m_begin = Clock::now();
+  double m_leaked = 0;
+  std::vector<std::string> m_kept;
+};
+
+void work(Program& program, Gate& gate, Work piece, unsigned seed) {
+  Payloads payloads(seed);
+  while (gate.enter()) {
+    try {
+      (program.*piece)(payloads);
+    } catch (const std::exception& error) {
+      program.tally().wrong(error.what());
+    }
+    gate.leave();
+  }
+}
+
+void workAttached(Program& program, Gate& gate, unsigned seed) {
+  const Ferrolink::Host::ThreadAttachment attachment;
+  work(program, gate, &Program::callOnThisThread, seed);
+}
+
+std::vector<std::thread> startWorkers(Program& program, Gate& gate) {
+  std::vector<std::thread> workers;
+  unsigned seed = 0;
+  for (int number = 0; number < 2; ++number) {
+    workers.emplace_back(workAttached, std::ref(program), std::ref(gate), ++seed);
+  }
+  for (const Work piece : {&Program::callOnThisThread, &Program::callOnShortLivedThreads,
+                           &Program::failOnPurpose, &Program::nest, &Program::replaceHandlers,
+                           &Program::loadAgain, &Program::callServers, &Program::reconnect}) {
+    workers.emplace_back(work, std::ref(program), std::ref(gate), piece, ++seed);
+  }
+  return workers;
+}
+
+void obey(Program& program, Gate& gate, Plant& plant) {
+  constexpr int kSamplesToALibraryError = 2;
+  int samples = 0;
+  for (std::string order; std::getline(std::cin, order) && order != "end";) {
+    if (order == "go") {
+      gate.open();
+      continue;
+    }
+    gate.close();
+    plant.grow(program);
+    if (++samples % kSamplesToALibraryError == 0) {
+      program.failInTheLibrary();
+    }
+    std::printf("SOAK {%s,%s}\n", program.tally().json().c_str(), program.figures().c_str());
+    std::fflush(stdout);
+  }
+}
+
+}  // namespace
+}  // namespace FerrolinkSoak
+
+int main(int argc, char** argv) {
+  using namespace FerrolinkSoak;
+  if (argc != 8) {
+    std::fprintf(stderr,
+                 "usage: soak-host ROOT ARCHIVE TCP-PORT TLS-PORT PLANT PLUG-IN PLUG-IN\n"
+                 "scripts/soak starts it.\n");
+    return 2;
+  }
+  const auto port = [&](int index) {
+    return static_cast<std::uint16_t>(std::strtoul(argv[index], nullptr, 10));
+  };
+  Program program({argv[1], {argv[6], argv[7]}, argv[2], port(3), port(4)});
+  Gate gate;
+  Plant plant(argv[5]);
+  std::vector<std::thread> workers = startWorkers(program, gate);
+  obey(program, gate, plant);
+  gate.end();
+  for (std::thread& worker : workers) {
+    worker.join();
+  }
+  return 0;
+}

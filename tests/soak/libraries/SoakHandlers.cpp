@@ -1,0 +1,104 @@
+// Handlers of the C++ member for the soak's processes.
+#include <ferrolink/Caller.h>
+#include <ferrolink/CppRuntime.h>
+#include <malloc.h>
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Ferrolink::Cpp::Bytes;
+using Ferrolink::Cpp::Caller;
+using Ferrolink::Cpp::Registrar;
+using Ferrolink::Cpp::Runtime;
+using Ferrolink::Cpp::ToBytes;
+using Ferrolink::Cpp::ToText;
+using Span = std::span<const std::uint8_t>;
+
+// Large enough to be noticed where replaced handlers are not destroyed.
+constexpr std::size_t kBallast = 64U << 10U;
+constexpr int kThreads = 3;
+
+const Caller& caller() {
+  static const Caller instance;
+  return instance;
+}
+
+// What the process's C library has handed out, and what it keeps for later, in bytes. What it can
+// give back to the kernel it gives back: how much free memory it keeps depends on what was under
+// way on which threads, and hides what is not freed.
+Bytes heap(Span) {
+  malloc_trim(0);
+  const struct mallinfo2 info = mallinfo2();
+  return ToBytes("{\"used\":" + std::to_string(info.uordblks + info.hblkhd) +
+                 ",\"free\":" + std::to_string(info.fordblks) + "}");
+}
+
+// Registers "changing" anew and answers what it answers from now on.
+Bytes replace(const Registrar& registrar) {
+  static std::atomic<long> last{0};
+  const Bytes generation = ToBytes(std::to_string(++last));
+  registrar.Register("changing", [generation, ballast = Bytes(kBallast, 1)](Span) {
+    return ballast.back() == 1 ? generation : Bytes();
+  });
+  return generation;
+}
+
+// Calls a Java handler: the length of its name, the name, its payload.
+Bytes relay(Span payload) {
+  const std::size_t length = payload[0];
+  return caller().Call(Runtime::Jvm, ToText(payload.subspan(1, length)),
+                       payload.subspan(1 + length));
+}
+
+// Threads that Java does not know call it; how many of them got their own bytes, or the first
+// error.
+Bytes threads(Span payload) {
+  std::atomic<int> right{0};
+  std::mutex mutex;
+  std::exception_ptr error;
+  std::vector<std::thread> running;
+  for (int number = 0; number < kThreads; ++number) {
+    running.emplace_back([&, number] {
+      Bytes own(payload.begin(), payload.end());
+      own.push_back(static_cast<std::uint8_t>(number));
+      try {
+        right += caller().Call(Runtime::Jvm, "echo", own) == own ? 1 : 0;
+      } catch (...) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        error = std::current_exception();
+      }
+    });
+  }
+  for (std::thread& thread : running) {
+    thread.join();
+  }
+  if (error) {
+    std::rethrow_exception(error);
+  }
+  return ToBytes(std::to_string(right));
+}
+
+}  // namespace
+
+std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
+  const Registrar registrar(table);
+  registrar.Register("heap", heap);
+  registrar.Register("replace", [registrar](Span) { return replace(registrar); });
+  registrar.Register("relay", relay);
+  registrar.Register("threads", threads);
+  registrar.Register("larger", [](Span payload) {
+    Bytes answer(payload.begin(), payload.end());
+    std::transform(answer.begin(), answer.end(), answer.begin(),
+                   [](std::uint8_t byte) { return static_cast<std::uint8_t>(~byte); });
+    answer.insert(answer.end(), payload.begin(), payload.end());
+    return answer;
+  });
+  return FERROLINK_OK;
+}
