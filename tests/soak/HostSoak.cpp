@@ -101,6 +101,7 @@ void obey(Program& program, Gate& gate, Plant& plant) {
     if (++samples % kSamplesToALibraryError == 0) {
       program.failInTheLibrary();
     }
+    program.settle();
     std::printf("SOAK {%s,%s}\n", program.tally().json().c_str(), program.figures().c_str());
     std::fflush(stdout);
   }

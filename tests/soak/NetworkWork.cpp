@@ -1,5 +1,7 @@
 // Work over the network, on loopback.
+#include <latch>
 #include <memory>
+#include <mutex>
 #include <stdexcept>
 #include <thread>
 
@@ -18,6 +20,7 @@ namespace {
 
 constexpr std::size_t kBeyondTheServersLimit = 3U << 20U;
 constexpr int kClients = 6;
+constexpr int kSettlers = 20;  // more than there ever are short-lived threads at once
 constexpr std::size_t kBurstsToALargeOne = 4;
 
 }  // namespace
@@ -98,6 +101,28 @@ void Program::askFreshChannel(Server server, Payloads& payloads) {
   Bytes larger = inverted(payload);
   larger.insert(larger.end(), payload.begin(), payload.end());
   expectBytes("fresh connection", exchange("larger", payload), larger);
+}
+
+void Program::settle() {
+  std::latch together(kSettlers);
+  std::vector<std::thread> threads;
+  std::mutex network;
+  const Bytes small(1);
+  for (int number = 0; number < kSettlers; ++number) {
+    threads.emplace_back([&] {
+      together.arrive_and_wait();
+      try {
+        expectBytes("Java", m_host.Call("echo", small), small);
+        const std::lock_guard<std::mutex> oneConnection(network);
+        callBothServers(small);
+      } catch (const std::exception& error) {
+        m_tally.wrong(std::string("settling: ") + error.what());
+      }
+    });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
 }
 
 std::string Program::figures() {

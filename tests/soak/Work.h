@@ -41,6 +41,10 @@ class Program {
   /// Raises inside the library, which logs it and pauses 50 ms each time.
   void failInTheLibrary();
 
+  /// Small commands on each of many threads at once: blocks that the library keeps under the ids
+  /// of ended threads have the same size afterwards, whatever those threads had read.
+  void settle();
+
   /// The figures of this process and of the servers, as the members of a JSON object.
   std::string figures();
 

@@ -83,6 +83,7 @@ public final class JavaSoak {
             if (++samples % SAMPLES_TO_A_LIBRARY_ERROR == 0) {
                 work.failInTheLibrary();
             }
+            work.settle();
             System.out.println("SOAK {" + tally.json() + ",\"java\":" + Figures.json() + "}");
         }
     }

@@ -9,6 +9,7 @@ import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.atomic.AtomicLong;
 
 /**
@@ -19,6 +20,7 @@ final class Work {
 
     private static final int BURST = 3;
     private static final int CALLS_TO_A_REPLACEMENT = 1000;
+    private static final int SETTLERS = 16;
     private static final int BALLAST = 64 << 10;
     private static final byte[] NONE = {};
 
@@ -95,6 +97,36 @@ final class Work {
         }
     }
 
+    /**
+     * Small commands on each of many threads at once: blocks that the library keeps under the ids of
+     * ended threads have the same size afterwards, whatever those threads had read. A response that is
+     * not read leaves no block for the next one.
+     */
+    void settle() throws InterruptedException {
+        CountDownLatch together = new CountDownLatch(SETTLERS);
+        List<Thread> threads = new ArrayList<>();
+        for (int i = 0; i < SETTLERS; i++) {
+            threads.add(new Thread(() -> {
+                together.countDown();
+                try {
+                    together.await();
+                    callOnce(NONE, true);
+                    callOnce(NONE, false);
+                    expect("called back", cpp.call("back", NONE), NONE);
+                    synchronized (this) {
+                        callBothServers(NONE);
+                    }
+                } catch (InterruptedException | RuntimeException failure) {
+                    tally.wrong("settling: " + failure);
+                }
+            }));
+        }
+        threads.forEach(Thread::start);
+        for (Thread thread : threads) {
+            thread.join();
+        }
+    }
+
     void nest(Payloads payloads) {
         int depth = payloads.below(8);
         StringBuilder expected = new StringBuilder();
@@ -160,7 +192,10 @@ final class Work {
     }
 
     void callServers(Payloads payloads) {
-        byte[] payload = payloads.next();
+        callBothServers(payloads.next());
+    }
+
+    private void callBothServers(byte[] payload) {
         expect("TCP", tcp.call("mirror", payload), join("cpp ", payload));
         expect("TLS", tls.call("echo", payload), payload);
     }
