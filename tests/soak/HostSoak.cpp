@@ -3,13 +3,15 @@
 // and the end of the input end it.
 #include <fcntl.h>
 #include <unistd.h>
-#include <atomic>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <vector>
 
 #include "tests/soak/Work.h"
 

@@ -46,6 +46,10 @@ def table(outcome):
         lines.append("{:11} {:48} {:>10} {:>10} {:>8} {:>8} {:>6}".format(*head))
         lines += ["{:11} {:48} {:>10} {:>10} {:>8} {:>8} {:>6}".format(*row)
                   for row in rows_of(outcome["growth"])]
+        lines += [f"{name}: JVM's own memory by category, first sample after the warm-up to last, KiB: "
+                  + (", ".join(f"{category} {kib:+d}" for category, kib in categories.items()) or "no change")
+                  for name, categories in outcome["jvm_growth_kib"].items()
+                  if outcome["growth"][name]["jvm_committed"]["last"]]
     else:
         lines.append("Growth is not judged: the soak was shorter than its warm-up.")
     for program, done in outcome["programs"].items():

@@ -50,6 +50,7 @@ class Run:
         shutil.rmtree(self.output, ignore_errors=True)
         self.output.mkdir(parents=True)
         self.rows, self.programs, self.failures = [], {}, []
+        self._jvm_first, self._jvm_last = {}, {}
         self._java_home = java_home
         self._begin = time.monotonic()
         self._next_line = PROGRESS_SECONDS
@@ -91,7 +92,17 @@ class Run:
                                 self.programs.get(name, {}))
             self.rows.append(row)
             table.writerow(row)
+        self._jvm_last = {name: figures[name].get("jvm", {}) for name in processes.NAMES}
+        if now >= self._options.warm_up and not self._jvm_first:
+            self._jvm_first = self._jvm_last
         soak.resume()
+
+    def _jvm_growth(self):
+        """{process: {category: KiB}} of what the JVMs committed since the warm-up, where it changed."""
+        return {name: {category: last - first.get(category, [0])[0]
+                       for category, (last, _) in self._jvm_last[name].items()
+                       if last != first.get(category, [0])[0]}
+                for name, first in self._jvm_first.items()}
 
     def _progress(self):
         if self.seconds() < self._next_line:
@@ -122,7 +133,7 @@ class Run:
             "jdk": machine.jdk_name(self._java_home), "java_options": processes.JAVA_OPTIONS,
             "programs": {name: {key: done[key] for key in ("commands", "errors", "wrong", "texts")}
                          for name, done in self.programs.items()},
-            "growth": grown, "failures": self.failures}
+            "growth": grown, "jvm_growth_kib": self._jvm_growth(), "failures": self.failures}
 
 
 def main():

@@ -91,10 +91,11 @@ def write(path, rows, names, warm_up):
         return (row[judge.MEMORY] - bases[row["process"]]) / judge.MIB
 
     panels = [
-        ("Resident memory", "MiB", _curves(rows, names, lambda row: row["rss"] / judge.MIB), 0),
+        ("Resident memory, while nothing is under way", "MiB", _curves(rows, names, lambda row: row["rss"] / judge.MIB), 0),
         (f"Private memory, change since the end of the warm-up; limit {judge.MEMORY_LIMIT >> 20} MiB",
          "MiB", _curves(rows, names, change, min(warm_up, last * 60)), min(mark, last)),
-        ("Threads, while nothing is under way", "number", _curves(rows, names, lambda row: row["threads"]), 0),
+        ("Threads, while nothing is under way", "number",
+         _curves(rows, names, lambda row: row["threads"]), 0),
         ("Open descriptors, while nothing is under way", "number",
          _curves(rows, names, lambda row: row["descriptors"]), 0),
     ]
