@@ -1,6 +1,6 @@
 // The C++ program of the soak: it calls Java, which the library starts, and servers. Its standard
-// input commands it: "sample" holds the work back and prints the figures, "go" lets it go on, "end"
-// and the end of the input end it.
+// input commands it: "rest" holds the work back, "sample" prints the figures, "go" lets the work go
+// on, "end" and the end of the input end it.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -90,21 +90,27 @@ std::vector<std::thread> startWorkers(Program& program, Gate& gate) {
   return workers;
 }
 
+void rest(Program& program, Gate& gate, Plant& plant, int rests) {
+  constexpr int kRestsToALibraryError = 2;
+  gate.close();
+  plant.grow(program);
+  if (rests % kRestsToALibraryError == 0) {
+    program.failInTheLibrary();
+  }
+  program.settle();
+}
+
 void obey(Program& program, Gate& gate, Plant& plant) {
-  constexpr int kSamplesToALibraryError = 2;
-  int samples = 0;
+  int rests = 0;
   for (std::string order; std::getline(std::cin, order) && order != "end";) {
-    if (order == "go") {
+    if (order == "rest") {
+      rest(program, gate, plant, ++rests);
+      std::puts("SOAK rests");
+    } else if (order == "sample") {
+      std::printf("SOAK {%s,%s}\n", program.tally().json().c_str(), program.figures().c_str());
+    } else {
       gate.open();
-      continue;
     }
-    gate.close();
-    plant.grow(program);
-    if (++samples % kSamplesToALibraryError == 0) {
-      program.failInTheLibrary();
-    }
-    program.settle();
-    std::printf("SOAK {%s,%s}\n", program.tally().json().c_str(), program.figures().c_str());
     std::fflush(stdout);
   }
 }

@@ -134,8 +134,13 @@ class Soak:
         return server.line_with(" listens on ").split(" ")[0].split(":")[1]
 
     def quiesce(self):
-        """Holds the work back; what the processes tell, by name, and what the programs have done."""
+        """Holds the work back; what the processes tell, by name, and what the programs have done. All
+        programs rest before one is asked: the servers work for both."""
         programs = [self.processes[name] for name in ("host", "java")]
+        for program in programs:
+            program.order("rest")
+        for program in programs:
+            program.line_with("SOAK rests")
         for program in programs:
             program.order("sample")
         told = [json.loads(program.line_with("SOAK ")) for program in programs]

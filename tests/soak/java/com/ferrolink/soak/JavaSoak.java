@@ -9,12 +9,12 @@ import java.util.List;
 
 /**
  * The Java program of the soak: it calls C++ and servers, and is called back. Its standard input
- * commands it: "sample" holds the work back and prints the figures, "go" lets it go on, "end" and the
- * end of the input end it.
+ * commands it: "rest" holds the work back, "sample" prints the figures, "go" lets the work go on, "end"
+ * and the end of the input end it.
  */
 public final class JavaSoak {
 
-    private static final int SAMPLES_TO_A_LIBRARY_ERROR = 2;
+    private static final int RESTS_TO_A_LIBRARY_ERROR = 2;
 
     private interface Piece {
         void run(Payloads payloads) throws InterruptedException;
@@ -72,19 +72,29 @@ public final class JavaSoak {
     }
 
     private void obey(BufferedReader orders) throws IOException, InterruptedException {
-        int samples = 0;
+        int rests = 0;
         for (String order = orders.readLine(); order != null && !order.equals("end");
                 order = orders.readLine()) {
-            if (order.equals("go")) {
-                gate.open();
-                continue;
+            switch (order) {
+                case "rest":
+                    rest(++rests);
+                    System.out.println("SOAK rests");
+                    break;
+                case "sample":
+                    System.out.println("SOAK {" + tally.json() + ",\"java\":" + Figures.json() + "}");
+                    break;
+                default:
+                    gate.open();
+                    break;
             }
-            gate.close();
-            if (++samples % SAMPLES_TO_A_LIBRARY_ERROR == 0) {
-                work.failInTheLibrary();
-            }
-            work.settle();
-            System.out.println("SOAK {" + tally.json() + ",\"java\":" + Figures.json() + "}");
         }
+    }
+
+    private void rest(int rests) throws InterruptedException {
+        gate.close();
+        if (rests % RESTS_TO_A_LIBRARY_ERROR == 0) {
+            work.failInTheLibrary();
+        }
+        work.settle();
     }
 }
