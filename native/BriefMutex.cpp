@@ -1,59 +1,86 @@
 #include "native/BriefMutex.h"
 
 #include <linux/futex.h>
-#include <linux/membarrier.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
-
-#include <ctime>
 
 namespace Ferrolink::Native {
 namespace {
 
 // At most 45 microseconds, a pause taking 10 to 45 ns: about what a sleep and its wake-up take on a
-// virtual machine whose processors halt. Whoever waits awake for as long as sleeping would have
-// taken waits at most twice as long as the best choice would have: Karlin et al., "Empirical
-// Studies of Competitive Spinning for a Shared-Memory Multiprocessor" (1991). Fewer pauses let two
-// threads with commands of 1 MiB sleep in turns.
+// virtual machine whose processors halt. Whoever spins for as long as sleeping would have taken
+// waits at most twice as long as the best choice would have: Karlin et al., "Empirical Studies of
+// Competitive Spinning for a Shared-Memory Multiprocessor" (1991). Fewer pauses let two threads
+// with commands of 1 MiB sleep in turns.
 constexpr int kPauses = 1000;
-
-// The longest sleep where nothing makes sure that a wake-up is not missed.
-constexpr timespec kShortSleep{0, 1'000'000};
+constexpr int kUndecided = -1;
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));
 
-// A full memory barrier in every thread of the process that is running. False where the kernel
-// refuses. Registering again costs next to nothing.
-bool barrierInAllThreads() noexcept {
-  return syscall(SYS_membarrier, MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED, 0, 0) == 0 &&
-         syscall(SYS_membarrier, MEMBARRIER_CMD_PRIVATE_EXPEDITED, 0, 0) == 0;
+// Adds the processors that the thread may use; false where the kernel does not say.
+bool addProcessorsOf(pid_t thread, cpu_set_t& processors) noexcept {
+  cpu_set_t own;
+  CPU_ZERO(&own);
+  if (sched_getaffinity(thread, sizeof own, &own) != 0) {
+    return false;
+  }
+  CPU_OR(&processors, &processors, &own);
+  return true;
+}
+
+// Where the process may use one processor only, whoever holds the mutex does not run while another
+// thread spins for it. The process has no list of processors of its own, only its threads have.
+// Asked are the initial thread, whose list the others inherit, and the calling one: a thread that
+// is kept to one processor does not speak for the rest. Where the kernel does not say, there are
+// several.
+int decidePauses() noexcept {
+  cpu_set_t processors;
+  CPU_ZERO(&processors);
+  const bool known = addProcessorsOf(getpid(), processors) && addProcessorsOf(0, processors);
+  return known && CPU_COUNT(&processors) == 1 ? 0 : kPauses;
+}
+
+// Decided by the first thread that finds a mutex taken, and never again: two system calls in the
+// life of the process. Threads that come at the same time may decide it twice.
+int pausesBeforeSleep() noexcept {
+  static std::atomic<int> decided{kUndecided};
+  int pauses = decided.load(std::memory_order_relaxed);
+  if (pauses == kUndecided) [[unlikely]] {
+    pauses = decidePauses();
+    decided.store(pauses, std::memory_order_relaxed);
+  }
+  return pauses;
 }
 
 }  // namespace
 
-bool BriefMutex::tryLock() noexcept {
-  return m_state.load(std::memory_order_relaxed) == kFree &&
-         m_state.exchange(kTaken, std::memory_order_acquire) == kFree;
+void BriefMutex::lockTaken() noexcept {
+  if (!spin()) {
+    sleep();
+  }
 }
 
-void BriefMutex::waitAwake() noexcept {
-  for (int pause = 0; pause < kPauses; ++pause) {
+// True where the calling thread has taken the mutex. Looks before it tries: a try would take the
+// cache line from the thread that is giving the mutex back.
+bool BriefMutex::spin() noexcept {
+  const int pauses = pausesBeforeSleep();
+  for (int pause = 0; pause < pauses; ++pause) {
     __builtin_ia32_pause();
-    if (tryLock()) {
-      return;
+    std::uint32_t state = m_state.load(std::memory_order_relaxed);
+    if (state == kFree && m_state.compare_exchange_strong(state, kTaken, std::memory_order_acquire,
+                                                          std::memory_order_relaxed)) {
+      return true;
     }
   }
-  sleep();
+  return false;
 }
 
+// The kernel puts the thread to sleep only while the note that it leaves is there.
 void BriefMutex::sleep() noexcept {
-  m_sleepers.fetch_add(1, std::memory_order_seq_cst);
-  const bool wakesAreSeen = barrierInAllThreads();
-  while (!tryLock()) {
-    syscall(SYS_futex, &m_state, FUTEX_WAIT_PRIVATE, kTaken, wakesAreSeen ? nullptr : &kShortSleep,
-            nullptr, 0);
+  while (m_state.exchange(kTakenWithSleepers, std::memory_order_acquire) != kFree) {
+    syscall(SYS_futex, &m_state, FUTEX_WAIT_PRIVATE, kTakenWithSleepers, nullptr, nullptr, 0);
   }
-  m_sleepers.fetch_sub(1, std::memory_order_relaxed);
 }
 
 void BriefMutex::wakeOne() noexcept {

@@ -7,14 +7,13 @@
 namespace Ferrolink::Native {
 
 /// A mutex for stretches that are shorter than putting a thread to sleep and waking it: a thread
-/// that finds it taken first waits awake, for as long as a sleep and its wake-up would take at
-/// most, and then sleeps in the kernel. Neither fair nor recursive. Meets BasicLockable; nothing
-/// throws.
+/// that finds it taken first spins, for as long as a sleep and its wake-up would take at most, and
+/// then sleeps in the kernel. Where the process may use only one processor, it sleeps at once.
+/// Neither fair nor recursive. Meets BasicLockable; nothing throws.
 ///
-/// Giving it back is a plain store and a plain load. That the load does not overtake the store,
-/// which would miss a thread that is just going to sleep, is the sleeper's business: it has the
-/// kernel put a memory barrier into every running thread, membarrier(2), before it looks a last
-/// time. Where the kernel has no such barrier, sleeps are short instead.
+/// Whoever gives it back takes the note that threads sleep with it, so a sleeper is woken once,
+/// however long it takes to run. A woken thread that takes the mutex puts the note back, since
+/// others may still sleep: each sleep costs at most one wake call more than it needs.
 class BriefMutex {
  public:
   BriefMutex() = default;
@@ -23,15 +22,15 @@ class BriefMutex {
   ~BriefMutex() = default;
 
   void lock() noexcept {
-    if (m_state.exchange(kTaken, std::memory_order_acquire) != kFree) [[unlikely]] {
-      waitAwake();
+    std::uint32_t expected = kFree;
+    if (!m_state.compare_exchange_strong(expected, kTaken, std::memory_order_acquire,
+                                         std::memory_order_relaxed)) [[unlikely]] {
+      lockTaken();
     }
   }
 
   void unlock() noexcept {
-    m_state.store(kFree, std::memory_order_release);
-    std::atomic_signal_fence(std::memory_order_seq_cst);
-    if (m_sleepers.load(std::memory_order_relaxed) != 0) [[unlikely]] {
+    if (m_state.exchange(kFree, std::memory_order_release) == kTakenWithSleepers) [[unlikely]] {
       wakeOne();
     }
   }
@@ -39,15 +38,15 @@ class BriefMutex {
  private:
   static constexpr std::uint32_t kFree = 0;
   static constexpr std::uint32_t kTaken = 1;
+  static constexpr std::uint32_t kTakenWithSleepers = 2;
 
-  [[nodiscard]] bool tryLock() noexcept;
-  void waitAwake() noexcept;
+  void lockTaken() noexcept;
+  [[nodiscard]] bool spin() noexcept;
   void sleep() noexcept;
   void wakeOne() noexcept;
 
-  // Alone on their cache line: what lies beside them is read by threads that do not take the lock.
+  // Alone on its cache line: what lies beside it is read by threads that do not take the lock.
   alignas(64) std::atomic<std::uint32_t> m_state{kFree};
-  std::atomic<std::uint32_t> m_sleepers{0};
 };
 
 }  // namespace Ferrolink::Native

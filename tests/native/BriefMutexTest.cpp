@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <linux/futex.h>
-#include <linux/membarrier.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -11,24 +11,62 @@
 #include <cerrno>
 #include <cstdarg>
 #include <functional>
+#include <future>
+#include <latch>
 #include <mutex>
+#include <string>
 #include <thread>
 #include <vector>
 
+#include "tests/support/ProcessCase.h"
+
 using Ferrolink::Native::BriefMutex;
+using FerrolinkTest::report;
 
 namespace {
 
-std::atomic<bool> barrierRefused{false};
-std::atomic<int> sleepsWithoutLimit{0};
-std::atomic<int> sleepsWithLimit{0};
+std::atomic<int> sleeps{0};
+std::atomic<int> wakes{0};
+std::atomic<int> otherCalls{0};
+
+// Where set, a thread that the kernel has woken waits for it before it goes on.
+std::atomic<std::shared_future<void>*> wokenThreadsWaitFor{nullptr};
+
+// What the kernel says about processors, and what happens before it says so.
+std::function<void()> beforeProcessorsAreAsked = [] {};
+enum class Processors { Real, One, OneEach, Several, Refused };
+Processors processors = Processors::Real;
+std::atomic<int> askedForProcessors{0};
+
+void forgetCalls() {
+  sleeps = 0;
+  wakes = 0;
+  otherCalls = 0;
+}
+
+int fakedProcessors(pid_t thread, cpu_set_t* set) {
+  if (processors == Processors::Refused) {
+    errno = EPERM;
+    return -1;
+  }
+  CPU_ZERO(set);
+  CPU_SET(processors == Processors::OneEach && thread == 0 ? 1 : 0, set);
+  if (processors == Processors::Several) {
+    CPU_SET(1, set);
+  }
+  return 0;
+}
 
 }  // namespace
 
 // The mutex's own system calls come by here.
 extern "C" {
-long __real_syscall(long number, ...);  // NOLINT(bugprone-reserved-identifier)
-long __wrap_syscall(long number, ...);  // NOLINT(bugprone-reserved-identifier)
+// NOLINTBEGIN(bugprone-reserved-identifier)
+long __real_syscall(long number, ...);
+long __wrap_syscall(long number, ...);
+int __real_sched_getaffinity(pid_t thread, size_t size, cpu_set_t* set);
+int __wrap_sched_getaffinity(pid_t thread, size_t size, cpu_set_t* set);
+// NOLINTEND(bugprone-reserved-identifier)
 
 long __wrap_syscall(long number, ...) {  // NOLINT(bugprone-reserved-identifier)
   std::array<long, 6> arguments{};
@@ -38,39 +76,48 @@ long __wrap_syscall(long number, ...) {  // NOLINT(bugprone-reserved-identifier)
     argument = va_arg(list, long);
   }
   va_end(list);
-  if (number == SYS_membarrier && barrierRefused) {
-    errno = ENOSYS;
-    return -1;
+  const long operation = number == SYS_futex ? arguments[1] & ~FUTEX_PRIVATE_FLAG : -1;
+  ++(operation == FUTEX_WAIT ? sleeps : operation == FUTEX_WAKE ? wakes : otherCalls);
+  const long result = __real_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3],
+                                     arguments[4], arguments[5]);
+  const std::shared_future<void>* gate = wokenThreadsWaitFor;
+  if (operation == FUTEX_WAIT && gate != nullptr) {
+    gate->wait();
   }
-  if (number == SYS_futex && (arguments[1] & ~FUTEX_PRIVATE_FLAG) == FUTEX_WAIT) {
-    ++(arguments[3] == 0 ? sleepsWithoutLimit : sleepsWithLimit);
+  return result;
+}
+
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+int __wrap_sched_getaffinity(pid_t thread, size_t size, cpu_set_t* set) {
+  if (askedForProcessors++ == 0) {
+    beforeProcessorsAreAsked();
   }
-  return __real_syscall(number, arguments[0], arguments[1], arguments[2], arguments[3],
-                        arguments[4], arguments[5]);
+  return processors == Processors::Real ? __real_sched_getaffinity(thread, size, set)
+                                        : fakedProcessors(thread, set);
 }
 }
 
 namespace {
 
-class BriefMutexTest : public testing::TestWithParam<bool> {
+class BriefMutexTest : public testing::Test {
  protected:
-  BriefMutexTest() {
-    barrierRefused = GetParam();
-    sleepsWithoutLimit = 0;
-    sleepsWithLimit = 0;
-  }
+  BriefMutexTest() { forgetCalls(); }
 
   static void onThreads(int count, const std::function<void()>& body) {
+    std::latch all(count);
     std::vector<std::thread> threads;
     for (int thread = 0; thread < count; ++thread) {
-      threads.emplace_back(body);
+      threads.emplace_back([&] {
+        all.arrive_and_wait();
+        body();
+      });
     }
     for (std::thread& thread : threads) {
       thread.join();
     }
   }
 
-  // Holds the mutex until that many threads have gone to sleep for it.
+  // Holds the mutex until that many threads are going to sleep for it.
   static void holdUntilAsleep(BriefMutex& mutex, int sleepers, const std::function<void()>& body) {
     std::vector<std::thread> threads;
     {
@@ -78,7 +125,7 @@ class BriefMutexTest : public testing::TestWithParam<bool> {
       for (int thread = 0; thread < sleepers; ++thread) {
         threads.emplace_back(body);
       }
-      while (sleepsWithoutLimit + sleepsWithLimit < sleepers) {
+      while (sleeps < sleepers) {
         std::this_thread::yield();
       }
     }
@@ -88,24 +135,34 @@ class BriefMutexTest : public testing::TestWithParam<bool> {
   }
 };
 
-TEST_P(BriefMutexTest, LetsOneThreadInAtATime) {
+// Now and then the thread that holds the mutex gives up its processor, so that others wait for it.
+TEST_F(BriefMutexTest, LetsOneThreadInAtATime) {
   BriefMutex mutex;
+  std::atomic<bool> inside{false};
+  std::atomic<int> met{0};
   long count = 0;
   onThreads(8, [&] {
     for (int i = 0; i < 20'000; ++i) {
       const std::lock_guard<BriefMutex> lock(mutex);
+      if (inside.exchange(true, std::memory_order_relaxed)) {
+        ++met;
+      }
       ++count;
+      if (i % 64 == 0) {
+        std::this_thread::yield();
+      }
+      inside.store(false, std::memory_order_relaxed);
     }
   });
+  EXPECT_EQ(met, 0);
   EXPECT_EQ(count, 160'000);
 }
 
-TEST_P(BriefMutexTest, IsHandedToEveryThreadThatSleepsForIt) {
+TEST_F(BriefMutexTest, IsHandedToEveryThreadThatSleepsForIt) {
   BriefMutex mutex;
   int count = 0;
   for (int round = 0; round < 50; ++round) {
-    sleepsWithoutLimit = 0;
-    sleepsWithLimit = 0;
+    sleeps = 0;
     holdUntilAsleep(mutex, 3, [&] {
       const std::lock_guard<BriefMutex> lock(mutex);
       ++count;
@@ -114,25 +171,134 @@ TEST_P(BriefMutexTest, IsHandedToEveryThreadThatSleepsForIt) {
   EXPECT_EQ(count, 150);
 }
 
-TEST_P(BriefMutexTest, LimitsSleepsOnlyWhereTheKernelHasNoBarrier) {
+TEST_F(BriefMutexTest, MakesNoSystemCallWhereNobodyWaits) {
   BriefMutex mutex;
-  holdUntilAsleep(mutex, 1, [&] { const std::lock_guard<BriefMutex> lock(mutex); });
-  EXPECT_EQ(sleepsWithLimit > 0, GetParam());
-  EXPECT_EQ(sleepsWithoutLimit > 0, !GetParam());
-}
-
-TEST_P(BriefMutexTest, IsFreeAgainAfterSleepersAreGone) {
-  BriefMutex mutex;
-  holdUntilAsleep(mutex, 2, [&] { const std::lock_guard<BriefMutex> lock(mutex); });
-  sleepsWithoutLimit = 0;
-  sleepsWithLimit = 0;
   for (int i = 0; i < 1000; ++i) {
     const std::lock_guard<BriefMutex> lock(mutex);
   }
-  EXPECT_EQ(sleepsWithLimit + sleepsWithoutLimit, 0);
+  EXPECT_EQ(sleeps, 0);
+  EXPECT_EQ(wakes, 0);
+  EXPECT_EQ(otherCalls, 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(WithBarrier, BriefMutexTest, testing::Values(false));
-INSTANTIATE_TEST_SUITE_P(WithoutBarrier, BriefMutexTest, testing::Values(true));
+TEST_F(BriefMutexTest, IsFreeAgainAfterSleepersAreGone) {
+  BriefMutex mutex;
+  holdUntilAsleep(mutex, 2, [&] { const std::lock_guard<BriefMutex> lock(mutex); });
+  forgetCalls();
+  for (int i = 0; i < 1000; ++i) {
+    const std::lock_guard<BriefMutex> lock(mutex);
+  }
+  EXPECT_EQ(sleeps, 0);
+  EXPECT_EQ(wakes, 0);
+}
+
+// The second wake call is the woken thread's own: it cannot know that it was the only one.
+TEST_F(BriefMutexTest, WakesASleeperOnceHoweverLongItTakesToRun) {
+  BriefMutex mutex;
+  std::promise<void> gate;
+  std::shared_future<void> opened = gate.get_future().share();
+  wokenThreadsWaitFor = &opened;
+  std::thread sleeper;
+  {
+    const std::lock_guard<BriefMutex> lock(mutex);
+    sleeper = std::thread([&] { const std::lock_guard<BriefMutex> own(mutex); });
+    while (sleeps < 1) {
+      std::this_thread::yield();
+    }
+  }
+  for (int i = 0; i < 1000; ++i) {
+    const std::lock_guard<BriefMutex> lock(mutex);
+  }
+  EXPECT_EQ(wakes, 1);
+  wokenThreadsWaitFor = nullptr;
+  gate.set_value();
+  sleeper.join();
+  EXPECT_EQ(sleeps, 1);
+  EXPECT_EQ(wakes, 2);
+}
+
+// A thread that finds the mutex taken asks for the processors first, and meanwhile the mutex is
+// given back. If it spins, it takes the mutex as it is. If it goes to sleep, it takes it with the
+// note that threads sleep, and makes a wake call when it gives it back.
+void reportHowItWaits() {
+  BriefMutex mutex;
+  beforeProcessorsAreAsked = [&mutex] { mutex.unlock(); };
+  mutex.lock();
+  mutex.lock();
+  mutex.unlock();
+  report(wakes == 0 ? "spins" : "sleeps");
+}
+
+PROCESS_CASE(waitsOnOneProcessor) {
+  processors = Processors::One;
+  reportHowItWaits();
+}
+PROCESS_CASE(waitsOnOneProcessorForEachThread) {
+  processors = Processors::OneEach;
+  reportHowItWaits();
+}
+PROCESS_CASE(waitsOnSeveralProcessors) {
+  processors = Processors::Several;
+  reportHowItWaits();
+}
+PROCESS_CASE(waitsWhereTheKernelDoesNotSay) {
+  processors = Processors::Refused;
+  reportHowItWaits();
+}
+PROCESS_CASE(waitsKeptToOneProcessor) {
+  cpu_set_t one;
+  CPU_ZERO(&one);
+  CPU_SET(static_cast<std::size_t>(sched_getcpu()), &one);
+  report(sched_setaffinity(0, sizeof one, &one));
+  reportHowItWaits();
+}
+
+std::vector<std::string> reportOf(const std::string& name) {
+  const FerrolinkTest::InstallationTree tree;
+  return FerrolinkTest::runCase(name, tree).report;
+}
+
+using Lines = std::vector<std::string>;
+
+TEST(BriefMutexProcessorsTest, SleepsAtOnceOnOneProcessor) {
+  EXPECT_EQ(reportOf("waitsOnOneProcessor"), Lines{"sleeps"});
+}
+
+TEST(BriefMutexProcessorsTest, SleepsAtOnceInAProcessThatIsKeptToOneProcessor) {
+  EXPECT_EQ(reportOf("waitsKeptToOneProcessor"), (Lines{"0", "sleeps"}));
+}
+
+TEST(BriefMutexProcessorsTest, SpinsOnSeveralProcessors) {
+  EXPECT_EQ(reportOf("waitsOnSeveralProcessors"), Lines{"spins"});
+}
+
+TEST(BriefMutexProcessorsTest, SpinsWhereThreadsAreKeptToProcessorsOfTheirOwn) {
+  EXPECT_EQ(reportOf("waitsOnOneProcessorForEachThread"), Lines{"spins"});
+}
+
+TEST(BriefMutexProcessorsTest, SpinsWhereTheKernelDoesNotSayHowManyProcessors) {
+  EXPECT_EQ(reportOf("waitsWhereTheKernelDoesNotSay"), Lines{"spins"});
+}
+
+PROCESS_CASE(waitsTwice) {
+  processors = Processors::One;
+  reportHowItWaits();
+  report(askedForProcessors);
+  BriefMutex mutex;
+  std::thread waiter;
+  {
+    const std::lock_guard<BriefMutex> lock(mutex);
+    waiter = std::thread([&] { const std::lock_guard<BriefMutex> own(mutex); });
+    while (sleeps < 1) {
+      std::this_thread::yield();
+    }
+  }
+  waiter.join();
+  report(askedForProcessors);
+}
+
+TEST(BriefMutexProcessorsTest, AsksForTheProcessorsOnce) {
+  EXPECT_EQ(reportOf("waitsTwice"), (Lines{"sleeps", "2", "2"}));
+}
 
 }  // namespace
