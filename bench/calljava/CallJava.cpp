@@ -1,17 +1,19 @@
 // C++ calls Java in the same process: through the library, and by JNI written by hand against the
 // same class in the same JVM.
-#include <array>
 #include <cstdio>
 #include <exception>
 #include <future>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 #include "bench/calljava/HandWritten.h"
 #include "bench/harness/Arguments.h"
 #include "bench/harness/JavaHost.h"
-#include "bench/harness/Pair.h"
 #include "bench/harness/Report.h"
 #include "bench/harness/Serve.h"
+#include "bench/harness/Team.h"
+#include "bench/harness/WakeCalls.h"
 
 namespace {
 
@@ -19,8 +21,9 @@ using namespace FerrolinkBench;
 
 constexpr const char* kUsage =
     "usage: ferrolink-bench-call-java [--home DIR] [--sizes 64,1024,65536,1048576]\n"
-    "         [--units attached,clone,detached,pair] [--rounds N] [--warm-up MILLISECONDS]\n"
-    "         [--batch MILLISECONDS] [--json FILE]      a table, and all rounds to FILE\n"
+    "         [--units attached,clone,detached,pair,crowd] [--threads 8,64] [--rounds N]\n"
+    "         [--warm-up MILLISECONDS] [--batch MILLISECONDS]\n"
+    "         [--json FILE]      a table, and all rounds to FILE; --threads are the crowd's\n"
     "       ferrolink-bench-call-java [--home DIR] --serve     answers \"SIZE CALLS\" lines";
 
 constexpr const char* kFloor = "floor";
@@ -95,42 +98,56 @@ class Benchmark {
     compare("attach and detach", size, caller, floor, same, ours);
   }
 
-  /// On two attached threads at once.
-  void pair(std::size_t size) {
-    std::array<JNIEnv*, 2> environments{};
-    std::array<Caller, 2> callers{Caller(m_java, m_method, size, false),
-                                  Caller(m_java, m_method, size, false)};
-    Pair threads(
+  /// On two attached threads at once, each on a processor of its own.
+  void pair(std::size_t size) { together(2, size, m_plan); }
+
+  /// On more attached threads than there are processors, as a rule. Turns are so long that each
+  /// thread loses its processor several times, and with it, now and then, while it has a lock.
+  void crowd(std::size_t threads, std::size_t size) {
+    Plan plan = m_plan;
+    plan.batchMilliseconds *= static_cast<double>(threads);
+    together(threads, size, plan);
+  }
+
+ private:
+  void together(std::size_t count, std::size_t size, const Plan& plan) {
+    std::vector<JNIEnv*> environments(count);
+    std::vector<Caller> callers(count, Caller(m_java, m_method, size, false));
+    Team team(
+        count,
         [this] {
           JNIEnv* env = nullptr;
           m_java.vm()->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
         },
         [this] { m_java.vm()->DetachCurrentThread(); });
-    const Pair::Work takeEnvironment = [&](int thread, long) {
-      m_java.vm()->GetEnv(reinterpret_cast<void**>(&environments.at(index(thread))),
-                          JNI_VERSION_1_8);
+    const Team::Work takeEnvironment = [&](std::size_t thread, long) {
+      m_java.vm()->GetEnv(reinterpret_cast<void**>(&environments.at(thread)), JNI_VERSION_1_8);
     };
-    threads.run(takeEnvironment, 1);
-    const auto batch = [&threads](auto call) {
-      return [&threads, call](long calls) {
-        const Pair::Work work = [&call](int thread, long count) {
-          for (long i = 0; i < count; ++i) {
-            call(index(thread));
+    team.run(takeEnvironment, 1);
+    const auto batch = [&team](auto call) {
+      return [&team, call](long calls) {
+        const Team::Work work = [&call](std::size_t thread, long repetitions) {
+          for (long i = 0; i < repetitions; ++i) {
+            call(thread);
           }
         };
-        return threads.run(work, calls);
+        return team.run(work, calls);
       };
     };
-    m_report.add(
-        {"2 threads", size},
+    double commands = 0;
+    const auto ours = [&](long calls) {
+      commands += static_cast<double>(calls) * static_cast<double>(count);
+      return batch([&](std::size_t i) { callers.at(i).ours(); })(calls);
+    };
+    const long wakesBefore = wakeCalls();
+    const std::vector<Series> series =
         measure({{kFloor, batch([&](std::size_t i) { callers.at(i).floor(environments.at(i)); })},
                  {kSameSequence, batch([&](std::size_t i) { callers.at(i).sameSequence(); })},
-                 {kOurs, batch([&](std::size_t i) { callers.at(i).ours(); })}},
-                m_plan));
+                 {kOurs, ours}},
+                plan);
+    const auto wakes = static_cast<double>(wakeCalls() - wakesBefore);
+    m_report.add({std::to_string(count) + " threads", size, 1000 * wakes / commands}, series);
   }
-
- private:
-  static std::size_t index(int thread) { return static_cast<std::size_t>(thread); }
 
   template <class Floor, class Same, class Ours>
   void compare(const char* name, std::size_t size, Caller& caller, Floor floor, Same same,
@@ -150,7 +167,8 @@ class Benchmark {
   Report& m_report;
 };
 
-void runUnit(Benchmark& benchmark, const std::string& unit, std::size_t size) {
+void runUnit(Benchmark& benchmark, const Arguments& arguments, const std::string& unit,
+             std::size_t size) {
   if (unit == "attached") {
     benchmark.attached(size, false);
   } else if (unit == "clone") {
@@ -159,6 +177,10 @@ void runUnit(Benchmark& benchmark, const std::string& unit, std::size_t size) {
     benchmark.detached(size);
   } else if (unit == "pair") {
     benchmark.pair(size);
+  } else if (unit == "crowd") {
+    for (const std::string& threads : arguments.list("threads", "8,64")) {
+      benchmark.crowd(std::stoul(threads), size);
+    }
   } else {
     throw std::runtime_error("no such unit: " + unit);
   }
@@ -173,7 +195,7 @@ void measureUnits(const JavaHost& java, const Arguments& arguments) {
   Benchmark benchmark(java, plan, report);
   for (const std::string& unit : arguments.list("units", "attached,clone,detached,pair")) {
     for (const std::size_t size : arguments.sizes("64,1024,65536,1048576")) {
-      runUnit(benchmark, unit, size);
+      runUnit(benchmark, arguments, unit, size);
     }
   }
 }
@@ -191,9 +213,9 @@ void serveCalls(const JavaHost& java) {
 
 int main(int count, char** values) {
   try {
-    const Arguments arguments(count, values, kUsage,
-                              {"home", "sizes", "units", "rounds", "warm-up", "batch", "json"},
-                              {"serve"});
+    const Arguments arguments(
+        count, values, kUsage,
+        {"home", "sizes", "units", "threads", "rounds", "warm-up", "batch", "json"}, {"serve"});
     const JavaHost java(arguments.text("home", BENCH_HOME));
     // The thread that starts the JVM is a special case to the library; others are the rule.
     std::async(std::launch::async, [&] {

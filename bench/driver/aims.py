@@ -2,13 +2,16 @@
 from settings import SIZES
 
 _RATIOS = {
-    "attached": (1.12, 1.08, 1.02, 1.02),
-    "attached, clone": (1.12, 1.08, 1.02, 1.02),
-    "2 threads": (1.4, 1.3, 1.1, 1.05),
+    "attached": (1.1, 1.08, 1.02, 1.02),
+    "attached, clone": (1.1, 1.08, 1.02, 1.02),
+    "2 threads": (1.25, 1.25, 1.1, 1.05),
+    "8 threads": (1.15,),
+    "64 threads": (1.15,),
     "attach and detach": (1.02, 1.02, 1.02, 1.02),
-    "Java to C++": (1.12, 1.06, 1.02, 1.02),
+    "Java to C++": (1.1, 1.06, 1.02, 1.02),
 }
 INSTRUCTIONS = 950
+WAKE_CALLS = 50  # per 1,000 commands
 LOAD_MILLISECONDS = 0.3
 START_UP = 1.02
 

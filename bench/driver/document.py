@@ -10,6 +10,8 @@ _TITLES = {
     "attached, clone": "C++ to Java, attached thread, Java answers with a clone",
     "attach and detach": "C++ to Java, thread attached and detached for each call",
     "2 threads": "C++ to Java, two attached threads at once, each on its own processor",
+    "8 threads": "C++ to Java, 8 attached threads at once",
+    "64 threads": "C++ to Java, 64 attached threads at once",
     "Java to C++": "Java to C++ in process: `sendCommand` and `readResponse`",
     "Java to C++ to Java": "Java to C++ to Java: round trip through the callback",
     "C++ to Java, peers": "C++ to Java, against other ways across (the peers' own languages)",
@@ -53,7 +55,14 @@ def _table(rows):
     return lines
 
 
-def _facts(facts, instructions, load_row):
+def _wake_calls(rows):
+    return [f"| Wake calls per 1,000 commands of {size_text(row.size)}, {row.unit} at once | "
+            f"{row.wake_calls:.1f} (aim: at most {aims.WAKE_CALLS}"
+            + (") |" if row.wake_calls <= aims.WAKE_CALLS else ", missed) |")
+            for row in rows if row.wake_calls is not None and row.size == 64]
+
+
+def _facts(rows, facts, instructions, load_row):
     if instructions is None:
         counted = "not counted: callgrind did not run"
     else:
@@ -64,6 +73,7 @@ def _facts(facts, instructions, load_row):
             + (")" if milliseconds <= aims.LOAD_MILLISECONDS else ", missed)"))
     return ["| | |", "| --- | --- |",
             f"| Instructions per attached command of 64 B and its answer | {counted} |",
+            *_wake_calls(rows),
             f"| Opening the library | {load} |",
             f"| Relocations | {facts['relocations']}, of them relative "
             f"{facts['relative relocations']} |",
@@ -93,7 +103,7 @@ def write(path, plot, rows, facts, instructions, java_home, left_out, seconds, l
     lines += ["## The run", "", *_conditions(java_home, left_out, seconds, load), ""]
     lines += ["## Figures of the library", ""]
     load_row = next(row for row in rows if row.unit == "library load" and row.name == "ours")
-    lines += [*_facts(facts, instructions, load_row), ""]
+    lines += [*_facts(rows, facts, instructions, load_row), ""]
     for unit in dict.fromkeys(row.unit for row in rows):
         title = _TITLES.get(unit, "Java to C++, against the JDK's foreign-function interface" + unit.split("peers")[-1])
         lines += [f"## {title}", "", *_table([row for row in rows if row.unit == unit]), ""]

@@ -60,6 +60,10 @@ def print_rows(run):
         print(f"{row.unit:26} {document.size_text(row.size):>8} {row.name:32} "
               f"{document.duration(row.nanoseconds.median):>9}  {ratio.median:8.3f}  "
               f"[{ratio.first:.3f} .. {ratio.third:.3f}] of {row.baseline}")
+    for row in run.rows:
+        if row.wake_calls is not None:
+            print(f"wake calls per 1,000 commands, {row.unit}, {document.size_text(row.size)}: "
+                  f"{row.wake_calls:.1f}")
     if run.facts is not None:
         print(run.facts)
     if run.instructions is not None:

@@ -8,8 +8,9 @@ import results
 import settings
 
 _WIDTH = 980
-_UNITS = ("attached", "attached, clone", "attach and detach", "2 threads", "Java to C++",
-          "Java to C++ to Java", "start-up, bare receiver", "start-up, archive")
+_UNITS = ("attached", "attached, clone", "attach and detach", "2 threads", "8 threads",
+          "64 threads", "Java to C++", "Java to C++ to Java", "start-up, bare receiver",
+          "start-up, archive")
 _COLORS = ("#0b6e99", "#b8421e", "#4b8b3b", "#8a5aab", "#b58900", "#555555", "#c2417c")
 
 

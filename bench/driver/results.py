@@ -30,6 +30,7 @@ class Row:
     nanoseconds: Spread
     baseline: str
     ratio: Spread
+    wake_calls: float | None = None  # of the library, per 1,000 commands, where they were counted
 
 
 def rows_of(unit, size, series, baseline):
@@ -46,7 +47,10 @@ def read_rounds(path, baseline):
     with open(path, encoding="utf-8") as lines:
         for line in lines:
             unit = json.loads(line)
-            rows += rows_of(unit["unit"], unit["size"], unit["series"], baseline)
+            found = rows_of(unit["unit"], unit["size"], unit["series"], baseline)
+            for row in found:
+                row.wake_calls = unit.get("wakeCalls") if row.name == "ours" else None
+            rows += found
     return rows
 
 

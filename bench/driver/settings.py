@@ -10,6 +10,7 @@ HEAP = ["-Xms1g", "-Xmx1g", "-XX:+AlwaysPreTouch"]
 @dataclasses.dataclass
 class Effort:
     rounds: int = 200
+    crowd_rounds: int = 50  # of rows with more threads than processors, whose turns are long
     warm_up: int = 300  # milliseconds of each contender
     batch: int = 2  # milliseconds of each turn
     process_rounds: int = 25  # of rows that interleave whole programs
@@ -17,7 +18,7 @@ class Effort:
     load_rounds: int = 60
 
 
-QUICK = Effort(rounds=25, warm_up=60, batch=1, process_rounds=5, start_rounds=5, load_rounds=15)
+QUICK = Effort(rounds=25, crowd_rounds=5, warm_up=60, batch=1, process_rounds=5, start_rounds=5, load_rounds=15)
 
 
 class Build:

@@ -39,12 +39,18 @@ void Report::addToTable(const Unit& unit, const std::vector<Series>& series) {
     std::printf("  %-24s %12.1f ns   %6.3f  [%.3f .. %.3f]\n", one.name.c_str(), absolute.median,
                 relative.median, relative.first, relative.third);
   }
+  if (unit.wakeCalls) {
+    std::printf("  %.1f wake calls of the library per 1,000 of its commands\n", *unit.wakeCalls);
+  }
   std::fflush(stdout);
 }
 
 void Report::addToJson(const Unit& unit, const std::vector<Series>& series) {
-  std::fprintf(m_json, "{\"unit\": \"%s\", \"size\": %zu, \"series\": {", unit.name.c_str(),
-               unit.size);
+  std::fprintf(m_json, "{\"unit\": \"%s\", \"size\": %zu, ", unit.name.c_str(), unit.size);
+  if (unit.wakeCalls) {
+    std::fprintf(m_json, "\"wakeCalls\": %.2f, ", *unit.wakeCalls);
+  }
+  std::fprintf(m_json, "\"series\": {");
   const char* comma = "";
   for (const Series& one : series) {
     std::fprintf(m_json, "%s\"%s\": [", comma, one.name.c_str());

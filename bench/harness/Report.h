@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,8 @@ namespace FerrolinkBench {
 struct Unit {
   std::string name;
   std::size_t size = 0;
+  /// Wake calls of the library per 1,000 of its commands, where they were counted.
+  std::optional<double> wakeCalls = std::nullopt;
 };
 
 /// Writes each unit's results as they come: a line of a table to standard output and, where a file

@@ -1,0 +1,64 @@
+#ifndef FERROLINK_BENCH_HARNESS_TEAM_H
+#define FERROLINK_BENCH_HARNESS_TEAM_H
+
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace FerrolinkBench {
+
+/// Threads that do the same work at the same time: each on a processor of its own where there are
+/// enough, else wherever the kernel puts them.
+class Team {
+ public:
+  using Work = std::function<void(std::size_t thread, long calls)>;
+  using Hook = std::function<void()>;
+
+  /// The hooks run on each of the threads when it begins and before it ends.
+  Team(std::size_t threads, const Hook& begin, const Hook& end);
+  Team(const Team&) = delete;
+  Team& operator=(const Team&) = delete;
+  ~Team();
+
+  /// Has each thread do `work` with `calls` calls; returns the nanoseconds from the moment that the
+  /// first begins to the moment that the last is done.
+  double run(const Work& work, long calls);
+
+ private:
+  using Moment = std::int64_t;  // nanoseconds of the steady clock
+
+  struct Member {
+    std::thread thread;
+    Moment begin = 0;
+    Moment end = 0;
+  };
+
+  void serve(std::size_t thread, const Hook& begin, const Hook& end);
+  bool awaitTurn(unsigned& turn);
+  void meet();
+  void finish();
+
+  const bool m_pinned;
+
+  // Guarded by m_mutex. The work is what the turn with that number does; null ends the threads.
+  std::mutex m_mutex;
+  std::condition_variable m_begin;
+  std::condition_variable m_end;
+  unsigned m_turn = 0;
+  std::size_t m_busy = 0;
+  const Work* m_work = nullptr;
+  long m_calls = 0;
+
+  std::atomic<std::size_t> m_ready{0};
+
+  // Each written by its own thread during a turn, read by run after that.
+  std::vector<Member> m_members;
+};
+
+}  // namespace FerrolinkBench
+
+#endif
