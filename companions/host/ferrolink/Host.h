@@ -76,18 +76,19 @@ class Host {
   void Heartbeat() { detail::heartbeat(*m_receiver, kJvm, kWho); }
 
   /// Adds a Java archive, or all archives of a directory, so that the handlers in it can be called:
-  /// to the class path where the JVM does not run yet, to a child class loader where it does.
+  /// to the class path where no JVM runs in the process yet, to a child class loader where one
+  /// does. What is no archive is an error of this call where a JVM runs, else of the Start, or
+  /// first Call, of this Host: that one sends nothing, and later ones go on without the file.
   void LoadLibrary(const std::filesystem::path& path) {
     const std::string absolute = std::filesystem::absolute(path).string();
     Bytes command = detail::loadLibraryCommand(kJvm, absolute);
     exchange(command);
-    {
-      const std::lock_guard<std::mutex> lock(m_archivesMutex);
-      m_archives.push_back(absolute);
+    if (m_started || detail::findJvmLibrary().vm != nullptr) {
+      announce(absolute);
+      return;
     }
-    if (m_started) {
-      announceArchives();
-    }
+    const std::lock_guard<std::mutex> lock(m_archivesMutex);
+    m_archives.push_back(absolute);
   }
 
   /// Starts the JVM where it does not run yet; Call does so by itself.
@@ -112,6 +113,14 @@ class Host {
 
   // The native side adds archives to the class path of a JVM still to be started; one that runs, be
   // it that somebody else started it, is told by command. It skips what it has already.
+  void announce(const std::string& archive) {
+    Bytes command = detail::callCommand(
+        kJvm, "load-archives",
+        std::span(reinterpret_cast<const std::uint8_t*>(archive.data()), archive.size()));
+    exchange(command);
+  }
+
+  // Each is announced once, whether that fails or not; the first failure is raised.
   void announceArchives() {
     std::vector<std::string> archives;
     {
@@ -121,7 +130,7 @@ class Host {
     std::exception_ptr firstError;
     for (const std::string& archive : archives) {
       try {
-        Call("load-archives", archive);
+        announce(archive);
       } catch (const std::exception&) {
         if (!firstError) {
           firstError = std::current_exception();

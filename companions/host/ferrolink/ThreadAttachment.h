@@ -1,52 +1,18 @@
 #ifndef FERROLINK_HOST_THREADATTACHMENT_H
 #define FERROLINK_HOST_THREADATTACHMENT_H
 
-#include <dlfcn.h>
-#include <link.h>
-
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "ferrolink/Errors.h"
+#include "ferrolink/detail/JvmLibrary.h"
 
 namespace Ferrolink::Host {
 
-namespace detail {
-
-/// The head of the JNI invocation interface, whose layout the JNI fixes for all JVMs
-/// (docs.oracle.com, "The Invocation API"). Repeated here so that a host needs no JDK to compile.
-struct JavaVm {
-  struct Functions {
-    void* reserved[3];
-    std::int32_t (*DestroyJavaVM)(JavaVm*);
-    std::int32_t (*AttachCurrentThread)(JavaVm*, void** environment, void* arguments);
-    std::int32_t (*DetachCurrentThread)(JavaVm*);
-    std::int32_t (*GetEnv)(JavaVm*, void** environment, std::int32_t version);
-    std::int32_t (*AttachCurrentThreadAsDaemon)(JavaVm*, void** environment, void* arguments);
-  };
-  const Functions* functions;
-};
-
-inline constexpr std::int32_t kJniVersion8 = 0x00010008;
-inline constexpr std::int32_t kJniDetached = -2;
-
-inline int noteJvmLibrary(dl_phdr_info* library, std::size_t /*size*/, void* found) {
-  const std::string_view name = library->dlpi_name;
-  if (!name.ends_with("/libjvm.so")) {
-    return 0;
-  }
-  *static_cast<std::string*>(found) = name;
-  return 1;
-}
-
-}  // namespace detail
-
-/// The file of the JVM library in this process; empty where none is loaded. Any thread.
+/// The file of the JVM library in this process, whatever its name; of several copies the one that
+/// has a JVM. Empty where none is loaded. Any thread.
 inline std::string JvmLibraryPath() {
-  std::string path;
-  dl_iterate_phdr(detail::noteJvmLibrary, &path);
-  return path;
+  return detail::findJvmLibrary().file.string();
 }
 
 /// Keeps the calling thread attached to the JVM for as long as it lives.
@@ -61,10 +27,10 @@ inline std::string JvmLibraryPath() {
 class ThreadAttachment {
  public:
   ThreadAttachment() : m_vm(runningJvm()) {
-    void* environment = nullptr;
-    if (m_vm->functions->GetEnv(m_vm, &environment, detail::kJniVersion8) != detail::kJniDetached) {
+    if (m_vm->knowsThisThread()) {
       return;
     }
+    void* environment = nullptr;
     if (m_vm->functions->AttachCurrentThreadAsDaemon(m_vm, &environment, nullptr) != 0) {
       throw InstallationError(
           "The JVM refuses to attach this thread. Give the thread a stack of at least 256 KiB.");
@@ -81,20 +47,8 @@ class ThreadAttachment {
 
  private:
   static detail::JavaVm* runningJvm() {
-    detail::JavaVm* vm = nullptr;
-    std::int32_t count = 0;
-    if (const std::string path = JvmLibraryPath(); !path.empty()) {
-      void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
-      using GetCreated = std::int32_t(detail::JavaVm**, std::int32_t, std::int32_t*);
-      auto* getCreated = reinterpret_cast<GetCreated*>(dlsym(library, "JNI_GetCreatedJavaVMs"));
-      if (getCreated != nullptr) {
-        getCreated(&vm, 1, &count);
-      }
-      if (library != nullptr) {
-        dlclose(library);
-      }
-    }
-    if (vm == nullptr || count < 1) {
+    detail::JavaVm* vm = detail::findJvmLibrary().vm;
+    if (vm == nullptr) {
       throw InstallationError(
           "No JVM runs in this process yet: send a command (Host::Heartbeat) before attaching "
           "threads.");

@@ -2,7 +2,6 @@
 #define FERROLINK_HOST_DETAIL_LIBRARY_H
 
 #include <dlfcn.h>
-#include <link.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "ferrolink/Errors.h"
+#include "ferrolink/detail/LoadedObject.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/RuntimeOperationMode.h"
 
@@ -21,22 +21,12 @@ inline constexpr const char* kNativeDirectory = "Binaries/Native/Linux/X64";
 
 /// The file of a library that the process has open already; empty where it has not.
 inline std::filesystem::path loadedLibrary(const std::string& name) {
-  struct Search {
-    const std::string& name;
-    std::filesystem::path found;
-  } search{name, {}};
-  dl_iterate_phdr(
-      [](dl_phdr_info* library, std::size_t, void* data) {
-        auto* wanted = static_cast<Search*>(data);
-        std::filesystem::path file = library->dlpi_name;
-        if (file.filename() != wanted->name) {
-          return 0;
-        }
-        wanted->found = std::move(file);
-        return 1;
-      },
-      &search);
-  return search.found;
+  for (const std::string& object : loadedObjects()) {
+    if (std::filesystem::path(object).filename() == name) {
+      return LoadedObject(object).file();
+    }
+  }
+  return {};
 }
 
 /// Where a library is looked for, in this order: `directory` alone where it is given; else the one
@@ -50,7 +40,8 @@ inline std::vector<std::filesystem::path> candidates(const std::filesystem::path
   if (auto loaded = loadedLibrary(name); !loaded.empty()) {
     return {std::move(loaded)};
   }
-  if (const char* home = std::getenv("FERROLINK_HOME")) {
+  const char* home = std::getenv("FERROLINK_HOME");
+  if (home != nullptr && *home != '\0') {
     return {std::filesystem::path(home) / kNativeDirectory / name};
   }
   std::vector<std::filesystem::path> paths;
@@ -66,15 +57,19 @@ inline std::vector<std::filesystem::path> candidates(const std::filesystem::path
   return paths;
 }
 
+/// Always an absolute path: the libraries look for their companions later, beside the path that
+/// they were opened by, and the process may have changed its directory by then. Errors:
+/// InstallationError.
 inline std::filesystem::path findLibrary(const std::filesystem::path& directory,
                                          const std::string& name = kLibraryName) {
   std::string tried;
-  for (const auto& candidate : candidates(directory, name)) {
+  for (const auto& found : candidates(directory, name)) {
     std::error_code unreadable;
-    if (std::filesystem::exists(candidate, unreadable)) {
-      return candidate;
+    const std::filesystem::path absolute = std::filesystem::absolute(found, unreadable);
+    if (!unreadable && std::filesystem::exists(absolute, unreadable)) {
+      return absolute;
     }
-    tried += "\n  " + candidate.string();
+    tried += "\n  " + (absolute.empty() ? found : absolute).string();
   }
   throw InstallationError(name +
                           " was not found. Set FERROLINK_HOME to the installation's root (the "
