@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <utility>
 
+#include "companions/cpp/EndedThread.h"
 #include "companions/cpp/HandlerRegistry.h"
 #include "companions/cpp/PlugInLibraries.h"
 #include "companions/cpp/ReplyBuilder.h"
@@ -65,9 +66,9 @@ Reply answer(Command command, ThreadResponses& responses) {
   }
 }
 
-// Whatever fails is an answer, but for the end of the thread, which cannot be stopped. The
-// reference that catches it is bound to nothing, which the undefined-behaviour sanitizer would
-// report.
+// Whatever fails is an answer, but for the end of the thread, which cannot be stopped: it ends the
+// process instead where another runtime would be left with dead frames. The reference that catches
+// it is bound to nothing, which the undefined-behaviour sanitizer would report.
 __attribute__((no_sanitize("null"))) Reply answerAnything(const std::uint8_t* message, int length,
                                                           ThreadResponses& responses) {
   std::uint8_t caller = 0;
@@ -76,6 +77,7 @@ __attribute__((no_sanitize("null"))) Reply answerAnything(const std::uint8_t* me
     caller = callerOf(command);
     return answer(command, responses);
   } catch (const abi::__forced_unwind&) {
+    requireThreadOfCpp({message, static_cast<std::size_t>(length)});
     throw;
   } catch (const CommandRejected& rejected) {
     return exceptionReply(caller, rejected.what());

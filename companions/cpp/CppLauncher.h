@@ -18,7 +18,8 @@ namespace Ferrolink::Runtimes::Cpp::Native::Launcher {
 /// lock; its handler may send commands itself and may come back here on the same thread. A
 /// SendCommand and its ReadResponse run on the same thread.
 /// Errors of commands and handlers are replies of type 10, never exceptions. A handler that ends
-/// its thread (pthread_exit, cancellation) is not held up, and its command has no response.
+/// its thread (pthread_exit, cancellation) is not held up, and its command has no response; where
+/// another runtime of this process called it, the process ends with a text instead.
 class FERROLINK_EXPORT CppLauncher : public Ferrolink::Native::Launcher::NativeLauncher {
  public:
   explicit CppLauncher(Ferrolink::Native::Definitions::RuntimeOperationMode mode);

@@ -1,6 +1,7 @@
 // Handlers that the tests' Java programs call.
 #include <ferrolink/Caller.h>
 #include <ferrolink/CppRuntime.h>
+#include <pthread.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -51,6 +52,24 @@ Bytes end(Span payload) {
   return {};
 }
 
+// Ends the thread in the way that the payload names.
+Bytes endThread(Span payload) {
+  const std::string way = ToText(payload);
+  if (way == "nested") {
+    return Caller().Call(Runtime::Cpp, "end-thread", "pthread_exit");
+  }
+  if (way == "cancel") {
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
+  }
+  pthread_exit(nullptr);
+}
+
+std::int32_t endThreadInC(void* /*context*/, const std::uint8_t* /*payload*/,
+                          std::size_t /*length*/, ferrolink_reply* /*reply*/) {
+  pthread_exit(nullptr);
+}
+
 }  // namespace
 
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
@@ -58,6 +77,9 @@ std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
   registrar.Register("mirror", mirror);
   registrar.Register("refuse", refuse);
   registrar.Register("end", end);
+  registrar.Register("end-thread", endThread);
+  const ferrolink_handler inC{endThreadInC, nullptr, nullptr};
+  table->register_handler("end-thread-in-C", 15, &inC);
   registrar.Register("back", [](Span payload) {
     static const Caller caller;
     return caller.Call(Runtime::Jvm, "echo", payload);
