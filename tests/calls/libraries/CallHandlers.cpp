@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -52,6 +53,18 @@ Bytes end(Span payload) {
   return {};
 }
 
+// Calls Java twice on a thread of its own that stays attached; answers what the second call did.
+Bytes callTwice(Span payload) {
+  Bytes answer;
+  std::thread([&] {
+    const Ferrolink::Host::ThreadAttachment attachment;
+    const Caller caller;
+    caller.Call(Runtime::Jvm, "echo", payload);
+    answer = caller.Call(Runtime::Jvm, "echo", payload);
+  }).join();
+  return answer;
+}
+
 // Ends the thread in the way that the payload names.
 Bytes endThread(Span payload) {
   const std::string way = ToText(payload);
@@ -80,6 +93,7 @@ std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
   registrar.Register("end-thread", endThread);
   const ferrolink_handler inC{endThreadInC, nullptr, nullptr};
   table->register_handler("end-thread-in-C", 15, &inC);
+  registrar.Register("call-twice", callTwice);
   registrar.Register("back", [](Span payload) {
     static const Caller caller;
     return caller.Call(Runtime::Jvm, "echo", payload);

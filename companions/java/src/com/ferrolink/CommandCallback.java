@@ -1,6 +1,7 @@
 package com.ferrolink;
 
 import com.ferrolink.core.receiver.Answers;
+import com.ferrolink.core.receiver.InterruptFlag;
 import com.ferrolink.core.receiver.Receiver;
 import java.util.function.Function;
 
@@ -22,6 +23,7 @@ final class CommandCallback implements Function<Object, Object> {
     @Override
     public Object apply(Object argument) {
         byte caller = 0;
+        boolean interrupted = InterruptFlag.beginCommand();
         try {
             byte[] command = (byte[]) argument;
             if (command == null || command.length < CommandBuilder.HEADER_SIZE) {
@@ -34,6 +36,8 @@ final class CommandCallback implements Function<Object, Object> {
             return checked(caller, listener.onCommand(command));
         } catch (Throwable failure) {
             return Answers.failure(caller, failure);
+        } finally {
+            InterruptFlag.endCommand(interrupted);
         }
     }
 

@@ -91,8 +91,13 @@ final class ArchivePaths {
         return archives;
     }
 
-    /** A class loader would pass over a broken archive in silence. */
+    /** A class loader would pass over a broken archive in silence, and wait for ever for a pipe. */
     private static void requireArchive(Path archive) throws CommandRejectedException {
+        if (!Files.isRegularFile(archive)) {
+            throw new CommandRejectedException("Cannot read archive: " + archive + " (neither a regular"
+                    + " file nor a directory). Send the path of an archive or of a directory with"
+                    + " archives; nothing was added.");
+        }
         try {
             new JarFile(archive.toFile(), false).close();
         } catch (IOException broken) {

@@ -6,6 +6,9 @@ package com.ferrolink.core.receiver;
  * <p><b>Threads:</b> every method may be called by any number of threads at once, attached native
  * ones among them.
  *
+ * <p><b>Interrupts:</b> a native thread leaves a command without the interrupt flag that the command
+ * set, see {@link InterruptFlag}.
+ *
  * <p><b>Errors:</b> nothing is ever thrown and nothing is ever null. What goes wrong, whatever it is,
  * is answered with an exception reply: command type 10, the body a text in UTF-8.
  *
@@ -37,10 +40,13 @@ public final class Receiver {
      *     that all runtimes answer it with.
      */
     public static byte[] sendCommand(byte[] command) {
+        boolean interrupted = InterruptFlag.beginCommand();
         try {
             return DISPATCHER.answer(command);
         } catch (Throwable failure) {
             return LastResortReply.to(CommandFrame.callerOf(command));
+        } finally {
+            InterruptFlag.endCommand(interrupted);
         }
     }
 
@@ -66,10 +72,13 @@ public final class Receiver {
      * @return lines of text, each of which ends with a line feed
      */
     public static String getRuntimeInfo() {
+        boolean interrupted = InterruptFlag.beginCommand();
         try {
             return DISPATCHER.describe();
         } catch (Throwable failure) {
             return NO_RUNTIME_INFO;
+        } finally {
+            InterruptFlag.endCommand(interrupted);
         }
     }
 

@@ -3,11 +3,13 @@ package com.ferrolink.core.receiver;
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
 import static org.junit.jupiter.api.Assertions.assertSame;
+import static org.junit.jupiter.api.Assertions.assertTimeoutPreemptively;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.Arrays;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.DisplayName;
@@ -18,6 +20,9 @@ import org.junit.jupiter.api.io.TempDir;
 final class LaterArchivesTest {
 
     private static final byte[] LIBRARY_LOADED = {2, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 2, 4, 0, 0, 0, 0};
+
+    /** How long a file may be looked at that would be waited for for ever. */
+    private static final Duration PATIENCE = Duration.ofSeconds(30);
 
     @TempDir
     private Path temporary;
@@ -122,6 +127,21 @@ final class LaterArchivesTest {
                 + " nothing was added."), text);
         assertNotLoaded("one");
         assertEquals("Archives added later: none\n", addedArchives());
+    }
+
+    @Test
+    @DisplayName("are regular files: a pipe or a device is refused by name, in a directory passed over")
+    void regularFiles() throws IOException, InterruptedException {
+        Path pipe = directory.resolve("pipe.jar");
+        assertEquals(0, new ProcessBuilder("mkfifo", pipe.toString()).start().waitFor());
+        for (String path : Arrays.asList(pipe.toString(), "/dev/zero")) {
+            String expected = "Cannot read archive: " + path + " (neither a regular file nor a directory)."
+                    + " Send the path of an archive or of a directory with archives; nothing was added.";
+            assertEquals(expected, assertTimeoutPreemptively(PATIENCE,
+                    () -> refusal(Commands.call("load-archives", path))));
+        }
+        archive("One", "one", "one.jar");
+        assertEquals("one\n", assertTimeoutPreemptively(PATIENCE, () -> load(directory)));
     }
 
     @Test
