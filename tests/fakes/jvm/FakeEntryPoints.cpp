@@ -7,7 +7,7 @@ using FakeJvm::state;
 
 EXPORTED jint JNICALL JNI_CreateJavaVM(JavaVM** vm, void** env, void* arguments) {
   const std::lock_guard<std::mutex> lock(state().lock);
-  FakeJvm::record("JNI_CreateJavaVM");
+  const FakeJvm::Effect effect = FakeJvm::record("JNI_CreateJavaVM");
   const auto* given = static_cast<const JavaVMInitArgs*>(arguments);
   FakeJvm::Creation& creation = state().creations.emplace_back();
   creation.thread = FakeJvm::currentThread().number;
@@ -16,6 +16,9 @@ EXPORTED jint JNICALL JNI_CreateJavaVM(JavaVM** vm, void** env, void* arguments)
   for (jint i = 0; i < given->nOptions; ++i) {
     creation.options.emplace_back(given->options[i].optionString);
     creation.extraInfo = creation.extraInfo || given->options[i].extraInfo != nullptr;
+  }
+  if (effect.result) {
+    return *effect.result;
   }
   const FakeJvm::Script& script = state().script;
   if (script.createResult != JNI_OK && !script.createDespiteResult) {
@@ -31,7 +34,11 @@ EXPORTED jint JNICALL JNI_CreateJavaVM(JavaVM** vm, void** env, void* arguments)
 
 EXPORTED jint JNICALL JNI_GetCreatedJavaVMs(JavaVM** buffer, jsize length, jsize* count) {
   const std::lock_guard<std::mutex> lock(state().lock);
-  FakeJvm::record("JNI_GetCreatedJavaVMs(" + std::to_string(length) + ")");
+  const FakeJvm::Effect effect =
+      FakeJvm::record("JNI_GetCreatedJavaVMs(" + std::to_string(length) + ")");
+  if (effect.result) {
+    return *effect.result;
+  }
   *count = static_cast<jsize>(state().machines.size());
   const jsize listed = *count - state().script.unlistedJvms;
   for (jsize i = 0; i < length && i < listed; ++i) {

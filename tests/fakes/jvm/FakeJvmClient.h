@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/fakes/jvm/FakeFaults.h"
 #include "tests/fakes/jvm/FakeJvm.h"
 
 namespace FerrolinkTest {
@@ -27,6 +28,11 @@ class FakeJvmClient {
     find<decltype(fakeJvm_inject)>("fakeJvm_inject")(&injection);
   }
   void clearInjections() { find<decltype(fakeJvm_clearInjections)>("fakeJvm_clearInjections")(); }
+
+  void failCall(const FakeJvm::NumberedFault& fault) {
+    find<decltype(fakeJvm_failCall)>("fakeJvm_failCall")(&fault);
+  }
+  bool failedCall() { return find<decltype(fakeJvm_failedCall)>("fakeJvm_failedCall")(); }
 
   std::vector<FakeJvm::Call> callsByThread() {
     std::vector<FakeJvm::Call> calls;

@@ -4,6 +4,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tests/fakes/jvm/FakeFaults.h"
+
 namespace FakeJvm {
 
 const MethodEntry kSendCommand{"sendCommand", "([B)[B"};
@@ -68,6 +70,7 @@ Effect record(const std::string& text) {
       effect.result = injection.result ? injection.result : effect.result;
     }
   }
+  takeNumberedFault(effect);
   return effect;
 }
 

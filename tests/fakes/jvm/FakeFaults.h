@@ -1,0 +1,35 @@
+#ifndef FERROLINK_TESTS_FAKES_JVM_FAKEFAULTS_H
+#define FERROLINK_TESTS_FAKES_JVM_FAKEFAULTS_H
+
+#include <jni.h>
+
+#include <optional>
+
+/// Makes one call of the fake JVM fail that is told by its number alone, whatever function it is:
+/// for tests that let each call of a stretch fail in turn.
+namespace FakeJvm {
+
+struct Effect;
+
+/// As Injection, but of the `call`-th call from now on, over all functions and threads.
+struct NumberedFault {
+  long call = 0;  ///< 0: none
+  bool null = false;
+  bool exception = false;
+  std::optional<jint> result{};
+};
+
+/// Counts one call and adds the numbered fault to what the injections made of it, where it is the
+/// one. The fake's lock is held by the caller.
+void takeNumberedFault(Effect& effect);
+
+}  // namespace FakeJvm
+
+extern "C" {
+/// Replaces the fault, and counts from the next call on.
+void fakeJvm_failCall(const FakeJvm::NumberedFault* fault);
+/// Whether the fault has been taken.
+bool fakeJvm_failedCall();
+}
+
+#endif

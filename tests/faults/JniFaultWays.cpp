@@ -1,0 +1,160 @@
+#include "tests/faults/JniFaultWays.h"
+
+#include <algorithm>
+#include <array>
+
+namespace FerrolinkTest {
+namespace {
+
+bool startsWith(const std::string& text, const std::string& start) {
+  return text.rfind(start, 0) == 0;
+}
+
+// Whether a line of the text starts so; a start may hold line breaks itself.
+bool hasLine(const std::string& text, const std::string& start) {
+  return ("\n" + text).find("\n" + start) != std::string::npos;
+}
+
+bool isOneOf(const std::string& call, std::initializer_list<const char*> names) {
+  return std::any_of(names.begin(), names.end(),
+                     [&](const char* name) { return startsWith(call, name); });
+}
+
+/// A call, and the errors that its failures may end in: the starts of their texts.
+struct Errors {
+  const char* call;
+  std::vector<const char*> errors;
+};
+
+// One of these is a prefix of every text that a failure may lead to, unless the stretch goes on.
+const std::vector<Errors>& errorsOfCalls() {
+  static const std::vector<Errors> all = {
+      {"GetJavaVM", {"JVM Launcher: Exception code 018. JVM not initialized\n"}},
+      {"GetEnv",
+       {"JVM Launcher: Exception code 019. Failed to attach thread to JVM\n",
+        "JVM Launcher: Exception code 005. ", "JVM Launcher: Exception code 006. ",
+        "ThreadJniEnv: ", "0.0"}},
+      {"AttachCurrentThread",
+       {"JVM Launcher: Exception code 019. Failed to attach thread to JVM\n",
+        "JVM Launcher: Exception code 005. ", "JVM Launcher: Exception code 006. ",
+        "ThreadJniEnv: "}},
+      {"FindClass(com",
+       {"JVM Launcher: Exception code 007. \n", "JVM Launcher: Exception code 033. "}},
+      {"FindClass([B", {"JVM Launcher: Exception code 025. "}},
+      {"GetStaticMethodID(sendCommand",
+       {"JVM Launcher: Exception code 008. \n", "JVM Launcher: Exception code 034. "}},
+      {"GetStaticMethodID(heartBeat",
+       {"JVM Launcher: Exception code 009. \n", "JVM Launcher: Exception code 035. "}},
+      {"GetStaticMethodID(getRuntimeInfo",
+       {"JVM Launcher: Exception code 010. \n", "JVM Launcher: Exception code 036. "}},
+      {"NewByteArray",
+       {"JVM Launcher: Exception code 020. ", "JVM Launcher: Exception code 021. "}},
+      {"SetByteArrayRegion", {"JVM Launcher: Exception code 022. "}},
+      {"CallStaticObjectMethodV",
+       {"JVM Launcher: Exception code 023. ", "JVM Launcher: Exception code 024. "}},
+      {"CallObjectMethodV",
+       {"JVM Launcher: Exception code 023. ", "JVM Launcher: Exception code 024. "}},
+      {"GetByteArrayElements",
+       {"JVM Launcher: Exception code 025. ", "JVM Launcher: Exception code 026. ",
+        "-2: JVM Lib: Exception code 001. ", "-5: JVM Lib: Exception code 001. "}},
+      {"GetArrayLength", {"JVM Launcher: Exception code 027. "}},
+      {"NewLocalRef", {"JVM Launcher: Exception code 032. "}},
+      {"NewGlobalRef",
+       {"JVM Launcher: Exception code 032. ", "JVM Launcher: Exception code 025. "}},
+      {"GetObjectClass", {"JVM Launcher: Exception code 032. "}},
+      {"GetMethodID(apply", {"JVM Launcher: Exception code 032. "}},
+      {"GetStringUTFChars",
+       {"-4: basic_string::_M_construct null not valid\n",
+        "-5: basic_string::_M_construct null not valid\n",
+        "-6: basic_string::_M_construct null not valid\n",
+        "-7: basic_string::_M_construct null not valid\n"}},
+      {"NewStringUTF", {"null"}},
+  };
+  return all;
+}
+
+const JniFaultWay kNull{"yields null", {.null = true}};
+const JniFaultWay kNullAndThrown{"yields null and throws", {.null = true, .exception = true}};
+const JniFaultWay kThrown{"throws", {.exception = true}};
+
+JniFaultWay refused(jint result) {
+  return {"returns " + std::to_string(result), {.result = result}};
+}
+
+bool asksJavaForInfo(const std::string& call) {
+  return isOneOf(call, {"GetEnv", "AttachCurrentThread", "FindClass(com",
+                        "CallStaticObjectMethodV(getRuntimeInfo", "GetStringUTFChars",
+                        "ReleaseStringUTFChars"});
+}
+
+// Every place where the undisturbed text has Java's words, the other may lack them.
+bool lacksOnlyInfo(const std::string& outcome, const std::string& undisturbed) {
+  const std::string info = "Fake JVM\n";
+  for (auto at = undisturbed.find(info); at != std::string::npos;
+       at = undisturbed.find(info, at + info.size())) {
+    std::string without = undisturbed;
+    without.erase(at, info.size());
+    if (without == outcome) {
+      return true;
+    }
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<JniFaultWay> waysToFail(const std::string& call, bool launcher) {
+  if (isOneOf(call, {"JNI_CreateJavaVM"})) {
+    return {refused(-1), refused(-2), refused(-3), refused(-4), refused(-5), refused(-6)};
+  }
+  if (isOneOf(call, {"JNI_GetCreatedJavaVMs(0)", "GetJavaVM"})) {
+    return {refused(JNI_ERR)};
+  }
+  if (isOneOf(call, {"GetEnv"})) {
+    return {refused(JNI_ERR), refused(JNI_EVERSION), kNull};
+  }
+  if (isOneOf(call, {"AttachCurrentThread"})) {
+    return {refused(JNI_ERR), refused(JNI_ENOMEM), kNull};
+  }
+  if (isOneOf(call, {"NewLocalRef", "GetObjectClass"})) {
+    return {kNull};
+  }
+  std::vector<JniFaultWay> ways;
+  if (isOneOf(call, {"FindClass", "GetStaticMethodID", "GetMethodID", "NewGlobalRef",
+                     "NewByteArray", "NewStringUTF", "GetByteArrayElements", "GetStringUTFChars",
+                     "CallStaticObjectMethodV", "CallObjectMethodV"})) {
+    ways = {kNull, kNullAndThrown};
+  }
+  if (launcher &&
+      isOneOf(call, {"FindClass(com", "GetStaticMethodID", "NewByteArray", "SetByteArrayRegion",
+                     "GetByteArrayElements", "GetArrayLength", "GetStringUTFChars",
+                     "ReleaseStringUTFChars", "CallStaticObjectMethodV", "CallObjectMethodV"})) {
+    ways.push_back(kThrown);
+  }
+  return ways;
+}
+
+bool mayEndIn(const std::string& call, const std::string& outcome, const std::string& undisturbed) {
+  if (asksJavaForInfo(call) && lacksOnlyInfo(outcome, undisturbed)) {
+    return true;
+  }
+  for (const Errors& entry : errorsOfCalls()) {
+    if (startsWith(call, entry.call)) {
+      return std::any_of(entry.errors.begin(), entry.errors.end(),
+                         [&](const char* error) { return hasLine(outcome, error); });
+    }
+  }
+  return false;
+}
+
+bool mayEndProcess(const std::string& call, const JniFaultWay& way, const std::string& output) {
+  // Without a list of the JVMs there are, the launcher finds out by creating one more: code 015.
+  const bool creating = startsWith(call, "JNI_CreateJavaVM");
+  if (!creating && !startsWith(call, "JNI_GetCreatedJavaVMs")) {
+    return false;
+  }
+  const std::string number = std::to_string(creating ? -*way.fault.result : 5);
+  return output.find("JVM Launcher: Exception code 01" + number + "\n") != std::string::npos;
+}
+
+}  // namespace FerrolinkTest

@@ -1,0 +1,4 @@
+__attribute__((visibility("default"))) int dependency();
+int dependency() {
+  return 1;
+}

@@ -1,0 +1,5 @@
+int dependency();
+
+extern "C" __attribute__((visibility("default"))) int NeedsTheDependency() {
+  return dependency();
+}
