@@ -19,6 +19,8 @@ void* openLibrary(const std::string& path, int flags, bool throwOnError, bool pr
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
     reason = "File not found.";
+  } else if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode)) {
+    reason = "Not a regular file.";  // the loader would wait for a FIFO's writer
   } else if (void* handle = dlopen(path.c_str(), flags)) {
     return handle;
   } else {

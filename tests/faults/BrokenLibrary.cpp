@@ -88,7 +88,7 @@ void placeBroken(const fs::path& file, Breakage breakage, const fs::path& whole)
       fs::create_directory(file);
       return;
     case Breakage::Fifo:
-      if (mkfifo(file.c_str(), 0600) != 0) {
+      if (mkfifo(file.c_str(), 0644) != 0) {
         throw std::runtime_error("cannot create a FIFO");
       }
       return;
