@@ -1,5 +1,6 @@
 #include "jvm/NativeError.h"
 
+#include <exception>
 #include <mutex>
 
 namespace NativeError {
@@ -12,9 +13,13 @@ std::string& errorMessage = *new std::string("Undefined error");
 
 }  // namespace
 
-void store(const std::string& text) {
+void store(const char* text) noexcept {
   const std::lock_guard<std::mutex> lock(errorMessageMutex);
-  errorMessage = text;
+  try {
+    errorMessage = text;
+  } catch (const std::exception&) {
+    errorMessage = "std::bad_alloc";  // short enough to need no memory
+  }
 }
 
 std::string text() {

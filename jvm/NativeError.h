@@ -10,7 +10,9 @@
 /// always a whole one. Thread rule: any thread.
 namespace NativeError {
 
-void store(const std::string& text);
+/// Raises nothing, since no exception may leave a native method; where there is no memory for the
+/// text, it becomes "std::bad_alloc".
+void store(const char* text) noexcept;
 std::string text();
 
 }  // namespace NativeError

@@ -206,9 +206,13 @@ TRANSMITTER_WRAPPER(jint, setWorkingDirectory)(JNIEnv* env, jobject /*self*/, js
 }
 
 TRANSMITTER_WRAPPER(jstring, getNativeError)(JNIEnv* env, jobject /*self*/) {
-  jstring text = env->NewStringUTF(toModifiedUtf8(NativeError::text()).c_str());
-  Jni::clearPendingException(env);
-  return text;
+  try {
+    jstring text = env->NewStringUTF(toModifiedUtf8(NativeError::text()).c_str());
+    Jni::clearPendingException(env);
+    return text;
+  } catch (const std::exception&) {
+    return nullptr;  // no memory for it, as where the JVM has none
+  }
 }
 
 TRANSMITTER_WRAPPER(void, setCallback)(JNIEnv* env, jobject /*self*/, jobject callback) {

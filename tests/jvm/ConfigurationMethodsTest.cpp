@@ -151,13 +151,13 @@ TEST(GetNativeError, YieldsNullWithoutAJavaExceptionWhereThereIsNoString) {
 
 PROCESS_CASE(failAtOnce) {
   std::latch start(4);
-  NativeError::store(std::string(3000, 'a'));
+  NativeError::store(std::string(3000, 'a').c_str());
   onNewThreads(4, [&](int i) {
     const auto size = static_cast<std::size_t>(3000 + i);
     const std::string own(size, static_cast<char>('a' + i));
     start.arrive_and_wait();
     for (int n = 0; n < 2000; ++n) {
-      NativeError::store(own);
+      NativeError::store(own.c_str());
       const std::string text = NativeError::text();
       const auto length = static_cast<std::size_t>(3000 + text.front() - 'a');
       if (text != std::string(length, text.front())) {

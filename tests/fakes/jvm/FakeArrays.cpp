@@ -1,6 +1,7 @@
 // Byte arrays.
 #include <algorithm>
 
+#include "tests/fakes/jvm/FakeFaults.h"
 #include "tests/fakes/jvm/FakeState.h"
 
 namespace FakeJvm {
@@ -11,6 +12,11 @@ using WhilePending = EnvironmentCall::WhilePending;
 
 jbyteArray JNICALL newByteArray(JNIEnv* env, jsize length) {
   EnvironmentCall call(env, "NewByteArray(" + std::to_string(length) + ")");
+  if (const auto& inside = insideNewByteArray()) {
+    call.unlock();
+    inside();
+    call.relock();
+  }
   if (call.null()) {
     return nullptr;
   }

@@ -9,7 +9,16 @@ namespace {
 NumberedFault numberedFault;
 long seen = 0;
 
+std::function<void()>& newByteArrayHook() {
+  static auto& hook = *new std::function<void()>;
+  return hook;
+}
+
 }  // namespace
+
+const std::function<void()>& insideNewByteArray() {
+  return newByteArrayHook();
+}
 
 void takeNumberedFault(Effect& effect) {
   seen += 1;
@@ -34,4 +43,8 @@ EXPORTED void fakeJvm_failCall(const FakeJvm::NumberedFault* fault) {
 EXPORTED bool fakeJvm_failedCall() {
   const std::lock_guard<std::mutex> lock(FakeJvm::state().lock);
   return FakeJvm::numberedFault.call != 0 && FakeJvm::seen >= FakeJvm::numberedFault.call;
+}
+
+EXPORTED void fakeJvm_insideNewByteArray(const std::function<void()>* inside) {
+  FakeJvm::newByteArrayHook() = *inside;
 }

@@ -3,6 +3,7 @@
 
 #include <jni.h>
 
+#include <functional>
 #include <optional>
 
 /// Makes one call of the fake JVM fail that is told by its number alone, whatever function it is:
@@ -23,6 +24,9 @@ struct NumberedFault {
 /// one. The fake's lock is held by the caller.
 void takeNumberedFault(Effect& effect);
 
+/// What NewByteArray is to run.
+const std::function<void()>& insideNewByteArray();
+
 }  // namespace FakeJvm
 
 extern "C" {
@@ -30,6 +34,9 @@ extern "C" {
 void fakeJvm_failCall(const FakeJvm::NumberedFault* fault);
 /// Whether the fault has been taken.
 bool fakeJvm_failedCall();
+/// Run on the calling thread by NewByteArray, with the fake's lock open. Changed while no other
+/// thread is in a JNI call.
+void fakeJvm_insideNewByteArray(const std::function<void()>* inside);
 }
 
 #endif

@@ -32,6 +32,9 @@ class FakeJvmClient {
   void failCall(const FakeJvm::NumberedFault& fault) {
     find<decltype(fakeJvm_failCall)>("fakeJvm_failCall")(&fault);
   }
+  void insideNewByteArray(const std::function<void()>& inside) {
+    find<decltype(fakeJvm_insideNewByteArray)>("fakeJvm_insideNewByteArray")(&inside);
+  }
   bool failedCall() { return find<decltype(fakeJvm_failedCall)>("fakeJvm_failedCall")(); }
 
   std::vector<FakeJvm::Call> callsByThread() {

@@ -1,0 +1,180 @@
+#include "tests/faults/LibcSweep.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+#include "tests/faults/Forked.h"
+#include "tests/support/ProcessCase.h"
+
+namespace FerrolinkTest {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+long openFiles() {
+  long count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    count += entry.exists() ? 1 : 0;
+  }
+  return count;
+}
+
+// Java's words may be missing from an error text, since nothing may fail that makes one.
+std::string withoutInfo(const std::string& text) {
+  const std::string mark = "\nRUNTIME INFO:";
+  const auto at = text.find(mark);
+  return at == std::string::npos ? text : text.substr(0, at + mark.size());
+}
+
+bool isDefined(LibcCall call, const std::string& outcome, const std::string& undisturbed) {
+  if (withoutInfo(outcome) == withoutInfo(undisturbed)) {
+    return true;
+  }
+  static const std::regex coded(
+      R"((-\d: )?(JVM Launcher|Ferrolink Native Exception|JVM Lib): Exception code \d{3}[\s\S]*)");
+  static const std::regex lacking(R"((-\d: )?\w+ function not found in Utils library)");
+  static const std::regex noMemory(R"((-\d: )?std::bad_alloc)");
+  static const std::regex noText(R"((-\d: )?null)");  // of getNativeError
+  static const std::regex noThread("Resource temporarily unavailable");
+  static const std::regex noListing("filesystem error: [\\s\\S]*");
+  switch (call) {
+    case LibcCall::Allocation:
+      return std::regex_match(outcome, noMemory) || std::regex_match(outcome, noText) ||
+             std::regex_match(outcome, coded) || std::regex_match(outcome, noListing) ||
+             std::regex_match(outcome, noThread);
+    case LibcCall::DlOpen:
+    case LibcCall::DlSym:
+      return std::regex_match(outcome, coded) || std::regex_match(outcome, lacking);
+    case LibcCall::ThreadCreate:
+      return std::regex_match(outcome, noThread);
+    case LibcCall::Open:
+      return std::regex_match(outcome, noListing);  // of archives; nobody hears of the others
+    case LibcCall::Write:
+    case LibcCall::Syscall:
+      break;  // nobody hears of these
+  }
+  return false;
+}
+
+std::string runStep(const Step& step, bool elsewhere) {
+  if (!elsewhere) {
+    return step.run();
+  }
+  std::string result;
+  std::thread([&] { result = step.run(); }).join();
+  return result;
+}
+
+/// One run: what each step came to, and again where the failure hit it.
+struct Steps {
+  std::unique_ptr<LibcScenario> scenario;
+  LibcCall call;
+  bool retryElsewhere;
+
+  // Notes the calls counted, then what was wrong, then each step's result, then what is left.
+  void run(long number, const Texts& expected) {
+    Texts results;
+    std::string wrong;
+    failLibcCall(call, number);
+    for (const Step& step : scenario->steps()) {
+      results.push_back(
+          runOne(step, expected.empty() ? "" : expected[results.size()], !expected.empty(), wrong));
+    }
+    const long counted = libcCalls();
+    stopFailing();
+    note(std::to_string(counted));
+    note(wrong);
+    note(scenario->left() + " " + std::to_string(openFiles()));
+    for (const std::string& result : results) {
+      note(result);
+    }
+  }
+
+ private:
+  std::string runOne(const Step& step, const std::string& expected, bool judged,
+                     std::string& wrong) const {
+    const bool failedBefore = libcCallFailed();
+    std::string result = step.run();
+    if (!judged) {
+      return result;
+    }
+    const bool hit = !failedBefore && libcCallFailed();
+    if (result != expected && !(hit && isDefined(call, result, expected))) {
+      wrong += step.name + (hit ? ", hit" : "") + ": " + result + "; ";
+    }
+    if (hit) {
+      const std::string again = runStep(step, retryElsewhere);
+      if (again != expected) {
+        wrong += step.name + " again: " + again + "; ";
+      }
+    }
+    return result;
+  }
+};
+
+bool noMoreThan(const std::string& left, const std::string& undisturbed) {
+  std::istringstream now(left);
+  std::istringstream before(undisturbed);
+  for (long a = 0, b = 0; before >> b;) {
+    if (!(now >> a) || a > b) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Which of the calls fail.
+std::vector<long> chosen(long calls, Sample sample) {
+  const char* setting = std::getenv("TEST_FAULTS");
+  const std::string asked = setting == nullptr ? "" : setting;
+  const bool all = asked == "all";
+  if (!all && !asked.empty()) {
+    return {std::stol(asked)};
+  }
+  const long runs = all ? calls : std::min(calls, sample.atMost);
+  std::vector<long> numbers;
+  for (long i = 0; i < runs; ++i) {
+    numbers.push_back(1 + i * calls / runs);
+  }
+  return numbers;
+}
+
+std::string judge(const ForkedRun& run, const std::string& left) {
+  if (!run.endedWell() || run.notes.size() < 3) {
+    return run.describe();
+  }
+  if (!run.notes[1].empty()) {
+    return run.notes[1];
+  }
+  return noMoreThan(run.notes[2], left) ? "" : "left " + run.notes[2] + " instead of " + left;
+}
+
+}  // namespace
+
+void sweep(const std::function<std::unique_ptr<LibcScenario>()>& make, LibcCall call,
+           bool retryElsewhere, Sample sample) {
+  const auto run = [&](long number, const Texts& expected) {
+    return runForked([&] { Steps{make(), call, retryElsewhere}.run(number, expected); });
+  };
+  const ForkedRun undisturbed = run(0, {});
+  if (!undisturbed.endedWell() || undisturbed.notes.size() < 4) {
+    report("undisturbed: " + undisturbed.describe());
+    return;
+  }
+  const long calls = std::stol(undisturbed.notes[0]);
+  const std::string left = undisturbed.notes[2];
+  const Texts expected(undisturbed.notes.begin() + 3, undisturbed.notes.end());
+  for (const long number : chosen(calls, sample)) {
+    const std::string wrong = judge(run(number, expected), left);
+    if (!wrong.empty()) {
+      report(std::to_string(number) + " of " + std::to_string(calls) + ": " + wrong);
+    }
+  }
+  report(calls == 0 ? "no calls" : "done");
+}
+
+}  // namespace FerrolinkTest
