@@ -1,0 +1,131 @@
+// What a server answers to the network client.
+//
+// The target is linked with --wrap=connect and --wrap=setsockopt: connecting puts one end of a
+// socket pair in the socket's place. Frames come from a script, see ScriptedConnection.h.
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "companions/tcp/client/ClientLibrary.h"
+#include "native/interfaces/ITransport.h"
+#include "tests/fuzz/ScriptedConnection.h"
+
+using namespace FerrolinkFuzz;
+namespace Tcp = Ferrolink::Companions::Tcp;
+
+namespace {
+
+constexpr std::uint32_t kLimit = 4096;
+
+/// The peers of the input that runs: one socket pair and one log of what was said for each
+/// connection; all of them read on in the same bytes.
+struct Peers {
+  std::shared_ptr<Script> script;
+  std::deque<SocketPair> sockets;
+  std::deque<std::shared_ptr<Script>> connections;
+};
+std::optional<Peers> peers;
+
+void takeOver() {
+  if (!peers->connections.empty()) {
+    const Script& previous = *peers->connections.back();
+    peers->script->arrived = previous.arrived;
+  }
+}
+
+}  // namespace
+
+extern "C" int __wrap_connect(int descriptor, const sockaddr* /*address*/, socklen_t /*size*/) {
+  SocketPair& pair = peers->sockets.emplace_back();
+  const int own = pair.take();
+  const int result = dup2(own, descriptor);
+  close(own);
+  return result < 0 ? -1 : 0;
+}
+
+// The options of TCP mean nothing to the socket that took its place.
+extern "C" int __wrap_setsockopt(int /*descriptor*/, int /*level*/, int /*name*/,
+                                 const void* /*value*/, socklen_t /*size*/) {
+  return 0;
+}
+
+std::unique_ptr<Tcp::Connection> Tcp::Client::secure(PatientSocket socket, std::uint32_t limit,
+                                                     const Peer& /*peer*/) {
+  takeOver();
+  auto script = std::make_shared<Script>(*peers->script);
+  peers->connections.push_back(script);
+  return std::make_unique<ScriptedConnection>(std::move(socket), limit, std::move(script));
+}
+
+namespace {
+
+// Whether the command was answered; other outcomes are errors with a text.
+bool exchange(Ferrolink::Native::Interfaces::ITransport& channel, Bytes command) {
+  try {
+    channel.Initialize(2, 8, 0);
+    const int length = channel.SendCommand(command.data(), static_cast<int>(command.size()));
+    require(length >= 0 && length <= static_cast<int>(kLimit), "a response keeps to the limit");
+    Bytes response(static_cast<std::size_t>(length));
+    require(channel.ReadResponse(response.data(), length) == 0, "a response can be read");
+    return true;
+  } catch (const std::runtime_error&) {
+    return false;
+  }
+}
+
+// The client greets, and then says nothing but commands as they were given.
+std::size_t commandsIn(const Script& script, const Bytes& command) {
+  const auto reader = readerOf(script, kLimit);
+  if (script.outgoing.empty()) {
+    return 0;
+  }
+  require(reader->receiveGreeting() == Tcp::Wire::greeting(Tcp::Wire::Greeting::Hello),
+          "a client begins with its greeting");
+  std::size_t count = 0;
+  while (const auto frame = reader->receive()) {
+    require(frame->status == Tcp::Wire::Status::Payload && frame->bytes == command,
+            "a client sends the command as it was given");
+    ++count;
+  }
+  return count;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  setenv("FERROLINK_MAX_FRAME_BYTES", std::to_string(kLimit).c_str(), 1);
+  unsetenv("FERROLINK_CONNECT_TIMEOUT_MS");
+  return 0;
+}
+
+// The first byte: two bits for the number of commands, three for the script, one for a command that
+// is too long. The rest is what the server says.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Input input(data, size);
+  const unsigned bits = input.takeByte();
+  peers.emplace();
+  peers->script = scriptOf(bits >> 2U, input.takeRest());
+  const Bytes command((bits & 32U) != 0 ? kLimit + 1 : 20, 'c');
+  {
+    const std::unique_ptr<Ferrolink::Native::Interfaces::ITransport> channel(
+        CreateTransportChannel("127.0.0.1", 8080));
+    std::size_t answered = 0;
+    for (unsigned count = 0; count <= (bits & 3U); ++count) {
+      answered += exchange(*channel, command) ? 1 : 0;
+    }
+    std::size_t sent = 0;
+    for (const auto& connection : peers->connections) {
+      sent += commandsIn(*connection, command);
+    }
+    require(answered <= sent && sent <= (bits & 3U) + 1, "a command is sent once");
+  }
+  peers.reset();
+  return 0;
+}

@@ -1,0 +1,146 @@
+// The Java receiver in a real JVM, which the built library starts: every command gets a reply that
+// is well formed. The fuzzer sees nothing of what Java executes; the lines of the reply, without
+// what the input has put there, stand for it.
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "companions/host/ferrolink/detail/Exchange.h"
+#include "companions/host/ferrolink/detail/Library.h"
+#include "tests/fuzz/Fuzzing.h"
+
+using namespace FerrolinkFuzz;
+namespace Host = Ferrolink::Host;
+namespace Header = Ferrolink::Native::Definitions::CommandHeader;
+
+namespace {
+
+constexpr std::uint8_t kJvm = 2;
+constexpr std::size_t kLongestText = std::size_t{512} << 10U;
+
+// libFuzzer counts what is in this section as if it were coverage, and clears it before each input.
+__attribute__((section("__libfuzzer_extra_counters"))) std::uint8_t replyShapes[4096];
+
+Ferrolink::Native::Interfaces::IReceiver* receiver = nullptr;
+
+// Up to the first quotation, and without digits.
+std::string shapeOf(std::string_view line) {
+  std::string shape(line.substr(0, line.find('\'')));
+  std::erase_if(shape, [](unsigned char letter) { return std::isdigit(letter) != 0; });
+  return shape;
+}
+
+void note(const std::string& shape) {
+  replyShapes[std::hash<std::string>()(shape) % sizeof replyShapes] = 1;
+}
+
+void noteShape(std::string_view text) {
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    note(shapeOf(text.substr(0, end)));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+}
+
+// Archives are looked for in the jail alone. The library answers the type "load a library" itself,
+// so that type becomes a call.
+Bytes confinedCommand(Bytes command) {
+  constexpr std::string_view kLoad = "\x0Dload-archives";
+  if (command.size() <= Header::kSize) {
+    return command;
+  }
+  if (command[Header::kCommandType] == Header::kTypeLoadLibrary) {
+    command[Header::kCommandType] = Host::detail::kTypeCallHandler;
+  }
+  const std::string text = textOf(command);
+  const std::string body = text.substr(Header::kSize);
+  if (!body.starts_with(kLoad)) {
+    return command;
+  }
+  return bytesOf(text.substr(0, Header::kSize) + std::string(kLoad) +
+                 confined(body.substr(kLoad.size())));
+}
+
+void expectExceptionReport(const std::string& text) {
+  require(!text.empty() && text.size() <= kLongestText, "an exception report is a text of a size");
+  require(text.find("OutOfMemoryError") == std::string::npos, "Java's memory suffices");
+  require(text.find("StackOverflowError") == std::string::npos, "Java's stack suffices");
+  require(text.find("had not enough memory") == std::string::npos, "Java's memory suffices");
+  noteShape(text);
+}
+
+void expectReply(const Bytes& command, const Bytes& reply) {
+  require(reply.size() >= Header::kSize, "a reply has a header");
+  const bool complete = command.size() >= Header::kSize;
+  const std::uint8_t type = reply[Header::kCommandType];
+  require(type == 0 || type == Header::kTypeExceptionReport, "a reply is of type 0 or 10");
+  require(reply[Header::kTargetRuntime] == (complete ? command[Header::kCallingRuntime] : 0),
+          "a reply goes to the caller");
+  require(reply[Header::kCallingRuntime] == kJvm, "a reply comes from the JVM");
+  const std::string body = textOf(reply).substr(Header::kSize);
+  if (type == Header::kTypeExceptionReport) {
+    expectExceptionReport(body);
+    return;
+  }
+  require(body.size() <= command.size() + 512,
+          "a reply is as long as what it answers, or a digest");
+  if (complete && command[Header::kCommandType] == Header::kTypeHeartBeat) {
+    require(body == textOf(command).substr(Header::kSize), "a heartbeat comes back");
+  }
+  note("reply of " + std::to_string(std::min<std::size_t>(body.size(), 100)));
+}
+
+Bytes exchange(Bytes command) {
+  const int length = receiver->SendCommand(command.data(), static_cast<int>(command.size()));
+  require(length >= 0, "a reply has a length");
+  Bytes reply(static_cast<std::size_t>(length));
+  receiver->ReadResponse(reply.data(), length);
+  return reply;
+}
+
+void setEnvironment() {
+  setenv("JAVA_HOME", FUZZ_JAVA_HOME, 0);
+  // Signals stay with the fuzzer, memory is bounded.
+  setenv("JAVA_TOOL_OPTIONS", "-Xrs -Xmx64m -XX:+UseSerialGC -XX:TieredStopAtLevel=1", 1);
+  setenv("FERROLINK_LOGGING_LEVEL", "off", 1);
+  unsetenv("FERROLINK_JVM_RUNTIME_PATH");
+  unsetenv("FERROLINK_DEBUG_MODE");
+}
+
+// The JVM has a use of its own for these signals; the fuzzer leaves them alone. Flags that the
+// caller gives come later and win.
+void addFuzzerFlags(int* argc, char*** argv) {
+  static std::vector<char*> arguments;
+  static std::vector<std::string> flags = {"-handle_segv=0", "-handle_bus=0",  "-handle_fpe=0",
+                                           "-handle_ill=0",  "-handle_usr1=0", "-handle_usr2=0",
+                                           "-handle_xfsz=0", "-detect_leaks=0"};
+  arguments.assign(*argv, *argv + *argc);
+  for (std::string& flag : flags) {
+    arguments.insert(arguments.begin() + 1, flag.data());
+  }
+  *argc = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  *argv = arguments.data();
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
+  addFuzzerFlags(argc, argv);
+  setEnvironment();
+  const std::filesystem::path library = FERROLINKJVMRUNTIMENATIVE_PATH;
+  receiver = Host::detail::openReceiver(library);
+  receiver->SetConfigSource(R"({"workingDirectory": ")" + jail().string() + R"("})");
+  receiver->Initialize(8, kJvm, 0);
+  Host::detail::heartbeat(*receiver, Host::detail::Runtime::Jvm, "Java");
+  return 0;
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const Bytes command = confinedCommand(Bytes(data, data + size));
+  expectReply(command, exchange(command));
+  return 0;
+}

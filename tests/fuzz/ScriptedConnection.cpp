@@ -1,0 +1,77 @@
+#include "tests/fuzz/ScriptedConnection.h"
+
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+namespace FerrolinkFuzz {
+namespace {
+
+using Ferrolink::Companions::Tcp::PatientSocket;
+
+void closeOpen(int descriptor) {
+  if (descriptor >= 0) {
+    close(descriptor);
+  }
+}
+
+}  // namespace
+
+std::size_t ScriptedConnection::readSome(asio::mutable_buffer buffer, asio::error_code& error) {
+  Script& script = *m_script;
+  const std::size_t left = script.incoming.size() - script.arrived;
+  const std::size_t count = std::min({left, script.piece, buffer.size()});
+  error = count == 0 && buffer.size() > 0 ? script.end : asio::error_code();
+  std::copy_n(script.incoming.begin() + static_cast<std::ptrdiff_t>(script.arrived), count,
+              static_cast<std::uint8_t*>(buffer.data()));
+  script.arrived += count;
+  return count;
+}
+
+std::size_t ScriptedConnection::writeSome(asio::const_buffer buffer, asio::error_code& error) {
+  error.clear();
+  const std::size_t count = std::min(m_script->piece, buffer.size());
+  const auto* bytes = static_cast<const std::uint8_t*>(buffer.data());
+  m_script->outgoing.insert(m_script->outgoing.end(), bytes, bytes + count);
+  return count;
+}
+
+SocketPair::SocketPair() {
+  std::array<int, 2> ends{};
+  require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) == 0,
+          "there is a pair of sockets");
+  m_own = ends[0];
+  m_peer = ends[1];
+}
+
+SocketPair::~SocketPair() {
+  closeOpen(m_own);
+  closeOpen(m_peer);
+}
+
+std::shared_ptr<Script> scriptOf(unsigned bits, Bytes incoming) {
+  constexpr std::array<std::size_t, 4> kPieces = {SIZE_MAX, 1, 3, 100};
+  auto script = std::make_shared<Script>();
+  script->incoming = std::move(incoming);
+  script->piece = kPieces[bits & 3U];
+  script->end = (bits & 4U) == 0 ? asio::error_code(asio::error::eof)
+                                 : asio::error_code(asio::error::connection_reset);
+  return script;
+}
+
+PatientSocket socketOf(int descriptor) {
+  static asio::io_context& context = *new asio::io_context;
+  PatientSocket::Socket socket(context);
+  socket.assign(asio::ip::tcp::v4(), descriptor);
+  return PatientSocket(std::move(socket));
+}
+
+std::unique_ptr<ScriptedConnection> readerOf(const Script& script, std::uint32_t limit) {
+  SocketPair unused;
+  return std::make_unique<ScriptedConnection>(socketOf(unused.take()), limit,
+                                              scriptOf(0, script.outgoing));
+}
+
+}  // namespace FerrolinkFuzz

@@ -1,0 +1,76 @@
+#ifndef FERROLINK_TESTS_FUZZ_SCRIPTEDCONNECTION_H
+#define FERROLINK_TESTS_FUZZ_SCRIPTEDCONNECTION_H
+
+#include <asio/io_context.hpp>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+
+#include "companions/tcp/Connection.h"
+#include "tests/fuzz/Fuzzing.h"
+
+namespace FerrolinkFuzz {
+
+/// What a peer says, and what is said to it: the two directions of one connection, or of several
+/// one after the other. Bytes arrive in pieces of at most `piece` bytes; after the last one comes
+/// `end`.
+struct Script {
+  Bytes incoming;
+  std::size_t piece = SIZE_MAX;
+  asio::error_code end = asio::error::eof;
+  std::size_t arrived = 0;
+  Bytes outgoing{};
+};
+
+/// A connection without a network: frames come from a script. Its socket belongs to a pair of the
+/// process's own and is for the questions that are put to sockets alone.
+class ScriptedConnection : public Ferrolink::Companions::Tcp::Connection {
+ public:
+  using PatientSocket = Ferrolink::Companions::Tcp::PatientSocket;
+
+  ScriptedConnection(PatientSocket socket, std::uint32_t limit, std::shared_ptr<Script> script)
+      : Connection(limit), m_socket(std::move(socket)), m_script(std::move(script)) {}
+
+  PatientSocket& socket() override { return m_socket; }
+  void handshake(asio::error_code& error) override { error.clear(); }
+
+ private:
+  std::size_t readSome(asio::mutable_buffer buffer, asio::error_code& error) override;
+  std::size_t writeSome(asio::const_buffer buffer, asio::error_code& error) override;
+
+  PatientSocket m_socket;
+  const std::shared_ptr<Script> m_script;
+};
+
+/// A pair of connected stream sockets that do not block. Owns the peer's end; the other one goes
+/// where it is taken.
+class SocketPair {
+ public:
+  SocketPair();
+  SocketPair(SocketPair&& other) noexcept
+      : m_own(std::exchange(other.m_own, -1)), m_peer(std::exchange(other.m_peer, -1)) {}
+  SocketPair& operator=(const SocketPair&) = delete;
+  ~SocketPair();
+
+  /// This side's descriptor, which is the caller's to close from now on.
+  int take() { return std::exchange(m_own, -1); }
+  [[nodiscard]] int peer() const { return m_peer; }
+
+ private:
+  int m_own = -1;
+  int m_peer = -1;
+};
+
+/// The script that `bits` of an input pick: two bits for the size of pieces, one for how it ends.
+std::shared_ptr<Script> scriptOf(unsigned bits, Bytes incoming);
+
+/// An open descriptor as the socket that connections want.
+Ferrolink::Companions::Tcp::PatientSocket socketOf(int descriptor);
+
+/// A connection that reads what was written to `script`'s peer.
+std::unique_ptr<ScriptedConnection> readerOf(const Script& script, std::uint32_t limit);
+
+}  // namespace FerrolinkFuzz
+
+#endif

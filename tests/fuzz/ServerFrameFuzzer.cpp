@@ -1,0 +1,78 @@
+// What a client sends to the network server: one session, from its greeting to its end.
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "companions/tcp/server/Session.h"
+#include "tests/fuzz/ScriptedConnection.h"
+
+using namespace FerrolinkFuzz;
+namespace Tcp = Ferrolink::Companions::Tcp;
+
+namespace {
+
+constexpr std::uint32_t kLimit = 4096;
+
+Tcp::Server::ServerOptions optionsWith(bool tls) {
+  Tcp::Server::ServerOptions options;
+  options.frameLimit = kLimit;
+  options.certificate = tls ? "a certificate, for sessions that are told of TLS" : "";
+  return options;
+}
+
+// EchoSibling.cpp, which lies beside the target.
+const Tcp::Server::Member& member() {
+  static const Tcp::Server::Member& echo = *new Tcp::Server::Member(optionsWith(false));
+  return echo;
+}
+
+// What was said to the client must be what a client understands.
+void expectFrames(const Script& script) {
+  const auto reader = readerOf(script, kLimit);
+  if (script.outgoing.empty()) {
+    return;
+  }
+  require(reader->receiveGreeting() == Tcp::Wire::greeting(Tcp::Wire::Greeting::Welcome),
+          "a server begins with its greeting");
+  bool final = false;
+  while (const auto frame = reader->receive()) {
+    require(!final, "nothing comes after a final error");
+    require(frame->status <= Tcp::Wire::Status::FinalError, "a frame has a status that is known");
+    require(frame->status == Tcp::Wire::Status::Payload || !frame->bytes.empty(),
+            "an error says why");
+    final = frame->status == Tcp::Wire::Status::FinalError;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
+  unsetenv("FERROLINK_HOME");
+  member();
+  return 0;
+}
+
+// The first byte: one bit for a server that speaks TLS, three for the script. The rest is what the
+// client sends. The session looks at the first byte of it in the socket before it reads.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  Input input(data, size);
+  const unsigned bits = input.takeByte();
+  const auto script = scriptOf(bits >> 1U, input.takeRest());
+  const Tcp::Server::ServerOptions options = optionsWith((bits & 1U) != 0);
+
+  SocketPair sockets;
+  if (!script->incoming.empty()) {
+    require(write(sockets.peer(), script->incoming.data(), 1) == 1, "a socket takes a byte");
+  }
+  shutdown(sockets.peer(), SHUT_WR);
+  Tcp::Server::Session session(
+      std::make_unique<ScriptedConnection>(socketOf(sockets.take()), kLimit, script), "a client",
+      options, member());
+  session.run();
+  expectFrames(*script);
+  return 0;
+}
