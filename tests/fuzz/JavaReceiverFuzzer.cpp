@@ -49,7 +49,7 @@ void noteShape(std::string_view text) {
 // so that type becomes a call.
 Bytes confinedCommand(Bytes command) {
   constexpr std::string_view kLoad = "\x0Dload-archives";
-  if (command.size() <= Header::kSize) {
+  if (command.size() < Header::kSize) {
     return command;
   }
   if (command[Header::kCommandType] == Header::kTypeLoadLibrary) {
