@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/calls/Support.h"
+#include "tests/support/Counts.h"
 
 using namespace FerrolinkTest;
 
@@ -27,6 +28,15 @@ class Calls : public testing::TestWithParam<std::string> {
   }
 };
 
+// How Java prints eight counts that are the same.
+std::string fromEightThreads(long count) {
+  std::string text;
+  for (int thread = 0; thread < 8; ++thread) {
+    text += (thread == 0 ? "[" : ", ") + std::to_string(count);
+  }
+  return text + "]";
+}
+
 // Who takes part in calls of that depth: C++ and Java in turn, Java outermost.
 std::string participants(int depth) {
   std::string names;
@@ -39,8 +49,12 @@ std::string participants(int depth) {
 }  // namespace
 
 TEST_P(Calls, OfEightThreadsOverThreeChannelsReadTheirOwnAnswersAndWholeErrorTexts) {
-  prints({"ConcurrentCallers"}, {"answers [20000, 20000, 20000, 20000, 20000, 20000, 20000, 20000]",
-                                 "failures [125, 125, 125, 125, 125, 125, 125, 125]"});
+  const long calls = countOr("TEST_CALLS", 20'000);
+  const long callsToAFailure = 160;
+  prints({"ConcurrentCallers", std::to_string(calls)},
+         {"answers " + fromEightThreads(calls),
+          "failures " + fromEightThreads((calls + callsToAFailure - 1) / callsToAFailure)});
+  RecordProperty("calls", std::to_string(8 * calls));
 }
 
 TEST_P(Calls, OfJavaAndCppNestFiftyDeep) {

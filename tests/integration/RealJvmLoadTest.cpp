@@ -8,12 +8,22 @@
 #include <thread>
 
 #include "tests/integration/Support.h"
+#include "tests/support/Counts.h"
 
 using namespace FerrolinkTest;
 
 namespace {
 
 constexpr int kThreads = 8;
+
+// How many threads get exceptions, and how many commands each sends. Every other one fails.
+std::size_t failingThreads() {
+  return static_cast<std::size_t>(countOr("TEST_FAILING_THREADS", kThreads));
+}
+
+std::size_t commandsThatFailOrNot() {
+  return static_cast<std::size_t>(countOr("TEST_FAILING_COMMANDS", 500));
+}
 
 // What ends every error text of the case's tree, from every thread.
 std::string runtimeInfo() {
@@ -110,13 +120,14 @@ TEST_P(RealJvmLoad, EightThreadsOfTwentyThousandCommandsReadTheirOwnAnswers) {
   });
 }
 
-PROCESS_CASE(throwOnEightThreads) {
+PROCESS_CASE(throwOnThreads) {
   IReceiver* receiver = openReceiver();
   const std::string expected =
       "JVM Launcher: Exception code 023. JVM exception occurred" + runtimeInfo();
-  std::array<long, kThreads> right{};
-  onThreads(kThreads, [&](int thread) {
-    for (int call = 0; call < 500; ++call) {
+  const int commands = static_cast<int>(commandsThatFailOrNot());
+  std::vector<long> right(failingThreads());
+  onThreads(static_cast<int>(right.size()), [&](int thread) {
+    for (int call = 0; call < commands; ++call) {
       const bool held = call % 2 == 0 ? answersItself(receiver, thread, call)
                                       : throwsItsOwnText(receiver, expected);
       right.at(static_cast<std::size_t>(thread)) += held ? 1 : 0;
@@ -128,9 +139,14 @@ PROCESS_CASE(throwOnEightThreads) {
 }
 
 TEST_P(RealJvmLoad, ExceptionsPastTheReceiverReachTheirThreadsWithWholeTexts) {
-  onEveryJdk("throwOnEightThreads", [](const InstallationTree& tree, const CaseResult& result) {
-    EXPECT_EQ(result.report, std::vector<std::string>(kThreads, "500"));
-    EXPECT_EQ(stampedLines(tree.errorLog()), kThreads * 250U * 2U);
+  onEveryJdk("throwOnThreads", [](const InstallationTree& tree, const CaseResult& result) {
+    const std::size_t commands = commandsThatFailOrNot();
+    EXPECT_EQ(result.report, std::vector<std::string>(failingThreads(), std::to_string(commands)));
+    const std::size_t raised = failingThreads() * (commands / 2);
+    const std::size_t lines = stampedLines(tree.errorLog());
+    EXPECT_EQ(lines, raised * 2);
+    RecordProperty("raised", static_cast<int>(raised));
+    RecordProperty("log_lines", static_cast<int>(lines));
   });
 }
 

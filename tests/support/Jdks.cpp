@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <set>
+#include <sstream>
 
 namespace FerrolinkTest {
 
@@ -9,6 +10,13 @@ namespace fs = std::filesystem;
 
 std::vector<fs::path> installedJdks() {
   std::set<fs::path> homes;
+  if (const char* chosen = std::getenv("TEST_JAVA_HOMES")) {
+    std::istringstream list(chosen);
+    for (std::string home; std::getline(list, home, ':');) {
+      homes.insert(fs::canonical(home));
+    }
+    return {homes.begin(), homes.end()};
+  }
   if (const char* home = std::getenv("JAVA_HOME")) {
     homes.insert(fs::canonical(home));
   }
@@ -26,7 +34,9 @@ CaseOptions onJdk(const InstallationTree& tree, const fs::path& jdk,
                   const std::string& javaOptions) {
   CaseOptions options;
   options.environment["JAVA_HOME"] = jdk.string();
-  options.environment["JAVA_TOOL_OPTIONS"] = javaOptions;
+  const char* further = std::getenv("TEST_JAVA_OPTIONS");
+  options.environment["JAVA_TOOL_OPTIONS"] =
+      further == nullptr ? javaOptions : javaOptions + " " + further;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
   options.workingDirectory = tree.workDirectory();
   return options;

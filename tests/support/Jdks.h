@@ -9,10 +9,12 @@
 
 namespace FerrolinkTest {
 
-/// The JDKs of this machine: every one under /usr/lib/jvm, each once, and JAVA_HOME.
+/// The JDKs of this machine: every one under /usr/lib/jvm, each once, and JAVA_HOME. Where
+/// TEST_JAVA_HOMES is set, the homes that it names instead, separated by ":".
 std::vector<std::filesystem::path> installedJdks();
 
-/// Options of a case that runs on `jdk`, logs into the tree and hands `javaOptions` to its JVM.
+/// Options of a case that runs on `jdk`, logs into the tree and hands `javaOptions` to its JVM, and
+/// those of TEST_JAVA_OPTIONS after them.
 CaseOptions onJdk(const InstallationTree& tree, const std::filesystem::path& jdk,
                   const std::string& javaOptions = "");
 

@@ -12,13 +12,15 @@
 #include <sstream>
 #include <stdexcept>
 
+#include "tests/support/Counts.h"
+
 namespace FerrolinkTest {
 namespace {
 
 constexpr const char* kCaseFlag = "--process-case";
 constexpr const char* kReportVariable = "TEST_CASE_REPORT";
 constexpr const char* kRootVariable = "TEST_CASE_ROOT";
-constexpr unsigned kTimeLimitSeconds = 120;
+constexpr long kTimeLimitSeconds = 120;
 constexpr char kRecordEnd = '\x1e';  // reports may hold line breaks
 
 std::map<std::string, void (*)()>& registry() {
@@ -167,7 +169,7 @@ int runRequestedCase(int argc, char** argv) {
     return -1;
   }
   storedArguments().assign(argv + 3, argv + argc);
-  alarm(kTimeLimitSeconds);
+  alarm(static_cast<unsigned>(countOr("TEST_CASE_SECONDS", kTimeLimitSeconds)));
   const auto found = registry().find(argv[2]);
   if (found == registry().end()) {
     std::fprintf(stderr, "no process case named %s\n", argv[2]);

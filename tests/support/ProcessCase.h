@@ -41,9 +41,9 @@ struct CaseOptions {
 };
 
 /// Runs a registered body in a new process. The environment is the test's own without JAVA_HOME and
-/// all FERROLINK_ variables, plus the options'. A body that takes longer than 120 s ends by
-/// SIGALRM; an exception that leaves the body ends it with exit code 70 and its text on standard
-/// error.
+/// all FERROLINK_ variables, plus the options'. A body that takes longer than 120 s, or than
+/// TEST_CASE_SECONDS says, ends by SIGALRM; an exception that leaves the body ends it with exit
+/// code 70 and its text on standard error.
 CaseResult runCase(const std::string& name, const InstallationTree& tree,
                    const CaseOptions& options = {});
 

@@ -2,13 +2,12 @@
 #include <ferrolink/Caller.h>
 #include <ferrolink/CppRuntime.h>
 #include <pthread.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <thread>
+
+#include "tests/calls/Endings.h"
 
 namespace {
 
@@ -42,14 +41,7 @@ Bytes down(const Caller& caller, Span payload) {
 
 // Ends the process in the way that the payload names.
 Bytes end(Span payload) {
-  const std::string way = ToText(payload);
-  if (way == "exit") {
-    std::exit(42);
-  }
-  if (way == "_exit") {
-    _exit(43);
-  }
-  kill(getpid(), SIGTERM);
+  FerrolinkTest::endProcess(ToText(payload));
   return {};
 }
 

@@ -1,0 +1,91 @@
+// Many threads whose commands are answered, or fail, one by one.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <optional>
+
+#include "tests/support/Counts.h"
+#include "tests/verify/Support.h"
+
+using namespace FerrolinkTest;
+using Ferrolink::Host::Bytes;
+using Ferrolink::Host::Host;
+using Ferrolink::Host::RemoteError;
+using Ferrolink::Host::ThreadAttachment;
+using Ferrolink::Host::ToBytes;
+
+namespace {
+
+constexpr int kThreads = 16;
+constexpr long kCommandsToAFailure = 100;
+
+int commandsOfAThread() {
+  return static_cast<int>(countOr("TEST_COMMANDS", 2'000));
+}
+
+std::string failureOf(Host& host, const std::string& text) {
+  try {
+    host.Call("refuse", text);
+    return "(no failure)";
+  } catch (const RemoteError& failure) {
+    return failure.what();
+  }
+}
+
+// What the whole report of a refusal says: class, text, frames. Frames are the same for every
+// thread without a Java frame of its own.
+class Refusal {
+ public:
+  explicit Refusal(Host& host) : m_sample(failureOf(host, kMark)), m_mark(m_sample.find(kMark)) {
+    if (m_mark == std::string::npos ||
+        m_sample.find("\n    at RefusingHandler.handle") == std::string::npos) {
+      throw std::runtime_error("no report of a refusal: " + m_sample);
+    }
+  }
+
+  [[nodiscard]] std::string of(const std::string& text) const {
+    return std::string(m_sample).replace(m_mark, kMark.size(), text);
+  }
+
+ private:
+  static inline const std::string kMark = "(the text)";
+  std::string m_sample;
+  std::size_t m_mark;
+};
+
+}  // namespace
+
+// Every other thread stays attached; the rest are attached for each command.
+PROCESS_CASE(answerOrRefuse) {
+  Host& host = startHost();
+  const Refusal refusal(host);
+  const int commands = commandsOfAThread();
+  std::atomic<long> right = 0;
+  std::atomic<long> reported = 0;
+  onThreads(kThreads, [&](int thread) {
+    std::optional<ThreadAttachment> attachment;
+    if (thread % 2 == 0) {
+      attachment.emplace();
+    }
+    for (int number = 0; number < commands; ++number) {
+      const std::string text = std::to_string(thread) + "/" + std::to_string(number);
+      if (number % kCommandsToAFailure == kCommandsToAFailure - 1) {
+        reported += failureOf(host, text) == refusal.of(text) ? 1 : 0;
+      } else {
+        right += host.Call("echo", text) == ToBytes(text) ? 1 : 0;
+      }
+    }
+  });
+  reportFigure("commands", long{kThreads} * commands);
+  reportFigure("answered_right", right);
+  reportFigure("failed_right", reported);
+}
+
+TEST(Commands, OfSixteenThreadsAreAnsweredOrFailWithTheirOwnWholeText) {
+  proveOnEveryJdk("answerOrRefuse", "", [](const Figures& figures) {
+    const long commands = commandsOfAThread();
+    const long failures = commands / kCommandsToAFailure;
+    EXPECT_EQ(figures.at("answered_right"), kThreads * (commands - failures));
+    EXPECT_EQ(figures.at("failed_right"), kThreads * failures);
+  });
+}

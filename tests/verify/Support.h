@@ -1,0 +1,39 @@
+#ifndef FERROLINK_TESTS_VERIFY_SUPPORT_H
+#define FERROLINK_TESTS_VERIFY_SUPPORT_H
+
+#include <ferrolink/Host.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tests/calls/Support.h"
+
+/// Helpers for proofs: tests whose counts scripts/verify raises, and whose figures it writes down.
+namespace FerrolinkTest {
+
+/// Figures by name, of one run on one JDK.
+using Figures = std::map<std::string, long>;
+
+/// Runs the case on each JDK, in a tree with everything and the proofs' handlers. Expects it to end
+/// by itself; hands its figures (lines or reports such as "calls=12") on to `check`, and makes them
+/// properties of the test.
+void proveOnEveryJdk(const std::string& name, const std::string& javaOptions,
+                     const std::function<void(const Figures&)>& check);
+
+/// For bodies: adds a figure.
+void reportFigure(const std::string& name, long value);
+
+/// For bodies: the archive with the proofs' handlers and programs.
+std::filesystem::path caseProofs();
+
+/// For bodies: starts the JVM by a command from this thread; the proofs' handlers are there.
+Ferrolink::Host::Host& startHost();
+
+/// For bodies: runs `body` on that many threads, which begin together, and waits for all of them.
+void onThreads(int threads, const std::function<void(int)>& body);
+
+}  // namespace FerrolinkTest
+
+#endif
