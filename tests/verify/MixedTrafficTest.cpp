@@ -43,7 +43,7 @@ bool isRefused(Host& host, const std::string& text) {
 
 struct Traffic {
   std::atomic<long> calls = 0;
-  std::atomic<long> failures = 0;
+  std::atomic<long> refusals = 0;
   std::atomic<long> collections = 0;
   std::atomic<long> wrong = 0;
 
@@ -57,7 +57,7 @@ struct Traffic {
     count(calls, wrong, host.Call("echo", payload) == payload);
     const int step = number + thread;
     if (step % kCallsToAFailure == 0) {
-      count(failures, wrong,
+      count(refusals, wrong,
             isRefused(host, std::to_string(thread) + "/" + std::to_string(number)));
     }
     if (step % kCallsToACollection == 0) {
@@ -70,7 +70,7 @@ struct Traffic {
 void expectRightAnswers(const Figures& figures) {
   EXPECT_EQ(figures.at("calls"), long{kThreads} * callsOfAThread());
   EXPECT_EQ(figures.at("wrong"), 0);
-  EXPECT_GE(figures.at("failures"), long{kThreads} * (callsOfAThread() / kCallsToAFailure));
+  EXPECT_GE(figures.at("refusals"), long{kThreads} * (callsOfAThread() / kCallsToAFailure));
   EXPECT_GE(figures.at("collections"), long{kThreads} * (callsOfAThread() / kCallsToACollection));
 }
 
@@ -93,7 +93,7 @@ PROCESS_CASE(callJavaFromThreads) {
     }
   });
   reportFigure("calls", traffic.calls);
-  reportFigure("failures", traffic.failures);
+  reportFigure("refusals", traffic.refusals);
   reportFigure("collections", traffic.collections);
   reportFigure("wrong", traffic.wrong);
 }

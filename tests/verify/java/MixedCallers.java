@@ -23,7 +23,7 @@ public final class MixedCallers {
 
     private final Ferrolink cpp = Ferrolink.inMemory(RuntimeId.CPP);
     private final AtomicLong calls = new AtomicLong();
-    private final AtomicLong failures = new AtomicLong();
+    private final AtomicLong refusals = new AtomicLong();
     private final AtomicLong collections = new AtomicLong();
     private final AtomicLong wrong = new AtomicLong();
 
@@ -50,7 +50,7 @@ public final class MixedCallers {
             thread.join();
         }
         System.out.println("calls=" + callers.calls);
-        System.out.println("failures=" + callers.failures);
+        System.out.println("refusals=" + callers.refusals);
         System.out.println("collections=" + callers.collections);
         System.out.println("wrong=" + callers.wrong);
     }
@@ -61,7 +61,7 @@ public final class MixedCallers {
             boolean right = step % 2 == 0 ? isMirrored(payload(thread, number)) : isCalledBack(payload(thread, number));
             count(calls, right);
             if (step % CALLS_TO_A_FAILURE == 0) {
-                count(failures, isRefused(thread + "/" + number));
+                count(refusals, isRefused(thread + "/" + number));
             }
             if (step % CALLS_TO_A_COLLECTION == 0) {
                 System.gc();
