@@ -17,6 +17,17 @@ void addFigure(Figures& figures, const std::string& text) {
   }
 }
 
+// What the runtime information says about the JVM's collector.
+std::string collectorOf(const std::string& out) {
+  const std::string title = "Garbage collectors: ";
+  for (const std::string& line : linesOf(out)) {
+    if (line.starts_with(title)) {
+      return line.substr(title.size());
+    }
+  }
+  return "unknown";
+}
+
 // Warnings of a checked JVM: all, and those that begin in the library, which is called by Java or
 // by threads without a Java frame.
 struct Warnings {
@@ -64,6 +75,7 @@ void proveOnEveryJdk(const std::string& name, const std::string& javaOptions,
       addFigure(figures, entry);
     }
     check(figures);
+    testing::Test::RecordProperty("collector", collectorOf(result.out));
     figures["jni_warnings"] = warnings.all;
     for (const auto& [figure, value] : figures) {
       testing::Test::RecordProperty(figure, std::to_string(value));

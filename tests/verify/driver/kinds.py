@@ -15,7 +15,7 @@ _OF_GTEST = {"name", "file", "line", "status", "result", "timestamp", "time", "c
              "failures", "value_param", "type_param"}
 
 
-def _row(proof, outcome, seconds, figures=None, times=1, what=None, details=""):
+def _row(proof, outcome, seconds, figures=None, times=0, what=None, details=""):
     return results.Row(proof.group, what or proof.what, proof.tree, proof.jdk, times, outcome,
                        figures or {}, seconds, details=details[:_DETAILS])
 

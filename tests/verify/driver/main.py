@@ -40,8 +40,8 @@ def arguments():
     parser.add_argument("--only", metavar="PATTERN", help="proofs whose name, as --list prints it, matches; "
                         "their rows take the place of those in build/verify/results.json")
     parser.add_argument("--list", action="store_true", help="prints the names and runs nothing")
-    parser.add_argument("--trees", action="store_true", help="prints the trees that have to be built for "
-                        "that, and runs nothing")
+    parser.add_argument("--builds", action="store_true", help="prints trees, each with its targets, that "
+                        "have to be built for that, and runs nothing")
     parser.add_argument("--quick", action="store_true", help="small counts, to see that the proofs can be "
                         "run; writes verify/quick.json in the release tree")
     parser.add_argument("--write-docs", action="store_true", help="with --only: writes docs/reliability.md "
@@ -50,9 +50,15 @@ def arguments():
     return parser.parse_args()
 
 
-def trees(chosen, listed):
-    """What is to be built; fuzz targets are built by their own script."""
-    return [] if listed else dict.fromkeys(proof.tree for proof in chosen if proof.kind != "fuzz")
+def builds(chosen):
+    """Lines of a tree and its targets; no targets where all have to be built. The fuzz targets are built by
+    their own script."""
+    targets = {}
+    for proof in chosen:
+        if proof.kind != "fuzz":
+            targets.setdefault(proof.tree, []).append(proof.targets())
+    return [" ".join([tree, *([] if None in needed else sorted(set(sum(needed, []))))])
+            for tree, needed in targets.items()]
 
 
 def store(options, rows, seconds):
@@ -78,8 +84,11 @@ def main():
               if options.only is None or re.search(options.only, str(proof))]
     if not chosen:
         sys.exit(f"No proof matches {options.only}; --list prints them.")
-    if options.trees or options.list:
-        print("\n".join(trees(chosen, options.list) if options.trees else map(str, chosen)))
+    if options.builds:
+        print("\n".join([] if options.list else builds(chosen)))
+        return
+    if options.list:
+        print("\n".join(map(str, chosen)))
         return
     begin = time.monotonic()
     running = schedule.Schedule(commit())

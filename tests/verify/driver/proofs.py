@@ -22,8 +22,13 @@ class Proof:
     filter: str = "*"
     times: str = ""
     tests: str = ""
+    built_by: list = dataclasses.field(default_factory=list)
     repetitions: int = 1
     seconds: int = 0
+
+    def targets(self):
+        """What has to be built in the tree; None for all of it."""
+        return self.built_by or ([self.program.rpartition("/")[2]] if self.program else None)
 
     def __str__(self):
         place = ", ".join(part for part in (self.tree, self.jdk) if part)

@@ -1,6 +1,7 @@
 import com.ferrolink.Ferrolink;
 import com.ferrolink.RemoteException;
 import com.ferrolink.RuntimeId;
+import com.ferrolink.core.receiver.Receiver;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
 import java.util.concurrent.CountDownLatch;
@@ -8,8 +9,8 @@ import java.util.concurrent.atomic.AtomicLong;
 
 /**
  * Threads that call C++ with payloads of all sizes, are called back, get exceptions and force
- * collections at once. Prints how many calls, failures and collections there were, and how many
- * answers and failures were wrong.
+ * collections at once. Prints what JVM this is, how many calls, failures and collections there were,
+ * and how many answers and failures were wrong.
  */
 public final class MixedCallers {
 
@@ -49,6 +50,7 @@ public final class MixedCallers {
         for (Thread thread : threads) {
             thread.join();
         }
+        System.out.print(Receiver.getRuntimeInfo());
         System.out.println("calls=" + callers.calls);
         System.out.println("refusals=" + callers.refusals);
         System.out.println("collections=" + callers.collections);
