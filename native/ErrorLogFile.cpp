@@ -5,6 +5,7 @@
 #include <unistd.h>
 #include <ext/stdio_filebuf.h>
 
+#include <atomic>
 #include <cerrno>
 #include <locale>
 #include <utility>
@@ -45,7 +46,10 @@ FileBuffer openFile(const char* path) {
   return buffer;
 }
 
-// Whether the last writer found room for a part of its line only.
+// Whether a line of this process was cut, and none was written since. Without it, a line that
+// another writer is still appending would look like one that was cut.
+std::atomic<bool> lineWasCut{false};
+
 bool endsWithinALine(int descriptor, off_t size) {
   char last = '\n';
   return size > 0 && pread(descriptor, &last, 1, size - 1) == 1 && last != '\n';
@@ -60,11 +64,12 @@ void append(std::ofstream& file, const std::string& path, const std::string& lin
     file.setstate(std::ios::failbit);
     return;
   }
-  const bool unfinished = endsWithinALine(buffer.fd(), status.st_size);
+  const bool unfinished = lineWasCut.load() && endsWithinALine(buffer.fd(), status.st_size);
   *file.rdbuf() = std::move(buffer);
   file.imbue(std::locale::classic());  // the buffer came with the host's
   WriteSignalGuard guard;
   file << (unfinished ? "\n" + line : line);
+  lineWasCut.store(!file);
   if (!file) {
     guard.failed(EFBIG);
   }
