@@ -1,4 +1,6 @@
 // Finding and opening the JVM library.
+#include <sys/stat.h>
+
 #include <cstdlib>
 #include <filesystem>
 
@@ -19,6 +21,12 @@ std::string configuredRuntimePath() {
   } catch (const std::exception&) {
     return {};
   }
+}
+
+// Opening a pipe or a device may wait for ever.
+bool isPipeOrDevice(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
 
 }  // namespace
@@ -54,6 +62,9 @@ bool JvmLauncher::tryOpenJvmLibrary(const std::string& candidate) {
   {
     const std::lock_guard<std::mutex> lock(m_pathMutex);
     m_jvmLibraryPath = candidate;
+  }
+  if (isPipeOrDevice(candidate)) {
+    return false;
   }
   // Deeply bound, so that the JVM keeps to its own symbols whatever the host brings along.
   void* handle = dlopen(candidate.c_str(), Loader::kBindDeep);

@@ -1,6 +1,9 @@
 // The load-library command, which the launcher answers itself.
+#include <dirent.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -22,12 +25,41 @@ constexpr int kPathOffset = 24;
 constexpr std::array<std::uint8_t, 17> kAnswer = {0x02, 0, 0,    0,    0, 0, 0, 0, 0,
                                                   0x02, 0, 0x02, 0x04, 0, 0, 0, 0};
 
-bool isArchive(const fs::directory_entry& entry) {
-  if (!entry.is_regular_file()) {
-    return false;
-  }
-  return Ferrolink::Native::lowerCase(entry.path().extension().string()) == ".jar";
+bool isArchive(const fs::path& file) {
+  return fs::is_regular_file(file) &&
+         Ferrolink::Native::lowerCase(file.extension().string()) == ".jar";
 }
+
+[[noreturn]] void raiseFileSystemError(const char* what, const fs::path& path) {
+  throw fs::filesystem_error(what, path, std::error_code(errno, std::generic_category()));
+}
+
+/// Owns an open directory. std::filesystem's iterator ends the process where memory runs out.
+class Directory {
+ public:
+  explicit Directory(const fs::path& path) : m_path(path), m_stream(opendir(path.c_str())) {
+    if (m_stream == nullptr) {
+      raiseFileSystemError("directory iterator cannot open directory", path);
+    }
+  }
+  Directory(const Directory&) = delete;
+  Directory& operator=(const Directory&) = delete;
+  ~Directory() { closedir(m_stream); }
+
+  /// The next entry's name; null after the last one.
+  const char* next() {
+    errno = 0;
+    const dirent* entry = readdir(m_stream);
+    if (entry == nullptr && errno != 0) {
+      raiseFileSystemError("directory iterator cannot advance", m_path);
+    }
+    return entry != nullptr ? entry->d_name : nullptr;
+  }
+
+ private:
+  const fs::path& m_path;
+  DIR* m_stream;
+};
 
 // The archives to add: those of a directory, in the order of its listing, or the path itself.
 std::vector<std::string> listArchives(const fs::path& path) {
@@ -36,9 +68,10 @@ std::vector<std::string> listArchives(const fs::path& path) {
     archives.push_back(path.generic_string());
     return archives;
   }
-  for (const fs::directory_entry& entry : fs::directory_iterator(path)) {
-    if (isArchive(entry)) {
-      archives.push_back(entry.path().generic_string());
+  Directory directory(path);
+  while (const char* name = directory.next()) {
+    if (const fs::path file = path / name; isArchive(file)) {
+      archives.push_back(file.generic_string());
     }
   }
   return archives;

@@ -60,10 +60,12 @@ bool JvmLauncher::ownLibrarysJvm(JavaVM*& vm) {
 
 void JvmLauncher::attachAdopter(JavaVM* vm) {
   JNIEnv* env = nullptr;
-  const bool unknown = vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8) == JNI_EDETACHED;
-  const jint result = vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
-  if (unknown && result == JNI_OK) {
-    m_attachedAdopter.store(currentThreadToken());
+  const jint known = vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8);
+  if (known == JNI_OK || known == JNI_EDETACHED) {
+    const jint attached = vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+    if (known == JNI_EDETACHED && attached == JNI_OK) {
+      m_attachedAdopter.store(currentThreadToken());
+    }
   }
   m_JvmEnv.store(env);
 }

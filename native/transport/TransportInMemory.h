@@ -71,7 +71,7 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
   /// storing it on another thread.
   template <class Role>
   struct RoleEntry {
-    std::shared_ptr<Role> owner;
+    std::unique_ptr<Role> owner;  ///< taking over allocates nothing, hence cannot fail
     std::atomic<Role*> role{nullptr};
   };
 

@@ -44,7 +44,7 @@ Bytes toJava(std::uint8_t type, const std::string& body) {
 }
 
 Bytes toRuntime8(std::uint8_t channel) {
-  return {8, 0, channel, 127, 0, 0, 1, 99, 0, 3, 2};
+  return {8, 0, channel, 127, 0, 0, 1, 99, 0, 2, 2};
 }
 
 std::string exchange(IReceiver& receiver, Bytes command) {

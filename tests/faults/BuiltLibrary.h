@@ -37,7 +37,7 @@ class BuiltLibrary {
   void* m_handle;
 };
 
-/// A command for the JVM, and one from the runtime 3 for the runtime 8 by channel type (0 in
+/// A command for the JVM, and one from the JVM for the runtime 8 by channel type (0 in
 /// memory, 1 TCP, 2 TLS).
 Bytes toJava(std::uint8_t type, const std::string& body = "text");
 Bytes toRuntime8(std::uint8_t channel);

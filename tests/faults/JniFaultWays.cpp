@@ -107,7 +107,7 @@ std::vector<JniFaultWay> waysToFail(const std::string& call, bool launcher) {
   if (isOneOf(call, {"JNI_CreateJavaVM"})) {
     return {refused(-1), refused(-2), refused(-3), refused(-4), refused(-5), refused(-6)};
   }
-  if (isOneOf(call, {"JNI_GetCreatedJavaVMs(0)", "GetJavaVM"})) {
+  if (isOneOf(call, {"JNI_GetCreatedJavaVMs", "GetJavaVM"})) {
     return {refused(JNI_ERR)};
   }
   if (isOneOf(call, {"GetEnv"})) {

@@ -194,7 +194,7 @@ std::unique_ptr<JniScenario> make() {
 std::vector<JniScenarioEntry> launcherScenarios() {
   return {{"StartUp", true, make<StartUp>},
           {"StartUpOnAnotherThread", true, make<StartUpOnAnotherThread>, 1},
-          {"AdoptedJvm", true, make<Adopted>, 1},
+          {"AdoptedJvm", true, make<Adopted>},
           {"HeartBeat", true, make<HeartBeat>},
           {"FirstCommandOfAnotherThread", true, make<FirstCommandOfAnotherThread>},
           {"LaterCommandOfAnotherThread", true, make<LaterCommandOfAnotherThread>},

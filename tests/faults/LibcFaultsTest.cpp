@@ -57,6 +57,7 @@ std::vector<Fault> faultsOnFakes() {
   faults.push_back({0, LibcCall::ThreadCreate, false});
   faults.push_back({0, LibcCall::ThreadCreate, true});
   faults.push_back({kArchives, LibcCall::Open, false});
+  faults.push_back({kArchives, LibcCall::Allocation, false});
   faults.push_back({kContended, LibcCall::Syscall, false});
   return faults;
 }
@@ -99,9 +100,8 @@ TEST_P(LibcFaults, EndAsDefinedAndAreOverWithTheNextCall) {
   tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kMember);
   tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
   tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  for (const char* sibling :
-       {"libFerrolinkCppRuntimeNative.so", "libFerrolinkNetcoreRuntimeNative.so",
-        "libFerrolinkTcpClient.so", "libFerrolinkTcpTlsClient.so"}) {
+  for (const char* sibling : {"libFerrolinkCppRuntimeNative.so", "libFerrolinkTcpClient.so",
+                              "libFerrolinkTcpTlsClient.so"}) {
     tree.addLibrary(FAKESIBLING_PATH, sibling);
   }
   CaseOptions options = optionsFor(GetParam());

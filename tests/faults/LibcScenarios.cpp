@@ -202,7 +202,7 @@ class Transmitter : public LibcScenario {
   }
   std::string embed() {
     return result(
-        [&] { return m_library.transmitter()->SetEmbeddedRuntime(3, 8, 0, "/some/path"); });
+        [&] { return m_library.transmitter()->SetEmbeddedRuntime(2, 8, 0, "/some/path"); });
   }
   static std::string result(const std::function<int()>& operation) {
     std::string text;

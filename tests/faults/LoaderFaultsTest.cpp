@@ -99,7 +99,6 @@ struct LoaderFault {
   Breakage breakage;
 };
 
-// All but one: the JVM library is opened without a look at what it is, and a FIFO would never end.
 std::vector<LoaderFault> allFaults() {
   std::vector<LoaderFault> faults;
   for (std::size_t library = 0; library < std::size(kOpened); ++library) {
@@ -107,9 +106,6 @@ std::vector<LoaderFault> allFaults() {
       faults.push_back({library, static_cast<Breakage>(breakage)});
     }
   }
-  std::erase_if(faults, [](const LoaderFault& fault) {
-    return kOpened[fault.library].expected == ofJvm && fault.breakage == Breakage::Fifo;
-  });
   return faults;
 }
 

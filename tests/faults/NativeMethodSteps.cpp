@@ -127,7 +127,7 @@ class NativeMethods : public LibcScenario {
     return method([&](JNIEnv* env) {
       jstring path = env->NewStringUTF("/some/path");
       const jint result = native<jint(JNIEnv*, jobject, jint, jint, jint, jstring)>(
-          "setEmbeddedRuntime")(env, nullptr, 3, 8, 0, path);
+          "setEmbeddedRuntime")(env, nullptr, 2, 8, 0, path);
       std::string text = outcome(env, result);
       env->DeleteLocalRef(path);
       return text;

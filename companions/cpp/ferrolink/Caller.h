@@ -61,8 +61,9 @@ class Caller {
   /// before the JVM starts (afterwards the handler "load-archives" takes the path); a C++ plug-in
   /// library.
   void LoadLibrary(Runtime target, const std::filesystem::path& path) const {
-    Bytes command =
-        Host::detail::loadLibraryCommand(target, std::filesystem::absolute(path).string());
+    const std::string absolute = std::filesystem::absolute(path).string();
+    Host::detail::requireNoPipeOrDevice(absolute);
+    Bytes command = Host::detail::loadLibraryCommand(target, absolute);
     Host::detail::exchange(*m_transmitter, command, nameOf(target));
   }
 

@@ -79,8 +79,10 @@ class Host {
   /// to the class path where no JVM runs in the process yet, to a child class loader where one
   /// does. What is no archive is an error of this call where a JVM runs, else of the Start, or
   /// first Call, of this Host: that one sends nothing, and later ones go on without the file.
+  /// A pipe or a device is an InstallationError: the JVM would wait for its other end.
   void LoadLibrary(const std::filesystem::path& path) {
     const std::string absolute = std::filesystem::absolute(path).string();
+    detail::requireNoPipeOrDevice(absolute);
     Bytes command = detail::loadLibraryCommand(kJvm, absolute);
     exchange(command);
     if (m_started || detail::findJvmLibrary().vm != nullptr) {

@@ -77,6 +77,16 @@ inline std::filesystem::path findLibrary(const std::filesystem::path& directory,
                           tried);
 }
 
+/// For files that another runtime is told to open. What is missing is that runtime's to report.
+inline void requireNoPipeOrDevice(const std::filesystem::path& path) {
+  std::error_code unreadable;
+  const std::filesystem::file_status status = std::filesystem::status(path, unreadable);
+  if (std::filesystem::exists(status) && std::filesystem::is_other(status)) {
+    throw InstallationError("Neither a file nor a directory: " + path.string() +
+                            ". Opening a pipe or a device may wait for ever.");
+  }
+}
+
 /// Opens a library of the family. Never closed again: its roles, and what is behind them, live
 /// until the process ends.
 inline void* openLibrary(const std::filesystem::path& library) {
