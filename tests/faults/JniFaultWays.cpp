@@ -29,6 +29,7 @@ struct Errors {
 // One of these is a prefix of every text that a failure may lead to, unless the stretch goes on.
 const std::vector<Errors>& errorsOfCalls() {
   static const std::vector<Errors> all = {
+      {"JNI_GetCreatedJavaVMs", {"JVM Launcher: Exception code 018. JVM not initialized\n"}},
       {"GetJavaVM", {"JVM Launcher: Exception code 018. JVM not initialized\n"}},
       {"GetEnv",
        {"JVM Launcher: Exception code 019. Failed to attach thread to JVM\n",

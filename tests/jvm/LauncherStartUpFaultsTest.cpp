@@ -112,14 +112,14 @@ TEST_P(LauncherLookUpFault, IsRaisedWithItsCodeAndTriedAgainByTheNextCommand) {
     const InstallationTree tree;
     CaseOptions options = loggedOptions(tree);
     options.arguments = {std::to_string(GetParam()), kind};
-    const std::string attached = created ? "2" : "1";
-    const std::string rest =
-        " global 0 elements 0 characters 0 attached " + attached + " dropped 0";
+    const std::string attached = created ? "2" : "0";
+    const std::string rest = " elements 0 characters 0 attached " + attached + " dropped 0";
+    const std::string none = "local 0 global 0" + rest;
     const std::string error = launcherError(fault.text, "");
-    const CaseResult result = expectReport("lookUpFails",
-                                           {error, "local 0" + rest, error, "local 0" + rest,
-                                            kEcho14, "local 1" + rest, created ? "1" : "0"},
-                                           tree, options);
+    const CaseResult result = expectReport(
+        "lookUpFails",
+        {error, none, error, none, kEcho14, "local 0 global 1" + rest, created ? "1" : "0"}, tree,
+        options);
     const std::string raised = std::string("JVM Launcher: Exception code ") + fault.text;
     EXPECT_EQ(loggedErrors(tree), (Texts{raised, error, raised, error}));
     const std::string described = "Exception in thread \"main\" fake.JavaException\n";
