@@ -13,7 +13,10 @@ namespace {
 // waits at most twice as long as the best choice would have: Karlin et al., "Empirical Studies of
 // Competitive Spinning for a Shared-Memory Multiprocessor" (1991). Fewer pauses let two threads
 // with commands of 1 MiB sleep in turns.
-constexpr int kPauses = 1000;
+// A look at the mutex shares its cache line, and its holder waits to have the line back before it
+// can give the mutex back: hence one look in several pauses.
+constexpr int kLooks = 250;
+constexpr int kPausesBetweenLooks = 4;
 constexpr int kUndecided = -1;
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));
@@ -34,23 +37,23 @@ bool addProcessorsOf(pid_t thread, cpu_set_t& processors) noexcept {
 // Asked are the initial thread, whose list the others inherit, and the calling one: a thread that
 // is kept to one processor does not speak for the rest. Where the kernel does not say, there are
 // several.
-int decidePauses() noexcept {
+int decideLooks() noexcept {
   cpu_set_t processors;
   CPU_ZERO(&processors);
   const bool known = addProcessorsOf(getpid(), processors) && addProcessorsOf(0, processors);
-  return known && CPU_COUNT(&processors) == 1 ? 0 : kPauses;
+  return known && CPU_COUNT(&processors) == 1 ? 0 : kLooks;
 }
 
 // Decided by the first thread that finds a mutex taken, and never again: two system calls in the
 // life of the process. Threads that come at the same time may decide it twice.
-int pausesBeforeSleep() noexcept {
+int looksBeforeSleep() noexcept {
   static std::atomic<int> decided{kUndecided};
-  int pauses = decided.load(std::memory_order_relaxed);
-  if (pauses == kUndecided) [[unlikely]] {
-    pauses = decidePauses();
-    decided.store(pauses, std::memory_order_relaxed);
+  int looks = decided.load(std::memory_order_relaxed);
+  if (looks == kUndecided) [[unlikely]] {
+    looks = decideLooks();
+    decided.store(looks, std::memory_order_relaxed);
   }
-  return pauses;
+  return looks;
 }
 
 }  // namespace
@@ -64,9 +67,11 @@ void BriefMutex::lockTaken() noexcept {
 // True where the calling thread has taken the mutex. Looks before it tries: a try would take the
 // cache line from the thread that is giving the mutex back.
 bool BriefMutex::spin() noexcept {
-  const int pauses = pausesBeforeSleep();
-  for (int pause = 0; pause < pauses; ++pause) {
-    __builtin_ia32_pause();
+  const int looks = looksBeforeSleep();
+  for (int look = 0; look < looks; ++look) {
+    for (int pause = 0; pause < kPausesBetweenLooks; ++pause) {
+      __builtin_ia32_pause();
+    }
     std::uint32_t state = m_state.load(std::memory_order_relaxed);
     if (state == kFree && m_state.compare_exchange_strong(state, kTaken, std::memory_order_acquire,
                                                           std::memory_order_relaxed)) {

@@ -24,6 +24,7 @@ constexpr const char* kUsage =
     "         [--units attached,clone,detached,pair,crowd] [--threads 8,64] [--rounds N]\n"
     "         [--warm-up MILLISECONDS] [--batch MILLISECONDS]\n"
     "         [--json FILE]      a table, and all rounds to FILE; --threads are the crowd's\n"
+    "         [--handler]        call the handler \"echo\" of the archive at --home\n"
     "       ferrolink-bench-call-java [--home DIR] --serve     answers \"SIZE CALLS\" lines";
 
 constexpr const char* kFloor = "floor";
@@ -36,7 +37,7 @@ class Caller {
   Caller(const JavaHost& java, const JavaMethod& method, std::size_t size, bool clone)
       : m_receiver(java.receiver()),
         m_method(method),
-        m_command(echoCommand(size, clone)),
+        m_command(java.handler() ? handlerCommand(size) : echoCommand(size, clone)),
         m_answer(size) {}
 
   void floor(JNIEnv* env) {
@@ -54,7 +55,7 @@ class Caller {
     m_receiver->ReadResponse(m_answer.data(), answered);
   }
 
-  /// A contender that does not do the work is not to win.
+  /// A contender that does not do the work is not to win. For the bench's receiver.
   template <class Call>
   void verify(Call call) {
     m_answer.assign(m_answer.size(), 0);
@@ -215,8 +216,9 @@ int main(int count, char** values) {
   try {
     const Arguments arguments(
         count, values, kUsage,
-        {"home", "sizes", "units", "threads", "rounds", "warm-up", "batch", "json"}, {"serve"});
-    const JavaHost java(arguments.text("home", BENCH_HOME));
+        {"home", "sizes", "units", "threads", "rounds", "warm-up", "batch", "json"},
+        {"serve", "handler"});
+    const JavaHost java(arguments.text("home", BENCH_HOME), arguments.has("handler"));
     // The thread that starts the JVM is a special case to the library; others are the rule.
     std::async(std::launch::async, [&] {
       if (arguments.has("serve")) {

@@ -17,19 +17,19 @@ def _run(command, environment, what):
 
 
 def call_java(build, effort, java_home):
-    """C++ to Java: attached, with a clone, attaching, two threads, and many."""
-    rows = _call_java(build, effort, java_home, effort.rounds, "--units",
+    """C++ to Java: attached, with a clone, attaching, two threads; and many, into the archive."""
+    rows = _call_java(build, effort, java_home, build.receiver_home, effort.rounds, "--units",
                       "attached,clone,detached,pair")
-    return rows + _call_java(build, effort, java_home, effort.crowd_rounds, "--units", "crowd",
-                             "--threads", "8,64", "--sizes", "64")
+    return rows + _call_java(build, effort, java_home, build.root, effort.crowd_rounds, "--handler",
+                             "--units", "crowd", "--threads", "8,64", "--sizes", "64")
 
 
-def _call_java(build, effort, java_home, rounds_count, *arguments):
+def _call_java(build, effort, java_home, home, rounds_count, *arguments):
     with tempfile.TemporaryDirectory() as directory:
         rounds = os.path.join(directory, "rounds")
         environment = settings.environment(java_home)
         environment["JAVA_TOOL_OPTIONS"] = " ".join(settings.HEAP)
-        _run([build.file("ferrolink-bench-call-java"), "--home", build.receiver_home, *arguments,
+        _run([build.file("ferrolink-bench-call-java"), "--home", home, *arguments,
               "--rounds", str(rounds_count), "--warm-up", str(effort.warm_up),
               "--batch", str(effort.batch), "--json", rounds], environment, "C++ to Java")
         return results.read_rounds(rounds, "same-sequence")

@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <ferrolink/Host.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -27,11 +28,17 @@ JavaVM* createdVm() {
   return vm;
 }
 
-void sendFirstCommand(IReceiver& receiver) {
-  Bytes command = echoCommand(64, false);
-  Bytes answer(command.size());
+constexpr std::size_t kHandlerHead = Header::kSize + 5;  // the name's length, and "echo"
+
+void sendFirstCommand(IReceiver& receiver, bool handler) {
+  Bytes command = handler ? handlerCommand(64) : echoCommand(64, false);
   const int length = receiver.SendCommand(command.data(), static_cast<int>(command.size()));
+  Bytes answer(static_cast<std::size_t>(length));
   receiver.ReadResponse(answer.data(), length);
+  if (handler) {
+    command.erase(command.begin(), command.begin() + kHandlerHead);
+    answer.erase(answer.begin(), answer.begin() + Header::kSize);
+  }
   if (answer != command) {
     throw std::runtime_error("the receiver does not echo");
   }
@@ -45,12 +52,12 @@ void setDefaultEnvironment() {
   setenv("FERROLINK_LOGGING_LEVEL", "off", 0);
 }
 
-JavaHost::JavaHost(const std::string& home) {
+JavaHost::JavaHost(const std::string& home, bool handler) : m_handler(handler) {
   setDefaultEnvironment();
   m_receiver = Ferrolink::Host::detail::openReceiver(
       home + "/Binaries/Native/Linux/X64/libFerrolinkJvmRuntimeNative.so");
   m_receiver->Initialize(kCpp, kJvm, 0);
-  sendFirstCommand(*m_receiver);
+  sendFirstCommand(*m_receiver, handler);
   m_vm = createdVm();
 }
 
@@ -63,6 +70,13 @@ Bytes echoCommand(std::size_t size, bool clone) {
   command.at(Header::kCallingRuntime) = kCpp;
   command.at(Header::kCommandType) = kTypeCall;
   command.at(Header::kSize) = clone ? 1 : 0;
+  return command;
+}
+
+Bytes handlerCommand(std::size_t size) {
+  Bytes command = echoCommand(size, false);
+  const Bytes name = {4, 'e', 'c', 'h', 'o'};
+  std::copy(name.begin(), name.end(), command.begin() + Header::kSize);
   return command;
 }
 

@@ -22,19 +22,25 @@ class JavaHost {
   /// Opens the library of the installation at `home` and starts the JVM with a first command, on
   /// the calling thread. Where the environment does not say otherwise, the JVM is that of the build
   /// with a fixed heap that has been touched before.
-  explicit JavaHost(const std::string& home);
+  /// `handler`: its archive is the installation's, not the bench's.
+  explicit JavaHost(const std::string& home, bool handler = false);
 
+  [[nodiscard]] bool handler() const { return m_handler; }
   [[nodiscard]] IReceiver* receiver() const { return m_receiver; }
   /// The JVM that the library has started, for hand-written JNI in the same process.
   [[nodiscard]] JavaVM* vm() const { return m_vm; }
 
  private:
+  const bool m_handler;
   IReceiver* m_receiver;
   JavaVM* m_vm;
 };
 
 /// A command for the bench's receiver, which answers with the same bytes.
 Bytes echoCommand(std::size_t size, bool clone);
+
+/// A command of that size for the archive's own handler "echo", which answers with its payload.
+Bytes handlerCommand(std::size_t size);
 
 /// A thread that the host attaches, for as long as this object lives.
 class Attached {
