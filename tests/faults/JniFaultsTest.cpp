@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <csignal>
-#include <regex>
+#include <sstream>
 
 #include "tests/faults/Forked.h"
 #include "tests/faults/JniFaultWays.h"
@@ -62,10 +62,12 @@ void observe(const JniScenarioEntry& entry, const FakeJvm::NumberedFault& fault)
 }
 
 std::vector<long> countsIn(const std::string& text) {
-  static const std::regex number("-?[0-9]+");
+  std::istringstream words(text);
   std::vector<long> counts;
-  for (std::sregex_iterator next(text.begin(), text.end(), number), end; next != end; ++next) {
-    counts.push_back(std::stol(next->str()));
+  for (std::string name; words >> name;) {
+    if (long count = 0; words >> count) {
+      counts.push_back(count);
+    }
   }
   return counts;
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -30,29 +29,42 @@ std::string withoutInfo(const std::string& text) {
   return at == std::string::npos ? text : text.substr(0, at + mark.size());
 }
 
+// Without the result that a native method puts before its text, "-2: ".
+std::string withoutResult(const std::string& outcome) {
+  const bool has = outcome.size() > 4 && outcome[0] == '-' && outcome.compare(2, 2, ": ") == 0;
+  return has ? outcome.substr(4) : outcome;
+}
+
+// "JVM Launcher: Exception code 023..."
+bool hasCode(const std::string& text) {
+  for (const std::string component : {"JVM Launcher", "Ferrolink Native Exception", "JVM Lib"}) {
+    const std::string start = component + ": Exception code ";
+    if (text.starts_with(start) && text.size() >= start.size() + 3) {
+      return std::all_of(text.begin() + static_cast<long>(start.size()),
+                         text.begin() + static_cast<long>(start.size()) + 3,
+                         [](char digit) { return digit >= '0' && digit <= '9'; });
+    }
+  }
+  return false;
+}
+
 bool isDefined(LibcCall call, const std::string& outcome, const std::string& undisturbed) {
   if (withoutInfo(outcome) == withoutInfo(undisturbed)) {
     return true;
   }
-  static const std::regex coded(
-      R"((-\d: )?(JVM Launcher|Ferrolink Native Exception|JVM Lib): Exception code \d{3}[\s\S]*)");
-  static const std::regex lacking(R"((-\d: )?\w+ function not found in Utils library)");
-  static const std::regex noMemory(R"((-\d: )?std::bad_alloc)");
-  static const std::regex noText(R"((-\d: )?null)");  // of getNativeError
-  static const std::regex noThread("Resource temporarily unavailable");
-  static const std::regex noListing("filesystem error: [\\s\\S]*");
+  const std::string text = withoutResult(outcome);
+  const bool noThread = outcome == "Resource temporarily unavailable";
+  const bool noListing = outcome.starts_with("filesystem error: ");
   switch (call) {
-    case LibcCall::Allocation:
-      return std::regex_match(outcome, noMemory) || std::regex_match(outcome, noText) ||
-             std::regex_match(outcome, coded) || std::regex_match(outcome, noListing) ||
-             std::regex_match(outcome, noThread);
+    case LibcCall::Allocation:  // null: of getNativeError
+      return text == "std::bad_alloc" || text == "null" || hasCode(text) || noListing || noThread;
     case LibcCall::DlOpen:
     case LibcCall::DlSym:
-      return std::regex_match(outcome, coded) || std::regex_match(outcome, lacking);
+      return hasCode(text) || text.ends_with(" function not found in Utils library");
     case LibcCall::ThreadCreate:
-      return std::regex_match(outcome, noThread);
+      return noThread;
     case LibcCall::Open:
-      return std::regex_match(outcome, noListing);  // of archives; nobody hears of the others
+      return noListing;  // of archives; nobody hears of the others
     case LibcCall::Write:
     case LibcCall::Syscall:
       break;  // nobody hears of these

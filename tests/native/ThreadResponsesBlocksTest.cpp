@@ -94,15 +94,6 @@ long allocationsOfTen(ThreadResponses& responses) {
   return largeAllocations - before;
 }
 
-long residentKilobytes() {
-  std::FILE* file = std::fopen("/proc/self/statm", "re");
-  long total = 0;
-  long resident = 0;
-  const int fields = std::fscanf(file, "%ld %ld", &total, &resident);
-  std::fclose(file);
-  return fields == 2 ? resident * 4 : -1;
-}
-
 TEST(ThreadResponsesBlocks, OfEndedThreadsLeaveTheirShareToLivingOnes) {
   ThreadResponses responses;
   onThreadsAtOnce(64, [&] { exchange(responses); });
@@ -207,6 +198,15 @@ TEST(ThreadResponsesBlocks, OfManyOwnersAndThreadsComeAndGoAtTheSameTime) {
 
 // The sanitizers keep freed memory for a while.
 #if !defined(FERROLINK_SANITIZED)
+long residentKilobytes() {
+  std::FILE* file = std::fopen("/proc/self/statm", "re");
+  long total = 0;
+  long resident = 0;
+  const int fields = std::fscanf(file, "%ld %ld", &total, &resident);
+  std::fclose(file);
+  return fields == 2 ? resident * 4 : -1;
+}
+
 PROCESS_CASE(manyThreads) {
   mallopt(M_MMAP_THRESHOLD, 128 * 1024);  // large blocks go back to the kernel at once
   ThreadResponses responses;

@@ -5,6 +5,7 @@
 #include <link.h>
 
 #include <climits>
+#include <cstddef>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -43,7 +44,7 @@ class LoadedObject {
     if (name.is_absolute()) {
       return name;
     }
-    std::vector<char> directory(2 * PATH_MAX);
+    std::vector<char> directory(std::size_t{2} * PATH_MAX);
     if (dlinfo(m_handle, RTLD_DI_ORIGIN, directory.data()) != 0) {
       return name;
     }
