@@ -17,11 +17,7 @@ using Texts = std::vector<std::string>;
 
 constexpr const char* kMember = "libFerrolinkJvmRuntimeNative.so";
 
-#if defined(FERROLINK_SANITIZED)
-constexpr Sample kOnFakes{25};
-#else
 constexpr Sample kOnFakes{100'000};
-#endif
 constexpr Sample kOnRealJvm{6};
 
 struct ScenarioEntry {
@@ -113,7 +109,6 @@ TEST_P(LibcFaults, EndAsDefinedAndAreOverWithTheNextCall) {
 INSTANTIATE_TEST_SUITE_P(OnFakes, LibcFaults, testing::ValuesIn(faultsOnFakes()),
                          [](const auto& fault) { return nameOfFault(fault.param); });
 
-#if !defined(FERROLINK_SANITIZED)
 class LibcFaultsOnRealJvms : public testing::TestWithParam<LibcCall> {};
 
 TEST_P(LibcFaultsOnRealJvms, EndAsDefinedAndAreOverWithTheNextCall) {
@@ -137,6 +132,5 @@ INSTANTIATE_TEST_SUITE_P(Of, LibcFaultsOnRealJvms,
                          testing::Values(LibcCall::Allocation, LibcCall::DlOpen, LibcCall::DlSym,
                                          LibcCall::Open, LibcCall::Write, LibcCall::ThreadCreate),
                          [](const auto& call) { return std::string(nameOf(call.param)); });
-#endif
 
 }  // namespace FerrolinkTest

@@ -59,7 +59,6 @@ FERROLINK_INTERPOSER bool failsToWrite() {
 
 extern "C" {
 
-#if !defined(FERROLINK_SANITIZED)
 void* __libc_malloc(std::size_t size);                     // NOLINT(bugprone-reserved-identifier)
 void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-reserved-identifier)
 void* __libc_realloc(void* block, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
@@ -87,7 +86,6 @@ INTERPOSED void* realloc(void* block, std::size_t size) noexcept {
   }
   return __libc_realloc(block, size);
 }
-#endif
 
 // What fails is asked for in a way that the loader refuses, so that it has an error text.
 INTERPOSED void* dlopen(const char* file, int flags) noexcept {
@@ -202,11 +200,7 @@ FERROLINK_INTERPOSER void* allocate(std::size_t size) {
   if (isToFail(LibcCall::Allocation)) {
     return nullptr;
   }
-#if defined(FERROLINK_SANITIZED)
-  return std::malloc(size == 0 ? 1 : size);
-#else
   return __libc_malloc(size == 0 ? 1 : size);
-#endif
 }
 
 FERROLINK_INTERPOSER void* allocateOrThrow(std::size_t size) {
