@@ -65,7 +65,7 @@ inline std::filesystem::path findLibrary(const std::filesystem::path& directory,
   std::string tried;
   for (const auto& found : candidates(directory, name)) {
     std::error_code unreadable;
-    const std::filesystem::path absolute = std::filesystem::absolute(found, unreadable);
+    std::filesystem::path absolute = std::filesystem::absolute(found, unreadable);
     if (!unreadable && std::filesystem::exists(absolute, unreadable)) {
       return absolute;
     }
