@@ -29,6 +29,7 @@ constexpr const char* kUsage =
 
 constexpr const char* kFloor = "floor";
 constexpr const char* kSameSequence = "same-sequence";
+constexpr const char* kOneLock = "and one lock";
 constexpr const char* kOurs = "ours";
 
 /// The buffers of one thread, and the ways to make one call with them.
@@ -49,6 +50,9 @@ class Caller {
   }
   void sameSequence() {
     callWithSameSequence(m_method, m_command.data(), length(), m_answer.data(), m_waiting);
+  }
+  void oneLock() {
+    callWithOneLock(m_method, m_command.data(), length(), m_answer.data(), m_waiting);
   }
   void ours() {
     const int answered = m_receiver->SendCommand(m_command.data(), length());
@@ -144,6 +148,7 @@ class Benchmark {
     const std::vector<Series> series =
         measure({{kFloor, batch([&](std::size_t i) { callers.at(i).floor(environments.at(i)); })},
                  {kSameSequence, batch([&](std::size_t i) { callers.at(i).sameSequence(); })},
+                 {kOneLock, batch([&](std::size_t i) { callers.at(i).oneLock(); })},
                  {kOurs, ours}},
                 plan);
     const auto wakes = static_cast<double>(wakeCalls() - wakesBefore);

@@ -1,9 +1,11 @@
 #include "bench/calljava/HandWritten.h"
 
 #include <cstring>
+#include <mutex>
 #include <stdexcept>
 
 #include "bench/harness/JavaHost.h"
+#include "native/BriefMutex.h"
 
 namespace FerrolinkBench {
 
@@ -47,12 +49,24 @@ void check(JNIEnv* env) {
   }
 }
 
-int send(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
-         std::vector<std::uint8_t>& waiting) {
+jbyteArray makeCommand(JNIEnv* env, const std::uint8_t* message, int length) {
   jbyteArray command = env->NewByteArray(length);
   check(env);
   env->SetByteArrayRegion(command, 0, length, reinterpret_cast<const jbyte*>(message));
   check(env);
+  return command;
+}
+
+jbyteArray makeCommandUnderLock(JNIEnv* env, const std::uint8_t* message, int length) {
+  static Ferrolink::Native::BriefMutex mutex;
+  const std::lock_guard<Ferrolink::Native::BriefMutex> lock(mutex);
+  return makeCommand(env, message, length);
+}
+
+template <auto make>
+int send(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
+         std::vector<std::uint8_t>& waiting) {
+  jbyteArray command = make(env, message, length);
   auto response = static_cast<jbyteArray>(
       env->CallStaticObjectMethod(method.receiver, method.sendCommand, command));
   check(env);
@@ -70,21 +84,32 @@ int send(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int
   return answered;
 }
 
-}  // namespace
-
-int callWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
-                         std::uint8_t* answer, std::vector<std::uint8_t>& waiting) {
+template <auto make>
+int call(const JavaMethod& method, const std::uint8_t* message, int length, std::uint8_t* answer,
+         std::vector<std::uint8_t>& waiting) {
   JNIEnv* env = nullptr;
   const bool attach = method.vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8) != JNI_OK;
   if (attach) {
     method.vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
   }
-  const int answered = send(env, method, message, length, waiting);
+  const int answered = send<make>(env, method, message, length, waiting);
   if (attach) {
     method.vm->DetachCurrentThread();
   }
   std::memcpy(answer, waiting.data(), static_cast<std::size_t>(answered));
   return answered;
+}
+
+}  // namespace
+
+int callWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
+                         std::uint8_t* answer, std::vector<std::uint8_t>& waiting) {
+  return call<makeCommand>(method, message, length, answer, waiting);
+}
+
+int callWithOneLock(const JavaMethod& method, const std::uint8_t* message, int length,
+                    std::uint8_t* answer, std::vector<std::uint8_t>& waiting) {
+  return call<makeCommandUnderLock>(method, message, length, answer, waiting);
 }
 
 }  // namespace FerrolinkBench

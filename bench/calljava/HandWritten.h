@@ -30,6 +30,11 @@ int callWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* mes
 int callWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
                          std::uint8_t* answer, std::vector<std::uint8_t>& waiting);
 
+/// The same, and the command's array is made and filled under one lock of the process, as the
+/// library does it, with the library's own lock.
+int callWithOneLock(const JavaMethod& method, const std::uint8_t* message, int length,
+                    std::uint8_t* answer, std::vector<std::uint8_t>& waiting);
+
 }  // namespace FerrolinkBench
 
 #endif
