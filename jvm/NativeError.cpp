@@ -1,7 +1,12 @@
 #include "jvm/NativeError.h"
 
+#include <pthread.h>
+
 #include <exception>
 #include <mutex>
+#include <new>
+
+#include "native/ReentryGuard.h"
 
 namespace NativeError {
 namespace {
@@ -11,20 +16,89 @@ std::mutex errorMessageMutex;  // held for a copy only
 // Never destroyed: threads may still fail while the process exits.
 std::string& errorMessage = *new std::string("Undefined error");
 
-}  // namespace
+/// Room for a thread's own text. Plain data: the string in it is made by the first failure and
+/// destroyed by hand at the thread's end, after the thread-locals that have destructors.
+struct OwnText {
+  alignas(std::string) unsigned char room[sizeof(std::string)];
+  bool made;
+  bool waiting;
+};
+FERROLINK_THREAD_LOCAL OwnText own{};
 
-void store(const char* text) noexcept {
-  const std::lock_guard<std::mutex> lock(errorMessageMutex);
+std::string& ownString() {
+  return *std::launder(reinterpret_cast<std::string*>(own.room));
+}
+
+// Other destructors of this thread may fail after this: the thread then begins anew, and this runs
+// again.
+void endThisThread(void* /*mark*/) {
+  if (own.made) {
+    ownString().~basic_string();
+  }
+  own.made = false;
+  own.waiting = false;
+}
+
+struct ThreadEndKey {
+  pthread_key_t key;
+  bool made;
+};
+
+// A key of the threads library, made once and never given back: its destructor is code of a library
+// that stays mapped, and runs for no thread when the process exits.
+bool noticeEndOfThisThread() {
+  static const ThreadEndKey end = [] {
+    ThreadEndKey made{};
+    made.made = pthread_key_create(&made.key, &endThisThread) == 0;
+    return made;
+  }();
+  return end.made && pthread_setspecific(end.key, &own) == 0;
+}
+
+void assign(std::string& to, const char* text) noexcept {
   try {
-    errorMessage = text;
+    to = text;
   } catch (const std::exception&) {
-    errorMessage = "std::bad_alloc";  // short enough to need no memory
+    to = "std::bad_alloc";  // short enough to need no memory
   }
 }
 
+// Where the end of the thread would go unnoticed, it has no text of its own: that would never be
+// freed.
+void storeOwn(const char* text) noexcept {
+  if (!own.made) {
+    if (!noticeEndOfThisThread()) {
+      return;
+    }
+    new (own.room) std::string();
+    own.made = true;
+  }
+  assign(ownString(), text);
+  own.waiting = true;
+}
+
+}  // namespace
+
+void store(const char* text) noexcept {
+  storeOwn(text);
+  const std::lock_guard<std::mutex> lock(errorMessageMutex);
+  assign(errorMessage, text);
+}
+
 std::string text() {
+  if (own.waiting) {
+    return ownString();
+  }
   const std::lock_guard<std::mutex> lock(errorMessageMutex);
   return errorMessage;
+}
+
+void forgetOwn() noexcept {
+  if (!own.waiting) {
+    return;
+  }
+  own.waiting = false;
+  std::string().swap(ownString());
 }
 
 }  // namespace NativeError

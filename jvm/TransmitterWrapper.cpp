@@ -209,6 +209,9 @@ TRANSMITTER_WRAPPER(jstring, getNativeError)(JNIEnv* env, jobject /*self*/) {
   try {
     jstring text = env->NewStringUTF(toModifiedUtf8(NativeError::text()).c_str());
     Jni::clearPendingException(env);
+    if (text != nullptr) {
+      NativeError::forgetOwn();
+    }
     return text;
   } catch (const std::exception&) {
     return nullptr;  // no memory for it, as where the JVM has none

@@ -158,6 +158,7 @@ PROCESS_CASE(failAtOnce) {
     start.arrive_and_wait();
     for (int n = 0; n < 2000; ++n) {
       NativeError::store(own.c_str());
+      NativeError::forgetOwn();
       const std::string text = NativeError::text();
       const auto length = static_cast<std::size_t>(3000 + text.front() - 'a');
       if (text != std::string(length, text.front())) {

@@ -11,9 +11,6 @@ import java.util.regex.Pattern;
  * {@link #code}, {@link #text} and {@link #runtimeInfo} are its parts. A code means something only
  * together with its prefix.
  *
- * <p>The native library keeps the text of one failure per process, the last. Where several threads
- * fail at the same moment, the text may be that of another thread's failure; it is whole in any case.
- *
  * <p><b>Threads:</b> immutable but for what every Throwable can be given; safe for any thread.
  */
 public class FerrolinkException extends RuntimeException {

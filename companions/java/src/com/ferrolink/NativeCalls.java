@@ -12,7 +12,7 @@ interface NativeCalls {
     /** Fills the buffer, whose first byte names the target runtime; negative for a failure. */
     int readResponse(byte[] buffer);
 
-    /** The text of the process's last failure, whichever thread it happened on. */
+    /** The text of this thread's last failure, to be asked for once, right after it. */
     String getNativeError();
 
     /** Registers what answers commands from other runtimes; null for nothing. */

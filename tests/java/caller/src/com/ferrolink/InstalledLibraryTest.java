@@ -79,6 +79,12 @@ final class InstalledLibraryTest {
                 ""), printed);
     }
 
+    @Test
+    @DisplayName("gives each thread the text of its own failure, whichever others fail meanwhile")
+    void ownFailures() throws Exception {
+        assertEquals("400 of 400\n", child(archive).run(OwnFailuresProgram.class));
+    }
+
     @ParameterizedTest
     @ValueSource(strings = {"", "-Xcheck:jni"})
     @DisplayName("carries commands of a Java program and those that come back to it")

@@ -84,10 +84,12 @@ public final class TransmitterWrapper {
     public static native int setWorkingDirectory(String path);
 
     /**
-     * The text of the last failure of any of these methods, on whichever thread it happened: of two
-     * threads that fail at the same moment both may get the same text. Reading does not reset it.
+     * The text of a failure of these methods. A thread on which one of them has failed gets the text of
+     * its own last failure, once. Every other call returns the text of the last failure in the process,
+     * on whichever thread it happened, which reading does not reset.
      *
-     * @return the text, {@code Undefined error} before any failure; null if the heap has no room for it
+     * @return the text, {@code Undefined error} before any failure; null if the heap has no room for it,
+     *     and a text of the thread's own goes on waiting
      */
     public static native String getNativeError();
 
