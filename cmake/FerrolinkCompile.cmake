@@ -6,7 +6,7 @@
 # ferrolink_program(<target>): a program of the installation tree.
 #
 # FERROLINK_QUICK_COMPILE, set in a directory: its targets are compiled without optimization and with
-# line numbers only. For test programs, whose time is spent in the compiler: with it they take a third.
+# line numbers only. Meant for test programs: they compile in about a third of the time.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_cxx_compiler_flag(-fno-gnu-unique FERROLINK_HAS_NO_GNU_UNIQUE)
