@@ -1,8 +1,10 @@
 #include "companions/tcp/Connection.h"
 
+#include <poll.h>
+
 #include <algorithm>
-#include <array>
 #include <asio/error.hpp>
+#include <cstring>
 #include <system_error>
 
 namespace Ferrolink::Companions::Tcp {
@@ -11,91 +13,140 @@ namespace {
 // Header and beginning of a frame go out together.
 constexpr std::size_t kFirstPiece = 16U << 10U;
 
-// Memory for a frame grows with what has arrived of it, so that an announced length alone costs
-// nothing.
-constexpr std::size_t kFirstRoom = 64U << 10U;
+[[noreturn]] void raise(const asio::error_code& error) {
+  throw std::system_error(error);
+}
 
 }  // namespace
 
+short PlainConnection::awaitedEvents() const {
+  return POLLIN;
+}
+
 Wire::GreetingBytes Connection::receiveGreeting() {
-  Wire::GreetingBytes greeting{};
-  std::size_t got = 0;
-  while (got < greeting.size()) {
-    asio::error_code error;
-    got += readSome(asio::buffer(greeting) + got, error);
-    if (error == asio::error::eof && got > 0) {
-      break;
-    }
-    if (error) {
-      throw std::system_error(error);
-    }
+  asio::error_code error;
+  while (unread() < Wire::kGreetingSize && !error) {
+    fill(error);
   }
+  if (error && (error != asio::error::eof || unread() == 0)) {
+    raise(error);
+  }
+  Wire::GreetingBytes greeting{};
+  const std::size_t got = std::min(unread(), greeting.size());
+  std::copy_n(m_ahead.begin() + static_cast<std::ptrdiff_t>(m_taken), got, greeting.begin());
+  m_taken += got;
   return greeting;
 }
 
-void Connection::send(Wire::Status status, std::span<const std::uint8_t> bytes) {
+void Connection::send(Wire::FrameHeader header, std::span<const std::uint8_t> bytes) {
   if (bytes.size() > m_limit) {
     throw FrameTooLong(bytes.size(), m_limit);
   }
+  header.length = static_cast<std::uint32_t>(bytes.size());
   std::array<std::uint8_t, kFirstPiece> first;
-  const auto header = Wire::frameHeader(static_cast<std::uint32_t>(bytes.size()), status);
-  const std::size_t taken = std::min(bytes.size(), first.size() - header.size());
-  std::copy(header.begin(), header.end(), first.begin());
-  std::copy_n(bytes.begin(), taken, first.begin() + header.size());
-  writeAll(std::span(first).first(header.size() + taken));
+  const Wire::FrameHeaderBytes written = Wire::toBytes(header);
+  const std::size_t taken = std::min(bytes.size(), first.size() - written.size());
+  std::copy(written.begin(), written.end(), first.begin());
+  std::copy_n(bytes.begin(), taken, first.begin() + written.size());
+  writeAll(std::span(first).first(written.size() + taken));
   writeAll(bytes.subspan(taken));
 }
 
-std::optional<Frame> Connection::receive() {
-  std::array<std::uint8_t, Wire::kFrameHeaderSize> header{};
-  if (!readAllOrNothing(header)) {
-    return std::nullopt;
+bool Connection::receiveHeader(Wire::FrameHeader& header) {
+  asio::error_code error;
+  while (unread() < Wire::kFrameHeaderSize && !error) {
+    fill(error);
   }
-  const std::size_t length = Wire::frameLength(header);
-  if (length > m_limit) {
-    throw FrameTooLong(length, m_limit);
+  if (error == asio::error::eof && unread() == 0) {
+    return false;
   }
-  Frame frame{static_cast<Wire::Status>(header.back()), {}};
-  for (std::size_t got = 0; got < length; got = frame.bytes.size()) {
-    const std::size_t piece = std::min(length - got, std::max(got, kFirstRoom));
-    frame.bytes.resize(got + piece);
-    readAll(std::span(frame.bytes).subspan(got));
+  if (error) {
+    raise(error);
   }
-  return frame;
+  Wire::FrameHeaderBytes bytes;
+  std::copy_n(m_ahead.begin() + static_cast<std::ptrdiff_t>(m_taken), bytes.size(), bytes.begin());
+  m_taken += bytes.size();
+  if (!Wire::isWellFormed(bytes)) {
+    raise(std::make_error_code(std::errc::bad_message));
+  }
+  header = Wire::fromBytes(bytes);
+  if (header.length > m_limit) {
+    throw FrameTooLong(header.length, m_limit);
+  }
+  return true;
+}
+
+void Connection::receiveBytes(Bytes& bytes, std::size_t count) {
+  const std::size_t had = bytes.size();
+  bytes.resize(had + count);
+  readAll(std::span(bytes).subspan(had));
+}
+
+bool Connection::receive(Frame& frame) {
+  if (!receiveHeader(frame.header)) {
+    return false;
+  }
+  const std::size_t length = frame.header.length;
+  // Bytes that are there already are overwritten: what is neither freed nor added needs no zeros.
+  if (length <= frame.bytes.capacity()) {
+    frame.bytes.resize(length);
+    readAll(frame.bytes);
+    return true;
+  }
+  frame.bytes.clear();
+  while (frame.bytes.size() < length) {
+    const std::size_t got = frame.bytes.size();
+    receiveBytes(frame.bytes, std::min(length - got, std::max(got, kFirstRoom)));
+  }
+  return true;
 }
 
 void Connection::writeAll(std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
     asio::error_code error;
-    const std::size_t written = writeSome(asio::buffer(bytes.data(), bytes.size()), error);
+    const std::size_t written = writeSome(bytes, error);
     if (error) {
-      throw std::system_error(error);
+      raise(error);
     }
     bytes = bytes.subspan(written);
   }
 }
 
-void Connection::readAll(std::span<std::uint8_t> bytes) {
-  if (!bytes.empty() && !readAllOrNothing(bytes)) {
-    throw std::system_error(asio::error::make_error_code(asio::error::eof));
+void Connection::readAll(std::span<std::uint8_t> room) {
+  while (!room.empty()) {
+    asio::error_code error;
+    const std::size_t got = readUpTo(room, error);
+    if (error) {
+      raise(error);
+    }
+    room = room.subspan(got);
   }
 }
 
-bool Connection::readAllOrNothing(std::span<std::uint8_t> bytes) {
-  bool nothing = true;
-  while (!bytes.empty()) {
-    asio::error_code error;
-    const std::size_t got = readSome(asio::buffer(bytes.data(), bytes.size()), error);
-    if (nothing && error == asio::error::eof) {
-      return false;
+// What was read ahead comes first. A short rest is read ahead as well, a long one straight to where
+// it belongs.
+std::size_t Connection::readUpTo(std::span<std::uint8_t> room, asio::error_code& error) {
+  if (unread() == 0) {
+    if (room.size() >= m_ahead.size()) {
+      return readSome(room, error);
     }
+    fill(error);
     if (error) {
-      throw std::system_error(error);
+      return 0;
     }
-    nothing = false;
-    bytes = bytes.subspan(got);
   }
-  return true;
+  const std::size_t count = std::min(unread(), room.size());
+  std::memcpy(room.data(), m_ahead.data() + m_taken, count);
+  m_taken += count;
+  return count;
+}
+
+// Only as many bytes are unread when it is called as a header or a greeting has at most.
+void Connection::fill(asio::error_code& error) {
+  std::memmove(m_ahead.data(), m_ahead.data() + m_taken, unread());
+  m_filled = unread();
+  m_taken = 0;
+  m_filled += readSome(std::span(m_ahead).subspan(m_filled), error);
 }
 
 }  // namespace Ferrolink::Companions::Tcp

@@ -1,10 +1,9 @@
 #ifndef FERROLINK_COMPANIONS_TCP_CONNECTION_H
 #define FERROLINK_COMPANIONS_TCP_CONNECTION_H
 
-#include <asio/buffer.hpp>
+#include <array>
 #include <cstddef>
 #include <cstdint>
-#include <optional>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -27,12 +26,12 @@ class FrameTooLong : public std::runtime_error {
 };
 
 struct Frame {
-  Wire::Status status = Wire::Status::Payload;
+  Wire::FrameHeader header;
   Bytes bytes;
 };
 
-/// Frames to and from one peer, over TCP as it is or with TLS. One thread at a time. Errors of the
-/// connection are std::system_error; it is of no use after one.
+/// Frames to and from one peer, over plain TCP or TLS. One thread at a time. Errors of the
+/// connection are std::system_error; the connection is of no use after one.
 class Connection {
  public:
   explicit Connection(std::uint32_t limit) : m_limit(limit) {}
@@ -41,48 +40,83 @@ class Connection {
   virtual ~Connection() = default;
 
   virtual PatientSocket& socket() = 0;
-  /// What comes before the first byte; reports errors.
+  /// What comes before the first byte; reports errors. While the socket does not wait: would_block
+  /// until it is done, to be called again when awaitedEvents() happen.
   virtual void handshake(asio::error_code& error) = 0;
+  /// What an operation that reported would_block waits for: POLLIN or POLLOUT.
+  [[nodiscard]] virtual short awaitedEvents() const = 0;
+  /// Whether the peer is there and has sent nothing that was not read. Does not wait.
+  virtual bool isQuiet() = 0;
 
   void sendGreeting(Wire::Greeting kind) { writeAll(Wire::greeting(kind)); }
   /// What the peer says first; zeros behind it where it then closes. Errors: eof where it says
-  /// nothing.
+  /// nothing. While the socket does not wait: would_block until all of it has come, to be called
+  /// again; what came is kept.
   Wire::GreetingBytes receiveGreeting();
 
-  /// Errors: also FrameTooLong, before anything is sent.
-  void send(Wire::Status status, std::span<const std::uint8_t> bytes);
-  /// The peer's next frame; none where it has closed in place of one. Errors: also FrameTooLong,
-  /// before memory is taken for it.
-  std::optional<Frame> receive();
+  /// Sends `header`, with the length of `bytes` in it, and `bytes`. Errors: also FrameTooLong,
+  /// before anything is sent.
+  void send(Wire::FrameHeader header, std::span<const std::uint8_t> bytes);
+
+  /// Receives the header of the peer's next frame; false where it has closed in place of one.
+  /// Errors: also FrameTooLong, and bad_message where the bytes are no header.
+  bool receiveHeader(Wire::FrameHeader& header);
+  /// Appends the next `count` bytes of a frame to `bytes`.
+  void receiveBytes(Bytes& bytes, std::size_t count);
+  /// Receives the next frame; memory for it grows with what has arrived. False where the peer has
+  /// closed in place of one. `frame.bytes` keeps its capacity. Errors: as above.
+  bool receive(Frame& frame);
+
+  /// Bytes that have arrived and were not asked for yet.
+  [[nodiscard]] std::size_t unread() const { return m_filled - m_taken; }
 
   [[nodiscard]] std::uint32_t limit() const { return m_limit; }
 
+  /// The number of the last command on this connection; 0 before the first. The client takes the
+  /// next one for each command that it sends, the server for each that it expects.
+  [[nodiscard]] std::uint32_t number() const { return m_number; }
+  std::uint32_t nextNumber() { return ++m_number; }
+  /// Whether no further command can have a number.
+  [[nodiscard]] bool isUsedUp() const { return m_number == Wire::kLastNumber; }
+
+  /// Memory for a frame grows by this at least, and no faster than it doubles.
+  static constexpr std::size_t kFirstRoom = 64U << 10U;
+
  private:
-  virtual std::size_t readSome(asio::mutable_buffer buffer, asio::error_code& error) = 0;
-  virtual std::size_t writeSome(asio::const_buffer buffer, asio::error_code& error) = 0;
+  virtual std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) = 0;
+  virtual std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) = 0;
 
   void writeAll(std::span<const std::uint8_t> bytes);
-  void readAll(std::span<std::uint8_t> bytes);
-  bool readAllOrNothing(std::span<std::uint8_t> bytes);
+  void readAll(std::span<std::uint8_t> room);
+  std::size_t readUpTo(std::span<std::uint8_t> room, asio::error_code& error);
+  void fill(asio::error_code& error);
 
   const std::uint32_t m_limit;
+  std::uint32_t m_number = 0;
+
+  // Header and bytes of a short frame arrive with one read; what was read ahead waits here.
+  std::array<std::uint8_t, 4096> m_ahead;
+  std::size_t m_taken = 0;
+  std::size_t m_filled = 0;
 };
 
-/// TCP as it is.
+/// Plain TCP.
 class PlainConnection : public Connection {
  public:
   PlainConnection(PatientSocket socket, std::uint32_t limit)
       : Connection(limit), m_socket(std::move(socket)) {}
 
   PatientSocket& socket() override { return m_socket; }
-  void handshake(asio::error_code& /*error*/) override {}
+  void handshake(asio::error_code& error) override { error.clear(); }
+  [[nodiscard]] short awaitedEvents() const override;
+  bool isQuiet() override { return unread() == 0 && m_socket.isQuiet(); }
 
  private:
-  std::size_t readSome(asio::mutable_buffer buffer, asio::error_code& error) override {
-    return m_socket.read_some(buffer, error);
+  std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) override {
+    return m_socket.receive(room, error);
   }
-  std::size_t writeSome(asio::const_buffer buffer, asio::error_code& error) override {
-    return m_socket.write_some(buffer, error);
+  std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) override {
+    return m_socket.send(bytes, error);
   }
 
   PatientSocket m_socket;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <asio/error.hpp>
 #include <cerrno>
 #include <climits>
 
@@ -14,9 +15,6 @@ namespace Ferrolink::Companions::Tcp {
 namespace {
 
 // A peer that is gone without a word is noticed after two minutes.
-using KeepIdle = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_KEEPIDLE>;
-using KeepInterval = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_KEEPINTVL>;
-using KeepCount = asio::detail::socket_option::integer<IPPROTO_TCP, TCP_KEEPCNT>;
 constexpr int kKeepIdleSeconds = 60;
 constexpr int kKeepIntervalSeconds = 10;
 constexpr int kKeepCount = 6;
@@ -25,85 +23,185 @@ asio::error_code lastError() {
   return {errno, asio::system_category()};
 }
 
+bool wouldBlock() {
+  return errno == EAGAIN || errno == EWOULDBLOCK;
+}
+
+// Milliseconds for poll(2), rounded up.
+int pollTime(std::chrono::nanoseconds left) {
+  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
+  return static_cast<int>(std::clamp<long long>(milliseconds, 0, INT_MAX));
+}
+
 }  // namespace
 
 void closeOnExec(int descriptor) {
   fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
 
-PatientSocket::PatientSocket(Socket socket) : m_socket(std::move(socket)) {
-  m_socket.non_blocking(true);
-  closeOnExec(m_socket.native_handle());
+PatientSocket PatientSocket::open(const asio::ip::tcp& protocol) {
+  FileDescriptor socket(
+      ::socket(protocol.family(), protocol.type() | SOCK_CLOEXEC, protocol.protocol()));
+  if (!socket.owns()) {
+    throw std::system_error(lastError());
+  }
+  return PatientSocket(std::move(socket));
 }
 
-void PatientSocket::connect(const asio::ip::tcp::endpoint& endpoint, asio::error_code& error) {
-  const int descriptor = m_socket.native_handle();
-  if (::connect(descriptor, endpoint.data(), static_cast<socklen_t>(endpoint.size())) == 0) {
-    return;
+// Connecting is done without blocking: only poll(2) can be limited, and a connect that a signal
+// interrupted cannot be repeated.
+void PatientSocket::connect(const Endpoint& endpoint, asio::error_code& error) {
+  const int descriptor = m_socket.get();
+  const int flags = fcntl(descriptor, F_GETFL);
+  fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
+  if (::connect(descriptor, endpoint.data(), static_cast<socklen_t>(endpoint.size())) != 0) {
+    if (errno != EINPROGRESS && errno != EINTR) {
+      error = lastError();
+    } else if (wait(POLLOUT, error)) {
+      int reason = 0;
+      socklen_t size = sizeof reason;
+      getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &reason, &size);
+      error = asio::error_code(reason, asio::system_category());
+    }
   }
-  if (errno != EINPROGRESS && errno != EINTR) {
-    error = lastError();
-    return;
-  }
-  if (!wait(POLLOUT, error)) {
-    return;
-  }
-  int reason = 0;
-  socklen_t size = sizeof reason;
-  getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &reason, &size);
-  error = asio::error_code(reason, asio::system_category());
+  fcntl(descriptor, F_SETFL, flags);
 }
 
-void PatientSocket::tune(asio::error_code& error) {
-  const auto set = [&](const auto& option) {
-    if (!error) {
-      m_socket.set_option(option, error);
+void PatientSocket::tune(std::chrono::milliseconds unacknowledged, asio::error_code& error) {
+  const auto set = [&](int level, int option, int value) {
+    if (!error && setsockopt(m_socket.get(), level, option, &value, sizeof value) != 0) {
+      error = lastError();
     }
   };
-  set(asio::ip::tcp::no_delay(true));
-  set(asio::socket_base::keep_alive(true));
-  set(KeepIdle(kKeepIdleSeconds));
-  set(KeepInterval(kKeepIntervalSeconds));
-  set(KeepCount(kKeepCount));
+  set(IPPROTO_TCP, TCP_NODELAY, 1);
+  set(SOL_SOCKET, SO_KEEPALIVE, 1);
+  set(IPPROTO_TCP, TCP_KEEPIDLE, kKeepIdleSeconds);
+  set(IPPROTO_TCP, TCP_KEEPINTVL, kKeepIntervalSeconds);
+  set(IPPROTO_TCP, TCP_KEEPCNT, kKeepCount);
+  set(IPPROTO_TCP, TCP_USER_TIMEOUT,
+      static_cast<int>(std::min<long long>(unacknowledged.count(), INT_MAX)));
+}
+
+std::size_t PatientSocket::receive(std::span<std::uint8_t> room, asio::error_code& error) {
+  error.clear();
+  if (room.empty()) {
+    return 0;
+  }
+  // With limits it waits first: bytes that are awaited are mostly not there yet.
+  bool waitFirst = isLimited() && !m_dontWait && !m_moreExpected;
+  for (;;) {
+    if (waitFirst && !wait(POLLIN, error)) {
+      return 0;
+    }
+    const ssize_t got =
+        ::recv(m_socket.get(), room.data(), room.size(), isLimited() ? MSG_DONTWAIT : 0);
+    if (got > 0) {
+      m_moreExpected = static_cast<std::size_t>(got) == room.size();
+      return static_cast<std::size_t>(got);
+    }
+    if (got == 0) {
+      error = asio::error::eof;
+      return 0;
+    }
+    waitFirst = wouldBlock();
+    if (waitFirst && m_dontWait) {
+      error = asio::error::would_block;
+      return 0;
+    }
+    if (!waitFirst && errno != EINTR) {
+      error = lastError();
+      return 0;
+    }
+  }
+}
+
+std::size_t PatientSocket::send(std::span<const std::uint8_t> bytes, asio::error_code& error) {
+  error.clear();
+  for (;;) {
+    const ssize_t sent = ::send(m_socket.get(), bytes.data(), bytes.size(),
+                                MSG_NOSIGNAL | (isLimited() ? MSG_DONTWAIT : 0));
+    if (sent >= 0) {
+      return static_cast<std::size_t>(sent);
+    }
+    if (wouldBlock()) {
+      if (m_dontWait) {
+        error = asio::error::would_block;
+        return 0;
+      }
+      if (!wait(POLLOUT, error)) {
+        return 0;
+      }
+    } else if (errno != EINTR) {
+      error = lastError();
+      return 0;
+    }
+  }
 }
 
 std::uint8_t PatientSocket::peek(asio::error_code& error) {
+  error.clear();
   std::uint8_t byte = 0;
-  const std::size_t got = retry(POLLIN, error, [&] {
-    return m_socket.receive(asio::buffer(&byte, 1), asio::socket_base::message_peek, error);
-  });
-  return got == 1 ? byte : std::uint8_t{0};
+  for (;;) {
+    if (!m_dontWait && isLimited() && !wait(POLLIN, error)) {
+      return 0;
+    }
+    const ssize_t got =
+        ::recv(m_socket.get(), &byte, 1, MSG_PEEK | (isLimited() ? MSG_DONTWAIT : 0));
+    if (got > 0) {
+      return byte;
+    }
+    if (got == 0) {
+      error = asio::error::eof;
+      return 0;
+    }
+    if (wouldBlock() && m_dontWait) {
+      error = asio::error::would_block;
+      return 0;
+    }
+    if (!wouldBlock() && errno != EINTR) {
+      error = lastError();
+      return 0;
+    }
+  }
 }
 
-bool PatientSocket::isQuiet() {
+bool PatientSocket::isQuiet() const {
   std::uint8_t byte = 0;
-  asio::error_code error;
-  m_socket.receive(asio::buffer(&byte, 1), asio::socket_base::message_peek, error);
-  return error == asio::error::would_block || error == asio::error::try_again;
+  return ::recv(m_socket.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && wouldBlock();
 }
 
 void PatientSocket::drain() {
-  asio::error_code error;
-  m_socket.shutdown(Socket::shutdown_send, error);
+  ::shutdown(m_socket.get(), SHUT_WR);
   std::array<std::uint8_t, 4096> unwanted;
+  asio::error_code error;
   while (!error) {
-    read_some(asio::buffer(unwanted), error);
+    receive(unwanted, error);
   }
 }
 
 void PatientSocket::endReading() {
-  ::shutdown(m_socket.native_handle(), SHUT_RD);
+  ::shutdown(m_socket.get(), SHUT_RD);
 }
 
-bool PatientSocket::wait(short events, asio::error_code& error) {
+void PatientSocket::cut() {
+  ::shutdown(m_socket.get(), SHUT_RDWR);
+}
+
+// Whether the socket became ready before the limits were over.
+bool PatientSocket::wait(short events, asio::error_code& error) const {
+  const auto started = Clock::now();
   for (;;) {
-    int milliseconds = -1;
+    const auto now = Clock::now();
+    std::optional<std::chrono::nanoseconds> left;
     if (m_deadline) {
-      const auto left = std::chrono::ceil<std::chrono::milliseconds>(*m_deadline - Clock::now());
-      milliseconds = static_cast<int>(std::clamp<long long>(left.count(), 0, INT_MAX));
+      left = *m_deadline - now;
     }
-    pollfd watched{m_socket.native_handle(), events, 0};
-    const int ready = poll(&watched, 1, milliseconds);
+    if (m_silence) {
+      const std::chrono::nanoseconds ofSilence = started + *m_silence - now;
+      left = left ? std::min(*left, ofSilence) : ofSilence;
+    }
+    pollfd watched{m_socket.get(), events, 0};
+    const int ready = poll(&watched, 1, left ? pollTime(*left) : -1);
     if (ready > 0) {
       error.clear();
       return true;

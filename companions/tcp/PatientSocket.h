@@ -1,65 +1,64 @@
 #ifndef FERROLINK_COMPANIONS_TCP_PATIENTSOCKET_H
 #define FERROLINK_COMPANIONS_TCP_PATIENTSOCKET_H
 
-#include <poll.h>
-
 #include <asio/ip/tcp.hpp>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
+#include <system_error>
 #include <utility>
+
+#include "companions/utils/FileDescriptor.h"
 
 namespace Ferrolink::Companions::Tcp {
 
 /// Keeps a descriptor from programs that the process starts.
 void closeOnExec(int descriptor);
 
-/// A TCP socket that waits for its peer until a deadline, and that signals do not disturb. Runs on
-/// the calling thread alone; nobody needs to run the socket's io_context. Also the lower layer of a
-/// TLS stream, hence the names that Asio asks for.
+/// A connected TCP socket that waits for its peer, with or without limits, and that signals do not
+/// disturb. Belongs to no event loop: waiting happens on the calling thread.
 ///
-/// Thread rule: one thread at a time, but for endReading. Operations report errors; one that is not
-/// done at the deadline reports asio::error::timed_out.
+/// Thread rule: one thread at a time, but for endReading and cut. Operations report errors: a limit
+/// that is over is asio::error::timed_out, the end of the stream asio::error::eof. A closed peer
+/// raises no SIGPIPE.
+///
+/// System calls: one for a receive without limits, two (poll, recv) with them; one for a send that
+/// the kernel has room for.
 class PatientSocket {
  public:
-  using Socket = asio::ip::tcp::socket;
-  using lowest_layer_type = Socket::lowest_layer_type;
-  using executor_type = Socket::executor_type;
   using Clock = std::chrono::steady_clock;
+  using Endpoint = asio::ip::tcp::endpoint;
 
-  /// An open socket, connected or not. Errors: std::system_error.
-  explicit PatientSocket(Socket socket);
+  /// Takes an open stream socket, connected or not.
+  explicit PatientSocket(FileDescriptor socket) : m_socket(std::move(socket)) {}
+  /// A new socket for endpoints of that kind. Errors: std::system_error.
+  static PatientSocket open(const asio::ip::tcp& protocol);
 
-  lowest_layer_type& lowest_layer() { return m_socket.lowest_layer(); }
-  executor_type get_executor() { return m_socket.get_executor(); }
+  /// Every operation ends at that moment at the latest; without one, they do not.
+  void waitUntil(std::optional<Clock::time_point> deadline) { m_deadline = deadline; }
+  /// Each wait for a byte to come, or for room for one, ends after that time.
+  void waitAtMost(std::optional<std::chrono::milliseconds> silence) { m_silence = silence; }
+  /// Operations that would wait report asio::error::would_block instead, as long as this is on.
+  void dontWait(bool on) { m_dontWait = on; }
 
-  /// From now on operations end after that time; without one they never do.
-  void limitTime(std::optional<std::chrono::milliseconds> limit) {
-    m_deadline = limit ? std::optional(Clock::now() + *limit) : std::nullopt;
-  }
+  void connect(const Endpoint& endpoint, asio::error_code& error);
 
-  void connect(const asio::ip::tcp::endpoint& endpoint, asio::error_code& error);
+  /// Sends small pieces at once and finds out about peers that are gone: an idle one after two
+  /// minutes, one that owes us an acknowledgement after `unacknowledged`.
+  void tune(std::chrono::milliseconds unacknowledged, asio::error_code& error);
 
-  /// Sends small pieces at once and finds out about peers that are gone.
-  void tune(asio::error_code& error);
-
-  template <class Buffers>
-  std::size_t read_some(const Buffers& buffers, asio::error_code& error) {
-    return retry(POLLIN, error, [&] { return m_socket.read_some(buffers, error); });
-  }
-
-  template <class Buffers>
-  std::size_t write_some(const Buffers& buffers, asio::error_code& error) {
-    return retry(POLLOUT, error, [&] { return m_socket.write_some(buffers, error); });
-  }
+  /// At least one byte, unless there is an error. An empty span is none.
+  std::size_t receive(std::span<std::uint8_t> room, asio::error_code& error);
+  std::size_t send(std::span<const std::uint8_t> bytes, asio::error_code& error);
 
   /// The next byte, which stays to be read.
   std::uint8_t peek(asio::error_code& error);
 
-  /// Whether a peer that has nothing to say is still there: neither has it closed, nor sent
-  /// anything.
-  bool isQuiet();
+  /// Whether a peer that has nothing to say is still there: it has neither closed nor sent
+  /// anything. Does not wait.
+  [[nodiscard]] bool isQuiet() const;
 
   /// Reads and forgets what comes until the peer closes. Closing before that could cost the peer
   /// what was written last.
@@ -67,26 +66,22 @@ class PatientSocket {
 
   /// Any thread: whoever waits for bytes, or will, finds the end of the stream. Writing goes on.
   void endReading();
+  /// Any thread: both directions end at once.
+  void cut();
+
+  [[nodiscard]] int descriptor() const { return m_socket.get(); }
+  /// Gives the descriptor away; the socket is of no use afterwards.
+  FileDescriptor release() { return std::move(m_socket); }
 
  private:
-  bool wait(short events, asio::error_code& error);
+  [[nodiscard]] bool isLimited() const { return m_deadline || m_silence || m_dontWait; }
+  bool wait(short events, asio::error_code& error) const;
 
-  template <class Operation>
-  std::size_t retry(short events, asio::error_code& error, Operation operation) {
-    for (;;) {
-      const std::size_t done = operation();
-      if (error == asio::error::would_block || error == asio::error::try_again) {
-        if (!wait(events, error)) {
-          return 0;
-        }
-      } else if (error != asio::error::interrupted) {
-        return done;
-      }
-    }
-  }
-
-  Socket m_socket;
+  FileDescriptor m_socket;
   std::optional<Clock::time_point> m_deadline;
+  std::optional<std::chrono::milliseconds> m_silence;
+  bool m_dontWait = false;
+  bool m_moreExpected = false;  ///< the last receive filled its room: more is there already
 };
 
 }  // namespace Ferrolink::Companions::Tcp

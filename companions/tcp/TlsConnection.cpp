@@ -1,10 +1,17 @@
 #include "companions/tcp/TlsConnection.h"
 
+#include <openssl/err.h>
+#include <poll.h>
+
+#include <asio/error.hpp>
 #include <asio/ssl/error.hpp>
+#include <new>
 #include <utility>
 
 namespace Ferrolink::Companions::Tcp {
 namespace {
+
+constexpr std::size_t kReadAhead = 64U << 10U;
 
 void require(const asio::error_code& error, const std::string& what, const std::string& file) {
   if (error) {
@@ -45,25 +52,134 @@ TlsConnection::TlsConnection(PatientSocket socket, std::uint32_t limit, TlsConte
                              Side side)
     : Connection(limit),
       m_context(std::move(context)),
-      m_side(side),
-      m_stream(std::move(socket), *m_context) {}
+      m_socket(std::move(socket)),
+      m_tls(SSL_new(m_context->native_handle())) {
+  BIO* bio = m_tls ? BIO_new(socketMethod()) : nullptr;
+  if (bio == nullptr) {
+    throw std::bad_alloc();
+  }
+  BIO_set_data(bio, this);
+  BIO_set_init(bio, 1);
+  SSL_set_bio(m_tls.get(), bio, bio);
+  // One read takes all records that have come.
+  SSL_set_read_ahead(m_tls.get(), 1);
+  SSL_set_default_read_buffer_len(m_tls.get(), kReadAhead);
+  SSL_set_mode(m_tls.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
+                                SSL_MODE_RELEASE_BUFFERS);
+  if (side == asio::ssl::stream_base::client) {
+    SSL_set_connect_state(m_tls.get());
+  } else {
+    SSL_set_accept_state(m_tls.get());
+  }
+}
 
 void TlsConnection::handshake(asio::error_code& error) {
-  m_stream.handshake(m_side, error);
+  ERR_clear_error();
+  const int result = SSL_do_handshake(m_tls.get());
+  error = result == 1 ? asio::error_code() : errorOf(result);
+}
+
+short TlsConnection::awaitedEvents() const {
+  return SSL_want_write(m_tls.get()) ? POLLOUT : POLLIN;
+}
+
+bool TlsConnection::isQuiet() {
+  if (unread() != 0 || SSL_has_pending(m_tls.get()) != 0) {
+    return false;
+  }
+  if (m_socket.isQuiet()) {
+    return true;
+  }
+  std::uint8_t byte = 0;
+  m_socket.dontWait(true);
+  ERR_clear_error();
+  const int got = SSL_peek(m_tls.get(), &byte, 1);
+  const bool quiet = got <= 0 && errorOf(got) == asio::error::would_block;
+  m_socket.dontWait(false);
+  return quiet;
+}
+
+std::size_t TlsConnection::readSome(std::span<std::uint8_t> room, asio::error_code& error) {
+  std::size_t got = 0;
+  ERR_clear_error();
+  const int result = SSL_read_ex(m_tls.get(), room.data(), room.size(), &got);
+  error = result == 1 ? asio::error_code() : errorOf(result);
+  return got;
+}
+
+std::size_t TlsConnection::writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) {
+  std::size_t written = 0;
+  ERR_clear_error();
+  const int result = SSL_write_ex(m_tls.get(), bytes.data(), bytes.size(), &written);
+  error = result == 1 ? asio::error_code() : errorOf(result);
+  return written;
 }
 
 // A peer that closes without saying so under TLS has closed: frames have lengths, so that nothing
 // can be cut off unnoticed.
-std::size_t TlsConnection::readSome(asio::mutable_buffer buffer, asio::error_code& error) {
-  const std::size_t got = m_stream.read_some(buffer, error);
-  if (error == asio::ssl::error::stream_truncated) {
-    error = asio::error::eof;
+asio::error_code TlsConnection::errorOf(int result) {
+  switch (SSL_get_error(m_tls.get(), result)) {
+    case SSL_ERROR_WANT_READ:
+    case SSL_ERROR_WANT_WRITE:
+      return asio::error::would_block;
+    case SSL_ERROR_ZERO_RETURN:
+      return asio::error::eof;
+    case SSL_ERROR_SSL:
+      if (m_socketError != asio::error::eof) {
+        return {static_cast<int>(ERR_get_error()), asio::error::get_ssl_category()};
+      }
+      [[fallthrough]];
+    default:
+      return m_socketError ? m_socketError : asio::error::eof;
   }
-  return got;
 }
 
-std::size_t TlsConnection::writeSome(asio::const_buffer buffer, asio::error_code& error) {
-  return m_stream.write_some(buffer, error);
+const BIO_METHOD* TlsConnection::socketMethod() {
+  static const BIO_METHOD* const method = [] {
+    BIO_METHOD* made = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "socket");
+    if (made == nullptr) {
+      throw std::bad_alloc();
+    }
+    BIO_meth_set_read(made, readSocket);
+    BIO_meth_set_write(made, writeSocket);
+    BIO_meth_set_ctrl(made, controlSocket);
+    return made;
+  }();
+  return method;
+}
+
+int TlsConnection::readSocket(BIO* bio, char* room, int size) {
+  auto& self = *static_cast<TlsConnection*>(BIO_get_data(bio));
+  BIO_clear_retry_flags(bio);
+  const std::size_t got = self.m_socket.receive(
+      {reinterpret_cast<std::uint8_t*>(room), static_cast<std::size_t>(size)}, self.m_socketError);
+  if (self.m_socketError == asio::error::would_block) {
+    BIO_set_retry_read(bio);
+  }
+  if (self.m_socketError == asio::error::eof) {
+    return 0;
+  }
+  return self.m_socketError ? -1 : static_cast<int>(got);
+}
+
+int TlsConnection::writeSocket(BIO* bio, const char* bytes, int size) {
+  auto& self = *static_cast<TlsConnection*>(BIO_get_data(bio));
+  BIO_clear_retry_flags(bio);
+  const std::size_t written = self.m_socket.send(
+      {reinterpret_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(size)},
+      self.m_socketError);
+  if (self.m_socketError == asio::error::would_block) {
+    BIO_set_retry_write(bio);
+  }
+  return self.m_socketError ? -1 : static_cast<int>(written);
+}
+
+long TlsConnection::controlSocket(BIO* bio, int command, long /*number*/, void* /*pointer*/) {
+  if (command == BIO_CTRL_EOF) {
+    return static_cast<TlsConnection*>(BIO_get_data(bio))->m_socketError == asio::error::eof ? 1
+                                                                                             : 0;
+  }
+  return command == BIO_CTRL_FLUSH ? 1 : 0;
 }
 
 }  // namespace Ferrolink::Companions::Tcp

@@ -1,8 +1,11 @@
 #ifndef FERROLINK_COMPANIONS_TCP_TLSCONNECTION_H
 #define FERROLINK_COMPANIONS_TCP_TLSCONNECTION_H
 
+#include <openssl/bio.h>
+#include <openssl/ssl.h>
+
 #include <asio/ssl/context.hpp>
-#include <asio/ssl/stream.hpp>
+#include <asio/ssl/stream_base.hpp>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -29,26 +32,42 @@ void useCertificate(asio::ssl::context& context, const std::string& certificateF
 /// Whom this side believes: the authorities in a PEM file, and no others.
 void useAuthorities(asio::ssl::context& context, const std::string& file);
 
-/// TCP with TLS.
+/// TCP with TLS. OpenSSL reads and writes through the socket, with its limits.
 class TlsConnection : public Connection {
  public:
   using Side = asio::ssl::stream_base::handshake_type;
 
+  /// Errors: std::bad_alloc.
   TlsConnection(PatientSocket socket, std::uint32_t limit, TlsContext context, Side side);
 
-  PatientSocket& socket() override { return m_stream.next_layer(); }
+  PatientSocket& socket() override { return m_socket; }
+  /// Errors: those of the socket, or of asio's SSL category.
   void handshake(asio::error_code& error) override;
+  [[nodiscard]] short awaitedEvents() const override;
+  /// Takes in what TLS has to say of itself, such as session tickets.
+  bool isQuiet() override;
 
   /// OpenSSL's object, valid as long as this one.
-  SSL* native() { return m_stream.native_handle(); }
+  SSL* native() { return m_tls.get(); }
 
  private:
-  std::size_t readSome(asio::mutable_buffer buffer, asio::error_code& error) override;
-  std::size_t writeSome(asio::const_buffer buffer, asio::error_code& error) override;
+  struct Free {
+    void operator()(SSL* tls) const { SSL_free(tls); }
+  };
+
+  std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) override;
+  std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) override;
+
+  [[nodiscard]] asio::error_code errorOf(int result);
+  static const BIO_METHOD* socketMethod();
+  static int readSocket(BIO* bio, char* room, int size);
+  static int writeSocket(BIO* bio, const char* bytes, int size);
+  static long controlSocket(BIO* bio, int command, long number, void* pointer);
 
   const TlsContext m_context;
-  const Side m_side;
-  asio::ssl::stream<PatientSocket> m_stream;
+  PatientSocket m_socket;
+  asio::error_code m_socketError;  ///< of the socket's last operation
+  std::unique_ptr<SSL, Free> m_tls;
 };
 
 }  // namespace Ferrolink::Companions::Tcp

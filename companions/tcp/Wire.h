@@ -9,10 +9,10 @@
 /// frames in turn, one for each command and one for each answer.
 namespace Ferrolink::Companions::Tcp::Wire {
 
-inline constexpr std::uint8_t kVersion = 1;
+inline constexpr std::uint8_t kVersion = 2;
 
-/// What a greeting says. A client's differs from a server's, so that nobody mistakes an echo of his
-/// own bytes for an answer.
+/// What a greeting says. A client's differs from a server's, so that an echo of a client's own
+/// bytes is no answer.
 enum class Greeting : std::uint8_t {
   Hello = 0,      ///< of a client
   Welcome = 1,    ///< of a server
@@ -35,26 +35,74 @@ inline constexpr std::uint8_t kTlsHandshake = 0x16;
 /// The first byte of a TLS peer's complaint.
 inline constexpr std::uint8_t kTlsAlert = 0x15;
 
-/// What a frame holds. Commands are Payload.
+/// What a frame holds. Commands are Payload; all others are answers with a text in UTF-8.
 enum class Status : std::uint8_t {
   Payload = 0,
-  Error = 1,       ///< why there is no response, as text in UTF-8
-  FinalError = 2,  ///< the same; no further command is taken on this connection
+  Error = 1,          ///< there is no response; the command may have been executed
+  FinalError = 2,     ///< the same; the server then closes
+  NotBegun = 3,       ///< the command was not begun, and will not be
+  FinalNotBegun = 4,  ///< the same; the server then closes
+  TimeOver = 5,       ///< not begun, since the command's time was over
 };
 
-/// A frame's header: the length of what follows it, big-endian, and the status.
-inline constexpr std::size_t kFrameHeaderSize = 5;
+inline constexpr Status kLastStatus = Status::TimeOver;
 
-constexpr std::array<std::uint8_t, kFrameHeaderSize> frameHeader(std::uint32_t length,
-                                                                 Status status) {
-  return {static_cast<std::uint8_t>(length >> 24), static_cast<std::uint8_t>(length >> 16),
-          static_cast<std::uint8_t>(length >> 8), static_cast<std::uint8_t>(length),
-          static_cast<std::uint8_t>(status)};
+constexpr bool endsConnection(Status status) {
+  return status == Status::FinalError || status == Status::FinalNotBegun;
 }
 
-constexpr std::uint32_t frameLength(const std::array<std::uint8_t, kFrameHeaderSize>& header) {
-  return std::uint32_t{header[0]} << 24 | std::uint32_t{header[1]} << 16 |
-         std::uint32_t{header[2]} << 8 | std::uint32_t{header[3]};
+inline constexpr std::size_t kFrameHeaderSize = 16;
+inline constexpr std::uint32_t kNoTimeLimit = 0xFFFFFFFF;
+
+/// What precedes a frame's bytes. On the wire, numbers are big-endian:
+///
+///     0  length        bytes that follow the header
+///     4  number        of the command on its connection: 1, 2, ...; an answer repeats it
+///     8  milliseconds  the time that is left for a command; kNoTimeLimit: any, also in answers
+///    12  status
+///    13  three zeros
+struct FrameHeader {
+  std::uint32_t length = 0;
+  std::uint32_t number = 0;
+  std::uint32_t milliseconds = kNoTimeLimit;
+  Status status = Status::Payload;
+};
+
+/// The greatest number of a command. A connection that has come to it is closed by its client.
+inline constexpr std::uint32_t kLastNumber = 0xFFFFFFFF;
+
+using FrameHeaderBytes = std::array<std::uint8_t, kFrameHeaderSize>;
+
+constexpr void putNumber(FrameHeaderBytes& bytes, std::size_t at, std::uint32_t number) {
+  bytes[at] = static_cast<std::uint8_t>(number >> 24U);
+  bytes[at + 1] = static_cast<std::uint8_t>(number >> 16U);
+  bytes[at + 2] = static_cast<std::uint8_t>(number >> 8U);
+  bytes[at + 3] = static_cast<std::uint8_t>(number);
+}
+
+constexpr std::uint32_t numberAt(const FrameHeaderBytes& bytes, std::size_t at) {
+  return std::uint32_t{bytes[at]} << 24U | std::uint32_t{bytes[at + 1]} << 16U |
+         std::uint32_t{bytes[at + 2]} << 8U | std::uint32_t{bytes[at + 3]};
+}
+
+constexpr FrameHeaderBytes toBytes(const FrameHeader& header) {
+  FrameHeaderBytes bytes{};
+  putNumber(bytes, 0, header.length);
+  putNumber(bytes, 4, header.number);
+  putNumber(bytes, 8, header.milliseconds);
+  bytes[12] = static_cast<std::uint8_t>(header.status);
+  return bytes;
+}
+
+constexpr FrameHeader fromBytes(const FrameHeaderBytes& bytes) {
+  return {numberAt(bytes, 0), numberAt(bytes, 4), numberAt(bytes, 8),
+          static_cast<Status>(bytes[12])};
+}
+
+/// Whether a header is one that this version writes.
+constexpr bool isWellFormed(const FrameHeaderBytes& bytes) {
+  return bytes[12] <= static_cast<std::uint8_t>(kLastStatus) && bytes[13] == 0 && bytes[14] == 0 &&
+         bytes[15] == 0;
 }
 
 /// How many bytes a frame may hold unless somebody says otherwise, and what may be said: error

@@ -89,10 +89,12 @@ std::size_t commandsIn(const Script& script, const Bytes& command) {
   require(reader->receiveGreeting() == Tcp::Wire::greeting(Tcp::Wire::Greeting::Hello),
           "a client begins with its greeting");
   std::size_t count = 0;
-  while (const auto frame = reader->receive()) {
-    require(frame->status == Tcp::Wire::Status::Payload && frame->bytes == command,
-            "a client sends the command as it was given");
+  Tcp::Frame frame;
+  while (reader->receive(frame)) {
     ++count;
+    require(frame.header.status == Tcp::Wire::Status::Payload && frame.bytes == command,
+            "a client sends the command as it was given");
+    require(frame.header.number == count, "a client numbers its commands");
   }
   return count;
 }

@@ -19,22 +19,23 @@ void closeOpen(int descriptor) {
 
 }  // namespace
 
-std::size_t ScriptedConnection::readSome(asio::mutable_buffer buffer, asio::error_code& error) {
+std::size_t ScriptedConnection::readSome(std::span<std::uint8_t> room, asio::error_code& error) {
   Script& script = *m_script;
   const std::size_t left = script.incoming.size() - script.arrived;
-  const std::size_t count = std::min({left, script.piece, buffer.size()});
-  error = count == 0 && buffer.size() > 0 ? script.end : asio::error_code();
+  const std::size_t count = std::min({left, script.piece, room.size()});
+  error = count == 0 && !room.empty() ? script.end : asio::error_code();
   std::copy_n(script.incoming.begin() + static_cast<std::ptrdiff_t>(script.arrived), count,
-              static_cast<std::uint8_t*>(buffer.data()));
+              room.begin());
   script.arrived += count;
   return count;
 }
 
-std::size_t ScriptedConnection::writeSome(asio::const_buffer buffer, asio::error_code& error) {
+std::size_t ScriptedConnection::writeSome(std::span<const std::uint8_t> bytes,
+                                          asio::error_code& error) {
   error.clear();
-  const std::size_t count = std::min(m_script->piece, buffer.size());
-  const auto* bytes = static_cast<const std::uint8_t*>(buffer.data());
-  m_script->outgoing.insert(m_script->outgoing.end(), bytes, bytes + count);
+  const std::size_t count = std::min(m_script->piece, bytes.size());
+  m_script->outgoing.insert(m_script->outgoing.end(), bytes.begin(),
+                            bytes.begin() + static_cast<std::ptrdiff_t>(count));
   return count;
 }
 
@@ -62,10 +63,7 @@ std::shared_ptr<Script> scriptOf(unsigned bits, Bytes incoming) {
 }
 
 PatientSocket socketOf(int descriptor) {
-  static asio::io_context& context = *new asio::io_context;
-  PatientSocket::Socket socket(context);
-  socket.assign(asio::ip::tcp::v4(), descriptor);
-  return PatientSocket(std::move(socket));
+  return PatientSocket(Ferrolink::Companions::FileDescriptor(descriptor));
 }
 
 std::unique_ptr<ScriptedConnection> readerOf(const Script& script, std::uint32_t limit) {

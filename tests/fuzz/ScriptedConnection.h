@@ -1,10 +1,10 @@
 #ifndef FERROLINK_TESTS_FUZZ_SCRIPTEDCONNECTION_H
 #define FERROLINK_TESTS_FUZZ_SCRIPTEDCONNECTION_H
 
-#include <asio/io_context.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "companions/tcp/Connection.h"
@@ -34,10 +34,12 @@ class ScriptedConnection : public Ferrolink::Companions::Tcp::Connection {
 
   PatientSocket& socket() override { return m_socket; }
   void handshake(asio::error_code& error) override { error.clear(); }
+  [[nodiscard]] short awaitedEvents() const override { return 0; }
+  bool isQuiet() override { return unread() == 0 && m_socket.isQuiet(); }
 
  private:
-  std::size_t readSome(asio::mutable_buffer buffer, asio::error_code& error) override;
-  std::size_t writeSome(asio::const_buffer buffer, asio::error_code& error) override;
+  std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) override;
+  std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) override;
 
   PatientSocket m_socket;
   const std::shared_ptr<Script> m_script;

@@ -39,12 +39,14 @@ void expectFrames(const Script& script) {
   require(reader->receiveGreeting() == Tcp::Wire::greeting(Tcp::Wire::Greeting::Welcome),
           "a server begins with its greeting");
   bool final = false;
-  while (const auto frame = reader->receive()) {
+  std::uint32_t number = 0;
+  Tcp::Frame frame;
+  while (reader->receive(frame)) {
     require(!final, "nothing comes after a final error");
-    require(frame->status <= Tcp::Wire::Status::FinalError, "a frame has a status that is known");
-    require(frame->status == Tcp::Wire::Status::Payload || !frame->bytes.empty(),
+    require(frame.header.number == ++number, "an answer has its command's number");
+    require(frame.header.status == Tcp::Wire::Status::Payload || !frame.bytes.empty(),
             "an error says why");
-    final = frame->status == Tcp::Wire::Status::FinalError;
+    final = Tcp::Wire::endsConnection(frame.header.status);
   }
 }
 

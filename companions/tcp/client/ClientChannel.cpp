@@ -33,7 +33,7 @@ int ClientChannel::SendCommand(std::uint8_t* message, int length) {
                                               static_cast<std::size_t>(std::max(length, 0)));
   std::unique_ptr<Connection> connection = m_idle.take();
   if (connection == nullptr) {
-    connection = dial(m_context, m_peer, m_secure);
+    connection = dial(m_peer, m_secure);
   }
   if (command.size() > connection->limit()) {
     const FrameTooLong tooLong(command.size(), connection->limit());
@@ -43,10 +43,11 @@ int ClientChannel::SendCommand(std::uint8_t* message, int length) {
                                    "the limit.");
   }
   Frame answer = exchange(*connection, command);
-  if (answer.status != Wire::Status::FinalError) {
+  const Wire::Status status = answer.header.status;
+  if (!Wire::endsConnection(status) && !connection->isUsedUp()) {
     m_idle.give(std::move(connection));
   }
-  if (answer.status != Wire::Status::Payload) {
+  if (status != Wire::Status::Payload) {
     throw std::runtime_error(std::string(answer.bytes.begin(), answer.bytes.end()));
   }
   const int size = static_cast<int>(answer.bytes.size());
@@ -55,28 +56,31 @@ int ClientChannel::SendCommand(std::uint8_t* message, int length) {
 }
 
 Frame ClientChannel::exchange(Connection& connection, std::span<const std::uint8_t> command) const {
-  send(connection, command);
-  return receive(connection);
+  Wire::FrameHeader header;
+  header.number = connection.nextNumber();
+  send(connection, header, command);
+  return receive(connection, header.number);
 }
 
-void ClientChannel::send(Connection& connection, std::span<const std::uint8_t> command) const {
+void ClientChannel::send(Connection& connection, const Wire::FrameHeader& header,
+                         std::span<const std::uint8_t> command) const {
   try {
-    connection.send(Wire::Status::Payload, command);
+    connection.send(header, command);
   } catch (const std::system_error& error) {
     failBroken(m_peer, "while a command was sent", error.code());
   }
 }
 
-Frame ClientChannel::receive(Connection& connection) const {
+Frame ClientChannel::receive(Connection& connection, std::uint32_t number) const {
   try {
-    std::optional<Frame> answer = connection.receive();
-    if (!answer) {
+    Frame answer;
+    if (!connection.receive(answer)) {
       throw std::system_error(asio::error::make_error_code(asio::error::eof));
     }
-    if (answer->status > Wire::Status::FinalError) {
+    if (answer.header.number != number) {
       throw std::system_error(std::make_error_code(std::errc::bad_message));
     }
-    return std::move(*answer);
+    return answer;
   } catch (const std::system_error& error) {
     failBroken(m_peer, "while an answer was awaited", error.code());
   } catch (const FrameTooLong& tooLong) {

@@ -1,7 +1,6 @@
 #ifndef FERROLINK_COMPANIONS_TCP_CLIENT_CLIENTCHANNEL_H
 #define FERROLINK_COMPANIONS_TCP_CLIENT_CLIENTCHANNEL_H
 
-#include <asio/io_context.hpp>
 #include <cstdint>
 #include <string>
 
@@ -37,15 +36,14 @@ class ClientChannel : public Native::Interfaces::ITransport {
 
  private:
   Frame exchange(Connection& connection, std::span<const std::uint8_t> command) const;
-  void send(Connection& connection, std::span<const std::uint8_t> command) const;
-  Frame receive(Connection& connection) const;
+  void send(Connection& connection, const Wire::FrameHeader& header,
+            std::span<const std::uint8_t> command) const;
+  Frame receive(Connection& connection, std::uint32_t number) const;
 
   // Constant after construction.
   const Peer m_peer;
   Secure& m_secure;
 
-  // What sockets are made in; nothing of it runs. Outlives the connections.
-  asio::io_context m_context;
   ConnectionPool m_idle;
   Native::ThreadResponses m_responses;
 };

@@ -12,7 +12,7 @@ constexpr std::size_t kMostIdle = 64;
 std::unique_ptr<Connection> ConnectionPool::take() {
   for (;;) {
     std::unique_ptr<Connection> connection = takeAny();
-    if (connection == nullptr || connection->socket().isQuiet()) {
+    if (connection == nullptr || connection->isQuiet()) {
       return connection;
     }
   }

@@ -11,6 +11,9 @@
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
+// A machine that is gone does not acknowledge what was sent to it: TCP_USER_TIMEOUT.
+constexpr std::chrono::milliseconds kUnacknowledged{120'000};
+
 constexpr const char* kNotSent = " The command was not sent.";
 
 [[noreturn]] void failToConnect(const Peer& peer, const ClientSettings& settings,
@@ -32,8 +35,7 @@ constexpr const char* kNotSent = " The command was not sent.";
            " See that ferrolink-server runs there and has room for another connection.");
 }
 
-PatientSocket connected(asio::io_context& context, const Peer& peer,
-                        const ClientSettings& settings) {
+PatientSocket connected(const Peer& peer, const ClientSettings& settings) {
   std::error_code error;
   const auto address = asio::ip::make_address(peer.host, error);
   if (error) {
@@ -41,11 +43,11 @@ PatientSocket connected(asio::io_context& context, const Peer& peer,
                                         "' is no address; names are not looked up." + kNotSent);
   }
   const asio::ip::tcp::endpoint endpoint(address, peer.port);
-  PatientSocket socket(PatientSocket::Socket(context, endpoint.protocol()));
-  socket.limitTime(settings.connectTimeout);
+  PatientSocket socket = PatientSocket::open(endpoint.protocol());
+  socket.waitUntil(PatientSocket::Clock::now() + settings.connectTimeout);
   socket.connect(endpoint, error);
   if (!error) {
-    socket.tune(error);
+    socket.tune(kUnacknowledged, error);
   }
   if (error) {
     throw std::system_error(error);
@@ -79,12 +81,12 @@ void greet(Connection& connection, const Peer& peer) {
 
 }  // namespace
 
-std::unique_ptr<Connection> dial(asio::io_context& context, const Peer& peer, Secure& secure) {
+std::unique_ptr<Connection> dial(const Peer& peer, Secure& secure) {
   const ClientSettings settings = ClientSettings::read();
   try {
-    auto connection = secure(connected(context, peer, settings), settings.frameLimit, peer);
+    auto connection = secure(connected(peer, settings), settings.frameLimit, peer);
     greet(*connection, peer);
-    connection->socket().limitTime(std::nullopt);
+    connection->socket().waitUntil(std::nullopt);
     return connection;
   } catch (const std::system_error& error) {
     failToConnect(peer, settings, error.code());

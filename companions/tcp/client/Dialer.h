@@ -1,7 +1,6 @@
 #ifndef FERROLINK_COMPANIONS_TCP_CLIENT_DIALER_H
 #define FERROLINK_COMPANIONS_TCP_CLIENT_DIALER_H
 
-#include <asio/io_context.hpp>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -26,7 +25,7 @@ using Secure = std::unique_ptr<Connection>(PatientSocket socket, std::uint32_t l
 
 /// A new connection to a Ferrolink server, greeted and ready for commands, made in the time that
 /// the settings grant. Errors: ClientError 001, 003, 004, 006.
-std::unique_ptr<Connection> dial(asio::io_context& context, const Peer& peer, Secure& secure);
+std::unique_ptr<Connection> dial(const Peer& peer, Secure& secure);
 
 }  // namespace Ferrolink::Companions::Tcp::Client
 

@@ -11,6 +11,9 @@ namespace {
 // After a failure to accept, which lasts a while: no memory, no descriptors.
 constexpr std::chrono::milliseconds kPause{100};
 
+// A machine that is gone does not acknowledge what was sent to it: TCP_USER_TIMEOUT.
+constexpr std::chrono::milliseconds kUnacknowledged{120'000};
+
 std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
   return endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
 }
@@ -72,7 +75,7 @@ void Server::accept() {
     return;
   }
   m_accepting = true;
-  m_acceptor.async_accept([this](asio::error_code error, PatientSocket::Socket socket) {
+  m_acceptor.async_accept([this](asio::error_code error, asio::ip::tcp::socket socket) {
     m_accepting = false;
     if (error == asio::error::operation_aborted) {
       return;
@@ -90,12 +93,14 @@ void Server::accept() {
   });
 }
 
-void Server::start(PatientSocket::Socket socket, const std::string& client) {
+void Server::start(asio::ip::tcp::socket socket, const std::string& client) {
   auto session = m_sessions.end();
   try {
-    PatientSocket patient(std::move(socket));
+    // Sessions wait on their own threads: the event loop forgets their sockets.
+    PatientSocket patient{FileDescriptor(socket.release())};
+    closeOnExec(patient.descriptor());
     asio::error_code error;
-    patient.tune(error);
+    patient.tune(kUnacknowledged, error);
     session = m_sessions.emplace(m_sessions.end(), connectionOf(std::move(patient)), client, *this);
     session->thread = std::thread(&Server::serve, this, session);
   } catch (const std::exception& failure) {

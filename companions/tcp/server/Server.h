@@ -47,7 +47,7 @@ class Server {
 
   void listen();
   void accept();
-  void start(PatientSocket::Socket socket, const std::string& client);
+  void start(asio::ip::tcp::socket socket, const std::string& client);
   void serve(Sessions::iterator session);
   void finish(Sessions::iterator session);
   void end();

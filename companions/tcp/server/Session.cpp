@@ -3,7 +3,6 @@
 #include <cxxabi.h>
 
 #include <array>
-#include <asio/write.hpp>
 #include <cstdio>
 #include <exception>
 #include <system_error>
@@ -18,7 +17,15 @@ namespace {
 constexpr std::array<std::uint8_t, 7> kTlsRefusal = {Wire::kTlsAlert, 3, 1, 0, 2, 2, 70};
 
 Frame errorFrame(const std::string& text, Wire::Status status = Wire::Status::Error) {
-  return {status, Bytes(text.begin(), text.end())};
+  Frame frame;
+  frame.header.status = status;
+  frame.bytes.assign(text.begin(), text.end());
+  return frame;
+}
+
+void write(PatientSocket& socket, std::span<const std::uint8_t> bytes) {
+  asio::error_code ignored;
+  socket.send(bytes, ignored);
 }
 
 }  // namespace
@@ -30,9 +37,9 @@ void logLine(const std::string& text) {
 
 void Session::run() {
   try {
-    m_connection->socket().limitTime(m_options.greetingTimeout);
+    m_connection->socket().waitUntil(PatientSocket::Clock::now() + m_options.greetingTimeout);
     if (welcome()) {
-      m_connection->socket().limitTime(std::nullopt);
+      m_connection->socket().waitUntil(std::nullopt);
       serve();
     }
   } catch (const std::exception& error) {
@@ -78,15 +85,13 @@ bool Session::welcome() {
 
 // A peer that speaks the other kind is told so in its own terms.
 bool Session::refuseOtherKind(std::uint8_t firstByte) {
-  asio::error_code ignored;
   if (m_options.usesTls() && firstByte == Wire::greeting(Wire::Greeting::Hello)[0]) {
-    asio::write(m_connection->socket(), asio::buffer(Wire::greeting(Wire::Greeting::SpeaksTls)),
-                ignored);
+    write(m_connection->socket(), Wire::greeting(Wire::Greeting::SpeaksTls));
     refuse("a client without TLS, this server speaks TLS");
     return true;
   }
   if (!m_options.usesTls() && firstByte == Wire::kTlsHandshake) {
-    asio::write(m_connection->socket(), asio::buffer(kTlsRefusal), ignored);
+    write(m_connection->socket(), kTlsRefusal);
     refuse("a client with TLS, this server has no --tls-certificate");
     return true;
   }
@@ -102,26 +107,30 @@ void Session::serve() {
   const Member::ThreadStay stay(m_member);
   try {
     while (!m_ending) {
-      std::optional<Frame> command = m_connection->receive();
-      if (!command || !answer(std::move(*command))) {
+      Frame command;
+      if (!m_connection->receive(command) || !answer(command)) {
         return;
       }
     }
   } catch (const FrameTooLong& tooLong) {
     Frame refusal =
         errorFrame(std::string("The command has ") + tooLong.what() + " (--max-frame-bytes).",
-                   Wire::Status::FinalError);
+                   Wire::Status::FinalNotBegun);
+    m_connection->nextNumber();
     if (!reply(refusal)) {
-      m_connection->socket().limitTime(m_options.greetingTimeout);
+      m_connection->socket().waitUntil(PatientSocket::Clock::now() + m_options.greetingTimeout);
       refuse(std::string("a command of ") + tooLong.what());
     }
   }
 }
 
 // Whether the next command may come.
-bool Session::answer(Frame command) {
-  if (command.status != Wire::Status::Payload) {
-    Frame refusal = errorFrame("The frame is no command.", Wire::Status::FinalError);
+bool Session::answer(Frame& command) {
+  const bool expected = command.header.number == m_connection->nextNumber();
+  if (command.header.status != Wire::Status::Payload || !expected) {
+    Frame refusal = errorFrame(expected ? "The frame is no command."
+                                        : "The frame has another number than the next command.",
+                               Wire::Status::FinalNotBegun);
     return reply(refusal);
   }
   Frame response = execute(command.bytes);
@@ -135,8 +144,9 @@ bool Session::reply(Frame& answer) {
                    std::string(FrameTooLong(answer.bytes.size(), m_connection->limit()).what()) +
                    " (--max-frame-bytes). The command was executed.");
   }
-  m_connection->send(answer.status, answer.bytes);
-  return answer.status != Wire::Status::FinalError;
+  answer.header.number = m_connection->number();
+  m_connection->send(answer.header, answer.bytes);
+  return !Wire::endsConnection(answer.header.status);
 }
 
 // Whatever fails is an answer, but for the end of the thread, which cannot be stopped; the C++
@@ -146,9 +156,11 @@ __attribute__((no_sanitize("null"))) Frame Session::execute(Bytes& command) cons
   try {
     const std::string refusal = whyRefused(command, m_options);
     if (!refusal.empty()) {
-      return errorFrame(refusal);
+      return errorFrame(refusal, Wire::Status::NotBegun);
     }
-    return {Wire::Status::Payload, m_member.run(command)};
+    Frame response;
+    response.bytes = m_member.run(command);
+    return response;
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (const std::exception& error) {

@@ -36,7 +36,7 @@ class Session {
   bool refuseOtherKind(std::uint8_t firstByte);
   void refuse(const std::string& why);
   void serve();
-  bool answer(Frame command);
+  bool answer(Frame& command);
   bool reply(Frame& answer);
   Frame execute(Bytes& command) const;
 

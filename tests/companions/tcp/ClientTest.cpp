@@ -50,12 +50,13 @@ TEST(TcpClient, GreetsAndSendsEachCommandAsOneFrame) {
   const std::string large(200'000, 'x');
   FakeServer server([&](const Port& port) {
     RawSocket client = port.greeted();
-    EXPECT_EQ(client.receive(17), std::string("\0\0\0\x0c\0hello world!", 17));
-    client.send(std::string("\0\0\0\x03\0abc", 8));
-    EXPECT_EQ(client.receive(5), std::string("\0\0\0\0\0", 5));
-    client.send(std::string("\0\0\0\0\0", 5));
-    EXPECT_EQ(client.receive(5 + large.size()), std::string("\0\x03\x0d\x40\0", 5) + large);
-    client.send(frame(large + "!"));
+    EXPECT_EQ(client.receive(28),
+              std::string("\0\0\0\x0c\0\0\0\1\xff\xff\xff\xff\0\0\0\0hello world!", 28));
+    client.send(std::string("\0\0\0\x03\0\0\0\1\xff\xff\xff\xff\0\0\0\0abc", 19));
+    EXPECT_EQ(client.receive(16), frame("", 2));
+    client.send(frame("", 2));
+    EXPECT_EQ(client.receiveFrame(), large);
+    client.answer(large + "!");
     EXPECT_EQ(client.receiveAll(), "");
   });
   auto channel = channelTo(server.number());
@@ -70,10 +71,10 @@ TEST(TcpClient, ReadsWhatComesByteByByte) {
     RawSocket client = port.accept();
     client.sendByteByByte(kWelcome);
     EXPECT_EQ(client.receive(kHello.size()), kHello);
-    for (const char* answer : {"one", "two"}) {
-      client.receiveFrame();
-      client.sendByteByByte(frame(answer));
-    }
+    client.receiveFrame();
+    client.sendByteByByte(frame("one"));
+    client.receiveFrame();
+    client.sendByteByByte(frame("two", 2));
   });
   auto channel = channelTo(server.number());
   EXPECT_EQ(exchange(*channel, "1"), "one");
@@ -90,7 +91,7 @@ TEST(TcpClient, ConnectsWithTheFirstCommandAndAgainAfterAFailure) {
   std::thread server([&] {
     RawSocket client = port.greeted();
     EXPECT_EQ(client.receiveFrame(), "3");
-    client.send(frame("three"));
+    client.answer("three");
   });
   EXPECT_EQ(exchange(*channel, "3"), "three");
   server.join();
@@ -102,14 +103,14 @@ TEST(TcpClient, KeepsItsConnectionAndReplacesOneThatTheServerClosedMeanwhile) {
     RawSocket first = port.greeted();
     for (const char* expected : {"1", "2"}) {
       EXPECT_EQ(first.receiveFrame(), expected);
-      first.send(frame("first"));
+      first.answer("first");
     }
     first.endWriting();
     first.awaitDelivery();
     closed.count_down();
     RawSocket second = port.greeted();
     EXPECT_EQ(second.receiveFrame(), "3");
-    second.send(frame("second"));
+    second.answer("second");
   });
   auto channel = channelTo(server.number());
   EXPECT_EQ(exchange(*channel, "1"), "first");
@@ -123,16 +124,34 @@ TEST(TcpClient, DropsAConnectionOnWhichSomethingCameUnasked) {
   FakeServer server([&](const Port& port) {
     RawSocket first = port.greeted();
     first.receiveFrame();
-    first.send(frame("first")).send(frame("unasked")).awaitDelivery();
+    first.answer("first").answer("unasked").awaitDelivery();
     sent.count_down();
     RawSocket second = port.greeted();
     EXPECT_EQ(second.receiveFrame(), "2");
-    second.send(frame("second"));
+    second.answer("second");
   });
   auto channel = channelTo(server.number());
   EXPECT_EQ(exchange(*channel, "1"), "first");
   sent.wait();
   EXPECT_EQ(exchange(*channel, "2"), "second");
+}
+
+TEST(TcpClient, TakesNoAnswerThatHasAnotherNumberThanItsCommand) {
+  FakeServer server([](const Port& port) {
+    for (const std::uint32_t number : {0U, 1U, 3U, 0xFFFFFFFFU}) {
+      RawSocket client = port.greeted();
+      client.receiveFrame();
+      client.answer("first");
+      client.receiveFrame();
+      client.send(frame("of another", number));
+      EXPECT_EQ(client.receiveAll(), "");
+    }
+  });
+  for (int i = 0; i < 4; ++i) {
+    auto channel = channelTo(server.number());
+    EXPECT_EQ(exchange(*channel, "1"), "first");
+    EXPECT_EQ(exchange(*channel, "2"), broken(server, "an answer was awaited", "Bad message"));
+  }
 }
 
 TEST(TcpClient, FailsACommandWhoseConnectionEndsAndNeverSendsItAgain) {
@@ -173,15 +192,15 @@ TEST(TcpClient, ThrowsTheServersErrorTextsUnchanged) {
   FakeServer server([](const Port& port) {
     RawSocket first = port.greeted();
     first.receiveFrame();
-    first.send(frame("A: 1.\nB \xC3\xA4", 1));
+    first.answer("A: 1.\nB \xC3\xA4", 1);
     first.receiveFrame();
-    first.send(frame("fine"));
+    first.answer("fine");
     first.receiveFrame();
-    first.send(frame("the end", 2));
+    first.answer("the end", 2);
     EXPECT_EQ(first.receiveAll(), "");
     RawSocket second = port.greeted();
     second.receiveFrame();
-    second.send(frame("odd", 3));
+    second.answer("odd", 6);
   });
   auto channel = channelTo(server.number());
   EXPECT_EQ(exchange(*channel, "1"), "error: A: 1.\nB \xC3\xA4");
@@ -195,13 +214,13 @@ TEST(TcpClient, RefusesFramesBeyondItsLimit) {
   FakeServer server([](const Port& port) {
     RawSocket first = port.greeted();
     EXPECT_EQ(first.receiveFrame(), std::string(1024, 'c'));
-    first.send(frame(std::string(1024, 'a')));
+    first.answer(std::string(1024, 'a'));
     first.receiveFrame();
-    first.send(std::string("\x7f\xff\xff\xff\0", 5));
+    first.send(frameHeader(0x7FFFFFFF, 2));
     EXPECT_EQ(first.receiveAll(), "");
     RawSocket second = port.greeted();
     second.receiveFrame();
-    second.send(std::string("\xff\xff\xff\xff\0", 5));
+    second.send(frameHeader(0xFFFFFFFF));
   });
   auto channel = channelTo(server.number());
   const std::string beginning = "error: Network Client: Exception code 005.\nThe ";
@@ -221,7 +240,7 @@ TEST(TcpClient, TakesNobodyElseForAServer) {
   const std::vector<std::string> greetings = {
       "HTTP/1.1 400 Bad Request\r\n",
       "FRL",
-      std::string("FRLK\x02\x01\0\0", 8),
+      std::string("FRLK\x03\x01\0\0", 8),
       std::string(kHello),
       std::string(kSpeaksTls),
       std::string("\x15\x03\x01\0\x02\x02\x46", 7),
@@ -241,7 +260,7 @@ TEST(TcpClient, TakesNobodyElseForAServer) {
   EXPECT_EQ(exchange(*channel, "1"), noPeer(server, "is no Ferrolink server", kCorrect));
   EXPECT_EQ(exchange(*channel, "2"), noPeer(server, "is no Ferrolink server", kCorrect));
   EXPECT_EQ(exchange(*channel, "3"),
-            noPeer(server, "speaks version 2 of the protocol, this side version 1",
+            noPeer(server, "speaks version 3 of the protocol, this side version 2",
                    "Install the same version on both sides."));
   EXPECT_EQ(exchange(*channel, "4"), noPeer(server, "greets like a client", kCorrect));
   EXPECT_EQ(exchange(*channel, "5"), tls);
@@ -295,8 +314,8 @@ TEST(TcpClient, GivesEachThreadItsOwnResponse) {
     firstCame.count_down();
     RawSocket second = port.greeted();
     EXPECT_EQ(second.receiveFrame(), "second");
-    second.send(frame("to the second"));
-    first.send(frame("to the first"));
+    second.answer("to the second");
+    first.answer("to the first");
   });
   auto channel = channelTo(server.number());
   std::latch sent(2);
@@ -317,7 +336,7 @@ TEST(TcpClient, GivesAResponseOnceAndAsMuchAsIsAskedFor) {
     RawSocket client = port.greeted();
     for (const char* answer : {"abcdef", "ghi", "jkl", "mno"}) {
       client.receiveFrame();
-      client.send(frame(answer));
+      client.answer(answer);
     }
   });
   auto channel = channelTo(server.number());
@@ -373,7 +392,7 @@ TEST(TcpClient, LeavesNoDescriptorToProgramsThatTheProcessStarts) {
   FakeServer server([&](const Port& port) {
     RawSocket client = port.greeted();
     client.receiveFrame();
-    client.send(frame("1"));
+    client.answer("1");
     looked.wait();
   });
   auto channel = channelTo(server.number());

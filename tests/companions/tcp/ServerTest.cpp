@@ -64,18 +64,21 @@ TEST(TcpServer, SaysWhereItListensAndAnswersWithExactBytes) {
   EXPECT_EQ(server.listening(),
             "ferrolink-server: cpp listens on " + server.name() + " (plain TCP)\n");
   RawSocket client = server.greetedClient();
-  client.send(frame(callOf("echo", "abc")));
-  EXPECT_EQ(client.receive(19), std::string("\0\0\0\x0e\0\2\0\0\0\0\0\0\0\0\x08\0abc", 19));
+  client.command(callOf("echo", "abc"));
+  EXPECT_EQ(
+      client.receive(30),
+      std::string("\0\0\0\x0e\0\0\0\1\xff\xff\xff\xff\0\0\0\0\2\0\0\0\0\0\0\0\0\x08\0abc", 30));
   EXPECT_EQ(client.ask(command(11, "12")), answerOf("12"));
 }
 
 TEST(TcpServer, ReadsWhatComesByteByByteAndAnswersAfterAHalfClose) {
   const ServerProcess server;
   RawSocket client = RawSocket::connect(server.port());
-  client.sendByteByByte(std::string(kHello) + frame(callOf("echo", "1")) + frame(callOf("echo")));
+  client.sendByteByByte(std::string(kHello) + frame(callOf("echo", "1")) +
+                        frame(callOf("echo"), 2));
   client.endWriting();
   EXPECT_EQ(client.receiveAll(),
-            std::string(kWelcome) + frame(answerOf("1")) + frame(answerOf("")));
+            std::string(kWelcome) + frame(answerOf("1")) + frame(answerOf(""), 2));
 }
 
 TEST(TcpServer, ExecutesNothingOfACommandThatIsCutOff) {
@@ -100,7 +103,7 @@ TEST(TcpServer, ClosesOnWhoDoesNotGreetLikeAClient) {
     return client.receiveAll();
   };
   EXPECT_THAT(answerTo("GET / HTTP/1.1\r\n"), testing::AnyOf("", "(reset)"));
-  EXPECT_EQ(answerTo(std::string("FRLK\x02\0\0\0", 8)), kWelcome);
+  EXPECT_EQ(answerTo(std::string("FRLK\x03\0\0\0", 8)), kWelcome);
   EXPECT_EQ(answerTo(kWelcome), kWelcome);
   EXPECT_EQ(answerTo(std::string("\x16\x03\x01\0\x05hello", 10)),
             std::string("\x15\x03\x01\0\x02\x02\x46", 7));
@@ -124,25 +127,36 @@ TEST(TcpServer, RefusesFramesBeyondItsLimitAndFramesThatAreNoCommands) {
             "The response has 1025 bytes, more than the limit of 1024 (--max-frame-bytes). The "
             "command was executed.");
   EXPECT_EQ(client.ask(callOf("bytes", "1013")), answerOf(std::string(1013, 'b')));
-  client.send(std::string("\0\0\4\1\0", 5)).send(std::string(1025, 'x')).endWriting();
+  client.send(frameHeader(1025, 3)).send(std::string(1025, 'x')).endWriting();
   EXPECT_EQ(
       client.receiveAll(),
-      frame("The command has 1025 bytes, more than the limit of 1024 (--max-frame-bytes).", 2));
+      frame("The command has 1025 bytes, more than the limit of 1024 (--max-frame-bytes).", 3, 4));
   RawSocket greedy = server.greetedClient();
-  greedy.send(std::string("\xff\xff\xff\xff\0", 5));
+  greedy.send(frameHeader(0xFFFFFFFF));
   EXPECT_EQ(greedy.receiveFrame(),
             "The command has 4294967295 bytes, more than the limit of 1024 (--max-frame-bytes).");
   RawSocket odd = server.greetedClient();
-  odd.send(frame(callOf("end-process"), 1));
-  EXPECT_EQ(odd.receiveAll(), frame("The frame is no command.", 2));
+  odd.send(frame(callOf("end-process"), 1, 1));
+  EXPECT_EQ(odd.receiveAll(), frame("The frame is no command.", 1, 4));
+}
+
+TEST(TcpServer, EndsAConnectionWhoseFramesHaveOtherNumbersThanTheNextCommand) {
+  const ServerProcess server;
+  for (const std::uint32_t number : {0U, 1U, 3U, 0xFFFFFFFFU}) {
+    RawSocket client = server.greetedClient();
+    EXPECT_EQ(client.ask(callOf("echo", "1")), answerOf("1"));
+    client.send(frame(callOf("end-process"), number));
+    EXPECT_EQ(client.receiveAll(),
+              frame("The frame has another number than the next command.", 2, 4));
+  }
 }
 
 TEST(TcpServer, RefusesCommandsThatAreNotForItsRuntime) {
   const ServerProcess server;
   RawSocket client = server.greetedClient();
   const std::string tooShort =
-      frame("The command has 10 bytes, less than the header of 11 bytes.", 1);
-  client.send(frame(std::string(10, '\0')));
+      frame("The command has 10 bytes, less than the header of 11 bytes.", 1, 3);
+  client.command(std::string(10, '\0'));
   EXPECT_EQ(client.receive(tooShort.size()), tooShort);
   EXPECT_EQ(client.ask(callOf("echo", "", 2)),
             "The command is for runtime 2; this server runs cpp, runtime 8.");
@@ -167,14 +181,14 @@ TEST(TcpServer, PassesTheMembersExceptionsOnAsTheirTexts) {
   RaisingServer server;
   RawSocket client = (*server).greetedClient();
   EXPECT_EQ(client.ask(command(2, "initialized")), "8 8 0");
-  client.send(frame(command(2, "first\nsecond \xC3\xA4")));
-  EXPECT_EQ(client.receive(5 + 15), frame("first\nsecond \xC3\xA4", 1));
+  client.command(command(2, "first\nsecond \xC3\xA4"));
+  EXPECT_EQ(client.receive(16 + 15), frame("first\nsecond \xC3\xA4", 2, 1));
   EXPECT_EQ(client.ask(command(2, "negative")),
             "The runtime answered with the length -7, which is no response.");
   EXPECT_EQ(client.ask(command(2, "odd")),
             "The runtime raised something that is no standard exception.");
-  client.send(frame(command(2, "nothing")));
-  EXPECT_EQ(client.receive(5), frame(""));
+  client.command(command(2, "nothing"));
+  EXPECT_EQ(client.receive(16), frame("", 5));
   auto channel = channelTo((*server).port());
   EXPECT_EQ(exchange(*channel, command(2, "first\nsecond")), "error: first\nsecond");
 }
@@ -186,7 +200,7 @@ TEST(TcpServer, AnswersTheCommandThatRunsBeforeItEnds) {
   RawSocket begun = server.greetedClient();
   begun.send(frame(callOf("end-process")).substr(0, 20));
   RawSocket busy = server.greetedClient();
-  busy.send(frame(waiting.call()) + frame(callOf("end-process")));
+  busy.send(frame(waiting.call()) + frame(callOf("end-process"), 2));
   waiting.awaitRunning();
   server.signal(SIGTERM);
   EXPECT_EQ(idle.receiveAll(), "");
@@ -202,7 +216,7 @@ TEST(TcpServer, EndsAtOnceWithASecondSignal) {
   ServerProcess server;
   RawSocket idle = server.greetedClient();
   RawSocket busy = server.greetedClient();
-  busy.send(frame(waiting.call()));
+  busy.command(waiting.call());
   waiting.awaitRunning();
   server.signal(SIGINT);
   EXPECT_EQ(idle.receiveAll(), "");
@@ -229,7 +243,7 @@ TEST(TcpServer, GoesOnWhereAHandlerEndsItsThread) {
   const ServerProcess server({"--max-connections", "1"});
   for (int i = 0; i < 3; ++i) {
     RawSocket client = server.greetedClient();
-    client.send(frame(callOf("end-thread")));
+    client.command(callOf("end-thread"));
     EXPECT_EQ(client.receiveAll(), "");
   }
 }

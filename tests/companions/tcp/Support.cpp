@@ -43,13 +43,19 @@ std::string withTarget(std::string bytes, char target) {
 
 }  // namespace
 
-std::string frame(std::string_view bytes, char status) {
-  const auto length = static_cast<std::uint32_t>(bytes.size());
+std::string frameHeader(std::uint32_t length, std::uint32_t number, char status,
+                        std::uint32_t milliseconds) {
   std::string text;
-  for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-    text.push_back(static_cast<char>(length >> shift & 0xFFU));
+  for (const std::uint32_t value : {length, number, milliseconds}) {
+    for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+      text.push_back(static_cast<char>(value >> shift & 0xFFU));
+    }
   }
-  return (text + status).append(bytes);
+  return (text + status).append(3, '\0');
+}
+
+std::string frame(std::string_view bytes, std::uint32_t number, char status) {
+  return frameHeader(static_cast<std::uint32_t>(bytes.size()), number, status).append(bytes);
 }
 
 std::string command(char type, std::string_view body, char target) {
@@ -114,12 +120,17 @@ std::string RawSocket::receiveAll() {
 }
 
 std::string RawSocket::receiveFrame() {
-  const std::string header = receive(5);
-  require(header.size() == 5, "receive a frame");
-  std::size_t length = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    length = length << 8U | static_cast<unsigned char>(header[i]);
-  }
+  const std::string header = receive(16);
+  require(header.size() == 16, "receive a frame");
+  const auto numberAt = [&](std::size_t at) {
+    std::uint32_t number = 0;
+    for (const char byte : header.substr(at, 4)) {
+      number = number << 8U | static_cast<unsigned char>(byte);
+    }
+    return number;
+  };
+  m_number = numberAt(4);
+  const std::uint32_t length = numberAt(0);
   return length == 0 ? "" : receive(length);
 }
 

@@ -24,12 +24,17 @@ namespace FerrolinkTest {
 using Ferrolink::Companions::FileDescriptor;
 using Ferrolink::Native::Interfaces::ITransport;
 
-inline constexpr std::string_view kHello("FRLK\x01\x00\x00\x00", 8);
-inline constexpr std::string_view kWelcome("FRLK\x01\x01\x00\x00", 8);
-inline constexpr std::string_view kSpeaksTls("FRLK\x01\x02\x00\x00", 8);
+inline constexpr std::string_view kHello("FRLK\x02\x00\x00\x00", 8);
+inline constexpr std::string_view kWelcome("FRLK\x02\x01\x00\x00", 8);
+inline constexpr std::string_view kSpeaksTls("FRLK\x02\x02\x00\x00", 8);
 
-/// A frame: four bytes of length, a status, the bytes.
-std::string frame(std::string_view bytes, char status = 0);
+inline constexpr std::uint32_t kNoTimeLimit = 0xFFFFFFFF;
+
+/// A frame's header: length, number of the command, milliseconds, status, three zeros.
+std::string frameHeader(std::uint32_t length, std::uint32_t number = 1, char status = 0,
+                        std::uint32_t milliseconds = kNoTimeLimit);
+/// A frame: its header, the bytes.
+std::string frame(std::string_view bytes, std::uint32_t number = 1, char status = 0);
 
 /// A command of that type to the C++ member, from Java.
 std::string command(char type, std::string_view body, char target = 8);
@@ -51,8 +56,14 @@ class RawSocket {
   std::string receiveAll();
   /// The bytes of the next frame.
   std::string receiveFrame();
-  /// Sends a frame and receives one.
-  std::string ask(std::string_view command) { return send(frame(command)).receiveFrame(); }
+  /// As a client: sends the next command.
+  RawSocket& command(std::string_view bytes) { return send(frame(bytes, ++m_number)); }
+  /// As a client: sends the next command and receives a frame.
+  std::string ask(std::string_view bytes) { return command(bytes).receiveFrame(); }
+  /// As a server: answers the frame that was received last.
+  RawSocket& answer(std::string_view bytes, char status = 0) {
+    return send(frame(bytes, m_number, status));
+  }
   void endWriting();
   /// Until all that was sent has arrived at the peer, who need not have read it.
   void awaitDelivery() const;
@@ -63,6 +74,7 @@ class RawSocket {
 
  private:
   FileDescriptor m_socket;
+  std::uint32_t m_number = 0;  ///< of the frame that was sent or received last
 };
 
 /// A port of 127.0.0.1. Connections are refused until it listens.
