@@ -96,6 +96,13 @@ def _conditions(java_home, left_out, seconds, load):
     return lines
 
 
+def _title(unit):
+    if unit.startswith("network"):
+        return unit[0].upper() + unit[1:]
+    return _TITLES.get(
+        unit, "Java to C++, against the JDK's foreign-function interface" + unit.split("peers")[-1])
+
+
 def write(path, plot, rows, facts, instructions, java_home, left_out, seconds, load):
     reading = os.path.join(os.path.dirname(os.path.abspath(__file__)), "reading.md")
     with open(reading, encoding="utf-8") as text:
@@ -105,7 +112,7 @@ def write(path, plot, rows, facts, instructions, java_home, left_out, seconds, l
     load_row = next(row for row in rows if row.unit == "library load" and row.name == "ours")
     lines += [*_facts(rows, facts, instructions, load_row), ""]
     for unit in dict.fromkeys(row.unit for row in rows):
-        title = _TITLES.get(unit, "Java to C++, against the JDK's foreign-function interface" + unit.split("peers")[-1])
+        title = _title(unit)
         lines += [f"## {title}", "", *_table([row for row in rows if row.unit == unit]), ""]
     with open(path, "w", encoding="utf-8") as out:
         out.write("\n".join(lines).rstrip("\n") + "\n")

@@ -8,12 +8,13 @@ import time
 import document
 import inprocess
 import machine
+import network
 import plot
 import processes
 import served
 import settings
 
-GROUPS = ("call-java", "call-cpp", "peers", "start-up", "load", "instructions")
+GROUPS = ("call-java", "call-cpp", "peers", "network", "start-up", "load", "instructions")
 
 
 class Run:
@@ -40,6 +41,8 @@ class Run:
             self.rows += served.peers(*common, self.java_home, self.leave_out)
             self.rows += inprocess.foreign_function_peers(*common, self.java_home, self.leave_out)
             self.rows += inprocess.jdk_foreign_functions(*common, self.leave_out)
+        elif group == "network":
+            self.rows += network.rows(*common, self.java_home, self.leave_out)
         elif group == "start-up":
             self.rows += processes.start_up(*common, self.java_home)
         elif group == "load":

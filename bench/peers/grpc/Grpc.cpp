@@ -1,15 +1,22 @@
 // The peer for programs that talk over gRPC: a unary call over the loopback interface to a server
-// in a process of its own, both by the synchronous interface.
+// in a process of its own, both by the synchronous interface, from one thread or several, in clear
+// or with TLS.
 #include <grpcpp/grpcpp.h>
 #include <sys/prctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <memory>
 #include <string>
+#include <vector>
 
-#include "bench/harness/Rounds.h"
 #include "bench/harness/Serve.h"
+#include "bench/harness/Team.h"
 #include "echo.grpc.pb.h"
 
 namespace {
@@ -25,11 +32,40 @@ class EchoService final : public Echo::Service {
   }
 };
 
-void runServer(int portPipe) {
+struct Options {
+  std::size_t threads = 1;
+  std::string certificate;  ///< with it, TLS
+  std::string key;
+};
+
+std::string contentOf(const std::string& file) {
+  std::ifstream stream(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::shared_ptr<grpc::ServerCredentials> serverCredentials(const Options& options) {
+  if (options.certificate.empty()) {
+    return grpc::InsecureServerCredentials();
+  }
+  grpc::SslServerCredentialsOptions tls;
+  tls.pem_key_cert_pairs.push_back({contentOf(options.key), contentOf(options.certificate)});
+  return grpc::SslServerCredentials(tls);
+}
+
+std::shared_ptr<grpc::ChannelCredentials> clientCredentials(const Options& options) {
+  if (options.certificate.empty()) {
+    return grpc::InsecureChannelCredentials();
+  }
+  grpc::SslCredentialsOptions tls;
+  tls.pem_root_certs = contentOf(options.certificate);
+  return grpc::SslCredentials(tls);
+}
+
+void runServer(int portPipe, const Options& options) {
   EchoService service;
   int port = 0;
   grpc::ServerBuilder builder;
-  builder.AddListeningPort("127.0.0.1:0", grpc::InsecureServerCredentials(), &port);
+  builder.AddListeningPort("127.0.0.1:0", serverCredentials(options), &port);
   builder.RegisterService(&service);
   const auto server = builder.BuildAndStart();
   if (write(portPipe, &port, sizeof port) == sizeof port) {
@@ -37,27 +73,49 @@ void runServer(int portPipe) {
   }
 }
 
-int runClient(int port) {
-  const auto stub = Echo::NewStub(
-      grpc::CreateChannel("127.0.0.1:" + std::to_string(port), grpc::InsecureChannelCredentials()));
+void callMany(Echo::Stub& stub, std::size_t size, long calls) {
+  Bytes request;
+  request.set_content(std::string(size, 'x'));
+  Bytes response;
+  for (long i = 0; i < calls; ++i) {
+    grpc::ClientContext context;
+    if (!stub.Call(&context, request, &response).ok() || response.content().size() != size) {
+      std::fprintf(stderr, "a call failed\n");
+      std::_Exit(1);
+    }
+  }
+}
+
+void runClient(int port, const Options& options) {
+  // Each thread's channel has a connection of its own, as the others' threads have.
+  std::vector<std::unique_ptr<Echo::Stub>> stubs;
+  for (std::size_t i = 0; i < options.threads; ++i) {
+    grpc::ChannelArguments arguments;
+    arguments.SetInt("ferrolink.bench.thread", static_cast<int>(i));
+    arguments.SetMaxReceiveMessageSize(-1);
+    stubs.push_back(Echo::NewStub(grpc::CreateCustomChannel(
+        "127.0.0.1:" + std::to_string(port), clientCredentials(options), arguments)));
+  }
+  FerrolinkBench::Team team(
+      options.threads, [] {}, [] {});
   FerrolinkBench::serve([&](std::size_t size, long calls) {
-    Bytes request;
-    request.set_content(std::string(size, 'x'));
-    Bytes response;
-    return FerrolinkBench::repeat([&] {
-      grpc::ClientContext context;
-      if (!stub->Call(&context, request, &response).ok() || response.content().size() != size) {
-        std::fprintf(stderr, "a call failed\n");
-        std::_Exit(1);
-      }
-    })(calls);
+    return team.run([&](std::size_t thread, long own) { callMany(*stubs[thread], size, own); },
+                    std::max(1L, calls / static_cast<long>(options.threads)));
   });
-  return 0;
 }
 
 }  // namespace
 
-int main() {
+// usage: ferrolink-bench-grpc [THREADS [CERTIFICATE KEY]]
+int main(int count, char** values) {
+  Options options;
+  if (count > 1) {
+    options.threads = std::max(1UL, std::strtoul(values[1], nullptr, 10));
+  }
+  if (count > 3) {
+    options.certificate = values[2];
+    options.key = values[3];
+  }
   int ports[2];
   if (pipe(ports) != 0) {
     return 1;
@@ -65,9 +123,13 @@ int main() {
   // Before the first use of gRPC, which starts threads.
   if (fork() == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    runServer(ports[1]);
+    runServer(ports[1], options);
     return 0;
   }
   int port = 0;
-  return read(ports[0], &port, sizeof port) == sizeof port ? runClient(port) : 1;
+  if (read(ports[0], &port, sizeof port) != sizeof port) {
+    return 1;
+  }
+  runClient(port, options);
+  return 0;
 }

@@ -1,0 +1,72 @@
+"""Calls over the loopback interface: the network companions, their framing by hand, and gRPC."""
+import os
+import random
+import subprocess
+import tempfile
+
+import results
+import served
+import settings
+
+THREADS = (1, 8)
+KINDS = {"tcp": "plain", "tls": "TLS"}
+
+
+def _certificate(build, directory):
+    subprocess.run([build.file("ferrolink-bench-certificate"), directory], check=True)
+    return [os.path.join(directory, name) for name in ("certificate", "key")]
+
+
+def _commands(build, kind, threads, certificate, leave_out):
+    tls = certificate if kind == "tls" else []
+    client = "libFerrolinkTcpTlsClient.so" if tls else "libFerrolinkTcpClient.so"
+    commands = {
+        "ours": [build.file("ferrolink-bench-network"), kind, str(threads),
+                 os.path.join(build.root, "bin/ferrolink-server"),
+                 build.file("libferrolink-bench-plug-in.so"),
+                 os.path.join(build.native, client), *tls],
+        "by hand": [build.file("ferrolink-bench-raw"), kind, str(threads), *tls],
+    }
+    if build.has("ferrolink-bench-grpc"):
+        commands["gRPC"] = [build.file("ferrolink-bench-grpc"), str(threads), *tls]
+    else:
+        leave_out("gRPC", "libgrpc++-dev, libprotobuf-dev or protobuf-compiler-grpc is not installed")
+    return commands
+
+
+def _on(processors, command):
+    return command if processors is None else ["taskset", "-c", processors, *command]
+
+
+def _measure(unit, commands, effort, environment, processors):
+    programs = [served.Program(name, _on(processors, command), environment)
+                for name, command in commands.items()]
+    shuffled = random.Random(1)
+    rows = []
+    for size in settings.SIZES:
+        calls = {program: program.warm_up(size, effort.warm_up) for program in programs}
+        series = {program.name: [] for program in programs}
+        for _ in range(effort.process_rounds):
+            for program in shuffled.sample(programs, len(programs)):
+                program.run(size, 1 + calls[program] // 10)
+                series[program.name].append(program.run(size, calls[program]))
+        rows += results.rows_of(unit, size, series, "ours")
+    for program in programs:
+        program.end()
+    return rows
+
+
+def rows(build, effort, java_home, leave_out):
+    """Plain and TLS, one thread and several, on one processor and on all of them."""
+    environment = settings.environment(java_home)
+    environment["FERROLINK_HOME"] = build.root
+    found = []
+    with tempfile.TemporaryDirectory() as directory:
+        certificate = _certificate(build, directory)
+        for processors, place in (("0", "one processor"), (None, "all processors")):
+            for kind, name in KINDS.items():
+                for threads in THREADS:
+                    unit = f"network, {name}, {threads} thread{'s' * (threads > 1)}, {place}"
+                    commands = _commands(build, kind, threads, certificate, leave_out)
+                    found += _measure(unit, commands, effort, environment, processors)
+    return found

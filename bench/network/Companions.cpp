@@ -1,0 +1,168 @@
+// The network companions themselves: the client library in this process, ferrolink-server in
+// another one, the handler "echo" of the benchmark's plug-in behind it.
+#include <dlfcn.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "bench/harness/Serve.h"
+#include "bench/harness/Team.h"
+#include "native/interfaces/CommandHeader.h"
+#include "native/interfaces/ITransport.h"
+#include "native/interfaces/Runtime.h"
+
+namespace {
+
+namespace Header = Ferrolink::Native::Definitions::CommandHeader;
+using Ferrolink::Native::Definitions::Runtime;
+using Ferrolink::Native::Interfaces::ITransport;
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr std::uint8_t kTypeCall = 2;
+constexpr std::uint8_t kTcp = 1;
+constexpr std::uint8_t kTls = 2;
+
+struct Options {
+  std::uint8_t channel = kTcp;
+  std::size_t threads = 0;
+  std::string server;
+  std::string plugIn;
+  std::string library;
+  std::string certificate;
+  std::string key;
+};
+
+// The port that the server's first line names.
+std::uint16_t portIn(const std::string& line) {
+  const std::size_t address = line.find("127.0.0.1:");
+  if (address == std::string::npos) {
+    throw std::runtime_error("the server does not listen: " + line);
+  }
+  return static_cast<std::uint16_t>(std::strtoul(line.c_str() + address + 10, nullptr, 10));
+}
+
+std::vector<std::string> commandLine(const Options& options) {
+  std::vector<std::string> line = {options.server, "--runtime", "cpp",         "--listen",
+                                   "127.0.0.1:0",  "--plug-in", options.plugIn};
+  if (options.channel == kTls) {
+    line.insert(line.end(), {"--tls-certificate", options.certificate, "--tls-key", options.key});
+  }
+  return line;
+}
+
+std::uint16_t startServer(const Options& options) {
+  int output[2];
+  if (pipe(output) != 0) {
+    throw std::runtime_error("pipe");
+  }
+  if (fork() == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(output[1], STDOUT_FILENO);
+    std::vector<std::string> line = commandLine(options);
+    std::vector<char*> arguments;
+    for (std::string& argument : line) {
+      arguments.push_back(argument.data());
+    }
+    arguments.push_back(nullptr);
+    execv(arguments[0], arguments.data());
+    _exit(127);
+  }
+  close(output[1]);
+  std::string line;
+  for (char byte = 0; read(output[0], &byte, 1) == 1 && byte != '\n';) {
+    line.push_back(byte);
+  }
+  return portIn(line);
+}
+
+ITransport* openChannel(const Options& options, std::uint16_t port) {
+  void* library = dlopen(options.library.c_str(), RTLD_NOW | RTLD_LOCAL);
+  if (library == nullptr) {
+    throw std::runtime_error(dlerror());
+  }
+  using Create = ITransport*(const char*, std::uint16_t);
+  ITransport* channel =
+      reinterpret_cast<Create*>(dlsym(library, "CreateTransportChannel"))("127.0.0.1", port);
+  channel->Initialize(static_cast<std::uint8_t>(Runtime::Jvm),
+                      static_cast<std::uint8_t>(Runtime::Cpp), 0);
+  return channel;
+}
+
+Bytes commandOf(const Options& options, std::uint16_t port, std::size_t size) {
+  Bytes command(Header::kSize);
+  command[Header::kTargetRuntime] = static_cast<std::uint8_t>(Runtime::Cpp);
+  command[Header::kChannelType] = options.channel;
+  command[Header::kAddress] = 127;
+  command[Header::kAddress + 3] = 1;
+  command[Header::kPort] = static_cast<std::uint8_t>(port & 0xFFU);
+  command[Header::kPort + 1] = static_cast<std::uint8_t>(port >> 8U);
+  command[Header::kCallingRuntime] = static_cast<std::uint8_t>(Runtime::Jvm);
+  command[Header::kCommandType] = kTypeCall;
+  for (const char byte : {'\4', 'e', 'c', 'h', 'o'}) {
+    command.push_back(static_cast<std::uint8_t>(byte));
+  }
+  command.resize(command.size() + size, 'x');
+  return command;
+}
+
+void callMany(ITransport& channel, Bytes command, std::size_t size, long calls) {
+  const int expected = static_cast<int>(Header::kSize + size);
+  Bytes answer(static_cast<std::size_t>(expected));
+  for (long i = 0; i < calls; ++i) {
+    if (channel.SendCommand(command.data(), static_cast<int>(command.size())) != expected) {
+      throw std::runtime_error("an answer has another length");
+    }
+    channel.ReadResponse(answer.data(), expected);
+  }
+}
+
+void run(const Options& options) {
+  const std::uint16_t port = startServer(options);
+  if (options.channel == kTls) {
+    setenv("FERROLINK_TLS_CA_FILE", options.certificate.c_str(), 1);
+  }
+  ITransport* channel = openChannel(options, port);
+  FerrolinkBench::Team team(
+      options.threads, [] {}, [] {});
+  FerrolinkBench::serve([&](std::size_t size, long calls) {
+    const Bytes command = commandOf(options, port, size);
+    return team.run([&](std::size_t, long own) { callMany(*channel, command, size, own); },
+                    std::max(1L, calls / static_cast<long>(options.threads)));
+  });
+}
+
+}  // namespace
+
+int main(int count, char** values) {
+  if (count != 6 && count != 8) {
+    std::fprintf(stderr,
+                 "usage: ferrolink-bench-network tcp|tls THREADS SERVER PLUG-IN CLIENT-LIBRARY "
+                 "[CERTIFICATE KEY]\n");
+    return 2;
+  }
+  Options options{count == 8 ? kTls : kTcp,
+                  std::strtoul(values[2], nullptr, 10),
+                  values[3],
+                  values[4],
+                  values[5],
+                  "",
+                  ""};
+  if (count == 8) {
+    options.certificate = values[6];
+    options.key = values[7];
+  }
+  try {
+    run(options);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "%s\n", error.what());
+    return 1;
+  }
+  return 0;
+}
