@@ -125,12 +125,12 @@ asio::error_code TlsConnection::errorOf(int result) {
     case SSL_ERROR_ZERO_RETURN:
       return asio::error::eof;
     case SSL_ERROR_SSL:
-      if (m_socketError != asio::error::eof) {
+      if (!m_ended) {
         return {static_cast<int>(ERR_get_error()), asio::error::get_ssl_category()};
       }
       [[fallthrough]];
     default:
-      return m_socketError ? m_socketError : asio::error::eof;
+      return m_ended || !m_socketError ? asio::error::eof : m_socketError;
   }
 }
 
@@ -157,6 +157,7 @@ int TlsConnection::readSocket(BIO* bio, char* room, int size) {
     BIO_set_retry_read(bio);
   }
   if (self.m_socketError == asio::error::eof) {
+    self.m_ended = true;
     return 0;
   }
   return self.m_socketError ? -1 : static_cast<int>(got);
@@ -176,8 +177,7 @@ int TlsConnection::writeSocket(BIO* bio, const char* bytes, int size) {
 
 long TlsConnection::controlSocket(BIO* bio, int command, long /*number*/, void* /*pointer*/) {
   if (command == BIO_CTRL_EOF) {
-    return static_cast<TlsConnection*>(BIO_get_data(bio))->m_socketError == asio::error::eof ? 1
-                                                                                             : 0;
+    return static_cast<TlsConnection*>(BIO_get_data(bio))->m_ended ? 1 : 0;
   }
   return command == BIO_CTRL_FLUSH ? 1 : 0;
 }

@@ -67,6 +67,7 @@ class TlsConnection : public Connection {
   const TlsContext m_context;
   PatientSocket m_socket;
   asio::error_code m_socketError;  ///< of the socket's last operation
+  bool m_ended = false;            ///< the peer has closed; OpenSSL may have written since then
   std::unique_ptr<SSL, Free> m_tls;
 };
 
