@@ -5,6 +5,7 @@ ferrolink_build_packages=(
   openjdk-17-jdk-headless               # javac, jni.h, and the JVM that runs
   nlohmann-json3-dev                    # configuration and telemetry companions
   libssl-dev                            # TLS of the network companions, the demo's own digest
+  openssl                               # the demo's certificate
   libasio-dev                           # sockets of the network companions
 )
 ferrolink_test_packages=(

@@ -16,13 +16,15 @@ import java.util.Locale;
 import java.util.zip.CRC32;
 
 /**
- * Has C++ functions in this process examine a file, and checks what they say: the first argument is
- * the plug-in library with the functions, the second one the file. examples/README.md tells how to
- * run it.
+ * Has C++ functions examine a file, and checks what they say. The first argument is the plug-in
+ * library with the functions, which then run in this process; or the address of a server that has
+ * them, such as {@code tls://127.0.0.1:8080}. The second one is the file. examples/README.md tells
+ * how to run it.
  */
 public final class TextFacts {
 
     private static final int WORDS = 5;
+    private static final String TLS = "tls://";
 
     private final Ferrolink cpp;
 
@@ -33,16 +35,26 @@ public final class TextFacts {
     /** Ends with 0 only if everything that C++ said was right. */
     public static void main(String[] arguments) {
         if (arguments.length != 2) {
-            System.err.println("usage: TextFacts PLUG_IN FILE");
+            System.err.println("usage: TextFacts PLUG_IN|tls://ADDRESS:PORT FILE");
             System.exit(2);
         }
-        try (Ferrolink cpp = Ferrolink.inMemory(RuntimeId.CPP)) {
-            cpp.loadLibrary(Paths.get(arguments[0]).toAbsolutePath());
+        try (Ferrolink cpp = open(arguments[0])) {
             new TextFacts(cpp).examine(Paths.get(arguments[1]));
         } catch (IOException | RuntimeException failure) {
             System.err.println("TextFacts: " + failure);
             System.exit(1);
         }
+    }
+
+    private static Ferrolink open(String place) {
+        if (place.startsWith(TLS)) {
+            int colon = place.lastIndexOf(':');
+            return Ferrolink.tls(RuntimeId.CPP, place.substring(TLS.length(), colon),
+                    Integer.parseInt(place.substring(colon + 1)));
+        }
+        Ferrolink cpp = Ferrolink.inMemory(RuntimeId.CPP);
+        cpp.loadLibrary(Paths.get(place).toAbsolutePath());
+        return cpp;
     }
 
     private void examine(Path file) throws IOException {
