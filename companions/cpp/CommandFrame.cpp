@@ -15,7 +15,7 @@ namespace Header = Ferrolink::Native::Definitions::CommandHeader;
 
 constexpr auto kCpp = static_cast<std::uint8_t>(Ferrolink::Native::Definitions::Runtime::Cpp);
 constexpr std::size_t kLibraryPath = 24;
-constexpr std::size_t kName = Header::kSize + 1;
+constexpr std::size_t kTimeLeftSize = 4;
 constexpr std::size_t kLongestText = 1048576;
 
 // A complete reply: from and to the C++ member, command type 0, and two bytes that say "library
@@ -34,13 +34,18 @@ std::uint8_t callerOf(Command command) {
 }
 
 HandlerCall handlerCallOf(Command command) {
-  if (command.size() < kName) {
+  const bool within = command[Header::kCommandType] == kTypeCallWithin;
+  const std::size_t nameLength = Header::kSize + (within ? kTimeLeftSize : 0);
+  if (command.size() <= nameLength) {
     throw CommandRejected(
-        "Malformed command: the body is empty, it must begin with the length and the name of a "
-        "handler.");
+        within ? "Malformed command: a call with a time limit begins with four bytes of "
+                 "milliseconds, and the length and the name of a handler; " +
+                     std::to_string(command.size() - Header::kSize) + " bytes follow the header."
+               : "Malformed command: the body is empty, it must begin with the length and the name "
+                 "of a handler.");
   }
-  const std::size_t length = command[Header::kSize];
-  const Command rest = command.subspan(kName);
+  const std::size_t length = command[nameLength];
+  const Command rest = command.subspan(nameLength + 1);
   if (length == 0) {
     throw CommandRejected("Malformed command: the handler's name is empty.");
   }

@@ -21,7 +21,12 @@ class CommandRejected : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A command of type 2, taken apart; both parts lie in the command.
+inline constexpr std::uint8_t kTypeCallHandler = 2;
+/// The body begins with the milliseconds that are left, four bytes, the highest first. They are for
+/// those who wait and for networks; what follows is the body of a command of type 2.
+inline constexpr std::uint8_t kTypeCallWithin = 3;
+
+/// A command of type 2 or 3, taken apart; both parts lie in the command.
 struct HandlerCall {
   std::string_view name;
   Command payload;

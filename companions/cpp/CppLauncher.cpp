@@ -20,8 +20,6 @@ namespace Header = Ferrolink::Native::Definitions::CommandHeader;
 
 using Ferrolink::Native::ThreadResponses;
 
-constexpr std::uint8_t kTypeCallHandler = 2;
-
 Command requireHeader(const std::uint8_t* message, int length) {
   if (message == nullptr) {
     throw CommandRejected("Malformed command: null instead of bytes.");
@@ -52,6 +50,7 @@ Reply callHandler(Command command, ThreadResponses& responses) {
 Reply answer(Command command, ThreadResponses& responses) {
   switch (command[Header::kCommandType]) {
     case kTypeCallHandler:
+    case kTypeCallWithin:
       return callHandler(command, responses);
     case Header::kTypeHeartBeat:
       return heartBeatReply(command);
@@ -61,8 +60,8 @@ Reply answer(Command command, ThreadResponses& responses) {
     default:
       throw CommandRejected("Unknown command type " +
                             std::to_string(command[Header::kCommandType]) +
-                            ". Known types: 1 (load a library), 2 (call a handler), 11 "
-                            "(heartbeat).");
+                            ". Known types: 1 (load a library), 2 (call a handler), 3 (call a "
+                            "handler within a time), 11 (heartbeat).");
   }
 }
 

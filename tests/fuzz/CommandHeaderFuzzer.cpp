@@ -150,6 +150,19 @@ Bytes confinedCommand(Bytes command) {
   return bytesOf(text.substr(0, kPath) + confined(text.substr(kPath)));
 }
 
+// The length of the handler's name, the name and the payload; empty where no handler is called.
+std::string callIn(const Bytes& command) {
+  const std::string text = textOf(command);
+  switch (command.size() < Header::kSize ? 0 : command[Header::kCommandType]) {
+    case Host::detail::kTypeCallHandler:
+      return text.substr(Header::kSize);
+    case Host::detail::kTypeCallWithin:
+      return text.substr(std::min(text.size(), Header::kSize + Host::detail::kTimeLeftSize));
+    default:
+      return {};
+  }
+}
+
 void expectReply(const Bytes& command, const Bytes& reply) {
   require(reply.size() >= Header::kSize, "a reply has a header");
   const std::uint8_t type = reply[Header::kCommandType];
@@ -161,12 +174,10 @@ void expectReply(const Bytes& command, const Bytes& reply) {
           "a reply goes to the caller");
   require(type == 0 || (!body.empty() && Cpp::validUtf8(body) == body),
           "an exception report is a text in UTF-8");
-  const bool calls = command.size() > Header::kSize && command[Header::kCommandType] == 2;
-  if (calls && textOf(command)
-                   .substr(Header::kSize)
-                   .starts_with("\x04"
-                                "echo")) {
-    require(type == 0 && body == textOf(command).substr(Header::kSize + 5), "echo gives it back");
+  const std::string call = callIn(command);
+  if (call.starts_with("\x04"
+                       "echo")) {
+    require(type == 0 && body == call.substr(5), "echo gives it back");
   }
 }
 

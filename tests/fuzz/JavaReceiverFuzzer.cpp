@@ -56,12 +56,13 @@ Bytes confinedCommand(Bytes command) {
     command[Header::kCommandType] = Host::detail::kTypeCallHandler;
   }
   const std::string text = textOf(command);
-  const std::string body = text.substr(Header::kSize);
+  const bool within = command[Header::kCommandType] == Host::detail::kTypeCallWithin;
+  const std::size_t call = Header::kSize + (within ? Host::detail::kTimeLeftSize : 0);
+  const std::string body = text.substr(std::min(text.size(), call));
   if (!body.starts_with(kLoad)) {
     return command;
   }
-  return bytesOf(text.substr(0, Header::kSize) + std::string(kLoad) +
-                 confined(body.substr(kLoad.size())));
+  return bytesOf(text.substr(0, call) + std::string(kLoad) + confined(body.substr(kLoad.size())));
 }
 
 // What a command says itself may come back in the text.

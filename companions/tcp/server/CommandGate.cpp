@@ -19,9 +19,13 @@ bool loadsLibraries(std::span<const std::uint8_t> command) {
   if (type == Header::kTypeLoadLibrary) {
     return true;
   }
-  const auto body = command.subspan(Header::kSize);
-  if (type != Host::detail::kTypeCallHandler || body.size() <= kLoadingHandler.size() ||
-      body[0] != kLoadingHandler.size()) {
+  const bool within = type == Host::detail::kTypeCallWithin;
+  if (type != Host::detail::kTypeCallHandler && !within) {
+    return false;
+  }
+  auto body = command.subspan(Header::kSize);
+  body = body.subspan(std::min(body.size(), within ? Host::detail::kTimeLeftSize : 0));
+  if (body.size() <= kLoadingHandler.size() || body[0] != kLoadingHandler.size()) {
     return false;
   }
   const auto name = body.subspan(1, kLoadingHandler.size());

@@ -76,7 +76,7 @@ PROCESS_CASE(answerMalformed) {
                                    "\x04"
                                    "abc")));
   report(outcome(receiver, command(2, "\xFF" + std::string(254, 'n'))));
-  for (const std::uint8_t type : Bytes{0, 3, 10, 255}) {
+  for (const std::uint8_t type : Bytes{0, 4, 10, 255}) {
     report(outcome(receiver, command(type, "x")));
   }
   report(outcome(receiver, callOf("nobody")));
@@ -88,17 +88,48 @@ PROCESS_CASE(answerMalformed) {
 
 TEST(CppCommands, AreExceptionReportsThatSayWhatIsWrong) {
   const std::string known =
-      ". Known types: 1 (load a library), 2 (call a handler), 11 (heartbeat).";
+      ". Known types: 1 (load a library), 2 (call a handler), 3 (call a handler within a time), 11 "
+      "(heartbeat).";
   expectReport(
       runMemberCase("answerMalformed"),
       {"10:Malformed command: the handler's name is empty.",
        "10:Malformed command: a handler's name of 4 bytes is announced, 3 bytes follow.",
        "10:Malformed command: a handler's name of 255 bytes is announced, 254 bytes follow.",
-       "10:Unknown command type 0" + known, "10:Unknown command type 3" + known,
+       "10:Unknown command type 0" + known, "10:Unknown command type 4" + known,
        "10:Unknown command type 10" + known, "10:Unknown command type 255" + known,
        "10:Unknown handler 'nobody'. Known handlers: none.",
        "10:Unknown handler 'nobody'. Known handlers: alpha, beta.",
        "10:Unknown handler 'alph\xEF\xBF\xBD'. Known handlers: alpha, beta."});
+}
+
+PROCESS_CASE(answerWithin) {
+  IReceiver* receiver = openReceiver();
+  openRegistrar().Register("echo", [](Span b) { return Bytes(b.begin(), b.end()); });
+  for (const std::string& time : {std::string(4, '\0'), std::string("\0\0\4\xFF", 4)}) {
+    report(outcome(receiver, command(3, time + "\4echo" + "bytes")));
+  }
+  report(outcome(receiver, command(3, std::string(4, 'x') + "\4echo")));
+  report(outcome(receiver, command(3, "xxxx\3now")));
+  for (std::size_t size = 0; size < 5; ++size) {
+    report(outcome(receiver, command(3, std::string(size, '\4'))));
+  }
+  report(outcome(receiver, command(3, std::string("xxxx\0", 5))));
+  report(outcome(receiver, command(3, "xxxx\4ech")));
+}
+
+TEST(CppCommands, WithATimeLimitAreCallsWhateverTimeIsLeft) {
+  std::vector<std::string> expected = {"0:bytes", "0:bytes",
+                                       "0:", "10:Unknown handler 'now'. Known handlers: echo."};
+  for (int size = 0; size < 5; ++size) {
+    expected.push_back(
+        "10:Malformed command: a call with a time limit begins with four bytes of milliseconds, "
+        "and the length and the name of a handler; " +
+        std::to_string(size) + " bytes follow the header.");
+  }
+  expected.emplace_back("10:Malformed command: the handler's name is empty.");
+  expected.emplace_back(
+      "10:Malformed command: a handler's name of 4 bytes is announced, 3 bytes follow.");
+  expectReport(runMemberCase("answerWithin"), expected);
 }
 
 PROCESS_CASE(readResponses) {

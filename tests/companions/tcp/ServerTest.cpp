@@ -169,12 +169,16 @@ TEST(TcpServer, LoadsLibrariesForItsClientsOnlyWhereItIsToldTo) {
   RawSocket client = strict.greetedClient();
   EXPECT_EQ(client.ask(load), kNoLoading);
   EXPECT_EQ(client.ask(callOf("load-archives", "x")), kNoLoading);
+  const std::string time("\0\0\xFF\0", 4);
+  EXPECT_EQ(client.ask(command(3, time + "\x0Dload-archivesx")), kNoLoading);
   EXPECT_THAT(client.ask(callOf("load-archive", "x")), HasSubstr("Unknown handler"));
+  EXPECT_THAT(client.ask(command(3, time)), HasSubstr("Malformed command"));
   EXPECT_THAT(client.ask(callOf("echo", "x")), HasSubstr("Unknown handler"));
   const ServerProcess generous({"--runtime", "cpp", "--allow-load-library"});
   RawSocket other = generous.greetedClient();
   other.ask(load);
   EXPECT_EQ(other.ask(callOf("echo", "x")), answerOf("x"));
+  EXPECT_EQ(other.ask(command(3, time + "\4echox")), answerOf("x"));
 }
 
 TEST(TcpServer, PassesTheMembersExceptionsOnAsTheirTexts) {

@@ -33,6 +33,10 @@ namespace Header = Native::Definitions::CommandHeader;
 using Native::Definitions::Runtime;
 
 inline constexpr std::uint8_t kTypeCallHandler = 2;
+// As kTypeCallHandler, with the milliseconds that are left in front: kTimeLeftSize bytes, the
+// highest first.
+inline constexpr std::uint8_t kTypeCallWithin = 3;
+inline constexpr std::size_t kTimeLeftSize = 4;
 inline constexpr std::size_t kLongestName = 255;
 inline constexpr std::size_t kLoadLibraryPathOffset = 24;
 

@@ -15,6 +15,7 @@ final class CommandBuilder {
 
     static final int TYPE_LOAD_LIBRARY = 1;
     static final int TYPE_CALL_HANDLER = 2;
+    static final int TYPE_CALL_WITHIN = 3;
     static final int TYPE_HEART_BEAT = 11;
 
     private static final int CHANNEL_TYPE = 2;
@@ -24,6 +25,9 @@ final class CommandBuilder {
 
     /** Where the path of a load-library command begins; the bytes before it are zero. */
     private static final int LIBRARY_PATH = 24;
+
+    /** The milliseconds that are left, at the beginning of the body, the highest byte first. */
+    private static final int TIME_LEFT_SIZE = 4;
 
     /** The length of a handler's name is sent as one unsigned byte. */
     private static final int MAXIMUM_NAME_SIZE = 255;
@@ -35,17 +39,39 @@ final class CommandBuilder {
     }
 
     static byte[] call(Target target, String handler, byte[] payload) {
+        return call(target, TYPE_CALL_HANDLER, HEADER_SIZE, handler, payload);
+    }
+
+    /** A call with a time limit, which {@link #setTimeLeft} still has to put in. */
+    static byte[] callWithin(Target target, String handler, byte[] payload) {
+        return call(target, TYPE_CALL_WITHIN, HEADER_SIZE + TIME_LEFT_SIZE, handler, payload);
+    }
+
+    /**
+     * Puts the time that is left into a call with a time limit.
+     *
+     * @param milliseconds 0 to 2^32 - 1
+     */
+    static void setTimeLeft(byte[] command, long milliseconds) {
+        for (int index = 0; index < TIME_LEFT_SIZE; index++) {
+            command[HEADER_SIZE + index] =
+                    (byte) (milliseconds >>> Byte.SIZE * (TIME_LEFT_SIZE - 1 - index));
+        }
+    }
+
+    /** The name's length stands at the offset {@code nameLength}, the name and the payload follow. */
+    private static byte[] call(Target target, int type, int nameLength, String handler, byte[] payload) {
         byte[] name = encode("handler", handler);
         Objects.requireNonNull(payload, "payload");
         if (name.length == 0 || name.length > MAXIMUM_NAME_SIZE) {
             throw new IllegalArgumentException("A handler's name has 1 to 255 bytes in UTF-8, not "
                     + name.length + ".");
         }
-        int payloadStart = HEADER_SIZE + 1 + name.length;
+        int payloadStart = nameLength + 1 + name.length;
         requireRoom((long) payloadStart + payload.length);
-        byte[] command = header(target, TYPE_CALL_HANDLER, payloadStart + payload.length);
-        command[HEADER_SIZE] = (byte) name.length;
-        System.arraycopy(name, 0, command, HEADER_SIZE + 1, name.length);
+        byte[] command = header(target, type, payloadStart + payload.length);
+        command[nameLength] = (byte) name.length;
+        System.arraycopy(name, 0, command, nameLength + 1, name.length);
         System.arraycopy(payload, 0, command, payloadStart, payload.length);
         return command;
     }

@@ -36,7 +36,7 @@ public interface CommandListener {
     /**
      * The name of the handler that a call is for.
      *
-     * @param command a command of type 2
+     * @param command a command of type 2, or of type 3, which is a call with a time limit
      * @return 1 to 255 bytes when encoded as UTF-8
      * @throws IllegalArgumentException if the command is no call of a handler, or malformed
      */
@@ -47,7 +47,7 @@ public interface CommandListener {
     /**
      * What the caller sent to the handler.
      *
-     * @param command a command of type 2
+     * @param command a command of type 2 or 3
      * @return an array of its own, possibly empty
      * @throws IllegalArgumentException if the command is no call of a handler, or malformed
      */

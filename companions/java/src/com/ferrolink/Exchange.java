@@ -1,54 +1,83 @@
 package com.ferrolink;
 
+import java.util.concurrent.atomic.AtomicReference;
+
 /**
  * One command and its response. {@link #run} makes all native calls, on one platform thread, since
  * the response waits for the thread that sent the command; {@link #response} belongs to the thread
  * that wants the result, so that exceptions carry its frames.
+ *
+ * <p>Where there is a deadline, the two may be different threads, and the one that wants the result may
+ * give up: the other one then sends nothing, or drops what it gets.
  */
 final class Exchange implements Runnable {
 
+    private enum State { WAITING, SENT, GIVEN_UP }
+
     private final NativeCalls calls;
     private final byte[] command;
+    /** Null for none. */
+    private final Deadline deadline;
+    private final AtomicReference<State> state = new AtomicReference<>(State.WAITING);
+
     private int length;
     private byte[] response;
-    private String error;
-    private boolean failed;
+    private FerrolinkException.NativeText error;
 
-    Exchange(NativeCalls calls, byte[] command) {
+    Exchange(NativeCalls calls, byte[] command, Deadline deadline) {
         this.calls = calls;
         this.command = command;
+        this.deadline = deadline;
     }
 
     @Override
     public void run() {
+        if (deadline != null && !(isInTime() && state.compareAndSet(State.WAITING, State.SENT))) {
+            return;
+        }
         length = calls.sendCommand(command);
         if (length < 0) {
-            fail();
+            error = new FerrolinkException.NativeText(calls.getNativeError(), false);
         } else if (length >= CommandBuilder.HEADER_SIZE) {
             byte[] buffer = new byte[length];
             buffer[CommandBuilder.TARGET_RUNTIME] = command[CommandBuilder.TARGET_RUNTIME];
             if (calls.readResponse(buffer) < 0) {
-                fail();
+                error = new FerrolinkException.NativeText(calls.getNativeError(), true);
             } else {
                 response = buffer;
             }
         }
     }
 
-    /** The whole response, of at least a header's length. Only after {@link #run}. */
+    /** The whole response, of at least a header's length. Only after {@link #run} has returned. */
     byte[] response() {
-        if (failed) {
-            throw FerrolinkException.ofNativeText(error);
+        if (deadline != null && state.get() != State.SENT) {
+            throw giveUp();
+        }
+        if (error != null) {
+            throw error.toException();
         }
         if (response == null) {
             throw new FerrolinkException("The runtime answered with " + length + " bytes, less than the"
-                    + " header of " + CommandBuilder.HEADER_SIZE + " bytes.", null);
+                    + " header of " + CommandBuilder.HEADER_SIZE + " bytes.", null, true);
         }
         return response;
     }
 
-    private void fail() {
-        failed = true;
-        error = calls.getNativeError();
+    /** Ends the waiting for {@link #run}, which sends nothing any more. Only with a deadline. */
+    DeadlineExceededException giveUp() {
+        state.compareAndSet(State.WAITING, State.GIVEN_UP);
+        return DeadlineExceededException.of(deadline, state.get() == State.SENT);
+    }
+
+    private boolean isInTime() {
+        long left = deadline.millisecondsLeft();
+        if (left == 0) {
+            return false;
+        }
+        if (command[CommandBuilder.COMMAND_TYPE] == CommandBuilder.TYPE_CALL_WITHIN) {
+            CommandBuilder.setTimeLeft(command, left);
+        }
+        return true;
     }
 }

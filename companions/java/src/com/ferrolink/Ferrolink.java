@@ -3,6 +3,7 @@ package com.ferrolink;
 import com.ferrolink.core.receiver.Receiver;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.Arrays;
 import java.util.Objects;
 
@@ -18,9 +19,10 @@ import java.util.Objects;
  * <p><b>Threads:</b> every method may be called by any number of threads at once; their commands run
  * at the same time. One object may serve a whole program.
  *
- * <p><b>Blocking:</b> {@link #call}, {@link #heartbeat} and {@link #loadLibrary} return when the
- * answer is there and have no time limit; the first command to a target also loads its library and
- * starts its runtime, or connects. An interrupt does not end them; the thread is interrupted
+ * <p><b>Blocking:</b> {@link #call(String, byte[])}, {@link #heartbeat} and {@link #loadLibrary} return
+ * when the answer is there and have no time limit of their own; the first command to a target also loads
+ * its library and starts its runtime, or connects. {@link #call(String, byte[], Duration)} gives up when
+ * its time is over. An interrupt does not end them; the thread is interrupted
  * afterwards as before. A command and its answer stay on one platform thread: the caller's own, or
  * one of a pool while a virtual caller waits without keeping its carrier. The pool has up to 16
  * threads, or as many as the system property {@code ferrolink.platformThreads} says (1 to 1024) when
@@ -41,12 +43,14 @@ public final class Ferrolink implements AutoCloseable {
     private final Target target;
     private final NativeCalls calls;
     private final PlatformThreads threads;
+    private final TimedThreads timedThreads;
     private volatile boolean closed;
 
-    Ferrolink(Target target, NativeCalls calls, PlatformThreads threads) {
+    Ferrolink(Target target, NativeCalls calls, PlatformThreads threads, TimedThreads timedThreads) {
         this.target = Objects.requireNonNull(target, "target");
         this.calls = calls;
         this.threads = threads;
+        this.timedThreads = timedThreads;
     }
 
     /**
@@ -59,7 +63,7 @@ public final class Ferrolink implements AutoCloseable {
      */
     public static Ferrolink to(Target target) {
         Objects.requireNonNull(target, "target");
-        return new Ferrolink(target, JniCalls.load(), PlatformThreads.shared());
+        return new Ferrolink(target, JniCalls.load(), PlatformThreads.shared(), TimedThreads.shared());
     }
 
     /**
@@ -126,6 +130,45 @@ public final class Ferrolink implements AutoCloseable {
     public byte[] call(String handler, byte[] payload) {
         requireOpen();
         return answerTo(CommandBuilder.call(target, handler, payload));
+    }
+
+    /**
+     * Calls a handler of the target and waits for its answer, but no longer than a time.
+     *
+     * <p>Over a network the time that is left travels with the command: a server does not begin one whose
+     * time is over, and the connection of one that is given up is closed. In this process the command
+     * runs on another thread, and giving up does not end it: the handler goes on, its answer is dropped.
+     * Such a thread comes from a pool of up to 256, or as many as the system property {@code
+     * ferrolink.timedThreads} says (1 to 1024) when the first such command is sent, and a command waits
+     * for a free one. Virtual threads use that pool over a network, too.
+     *
+     * @param handler as for {@link #call(String, byte[])}
+     * @param payload as for {@link #call(String, byte[])}
+     * @param limit how long to wait, not null. Nothing is sent where it is zero or negative. More than
+     *     2^32 - 1 milliseconds, 49 days, count as that.
+     * @return the bytes that the handler answered with, possibly none, in an array of their own
+     * @throws IllegalArgumentException as for {@link #call(String, byte[])}
+     * @throws IllegalStateException after {@link #close}
+     * @throws RemoteException if the handler failed, or there is none of that name
+     * @throws DeadlineExceededException if the time was over before the answer came; {@link
+     *     FerrolinkException#mayHaveExecuted} says whether the command was sent
+     * @throws FerrolinkException if the command did not get through
+     * @throws OutOfMemoryError if the heap has no room for the command or the answer, or the system has
+     *     none for another thread
+     */
+    public byte[] call(String handler, byte[] payload, Duration limit) {
+        requireOpen();
+        Deadline deadline = Deadline.after(Objects.requireNonNull(limit, "limit"));
+        boolean inMemory = target.channel() == ChannelType.IN_MEMORY;
+        // Runtimes of this process do not ask for the time, and may not know of it.
+        Exchange exchange = new Exchange(calls, inMemory ? CommandBuilder.call(target, handler, payload)
+                : CommandBuilder.callWithin(target, handler, payload), deadline);
+        if (!inMemory && !PlatformThreads.isVirtual(Thread.currentThread())) {
+            exchange.run();
+        } else if (!timedThreads.run(exchange, deadline)) {
+            throw exchange.giveUp();
+        }
+        return answerIn(exchange);
     }
 
     /**
@@ -224,8 +267,12 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     private byte[] answerTo(byte[] command) {
-        Exchange exchange = new Exchange(calls, command);
+        Exchange exchange = new Exchange(calls, command, null);
         threads.run(exchange);
+        return answerIn(exchange);
+    }
+
+    private byte[] answerIn(Exchange exchange) {
         byte[] response = exchange.response();
         int type = response[CommandBuilder.COMMAND_TYPE] & 0xFF;
         if (type == TYPE_ANSWER) {
@@ -236,7 +283,7 @@ public final class Ferrolink implements AutoCloseable {
                     response.length - CommandBuilder.HEADER_SIZE, StandardCharsets.UTF_8));
         }
         throw new FerrolinkException(target + " answered with type " + type
-                + ", which is neither an answer (0) nor an exception report (10).", null);
+                + ", which is neither an answer (0) nor an exception report (10).", null, true);
     }
 
     /** Made with the first registration. */

@@ -20,7 +20,7 @@ final class JniCalls implements NativeCalls {
         try {
             NativeLibrary.load();
         } catch (UnsatisfiedLinkError failure) {
-            throw new FerrolinkException(failure.getMessage(), failure);
+            throw new FerrolinkException(failure.getMessage(), failure, false);
         }
         return INSTANCE;
     }

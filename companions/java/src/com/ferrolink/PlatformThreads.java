@@ -6,10 +6,8 @@ import java.lang.invoke.MethodType;
 import java.util.concurrent.ExecutionException;
 import java.util.concurrent.FutureTask;
 import java.util.concurrent.LinkedBlockingQueue;
-import java.util.concurrent.ThreadFactory;
 import java.util.concurrent.ThreadPoolExecutor;
 import java.util.concurrent.TimeUnit;
-import java.util.concurrent.atomic.AtomicInteger;
 
 /**
  * Runs tasks on platform threads: on the calling thread itself where it is one, else on a thread of
@@ -29,14 +27,12 @@ final class PlatformThreads {
     /** Thread.isVirtual(); null on JVMs that have no virtual threads. */
     private static final MethodHandle IS_VIRTUAL = findIsVirtual();
 
-    private static final AtomicInteger LAST_NUMBER = new AtomicInteger();
-
     private final ThreadPoolExecutor pool;
 
     /** A pool of its own, of at most {@code size} threads; idle ones end. */
     PlatformThreads(int size) {
         pool = new ThreadPoolExecutor(size, size, IDLE_SECONDS, TimeUnit.SECONDS,
-                new LinkedBlockingQueue<Runnable>(), new DaemonFactory());
+                new LinkedBlockingQueue<Runnable>(), new DaemonThreads("ferrolink-platform-"));
         pool.allowCoreThreadTimeOut(true);
     }
 
@@ -45,13 +41,13 @@ final class PlatformThreads {
         return Shared.INSTANCE;
     }
 
-    /** What the property says, the default where it says nothing of use. */
-    static int sizeOf(String property) {
+    /** What the property says, {@code otherwise} where it says nothing of use. */
+    static int sizeOf(String property, int otherwise) {
         try {
-            int size = property == null ? DEFAULT_SIZE : Integer.parseInt(property.trim());
-            return size >= 1 && size <= MAXIMUM_SIZE ? size : DEFAULT_SIZE;
+            int size = property == null ? otherwise : Integer.parseInt(property.trim());
+            return size >= 1 && size <= MAXIMUM_SIZE ? size : otherwise;
         } catch (NumberFormatException unusable) {
-            return DEFAULT_SIZE;
+            return otherwise;
         }
     }
 
@@ -99,7 +95,8 @@ final class PlatformThreads {
         }
     }
 
-    private static RuntimeException unchecked(Throwable failure) {
+    /** What a task threw, none of which is checked: an error is thrown here, the rest by the caller. */
+    static RuntimeException unchecked(Throwable failure) {
         if (failure instanceof Error) {
             throw (Error) failure;
         }
@@ -118,17 +115,6 @@ final class PlatformThreads {
     /** Made when it is needed first. */
     private static final class Shared {
         static final PlatformThreads INSTANCE =
-                new PlatformThreads(sizeOf(System.getProperty(SIZE_PROPERTY)));
-    }
-
-    /** Makes threads that neither keep the JVM alive nor hold on to loaders of their creators. */
-    private static final class DaemonFactory implements ThreadFactory {
-        @Override
-        public Thread newThread(Runnable work) {
-            Thread thread = new Thread(work, "ferrolink-platform-" + LAST_NUMBER.incrementAndGet());
-            thread.setDaemon(true);
-            thread.setContextClassLoader(PlatformThreads.class.getClassLoader());
-            return thread;
-        }
+                new PlatformThreads(sizeOf(System.getProperty(SIZE_PROPERTY), DEFAULT_SIZE));
     }
 }

@@ -2,6 +2,7 @@ package com.ferrolink;
 
 import static org.junit.jupiter.api.Assertions.assertArrayEquals;
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
 import static org.junit.jupiter.api.Assertions.assertNotSame;
 import static org.junit.jupiter.api.Assertions.assertSame;
 import static org.junit.jupiter.api.Assertions.assertThrows;
@@ -20,7 +21,8 @@ final class AnswersToCommandsTest {
 
     private final FakeCalls calls = new FakeCalls();
     private final Target target = Target.tcp(RuntimeId.CPP, "127.0.0.1", 9);
-    private final Ferrolink ferrolink = new Ferrolink(target, calls, PlatformThreads.shared());
+    private final Ferrolink ferrolink = new Ferrolink(target, calls, PlatformThreads.shared(),
+            TimedThreads.shared());
 
     @Test
     @DisplayName("are the body of the response, in an array of their own")
@@ -83,7 +85,14 @@ final class AnswersToCommandsTest {
         assertEquals("a\uFFFD",
                 assertThrows(RemoteException.class, ferrolink::heartbeat).remoteText());
         calls.responder = command -> Responses.of(10);
-        assertEquals("", assertThrows(RemoteException.class, ferrolink::heartbeat).remoteText());
+        RemoteException empty = assertThrows(RemoteException.class, ferrolink::heartbeat);
+        assertEquals("", empty.remoteText());
+        assertEquals("The target gave no reason.", empty.getMessage());
+        calls.responder = command -> Responses.of(10, (byte) 0xFF, (byte) 1);
+        RemoteException binary = assertThrows(RemoteException.class, ferrolink::heartbeat);
+        assertEquals("\uFFFD\u0001", binary.remoteText());
+        assertEquals("The target gave a reason that is not readable: \\uFFFD\\u0001",
+                binary.getMessage());
     }
 
     @ParameterizedTest
@@ -140,7 +149,8 @@ final class AnswersToCommandsTest {
     void noText() {
         calls.responder = command -> null;
         calls.error = null;
-        assertEquals("", assertThrows(FerrolinkException.class, ferrolink::heartbeat).getMessage());
+        assertEquals("The native library gave no reason.",
+                assertThrows(FerrolinkException.class, ferrolink::heartbeat).getMessage());
     }
 
     @Test
@@ -174,7 +184,23 @@ final class AnswersToCommandsTest {
     @DisplayName("come to other objects after one was closed")
     void othersStayOpen() {
         ferrolink.close();
-        new Ferrolink(target, calls, PlatformThreads.shared()).heartbeat();
+        new Ferrolink(target, calls, PlatformThreads.shared(), TimedThreads.shared()).heartbeat();
         assertEquals(1, calls.sent.size());
+    }
+
+    @Test
+    @DisplayName("that do not come tell whether the command may have been executed")
+    void mayHaveExecuted() {
+        calls.responder = command -> null;
+        calls.error = "Ferrolink Native Exception: Exception code 019. \nRuntime not loaded: Cpp";
+        assertFalse(assertThrows(FerrolinkException.class, ferrolink::heartbeat).mayHaveExecuted());
+        calls.responder = command -> Responses.of(0);
+        calls.readFails = true;
+        assertTrue(assertThrows(FerrolinkException.class, ferrolink::heartbeat).mayHaveExecuted());
+        calls.readFails = false;
+        calls.responder = command -> new byte[3];
+        assertTrue(assertThrows(FerrolinkException.class, ferrolink::heartbeat).mayHaveExecuted());
+        calls.responder = command -> Responses.of(7);
+        assertTrue(assertThrows(FerrolinkException.class, ferrolink::heartbeat).mayHaveExecuted());
     }
 }

@@ -21,7 +21,7 @@ final class CommandBytesTest {
     private final FakeCalls calls = new FakeCalls();
 
     private Ferrolink to(Target target) {
-        return new Ferrolink(target, calls, PlatformThreads.shared());
+        return new Ferrolink(target, calls, PlatformThreads.shared(), TimedThreads.shared());
     }
 
     private Ferrolink toCpp() {

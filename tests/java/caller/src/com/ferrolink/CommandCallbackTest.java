@@ -57,11 +57,27 @@ final class CommandCallbackTest {
     }
 
     @Test
+    @DisplayName("can be taken apart in the same way with a time limit in front")
+    void helpersWithTimeLimit() {
+        byte[] command = {2, 0, 0, 0, 0, 0, 0, 0, 0, 8, 3, 0, 0, 1, 2, 2, 'u', 'p', 7, 9};
+        assertEquals("up", CommandListener.handlerOf(command));
+        assertArrayEquals(new byte[] {7, 9}, CommandListener.payloadOf(command));
+        for (int size = 11; size < 16; size++) {
+            byte[] cut = Arrays.copyOf(command, size);
+            assertEquals("Malformed command: a call with a time limit begins with four bytes of"
+                    + " milliseconds, and the length and the name of a handler; " + (size - 11)
+                    + " bytes follow the header.", refusal(() -> CommandListener.handlerOf(cut)));
+        }
+        assertEquals("Malformed command: a handler's name of 2 bytes is announced, 1 bytes follow.",
+                refusal(() -> CommandListener.payloadOf(Arrays.copyOf(command, 17))));
+    }
+
+    @Test
     @DisplayName("are only taken apart if they are what is asked for")
     void helperRefusals() {
-        assertEquals("A command of type 11 calls no handler, only type 2 does.",
+        assertEquals("A command of type 11 calls no handler, only types 2 and 3 do.",
                 refusal(() -> CommandListener.handlerOf(HEARTBEAT)));
-        assertEquals("A command of type 11 calls no handler, only type 2 does.",
+        assertEquals("A command of type 11 calls no handler, only types 2 and 3 do.",
                 refusal(() -> CommandListener.payloadOf(HEARTBEAT)));
         assertEquals("Malformed command: a handler's name of 4 bytes is announced, 2 bytes follow.",
                 refusal(() -> CommandListener.payloadOf(Arrays.copyOf(ECHO, 14))));

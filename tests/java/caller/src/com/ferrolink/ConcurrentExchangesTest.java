@@ -17,7 +17,7 @@ final class ConcurrentExchangesTest {
 
     private final FakeCalls calls = new FakeCalls();
     private final Ferrolink ferrolink = new Ferrolink(Target.inMemory(RuntimeId.CPP), calls,
-            new PlatformThreads(4));
+            new PlatformThreads(4), TimedThreads.shared());
 
     private static byte[] payload(int thread, int command) {
         return ByteBuffer.allocate(8).putInt(thread).putInt(command).array();

@@ -1,12 +1,21 @@
 package com.ferrolink;
 
 import static org.junit.jupiter.api.Assertions.assertEquals;
+import static org.junit.jupiter.api.Assertions.assertFalse;
+import static org.junit.jupiter.api.Assertions.assertTrue;
 import static org.junit.jupiter.params.provider.Arguments.arguments;
 
 import java.io.ByteArrayInputStream;
 import java.io.ByteArrayOutputStream;
 import java.io.ObjectInputStream;
 import java.io.ObjectOutputStream;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.BitSet;
+import java.util.HashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.Set;
 import java.util.stream.Stream;
 import org.junit.jupiter.api.DisplayName;
 import org.junit.jupiter.api.Test;
@@ -50,7 +59,7 @@ final class FerrolinkExceptionTest {
             arguments("a\nJVM Lib: Exception code 001. t", "", -1,
                     "a\nJVM Lib: Exception code 001. t", ""),
             arguments("Undefined error", "", -1, "Undefined error", ""),
-            arguments("", "", -1, "", ""));
+            arguments("1", "", -1, "1", ""));
     }
 
     @ParameterizedTest
@@ -66,11 +75,71 @@ final class FerrolinkExceptionTest {
     }
 
     @Test
-    @DisplayName("that are missing count as empty")
+    @DisplayName("that are missing count as empty, which the message says")
     void missing() {
-        FerrolinkException failure = FerrolinkException.ofNativeText(null);
-        assertEquals("", failure.getMessage());
-        assertEquals(-1, failure.code());
+        for (String text : new String[] {null, ""}) {
+            FerrolinkException failure = FerrolinkException.ofNativeText(text);
+            assertEquals("The native library gave no reason.", failure.getMessage());
+            assertEquals("", failure.text());
+            assertEquals(-1, failure.code());
+            assertTrue(failure.mayHaveExecuted());
+        }
+    }
+
+    @Test
+    @DisplayName("that nobody can read are written out in the message")
+    void unreadable() {
+        String start = "The native library gave a reason that is not readable: ";
+        FerrolinkException failure = FerrolinkException.ofNativeText("\uFFFD\u0001 \n*");
+        assertEquals(start + "\\uFFFD\\u0001\\u0020\\u000A*", failure.getMessage());
+        assertEquals("\uFFFD\u0001 \n*", failure.text());
+        assertEquals(start + "\\u0000".repeat(64) + "... (1000 characters)",
+                FerrolinkException.ofNativeText("\0".repeat(1000)).getMessage());
+        assertEquals("\uFFFDé", FerrolinkException.ofNativeText("\uFFFDé").getMessage());
+    }
+
+    private static FerrolinkException coded(String prefix, int code) {
+        return FerrolinkException.ofNativeText(
+                String.format("%s: Exception code %03d. text", prefix, code));
+    }
+
+    /** Of every code that could be: all but those of the table are of commands that may be executed. */
+    @Test
+    @DisplayName("say that a command was not executed by the codes that the documentation has, and no others")
+    void notExecuted() throws Exception {
+        Path page = Path.of(System.getProperty("ferrolink.docs"), "errors.md");
+        List<String> rows = Files.readAllLines(page);
+        int first = rows.indexOf("| Prefix | Codes of commands that were not executed |") + 2;
+        Map<String, BitSet> documented = new HashMap<>();
+        for (int index = first; rows.get(index).startsWith("| `"); index++) {
+            String[] cells = rows.get(index).split("[|`]");
+            BitSet codes = documented.computeIfAbsent(cells[2], absent -> new BitSet());
+            for (String range : cells[4].trim().split(", ")) {
+                String[] ends = range.split(" to ");
+                codes.set(Integer.parseInt(ends[0]), Integer.parseInt(ends[ends.length - 1]) + 1);
+            }
+        }
+        assertEquals(Set.of("JVM Launcher", "Ferrolink Native Exception", "JVM Lib", "Network Client"),
+                documented.keySet());
+        documented.put("Cpp Launcher", new BitSet());
+        documented.put("Python Launcher", new BitSet());
+        for (Map.Entry<String, BitSet> prefix : documented.entrySet()) {
+            for (int code = 0; code < 1000; code++) {
+                assertEquals(!prefix.getValue().get(code), coded(prefix.getKey(), code).mayHaveExecuted(),
+                        prefix.getKey() + code);
+            }
+        }
+        assertTrue(FerrolinkException.ofNativeText("no code").mayHaveExecuted());
+    }
+
+    @Test
+    @DisplayName("of the network's time limits are of a class of their own")
+    void deadlines() {
+        for (int code = 0; code < 20; code++) {
+            assertEquals(code == 9 || code == 10,
+                    coded("Network Client", code) instanceof DeadlineExceededException);
+            assertFalse(coded("JVM Launcher", code) instanceof DeadlineExceededException);
+        }
     }
 
     @Test

@@ -102,6 +102,14 @@ final class InstalledLibraryTest {
                 String.join("\n", Arrays.copyOfRange(rest, 8, rest.length)) + "\n");
     }
 
+    @ParameterizedTest
+    @ValueSource(strings = {"", "-Xcheck:jni"})
+    @DisplayName("carries calls with time limits, nested too, and a program ends while one goes on")
+    void timeLimits(String option) throws Exception {
+        assertEquals("FerrolinkException 18 false\n0\n41\ntrue\n7\n2400\ntrue\n",
+                child(archive).option(option).run(DeadlineProgram.class));
+    }
+
     private static String firstLines(String text, int count) {
         int end = 0;
         for (int line = 0; line < count; line++) {

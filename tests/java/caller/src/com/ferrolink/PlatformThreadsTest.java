@@ -27,7 +27,7 @@ final class PlatformThreadsTest {
     private final FakeCalls calls = new FakeCalls();
     private final PlatformThreads threads = new PlatformThreads(2);
     private final Ferrolink ferrolink =
-            new Ferrolink(Target.inMemory(RuntimeId.CPP), calls, threads);
+            new Ferrolink(Target.inMemory(RuntimeId.CPP), calls, threads, TimedThreads.shared());
 
     private static void await(CountDownLatch latch) {
         try {
@@ -108,7 +108,7 @@ final class PlatformThreadsTest {
         AtomicInteger interruptedInPool = new AtomicInteger();
         Threads.onPlatformThread(() -> {
             caller.set(Thread.currentThread());
-            Exchange exchange = new Exchange(calls, CommandBuilder.heartbeat(ferrolink.target()));
+            Exchange exchange = new Exchange(calls, CommandBuilder.heartbeat(ferrolink.target()), null);
             threads.runInPool(() -> {
                 caller.get().interrupt();
                 exchange.run();
@@ -174,6 +174,6 @@ final class PlatformThreadsTest {
         "' 3 ',3", "1024,1024"}, nullValues = "NULL")
     @DisplayName("use as many threads as the property says, 16 if it says nothing of use")
     void size(String property, int expected) {
-        assertEquals(expected, PlatformThreads.sizeOf(property));
+        assertEquals(expected, PlatformThreads.sizeOf(property, 16));
     }
 }

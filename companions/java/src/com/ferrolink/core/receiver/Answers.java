@@ -21,17 +21,16 @@ public final class Answers {
     /**
      * The name of the handler that a call is for.
      *
-     * @param command a command of type 2
+     * @param command a command of type 2 or 3
      * @return 1 to 255 bytes when encoded as UTF-8
      * @throws IllegalArgumentException if the command is no call of a handler, or malformed
      */
     public static String handlerOf(byte[] command) {
         try {
             CommandFrame.requireHeader(command);
-            int type = CommandFrame.typeOf(command);
-            if (type != CommandFrame.TYPE_CALL_HANDLER) {
-                throw new IllegalArgumentException("A command of type " + type
-                        + " calls no handler, only type 2 does.");
+            if (!CommandFrame.isCall(command)) {
+                throw new IllegalArgumentException("A command of type " + CommandFrame.typeOf(command)
+                        + " calls no handler, only types 2 and 3 do.");
             }
             return CommandFrame.handlerNameOf(command);
         } catch (CommandRejectedException rejected) {
@@ -42,7 +41,7 @@ public final class Answers {
     /**
      * What the caller sent to the handler.
      *
-     * @param command a command of type 2
+     * @param command a command of type 2 or 3
      * @return an array of its own, possibly empty
      * @throws IllegalArgumentException if the command is no call of a handler, or malformed
      */

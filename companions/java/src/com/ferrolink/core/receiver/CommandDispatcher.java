@@ -23,6 +23,7 @@ final class CommandDispatcher {
             CommandFrame.requireHeader(command);
             switch (CommandFrame.typeOf(command)) {
                 case CommandFrame.TYPE_CALL_HANDLER:
+                case CommandFrame.TYPE_CALL_WITHIN:
                     return callHandler(command);
                 case CommandFrame.TYPE_HEART_BEAT:
                     return ReplyFrame.heartBeat(CommandFrame.callerOf(command), command);
@@ -32,7 +33,7 @@ final class CommandDispatcher {
                 default:
                     throw new CommandRejectedException("Unknown command type "
                             + CommandFrame.typeOf(command) + ". Known types: 1 (load a library),"
-                            + " 2 (call a handler), 11 (heartbeat).");
+                            + " 2 (call a handler), 3 (call a handler within a time), 11 (heartbeat).");
             }
         } catch (CommandRejectedException rejected) {
             return ReplyFrame.exception(CommandFrame.callerOf(command), rejected.getMessage());

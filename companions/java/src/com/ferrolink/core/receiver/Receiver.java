@@ -33,8 +33,9 @@ public final class Receiver {
      * Answers a command.
      *
      * @param command a header of 11 bytes, of which byte 9 is the calling runtime and byte 10 the
-     *     command type, and a body. Type 2 calls the {@link CommandHandler} that the body names,
-     *     type 11 is a heartbeat, type 1 adds an archive or a directory of archives.
+     *     command type, and a body. Types 2 and 3 call the {@link CommandHandler} that the body names
+     *     (3 begins with four bytes of a time limit, which mean nothing here), type 11 is a heartbeat,
+     *     type 1 adds an archive or a directory of archives.
      * @return a header of 11 bytes, of which byte 0 is the calling runtime, byte 9 is 2 for this JVM
      *     and byte 10 is 0, or 10 for a failure; and a body. Type 1 is answered with the 17 bytes
      *     that all runtimes answer it with.

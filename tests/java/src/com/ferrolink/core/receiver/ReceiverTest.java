@@ -71,11 +71,11 @@ final class ReceiverTest {
     }
 
     @ParameterizedTest
-    @ValueSource(ints = {0, 3, 10, 12, 127, 128, 255})
+    @ValueSource(ints = {0, 4, 10, 12, 127, 128, 255})
     @DisplayName("names a command type that it does not know")
     void unknownType(int type) {
         assertEquals("Unknown command type " + type + ". Known types: 1 (load a library),"
-                + " 2 (call a handler), 11 (heartbeat).",
+                + " 2 (call a handler), 3 (call a handler within a time), 11 (heartbeat).",
                 Replies.exceptionText(Receiver.sendCommand(Commands.of(type, new byte[3]))));
     }
 
@@ -108,6 +108,36 @@ final class ReceiverTest {
         assertEquals("Malformed command: a handler's name of 200 bytes is announced, 3 bytes follow.",
                 Replies.exceptionText(
                         Receiver.sendCommand(Commands.of(2, new byte[] {(byte) 200, 'a', 'b', 'c'}))));
+    }
+
+    @Test
+    @DisplayName("carries out a call with a time limit like one without, whatever time is left")
+    void callWithin() {
+        byte[] command = {2, 0, 0, 0, 0, 0, 0, 0, 0, 5, 3, 0, 0, 0, 0, 4, 'e', 'c', 'h', 'o', -1, 0, 127};
+        byte[] untouched = command.clone();
+        byte[] expected = {5, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, -1, 0, 127};
+        assertArrayEquals(expected, Receiver.sendCommand(command));
+        assertArrayEquals(untouched, command);
+        Arrays.fill(command, 11, 15, (byte) 0xFF);
+        assertArrayEquals(expected, Receiver.sendCommand(command));
+        assertEquals("Unknown handler 'none" + LISTED, Replies.exceptionText(
+                Receiver.sendCommand(Commands.of(3, new byte[] {0, 0, 1, 0, 4, 'n', 'o', 'n', 'e'}))));
+    }
+
+    @Test
+    @DisplayName("says what is wrong with the body of a call with a time limit")
+    void malformedCallWithin() {
+        for (int size = 0; size < 5; size++) {
+            assertEquals("Malformed command: a call with a time limit begins with four bytes of"
+                    + " milliseconds, and the length and the name of a handler; " + size
+                    + " bytes follow the header.",
+                    Replies.exceptionText(Receiver.sendCommand(Commands.of(3, new byte[size]))));
+        }
+        assertEquals("Malformed command: the handler's name is empty.",
+                Replies.exceptionText(Receiver.sendCommand(Commands.of(3, new byte[] {1, 1, 1, 1, 0, 'x'}))));
+        assertEquals("Malformed command: a handler's name of 200 bytes is announced, 1 bytes follow.",
+                Replies.exceptionText(
+                        Receiver.sendCommand(Commands.of(3, new byte[] {1, 1, 1, 1, (byte) 200, 'a'}))));
     }
 
     @Test
