@@ -1,14 +1,19 @@
 #ifndef FERROLINK_CPP_CALLER_H
 #define FERROLINK_CPP_CALLER_H
 
+#include <array>
+#include <atomic>
 #include <cstdint>
 #include <filesystem>
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "ferrolink/CppRuntime.h"
+#include "ferrolink/Deadline.h"
 #include "ferrolink/Host.h"
+#include "ferrolink/detail/TimedExchange.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/ITransmitter.h"
 #include "native/interfaces/Runtime.h"
@@ -16,6 +21,7 @@
 
 namespace Ferrolink::Cpp {
 
+using Host::Deadline;
 using Host::Options;
 using Native::Definitions::Runtime;
 
@@ -31,8 +37,8 @@ using Native::Definitions::Runtime;
 /// Thread rule: any thread, any number at once, from inside handlers as well; a call blocks its
 /// thread until it is answered. Java attaches a thread that it does not know for each call, see
 /// Host::ThreadAttachment.
-/// Errors: RemoteError with the called runtime's text; the libraries' own errors (derived from
-/// std::runtime_error); InstallationError; ProtocolError.
+/// Errors: those of ferrolink/Errors.h, of which RemoteError has the called runtime's text and
+/// LibraryError the libraries' own; std::system_error and std::bad_alloc.
 class Caller {
  public:
   explicit Caller(const Options& options = {})
@@ -49,6 +55,25 @@ class Caller {
   Bytes Call(Runtime target, std::string_view handler, std::string_view payload) const {
     return Call(target, handler,
                 std::span(reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()));
+  }
+
+  /// The same, but gives up when the time is over: DeadlineError. The command runs on a thread of
+  /// its own; giving up does not end it, and its answer is dropped. At most 256 run at a time,
+  /// others wait for one to end. Nothing is sent where the time is over before. The runtime is
+  /// started by the calling thread, whose time that takes, but which does not give up meanwhile.
+  Bytes Call(Runtime target, std::string_view handler, std::span<const std::uint8_t> payload,
+             Deadline deadline) const {
+    Bytes command = Host::detail::callCommand(target, handler, payload);
+    Host::detail::requireTimeLeft(deadline);
+    startOnThisThread(target);
+    return Host::detail::exchangeWithin(*m_transmitter, std::move(command), nameOf(target),
+                                        deadline);
+  }
+  Bytes Call(Runtime target, std::string_view handler, std::string_view payload,
+             Deadline deadline) const {
+    return Call(target, handler,
+                std::span(reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()),
+                deadline);
   }
 
   /// Asks for a sign of life; starts the runtime where it does not run yet. Throws where there is
@@ -87,6 +112,16 @@ class Caller {
       }
     }
     return transmitter;
+  }
+
+  // What starts a runtime stays bound to it, which a thread of one command must not be.
+  void startOnThisThread(Runtime target) const {
+    static std::array<std::atomic<bool>, 256> started;
+    std::atomic<bool>& known = started[static_cast<std::uint8_t>(target)];
+    if (!known) {
+      Heartbeat(target);
+      known = true;
+    }
   }
 
   static std::string nameOf(Runtime runtime) {

@@ -33,7 +33,10 @@
 namespace Ferrolink::Cpp {
 
 using Host::Bytes;
+using Host::DeadlineError;
+using Host::Error;
 using Host::InstallationError;
+using Host::LibraryError;
 using Host::ProtocolError;
 using Host::RemoteError;
 using Host::ToBytes;

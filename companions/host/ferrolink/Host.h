@@ -12,10 +12,12 @@
 #include <utility>
 #include <vector>
 
+#include "ferrolink/Deadline.h"
 #include "ferrolink/Errors.h"
 #include "ferrolink/ThreadAttachment.h"
 #include "ferrolink/detail/Exchange.h"
 #include "ferrolink/detail/Library.h"
+#include "ferrolink/detail/TimedExchange.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/Runtime.h"
 
@@ -39,8 +41,8 @@ struct Options {
 ///
 /// The JVM starts with the first command and lives, like the receiver behind this object, until the
 /// process ends; destroying a Host releases nothing of it. Several Hosts share one receiver.
-/// Thread rule: any thread, any number at once. Errors: RemoteError with Java's text; the library's
-/// own errors (derived from std::runtime_error); those of Errors.h.
+/// Thread rule: any thread, any number at once. Errors: those of Errors.h, of which RemoteError has
+/// Java's text and LibraryError the library's own; std::system_error and std::bad_alloc.
 class Host {
  public:
   explicit Host(const Options& options = {})
@@ -69,6 +71,23 @@ class Host {
   Bytes Call(std::string_view handler, std::string_view payload) {
     return Call(handler,
                 std::span(reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()));
+  }
+
+  /// The same, but gives up when the time is over: DeadlineError. The command runs on a thread of
+  /// its own, which Java does not know and attaches for it; giving up does not end it, and its
+  /// answer is dropped. At most 256 run at a time, others wait for one to end. Nothing is sent
+  /// where the time is over before. Java is started by the calling thread, whose time that takes,
+  /// but which does not give up meanwhile.
+  Bytes Call(std::string_view handler, std::span<const std::uint8_t> payload, Deadline deadline) {
+    Bytes command = detail::callCommand(kJvm, handler, payload);
+    detail::requireTimeLeft(deadline);
+    Start();
+    return detail::exchangeWithin(*m_receiver, std::move(command), kWho, deadline);
+  }
+  Bytes Call(std::string_view handler, std::string_view payload, Deadline deadline) {
+    return Call(handler,
+                std::span(reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()),
+                deadline);
   }
 
   /// Asks Java for a sign of life; starts the JVM where it does not run yet. Throws where there is

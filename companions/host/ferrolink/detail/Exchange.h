@@ -7,6 +7,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include "ferrolink/Errors.h"
@@ -54,7 +55,8 @@ inline Bytes header(Runtime target, std::uint8_t type, std::size_t bodySize) {
 inline Bytes callCommand(Runtime target, std::string_view handler,
                          std::span<const std::uint8_t> payload) {
   if (handler.size() > kLongestName) {
-    throw ProtocolError("The handler's name is longer than 255 bytes: " + std::string(handler));
+    throw ProtocolError("The handler's name is longer than 255 bytes: " + std::string(handler),
+                        false);
   }
   Bytes command = header(target, kTypeCallHandler, 1 + handler.size() + payload.size());
   command.push_back(static_cast<std::uint8_t>(handler.size()));
@@ -71,14 +73,36 @@ inline Bytes loadLibraryCommand(Runtime target, std::string_view path) {
   return command;
 }
 
+[[noreturn]] inline void raiseLibraryError(const std::string& text, bool executed) {
+  const LibraryError error(text, executed);
+  if (saysDeadline(text)) {
+    throw DeadlineError(text, error.MayHaveExecuted());
+  }
+  throw error;
+}
+
+/// Calls a library of the family, whose own errors become those of this helper. Failures of the
+/// system and of memory stay what they are.
+template <class Action>
+auto callLibrary(bool executed, Action action) {
+  try {
+    return action();
+  } catch (const std::system_error&) {
+    throw;
+  } catch (const std::runtime_error& error) {
+    raiseLibraryError(error.what(), executed);
+  }
+}
+
 /// Sends one command through a receiver or a transmitter and reads its reply on the same thread;
 /// returns the reply's body. `who` names the called runtime in errors.
 template <class Role>
 Bytes exchange(Role& role, Bytes& command, const std::string& who) {
   if (command.size() > INT_MAX) {
-    throw ProtocolError("The command is longer than 2 GiB.");
+    throw ProtocolError("The command is longer than 2 GiB.", false);
   }
-  const int length = role.SendCommand(command.data(), static_cast<int>(command.size()));
+  const int length = callLibrary(
+      false, [&] { return role.SendCommand(command.data(), static_cast<int>(command.size())); });
   if (length < Header::kSize) {
     throw ProtocolError(who + " answered with " + std::to_string(length) +
                         " bytes, which is no reply.");
@@ -86,7 +110,7 @@ Bytes exchange(Role& role, Bytes& command, const std::string& who) {
   Bytes reply(static_cast<std::size_t>(length));
   // In-process channels route a read by the first byte of the buffer.
   reply[Header::kTargetRuntime] = command[Header::kTargetRuntime];
-  role.ReadResponse(reply.data(), length);
+  callLibrary(true, [&] { return role.ReadResponse(reply.data(), length); });
   const std::uint8_t type = reply[Header::kCommandType];
   reply.erase(reply.begin(), reply.begin() + Header::kSize);
   if (type == Header::kTypeExceptionReport) {
