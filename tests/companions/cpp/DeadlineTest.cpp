@@ -30,6 +30,13 @@ struct Hanging {
     });
   }
 
+  // A caller may give up between the sending of its call and the handler's first step.
+  void awaitBegun(int calls) const {
+    while (begun < calls) {
+      std::this_thread::yield();
+    }
+  }
+
   std::latch release{1};
   std::atomic<int> begun{0};
   std::atomic<int> ended{0};
@@ -113,6 +120,7 @@ PROCESS_CASE(giveUp) {
   registerEcho();
   Hanging& hanging = registerHanging();
   report(giveUpOnHanging(caller));
+  hanging.awaitBegun(1);
   report(hanging.begun.load());
   for (int i = 0; i < 50; ++i) {
     if (failureOf(caller, "echo", 1h) != "answer: x") {
@@ -209,6 +217,7 @@ PROCESS_CASE(answerMany) {
     thread.join();
   }
   report(right.load());
+  hanging.awaitBegun(16);
   report(hanging.begun.load());
 }
 

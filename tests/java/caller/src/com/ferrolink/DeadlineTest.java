@@ -14,6 +14,7 @@ import java.util.Arrays;
 import java.util.List;
 import java.util.Set;
 import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.Semaphore;
 import java.util.concurrent.TimeUnit;
 import org.junit.jupiter.api.AfterEach;
 import org.junit.jupiter.api.DisplayName;
@@ -32,6 +33,7 @@ final class DeadlineTest {
 
     private final FakeCalls calls = new FakeCalls();
     private final CountDownLatch ending = new CountDownLatch(1);
+    private final Semaphore begun = new Semaphore(0);
     private final TimedThreads one = new TimedThreads(1);
     private final Ferrolink inMemory = to(Target.inMemory(RuntimeId.CPP), new TimedThreads(64));
     private final Ferrolink overTcp = to(Target.tcp(RuntimeId.CPP, "10.0.0.7", 1), one);
@@ -44,6 +46,7 @@ final class DeadlineTest {
     /** The handler "hang" goes on until the test ends; others answer with their payload at once. */
     private byte[] respond(byte[] command) {
         if (HANGING.equals(CommandListener.handlerOf(command))) {
+            begun.release();
             await(ending);
         }
         return Responses.of(0, CommandListener.payloadOf(command));
@@ -155,6 +158,7 @@ final class DeadlineTest {
         DeadlineExceededException failure = failureOfHanging(inMemory);
         assertEquals("The call's time of 20 ms was over before its answer came. It goes on, and its answer"
                 + " will be dropped.", failure.getMessage());
+        begun.acquireUninterruptibly();
         assertEquals(1, calls.sent.size());
         assertEquals(1, calls.threads.size());
     }
@@ -254,6 +258,7 @@ final class DeadlineTest {
                 }
             }
         });
+        begun.acquireUninterruptibly(40);
         assertEquals(16_000, calls.sent.size());
     }
 }
