@@ -48,6 +48,11 @@ class Connection {
   /// Whether the peer is there and has sent nothing that was not read. Does not wait.
   virtual bool isQuiet() = 0;
 
+  /// Who the peer is by its certificate, as RFC 2253 writes subjects; empty where it showed none.
+  virtual std::string peerName() { return {}; }
+  /// Whose certificate was refused and why, after a handshake that failed; empty for other reasons.
+  [[nodiscard]] virtual std::string whyPeerRefused() const { return {}; }
+
   void sendGreeting(Wire::Greeting kind) { writeAll(Wire::greeting(kind)); }
   /// What the peer says first; zeros behind it where it then closes. Errors: eof where it says
   /// nothing. While the socket does not wait: would_block until all of it has come, to be called
@@ -58,11 +63,19 @@ class Connection {
   /// before anything is sent.
   void send(Wire::FrameHeader header, std::span<const std::uint8_t> bytes);
 
+  /// Whether receiveHeader need not wait: all of a header has arrived.
+  [[nodiscard]] bool hasHeader() const { return unread() >= Wire::kFrameHeaderSize; }
+  /// Reads what has come, once; waits where there is nothing. For as long as there is no header.
+  /// Errors: eof where the peer has closed; would_block, while the socket does not wait.
+  void readAhead(asio::error_code& error) { fill(error); }
+
   /// Receives the header of the peer's next frame; false where it has closed in place of one.
   /// Errors: also FrameTooLong, and bad_message where the bytes are no header.
   bool receiveHeader(Wire::FrameHeader& header);
   /// Appends the next `count` bytes of a frame to `bytes`.
   void receiveBytes(Bytes& bytes, std::size_t count);
+  /// Fills `room` with the next bytes of a frame.
+  void receiveBytes(std::span<std::uint8_t> room) { readAll(room); }
   /// Receives the next frame; memory for it grows with what has arrived. False where the peer has
   /// closed in place of one. `frame.bytes` keeps its capacity. Errors: as above.
   bool receive(Frame& frame);

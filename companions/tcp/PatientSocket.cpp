@@ -97,6 +97,7 @@ std::size_t PatientSocket::receive(std::span<std::uint8_t> room, asio::error_cod
         ::recv(m_socket.get(), room.data(), room.size(), isLimited() ? MSG_DONTWAIT : 0);
     if (got > 0) {
       m_moreExpected = static_cast<std::size_t>(got) == room.size();
+      moved(static_cast<std::size_t>(got));
       return static_cast<std::size_t>(got);
     }
     if (got == 0) {
@@ -121,6 +122,7 @@ std::size_t PatientSocket::send(std::span<const std::uint8_t> bytes, asio::error
     const ssize_t sent = ::send(m_socket.get(), bytes.data(), bytes.size(),
                                 MSG_NOSIGNAL | (isLimited() ? MSG_DONTWAIT : 0));
     if (sent >= 0) {
+      moved(static_cast<std::size_t>(sent));
       return static_cast<std::size_t>(sent);
     }
     if (wouldBlock()) {
@@ -170,21 +172,18 @@ bool PatientSocket::isQuiet() const {
   return ::recv(m_socket.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && wouldBlock();
 }
 
-void PatientSocket::drain() {
+void PatientSocket::endWriting() {
   ::shutdown(m_socket.get(), SHUT_WR);
-  std::array<std::uint8_t, 4096> unwanted;
-  asio::error_code error;
-  while (!error) {
-    receive(unwanted, error);
-  }
-}
-
-void PatientSocket::endReading() {
-  ::shutdown(m_socket.get(), SHUT_RD);
 }
 
 void PatientSocket::cut() {
   ::shutdown(m_socket.get(), SHUT_RDWR);
+}
+
+void PatientSocket::moved(std::size_t bytes) {
+  if (m_deadline) {
+    *m_deadline += m_perByte * static_cast<std::chrono::nanoseconds::rep>(bytes);
+  }
 }
 
 // Whether the socket became ready before the limits were over.
@@ -200,8 +199,13 @@ bool PatientSocket::wait(short events, asio::error_code& error) const {
       const std::chrono::nanoseconds ofSilence = started + *m_silence - now;
       left = left ? std::min(*left, ofSilence) : ofSilence;
     }
-    pollfd watched{m_socket.get(), events, 0};
-    const int ready = poll(&watched, 1, left ? pollTime(*left) : -1);
+    std::array<pollfd, 2> watched{pollfd{m_socket.get(), events, 0},
+                                  pollfd{events == POLLIN ? m_abort : -1, POLLIN, 0}};
+    const int ready = poll(watched.data(), m_abort >= 0 ? 2 : 1, left ? pollTime(*left) : -1);
+    if (ready > 0 && watched[1].revents != 0) {
+      error = asio::error::operation_aborted;
+      return false;
+    }
     if (ready > 0) {
       error.clear();
       return true;

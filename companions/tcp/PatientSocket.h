@@ -20,9 +20,9 @@ void closeOnExec(int descriptor);
 /// A connected TCP socket that waits for its peer, with or without limits, and that signals do not
 /// disturb. Belongs to no event loop: waiting happens on the calling thread.
 ///
-/// Thread rule: one thread at a time, but for endReading and cut. Operations report errors: a limit
-/// that is over is asio::error::timed_out, the end of the stream asio::error::eof. A closed peer
-/// raises no SIGPIPE.
+/// Thread rule: one thread at a time, but for cut. Operations report errors: a limit
+/// that is over is asio::error::timed_out, the end of the stream asio::error::eof, a call that ends
+/// the waiting asio::error::operation_aborted. A closed peer raises no SIGPIPE.
 ///
 /// System calls: one for a receive without limits, two (poll, recv) with them; one for a send that
 /// the kernel has room for.
@@ -36,10 +36,18 @@ class PatientSocket {
   /// A new socket for endpoints of that kind. Errors: std::system_error.
   static PatientSocket open(const asio::ip::tcp& protocol);
 
-  /// Every operation ends at that moment at the latest; without one, they do not.
-  void waitUntil(std::optional<Clock::time_point> deadline) { m_deadline = deadline; }
+  /// Every operation ends at that moment at the latest; without one, they do not. Each byte that
+  /// moves puts the moment off by `perByte`.
+  void waitUntil(std::optional<Clock::time_point> deadline,
+                 std::chrono::nanoseconds perByte = std::chrono::nanoseconds(0)) {
+    m_deadline = deadline;
+    m_perByte = perByte;
+  }
   /// Each wait for a byte to come, or for room for one, ends after that time.
   void waitAtMost(std::optional<std::chrono::milliseconds> silence) { m_silence = silence; }
+  /// Receiving ends with operation_aborted as soon as that descriptor is readable, also where bytes
+  /// have come; -1 for none. The descriptor stays its owner's.
+  void abortBy(int descriptor) { m_abort = descriptor; }
   /// Operations that would wait report asio::error::would_block instead, as long as this is on.
   void dontWait(bool on) { m_dontWait = on; }
 
@@ -60,12 +68,8 @@ class PatientSocket {
   /// anything. Does not wait.
   [[nodiscard]] bool isQuiet() const;
 
-  /// Reads and forgets what comes until the peer closes. Closing before that could cost the peer
-  /// what was written last.
-  void drain();
-
-  /// Any thread: whoever waits for bytes, or will, finds the end of the stream. Writing goes on.
-  void endReading();
+  /// The peer finds the end of the stream behind what was sent. Reading goes on.
+  void endWriting();
   /// Any thread: both directions end at once.
   void cut();
 
@@ -74,12 +78,17 @@ class PatientSocket {
   FileDescriptor release() { return std::move(m_socket); }
 
  private:
-  [[nodiscard]] bool isLimited() const { return m_deadline || m_silence || m_dontWait; }
+  [[nodiscard]] bool isLimited() const {
+    return m_deadline || m_silence || m_dontWait || m_abort >= 0;
+  }
   bool wait(short events, asio::error_code& error) const;
+  void moved(std::size_t bytes);
 
   FileDescriptor m_socket;
   std::optional<Clock::time_point> m_deadline;
+  std::chrono::nanoseconds m_perByte{0};
   std::optional<std::chrono::milliseconds> m_silence;
+  int m_abort = -1;
   bool m_dontWait = false;
   bool m_moreExpected = false;  ///< the last receive filled its room: more is there already
 };

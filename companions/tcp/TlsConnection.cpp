@@ -1,6 +1,7 @@
 #include "companions/tcp/TlsConnection.h"
 
 #include <openssl/err.h>
+#include <openssl/x509.h>
 #include <poll.h>
 
 #include <asio/error.hpp>
@@ -13,40 +14,30 @@ namespace {
 
 constexpr std::size_t kReadAhead = 64U << 10U;
 
-void require(const asio::error_code& error, const std::string& what, const std::string& file) {
-  if (error) {
-    throw TlsFileError("Cannot use " + what + " '" + file + "': " + error.message() + ".");
+std::string subjectOf(const X509* certificate) {
+  const std::unique_ptr<BIO, int (*)(BIO*)> memory(BIO_new(BIO_s_mem()), BIO_free);
+  if (!memory || X509_NAME_print_ex(memory.get(), X509_get_subject_name(certificate), 0,
+                                    XN_FLAG_RFC2253) < 0) {
+    return "(unknown)";
   }
+  char* text = nullptr;
+  const long length = BIO_get_mem_data(memory.get(), &text);
+  return {text, static_cast<std::size_t>(length)};
+}
+
+// After these the connection goes on where it was.
+bool isPassing(const asio::error_code& error) {
+  return error == asio::error::would_block || error == asio::error::timed_out ||
+         error == asio::error::operation_aborted;
+}
+
+// Where an SSL object says which connection is its own.
+int ownerIndex() {
+  static const int index = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
+  return index;
 }
 
 }  // namespace
-
-TlsContext makeTlsContext(asio::ssl::context::method method) {
-  auto context = std::make_shared<asio::ssl::context>(method);
-  SSL_CTX* native = context->native_handle();
-  SSL_CTX_set_min_proto_version(native, TLS1_2_VERSION);
-  SSL_CTX_set_options(native, SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_TICKET);
-  SSL_CTX_set_num_tickets(native, 0);
-  SSL_CTX_set_session_cache_mode(native, SSL_SESS_CACHE_OFF);
-  // Without this OpenSSL would ask for a key's password on the terminal.
-  context->set_password_callback([](std::size_t, auto) { return std::string(); });
-  return context;
-}
-
-void useCertificate(asio::ssl::context& context, const std::string& certificateFile,
-                    const std::string& keyFile) {
-  asio::error_code error;
-  context.use_certificate_chain_file(certificateFile, error);
-  require(error, "the certificate", certificateFile);
-  context.use_private_key_file(keyFile, asio::ssl::context::pem, error);
-  require(error, "the key", keyFile);
-}
-
-void useAuthorities(asio::ssl::context& context, const std::string& file) {
-  asio::error_code error;
-  context.load_verify_file(file, error);
-  require(error, "the authorities", file);
-}
 
 TlsConnection::TlsConnection(PatientSocket socket, std::uint32_t limit, TlsContext context,
                              Side side)
@@ -61,6 +52,7 @@ TlsConnection::TlsConnection(PatientSocket socket, std::uint32_t limit, TlsConte
   BIO_set_data(bio, this);
   BIO_set_init(bio, 1);
   SSL_set_bio(m_tls.get(), bio, bio);
+  SSL_set_ex_data(m_tls.get(), ownerIndex(), this);
   // One read takes all records that have come.
   SSL_set_read_ahead(m_tls.get(), 1);
   SSL_set_default_read_buffer_len(m_tls.get(), kReadAhead);
@@ -99,6 +91,31 @@ bool TlsConnection::isQuiet() {
   return quiet;
 }
 
+std::string TlsConnection::peerName() {
+  const X509* certificate = SSL_get0_peer_certificate(m_tls.get());
+  return certificate == nullptr ? std::string() : subjectOf(certificate);
+}
+
+// The verdict on a certificate that is refused is gone once the handshake has failed.
+int TlsConnection::judgePeer(int verified, X509_STORE_CTX* chain) {
+  if (verified != 1) {
+    const auto* tls =
+        static_cast<SSL*>(X509_STORE_CTX_get_ex_data(chain, SSL_get_ex_data_X509_STORE_CTX_idx()));
+    auto* self = static_cast<TlsConnection*>(SSL_get_ex_data(tls, ownerIndex()));
+    const X509* certificate = X509_STORE_CTX_get_current_cert(chain);
+    self->m_whyPeerRefused =
+        "the certificate of '" +
+        (certificate == nullptr ? std::string("(unknown)") : subjectOf(certificate)) +
+        "': " + X509_verify_cert_error_string(X509_STORE_CTX_get_error(chain));
+  }
+  return verified;
+}
+
+void demandCertificate(asio::ssl::context& context) {
+  SSL_CTX_set_verify(context.native_handle(), SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT,
+                     TlsConnection::judgePeer);
+}
+
 std::size_t TlsConnection::readSome(std::span<std::uint8_t> room, asio::error_code& error) {
   std::size_t got = 0;
   ERR_clear_error();
@@ -121,7 +138,7 @@ asio::error_code TlsConnection::errorOf(int result) {
   switch (SSL_get_error(m_tls.get(), result)) {
     case SSL_ERROR_WANT_READ:
     case SSL_ERROR_WANT_WRITE:
-      return asio::error::would_block;
+      return m_socketError ? m_socketError : asio::error::would_block;
     case SSL_ERROR_ZERO_RETURN:
       return asio::error::eof;
     case SSL_ERROR_SSL:
@@ -153,7 +170,7 @@ int TlsConnection::readSocket(BIO* bio, char* room, int size) {
   BIO_clear_retry_flags(bio);
   const std::size_t got = self.m_socket.receive(
       {reinterpret_cast<std::uint8_t*>(room), static_cast<std::size_t>(size)}, self.m_socketError);
-  if (self.m_socketError == asio::error::would_block) {
+  if (isPassing(self.m_socketError)) {
     BIO_set_retry_read(bio);
   }
   if (self.m_socketError == asio::error::eof) {
@@ -169,7 +186,7 @@ int TlsConnection::writeSocket(BIO* bio, const char* bytes, int size) {
   const std::size_t written = self.m_socket.send(
       {reinterpret_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(size)},
       self.m_socketError);
-  if (self.m_socketError == asio::error::would_block) {
+  if (isPassing(self.m_socketError)) {
     BIO_set_retry_write(bio);
   }
   return self.m_socketError ? -1 : static_cast<int>(written);

@@ -25,12 +25,26 @@ using TlsContext = std::shared_ptr<asio::ssl::context>;
 /// TLS 1.2 or later, without compression, renegotiation and resumption. Verifies nobody yet.
 TlsContext makeTlsContext(asio::ssl::context::method method);
 
-/// What this side shows of itself, as PEM files; a key must not need a password.
+/// What this side shows of itself, as PEM files; a key must not need a password, and belongs to the
+/// certificate. Errors: TlsFileError.
 void useCertificate(asio::ssl::context& context, const std::string& certificateFile,
                     const std::string& keyFile);
 
 /// Whom this side believes: the authorities in a PEM file, and no others.
 void useAuthorities(asio::ssl::context& context, const std::string& file);
+
+/// A list of certificates that authorities have revoked (PEM). Errors: TlsFileError.
+void useRevocationList(asio::ssl::context& context, const std::string& file);
+
+/// Where revocation lists were read, also from the authorities' file, demands one that is valid of
+/// each authority of a peer.
+void heedRevocationLists(asio::ssl::context& context);
+
+/// Why the own certificate is not valid now; empty where it is.
+std::string whyNotValidNow(asio::ssl::context& context);
+
+/// Demands a certificate of the peer; TlsConnection::whyPeerRefused tells what is wrong with one.
+void demandCertificate(asio::ssl::context& context);
 
 /// TCP with TLS. OpenSSL reads and writes through the socket, with its limits.
 class TlsConnection : public Connection {
@@ -46,6 +60,8 @@ class TlsConnection : public Connection {
   [[nodiscard]] short awaitedEvents() const override;
   /// Takes in what TLS has to say of itself, such as session tickets.
   bool isQuiet() override;
+  std::string peerName() override;
+  [[nodiscard]] std::string whyPeerRefused() const override { return m_whyPeerRefused; }
 
   /// OpenSSL's object, valid as long as this one.
   SSL* native() { return m_tls.get(); }
@@ -59,6 +75,8 @@ class TlsConnection : public Connection {
   std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) override;
 
   [[nodiscard]] asio::error_code errorOf(int result);
+  friend void demandCertificate(asio::ssl::context& context);
+  static int judgePeer(int verified, X509_STORE_CTX* chain);
   static const BIO_METHOD* socketMethod();
   static int readSocket(BIO* bio, char* room, int size);
   static int writeSocket(BIO* bio, const char* bytes, int size);
@@ -68,6 +86,7 @@ class TlsConnection : public Connection {
   PatientSocket m_socket;
   asio::error_code m_socketError;  ///< of the socket's last operation
   bool m_ended = false;            ///< the peer has closed; OpenSSL may have written since then
+  std::string m_whyPeerRefused;
   std::unique_ptr<SSL, Free> m_tls;
 };
 

@@ -1,4 +1,4 @@
-// What a client sends to the network server: one session, from its greeting to its end.
+// What a client sends to the network server: its greeting, and one session.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -7,6 +7,7 @@
 #include <string>
 #include <utility>
 
+#include "companions/tcp/server/Greeter.h"
 #include "companions/tcp/server/Session.h"
 #include "tests/fuzz/ScriptedConnection.h"
 
@@ -16,6 +17,8 @@ namespace Tcp = Ferrolink::Companions::Tcp;
 namespace {
 
 constexpr std::uint32_t kLimit = 4096;
+// Enough for a command and a response of any length, or for less.
+constexpr std::uint64_t kMemory = 8192;
 
 Tcp::Server::ServerOptions optionsWith(bool tls) {
   Tcp::Server::ServerOptions options;
@@ -71,10 +74,18 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(write(sockets.peer(), script->incoming.data(), 1) == 1, "a socket takes a byte");
   }
   shutdown(sockets.peer(), SHUT_WR);
-  Tcp::Server::Session session(
-      std::make_unique<ScriptedConnection>(socketOf(sockets.take()), kLimit, script), "a client",
-      options, member());
-  session.run();
+  auto connection = std::make_unique<ScriptedConnection>(socketOf(sockets.take()), kLimit, script);
+  Tcp::Server::Greeter greeter(options.usesTls());
+  if (greeter.advance(*connection) == Tcp::Server::Greeter::State::Greeted) {
+    static const Tcp::Server::Departure departure;
+    Tcp::Server::MemoryBudget memory(kMemory);
+    {
+      Tcp::Server::Session session(std::move(connection), "a client",
+                                   {options, member(), memory, departure});
+      session.run();
+    }
+    require(memory.used() == 0, "a session gives its memory back");
+  }
   expectFrames(*script);
   return 0;
 }

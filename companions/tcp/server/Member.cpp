@@ -1,6 +1,8 @@
 #include "companions/tcp/server/Member.h"
 
+#include <algorithm>
 #include <filesystem>
+#include <stdexcept>
 #include <string>
 
 #include "ferrolink/detail/Exchange.h"
@@ -27,24 +29,32 @@ Member::Member(const ServerOptions& options)
                          static_cast<std::uint8_t>(m_runtime), 0);
   const std::string name = options.runtimeName();
   for (const std::string& plugIn : options.plugIns) {
-    Bytes command =
+    Host::Bytes command =
         Host::detail::loadLibraryCommand(m_runtime, std::filesystem::absolute(plugIn).string());
     Host::detail::exchange(*m_receiver, command, name);
   }
   Host::detail::heartbeat(*m_receiver, m_runtime, name);
 }
 
-Bytes Member::run(Bytes& command) const {
+std::size_t Member::execute(std::span<std::uint8_t> command) const {
   const int length = m_receiver->SendCommand(command.data(), static_cast<int>(command.size()));
   if (length < 0) {
     throw std::runtime_error("The runtime answered with the length " + std::to_string(length) +
                              ", which is no response.");
   }
-  Bytes response(static_cast<std::size_t>(length));
-  if (length > 0) {
-    m_receiver->ReadResponse(response.data(), length);
+  return static_cast<std::size_t>(length);
+}
+
+void Member::readResponse(std::span<std::uint8_t> room) const {
+  if (!room.empty()) {
+    m_receiver->ReadResponse(room.data(), static_cast<int>(room.size()));
   }
-  return response;
+}
+
+// A response that is read in part is forgotten altogether.
+void Member::dropResponse(std::size_t length) const {
+  std::uint8_t beginning = 0;
+  readResponse({&beginning, std::min<std::size_t>(length, 1)});
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

@@ -1,9 +1,11 @@
 #ifndef FERROLINK_COMPANIONS_TCP_SERVER_MEMBER_H
 #define FERROLINK_COMPANIONS_TCP_SERVER_MEMBER_H
 
+#include <cstddef>
+#include <cstdint>
 #include <optional>
+#include <span>
 
-#include "companions/tcp/Connection.h"
 #include "companions/tcp/server/ServerOptions.h"
 #include "ferrolink/ThreadAttachment.h"
 #include "native/interfaces/IReceiver.h"
@@ -17,9 +19,13 @@ class Member {
   /// derived from std::runtime_error.
   explicit Member(const ServerOptions& options);
 
-  /// Executes one command on this thread and returns the response. Any thread, any number at once.
-  /// Errors: the member's own.
-  Bytes run(Bytes& command) const;
+  /// Executes one command on this thread and returns the length of its response, which waits for
+  /// this thread to read or drop it. Any thread, any number at once. Errors: the member's own.
+  std::size_t execute(std::span<std::uint8_t> command) const;
+  /// The response, as long as `room`. Errors: the member's own.
+  void readResponse(std::span<std::uint8_t> room) const;
+  /// Frees a response of that length.
+  void dropResponse(std::size_t length) const;
 
   /// For threads that run many commands: keeps the thread known to the JVM, where there is one.
   class ThreadStay {

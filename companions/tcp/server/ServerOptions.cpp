@@ -13,10 +13,12 @@ using Native::Definitions::Runtime;
 
 constexpr std::uint32_t kGreatestTimeout = 3'600'000;
 constexpr std::uint32_t kMostConnections = 65'535;
+constexpr std::uint64_t kLeastMemory = 1U << 20U;
+constexpr std::uint64_t kGreatestMemory = std::uint64_t{1} << 40U;
 
-std::uint32_t numberOf(const std::string& option, std::string_view text, std::uint32_t least,
-                       std::uint32_t greatest) {
-  std::uint32_t number = 0;
+template <class Number = std::uint32_t>
+Number numberOf(const std::string& option, std::string_view text, Number least, Number greatest) {
+  Number number = 0;
   const char* end = text.data() + text.size();
   const auto [rest, error] = std::from_chars(text.data(), end, number);
   if (error != std::errc() || rest != end || number < least || number > greatest) {
@@ -35,7 +37,7 @@ asio::ip::tcp::endpoint endpointOf(const std::string& text) {
                      text + "'.");
   }
   return {address, static_cast<std::uint16_t>(
-                       numberOf("The port of --listen", text.substr(colon + 1), 0, 65'535))};
+                       numberOf("The port of --listen", text.substr(colon + 1), 0U, 65'535U))};
 }
 
 Runtime runtimeOf(const std::string& text) {
@@ -50,6 +52,13 @@ Runtime runtimeOf(const std::string& text) {
 
 using Setter = std::function<void(ServerOptions&, const std::string&)>;
 
+std::pair<const std::string, Setter> timeout(const char* option, std::uint32_t least,
+                                             std::chrono::milliseconds ServerOptions::*member) {
+  return {option, [=](ServerOptions& o, const std::string& value) {
+            o.*member = std::chrono::milliseconds(numberOf(option, value, least, kGreatestTimeout));
+          }};
+}
+
 // Of options with a value.
 const std::map<std::string, Setter>& setters() {
   static const std::map<std::string, Setter> known = {
@@ -59,6 +68,7 @@ const std::map<std::string, Setter>& setters() {
       {"--tls-certificate", [](auto& o, auto& value) { o.certificate = value; }},
       {"--tls-key", [](auto& o, auto& value) { o.key = value; }},
       {"--tls-client-ca", [](auto& o, auto& value) { o.clientAuthorities = value; }},
+      {"--tls-crl", [](auto& o, auto& value) { o.revocationList = value; }},
       {"--max-frame-bytes",
        [](auto& o, auto& value) {
          o.frameLimit =
@@ -66,13 +76,18 @@ const std::map<std::string, Setter>& setters() {
        }},
       {"--max-connections",
        [](auto& o, auto& value) {
-         o.mostConnections = numberOf("--max-connections", value, 1, kMostConnections);
+         o.mostConnections = numberOf("--max-connections", value, 1U, kMostConnections);
        }},
-      {"--greeting-timeout-ms",
+      {"--max-memory-bytes",
        [](auto& o, auto& value) {
-         o.greetingTimeout = std::chrono::milliseconds(
-             numberOf("--greeting-timeout-ms", value, 1, kGreatestTimeout));
+         o.memoryLimit =
+             numberOf<std::uint64_t>("--max-memory-bytes", value, kLeastMemory, kGreatestMemory);
        }},
+      timeout("--greeting-timeout-ms", 1, &ServerOptions::greetingTimeout),
+      timeout("--idle-timeout-ms", 0, &ServerOptions::idleTimeout),
+      timeout("--read-timeout-ms", 1, &ServerOptions::readTimeout),
+      timeout("--write-timeout-ms", 1, &ServerOptions::writeTimeout),
+      timeout("--shutdown-grace-ms", 0, &ServerOptions::shutdownGrace),
   };
   return known;
 }
@@ -87,6 +102,9 @@ void check(const ServerOptions& options, bool runtimeGiven) {
   if (!options.clientAuthorities.empty() && !options.usesTls()) {
     throw UsageError("--tls-client-ca needs --tls-certificate and --tls-key.");
   }
+  if (!options.revocationList.empty() && options.clientAuthorities.empty()) {
+    throw UsageError("--tls-crl needs --tls-client-ca.");
+  }
 }
 
 }  // namespace
@@ -100,10 +118,17 @@ const char* const kUsage =
     "  --tls-certificate FILE    speak TLS with this certificate chain (PEM)\n"
     "  --tls-key FILE            its key (PEM, without a password)\n"
     "  --tls-client-ca FILE      demand client certificates of these authorities (PEM)\n"
+    "  --tls-crl FILE            certificates that these authorities have revoked (PEM)\n"
     "  --max-frame-bytes N       longest command and response; 268435456 unless given\n"
-    "  --max-connections N       256 unless given; further clients wait\n"
+    "  --max-memory-bytes N      of all commands and responses; 1073741824 unless given\n"
+    "  --max-connections N       with a command at a time; 256 unless given\n"
     "  --greeting-timeout-ms N   for the first bytes of a connection; 10000 unless given\n"
-    "SIGTERM and SIGINT end it after the commands that run; a second one at once.\n";
+    "  --idle-timeout-ms N       between commands; 600000 unless given, 0 is none\n"
+    "  --read-timeout-ms N       for a command to go on coming; 30000 unless given\n"
+    "  --write-timeout-ms N      for an answer to go on being read; 30000 unless given\n"
+    "  --shutdown-grace-ms N     for commands that run at the end; 30000 unless given\n"
+    "SIGTERM and SIGINT end it after the commands that run; a second one at once. SIGHUP reads\n"
+    "certificates again.\n";
 
 ServerOptions parseOptions(int argc, char** argv) {
   ServerOptions options;

@@ -23,10 +23,16 @@ struct ServerOptions {
   bool allowLoadLibrary = false;
   std::uint32_t frameLimit = Wire::kUsualLimit;
   std::size_t mostConnections = 256;
+  std::uint64_t memoryLimit = 1U << 30U;  ///< of the frames of all connections together
   std::chrono::milliseconds greetingTimeout{10'000};
-  std::string certificate;  ///< with it the server speaks TLS
+  std::chrono::milliseconds idleTimeout{600'000};   ///< between commands; 0 is none
+  std::chrono::milliseconds readTimeout{30'000};    ///< without a byte of a command that has begun
+  std::chrono::milliseconds writeTimeout{30'000};   ///< without a byte of an answer that is taken
+  std::chrono::milliseconds shutdownGrace{30'000};  ///< for commands that run
+  std::string certificate;                          ///< with it the server speaks TLS
   std::string key;
   std::string clientAuthorities;  ///< with it clients need a certificate
+  std::string revocationList;
   bool help = false;
 
   [[nodiscard]] bool usesTls() const { return !certificate.empty(); }

@@ -2,171 +2,227 @@
 
 #include <cxxabi.h>
 
-#include <array>
-#include <cstdio>
+#include <algorithm>
+#include <asio/error.hpp>
 #include <exception>
+#include <optional>
 #include <system_error>
-#include <utility>
 
 #include "companions/tcp/server/CommandGate.h"
+#include "companions/tcp/server/Events.h"
+#include "companions/tcp/server/Refusals.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// A fatal alert "protocol version", what a TLS client understands as a refusal.
-constexpr std::array<std::uint8_t, 7> kTlsRefusal = {Wire::kTlsAlert, 3, 1, 0, 2, 2, 70};
+using Clock = PatientSocket::Clock;
 
-Frame errorFrame(const std::string& text, Wire::Status status = Wire::Status::Error) {
-  Frame frame;
-  frame.header.status = status;
-  frame.bytes.assign(text.begin(), text.end());
-  return frame;
+// How long a session keeps its thread and its slot without a command.
+constexpr std::chrono::milliseconds kStay{1000};
+
+// A peer that moves bytes more slowly than 4 KiB a second gets no more time for them than for none.
+constexpr std::chrono::nanoseconds kPerByte{1'000'000'000 / 4096};
+
+// Memory for a command grows by that at least, no faster than it doubles, and by that at most.
+constexpr std::size_t kFirstStep = 64U << 10U;
+constexpr std::size_t kLongestStep = 1U << 20U;
+
+std::span<const std::uint8_t> bytesOf(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-void write(PatientSocket& socket, std::span<const std::uint8_t> bytes) {
-  asio::error_code ignored;
-  socket.send(bytes, ignored);
+bool isOver(const Wire::FrameHeader& header, Clock::time_point arrived) {
+  return header.milliseconds != Wire::kNoTimeLimit &&
+         Clock::now() - arrived >= std::chrono::milliseconds(header.milliseconds);
 }
 
 }  // namespace
 
-void logLine(const std::string& text) {
-  const std::string line = "ferrolink-server: " + text + "\n";
-  static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));
-}
-
-void Session::run() {
+Session::End Session::run() {
   try {
-    m_connection->socket().waitUntil(PatientSocket::Clock::now() + m_options.greetingTimeout);
-    if (welcome()) {
-      m_connection->socket().waitUntil(std::nullopt);
-      serve();
-    }
+    m_connection->socket().dontWait(false);
+    m_connection->socket().abortBy(m_around.departure.descriptor());
+    return serve();
+  } catch (const abi::__forced_unwind&) {
+    throw;
   } catch (const std::exception& error) {
-    logLine(m_client + ": the connection broke: " + error.what());
+    Events::broke(m_client, error.what());
+  }
+  return End::Closed;
+}
+
+Session::End Session::serve() {
+  const Member::ThreadStay stay(m_around.member);
+  for (;;) {
+    Next next = awaitHeader();
+    if (next == Next::Frame) {
+      next = answerNext();
+    }
+    switch (next) {
+      case Next::Frame:
+        break;
+      case Next::Idle:
+        return End::Idle;
+      case Next::GoAway:
+        return End::GoingAway;
+      case Next::Close:
+        return End::Closed;
+      case Next::Linger:
+        return End::Answered;
+    }
   }
 }
 
-void Session::end() {
-  m_ending = true;
-  m_connection->socket().endReading();
+// Each wait ends after `progress`, and the whole of a frame not much later unless its bytes flow.
+void Session::limitBy(std::chrono::milliseconds progress) {
+  m_connection->socket().waitAtMost(progress);
+  m_connection->socket().waitUntil(Clock::now() + progress, kPerByte);
 }
 
-bool Session::welcome() {
-  PatientSocket& socket = m_connection->socket();
+Session::Next Session::awaitHeader() {
   asio::error_code error;
-  const std::uint8_t first = socket.peek(error);
-  if (error == asio::error::eof) {
-    return false;
+  if (m_connection->unread() == 0) {
+    m_connection->socket().waitUntil(std::nullopt);
+    const auto idle = m_around.options.idleTimeout;
+    m_connection->socket().waitAtMost(idle.count() == 0 ? kStay : std::min(kStay, idle));
+    m_connection->readAhead(error);
+    if (error == asio::error::timed_out) {
+      return Next::Idle;
+    }
+    if (error == asio::error::eof) {
+      return Next::Close;
+    }
   }
-  if (!error && refuseOtherKind(first)) {
-    return false;
+  if (!error && !m_connection->hasHeader()) {
+    limitBy(m_around.options.readTimeout);
+    while (!error && !m_connection->hasHeader()) {
+      m_connection->readAhead(error);
+    }
   }
-  if (!error) {
-    m_connection->handshake(error);
+  if (error == asio::error::operation_aborted) {
+    return Next::GoAway;
   }
   if (error) {
-    refuse(error.message());
-    return false;
+    throw std::system_error(error);
   }
-  const Wire::GreetingBytes hello = m_connection->receiveGreeting();
-  const Wire::GreetingBytes expected = Wire::greeting(Wire::Greeting::Hello);
-  const bool isClient =
-      std::equal(hello.begin(), hello.begin() + Wire::kGreetingMark, expected.begin());
-  if (isClient) {
-    m_connection->sendGreeting(Wire::Greeting::Welcome);
-  }
-  if (hello != expected) {
-    refuse(isClient ? "another version of the protocol" : "no Ferrolink client");
-    return false;
-  }
-  return true;
+  return Next::Frame;
 }
 
-// A peer that speaks the other kind is told so in its own terms.
-bool Session::refuseOtherKind(std::uint8_t firstByte) {
-  if (m_options.usesTls() && firstByte == Wire::greeting(Wire::Greeting::Hello)[0]) {
-    write(m_connection->socket(), Wire::greeting(Wire::Greeting::SpeaksTls));
-    refuse("a client without TLS, this server speaks TLS");
-    return true;
-  }
-  if (!m_options.usesTls() && firstByte == Wire::kTlsHandshake) {
-    write(m_connection->socket(), kTlsRefusal);
-    refuse("a client with TLS, this server has no --tls-certificate");
-    return true;
-  }
-  return false;
-}
-
-void Session::refuse(const std::string& why) {
-  logLine(m_client + ": refused: " + why);
-  m_connection->socket().drain();
-}
-
-void Session::serve() {
-  const Member::ThreadStay stay(m_member);
+Session::Next Session::answerNext() {
+  Wire::FrameHeader header;
   try {
-    while (!m_ending) {
-      Frame command;
-      if (!m_connection->receive(command) || !answer(command)) {
-        return;
-      }
-    }
+    m_connection->receiveHeader(header);
   } catch (const FrameTooLong& tooLong) {
-    Frame refusal =
-        errorFrame(std::string("The command has ") + tooLong.what() + " (--max-frame-bytes).",
-                   Wire::Status::FinalNotBegun);
     m_connection->nextNumber();
-    if (!reply(refusal)) {
-      m_connection->socket().waitUntil(PatientSocket::Clock::now() + m_options.greetingTimeout);
-      refuse(std::string("a command of ") + tooLong.what());
+    return refuse(std::string("The command has ") + tooLong.what() + " (--max-frame-bytes).");
+  }
+  const auto arrived = Clock::now();
+  if (header.number != m_connection->nextNumber()) {
+    return refuse(Refusals::kOtherNumber);
+  }
+  if (header.status != Wire::Status::Payload) {
+    return refuse(Refusals::kNoCommand);
+  }
+  if (const Next next = receiveCommand(header); next != Next::Frame) {
+    return next;
+  }
+  const Next next = reply(execute(header, arrived));
+  m_command.clear();
+  m_response.clear();
+  return next;
+}
+
+// Memory is charged as the bytes come. A command that did not come altogether was not begun.
+Session::Next Session::receiveCommand(const Wire::FrameHeader& header) {
+  try {
+    m_command.begin(header.length);
+    if (m_connection->unread() < header.length) {
+      limitBy(m_around.options.readTimeout);
     }
+    for (std::size_t got = 0; got < header.length; got = m_command.bytes().size()) {
+      const std::size_t step = std::clamp(got, kFirstStep, kLongestStep);
+      m_connection->receiveBytes(m_command.extend(std::min(header.length - got, step)));
+    }
+    return Next::Frame;
+  } catch (const MemoryUsedUp&) {
+    return refuse(Refusals::kNoMemory);
+  } catch (const std::system_error& error) {
+    if (error.code() == asio::error::operation_aborted) {
+      return refuse(Refusals::kGoingAway);
+    }
+    if (error.code() == asio::error::timed_out) {
+      return refuse(Refusals::kTooSlow);
+    }
+    throw;
   }
 }
 
-// Whether the next command may come.
-bool Session::answer(Frame& command) {
-  const bool expected = command.header.number == m_connection->nextNumber();
-  if (command.header.status != Wire::Status::Payload || !expected) {
-    Frame refusal = errorFrame(expected ? "The frame is no command."
-                                        : "The frame has another number than the next command.",
-                               Wire::Status::FinalNotBegun);
-    return reply(refusal);
-  }
-  Frame response = execute(command.bytes);
-  return reply(response);
+Session::Next Session::refuse(const std::string& text) {
+  Events::notBegun(m_client, text);
+  m_command.clear();
+  return reply({Wire::Status::FinalNotBegun, text});
 }
 
-bool Session::reply(Frame& answer) {
-  if (answer.bytes.size() > m_connection->limit()) {
-    answer =
-        errorFrame("The response has " +
-                   std::string(FrameTooLong(answer.bytes.size(), m_connection->limit()).what()) +
-                   " (--max-frame-bytes). The command was executed.");
+Session::Next Session::reply(const Answer& answer) {
+  Wire::FrameHeader header;
+  header.number = m_connection->number();
+  header.status = answer.status;
+  limitBy(m_around.options.writeTimeout);
+  m_connection->send(header, answer.status == Wire::Status::Payload
+                                 ? std::span<const std::uint8_t>(m_response.bytes())
+                                 : bytesOf(answer.text));
+  return Wire::endsConnection(answer.status) ? Next::Linger : Next::Frame;
+}
+
+Session::Answer Session::execute(const Wire::FrameHeader& header, Clock::time_point arrived) {
+  const std::span<std::uint8_t> command = m_command.bytes();
+  if (m_around.departure.hasBegun()) {
+    return {Wire::Status::FinalNotBegun, Refusals::kGoingAway};
   }
-  answer.header.number = m_connection->number();
-  m_connection->send(answer.header, answer.bytes);
-  return !Wire::endsConnection(answer.header.status);
+  if (isOver(header, arrived)) {
+    return {Wire::Status::TimeOver, Refusals::kTimeOver};
+  }
+  if (std::string refusal = whyRefused(command, m_around.options); !refusal.empty()) {
+    return {Wire::Status::NotBegun, std::move(refusal)};
+  }
+  Answer answer = run(command);
+  if (answer.text.size() > m_connection->limit()) {
+    answer.text.resize(m_connection->limit());
+  }
+  return answer;
 }
 
 // Whatever fails is an answer, but for the end of the thread, which cannot be stopped; the C++
 // runtime binds the reference that catches it to nothing, which the undefined-behaviour sanitizer
 // would report.
-__attribute__((no_sanitize("null"))) Frame Session::execute(Bytes& command) const {
+__attribute__((no_sanitize("null"))) Session::Answer Session::run(std::span<std::uint8_t> command) {
   try {
-    const std::string refusal = whyRefused(command, m_options);
-    if (!refusal.empty()) {
-      return errorFrame(refusal, Wire::Status::NotBegun);
+    const std::size_t length = m_around.member.execute(command);
+    m_command.clear();
+    if (length > m_connection->limit()) {
+      m_around.member.dropResponse(length);
+      return {Wire::Status::Error,
+              "The response has " +
+                  std::string(FrameTooLong(length, m_connection->limit()).what()) +
+                  " (--max-frame-bytes). The command was executed."};
     }
-    Frame response;
-    response.bytes = m_member.run(command);
-    return response;
+    try {
+      m_response.begin(length);
+      m_around.member.readResponse(m_response.extend(length));
+    } catch (const MemoryUsedUp& usedUp) {
+      m_around.member.dropResponse(length);
+      return {Wire::Status::Error, "The response has " + std::to_string(length) + " bytes, but " +
+                                       usedUp.what() + ". The command was executed."};
+    }
+    return {};
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (const std::exception& error) {
-    return errorFrame(error.what());
+    const std::string text = error.what();
+    return {Wire::Status::Error,
+            text.empty() ? "The runtime raised an exception without a text." : text};
   } catch (...) {
-    return errorFrame("The runtime raised something that is no standard exception.");
+    return {Wire::Status::Error, "The runtime raised something that is no standard exception."};
   }
 }
 

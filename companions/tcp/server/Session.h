@@ -1,53 +1,78 @@
 #ifndef FERROLINK_COMPANIONS_TCP_SERVER_SESSION_H
 #define FERROLINK_COMPANIONS_TCP_SERVER_SESSION_H
 
-#include <atomic>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/server/Departure.h"
+#include "companions/tcp/server/FrameBuffer.h"
 #include "companions/tcp/server/Member.h"
 #include "companions/tcp/server/ServerOptions.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// One line on standard error, in one piece.
-void logLine(const std::string& text);
+/// What all sessions share. All of it outlives them.
+struct Surroundings {
+  const ServerOptions& options;
+  const Member& member;
+  MemoryBudget& memory;
+  const Departure& departure;
+};
 
-/// One client's connection, from its greeting to its end.
+/// One client's connection as long as commands follow one another, on one thread.
 class Session {
  public:
-  Session(std::unique_ptr<Connection> connection, std::string client, const ServerOptions& options,
-          const Member& member)
+  /// What is left to be done for the connection.
+  enum class End {
+    Closed,     ///< nothing
+    Idle,       ///< no command has come for a while: to await one without a thread
+    GoingAway,  ///< the next command will not be begun: to tell the client so
+    Answered,   ///< the last answer is sent, and should arrive before the connection is closed
+  };
+
+  /// Of a client that was greeted.
+  Session(std::unique_ptr<Connection> connection, std::string client, Surroundings surroundings)
       : m_connection(std::move(connection)),
         m_client(std::move(client)),
-        m_options(options),
-        m_member(member) {}
+        m_around(surroundings),
+        m_command(surroundings.memory),
+        m_response(surroundings.memory) {}
 
-  /// Greets the client and answers its commands, all on this thread, until it goes or is told to.
-  /// Logs what is wrong; raises nothing but the end of the thread.
-  void run();
+  /// Answers commands. Logs what is wrong; raises nothing but the end of the thread.
+  End run();
 
-  /// Any thread: a command that runs is still answered, none is begun after it.
-  void end();
+  /// Any thread: the connection ends at once; a command that runs is not answered.
+  void cut() { m_connection->socket().cut(); }
+
+  /// After run.
+  std::unique_ptr<Connection> takeConnection() { return std::move(m_connection); }
 
  private:
-  bool welcome();
-  bool refuseOtherKind(std::uint8_t firstByte);
-  void refuse(const std::string& why);
-  void serve();
-  bool answer(Frame& command);
-  bool reply(Frame& answer);
-  Frame execute(Bytes& command) const;
+  /// What becomes of the session after a frame.
+  enum class Next { Frame, Idle, GoAway, Close, Linger };
+  struct Answer {
+    Wire::Status status = Wire::Status::Payload;
+    std::string text{};  ///< in place of a response; else the response is in its buffer
+  };
 
-  // Constant after construction. The connection is used by the session's thread alone, but for its
-  // end, and is closed when the session is destroyed.
-  const std::unique_ptr<Connection> m_connection;
+  End serve();
+  Next awaitHeader();
+  Next answerNext();
+  Next receiveCommand(const Wire::FrameHeader& header);
+  Next reply(const Answer& answer);
+  Next refuse(const std::string& text);
+  Answer execute(const Wire::FrameHeader& header, PatientSocket::Clock::time_point arrived);
+  Answer run(std::span<std::uint8_t> command);
+  void limitBy(std::chrono::milliseconds progress);
+
+  // Used by the session's thread alone, but for the end of the connection.
+  std::unique_ptr<Connection> m_connection;
   const std::string m_client;
-  const ServerOptions& m_options;
-  const Member& m_member;
-
-  std::atomic<bool> m_ending{false};
+  const Surroundings m_around;
+  FrameBuffer m_command;
+  FrameBuffer m_response;
 };
 
 }  // namespace Ferrolink::Companions::Tcp::Server

@@ -1,8 +1,10 @@
 // ferrolink-server: runs commands that come over the network in a member of its own process.
+#include <csignal>
 #include <cstdio>
 #include <exception>
 #include <string>
 
+#include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/Member.h"
 #include "companions/tcp/server/Server.h"
 #include "companions/tcp/server/ServerOptions.h"
@@ -23,7 +25,7 @@ void serve(const ServerOptions& options) {
   const Member member(options);
   Server server(options, member);
   if (!options.listen.address().is_loopback() && options.clientAuthorities.empty()) {
-    logLine(
+    Events::line(
         "whoever reaches this address may call the handlers; --tls-client-ca FILE would ask who "
         "it is");
   }
@@ -37,6 +39,8 @@ void serve(const ServerOptions& options) {
 
 int main(int argc, char** argv) {
   try {
+    // The server takes it later; a JVM leaves alone what is ignored.
+    std::signal(SIGHUP, SIG_IGN);
     const ServerOptions options = parseOptions(argc, argv);
     if (options.help) {
       print(kUsage);
@@ -45,11 +49,11 @@ int main(int argc, char** argv) {
     serve(options);
     return 0;
   } catch (const UsageError& error) {
-    logLine(error.what());
-    logLine("--help lists the options");
+    Events::line(error.what());
+    Events::line("--help lists the options");
     return kWrongUsage;
   } catch (const std::exception& error) {
-    logLine(error.what());
+    Events::line(error.what());
     return kFailure;
   }
 }

@@ -43,12 +43,50 @@ Certificate::Certificate(const Wish& wish) : m_key(EVP_EC_gen("P-256")), m_certi
   X509_set_issuer_name(made, X509_get_subject_name(issuer.m_certificate.get()));
   if (wish.address.empty()) {
     addExtension(made, NID_basic_constraints, "critical,CA:TRUE");
-    addExtension(made, NID_key_usage, "critical,keyCertSign");
+    addExtension(made, NID_key_usage, "critical,keyCertSign,cRLSign");
   } else {
     addExtension(made, NID_subject_alt_name, "IP:" + wish.address);
+    if (!wish.purpose.empty()) {
+      addExtension(made, NID_ext_key_usage, wish.purpose);
+    }
   }
   require(X509_sign(made, issuer.m_key.get(), EVP_sha256()) > 0, "sign a certificate");
   write(wish.password);
+}
+
+std::string Certificate::subject() const {
+  char* text = nullptr;
+  BIO* memory = BIO_new(BIO_s_mem());
+  X509_NAME_print_ex(memory, X509_get_subject_name(m_certificate.get()), 0, XN_FLAG_RFC2253);
+  const long size = BIO_get_mem_data(memory, &text);
+  std::string subject(text, static_cast<std::size_t>(size));
+  BIO_free(memory);
+  return subject;
+}
+
+std::string Certificate::revocationList(const std::vector<const Certificate*>& revoked) const {
+  const std::unique_ptr<X509_CRL, decltype(&X509_CRL_free)> list(X509_CRL_new(), X509_CRL_free);
+  X509_CRL_set_version(list.get(), X509_CRL_VERSION_2);
+  X509_CRL_set_issuer_name(list.get(), X509_get_subject_name(m_certificate.get()));
+  const std::unique_ptr<ASN1_TIME, decltype(&ASN1_TIME_free)> time(X509_gmtime_adj(nullptr, -60),
+                                                                   ASN1_TIME_free);
+  X509_CRL_set1_lastUpdate(list.get(), time.get());
+  for (const Certificate* each : revoked) {
+    X509_REVOKED* entry = X509_REVOKED_new();
+    X509_REVOKED_set_serialNumber(entry, X509_get_serialNumber(each->m_certificate.get()));
+    X509_REVOKED_set_revocationDate(entry, time.get());
+    X509_CRL_add0_revoked(list.get(), entry);
+  }
+  X509_gmtime_adj(time.get(), 3600);
+  X509_CRL_set1_nextUpdate(list.get(), time.get());
+  require(X509_CRL_sign(list.get(), m_key.get(), EVP_sha256()) > 0, "sign a revocation list");
+  BIO* memory = BIO_new(BIO_s_mem());
+  PEM_write_bio_X509_CRL(memory, list.get());
+  char* text = nullptr;
+  const long size = BIO_get_mem_data(memory, &text);
+  std::string pem(text, static_cast<std::size_t>(size));
+  BIO_free(memory);
+  return pem;
 }
 
 void Certificate::write(const std::string& password) const {

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "tests/support/TemporaryDirectory.h"
 
@@ -21,11 +22,16 @@ class Certificate {
     long lastSecond = 3600;
     const Certificate* issuer = nullptr;  ///< none: self-signed
     std::string password;                 ///< of the key file; none where empty
+    std::string purpose;                  ///< such as serverAuth; any where empty
   };
 
   explicit Certificate(const Wish& wish);
 
   [[nodiscard]] std::string file() const { return (m_directory.path() / "certificate").string(); }
+  /// As RFC 2253 writes it.
+  [[nodiscard]] std::string subject() const;
+  /// A list of what this authority has revoked (PEM).
+  [[nodiscard]] std::string revocationList(const std::vector<const Certificate*>& revoked) const;
   [[nodiscard]] std::string keyFile() const { return (m_directory.path() / "key").string(); }
 
  private:

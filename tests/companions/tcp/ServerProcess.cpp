@@ -9,8 +9,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
+#include <thread>
 
 namespace FerrolinkTest {
 namespace {
@@ -107,6 +109,40 @@ std::string ServerProcess::output() {
     text += line;
   }
   return text;
+}
+
+void ServerProcess::awaitErrors(std::string_view text) const {
+  while (errors().find(text) == std::string::npos) {
+    std::this_thread::yield();
+  }
+}
+
+std::size_t ServerProcess::entriesOf(const std::string& directory) const {
+  const std::filesystem::directory_iterator entries("/proc/" + std::to_string(m_child) + "/" +
+                                                    directory);
+  return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+void ServerProcess::awaitDescriptors(std::size_t count) const {
+  while (descriptors() != count) {
+    std::this_thread::yield();
+  }
+}
+
+void ServerProcess::awaitThreads(std::size_t count) const {
+  while (threads() != count) {
+    std::this_thread::yield();
+  }
+}
+
+long ServerProcess::status(const std::string& name) const {
+  std::ifstream file("/proc/" + std::to_string(m_child) + "/status");
+  for (std::string line; std::getline(file, line);) {
+    if (line.rfind(name + ":", 0) == 0) {
+      return std::stol(line.substr(name.size() + 1));
+    }
+  }
+  throw std::runtime_error("no " + name);
 }
 
 RawSocket ServerProcess::greetedClient() const {

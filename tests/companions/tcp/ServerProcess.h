@@ -3,9 +3,11 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "companions/utils/FileDescriptor.h"
@@ -40,11 +42,24 @@ class ServerProcess {
   /// The rest of its standard output. After wait.
   std::string output();
 
+  /// Waits until the text is in errors().
+  void awaitErrors(std::string_view text) const;
+
+  /// How many descriptors are open in it, and how many threads it has.
+  [[nodiscard]] std::size_t descriptors() const { return entriesOf("fd"); }
+  [[nodiscard]] std::size_t threads() const { return entriesOf("task"); }
+  /// Waits until it has exactly that many.
+  void awaitDescriptors(std::size_t count) const;
+  void awaitThreads(std::size_t count) const;
+  /// A number of /proc/PID/status, such as VmRSS in KiB.
+  [[nodiscard]] long status(const std::string& name) const;
+
   /// A client that it has greeted.
   [[nodiscard]] RawSocket greetedClient() const;
 
  private:
   void awaitListening();
+  [[nodiscard]] std::size_t entriesOf(const std::string& directory) const;
   std::string readLine();
 
   TemporaryDirectory m_directory;

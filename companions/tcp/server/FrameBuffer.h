@@ -1,0 +1,59 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_FRAMEBUFFER_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_FRAMEBUFFER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <stdexcept>
+
+#include "companions/tcp/server/MemoryBudget.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// The budget has no room for a frame.
+class MemoryUsedUp : public std::runtime_error {
+ public:
+  MemoryUsedUp()
+      : std::runtime_error(
+            "the memory for commands and responses is used up (--max-memory-bytes)") {}
+};
+
+/// The bytes of one frame at a time, charged to a budget as they come. One thread at a time.
+class FrameBuffer {
+ public:
+  explicit FrameBuffer(MemoryBudget& budget) : m_budget(budget) {}
+  FrameBuffer(const FrameBuffer&) = delete;
+  FrameBuffer& operator=(const FrameBuffer&) = delete;
+  ~FrameBuffer() { free(); }
+
+  /// Forgets the bytes and finds a place for `length` others. A large place costs addresses only,
+  /// memory comes with extend. Errors: MemoryUsedUp.
+  void begin(std::size_t length);
+  /// The next `count` bytes, whose values are unspecified; begin has found a place for them.
+  /// Errors: MemoryUsedUp.
+  std::span<std::uint8_t> extend(std::size_t count);
+  /// Forgets the bytes. Gives the memory back, unless it is little enough to be kept for the next
+  /// frame.
+  void clear();
+
+  [[nodiscard]] std::span<std::uint8_t> bytes() const { return {m_place.get(), m_size}; }
+
+  static constexpr std::size_t kKept = 64U << 10U;
+
+ private:
+  [[nodiscard]] MemoryBudget::Size kind() const {
+    return m_capacity > kKept ? MemoryBudget::Size::Large : MemoryBudget::Size::Small;
+  }
+  void free();
+
+  MemoryBudget& m_budget;
+  std::unique_ptr<std::uint8_t[]> m_place;
+  std::size_t m_capacity = 0;
+  std::size_t m_size = 0;
+  std::size_t m_charged = 0;
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

@@ -1,0 +1,301 @@
+#include "companions/tcp/server/Lobby.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <asio/error.hpp>
+#include <asio/posix/stream_descriptor.hpp>
+#include <asio/steady_timer.hpp>
+#include <system_error>
+#include <utility>
+
+#include "companions/tcp/server/Events.h"
+#include "companions/tcp/server/Greeter.h"
+#include "companions/tcp/server/Refusals.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+namespace {
+
+// A last answer is lost where the connection is closed before the client has taken it, or while it
+// still sends. These are how long a client may be silent meanwhile, how long it may take
+// altogether, and the same for clients that merely have to notice that the server goes away.
+constexpr std::chrono::seconds kSilence{5};
+constexpr std::chrono::seconds kFarewell{60};
+constexpr std::chrono::seconds kShortFarewell{1};
+
+// What one client may make the loop read before others get their turn.
+constexpr int kReadsATurn = 16;
+
+}  // namespace
+
+/// A guest, what it waits for and until when. Closures of the event loop hold it as well; it is of
+/// no use any more once the guest is gone.
+struct Lobby::Seat {
+  Seat(asio::io_context& context, Guest newcomer, Stage now, bool usesTls)
+      : guest(std::move(newcomer)),
+        stage(now),
+        greeter(usesTls),
+        readiness(context, guest.connection->socket().descriptor()),
+        deadline(context) {}
+  Seat(const Seat&) = delete;
+  Seat& operator=(const Seat&) = delete;
+  ~Seat() { freeDescriptor(); }
+
+  // The descriptor is the connection's.
+  void freeDescriptor() {
+    if (readiness.is_open()) {
+      readiness.release();
+    }
+  }
+
+  [[nodiscard]] bool isTaken() const { return guest.connection != nullptr; }
+  [[nodiscard]] Connection& connection() const { return *guest.connection; }
+
+  Guest guest;
+  Stage stage;
+  Greeter greeter;
+  asio::posix::stream_descriptor readiness;
+  asio::steady_timer deadline;
+  Clock::time_point lastMoment = Clock::time_point::max();
+  bool commandHasBegun = false;
+  Row::iterator place;
+};
+
+Lobby::Lobby(asio::io_context& context, const ServerOptions& options, Called called)
+    : m_context(context), m_options(options), m_called(std::move(called)) {}
+
+Lobby::~Lobby() {
+  cut();
+}
+
+void Lobby::greet(Guest guest) {
+  const SeatPointer newcomer = seat(std::move(guest), Stage::Greeting);
+  limit(newcomer, Clock::now() + m_options.greetingTimeout);
+  proceed(newcomer);
+}
+
+void Lobby::await(Guest guest) {
+  const SeatPointer waiting = seat(std::move(guest), Stage::Waiting);
+  startWaiting(waiting);
+  proceed(waiting);
+}
+
+void Lobby::refuse(Guest guest, const std::string& why) {
+  try {
+    Wire::FrameHeader header;
+    guest.connection->receiveHeader(header);
+  } catch (const FrameTooLong&) {  // NOLINT(bugprone-empty-catch): it is not read anyway
+  } catch (const std::system_error& error) {
+    Events::broke(guest.client, error.code().message());
+    return;
+  }
+  Events::notBegun(guest.client, why);
+  sayGoodbye(std::move(guest), why);
+}
+
+void Lobby::sayGoodbye(Guest guest, const std::string& why) {
+  sayGoodbye(seat(std::move(guest), Stage::Leaving), why);
+}
+
+void Lobby::close(Guest guest) {
+  startLeaving(seat(std::move(guest), Stage::Leaving));
+}
+
+void Lobby::goAway(const std::string& why) {
+  m_goesAway = true;
+  for (Row& row : m_rows) {
+    for (const SeatPointer& each : Row(row)) {
+      switch (each->stage) {
+        case Stage::Greeting:
+          leave(each);
+          break;
+        case Stage::Waiting:
+          sayGoodbye(each, why);
+          break;
+        case Stage::Leaving:
+          startLeaving(each);
+          break;
+      }
+    }
+  }
+}
+
+void Lobby::cut() {
+  for (Row& row : m_rows) {
+    while (!row.empty()) {
+      leave(row.front());
+    }
+  }
+}
+
+bool Lobby::dropOldest() {
+  for (Row& row : m_rows) {
+    if (!row.empty()) {
+      const Guest oldest = rise(row.front());
+      Events::displaced(oldest.client);
+      return true;
+    }
+  }
+  return false;
+}
+
+Lobby::SeatPointer Lobby::seat(Guest guest, Stage stage) {
+  guest.connection->socket().waitUntil(std::nullopt);
+  guest.connection->socket().waitAtMost(std::nullopt);
+  guest.connection->socket().abortBy(-1);
+  guest.connection->socket().dontWait(true);
+  Row& row = m_rows[guest.isKnown ? 1 : 0];
+  auto taken = std::make_shared<Seat>(m_context, std::move(guest), stage, m_options.usesTls());
+  taken->place = row.insert(row.end(), taken);
+  return taken;
+}
+
+Guest Lobby::rise(const SeatPointer& seat) {
+  const SeatPointer held = seat;  // the row's own may be what was passed
+  held->freeDescriptor();
+  held->deadline.cancel();
+  m_rows[held->guest.isKnown ? 1 : 0].erase(held->place);
+  return std::move(held->guest);
+}
+
+void Lobby::proceed(const SeatPointer& seat) {
+  try {
+    if (seat->stage == Stage::Greeting) {
+      greet(seat);
+    }
+    if (seat->isTaken() && seat->stage == Stage::Waiting) {
+      await(seat);
+    }
+    if (seat->isTaken() && seat->stage == Stage::Leaving) {
+      drain(seat);
+    }
+  } catch (const std::exception& error) {
+    if (seat->isTaken()) {
+      Events::broke(seat->guest.client, error.what());
+      leave(seat);
+    }
+  }
+}
+
+void Lobby::greet(const SeatPointer& seat) {
+  switch (seat->greeter.advance(seat->connection())) {
+    case Greeter::State::Waits:
+      watch(seat, seat->connection().awaitedEvents());
+      break;
+    case Greeter::State::Greeted:
+      startWaiting(seat);
+      break;
+    case Greeter::State::Refused:
+      Events::refused(seat->guest.client, seat->greeter.why());
+      startLeaving(seat);
+      break;
+    case Greeter::State::Gone:
+      leave(seat);
+      break;
+  }
+}
+
+void Lobby::await(const SeatPointer& seat) {
+  Connection& connection = seat->connection();
+  asio::error_code error;
+  while (!connection.hasHeader() && !error) {
+    connection.readAhead(error);
+  }
+  if (connection.hasHeader()) {
+    m_called(rise(seat));
+  } else if (error == asio::error::would_block) {
+    if (connection.unread() > 0 && !seat->commandHasBegun) {
+      seat->commandHasBegun = true;
+      limit(seat, Clock::now() + m_options.readTimeout);
+    }
+    watch(seat, connection.awaitedEvents());
+  } else {
+    if (error != asio::error::eof || connection.unread() > 0) {
+      Events::broke(seat->guest.client, error.message());
+    }
+    leave(seat);
+  }
+}
+
+// Reads and forgets. What was read ahead, and what TLS has in hand, does not matter any more.
+void Lobby::drain(const SeatPointer& seat) {
+  std::array<std::uint8_t, 16U << 10U> unwanted;
+  asio::error_code error;
+  for (int reads = 0; reads < kReadsATurn && !error; ++reads) {
+    seat->connection().socket().receive(unwanted, error);
+  }
+  if (error && error != asio::error::would_block) {
+    leave(seat);
+    return;
+  }
+  limit(seat, std::min(seat->lastMoment, Clock::now() + kSilence));
+  watch(seat, POLLIN);
+}
+
+void Lobby::sayGoodbye(const SeatPointer& seat, const std::string& why) {
+  try {
+    Connection& connection = seat->connection();
+    Wire::FrameHeader header;
+    header.number = connection.nextNumber();
+    header.status = Wire::Status::FinalNotBegun;
+    connection.send(header, {reinterpret_cast<const std::uint8_t*>(why.data()), why.size()});
+    startLeaving(seat);
+  } catch (const std::exception& error) {
+    Events::broke(seat->guest.client, error.what());
+    leave(seat);
+  }
+}
+
+void Lobby::startWaiting(const SeatPointer& seat) {
+  seat->stage = Stage::Waiting;
+  limit(seat, m_options.idleTimeout.count() == 0 ? Clock::time_point::max()
+                                                 : Clock::now() + m_options.idleTimeout);
+}
+
+void Lobby::startLeaving(const SeatPointer& seat) {
+  seat->stage = Stage::Leaving;
+  seat->connection().socket().endWriting();
+  const auto most = m_goesAway ? Clock::now() + kShortFarewell : Clock::now() + kFarewell;
+  seat->lastMoment = std::min(seat->lastMoment, most);
+  limit(seat, std::min(seat->lastMoment, Clock::now() + kSilence));
+  watch(seat, POLLIN);
+}
+
+void Lobby::watch(const SeatPointer& seat, short events) {
+  using Waited = asio::posix::descriptor_base;
+  seat->readiness.cancel();
+  seat->readiness.async_wait(events == POLLOUT ? Waited::wait_write : Waited::wait_read,
+                             [this, seat](const asio::error_code& error) {
+                               if (!error && seat->isTaken()) {
+                                 proceed(seat);
+                               }
+                             });
+}
+
+void Lobby::limit(const SeatPointer& seat, Clock::time_point end) {
+  seat->deadline.expires_at(end);
+  if (end == Clock::time_point::max()) {
+    return;
+  }
+  seat->deadline.async_wait([this, seat](const asio::error_code& error) {
+    if (!error && seat->isTaken() && seat->deadline.expiry() <= Clock::now()) {
+      expire(seat);
+    }
+  });
+}
+
+void Lobby::expire(const SeatPointer& seat) {
+  if (seat->stage == Stage::Greeting) {
+    Events::refused(seat->guest.client, "no greeting within " +
+                                            std::to_string(m_options.greetingTimeout.count()) +
+                                            " ms (--greeting-timeout-ms)");
+    leave(seat);
+  } else if (seat->stage == Stage::Waiting) {
+    sayGoodbye(seat, seat->commandHasBegun ? Refusals::kTooSlow : Refusals::kIdle);
+  } else {
+    leave(seat);
+  }
+}
+
+}  // namespace Ferrolink::Companions::Tcp::Server

@@ -1,0 +1,91 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_LOBBY_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_LOBBY_H
+
+#include <array>
+#include <asio/io_context.hpp>
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+
+#include "companions/tcp/Connection.h"
+#include "companions/tcp/server/ServerOptions.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// One client's connection.
+struct Guest {
+  std::unique_ptr<Connection> connection;
+  std::string client;    ///< its address, for the log
+  bool isKnown = false;  ///< whether it has sent a command before
+};
+
+/// Connections that no thread serves: those that arrive, those between commands, and those whose
+/// last answer is under way. Each has a deadline, and none takes a thread. All of it happens on the
+/// thread of the io_context.
+class Lobby {
+ public:
+  using Clock = std::chrono::steady_clock;
+  /// Takes a guest over of whose next command the header is there.
+  using Called = std::function<void(Guest)>;
+
+  Lobby(asio::io_context& context, const ServerOptions& options, Called called);
+  Lobby(const Lobby&) = delete;
+  Lobby& operator=(const Lobby&) = delete;
+  ~Lobby();
+
+  /// Greets a client that has just connected, and awaits its first command.
+  void greet(Guest guest);
+  /// Awaits the next command of a guest that was greeted.
+  void await(Guest guest);
+  /// Answers the command whose header is there that it is not begun, and closes.
+  void refuse(Guest guest, const std::string& why);
+  /// Answers the next command in advance: it will not be begun. Then closes.
+  void sayGoodbye(Guest guest, const std::string& why);
+  /// Closes when the guest has read what was sent to it, or does not in a while.
+  void close(Guest guest);
+
+  /// From now on nobody is awaited: guests are told so and leave soon.
+  void goAway(const std::string& why);
+  /// Closes all connections at once.
+  void cut();
+  /// Closes the connection that has been there for longest, of clients that have sent no command
+  /// as long as there are any. False where there is none.
+  bool dropOldest();
+
+  [[nodiscard]] std::size_t size() const { return m_rows[0].size() + m_rows[1].size(); }
+
+ private:
+  struct Seat;
+  using SeatPointer = std::shared_ptr<Seat>;
+  using Row = std::list<SeatPointer>;
+  enum class Stage { Greeting, Waiting, Leaving };
+
+  SeatPointer seat(Guest guest, Stage stage);
+  Guest rise(const SeatPointer& seat);
+  void leave(const SeatPointer& seat) { rise(seat); }
+
+  void proceed(const SeatPointer& seat);
+  void greet(const SeatPointer& seat);
+  void await(const SeatPointer& seat);
+  void drain(const SeatPointer& seat);
+  void sayGoodbye(const SeatPointer& seat, const std::string& why);
+  void startWaiting(const SeatPointer& seat);
+  void startLeaving(const SeatPointer& seat);
+
+  void watch(const SeatPointer& seat, short events);
+  void limit(const SeatPointer& seat, Clock::time_point end);
+  void expire(const SeatPointer& seat);
+
+  asio::io_context& m_context;
+  const ServerOptions& m_options;
+  const Called m_called;
+  bool m_goesAway = false;
+  std::array<Row, 2> m_rows;  ///< clients without a command so far; others. In order of arrival.
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

@@ -1,0 +1,38 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_SERVERTLS_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_SERVERTLS_H
+
+#include <string>
+#include <vector>
+
+#include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/server/ServerOptions.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// The server's certificate, key, authorities and revocation list, read from their files at start
+/// and again whenever they change. One thread at a time.
+class ServerTls {
+ public:
+  /// Errors: TlsFileError.
+  explicit ServerTls(const ServerOptions& options);
+
+  /// For connections that are made from now on; null without TLS.
+  [[nodiscard]] const TlsContext& context() const { return m_context; }
+
+  /// Reads all files again. Files that cannot be used are logged, and the old ones stay.
+  void readAgain();
+  /// The same, where a file is another one than before.
+  void readAgainIfChanged();
+
+ private:
+  [[nodiscard]] TlsContext read() const;
+  [[nodiscard]] std::vector<std::string> stamps() const;
+
+  const ServerOptions& m_options;
+  std::vector<std::string> m_stamps;  ///< of the files, before they were read last
+  TlsContext m_context;
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

@@ -1,0 +1,235 @@
+// What a server does with certificates: its own, those of its clients, and lists of revoked ones.
+#include <openssl/ssl.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/companions/tcp/Certificates.h"
+#include "tests/companions/tcp/ServerProcess.h"
+
+namespace FerrolinkTest {
+namespace {
+
+using testing::HasSubstr;
+
+constexpr const char* kReadAgain = "certificates, authorities and revocation lists were read again";
+constexpr const char* kKept = "What was read before stays in use.";
+
+Certificate::Wish authority() {
+  Certificate::Wish wish;
+  wish.address = "";
+  return wish;
+}
+
+std::string textOf(const std::string& file) {
+  std::ostringstream text;
+  text << std::ifstream(file).rdbuf();
+  return text.str();
+}
+
+class TcpServerTls : public testing::Test {
+ protected:
+  Certificate certified(Certificate::Wish wish = {}) const {
+    wish.issuer = &m_authority;
+    return Certificate(wish);
+  }
+
+  // A file that takes the place of the one before.
+  std::string put(const std::string& name, const std::string& text) const {
+    const std::string path = (m_directory.path() / name).string();
+    std::ofstream(path + ".new") << text;
+    std::filesystem::rename(path + ".new", path);
+    return path;
+  }
+
+  void putOwn(const Certificate& certificate) const {
+    put("key", textOf(certificate.keyFile()));
+    put("certificate", textOf(certificate.file()));
+  }
+
+  // A server with what putOwn has put.
+  ServerProcess::Arguments speaking(ServerProcess::Arguments further = {}) const {
+    further.insert(further.end(),
+                   {"--tls-certificate", (m_directory.path() / "certificate").string(), "--tls-key",
+                    (m_directory.path() / "key").string()});
+    return further;
+  }
+
+  // What a client says that shows `shown`.
+  std::string echoAs(const ServerProcess& server, const Certificate* shown) const {
+    const Variable authorities("FERROLINK_TLS_CA_FILE", m_authority.file());
+    if (shown == nullptr) {
+      return exchange(*channelTo(server.port(), Kind::Tls), callOf("echo", "x"));
+    }
+    const Variable file("FERROLINK_TLS_CERTIFICATE", shown->file());
+    const Variable key("FERROLINK_TLS_KEY", shown->keyFile());
+    return exchange(*channelTo(server.port(), Kind::Tls), callOf("echo", "x"));
+  }
+
+  // Whose certificate the server shows.
+  static std::string shownBy(const ServerProcess& server) {
+    const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(
+        SSL_CTX_new(TLS_client_method()), &SSL_CTX_free);
+    const std::unique_ptr<SSL, decltype(&SSL_free)> tls(SSL_new(context.get()), &SSL_free);
+    RawSocket raw = RawSocket::connect(server.port());
+    SSL_set_fd(tls.get(), raw.descriptor());
+    if (SSL_connect(tls.get()) != 1) {
+      return "(refused)";
+    }
+    char subject[256] = {};
+    X509_NAME_get_text_by_NID(X509_get_subject_name(SSL_get0_peer_certificate(tls.get())),
+                              NID_commonName, subject, sizeof subject);
+    return std::string("CN=") + subject;
+  }
+
+  const TemporaryDirectory m_directory;
+  const Certificate m_authority{authority()};
+};
+
+}  // namespace
+
+TEST_F(TcpServerTls, NamesWhoseCertificateItRefusesAndWhy) {
+  putOwn(certified());
+  Certificate::Wish wish;
+  wish.firstSecond = -7200;
+  wish.lastSecond = -3600;
+  const Certificate expired = certified(wish);
+  wish.firstSecond = 3600;
+  wish.lastSecond = 7200;
+  const Certificate early = certified(wish);
+  wish = {};
+  wish.purpose = "serverAuth";
+  const Certificate otherPurpose = certified(wish);
+  const Certificate otherAuthority(authority());
+  wish = {};
+  wish.issuer = &otherAuthority;
+  const Certificate stranger(wish);
+  const Certificate selfSigned({});
+  const Certificate revoked = certified();
+  const Certificate good = certified();
+  const std::string list = put("list", m_authority.revocationList({&revoked}));
+  const ServerProcess server(speaking({"--tls-client-ca", m_authority.file(), "--tls-crl", list}));
+  const auto expectRefusal = [&](const Certificate& shown, const std::string& why) {
+    EXPECT_THAT(echoAs(server, &shown), HasSubstr("Exception code 004"));
+    server.awaitErrors(": refused: the certificate of '" + shown.subject() + "': " + why + "\n");
+  };
+  EXPECT_THAT(echoAs(server, nullptr), HasSubstr("Exception code 004"));
+  server.awaitErrors(": refused: peer did not return a certificate (SSL routines)\n");
+  expectRefusal(expired, "certificate has expired");
+  expectRefusal(early, "certificate is not yet valid");
+  expectRefusal(otherPurpose, "unsuitable certificate purpose");
+  expectRefusal(stranger, "unable to get local issuer certificate");
+  expectRefusal(selfSigned, "self-signed certificate");
+  expectRefusal(revoked, "certificate revoked");
+  EXPECT_EQ(echoAs(server, &good), answerOf("x"));
+}
+
+TEST_F(TcpServerTls, HeedsARevocationListInsideTheAuthoritiesFile) {
+  putOwn(certified());
+  const Certificate revoked = certified();
+  const Certificate good = certified();
+  const std::string authorities =
+      put("authorities", textOf(m_authority.file()) + m_authority.revocationList({&revoked}));
+  const ServerProcess server(speaking({"--tls-client-ca", authorities}));
+  EXPECT_THAT(echoAs(server, &revoked), HasSubstr("Exception code 004"));
+  server.awaitErrors("'" + revoked.subject() + "': certificate revoked\n");
+  EXPECT_EQ(echoAs(server, &good), answerOf("x"));
+}
+
+TEST_F(TcpServerTls, ReadsItsFilesAgainWhenToldToAndWhenTheyChange) {
+  const Certificate first = certified();
+  const Certificate second = certified();
+  const Certificate client = certified();
+  putOwn(first);
+  const std::string list = put("list", m_authority.revocationList({}));
+  const ServerProcess server(speaking({"--tls-client-ca", m_authority.file(), "--tls-crl", list}));
+  const Variable authorities("FERROLINK_TLS_CA_FILE", m_authority.file());
+  const Variable file("FERROLINK_TLS_CERTIFICATE", client.file());
+  const Variable key("FERROLINK_TLS_KEY", client.keyFile());
+  auto kept = channelTo(server.port(), Kind::Tls);
+  EXPECT_EQ(exchange(*kept, callOf("echo", "1")), answerOf("1"));
+  EXPECT_EQ(shownBy(server), first.subject());
+  server.signal(SIGHUP);
+  server.awaitErrors(kReadAgain);
+  // Nobody tells it this time; it may notice before both files are new.
+  putOwn(second);
+  while (shownBy(server) != second.subject()) {
+    std::this_thread::yield();
+  }
+  put("list", m_authority.revocationList({&client}));
+  while (exchange(*channelTo(server.port(), Kind::Tls), callOf("echo", "2")) == answerOf("2")) {
+    std::this_thread::yield();
+  }
+  server.awaitErrors("'" + client.subject() + "': certificate revoked\n");
+  // A connection that is there stays.
+  EXPECT_EQ(exchange(*kept, callOf("echo", "3")), answerOf("3"));
+}
+
+TEST_F(TcpServerTls, KeepsWhatItHasWhereTheNewFilesAreWrong) {
+  const Certificate certificate = certified();
+  putOwn(certificate);
+  const ServerProcess server(speaking());
+  put("key", "no key\n");
+  server.signal(SIGHUP);
+  server.awaitErrors(kKept);
+  EXPECT_THAT(server.errors(), HasSubstr("Cannot use the key '"));
+  EXPECT_EQ(shownBy(server), certificate.subject());
+}
+
+TEST_F(TcpServerTls, OutlivesSighupWithoutACertificate) {
+  ServerProcess server;
+  RawSocket client = server.greetedClient();
+  for (int i = 0; i < 3; ++i) {
+    server.signal(SIGHUP);
+    EXPECT_EQ(client.ask(callOf("echo", "x")), answerOf("x"));
+  }
+}
+
+TEST_F(TcpServerTls, SaysWhatIsWrongWithItsOwnCertificateAndKey) {
+  const auto startWith = [&](const Certificate& certificate, const Certificate& key) {
+    ServerProcess server({"--tls-certificate", certificate.file(), "--tls-key", key.keyFile()});
+    EXPECT_EQ(server.listening(), "");
+    EXPECT_EQ(server.wait(), 1);
+    return server.errors();
+  };
+  const Certificate certificate = certified();
+  const Certificate other = certified();
+  Certificate::Wish wish;
+  wish.password = "secret";
+  const Certificate locked = certified(wish);
+  EXPECT_EQ(startWith(certificate, other),
+            "ferrolink-server: Cannot use the key '" + other.keyFile() +
+                "': key values mismatch (x509 certificate routines).\n");
+  EXPECT_EQ(startWith(locked, locked),
+            "ferrolink-server: Cannot use the key '" + locked.keyFile() +
+                "': it is encrypted, and there is nobody to ask for its password. Give a key "
+                "without one.\n");
+  wish = {};
+  wish.firstSecond = -7200;
+  wish.lastSecond = -3600;
+  const Certificate expired = certified(wish);
+  putOwn(expired);
+  const ServerProcess server(speaking());
+  EXPECT_THAT(server.errors(), HasSubstr("clients will refuse the certificate '"));
+  EXPECT_THAT(server.errors(), HasSubstr("': it was valid until "));
+}
+
+TEST_F(TcpServerTls, ServesAProperClientBesideManyHalfHandshakes) {
+  putOwn(certified());
+  const ServerProcess server(
+      speaking({"--max-connections", "2", "--greeting-timeout-ms", "100000"}));
+  std::vector<RawSocket> silent;
+  for (int i = 0; i < 200; ++i) {
+    silent.push_back(RawSocket::connect(server.port()));
+    silent.back().send({"\x16\x03\x01\x02\x00\x01", 6});
+  }
+  EXPECT_EQ(echoAs(server, nullptr), answerOf("x"));
+}
+
+}  // namespace FerrolinkTest
