@@ -229,3 +229,22 @@ int GetChannelRuntimePath(const char* runtimeName, const char* configName, char*
   return giveChannelText(runtimeName, configName, buffer, size, "runtimePath",
                          &Channel::runtimePath);
 }
+
+int GetEndpoint(const char* address, char* buffer, std::size_t size) {
+  const auto place = [&] { return memberPointer("/endpoints", address); };
+  return giveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
+    const auto& endpoints = now.configuration->endpoints;
+    const auto found = endpoints.find(std::string_view(notNull(address, "the address")));
+    std::string lines;
+    if (found != endpoints.end()) {
+      for (const auto& [key, value] : found->second) {
+        lines += key + "=" + value + "\n";
+      }
+    }
+    return lines;
+  });
+}
+
+unsigned GetConfigRevision(void) {
+  return ConfigurationStore::instance().revision();
+}

@@ -70,6 +70,13 @@ FERROLINK_EXPORT int GetChannelHost(const char* runtimeName, const char* configN
 /// The absolute path of the runtime that a channel uses.
 FERROLINK_EXPORT int GetChannelRuntimePath(const char* runtimeName, const char* configName,
                                            char* buffer, std::size_t size);
+
+/// How to reach the server at `address`, "address:port" as commands name it: a line "key=value" for
+/// each value that is configured, a newline behind each. Values have no control characters.
+FERROLINK_EXPORT int GetEndpoint(const char* address, char* buffer, std::size_t size);
+
+/// Changes whenever SetConfigSource has replaced the configuration. Costs next to nothing.
+FERROLINK_EXPORT unsigned GetConfigRevision(void);
 }
 
 #endif

@@ -6,6 +6,8 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace Ferrolink::Companions {
 
@@ -34,6 +36,10 @@ struct Channel {
   std::string runtimePath;  // absolute or empty
 };
 
+/// How the client libraries reach one server: keys and values as the source has them, paths
+/// absolute and numbers in decimal. A key with several values appears once for each.
+using Endpoint = std::vector<std::pair<std::string, std::string>>;
+
 /// The values that one source gives, complete with defaults; empty texts are not configured.
 struct Configuration {
   std::string source;            // as it was given
@@ -42,6 +48,7 @@ struct Configuration {
   Proxy proxy;
   // Runtime name in lower case, then configuration name.
   std::map<std::string, std::map<std::string, Channel>, std::less<>> runtimes;
+  std::map<std::string, Endpoint, std::less<>> endpoints;  // by "address:port"
 };
 
 /// Of ASCII letters only, whatever the host's locale.

@@ -6,14 +6,15 @@
 #include <utility>
 
 #include "companions/configs/ConfigurationSource.h"
+#include "companions/configs/EndpointReader.h"
 #include "companions/configs/JsonDocument.h"
 #include "companions/configs/JsonNode.h"
 
 namespace Ferrolink::Companions {
 namespace {
 
-constexpr std::array<std::string_view, 4> kDocumentKeys = {"workingDirectory", "loggingLevel",
-                                                           "proxy", "runtimes"};
+constexpr std::array<std::string_view, 5> kDocumentKeys = {"workingDirectory", "loggingLevel",
+                                                           "proxy", "runtimes", "endpoints"};
 constexpr std::array<std::string_view, 5> kProxyKeys = {"host", "port", "username", "password",
                                                         "domain"};
 constexpr std::array<std::string_view, 5> kChannelKeys = {"runtimeName", "channel", "host", "port",
@@ -116,6 +117,11 @@ Configuration readConfiguration(const std::string& text, const std::string& base
   }
   if (const auto runtimes = root.member("runtimes")) {
     readRuntimes(*runtimes, baseDirectory, configuration);
+  }
+  if (const auto endpoints = root.member("endpoints")) {
+    endpoints->eachMember([&](const std::string& address, const JsonNode& endpoint) {
+      configuration.endpoints.emplace(address, readEndpoint(address, endpoint, baseDirectory));
+    });
   }
   return configuration;
 }

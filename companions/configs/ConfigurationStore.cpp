@@ -22,6 +22,7 @@ void ConfigurationStore::replaceConfiguration(Configuration configuration) {
   auto exchanged = std::make_shared<const Configuration>(std::move(configuration));
   const std::lock_guard lock(mutex);
   snapshot.configuration.swap(exchanged);
+  changes.fetch_add(1, std::memory_order_release);
 }
 
 void ConfigurationStore::overrideDirectory(std::string directory) {

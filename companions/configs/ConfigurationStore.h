@@ -1,6 +1,7 @@
 #ifndef FERROLINK_COMPANIONS_CONFIGS_CONFIGURATIONSTORE_H
 #define FERROLINK_COMPANIONS_CONFIGS_CONFIGURATIONSTORE_H
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -26,12 +27,16 @@ class ConfigurationStore {
   ConfigurationStore();
 
   [[nodiscard]] Snapshot current() const;
+  /// How many configurations have been replaced. Changes after the configuration that it counts.
+  [[nodiscard]] unsigned revision() const { return changes.load(std::memory_order_acquire); }
   void replaceConfiguration(Configuration configuration);
   void overrideDirectory(std::string directory);
 
  private:
   mutable std::mutex mutex;
   Snapshot snapshot;
+
+  std::atomic<unsigned> changes{0};
 };
 
 }  // namespace Ferrolink::Companions

@@ -54,6 +54,10 @@ void JsonNode::refuse(const std::string& reason) const {
   throw ConfigurationError(pointer.empty() ? reason : pointer + ": " + reason);
 }
 
+void JsonNode::refuseFor(const std::string& wanted) const {
+  refuse("expected " + wanted + ", got " + description());
+}
+
 std::string JsonNode::description() const {
   if (hidden || value.is_structured() || value.is_null()) {
     return kindOf(value);
@@ -69,7 +73,7 @@ std::string JsonNode::description() const {
 
 void JsonNode::requireObject() const {
   if (!value.is_object()) {
-    refuse("expected an object, got " + description());
+    refuseFor("an object");
   }
 }
 
@@ -101,11 +105,11 @@ void JsonNode::eachMember(
 
 std::string JsonNode::text() const {
   if (!value.is_string() || value.get_ref<const std::string&>().empty()) {
-    refuse("expected a text that is not empty, got " + description());
+    refuseFor("a text that is not empty");
   }
   const auto& text = value.get_ref<const std::string&>();
   if (std::any_of(text.begin(), text.end(), isControlCharacter)) {
-    refuse("expected a text without control characters, got " + description());
+    refuseFor("a text without control characters");
   }
   return text;
 }
@@ -120,16 +124,34 @@ std::string JsonNode::word(Words words) const {
       return std::string(*found);
     }
   }
-  refuse("expected one of " + listed(words) + ", got " + description());
+  refuseFor("one of " + listed(words));
+}
+
+std::vector<JsonNode> JsonNode::oneOrMore() const {
+  if (!value.is_array()) {
+    return {*this};
+  }
+  if (value.empty()) {
+    refuse("expected at least one element");
+  }
+  std::vector<JsonNode> elements;
+  for (const auto& [key, element] : value.items()) {
+    elements.push_back(JsonNode(element, memberPointer(pointer, key), hidden));
+  }
+  return elements;
 }
 
 int JsonNode::port() const {
   constexpr int kHighest = 65535;
-  if (!value.is_number_unsigned() || value.get<std::uint64_t>() < 1 ||
-      value.get<std::uint64_t>() > kHighest) {
-    refuse("expected an integer 1 to 65535, got " + description());
+  return static_cast<int>(integer(1, kHighest));
+}
+
+std::uint64_t JsonNode::integer(std::uint64_t least, std::uint64_t greatest) const {
+  if (!value.is_number_unsigned() || value.get<std::uint64_t>() < least ||
+      value.get<std::uint64_t>() > greatest) {
+    refuseFor("an integer " + std::to_string(least) + " to " + std::to_string(greatest));
   }
-  return value.get<int>();
+  return value.get<std::uint64_t>();
 }
 
 }  // namespace Ferrolink::Companions

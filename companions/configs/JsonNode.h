@@ -1,12 +1,14 @@
 #ifndef FERROLINK_COMPANIONS_CONFIGS_JSONNODE_H
 #define FERROLINK_COMPANIONS_CONFIGS_JSONNODE_H
 
+#include <cstdint>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Ferrolink::Companions {
 
@@ -32,6 +34,9 @@ class JsonNode {
   /// Requires an object, and calls `visit` for each of its members.
   void eachMember(const std::function<void(const std::string&, const JsonNode&)>& visit) const;
 
+  /// The elements of an array, of which there must be one at least; of anything else, itself.
+  [[nodiscard]] std::vector<JsonNode> oneOrMore() const;
+
   /// A text that is not empty and has no control characters.
   [[nodiscard]] std::string text() const;
 
@@ -41,8 +46,14 @@ class JsonNode {
   /// 1 to 65535.
   [[nodiscard]] int port() const;
 
+  /// An integer of that range.
+  [[nodiscard]] std::uint64_t integer(std::uint64_t least, std::uint64_t greatest) const;
+
   /// Throws ConfigurationError with the place and `reason`.
   [[noreturn]] void refuse(const std::string& reason) const;
+
+  /// The same for a value that is something else than `wanted`.
+  [[noreturn]] void refuseFor(const std::string& wanted) const;
 
  private:
   JsonNode(const nlohmann::json& memberValue, std::string memberPlace, bool isSecret)

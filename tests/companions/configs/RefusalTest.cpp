@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(
         Refusal{"UnknownKey", R"({"proxi": {}})",
                 R"(/proxi: unknown key; allowed are "workingDirectory", "loggingLevel", "proxy", )"
-                R"("runtimes")"},
+                R"("runtimes", "endpoints")"},
         Refusal{"UnknownProxyKey", R"({"proxy": {"pasword": "secret"}})",
                 std::string("/proxy/pasword: unknown key; ") + kAllowedInProxy},
         Refusal{"UnknownChannelKey", jvm(R"("Port": 1)"),
@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(
             "LongPlace", "{\"" + std::string(200, 'x') + "\": 1}",
             "/" + std::string(100, 'x') +
                 "...: unknown key; allowed are \"workingDirectory\", \"loggingLevel\", \"proxy\", "
-                "\"runtimes\""}),
+                "\"runtimes\", \"endpoints\""}),
     [](const auto& refusal) { return std::string(refusal.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(

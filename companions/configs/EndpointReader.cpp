@@ -1,0 +1,116 @@
+#include "companions/configs/EndpointReader.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstdint>
+#include <string_view>
+
+#include "companions/configs/ConfigurationSource.h"
+
+namespace Ferrolink::Companions {
+namespace {
+
+struct Range {
+  std::string_view key;
+  std::uint64_t least;
+  std::uint64_t greatest;
+};
+
+constexpr std::array<std::string_view, 12> kKeys = {"connect",
+                                                    "name",
+                                                    "authorities",
+                                                    "revocationList",
+                                                    "certificate",
+                                                    "key",
+                                                    "tls",
+                                                    "connectTimeoutMs",
+                                                    "maxFrameBytes",
+                                                    "callTimeoutMs",
+                                                    "unacknowledgedTimeoutMs",
+                                                    "poolSize"};
+constexpr std::array<std::string_view, 4> kFiles = {"authorities", "revocationList", "certificate",
+                                                    "key"};
+constexpr std::array<std::string_view, 1> kTls = {"required"};
+constexpr std::uint64_t kHour = 3'600'000;
+constexpr std::array<Range, 5> kNumbers = {{{"connectTimeoutMs", 1, kHour},
+                                            {"maxFrameBytes", 1024, 0x7FFFFFFF},
+                                            {"callTimeoutMs", 1, 0xFFFFFFFE},
+                                            {"unacknowledgedTimeoutMs", 1, kHour},
+                                            {"poolSize", 0, 4096}}};
+
+bool isPort(std::string_view text) {
+  unsigned number = 0;
+  const char* end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && rest == end && text[0] != '0' && number <= 65535;
+}
+
+bool isAddressOf(int family, std::string_view text) {
+  std::array<unsigned char, sizeof(in6_addr)> bytes{};
+  return inet_pton(family, std::string(text).c_str(), bytes.data()) == 1;
+}
+
+// "host:port", with an IPv6 address in brackets.
+bool isTarget(std::string_view text) {
+  const std::size_t colon = text.rfind(':');
+  if (colon == std::string_view::npos || colon == 0 || !isPort(text.substr(colon + 1))) {
+    return false;
+  }
+  const std::string_view host = text.substr(0, colon);
+  if (host.front() == '[') {
+    return host.back() == ']' && isAddressOf(AF_INET6, host.substr(1, host.size() - 2));
+  }
+  return host.find_first_of(":[]/ ") == std::string_view::npos;
+}
+
+void requireAddress(const std::string& address, const JsonNode& node) {
+  const std::size_t colon = address.rfind(':');
+  if (colon == std::string::npos || !isAddressOf(AF_INET, address.substr(0, colon)) ||
+      !isPort(std::string_view(address).substr(colon + 1))) {
+    node.refuse("expected an IPv4 address and a port as the key, such as \"10.0.0.1:8080\"");
+  }
+}
+
+}  // namespace
+
+Endpoint readEndpoint(const std::string& address, const JsonNode& node,
+                      const std::string& baseDirectory) {
+  requireAddress(address, node);
+  node.requireKeys(kKeys);
+  Endpoint endpoint;
+  if (const auto connect = node.member("connect")) {
+    for (const JsonNode& target : connect->oneOrMore()) {
+      const std::string text = target.text();
+      if (!isTarget(text)) {
+        target.refuseFor("\"host:port\" or \"[IPv6]:port\"");
+      }
+      endpoint.emplace_back("connect", text);
+    }
+  }
+  if (const auto name = node.member("name")) {
+    endpoint.emplace_back("name", name->text());
+  }
+  for (const std::string_view key : kFiles) {
+    if (const auto file = node.member(key)) {
+      endpoint.emplace_back(key, absolutePath(file->text(), baseDirectory));
+    }
+  }
+  if (node.member("certificate").has_value() != node.member("key").has_value()) {
+    node.refuse("\"certificate\" and \"key\" need each other");
+  }
+  if (const auto tls = node.member("tls")) {
+    endpoint.emplace_back("tls", tls->word(kTls));
+  }
+  for (const Range& range : kNumbers) {
+    if (const auto number = node.member(range.key)) {
+      endpoint.emplace_back(range.key,
+                            std::to_string(number->integer(range.least, range.greatest)));
+    }
+  }
+  return endpoint;
+}
+
+}  // namespace Ferrolink::Companions
