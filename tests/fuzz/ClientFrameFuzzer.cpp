@@ -56,13 +56,22 @@ extern "C" int __wrap_setsockopt(int /*descriptor*/, int /*level*/, int /*name*/
   return 0;
 }
 
-std::unique_ptr<Tcp::Connection> Tcp::Client::secure(PatientSocket socket, std::uint32_t limit,
-                                                     const Peer& /*peer*/) {
+namespace {
+
+std::unique_ptr<Tcp::Connection> secure(Tcp::PatientSocket socket,
+                                        const Tcp::Client::ClientSettings& settings,
+                                        const Tcp::Client::Peer& /*server*/) {
   takeOver();
   auto script = std::make_shared<Script>(*peers->script);
   peers->connections.push_back(script);
-  return std::make_unique<ScriptedConnection>(std::move(socket), limit, std::move(script));
+  return std::make_unique<ScriptedConnection>(std::move(socket), settings.frameLimit,
+                                              std::move(script));
 }
+
+}  // namespace
+
+const Tcp::Client::LibraryKind Tcp::Client::libraryKind{
+    Tcp::Client::kPlainChannel, Tcp::Client::kTlsChannel, "libFerrolinkTcpTlsClient.so", secure};
 
 namespace {
 

@@ -1,6 +1,7 @@
 #ifndef FERROLINK_COMPANIONS_TCP_CLIENT_CLIENTERROR_H
 #define FERROLINK_COMPANIONS_TCP_CLIENT_CLIENTERROR_H
 
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -8,22 +9,54 @@
 #include "companions/tcp/Connection.h"
 
 /// Errors of the client libraries, in the form of the family's error texts; docs/network.md lists
-/// the codes. They leave the library as std::runtime_error.
+/// the codes and says for each whether the command may have been executed. They leave the library
+/// as std::runtime_error.
 namespace Ferrolink::Companions::Tcp::Client {
 
-enum class ClientError : char {
-  NotConnected = '1',     ///< the command was not sent
-  Broken = '2',           ///< the command may have been executed
-  NoFerrolinkPeer = '3',  ///< the command was not sent
-  Refused = '4',          ///< by the rules of TLS; the command was not sent
-  TooLong = '5',
-  Settings = '6',
-  NoResponse = '7',
+enum class ClientError : std::uint8_t {
+  NotConnected = 1,
+  Broken = 2,  ///< after the first byte of the command; it may have been executed
+  NoFerrolinkPeer = 3,
+  Refused = 4,  ///< by the rules of TLS
+  TooLong = 5,  ///< the command
+  Settings = 6,
+  NoResponse = 7,
+  NotBegun = 8,        ///< says the server
+  TimeOver = 9,        ///< before the server began the command
+  TimeOverSent = 10,   ///< after the first byte of the command; it may have been executed
+  AnswerTooLong = 11,  ///< the command was executed
+};
+
+class ClientFailure : public std::runtime_error {
+ public:
+  ClientFailure(ClientError code, const std::string& text, bool endsConnection = false)
+      : std::runtime_error(beginning(code) + text),
+        m_code(code),
+        m_endsConnection(endsConnection) {}
+
+  [[nodiscard]] ClientError code() const { return m_code; }
+  /// Without the line of the code.
+  [[nodiscard]] std::string text() const { return what() + beginning(m_code).size(); }
+
+  /// Whether another connection may be given the command: nothing was executed, and the reason lies
+  /// in the server. One that refuses a command, and nothing else, does that to all alike.
+  [[nodiscard]] bool leavesOthersToTry() const {
+    return m_code == ClientError::NotConnected || m_code == ClientError::NoFerrolinkPeer ||
+           m_code == ClientError::Refused || (m_code == ClientError::NotBegun && m_endsConnection);
+  }
+
+ private:
+  static std::string beginning(ClientError code) {
+    const std::string number = std::to_string(static_cast<int>(code));
+    return "Network Client: Exception code " + std::string(3 - number.size(), '0') + number + ".\n";
+  }
+
+  const ClientError m_code;
+  const bool m_endsConnection;
 };
 
 [[noreturn]] inline void fail(ClientError code, const std::string& text) {
-  throw std::runtime_error(std::string("Network Client: Exception code 00") +
-                           static_cast<char>(code) + ".\n" + text);
+  throw ClientFailure(code, text);
 }
 
 /// Why an operation on a connection ended.

@@ -2,9 +2,8 @@
 
 #include <exception>
 
-#include "companions/tcp/client/ClientChannel.h"
-
 using Ferrolink::Companions::Tcp::Client::ClientChannel;
+using Ferrolink::Companions::Tcp::Client::libraryKind;
 using Ferrolink::Companions::Tcp::Client::Peer;
 
 Ferrolink::Native::Interfaces::ITransport* CreateTransportChannel(const char* host,
@@ -13,7 +12,7 @@ Ferrolink::Native::Interfaces::ITransport* CreateTransportChannel(const char* ho
     return nullptr;
   }
   try {
-    return new ClientChannel(Peer{host, port}, Ferrolink::Companions::Tcp::Client::secure);
+    return new ClientChannel(Peer{host, port}, libraryKind);
   } catch (const std::exception&) {
     return nullptr;
   }

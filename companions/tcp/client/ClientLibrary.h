@@ -3,14 +3,14 @@
 
 #include <cstdint>
 
-#include "companions/tcp/client/Dialer.h"
+#include "companions/tcp/client/ClientChannel.h"
 #include "native/Export.h"
 #include "native/interfaces/ITransport.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// Each library's own. See Secure.
-std::unique_ptr<Connection> secure(PatientSocket socket, std::uint32_t limit, const Peer& peer);
+/// Each library's own.
+extern const LibraryKind libraryKind;
 
 }  // namespace Ferrolink::Companions::Tcp::Client
 

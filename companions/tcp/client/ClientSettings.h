@@ -2,29 +2,45 @@
 #define FERROLINK_COMPANIONS_TCP_CLIENT_CLIENTSETTINGS_H
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <vector>
+
+#include "companions/tcp/client/Peer.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// What the environment says about connections to come; docs/network.md lists the variables.
-struct ClientSettings {
-  std::chrono::milliseconds connectTimeout{};
-  std::uint32_t frameLimit = 0;
-
-  /// Errors: ClientError 006 with the variable's name.
-  static ClientSettings read();
-};
-
-/// The TLS part of it. Empty texts stand for what is not set.
+/// How TLS connections prove who is at their ends. Empty texts stand for what is not set.
 struct TlsSettings {
+  std::string name;  ///< of the server, in place of its host
   std::string authorities;
+  std::string revocationList;
   std::string certificate;
   std::string key;
   bool acceptAnyCertificate = false;
 
-  /// Errors: as above.
-  static TlsSettings read();
+  /// These, and in place of them what the environment says. Errors: ClientError 006 with the
+  /// variable's name.
+  [[nodiscard]] TlsSettings withEnvironment() const;
+};
+
+/// What the configuration and the environment say about connections to come; docs/network.md lists
+/// keys and variables. A variable wins over its key.
+struct ClientSettings {
+  unsigned revision = 0;      ///< of the configuration, or an earlier one
+  std::vector<Peer> servers;  ///< one at least, to be tried in this order
+  std::chrono::milliseconds connectTimeout{};
+  std::uint32_t frameLimit = 0;
+  std::optional<std::chrono::milliseconds> callTimeout;
+  std::chrono::milliseconds unacknowledgedTimeout{};
+  std::size_t poolSize = 0;
+  bool requiresTls = false;
+  TlsSettings tls;  ///< without the environment
+
+  /// Errors: ClientError 006 with the name of the variable.
+  static ClientSettings read(const Peer& endpoint);
 };
 
 }  // namespace Ferrolink::Companions::Tcp::Client

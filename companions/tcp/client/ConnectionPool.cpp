@@ -3,36 +3,49 @@
 #include <utility>
 
 namespace Ferrolink::Companions::Tcp::Client {
-namespace {
 
-constexpr std::size_t kMostIdle = 64;
-
-}  // namespace
-
-std::unique_ptr<Connection> ConnectionPool::take() {
+Line ConnectionPool::take(unsigned revision, Clock::time_point now) {
   for (;;) {
-    std::unique_ptr<Connection> connection = takeAny();
-    if (connection == nullptr || connection->isQuiet()) {
-      return connection;
+    Line line = takeAny(revision, now);
+    if (line.connection == nullptr || line.connection->isQuiet()) {
+      return line;
     }
   }
 }
 
-void ConnectionPool::give(std::unique_ptr<Connection> connection) {
+void ConnectionPool::give(Line line, Clock::time_point now) {
+  Lines dropped;
   const std::lock_guard<std::mutex> lock(m_mutex);
-  if (m_idle.size() < kMostIdle) {
-    m_idle.push_back(std::move(connection));
+  dropOld(now, dropped);
+  if (line.settings->revision >= m_revision && m_idle.size() < line.settings->poolSize) {
+    line.lastUsed = now;
+    m_idle.push_back(std::move(line));
   }
 }
 
-std::unique_ptr<Connection> ConnectionPool::takeAny() {
+Line ConnectionPool::takeAny(unsigned revision, Clock::time_point now) {
+  Lines dropped;
   const std::lock_guard<std::mutex> lock(m_mutex);
-  if (m_idle.empty()) {
-    return nullptr;
+  if (revision > m_revision) {
+    m_revision = revision;
+    m_idle.swap(dropped);
   }
-  std::unique_ptr<Connection> connection = std::move(m_idle.back());
+  dropOld(now, dropped);
+  if (m_idle.empty()) {
+    return {};
+  }
+  Line line = std::move(m_idle.back());
   m_idle.pop_back();
-  return connection;
+  return line;
+}
+
+void ConnectionPool::dropOld(Clock::time_point now, Lines& dropped) {
+  auto young = m_idle.begin();
+  while (young != m_idle.end() && young->lastUsed + kLongestRest < now) {
+    dropped.push_back(std::move(*young));
+    ++young;
+  }
+  m_idle.erase(m_idle.begin(), young);
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Client

@@ -1,30 +1,54 @@
 #ifndef FERROLINK_COMPANIONS_TCP_CLIENT_CONNECTIONPOOL_H
 #define FERROLINK_COMPANIONS_TCP_CLIENT_CONNECTIONPOOL_H
 
+#include <chrono>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <vector>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/client/ClientSettings.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
+
+/// A connection, the settings under which it was made, and whom of their servers it leads to.
+struct Line {
+  std::unique_ptr<Connection> connection;
+  std::shared_ptr<const ClientSettings> settings;
+  std::size_t server = 0;
+  PatientSocket::Clock::time_point lastUsed{};
+
+  [[nodiscard]] const Peer& peer() const { return settings->servers[server]; }
+};
 
 /// Connections that wait for their next command. Any thread.
 class ConnectionPool {
  public:
-  /// One that its server has not closed meanwhile; null where there is none. Those that it has are
-  /// dropped.
-  std::unique_ptr<Connection> take();
+  using Clock = PatientSocket::Clock;
 
-  /// Keeps it for the next command, or closes it where enough wait already.
-  void give(std::unique_ptr<Connection> connection);
+  /// One that is quiet, and made under that revision of the configuration or a later one; without a
+  /// connection where there is none. All others that it meets are closed.
+  Line take(unsigned revision, Clock::time_point now);
+
+  /// Keeps it for the next command, unless as many as its settings say wait already, or the
+  /// configuration has changed. Closes what has waited for too long.
+  void give(Line line, Clock::time_point now);
+
+  /// What no command has used for so long is closed, by a later command.
+  static constexpr std::chrono::seconds kLongestRest{60};
 
  private:
-  std::unique_ptr<Connection> takeAny();
+  using Lines = std::vector<Line>;
 
-  // Guarded by m_mutex, held for a move only. The one that was used last is taken first.
+  Line takeAny(unsigned revision, Clock::time_point now);
+  void dropOld(Clock::time_point now, Lines& dropped);
+
+  // Guarded by m_mutex, held for moves only: connections are closed without it. The one that was
+  // used last is at the end, and is taken first.
   std::mutex m_mutex;
-  std::vector<std::unique_ptr<Connection>> m_idle;
+  unsigned m_revision = 0;
+  Lines m_idle;
 };
 
 }  // namespace Ferrolink::Companions::Tcp::Client

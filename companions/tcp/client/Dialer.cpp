@@ -2,62 +2,92 @@
 
 #include <algorithm>
 #include <asio/ip/address.hpp>
+#include <string>
 #include <string_view>
 #include <system_error>
+#include <vector>
 
 #include "companions/tcp/client/ClientError.h"
-#include "companions/tcp/client/ClientSettings.h"
+#include "companions/tcp/client/HostLookup.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
-// A machine that is gone does not acknowledge what was sent to it: TCP_USER_TIMEOUT.
-constexpr std::chrono::milliseconds kUnacknowledged{120'000};
+using Clock = PatientSocket::Clock;
 
 constexpr const char* kNotSent = " The command was not sent.";
 
-[[noreturn]] void failToConnect(const Peer& peer, const ClientSettings& settings,
-                                const std::error_code& error) {
+// What is to be done, and until when.
+struct Call {
+  const Peer& server;
+  const ClientSettings& settings;
+  Clock::time_point deadline;
+  bool isOfCommand;  ///< the deadline is the end of the command's time
+};
+
+[[noreturn]] void failToConnect(const Call& call, const std::error_code& error) {
   if (std::string_view(error.category().name()) == "asio.ssl") {
-    fail(ClientError::Refused, "TLS with " + peer.name() + " failed: " + error.message() + "." +
-                                   kNotSent +
+    fail(ClientError::Refused, "TLS with " + call.server.name() + " failed: " + error.message() +
+                                   "." + kNotSent +
                                    " Where it asks for a client certificate, name one in "
                                    "FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY.");
   }
   std::string reason = error.message();
-  if (error == asio::error::timed_out) {
-    reason = "it took longer than " + std::to_string(settings.connectTimeout.count()) + " ms";
+  if (error == asio::error::timed_out && Clock::now() >= call.deadline) {
+    if (call.isOfCommand) {
+      fail(ClientError::TimeOver, "The time of the command was over before " + call.server.name() +
+                                      " was reached." + kNotSent);
+    }
+    reason = "it took longer than " + std::to_string(call.settings.connectTimeout.count()) + " ms";
   } else if (error == asio::error::eof) {
     reason = "it was closed without a greeting";
   }
   fail(ClientError::NotConnected,
-       "Cannot connect to " + peer.name() + ": " + reason + "." + kNotSent +
+       "Cannot connect to " + call.server.name() + ": " + reason + "." + kNotSent +
            " See that ferrolink-server runs there and has room for another connection.");
 }
 
-PatientSocket connected(const Peer& peer, const ClientSettings& settings) {
-  std::error_code error;
-  const auto address = asio::ip::make_address(peer.host, error);
+std::vector<asio::ip::address> addressesOf(const Call& call) {
+  const Peer& server = call.server;
+  if (server.mayBeName) {
+    return lookUpHost(server.host, call.deadline);
+  }
+  asio::error_code error;
+  const auto address = asio::ip::make_address(server.host, error);
   if (error) {
-    fail(ClientError::NotConnected, "Cannot connect to " + peer.name() + ": '" + peer.host +
+    fail(ClientError::NotConnected, "Cannot connect to " + server.name() + ": '" + server.host +
                                         "' is no address; names are not looked up." + kNotSent);
   }
-  const asio::ip::tcp::endpoint endpoint(address, peer.port);
-  PatientSocket socket = PatientSocket::open(endpoint.protocol());
-  socket.waitUntil(PatientSocket::Clock::now() + settings.connectTimeout);
-  socket.connect(endpoint, error);
-  if (!error) {
-    socket.tune(kUnacknowledged, error);
-  }
-  if (error) {
-    throw std::system_error(error);
-  }
-  return socket;
+  return {address};
 }
 
-void greet(Connection& connection, const Peer& peer) {
+// An address that does not answer leaves the others their share of the time.
+PatientSocket connected(const Call& call) {
+  asio::error_code error;
+  const std::vector<asio::ip::address> addresses = addressesOf(call);
+  long left = static_cast<long>(addresses.size());
+  for (const asio::ip::address& address : addresses) {
+    const asio::ip::tcp::endpoint endpoint(address, call.server.port);
+    PatientSocket socket = PatientSocket::open(endpoint.protocol());
+    const auto now = Clock::now();
+    socket.waitUntil(left == 1 ? call.deadline : now + (call.deadline - now) / left);
+    error.clear();
+    socket.connect(endpoint, error);
+    if (!error) {
+      socket.tune(call.settings.unacknowledgedTimeout, error);
+    }
+    if (!error) {
+      socket.waitUntil(call.deadline);
+      return socket;
+    }
+    --left;
+  }
+  throw std::system_error(error);
+}
+
+void greet(Connection& connection, const Peer& server) {
   const auto refuse = [&](const std::string& what, const std::string& advice) {
-    fail(ClientError::NoFerrolinkPeer, peer.name() + " " + what + "." + kNotSent + " " + advice);
+    fail(ClientError::NoFerrolinkPeer, server.name() + " " + what + "." + kNotSent + " " + advice);
   };
   connection.sendGreeting(Wire::Greeting::Hello);
   const Wire::GreetingBytes answer = connection.receiveGreeting();
@@ -77,19 +107,25 @@ void greet(Connection& connection, const Peer& peer) {
   if (answer[Wire::kGreetingKind] != welcome[Wire::kGreetingKind]) {
     refuse("greets like a client", "Correct address and port.");
   }
+  if (connection.unread() != 0) {
+    refuse("says more than its greeting before it is asked", "Correct address and port.");
+  }
 }
 
 }  // namespace
 
-std::unique_ptr<Connection> dial(const Peer& peer, Secure& secure) {
-  const ClientSettings settings = ClientSettings::read();
+std::unique_ptr<Connection> dial(const Peer& server, const ClientSettings& settings, Secure& secure,
+                                 std::optional<Clock::time_point> end) {
+  const Clock::time_point usual = Clock::now() + settings.connectTimeout;
+  const bool isOfCommand = end && *end < usual;
+  const Call call{server, settings, isOfCommand ? *end : usual, isOfCommand};
   try {
-    auto connection = secure(connected(peer, settings), settings.frameLimit, peer);
-    greet(*connection, peer);
+    auto connection = secure(connected(call), settings, server);
+    greet(*connection, server);
     connection->socket().waitUntil(std::nullopt);
     return connection;
   } catch (const std::system_error& error) {
-    failToConnect(peer, settings, error.code());
+    failToConnect(call, error.code());
   }
 }
 

@@ -1,31 +1,24 @@
 #ifndef FERROLINK_COMPANIONS_TCP_CLIENT_DIALER_H
 #define FERROLINK_COMPANIONS_TCP_CLIENT_DIALER_H
 
-#include <cstdint>
 #include <memory>
-#include <string>
+#include <optional>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/client/ClientSettings.h"
+#include "companions/tcp/client/Peer.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// Where a channel leads to.
-struct Peer {
-  std::string host;
-  std::uint16_t port = 0;
-
-  [[nodiscard]] std::string name() const { return host + ":" + std::to_string(port); }
-};
-
-/// What tells the two client libraries apart: makes a connection of a connected socket, up to and
-/// including the handshake. Errors: ClientError 004 and 006; std::system_error for those of the
-/// network.
-using Secure = std::unique_ptr<Connection>(PatientSocket socket, std::uint32_t limit,
-                                           const Peer& peer);
+/// Makes a connection of a connected socket, up to and including the handshake. Errors: ClientError
+/// 003, 004 and 006; std::system_error for those of the network.
+using Secure = std::unique_ptr<Connection>(PatientSocket socket, const ClientSettings& settings,
+                                           const Peer& server);
 
 /// A new connection to a Ferrolink server, greeted and ready for commands, made in the time that
-/// the settings grant. Errors: ClientError 001, 003, 004, 006.
-std::unique_ptr<Connection> dial(const Peer& peer, Secure& secure);
+/// the settings grant, and before `end`. Errors: ClientError 001, 003, 004, 006, 009.
+std::unique_ptr<Connection> dial(const Peer& server, const ClientSettings& settings, Secure& secure,
+                                 std::optional<PatientSocket::Clock::time_point> end);
 
 }  // namespace Ferrolink::Companions::Tcp::Client
 

@@ -5,10 +5,15 @@
 #include "companions/tcp/client/ClientLibrary.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
+namespace {
 
-std::unique_ptr<Connection> secure(PatientSocket socket, std::uint32_t limit,
-                                   const Peer& /*peer*/) {
-  return std::make_unique<PlainConnection>(std::move(socket), limit);
+std::unique_ptr<Connection> keepPlain(PatientSocket socket, const ClientSettings& settings,
+                                      const Peer& /*server*/) {
+  return std::make_unique<PlainConnection>(std::move(socket), settings.frameLimit);
 }
+
+}  // namespace
+
+const LibraryKind libraryKind{kPlainChannel, kTlsChannel, "libFerrolinkTcpTlsClient.so", keepPlain};
 
 }  // namespace Ferrolink::Companions::Tcp::Client

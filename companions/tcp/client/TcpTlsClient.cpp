@@ -3,6 +3,7 @@
 #include <openssl/ssl.h>
 #include <openssl/x509_vfy.h>
 
+#include <asio/ip/address.hpp>
 #include <asio/ssl/error.hpp>
 #include <cstdio>
 #include <system_error>
@@ -11,43 +12,22 @@
 #include "companions/tcp/TlsConnection.h"
 #include "companions/tcp/client/ClientError.h"
 #include "companions/tcp/client/ClientLibrary.h"
-#include "companions/tcp/client/ClientSettings.h"
+#include "companions/tcp/client/PeerCertificate.h"
+#include "companions/tcp/client/TlsContexts.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
-void warnOfInsecurity(const Peer& peer) {
+void warnOfInsecurity(const Peer& server) {
   const std::string text = "Ferrolink: FERROLINK_TLS_INSECURE is set: whoever answers at " +
-                           peer.name() + " is taken for the server.\n";
+                           server.name() + " is taken for the server.\n";
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 
-// Made anew for each connection, so that renewed certificates count without a restart.
-TlsContext contextFor(const TlsSettings& settings) {
-  try {
-    TlsContext context = makeTlsContext(asio::ssl::context::tls_client);
-    if (!settings.certificate.empty()) {
-      useCertificate(*context, settings.certificate, settings.key);
-    }
-    if (settings.authorities.empty()) {
-      context->set_default_verify_paths();
-    } else {
-      useAuthorities(*context, settings.authorities);
-    }
-    context->set_verify_mode(settings.acceptAnyCertificate ? asio::ssl::verify_none
-                                                           : asio::ssl::verify_peer);
-    return context;
-  } catch (const TlsFileError& error) {
-    fail(ClientError::Settings, std::string(error.what()) + " The command was not sent.");
-  }
-}
-
-// The certificate must be one for the very address that the command names.
-void expectAddress(SSL* tls, const Peer& peer) {
-  if (X509_VERIFY_PARAM_set1_ip_asc(SSL_get0_param(tls), peer.host.c_str()) != 1) {
-    fail(ClientError::Refused, "No certificate can be checked for '" + peer.host +
-                                   "', which is no address. The command was not sent.");
-  }
+// Lives as long as the process: threads may still connect while it exits.
+TlsContexts& contexts() {
+  static TlsContexts& kept = *new TlsContexts;
+  return kept;
 }
 
 bool isNotTls(const std::error_code& error) {
@@ -58,22 +38,14 @@ bool isNotTls(const std::error_code& error) {
   return reason == SSL_R_WRONG_VERSION_NUMBER || reason == SSL_R_TLSV1_ALERT_PROTOCOL_VERSION;
 }
 
-void shakeHands(TlsConnection& connection, const Peer& peer, bool verified) {
+void shakeHands(TlsConnection& connection, const Peer& server) {
   std::error_code error;
   connection.handshake(error);
   if (!error) {
     return;
   }
-  const long verdict = SSL_get_verify_result(connection.native());
-  if (verified && verdict != X509_V_OK) {
-    fail(ClientError::Refused,
-         "The certificate of " + peer.name() +
-             " is not accepted: " + X509_verify_cert_error_string(verdict) +
-             ". The command was not sent. The certificate must be valid for the address and come "
-             "from an authority of the system, or of the file that FERROLINK_TLS_CA_FILE names.");
-  }
   if (isNotTls(error)) {
-    fail(ClientError::NoFerrolinkPeer, peer.name() +
+    fail(ClientError::NoFerrolinkPeer, server.name() +
                                            " does not speak TLS 1.2 or later. The command was not "
                                            "sent. Use a target without TLS, or start the server "
                                            "with a certificate.");
@@ -81,19 +53,40 @@ void shakeHands(TlsConnection& connection, const Peer& peer, bool verified) {
   throw std::system_error(error);
 }
 
-}  // namespace
-
-std::unique_ptr<Connection> secure(PatientSocket socket, std::uint32_t limit, const Peer& peer) {
-  const TlsSettings settings = TlsSettings::read();
-  auto connection = std::make_unique<TlsConnection>(std::move(socket), limit, contextFor(settings),
-                                                    asio::ssl::stream_base::client);
-  if (settings.acceptAnyCertificate) {
-    warnOfInsecurity(peer);
-  } else {
-    expectAddress(connection->native(), peer);
+void shakeHandsAndVerify(TlsConnection& connection, const Peer& server, const std::string& name) {
+  const PeerCertificate certificate(connection.native(), name);
+  try {
+    shakeHands(connection, server);
+  } catch (const std::system_error&) {
+    if (!certificate.complaint().empty()) {
+      fail(ClientError::Refused,
+           "The certificate of " + server.name() + " is not accepted: " + certificate.complaint() +
+               ". The command was not sent. The certificate must be valid for the address and come "
+               "from an authority of the system, or of the file that FERROLINK_TLS_CA_FILE names.");
+    }
+    throw;
   }
-  shakeHands(*connection, peer, !settings.acceptAnyCertificate);
+}
+
+std::unique_ptr<Connection> secure(PatientSocket socket, const ClientSettings& settings,
+                                   const Peer& server) {
+  const TlsSettings tls = settings.tls.withEnvironment();
+  auto connection =
+      std::make_unique<TlsConnection>(std::move(socket), settings.frameLimit,
+                                      contexts().contextFor(tls), asio::ssl::stream_base::client);
+  const std::string& name = tls.name.empty() ? server.host : tls.name;
+  askFor(connection->native(), name);
+  if (tls.acceptAnyCertificate) {
+    warnOfInsecurity(server);
+    shakeHands(*connection, server);
+  } else {
+    shakeHandsAndVerify(*connection, server, name);
+  }
   return connection;
 }
+
+}  // namespace
+
+const LibraryKind libraryKind{kTlsChannel, kPlainChannel, "libFerrolinkTcpClient.so", secure};
 
 }  // namespace Ferrolink::Companions::Tcp::Client

@@ -43,6 +43,9 @@ void expectJavaCalls(const std::string& kind, const ServerProcess& server) {
               "over " + kind +
                   "\n"
                   "std::invalid_argument: refused: this\n"
+                  "Network Client: Exception code 008.\n" +
+                  server.name() +
+                  " has not begun the command, which was not executed: "
                   "This server loads no libraries for its clients. Start it with --plug-in FILE, "
                   "or with --allow-load-library.\n"
                   "2000\n"

@@ -98,7 +98,10 @@ TEST_F(TcpTls, RefusesCertificatesThatProveNothing) {
   EXPECT_EQ(verdictOn(certified(early), "certificate is not yet valid"), "as expected");
   Certificate::Wish elsewhere;
   elsewhere.address = "127.0.0.2";
-  EXPECT_EQ(verdictOn(certified(elsewhere), "IP address mismatch"), "as expected");
+  EXPECT_EQ(verdictOn(certified(elsewhere),
+                      "IP address mismatch ('127.0.0.1' is expected, the certificate is for IP "
+                      "Address:127.0.0.2)"),
+            "as expected");
   EXPECT_EQ(verdictOn(Certificate({}), "self-signed certificate"), "as expected");
 }
 
@@ -261,10 +264,11 @@ TEST_F(TcpTls, TellsWhichFileCannotBeUsed) {
                               kNotSent);
   {
     const Variable key("FERROLINK_TLS_KEY", locked.keyFile());
-    EXPECT_THAT(echo(server), HasSubstr(code + "Cannot use the key '" + locked.keyFile() + "': "));
+    EXPECT_THAT(echo(server), HasSubstr(code + "Cannot use the key '" + locked.keyFile() +
+                                        "': it needs a password; store it without one."));
   }
   const Variable key("FERROLINK_TLS_KEY", certificate.keyFile());
-  EXPECT_THAT(echo(server), HasSubstr(": key values mismatch"));
+  EXPECT_THAT(echo(server), HasSubstr(": it does not fit the certificate '" + locked.file() + "'"));
   ServerProcess wrong({"--tls-certificate", "/nowhere", "--tls-key", certificate.keyFile()});
   EXPECT_EQ(wrong.wait(), 1);
   EXPECT_THAT(wrong.errors(),

@@ -1,0 +1,33 @@
+#ifndef FERROLINK_COMPANIONS_TCP_CLIENT_SIBLINGLIBRARY_H
+#define FERROLINK_COMPANIONS_TCP_CLIENT_SIBLINGLIBRARY_H
+
+#include <dlfcn.h>
+
+#include <string>
+
+namespace Ferrolink::Companions::Tcp::Client {
+
+/// Another library of the installation, opened from the directory that this one lies in. Stays open
+/// for the life of the process.
+class SiblingLibrary {
+ public:
+  explicit SiblingLibrary(const std::string& file);
+
+  [[nodiscard]] bool isOpen() const { return m_handle != nullptr; }
+  /// Why it is not.
+  [[nodiscard]] const std::string& reason() const { return m_reason; }
+
+  /// An exported function; null where there is none.
+  template <class Function>
+  [[nodiscard]] Function* function(const char* name) const {
+    return m_handle == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(m_handle, name));
+  }
+
+ private:
+  void* m_handle = nullptr;
+  std::string m_reason;
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Client
+
+#endif

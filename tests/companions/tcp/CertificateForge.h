@@ -1,0 +1,65 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_CERTIFICATEFORGE_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_CERTIFICATEFORGE_H
+
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tests/support/TemporaryDirectory.h"
+
+namespace FerrolinkTest {
+
+/// A certificate with whatever is in it, its key, and the PEM files with them.
+class ForgedCertificate {
+ public:
+  struct Wish {
+    std::string names;                 ///< subjectAltName; none where empty
+    std::string constraints;           ///< basicConstraints; none where empty
+    std::string usage;                 ///< extendedKeyUsage; none where empty
+    bool hasUnknownExtension = false;  ///< a critical one
+    int rsaBits = 0;                   ///< a key on P-256 where 0
+    const char* digest = "SHA256";
+    long firstSecond = -3600;  ///< from now
+    long lastSecond = 3600;
+    const ForgedCertificate* issuer = nullptr;    ///< none: self-signed
+    std::vector<const ForgedCertificate*> shown;  ///< behind it in the file
+  };
+
+  explicit ForgedCertificate(const Wish& wish);
+
+  /// An authority; its path is limited to that many authorities below it where that is not
+  /// negative.
+  static Wish authority(const ForgedCertificate* issuer = nullptr, int pathLength = -1);
+  /// For a server at 127.0.0.1.
+  static Wish server(const ForgedCertificate& issuer);
+
+  [[nodiscard]] std::string file() const { return (m_directory.path() / "certificate").string(); }
+  [[nodiscard]] std::string keyFile() const { return (m_directory.path() / "key").string(); }
+  [[nodiscard]] std::string text() const;
+
+  /// As an authority: a list of what it has revoked, in PEM, that counts for that long.
+  [[nodiscard]] std::string revocationList(const std::vector<const ForgedCertificate*>& revoked,
+                                           long lastSecond = 3600) const;
+
+ private:
+  template <class Owned, void (*release)(Owned*)>
+  struct Release {
+    void operator()(Owned* owned) const { release(owned); }
+  };
+
+  void extend(const Wish& wish);
+
+  TemporaryDirectory m_directory;
+  std::unique_ptr<EVP_PKEY, Release<EVP_PKEY, EVP_PKEY_free>> m_key;
+  std::unique_ptr<X509, Release<X509, X509_free>> m_certificate;
+};
+
+/// Writes `text` to `file`, in place of what was in it.
+void writeFile(const std::string& file, const std::string& text);
+
+}  // namespace FerrolinkTest
+
+#endif

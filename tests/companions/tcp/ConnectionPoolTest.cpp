@@ -1,0 +1,103 @@
+// The client's pool of connections, with sockets of the process's own and a clock that is told.
+#include <sys/socket.h>
+
+#include <array>
+
+#include "companions/tcp/client/ClientLibrary.h"
+#include "companions/tcp/client/ConnectionPool.h"
+#include "tests/companions/tcp/ClientSupport.h"
+
+// The library under test is linked in, not opened.
+const Ferrolink::Companions::Tcp::Client::LibraryKind
+    Ferrolink::Companions::Tcp::Client::libraryKind{};
+
+namespace FerrolinkTest {
+namespace {
+
+using namespace std::chrono_literals;
+using Ferrolink::Companions::Tcp::PatientSocket;
+using Ferrolink::Companions::Tcp::PlainConnection;
+using Ferrolink::Companions::Tcp::Client::ClientSettings;
+using Ferrolink::Companions::Tcp::Client::ConnectionPool;
+using Ferrolink::Companions::Tcp::Client::Line;
+
+class TcpPool : public testing::Test {
+ protected:
+  using Moment = ConnectionPool::Clock::time_point;
+
+  // Under that revision of the configuration; at most two are kept.
+  Line line(unsigned revision = 0) {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
+    m_peers.emplace_back(ends[1]);
+    ClientSettings settings;
+    settings.revision = revision;
+    settings.poolSize = 2;
+    settings.servers.push_back({"127.0.0.1", 1});
+    return {std::make_unique<PlainConnection>(PatientSocket(FileDescriptor(ends[0])), 1024),
+            std::make_shared<const ClientSettings>(settings)};
+  }
+
+  bool isClosed(std::size_t number) {
+    char byte = 0;
+    return recv(m_peers[number].get(), &byte, 1, MSG_DONTWAIT) == 0;
+  }
+
+  ConnectionPool m_pool;
+  std::vector<FileDescriptor> m_peers;
+  const Moment m_now{std::chrono::hours(1)};
+};
+
+}  // namespace
+
+TEST_F(TcpPool, GivesTheConnectionThatWasUsedLast) {
+  m_pool.give(line(), m_now);
+  Line second = line();
+  const auto* expected = second.connection.get();
+  m_pool.give(std::move(second), m_now);
+  EXPECT_EQ(m_pool.take(0, m_now).connection.get(), expected);
+  EXPECT_NE(m_pool.take(0, m_now).connection, nullptr);
+  EXPECT_EQ(m_pool.take(0, m_now).connection, nullptr);
+}
+
+TEST_F(TcpPool, KeepsNoMoreThanItIsTold) {
+  for (int i = 0; i < 3; ++i) {
+    m_pool.give(line(), m_now);
+  }
+  EXPECT_FALSE(isClosed(0));
+  EXPECT_FALSE(isClosed(1));
+  EXPECT_TRUE(isClosed(2));
+}
+
+TEST_F(TcpPool, ClosesConnectionsThatNobodyHasUsedForAWhile) {
+  m_pool.give(line(), m_now);
+  m_pool.give(line(), m_now + 30s);
+  m_pool.give(m_pool.take(0, m_now + 60s), m_now + 60s);
+  EXPECT_FALSE(isClosed(0));
+  m_pool.give(m_pool.take(0, m_now + 61s), m_now + 61s);
+  EXPECT_TRUE(isClosed(0));
+  EXPECT_FALSE(isClosed(1));
+  EXPECT_EQ(m_pool.take(0, m_now + 200s).connection, nullptr);
+  EXPECT_TRUE(isClosed(1));
+}
+
+TEST_F(TcpPool, ClosesConnectionsOfAnEarlierConfiguration) {
+  m_pool.give(line(1), m_now);
+  EXPECT_EQ(m_pool.take(2, m_now).connection, nullptr);
+  EXPECT_TRUE(isClosed(0));
+  // One that was in use meanwhile, and one that a thread with older news asks for.
+  m_pool.give(line(1), m_now);
+  EXPECT_TRUE(isClosed(1));
+  m_pool.give(line(2), m_now);
+  EXPECT_NE(m_pool.take(1, m_now).connection, nullptr);
+}
+
+TEST_F(TcpPool, ClosesConnectionsThatAreNotQuiet) {
+  m_pool.give(line(), m_now);
+  m_pool.give(line(), m_now);
+  m_peers[0] = FileDescriptor();
+  EXPECT_EQ(::send(m_peers[1].get(), "x", 1, 0), 1);
+  EXPECT_EQ(m_pool.take(0, m_now).connection, nullptr);
+}
+
+}  // namespace FerrolinkTest
