@@ -168,7 +168,7 @@ void ClientChannel::carryOutOn(Line line, Call& call) {
   if (call.command.size() > connection.limit()) {
     const std::string tooLong = limitOf(line, call.command.size());
     const std::string name = line.peer().name();
-    m_idle.give(std::move(line), call.start);
+    m_idle.give(std::move(line), CommandTime::Clock::now());
     fail(ClientError::TooLong, "The command for " + name + " has " + tooLong +
                                    ". The command was not sent. FERROLINK_MAX_FRAME_BYTES sets "
                                    "the limit.");
@@ -182,7 +182,7 @@ void ClientChannel::carryOutOn(Line line, Call& call) {
   const std::shared_ptr<const ClientSettings> settings = line.settings;
   const Peer& server = line.peer();
   if (!Wire::endsConnection(status) && !connection.isUsedUp()) {
-    m_idle.give(std::move(line), call.start);
+    m_idle.give(std::move(line), CommandTime::Clock::now());
   }
   if (status != Wire::Status::Payload) {
     failWithAnswer(server, call.answer);
