@@ -91,7 +91,7 @@ void Program::askFreshChannel(Server server, Payloads& payloads) {
   };
   const Span payload = payloads.next();
   if (payloads.below(16) == 0) {
-    expectError("command too long", "The command has ",
+    expectError("command too long", "Network Client: Exception code 008.",
                 [&] { exchange("echo", Bytes(kBeyondTheServersLimit)); });
   }
   if (tls) {
