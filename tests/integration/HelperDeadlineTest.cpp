@@ -96,8 +96,8 @@ PROCESS_CASE(callWithin) {
 
 // The process ends while the last call goes on.
 TEST(HelperDeadlines, ACallerOfJavaGivesUpAndNobodyGetsTheLateAnswer) {
-  expectOnEveryJdk("callWithin", {"not sent", "No JVM runs", "first", "given up", "second", "written",
-                                  "written", "in time", "attached", "given up"});
+  expectOnEveryJdk("callWithin", {"not sent", "No JVM runs", "first", "given up", "second",
+                                  "written", "written", "in time", "attached", "given up"});
 }
 
 PROCESS_CASE(startWithin) {

@@ -91,7 +91,6 @@ TEST(TcpEndpoint, IsServedByTheNextServerWhereNothingWasExecuted) {
 }
 
 TEST(TcpEndpoint, IsServedByNoOtherServerWhereACommandIsNotAllowedOrMayHaveRun) {
-  std::latch refused(1);
   const Port second;
   FakeServer first([&](const Port& port) {
     RawSocket client = port.greeted();
