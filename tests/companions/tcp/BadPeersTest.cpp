@@ -122,7 +122,7 @@ TEST(TcpServerPeers, LeaveNoTraceAndKeepNobodyOut) {
   // The first time, what stays for good is made.
   misbehaveAt(server);
   server.awaitThreads(threads);
-  const long memory = server.status("VmRSS");
+  [[maybe_unused]] const long memory = server.status("VmRSS");
   misbehaveAt(server);
   server.awaitThreads(threads);
   server.awaitDescriptors(descriptors);

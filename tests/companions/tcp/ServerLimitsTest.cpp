@@ -199,7 +199,7 @@ TEST(TcpServerLimits, KeepsTheFramesOfAllConnectionsWithinItsMemory) {
   constexpr std::size_t kPeers = 8;
   constexpr std::size_t kMebibytes = 200;
   ServerProcess server({"--max-memory-bytes", std::to_string(512U << 20U)});
-  const long before = server.status("VmRSS");
+  [[maybe_unused]] const long before = server.status("VmRSS");
   std::vector<RawSocket> peers;
   std::vector<std::thread> threads;
   std::vector<int> refused(kPeers);
