@@ -1,10 +1,7 @@
 #include "companions/configs/ConfigurationSource.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <climits>
 #include <cstddef>
@@ -13,13 +10,11 @@
 
 #include "companions/configs/ConfigurationReader.h"
 #include "companions/configs/Printable.h"
-#include "companions/utils/FileDescriptor.h"
+#include "companions/configs/SourceFile.h"
 
 namespace Ferrolink::Companions {
 namespace {
 
-constexpr std::size_t kLargestSource = std::size_t{1024} * 1024;
-constexpr std::string_view kTooLarge = "larger than 1048576 bytes";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 std::string reasonOf(int error) {
@@ -43,35 +38,6 @@ std::string nameOf(const std::string& path) {
                        : printable(path);
 }
 
-// Not blocking, since the name may be that of a pipe that nobody writes to.
-std::string readFile(const std::string& path) {
-  const FileDescriptor file = FileDescriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
-  struct stat status {};
-  if (!file.owns() || fstat(file.get(), &status) != 0) {
-    throw ConfigurationError("cannot open: " + reasonOf(errno));
-  }
-  if (!S_ISREG(status.st_mode)) {
-    throw ConfigurationError("not a regular file");
-  }
-  std::string text;
-  std::array<char, 4096> block{};
-  while (true) {
-    const ssize_t count = ::read(file.get(), block.data(), block.size());
-    if (count < 0 && errno != EINTR) {
-      throw ConfigurationError("cannot read: " + reasonOf(errno));
-    }
-    if (count == 0) {
-      return text;
-    }
-    if (count > 0) {
-      text.append(block.data(), static_cast<std::size_t>(count));
-    }
-    if (text.size() > kLargestSource) {
-      throw ConfigurationError(std::string(kTooLarge));
-    }
-  }
-}
-
 Configuration loadText(const std::string& source) {
   try {
     if (source.size() > kLargestSource) {
@@ -85,7 +51,7 @@ Configuration loadText(const std::string& source) {
 
 Configuration loadFile(const std::string& path) {
   try {
-    const std::string text = readFile(path);
+    const std::string text = readSourceFile(path);
     const std::string directory =
         std::filesystem::path(absolutePath(path, currentDirectory())).parent_path().string();
     return readConfiguration(text, directory);

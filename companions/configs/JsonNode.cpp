@@ -154,4 +154,21 @@ std::uint64_t JsonNode::integer(std::uint64_t least, std::uint64_t greatest) con
   return value.get<std::uint64_t>();
 }
 
+bool JsonNode::flag() const {
+  if (!value.is_boolean()) {
+    refuseFor("true or false");
+  }
+  return value.get<bool>();
+}
+
+void JsonNode::eachElement(const std::function<void(const JsonNode&)>& visit) const {
+  if (!value.is_array()) {
+    refuseFor("an array");
+  }
+  std::size_t index = 0;
+  for (const nlohmann::json& element : value) {
+    visit(JsonNode(element, pointer + '/' + std::to_string(index++), hidden));
+  }
+}
+
 }  // namespace Ferrolink::Companions

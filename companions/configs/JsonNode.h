@@ -49,6 +49,13 @@ class JsonNode {
   /// An integer of that range.
   [[nodiscard]] std::uint64_t integer(std::uint64_t least, std::uint64_t greatest) const;
 
+  [[nodiscard]] bool flag() const;
+
+  [[nodiscard]] bool isArray() const { return value.is_array(); }
+
+  /// Requires an array, and calls `visit` for each of its elements.
+  void eachElement(const std::function<void(const JsonNode&)>& visit) const;
+
   /// Throws ConfigurationError with the place and `reason`.
   [[noreturn]] void refuse(const std::string& reason) const;
 
