@@ -7,6 +7,7 @@ ferrolink_build_packages=(
   libssl-dev                            # TLS of the network companions, the demo's own digest
   openssl                               # the demo's certificate
   libasio-dev                           # sockets of the network companions
+  libcli11-dev libspdlog-dev            # options and log of ferrolink-server
 )
 ferrolink_test_packages=(
   libgtest-dev libgmock-dev             # C++ tests

@@ -1,8 +1,6 @@
 #include "companions/tcp/server/CommandGate.h"
 
-#include <algorithm>
-#include <string_view>
-
+#include "companions/configs/Printable.h"
 #include "ferrolink/detail/Exchange.h"
 #include "native/interfaces/CommandHeader.h"
 
@@ -14,27 +12,51 @@ namespace Header = Native::Definitions::CommandHeader;
 // The handler of the Java archive that does what a load-library command does.
 constexpr std::string_view kLoadingHandler = "load-archives";
 
-bool loadsLibraries(std::span<const std::uint8_t> command) {
-  const std::uint8_t type = command[Header::kCommandType];
-  if (type == Header::kTypeLoadLibrary) {
-    return true;
+constexpr const char* kNoLoading =
+    "This server loads no libraries for its clients. Start it with --plug-in FILE, or with "
+    "--allow-load-library.";
+
+// Where the length of the handler's name is; 0 where the type is none of a call.
+std::size_t placeOfName(std::uint8_t type) {
+  if (type == Host::detail::kTypeCallHandler) {
+    return Header::kSize;
   }
-  const bool within = type == Host::detail::kTypeCallWithin;
-  if (type != Host::detail::kTypeCallHandler && !within) {
-    return false;
+  return type == Host::detail::kTypeCallWithin ? Header::kSize + Host::detail::kTimeLeftSize : 0;
+}
+
+std::string whyNotAllowed(std::uint8_t type, std::string_view handler,
+                          const AccessRules::Client& client) {
+  if (type == Header::kTypeHeartBeat || client.mayCall(handler)) {
+    return {};
   }
-  auto body = command.subspan(Header::kSize);
-  body = body.subspan(std::min(body.size(), within ? Host::detail::kTimeLeftSize : 0));
-  if (body.size() <= kLoadingHandler.size() || body[0] != kLoadingHandler.size()) {
-    return false;
+  if (handler.empty()) {
+    return "The rules of this server allow calls of handlers, not commands of type " +
+           std::to_string(type) + ".";
   }
-  const auto name = body.subspan(1, kLoadingHandler.size());
-  return std::equal(name.begin(), name.end(), kLoadingHandler.begin());
+  return "The rules of this server do not let " + client.name() + " call '" + printable(handler) +
+         "'.";
 }
 
 }  // namespace
 
-std::string whyRefused(std::span<const std::uint8_t> command, const ServerOptions& options) {
+std::string_view handlerOf(std::span<const std::uint8_t> command) {
+  if (command.size() < Header::kSize) {
+    return {};
+  }
+  const std::size_t place = placeOfName(command[Header::kCommandType]);
+  if (place == 0 || command.size() <= place) {
+    return {};
+  }
+  const std::size_t length = command[place];
+  const auto rest = command.subspan(place + 1);
+  if (rest.size() < length) {
+    return {};
+  }
+  return {reinterpret_cast<const char*>(rest.data()), length};
+}
+
+std::string whyRefused(std::span<const std::uint8_t> command, const ServerOptions& options,
+                       const AccessRules::Client* client) {
   if (command.size() < Header::kSize) {
     return "The command has " + std::to_string(command.size()) +
            " bytes, less than the header of " + std::to_string(Header::kSize) + " bytes.";
@@ -44,11 +66,13 @@ std::string whyRefused(std::span<const std::uint8_t> command, const ServerOption
            "; this server runs " + options.runtimeName() + ", runtime " +
            std::to_string(static_cast<int>(options.runtime)) + ".";
   }
-  if (!options.allowLoadLibrary && loadsLibraries(command)) {
-    return "This server loads no libraries for its clients. Start it with --plug-in FILE, or with "
-           "--allow-load-library.";
+  const std::uint8_t type = command[Header::kCommandType];
+  const std::string_view handler = handlerOf(command);
+  if (type == Header::kTypeLoadLibrary || handler == kLoadingHandler) {
+    const bool allowed = options.allowLoadLibrary || (client != nullptr && client->mayLoad());
+    return allowed ? "" : kNoLoading;
   }
-  return {};
+  return client == nullptr ? "" : whyNotAllowed(type, handler, *client);
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

@@ -1,99 +1,126 @@
 #include "companions/tcp/server/ServerOptions.h"
 
+#include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
-#include <functional>
+#include <filesystem>
 #include <map>
 #include <string_view>
 #include <system_error>
 
+#include "companions/configs/Configuration.h"
+#include "companions/configs/JsonDocument.h"
+#include "companions/configs/Printable.h"
+#include "companions/configs/SourceFile.h"
+#include "companions/tcp/server/OptionTable.h"
+
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-using Native::Definitions::Runtime;
+constexpr const char* kRules = "rules";
 
-constexpr std::uint32_t kGreatestTimeout = 3'600'000;
-constexpr std::uint32_t kMostConnections = 65'535;
-constexpr std::uint64_t kLeastMemory = 1U << 20U;
-constexpr std::uint64_t kGreatestMemory = std::uint64_t{1} << 40U;
+// What the command line gives, by option.
+using Given = std::map<std::string, std::vector<std::string>>;
 
-template <class Number = std::uint32_t>
-Number numberOf(const std::string& option, std::string_view text, Number least, Number greatest) {
-  Number number = 0;
-  const char* end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || rest != end || number < least || number > greatest) {
-    throw UsageError(option + " takes a number from " + std::to_string(least) + " to " +
-                     std::to_string(greatest) + ", not '" + std::string(text) + "'.");
+OptionValue valueOf(const Option& option, const std::string& text) {
+  OptionValue value{text, 0};
+  if (option.kind == OptionKind::Number) {
+    const char* end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data(), end, value.number);
+    if (error != std::errc() || rest != end || value.number < option.least ||
+        value.number > option.greatest) {
+      throw WrongValue("a number from " + std::to_string(option.least) + " to " +
+                       std::to_string(option.greatest));
+    }
   }
-  return number;
+  return value;
 }
 
-asio::ip::tcp::endpoint endpointOf(const std::string& text) {
-  const auto colon = text.rfind(':');
-  std::error_code error;
-  const auto address = asio::ip::make_address_v4(text.substr(0, colon), error);
-  if (colon == std::string::npos || error) {
-    throw UsageError("--listen takes an IPv4 address and a port, such as 127.0.0.1:8080, not '" +
-                     text + "'.");
+// Where an option that takes one value is repeated, the last one counts.
+void apply(const Option& option, const std::vector<std::string>& texts, ServerOptions& options) {
+  for (const std::string& text : texts) {
+    const std::string name = "--" + option.name;
+    if (text.empty()) {
+      throw UsageError(name + " takes a value.");
+    }
+    try {
+      option.set(options, valueOf(option, text));
+    } catch (const WrongValue& wrong) {
+      throw UsageError(name + " takes " + wrong.what() + ", not '" + printable(text) + "'.");
+    }
   }
-  return {address, static_cast<std::uint16_t>(
-                       numberOf("The port of --listen", text.substr(colon + 1), 0U, 65'535U))};
 }
 
-Runtime runtimeOf(const std::string& text) {
-  if (text == "jvm") {
-    return Runtime::Jvm;
+// Paths count from the directory of the file.
+OptionValue valueOf(const Option& option, const JsonNode& node,
+                    const std::filesystem::path& directory) {
+  switch (option.kind) {
+    case OptionKind::Number:
+      return {{}, node.integer(option.least, option.greatest)};
+    case OptionKind::Text:
+      return {node.text(), 0};
+    default:
+      return {(directory / node.text()).string(), 0};
   }
-  if (text == "cpp") {
-    return Runtime::Cpp;
-  }
-  throw UsageError("--runtime takes jvm or cpp, not '" + text + "'.");
 }
 
-using Setter = std::function<void(ServerOptions&, const std::string&)>;
-
-std::pair<const std::string, Setter> timeout(const char* option, std::uint32_t least,
-                                             std::chrono::milliseconds ServerOptions::*member) {
-  return {option, [=](ServerOptions& o, const std::string& value) {
-            o.*member = std::chrono::milliseconds(numberOf(option, value, least, kGreatestTimeout));
-          }};
-}
-
-// Of options with a value.
-const std::map<std::string, Setter>& setters() {
-  static const std::map<std::string, Setter> known = {
-      {"--runtime", [](auto& o, auto& value) { o.runtime = runtimeOf(value); }},
-      {"--listen", [](auto& o, auto& value) { o.listen = endpointOf(value); }},
-      {"--plug-in", [](auto& o, auto& value) { o.plugIns.push_back(value); }},
-      {"--tls-certificate", [](auto& o, auto& value) { o.certificate = value; }},
-      {"--tls-key", [](auto& o, auto& value) { o.key = value; }},
-      {"--tls-client-ca", [](auto& o, auto& value) { o.clientAuthorities = value; }},
-      {"--tls-crl", [](auto& o, auto& value) { o.revocationList = value; }},
-      {"--max-frame-bytes",
-       [](auto& o, auto& value) {
-         o.frameLimit =
-             numberOf("--max-frame-bytes", value, Wire::kLeastLimit, Wire::kGreatestLimit);
-       }},
-      {"--max-connections",
-       [](auto& o, auto& value) {
-         o.mostConnections = numberOf("--max-connections", value, 1U, kMostConnections);
-       }},
-      {"--max-memory-bytes",
-       [](auto& o, auto& value) {
-         o.memoryLimit =
-             numberOf<std::uint64_t>("--max-memory-bytes", value, kLeastMemory, kGreatestMemory);
-       }},
-      timeout("--greeting-timeout-ms", 1, &ServerOptions::greetingTimeout),
-      timeout("--idle-timeout-ms", 0, &ServerOptions::idleTimeout),
-      timeout("--read-timeout-ms", 1, &ServerOptions::readTimeout),
-      timeout("--write-timeout-ms", 1, &ServerOptions::writeTimeout),
-      timeout("--shutdown-grace-ms", 0, &ServerOptions::shutdownGrace),
+void apply(const Option& option, const JsonNode& node, const std::filesystem::path& directory,
+           ServerOptions& options) {
+  if (option.kind == OptionKind::Flag) {
+    if (node.flag()) {
+      option.set(options, {});
+    }
+    return;
+  }
+  const auto set = [&](const JsonNode& one) {
+    try {
+      option.set(options, valueOf(option, one, directory));
+    } catch (const WrongValue& wrong) {
+      one.refuse(std::string("expected ") + wrong.what() + ", got \"" + printable(one.text()) +
+                 '"');
+    }
   };
-  return known;
+  if (option.kind == OptionKind::Files && node.isArray()) {
+    node.eachElement(set);
+  } else {
+    set(node);
+  }
 }
 
-void check(const ServerOptions& options, bool runtimeGiven) {
-  if (!runtimeGiven) {
+// What the command line gives stays out. Returns what the file gives.
+std::vector<std::string> readFile(const std::string& path, const Given& commandLine,
+                                  ServerOptions& options) {
+  std::vector<std::string> given;
+  try {
+    const nlohmann::json document = parseJson(readSourceFile(path));
+    const JsonNode root(document);
+    std::vector<std::string_view> keys{kRules};
+    for (const Option& option : optionTable()) {
+      keys.push_back(option.name);
+    }
+    root.requireKeys(keys);
+    const auto directory = std::filesystem::absolute(path).parent_path();
+    for (const Option& option : optionTable()) {
+      const auto node = root.member(option.name);
+      if (node && commandLine.count(option.name) == 0) {
+        apply(option, *node, directory, options);
+        given.push_back(option.name);
+      }
+    }
+    if (const auto rules = root.member(kRules)) {
+      options.rules = std::make_shared<AccessRules>(*rules);
+    }
+  } catch (const ConfigurationError& error) {
+    throw UsageError("--config " + printable(path) + ": " + error.what());
+  }
+  return given;
+}
+
+void check(ServerOptions& options, const std::vector<std::string>& given) {
+  const auto isGiven = [&](std::string_view name) {
+    return std::find(given.begin(), given.end(), name) != given.end();
+  };
+  if (!isGiven("runtime")) {
     throw UsageError("--runtime is missing: jvm or cpp.");
   }
   if (options.certificate.empty() != options.key.empty()) {
@@ -105,56 +132,125 @@ void check(const ServerOptions& options, bool runtimeGiven) {
   if (!options.revocationList.empty() && options.clientAuthorities.empty()) {
     throw UsageError("--tls-crl needs --tls-client-ca.");
   }
+  if (options.rules->needCertificates() && options.clientAuthorities.empty()) {
+    throw UsageError("Rules that name certificates need --tls-client-ca.");
+  }
+  const std::uint64_t least = 2 * std::uint64_t{options.frameLimit};
+  if (isGiven("max-memory-bytes") && options.memoryLimit < least) {
+    throw UsageError(
+        "--max-memory-bytes must have room for a command and a response, twice "
+        "--max-frame-bytes: at least " +
+        std::to_string(least) + ".");
+  }
+  options.memoryLimit = std::max(options.memoryLimit, least);
 }
+
+class CommandLine {
+ public:
+  CommandLine()
+      : m_app("Runs commands that come over the network in a runtime of its own process.",
+              "ferrolink-server") {
+    m_app.set_help_flag("--help", "print this text")->group(kOthers);
+    m_app.set_version_flag("--version", FERROLINK_VERSION, "print the version")->group(kOthers);
+    m_app.footer(
+        "SIGTERM and SIGINT end it after the commands that run; a second one at once.\n"
+        "The configuration file is JSON with the options' names as keys, without the dashes.");
+    m_app.get_formatter()->column_width(kColumn);
+    for (const Option& option : optionTable()) {
+      add(option.name, option.placeholder, option.help, option.group,
+          option.kind == OptionKind::Flag);
+    }
+    add("config", "FILE", "read options from this file; the command line wins", kOthers, false);
+  }
+
+  CommandLine(const CommandLine&) = delete;
+  CommandLine& operator=(const CommandLine&) = delete;
+
+  Given parse(int argc, char** argv) {
+    try {
+      m_app.parse(argc, argv);
+    } catch (const CLI::ExtrasError&) {
+      throw UsageError("Unknown option '" + printable(m_app.remaining().front()) + "'.");
+    } catch (const CLI::ArgumentMismatch& error) {
+      const std::string_view text = error.what();
+      throw UsageError(std::string(text.substr(0, text.find(':'))) + " takes a value.");
+    }
+    return m_given;
+  }
+
+  [[nodiscard]] std::string help() const { return m_app.help(); }
+
+ private:
+  static constexpr const char* kOthers = "Others";
+  static constexpr std::size_t kColumn = 34;
+
+  void add(const std::string& name, const std::string& placeholder, const std::string& help,
+           const std::string& group, bool isFlag) {
+    if (isFlag) {
+      m_app
+          .add_flag_callback(
+              "--" + name, [this, name] { m_given[name] = {"true"}; }, help)
+          ->group(group)
+          ->disable_flag_override();
+      return;
+    }
+    m_app
+        .add_option(
+            "--" + name,
+            [this, name](const CLI::results_t& texts) {
+              m_given[name] = texts;
+              return true;
+            },
+            help)
+        ->type_name(placeholder)
+        ->group(group)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+        ->allow_extra_args(false);
+  }
+
+  CLI::App m_app;
+  Given m_given;
+};
 
 }  // namespace
 
-const char* const kUsage =
-    "usage: ferrolink-server --runtime jvm|cpp [option ...]\n"
-    "Runs commands that come over the network in a runtime of its own process.\n"
-    "  --listen ADDRESS:PORT     IPv4; 127.0.0.1:8080 unless given; port 0 picks one\n"
-    "  --plug-in FILE            a library with handlers (an archive for jvm); any number\n"
-    "  --allow-load-library      let clients load libraries that lie on this machine\n"
-    "  --tls-certificate FILE    speak TLS with this certificate chain (PEM)\n"
-    "  --tls-key FILE            its key (PEM, without a password)\n"
-    "  --tls-client-ca FILE      demand client certificates of these authorities (PEM)\n"
-    "  --tls-crl FILE            certificates that these authorities have revoked (PEM)\n"
-    "  --max-frame-bytes N       longest command and response; 268435456 unless given\n"
-    "  --max-memory-bytes N      of all commands and responses; 1073741824 unless given\n"
-    "  --max-connections N       with a command at a time; 256 unless given\n"
-    "  --greeting-timeout-ms N   for the first bytes of a connection; 10000 unless given\n"
-    "  --idle-timeout-ms N       between commands; 600000 unless given, 0 is none\n"
-    "  --read-timeout-ms N       for a command to go on coming; 30000 unless given\n"
-    "  --write-timeout-ms N      for an answer to go on being read; 30000 unless given\n"
-    "  --shutdown-grace-ms N     for commands that run at the end; 30000 unless given\n"
-    "SIGTERM and SIGINT end it after the commands that run; a second one at once. SIGHUP reads\n"
-    "certificates again.\n";
-
 ServerOptions parseOptions(int argc, char** argv) {
+  CommandLine commandLine;
   ServerOptions options;
-  bool runtimeGiven = false;
-  for (int i = 1; i < argc; ++i) {
-    const std::string option = argv[i];
-    if (option == "--help") {
-      options.help = true;
-      return options;
-    }
-    if (option == "--allow-load-library") {
-      options.allowLoadLibrary = true;
-      continue;
-    }
-    const auto setter = setters().find(option);
-    if (setter == setters().end()) {
-      throw UsageError("Unknown option '" + option + "'.");
-    }
-    if (++i == argc || *argv[i] == '\0') {
-      throw UsageError(option + " takes a value.");
-    }
-    setter->second(options, argv[i]);
-    runtimeGiven = runtimeGiven || option == "--runtime";
+  Given given;
+  try {
+    given = commandLine.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    options.help = true;
+    return options;
+  } catch (const CLI::CallForVersion&) {
+    options.version = true;
+    return options;
+  } catch (const CLI::ParseError& error) {
+    throw UsageError(error.what());
   }
-  check(options, runtimeGiven);
+  std::vector<std::string> names;
+  if (const auto config = given.find("config"); config != given.end()) {
+    names = readFile(config->second.back(), given, options);
+  }
+  for (const Option& option : optionTable()) {
+    if (const auto texts = given.find(option.name); texts != given.end()) {
+      apply(option, texts->second, options);
+      names.push_back(option.name);
+    }
+  }
+  check(options, names);
   return options;
+}
+
+std::string usage() {
+  return CommandLine().help();
+}
+
+std::string nameOf(const asio::ip::tcp::endpoint& endpoint) {
+  const std::string address = endpoint.address().to_string();
+  return (endpoint.address().is_v6() ? "[" + address + "]" : address) + ":" +
+         std::to_string(endpoint.port());
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

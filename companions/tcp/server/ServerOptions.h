@@ -6,34 +6,52 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "companions/tcp/Wire.h"
+#include "companions/tcp/server/AccessRules.h"
+#include "companions/tcp/server/ServerLog.h"
 #include "native/interfaces/Runtime.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// What the command line asks for; docs/network.md and --help list the options.
+/// What command line and configuration file ask for; docs/server.md and --help list the options.
 struct ServerOptions {
   Native::Definitions::Runtime runtime = Native::Definitions::Runtime::Cpp;
-  asio::ip::tcp::endpoint listen{asio::ip::address_v4::loopback(), 8080};
   std::vector<std::string> plugIns;
   bool allowLoadLibrary = false;
+
+  asio::ip::tcp::endpoint listen{asio::ip::address_v4::loopback(), 8080};
+  std::optional<asio::ip::tcp::endpoint> admin;
+
   std::uint32_t frameLimit = Wire::kUsualLimit;
+  std::uint64_t memoryLimit = 1U << 30U;  ///< of the buffers of all connections together
   std::size_t mostConnections = 256;
-  std::uint64_t memoryLimit = 1U << 30U;  ///< of the frames of all connections together
+
   std::chrono::milliseconds greetingTimeout{10'000};
   std::chrono::milliseconds idleTimeout{600'000};   ///< between commands; 0 is none
   std::chrono::milliseconds readTimeout{30'000};    ///< without a byte of a command that has begun
   std::chrono::milliseconds writeTimeout{30'000};   ///< without a byte of an answer that is taken
-  std::chrono::milliseconds shutdownGrace{30'000};  ///< for commands that run
-  std::string certificate;                          ///< with it the server speaks TLS
+  std::chrono::milliseconds drain{0};               ///< from the signal to the first refusal
+  std::chrono::milliseconds shutdownGrace{30'000};  ///< from then on, for commands that run
+
+  std::string certificate;  ///< with it the server speaks TLS
   std::string key;
   std::string clientAuthorities;  ///< with it clients need a certificate
   std::string revocationList;
+
+  LogFormat logFormat = LogFormat::Text;
+  bool accessLog = false;
+
+  /// Never null. Their counters are shared by all copies of the options.
+  std::shared_ptr<AccessRules> rules = std::make_shared<AccessRules>();
+
   bool help = false;
+  bool version = false;
 
   [[nodiscard]] bool usesTls() const { return !certificate.empty(); }
   [[nodiscard]] const char* runtimeName() const {
@@ -41,16 +59,21 @@ struct ServerOptions {
   }
 };
 
-/// The command line cannot be understood. what() says what is wrong with it.
+/// Command line or configuration file cannot be understood. what() says what is wrong.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Errors: UsageError.
+/// Reads the command line, and the file that its --config names; the command line wins. With --help
+/// or --version nothing else counts. Errors: UsageError.
 ServerOptions parseOptions(int argc, char** argv);
 
-extern const char* const kUsage;
+/// What --help prints.
+std::string usage();
+
+/// "address:port", with brackets around an address of IPv6.
+std::string nameOf(const asio::ip::tcp::endpoint& endpoint);
 
 }  // namespace Ferrolink::Companions::Tcp::Server
 

@@ -43,7 +43,11 @@ int main(int argc, char** argv) {
     std::signal(SIGHUP, SIG_IGN);
     const ServerOptions options = parseOptions(argc, argv);
     if (options.help) {
-      print(kUsage);
+      print(usage());
+      return 0;
+    }
+    if (options.version) {
+      print(std::string("ferrolink-server ") + FERROLINK_VERSION + "\n");
       return 0;
     }
     serve(options);

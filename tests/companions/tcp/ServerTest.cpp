@@ -280,12 +280,12 @@ TEST(TcpServer, RefusesWrongUsage) {
   expect({"--runtime", "perl"}, "--runtime takes jvm or cpp, not 'perl'.");
   expect({"--verbose"}, "Unknown option '--verbose'.");
   expect({"--plug-in", ""}, "--plug-in takes a value.");
-  expect({"--listen", "localhost:80"},
-         "--listen takes an IPv4 address and a port, such as 127.0.0.1:8080, not 'localhost:80'.");
-  expect({"--listen", "127.0.0.1"},
-         "--listen takes an IPv4 address and a port, such as 127.0.0.1:8080, not '127.0.0.1'.");
-  expect({"--listen", "127.0.0.1:65536"},
-         "The port of --listen takes a number from 0 to 65535, not '65536'.");
+  for (const char* wrong : {"127.0.0.1", "127.0.0.1:65536"}) {
+    expect({"--listen", wrong},
+           "--listen takes an address or name and a port, such as 127.0.0.1:8080, [::1]:8080 or "
+           "localhost:8080, not '" +
+               std::string(wrong) + "'.");
+  }
   expect({"--max-connections", "0"}, "--max-connections takes a number from 1 to 65535, not '0'.");
   expect({"--max-frame-bytes", "1023"},
          "--max-frame-bytes takes a number from 1024 to 2147483647, not '1023'.");

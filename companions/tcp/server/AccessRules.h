@@ -1,0 +1,129 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_ACCESSRULES_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_ACCESSRULES_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "companions/configs/JsonNode.h"
+#include "companions/tcp/server/ClientIdentity.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// Which clients may connect, what they may call, and how much of it at once. The first rule that
+/// names a client counts; whom none names is refused. Without rules everybody may call everything.
+///
+/// Any thread. Outlives its clients.
+class AccessRules {
+ public:
+  class Client;
+  class Call;
+
+  /// Either who has been admitted, or why the client is refused.
+  using Admission = std::variant<std::unique_ptr<Client>, std::string>;
+
+  /// No rules.
+  AccessRules() = default;
+
+  /// From the member "rules" of a configuration. Errors: ConfigurationError, which names the place.
+  explicit AccessRules(const JsonNode& rules);
+
+  [[nodiscard]] bool exist() const { return !m_rules.empty(); }
+
+  /// Whether a rule names clients by their certificates.
+  [[nodiscard]] bool needCertificates() const;
+
+  /// For a connection, as long as the Client lives; call it only where rules exist.
+  [[nodiscard]] Admission admit(const ClientIdentity& identity);
+
+ private:
+  static constexpr std::size_t kUnlimited = SIZE_MAX;
+
+  struct Rule {
+    std::vector<std::string> clients;  ///< canonical names; "*" is everybody
+    std::vector<std::string> handlers;
+    bool loadLibraries = false;
+    std::size_t mostConnections = kUnlimited;
+    std::size_t mostCalls = kUnlimited;
+  };
+  // Of all connections of a client.
+  struct Use {
+    std::size_t connections = 0;  // guarded by m_mutex
+    std::atomic<std::size_t> calls{0};
+  };
+  using Uses = std::map<std::string, Use>;
+
+  static Rule readRule(const JsonNode& node);
+  static bool names(const Rule& rule, const ClientIdentity& identity);
+  void leave(Uses::iterator use);
+
+  // Constant after construction.
+  std::vector<Rule> m_rules;
+
+  std::mutex m_mutex;
+  // Guarded by m_mutex. Of clients that are connected, by Client::name.
+  Uses m_uses;
+};
+
+/// A connected client, which counts as one connection. Any thread.
+class AccessRules::Client {
+ public:
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+  ~Client() { m_rules.leave(m_use); }
+
+  /// The subject of its certificate, or its address where it has none. Connections with equal names
+  /// are counted together.
+  [[nodiscard]] const std::string& name() const { return m_use->first; }
+
+  [[nodiscard]] bool mayCall(std::string_view handler) const;
+  [[nodiscard]] bool mayLoad() const { return m_rule.loadLibraries; }
+
+  /// A call, which counts as long as it lives and does not outlive the client; none where the
+  /// client has as many as its rule allows.
+  [[nodiscard]] std::optional<Call> beginCall() const;
+  /// Why there was none.
+  [[nodiscard]] std::string tooManyCalls() const;
+
+ private:
+  friend class AccessRules;
+  friend class Call;
+  Client(AccessRules& rules, const Rule& rule, Uses::iterator use)
+      : m_rules(rules), m_rule(rule), m_use(use) {}
+
+  AccessRules& m_rules;
+  const Rule& m_rule;
+  const Uses::iterator m_use;
+};
+
+class AccessRules::Call {
+ public:
+  Call(Call&& other) noexcept : m_client(std::exchange(other.m_client, nullptr)) {}
+  Call(const Call&) = delete;
+  Call& operator=(const Call&) = delete;
+  Call& operator=(Call&&) = delete;
+  ~Call() {
+    if (m_client != nullptr) {
+      --m_client->m_use->second.calls;
+    }
+  }
+
+ private:
+  friend class Client;
+  explicit Call(const Client& client) : m_client(&client) {}
+
+  const Client* m_client;
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

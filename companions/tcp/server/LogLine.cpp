@@ -1,0 +1,83 @@
+#include "companions/tcp/server/LogLine.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "companions/configs/Printable.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+namespace {
+
+constexpr std::size_t kLongestText = 1024;
+constexpr std::size_t kShortestText = 16;
+
+std::string shortened(std::string_view text, std::size_t longest) {
+  const std::size_t shown = prefixLength(text, longest);
+  return std::string(text.substr(0, shown)) + (shown < text.size() ? "..." : "");
+}
+
+std::string milliseconds(std::chrono::microseconds duration) {
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "%lld.%03lld",
+                static_cast<long long>(duration.count() / 1000),
+                static_cast<long long>(duration.count() % 1000));
+  return text.data();
+}
+
+using Texts = std::array<std::pair<const char*, std::string_view>, 4>;
+
+Texts textsOf(const LogEvent& event) {
+  return {{{"peer", event.peer},
+           {"subject", event.subject},
+           {"handler", event.handler},
+           {"reason", event.reason}}};
+}
+
+std::string textLine(const LogEvent& event, std::size_t longestText) {
+  std::string line(event.name);
+  for (const auto& [key, value] : textsOf(event)) {
+    if (!value.empty()) {
+      line += std::string(" ") + key + "=\"" + printable(shortened(value, longestText)) + '"';
+    }
+  }
+  if (event.duration) {
+    line += " duration-ms=" + milliseconds(*event.duration);
+  }
+  return line;
+}
+
+std::string inQuotes(std::string_view text) {
+  return nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
+}
+
+std::string jsonLine(const LogEvent& event, std::size_t longestText) {
+  std::string line = "\"event\":" + inQuotes(event.name);
+  for (const auto& [key, value] : textsOf(event)) {
+    if (!value.empty()) {
+      line += std::string(",\"") + key + "\":" + inQuotes(shortened(value, longestText));
+    }
+  }
+  if (event.duration) {
+    line += ",\"durationMs\":" + milliseconds(*event.duration);
+  }
+  return line;
+}
+
+}  // namespace
+
+// Escapes may make a text six times as long, so what is short enough is found by trying.
+std::string logLineOf(const LogEvent& event, LogFormat format, std::size_t longest) {
+  std::string line;
+  for (std::size_t text = kLongestText; text >= kShortestText; text /= 2) {
+    line = format == LogFormat::Json ? jsonLine(event, text) : textLine(event, text);
+    if (line.size() <= longest) {
+      break;
+    }
+  }
+  return line;
+}
+
+}  // namespace Ferrolink::Companions::Tcp::Server

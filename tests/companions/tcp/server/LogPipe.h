@@ -1,0 +1,76 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_SERVER_LOGPIPE_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_SERVER_LOGPIPE_H
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <array>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "companions/utils/FileDescriptor.h"
+
+namespace FerrolinkTest {
+
+using Ferrolink::Companions::FileDescriptor;
+
+/// A pipe that stands for standard error.
+class LogPipe {
+ public:
+  LogPipe() {
+    std::array<int, 2> ends{};
+    EXPECT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    m_reading = FileDescriptor(ends[0]);
+    m_writing = FileDescriptor(ends[1]);
+  }
+
+  [[nodiscard]] int writingEnd() const { return m_writing.get(); }
+  void closeReadingEnd() { m_reading = FileDescriptor(); }
+  void closeWritingEnd() { m_writing = FileDescriptor(); }
+
+  /// Leaves no room.
+  void fill() const {
+    fcntl(writingEnd(), F_SETPIPE_SZ, 4096);
+    const int flags = fcntl(writingEnd(), F_GETFL);
+    fcntl(writingEnd(), F_SETFL, flags | O_NONBLOCK);
+    while (::write(writingEnd(), ".", 1) == 1) {
+    }
+    fcntl(writingEnd(), F_SETFL, flags);
+  }
+
+  /// What comes, without what fill has put in, until `mark` has come, or the end.
+  std::string readUntil(std::string_view mark) {
+    std::array<char, 4096> block{};
+    while (mark.empty() || m_text.find(mark) == std::string::npos) {
+      const ssize_t got = ::read(m_reading.get(), block.data(), block.size());
+      if (got <= 0) {
+        break;
+      }
+      m_text.append(block.data(), static_cast<std::size_t>(got));
+      m_text.erase(0, m_text.find_first_not_of('.'));
+    }
+    return m_text;
+  }
+
+  /// All lines; nobody may write any more.
+  std::vector<std::string> lines() {
+    closeWritingEnd();
+    std::vector<std::string> all;
+    std::istringstream text(readUntil(""));
+    for (std::string line; std::getline(text, line);) {
+      all.push_back(line);
+    }
+    return all;
+  }
+
+ private:
+  FileDescriptor m_reading;
+  FileDescriptor m_writing;
+  std::string m_text;
+};
+
+}  // namespace FerrolinkTest
+
+#endif
