@@ -6,6 +6,13 @@ install(TARGETS FerrolinkJvmRuntimeNative FerrolinkCppRuntimeNative Configs Util
   FerrolinkTcpClient FerrolinkTcpTlsClient
   LIBRARY DESTINATION Binaries/Native/Linux/X64)
 install(TARGETS ferrolink-server RUNTIME DESTINATION bin)
+# The unit names the program where it really goes, which is known at installation.
+install(CODE "
+  set(FERROLINK_SERVER \"\${CMAKE_INSTALL_PREFIX}/bin/ferrolink-server\")
+  configure_file(\"${PROJECT_SOURCE_DIR}/companions/tcp/server/ferrolink-server.service.in\"
+    \"${PROJECT_BINARY_DIR}/ferrolink-server.service\" @ONLY)")
+install(FILES "${PROJECT_BINARY_DIR}/ferrolink-server.service"
+  companions/tcp/server/ferrolink-server.socket DESTINATION lib/systemd/system)
 install(FILES "${FERROLINK_JVM_DIR}/FerrolinkJvmRuntime.jar" DESTINATION Binaries/Jvm)
 
 install(DIRECTORY companions/host/ferrolink companions/cpp/ferrolink

@@ -8,6 +8,7 @@ ferrolink_build_packages=(
   openssl                               # the demo's certificate
   libasio-dev                           # sockets of the network companions
   libcli11-dev libspdlog-dev            # options and log of ferrolink-server
+  prometheus-cpp-dev                    # metrics of ferrolink-server
 )
 ferrolink_test_packages=(
   libgtest-dev libgmock-dev             # C++ tests

@@ -338,4 +338,18 @@ TEST(ServerDocumentation, HasAnExampleThatTheServerTakes) {
   }
 }
 
+TEST(ServerDocumentation, HasTheOptionsOfTheServiceUnit) {
+  const std::string unit = contentOf(FERROLINK_SERVER_UNIT);
+  const std::string start = "ExecStart=@FERROLINK_SERVER@ ";
+  const auto begin = unit.find(start);
+  ASSERT_NE(begin, std::string::npos);
+  std::istringstream line(
+      unit.substr(begin + start.size(), unit.find('\n', begin) - begin - start.size()));
+  std::vector<std::string> arguments;
+  for (std::string word; line >> word;) {
+    arguments.push_back(word);
+  }
+  EXPECT_THAT(arguments, ElementsAre("--config", "/etc/ferrolink/server.json"));
+}
+
 }  // namespace FerrolinkTest

@@ -1,0 +1,26 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_HTTPREQUEST_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_HTTPREQUEST_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// The first line of a request in HTTP/1.
+struct HttpRequest {
+  std::string method;
+  std::string path;  ///< without what follows a "?"
+};
+
+/// From the head of a request; none where its first line is not formed like one.
+std::optional<HttpRequest> httpRequestOf(std::string_view head);
+
+/// A whole response, after which the connection closes. Without `withBody` just its head, as HEAD
+/// asks for.
+std::string httpResponse(std::string_view status, std::string_view type, std::string_view body,
+                         bool withBody = true);
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

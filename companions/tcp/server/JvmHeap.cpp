@@ -1,0 +1,41 @@
+#include "companions/tcp/server/JvmHeap.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "ferrolink/ThreadAttachment.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+namespace {
+
+// What java.lang.Runtime calls. A JVM has had these functions under these names since its version
+// 1.2; they ask for an attached thread.
+using Bytes = std::int64_t();
+
+std::uint64_t positive(std::int64_t bytes) {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0));
+}
+
+}  // namespace
+
+std::optional<Metrics::Heap> jvmHeap() try {
+  const Host::detail::JvmLibrary library = Host::detail::findJvmLibrary();
+  if (library.vm == nullptr) {
+    return std::nullopt;
+  }
+  const Host::detail::LoadedObject opened(library.file.string());
+  auto* total = opened.function<Bytes>("JVM_TotalMemory");
+  auto* free = opened.function<Bytes>("JVM_FreeMemory");
+  auto* most = opened.function<Bytes>("JVM_MaxMemory");
+  if (total == nullptr || free == nullptr || most == nullptr) {
+    return std::nullopt;
+  }
+  const Host::ThreadAttachment attached;
+  const std::uint64_t committed = positive(total());
+  return Metrics::Heap{committed - std::min(committed, positive(free())), committed,
+                       positive(most())};
+} catch (const std::exception&) {
+  return std::nullopt;
+}
+
+}  // namespace Ferrolink::Companions::Tcp::Server

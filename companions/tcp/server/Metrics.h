@@ -1,0 +1,113 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_METRICS_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_METRICS_H
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace prometheus {
+struct MetricFamily;
+}
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// What came of a command that was executed.
+enum class CallResult { Answered, Failed };
+
+/// Why a connection or a command was turned away, nothing of it executed.
+enum class Refusal {
+  Greeting,   ///< no client of this kind or version
+  Tls,        ///< no handshake, or a certificate that is not accepted
+  Rules,      ///< of who may do what
+  Command,    ///< malformed, too long, for another runtime, loads a library
+  Busy,       ///< as many connections, or as much memory, as there may be
+  GoingAway,  ///< the server ends
+  TimeOver,   ///< of a call within a time
+};
+
+/// Counts what the server does and writes it down in the text format of Prometheus.
+///
+/// Counting takes no lock, but for the first call of a handler. Any thread.
+class Metrics {
+ public:
+  struct Heap {
+    std::uint64_t used = 0;
+    std::uint64_t committed = 0;
+    std::uint64_t most = 0;
+  };
+
+  /// What is asked for when the text is written. Each may be empty; one that has nothing to say
+  /// returns none, or 0.
+  struct Sources {
+    std::function<std::uint64_t()> bufferBytes;
+    std::function<std::uint64_t()> logLinesLost;
+    std::function<bool()> isReady;
+    std::function<std::optional<Heap>()> heap;
+  };
+
+  /// As many handlers are told apart; further ones are counted as "(other)", and so are handlers of
+  /// which no call was answered yet, so that no peer can make up names.
+  static constexpr std::size_t kMostHandlers = 64;
+
+  explicit Metrics(Sources sources = {});
+  Metrics(const Metrics&) = delete;
+  Metrics& operator=(const Metrics&) = delete;
+  ~Metrics();
+
+  void connectionAccepted();
+  void connectionClosed();
+  void refused(Refusal why);
+  /// Bytes of frames, headers included.
+  void received(std::uint64_t bytes) { m_received.fetch_add(bytes, std::memory_order_relaxed); }
+  void sent(std::uint64_t bytes) { m_sent.fetch_add(bytes, std::memory_order_relaxed); }
+
+  void callBegan() { m_inFlight.fetch_add(1, std::memory_order_relaxed); }
+  /// `handler` is empty for a command that calls none.
+  void callEnded(std::string_view handler, CallResult result, std::chrono::nanoseconds duration);
+
+  /// The whole text. May take as long as the sources do.
+  [[nodiscard]] std::string text() const;
+
+ private:
+  static constexpr std::size_t kSlots = 4 * kMostHandlers;
+  static constexpr std::size_t kRefusals = 7;
+  struct Handler;
+  using Counter = std::atomic<std::uint64_t>;
+  using Families = std::vector<prometheus::MetricFamily>;
+
+  Handler& handlerOf(std::string_view name, CallResult result);
+  [[nodiscard]] std::size_t slotOf(std::string_view name) const;
+  void addConnections(Families& families) const;
+  void addCalls(Families& families) const;
+  void addSources(Families& families) const;
+
+  // Constant after construction.
+  const Sources m_sources;
+  const std::unique_ptr<Handler> m_other;
+
+  Counter m_accepted{0};
+  Counter m_closed{0};
+  Counter m_received{0};
+  Counter m_sent{0};
+  std::atomic<std::int64_t> m_inFlight{0};
+  std::array<Counter, kRefusals> m_refused{};
+
+  // A hash table that only grows. Any thread reads; m_growing guards what writes.
+  std::array<std::atomic<Handler*>, kSlots> m_handlers{};
+  std::atomic<bool> m_full{false};
+  std::mutex m_growing;
+  std::vector<std::unique_ptr<Handler>> m_owned;  ///< guarded by m_growing
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

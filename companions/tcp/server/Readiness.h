@@ -1,0 +1,29 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_READINESS_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_READINESS_H
+
+#include <atomic>
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// Whether a load balancer should send clients here. Any thread.
+class Readiness {
+ public:
+  enum class State { Starting, Ready, Draining };
+
+  void becomeReady() {
+    State starting = State::Starting;
+    m_state.compare_exchange_strong(starting, State::Ready);
+  }
+  /// The first step of the end, from which there is no way back.
+  void beginDraining() { m_state = State::Draining; }
+
+  [[nodiscard]] State state() const { return m_state; }
+  [[nodiscard]] bool isReady() const { return m_state == State::Ready; }
+
+ private:
+  std::atomic<State> m_state{State::Starting};
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif
