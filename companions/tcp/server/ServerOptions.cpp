@@ -172,8 +172,11 @@ class CommandLine {
     } catch (const CLI::ExtrasError&) {
       throw UsageError("Unknown option '" + printable(m_app.remaining().front()) + "'.");
     } catch (const CLI::ArgumentMismatch& error) {
+      // "--listen: 1 required ADDRESS:PORT missing", or "access-log was given ...".
       const std::string_view text = error.what();
-      throw UsageError(std::string(text.substr(0, text.find(':'))) + " takes a value.");
+      const std::string_view name = text.substr(0, text.find_first_of(": "));
+      throw UsageError(name.substr(0, 2) == "--" ? std::string(name) + " takes a value."
+                                                 : "--" + std::string(name) + " takes no value.");
     }
     return m_given;
   }

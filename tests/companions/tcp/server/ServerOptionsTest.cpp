@@ -194,6 +194,7 @@ TEST(ServerOptions, SayWhatIsWrongWithThem) {
   EXPECT_EQ(refusal({"--plug"}), "Unknown option '--plug'.");
   EXPECT_EQ(refusal({"--plug-in", ""}), "--plug-in takes a value.");
   EXPECT_EQ(refusalOf({"--runtime", "cpp", "--listen"}), "--listen takes a value.");
+  EXPECT_EQ(refusal({"--access-log=false"}), "--access-log takes no value.");
   EXPECT_EQ(refusal({"--max-connections", "0"}),
             "--max-connections takes a number from 1 to 65535, not '0'.");
   for (const char* number : {"-1", "1.5", "1 ", "0x10", "99999999999999999999"}) {
