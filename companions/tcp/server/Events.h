@@ -1,38 +1,60 @@
 #ifndef FERROLINK_COMPANIONS_TCP_SERVER_EVENTS_H
 #define FERROLINK_COMPANIONS_TCP_SERVER_EVENTS_H
 
+#include <chrono>
 #include <cstddef>
 #include <string>
+#include <string_view>
 
-/// What happens to a server and is worth a line of its log. Any thread.
-namespace Ferrolink::Companions::Tcp::Server::Events {
+#include "companions/tcp/server/Guest.h"
+#include "companions/tcp/server/Metrics.h"
+#include "companions/tcp/server/ServerLog.h"
 
-/// One line on standard error, in one piece.
-void line(const std::string& text);
+namespace Ferrolink::Companions::Tcp::Server {
 
-/// A connection that was ended before a command, or in place of one.
-void refused(const std::string& client, const std::string& why);
-/// A connection that ended otherwise than between frames.
-void broke(const std::string& client, const std::string& why);
-/// A command that was not begun; its connection goes on or ends.
-void notBegun(const std::string& client, const std::string& why);
-/// A connection was closed to make room for others.
-void displaced(const std::string& client);
-/// Connections cannot be accepted for a while.
-void cannotAccept(const std::string& why);
+/// What happens to a server: logs what is worth a line, and counts. Never blocks. Any thread.
+class Events {
+ public:
+  /// Both outlive it.
+  Events(ServerLog& log, Metrics& metrics) : m_log(log), m_metrics(metrics) {}
 
-/// Certificates, authorities and revocation lists were read again.
-void certificatesRead();
-/// They could not be; those from before stay.
-void certificatesKept(const std::string& why);
-/// Clients will refuse the server's own certificate.
-void certificateNotValid(const std::string& file, const std::string& why);
+  [[nodiscard]] Metrics& metrics() const { return m_metrics; }
 
-/// The grace after the signal is over; that many sessions were still there.
-void cut(std::size_t sessions);
-/// That many handlers do not return; the process ends without them.
-void abandoned(std::size_t sessions);
+  /// A client that was greeted and may send commands.
+  void accepted(const Guest& guest) const;
+  /// A connection that was ended before any command.
+  void refused(const Guest& guest, std::string_view why, Refusal kind) const;
+  /// A connection that ended otherwise than between frames.
+  void broke(const Guest& guest, std::string_view why) const;
+  /// A command that was not begun; its connection goes on or ends. `handler` is empty where it is
+  /// not known.
+  void notBegun(const Guest& guest, std::string_view handler, std::string_view why,
+                Refusal kind) const;
+  /// A command that was executed.
+  void called(const Guest& guest, std::string_view handler, CallResult result,
+              std::chrono::nanoseconds duration) const;
+  /// A connection was closed to make room for others.
+  void displaced(const Guest& guest) const;
+  /// Connections cannot be accepted for a while.
+  void cannotAccept(std::string_view why) const;
 
-}  // namespace Ferrolink::Companions::Tcp::Server::Events
+  /// Certificates, authorities and revocation lists were read again.
+  void certificatesRead() const;
+  /// They could not be; those from before stay.
+  void certificatesKept(const std::string& why) const;
+  /// Clients will refuse the server's own certificate.
+  void certificateNotValid(const std::string& file, const std::string& why) const;
+
+  /// The grace after the signal is over; that many sessions were still there.
+  void cut(std::size_t sessions) const;
+  /// The last connection has ended.
+  void drained() const;
+
+ private:
+  ServerLog& m_log;
+  Metrics& m_metrics;
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
 
 #endif

@@ -25,6 +25,8 @@ class Greeter {
   State advance(Connection& connection);
 
   [[nodiscard]] const std::string& why() const { return m_why; }
+  /// Whether it was the handshake that failed.
+  [[nodiscard]] bool isInHandshake() const { return m_stage == Stage::Handshake; }
 
  private:
   enum class Stage { FirstByte, Handshake, Hello };

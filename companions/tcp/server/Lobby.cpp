@@ -9,8 +9,10 @@
 #include <asio/steady_timer.hpp>
 #include <system_error>
 #include <utility>
+#include <variant>
 
-#include "companions/tcp/server/Events.h"
+#include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/server/ClientIdentity.h"
 #include "companions/tcp/server/Greeter.h"
 #include "companions/tcp/server/Refusals.h"
 
@@ -26,6 +28,12 @@ constexpr std::chrono::seconds kShortFarewell{1};
 
 // What one client may make the loop read before others get their turn.
 constexpr int kReadsATurn = 16;
+
+// Null where the client has shown none; otherwise it has been verified.
+const X509* certificateOf(Connection& connection) {
+  auto* tls = dynamic_cast<TlsConnection*>(&connection);
+  return tls == nullptr ? nullptr : SSL_get0_peer_certificate(tls->native());
+}
 
 }  // namespace
 
@@ -62,8 +70,9 @@ struct Lobby::Seat {
   Row::iterator place;
 };
 
-Lobby::Lobby(asio::io_context& context, const ServerOptions& options, Called called)
-    : m_context(context), m_options(options), m_called(std::move(called)) {}
+Lobby::Lobby(asio::io_context& context, const ServerOptions& options, const Events& events,
+             Called called)
+    : m_context(context), m_options(options), m_events(events), m_called(std::move(called)) {}
 
 Lobby::~Lobby() {
   cut();
@@ -81,16 +90,16 @@ void Lobby::await(Guest guest) {
   proceed(waiting);
 }
 
-void Lobby::refuse(Guest guest, const std::string& why) {
+void Lobby::refuse(Guest guest, const std::string& why, Refusal kind) {
   try {
     Wire::FrameHeader header;
     guest.connection->receiveHeader(header);
   } catch (const FrameTooLong&) {  // NOLINT(bugprone-empty-catch): it is not read anyway
   } catch (const std::system_error& error) {
-    Events::broke(guest.client, error.code().message());
+    m_events.broke(guest, error.code().message());
     return;
   }
-  Events::notBegun(guest.client, why);
+  m_events.notBegun(guest, {}, why, kind);
   sayGoodbye(std::move(guest), why);
 }
 
@@ -133,7 +142,7 @@ bool Lobby::dropOldest() {
   for (Row& row : m_rows) {
     if (!row.empty()) {
       const Guest oldest = rise(row.front());
-      Events::displaced(oldest.client);
+      m_events.displaced(oldest);
       return true;
     }
   }
@@ -172,7 +181,7 @@ void Lobby::proceed(const SeatPointer& seat) {
     }
   } catch (const std::exception& error) {
     if (seat->isTaken()) {
-      Events::broke(seat->guest.client, error.what());
+      m_events.broke(seat->guest, error.what());
       leave(seat);
     }
   }
@@ -184,16 +193,37 @@ void Lobby::greet(const SeatPointer& seat) {
       watch(seat, seat->connection().awaitedEvents());
       break;
     case Greeter::State::Greeted:
-      startWaiting(seat);
+      admit(seat);
       break;
     case Greeter::State::Refused:
-      Events::refused(seat->guest.client, seat->greeter.why());
+      m_events.refused(seat->guest, seat->greeter.why(),
+                       seat->greeter.isInHandshake() ? Refusal::Tls : Refusal::Greeting);
       startLeaving(seat);
       break;
     case Greeter::State::Gone:
       leave(seat);
       break;
   }
+}
+
+// Whom the rules refuse is greeted all the same, and told so in place of an answer.
+void Lobby::admit(const SeatPointer& seat) {
+  Guest& guest = seat->guest;
+  ClientIdentity identity = identityOf(certificateOf(*guest.connection), guest.address);
+  std::unique_ptr<AccessRules::Client> client;
+  if (m_options.rules->exist()) {
+    AccessRules::Admission admission = m_options.rules->admit(identity);
+    if (const auto* refusal = std::get_if<std::string>(&admission)) {
+      m_events.refused(guest, *refusal, Refusal::Rules);
+      sayGoodbye(seat, *refusal);
+      return;
+    }
+    client = std::move(std::get<std::unique_ptr<AccessRules::Client>>(admission));
+  }
+  guest.visit =
+      std::make_unique<Visit>(m_events.metrics(), std::move(identity.subject), std::move(client));
+  m_events.accepted(guest);
+  startWaiting(seat);
 }
 
 void Lobby::await(const SeatPointer& seat) {
@@ -212,7 +242,7 @@ void Lobby::await(const SeatPointer& seat) {
     watch(seat, connection.awaitedEvents());
   } else {
     if (error != asio::error::eof || connection.unread() > 0) {
-      Events::broke(seat->guest.client, error.message());
+      m_events.broke(seat->guest, error.message());
     }
     leave(seat);
   }
@@ -240,9 +270,10 @@ void Lobby::sayGoodbye(const SeatPointer& seat, const std::string& why) {
     header.number = connection.nextNumber();
     header.status = Wire::Status::FinalNotBegun;
     connection.send(header, {reinterpret_cast<const std::uint8_t*>(why.data()), why.size()});
+    m_events.metrics().sent(Wire::kFrameHeaderSize + why.size());
     startLeaving(seat);
   } catch (const std::exception& error) {
-    Events::broke(seat->guest.client, error.what());
+    m_events.broke(seat->guest, error.what());
     leave(seat);
   }
 }
@@ -287,9 +318,10 @@ void Lobby::limit(const SeatPointer& seat, Clock::time_point end) {
 
 void Lobby::expire(const SeatPointer& seat) {
   if (seat->stage == Stage::Greeting) {
-    Events::refused(seat->guest.client, "no greeting within " +
-                                            std::to_string(m_options.greetingTimeout.count()) +
-                                            " ms (--greeting-timeout-ms)");
+    m_events.refused(seat->guest,
+                     "no greeting within " + std::to_string(m_options.greetingTimeout.count()) +
+                         " ms (--greeting-timeout-ms)",
+                     Refusal::Greeting);
     leave(seat);
   } else if (seat->stage == Stage::Waiting) {
     sayGoodbye(seat, seat->commandHasBegun ? Refusals::kTooSlow : Refusals::kIdle);

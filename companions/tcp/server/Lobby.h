@@ -10,17 +10,11 @@
 #include <memory>
 #include <string>
 
-#include "companions/tcp/Connection.h"
+#include "companions/tcp/server/Events.h"
+#include "companions/tcp/server/Guest.h"
 #include "companions/tcp/server/ServerOptions.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
-
-/// One client's connection.
-struct Guest {
-  std::unique_ptr<Connection> connection;
-  std::string client;    ///< its address, for the log
-  bool isKnown = false;  ///< whether it has sent a command before
-};
 
 /// Connections that no thread serves: those that arrive, those between commands, and those whose
 /// last answer is under way. Each has a deadline, and none takes a thread. All of it happens on the
@@ -31,7 +25,9 @@ class Lobby {
   /// Takes a guest over of whose next command the header is there.
   using Called = std::function<void(Guest)>;
 
-  Lobby(asio::io_context& context, const ServerOptions& options, Called called);
+  /// Options and events outlive it.
+  Lobby(asio::io_context& context, const ServerOptions& options, const Events& events,
+        Called called);
   Lobby(const Lobby&) = delete;
   Lobby& operator=(const Lobby&) = delete;
   ~Lobby();
@@ -41,7 +37,7 @@ class Lobby {
   /// Awaits the next command of a guest that was greeted.
   void await(Guest guest);
   /// Answers the command whose header is there that it is not begun, and closes.
-  void refuse(Guest guest, const std::string& why);
+  void refuse(Guest guest, const std::string& why, Refusal kind);
   /// Answers the next command in advance: it will not be begun. Then closes.
   void sayGoodbye(Guest guest, const std::string& why);
   /// Closes when the guest has read what was sent to it, or does not in a while.
@@ -69,6 +65,7 @@ class Lobby {
 
   void proceed(const SeatPointer& seat);
   void greet(const SeatPointer& seat);
+  void admit(const SeatPointer& seat);
   void await(const SeatPointer& seat);
   void drain(const SeatPointer& seat);
   void sayGoodbye(const SeatPointer& seat, const std::string& why);
@@ -81,6 +78,7 @@ class Lobby {
 
   asio::io_context& m_context;
   const ServerOptions& m_options;
+  const Events& m_events;
   const Called m_called;
   bool m_goesAway = false;
   std::array<Row, 2> m_rows;  ///< clients without a command so far; others. In order of arrival.

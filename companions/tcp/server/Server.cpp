@@ -1,8 +1,10 @@
 #include "companions/tcp/server/Server.h"
 
+#include <fcntl.h>
 #include <malloc.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <asio/post.hpp>
@@ -12,7 +14,6 @@
 #include <memory>
 #include <system_error>
 
-#include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/Refusals.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
@@ -31,10 +32,6 @@ constexpr std::chrono::seconds kAfterCut{1};
 
 // A machine that is gone does not acknowledge what was sent to it: TCP_USER_TIMEOUT.
 constexpr std::chrono::milliseconds kUnacknowledged{120'000};
-
-std::string textOf(const asio::ip::tcp::endpoint& endpoint) {
-  return endpoint.address().to_string() + ":" + std::to_string(endpoint.port());
-}
 
 // How many connections may be open at a time: many times as many as have commands, but handlers
 // must find descriptors, too.
@@ -57,12 +54,13 @@ bool isPassing(int error) {
 
 }  // namespace
 
-Server::Server(const ServerOptions& options, const Member& member)
+Server::Server(const ServerOptions& options, const Member& member, Operations operations,
+               const FileDescriptor& listener)
     : m_options(options),
-      m_memory(options.memoryLimit),
-      m_surroundings{options, member, m_memory, m_departure},
+      m_operations(operations),
+      m_surroundings{options, member, operations.memory, m_departure, operations.events},
       m_mostOpen(mostOpen(options)),
-      m_tls(options),
+      m_tls(options, operations.events),
       m_acceptor(m_context),
       m_signals(m_context, SIGTERM, SIGINT),
       m_hangUp(m_context, SIGHUP),
@@ -70,8 +68,14 @@ Server::Server(const ServerOptions& options, const Member& member)
       m_fileCheck(m_context),
       m_trim(m_context),
       m_grace(m_context),
-      m_lobby(m_context, options, [this](Guest guest) { call(std::move(guest)); }) {
-  listen();
+      m_lobby(m_context, options, operations.events,
+              [this](Guest guest) { call(std::move(guest)); }) {
+  if (listener.owns()) {
+    adopt(listener);
+  } else {
+    listen();
+  }
+  m_acceptor.native_non_blocking(true);
 }
 
 void Server::listen() {
@@ -81,26 +85,39 @@ void Server::listen() {
   asio::error_code error;
   m_acceptor.bind(m_options.listen, error);
   if (error) {
-    throw std::system_error(error, "Cannot listen on " + textOf(m_options.listen));
+    throw std::system_error(error, "Cannot listen on " + nameOf(m_options.listen));
   }
   m_acceptor.listen();
-  m_acceptor.native_non_blocking(true);
+}
+
+// What a service manager has bound.
+void Server::adopt(const FileDescriptor& listener) {
+  sockaddr_storage address{};
+  socklen_t size = sizeof address;
+  if (getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    throw std::system_error(errno, std::system_category(), "Cannot use the socket that listens");
+  }
+  const auto protocol = address.ss_family == AF_INET6 ? asio::ip::tcp::v6() : asio::ip::tcp::v4();
+  m_acceptor.assign(protocol, fcntl(listener.get(), F_DUPFD_CLOEXEC, 0));
 }
 
 std::string Server::address() const {
-  return textOf(m_acceptor.local_endpoint());
+  return nameOf(m_acceptor.local_endpoint());
 }
 
 void Server::run() {
   m_signals.async_wait([this](const asio::error_code& error, int) {
     if (!error) {
-      end();
+      drain();
     }
   });
   hearSignals();
   watchFiles();
   accept();
+  m_operations.readiness.becomeReady();
+  m_operations.manager.notifyReady();
   m_context.run();
+  m_operations.events.drained();
   // SIGHUP never ends the process.
   m_hangUp.clear();
   std::signal(SIGHUP, SIG_IGN);
@@ -109,10 +126,21 @@ void Server::run() {
 void Server::hearSignals() {
   m_hangUp.async_wait([this](const asio::error_code& error, int) {
     if (!error) {
-      m_tls.readAgain();
+      reload();
       hearSignals();
     }
   });
+}
+
+// A server that drains is not ready any more.
+void Server::reload() {
+  m_operations.manager.notifyReloading();
+  m_tls.readAgain();
+  if (m_operations.readiness.isReady()) {
+    m_operations.manager.notifyReady();
+  } else {
+    m_operations.manager.notifyStopping();
+  }
 }
 
 void Server::watchFiles() {
@@ -154,33 +182,35 @@ bool Server::acceptSome() {
         ::accept4(m_acceptor.native_handle(), client.data(), &size, SOCK_CLOEXEC));
     if (socket.owns()) {
       client.resize(size);
-      welcome(std::move(socket), textOf(client));
+      welcome(std::move(socket), client);
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       return true;
     } else if (!isPassing(errno) && !(lacksRoom(errno) && m_lobby.dropOldest())) {
-      Events::cannotAccept(std::system_category().message(errno));
+      m_operations.events.cannotAccept(std::system_category().message(errno));
       return false;
     }
   }
   return true;
 }
 
-void Server::welcome(FileDescriptor socket, const std::string& client) {
+void Server::welcome(FileDescriptor socket, const asio::ip::tcp::endpoint& client) {
   while (m_lobby.size() + m_sessions.size() >= m_mostOpen && m_lobby.dropOldest()) {
   }
+  Guest guest{nullptr, nameOf(client), client.address().to_string()};
   try {
     PatientSocket patient(std::move(socket));
     asio::error_code error;
     patient.tune(kUnacknowledged, error);
-    m_lobby.greet({connectionOf(std::move(patient)), client});
+    guest.connection = connectionOf(std::move(patient));
+    m_lobby.greet(std::move(guest));
   } catch (const std::exception& failure) {
-    Events::refused(client, failure.what());
+    m_operations.events.cannotAccept(nameOf(client) + ": " + failure.what());
   }
 }
 
 std::unique_ptr<Connection> Server::connectionOf(PatientSocket socket) const {
-  const auto limit =
-      static_cast<std::uint32_t>(std::min<std::uint64_t>(m_options.frameLimit, m_memory.largest()));
+  const auto limit = static_cast<std::uint32_t>(
+      std::min<std::uint64_t>(m_options.frameLimit, m_operations.memory.largest()));
   if (m_tls.context() == nullptr) {
     return std::make_unique<PlainConnection>(std::move(socket), limit);
   }
@@ -191,20 +221,21 @@ std::unique_ptr<Connection> Server::connectionOf(PatientSocket socket) const {
 // The guest's next command is there.
 void Server::call(Guest guest) {
   if (m_departure.hasBegun()) {
-    m_lobby.refuse(std::move(guest), Refusals::kGoingAway);
+    m_lobby.refuse(std::move(guest), Refusals::kGoingAway, Refusal::GoingAway);
     return;
   }
   if (m_sessions.size() >= m_options.mostConnections) {
-    m_lobby.refuse(std::move(guest), Refusals::kFull);
+    m_lobby.refuse(std::move(guest), Refusals::kFull, Refusal::Busy);
     return;
   }
+  guest.isKnown = true;
   const auto session = m_sessions.emplace(m_sessions.end(), std::move(guest), *this);
   try {
     session->thread = std::thread(&Server::serve, this, session);
   } catch (const std::system_error&) {
-    Guest refused{session->session.takeConnection(), session->client, true};
+    Guest refused = session->session.takeGuest();
     m_sessions.erase(session);
-    m_lobby.refuse(std::move(refused), Refusals::kNoThread);
+    m_lobby.refuse(std::move(refused), Refusals::kNoThread, Refusal::Busy);
   }
 }
 
@@ -218,14 +249,14 @@ void Server::serve(Sessions::iterator session) {
 
 void Server::finish(Sessions::iterator session) {
   session->thread.join();
-  Guest guest{session->session.takeConnection(), session->client, true};
+  Guest guest = session->session.takeGuest();
   const Session::End end = session->end;
   m_sessions.erase(session);
   giveMemoryBack();
   try {
     goOn(std::move(guest), end);
   } catch (const std::exception& failure) {
-    Events::cannotAccept(failure.what());
+    m_operations.events.cannotAccept(failure.what());
   }
   if (m_departure.hasBegun() && m_sessions.empty()) {
     m_grace.cancel();
@@ -253,7 +284,7 @@ void Server::goOn(Guest guest, Session::End end) {
 
 // The C library keeps what was freed; after large frames the system gets it back.
 void Server::giveMemoryBack() {
-  if (m_trimIsDue || m_departure.hasBegun() || !m_memory.hasGivenBack()) {
+  if (m_trimIsDue || m_departure.hasBegun() || !m_operations.memory.hasGivenBack()) {
     return;
   }
   m_trimIsDue = true;
@@ -266,9 +297,25 @@ void Server::giveMemoryBack() {
   });
 }
 
-// The handlers of the signals go, too: a second signal ends the process as it is.
-void Server::end() {
+// First nobody is sent here any more; commands are served as before. The handlers of the signals
+// go: a second signal ends the process as it is.
+void Server::drain() {
   m_signals.clear();
+  m_operations.readiness.beginDraining();
+  m_operations.manager.notifyStopping();
+  if (m_options.drain.count() == 0) {
+    end();
+    return;
+  }
+  m_grace.expires_after(m_options.drain);
+  m_grace.async_wait([this](const asio::error_code& error) {
+    if (!error) {
+      end();
+    }
+  });
+}
+
+void Server::end() {
   m_hangUp.cancel();
   m_pause.cancel();
   m_fileCheck.cancel();
@@ -288,7 +335,7 @@ void Server::end() {
 }
 
 void Server::cut() {
-  Events::cut(m_sessions.size());
+  m_operations.events.cut(m_sessions.size());
   m_lobby.cut();
   for (Running& running : m_sessions) {
     running.session.cut();
@@ -296,7 +343,8 @@ void Server::cut() {
   m_grace.expires_after(kAfterCut);
   m_grace.async_wait([this](const asio::error_code& error) {
     if (!error && !m_sessions.empty()) {
-      Events::abandoned(m_sessions.size());
+      printLine(STDERR_FILENO, std::to_string(m_sessions.size()) +
+                                   " commands do not end; the process ends without them");
       std::_Exit(EXIT_FAILURE);
     }
   });

@@ -8,19 +8,31 @@
 #include <asio/steady_timer.hpp>
 #include <cstddef>
 #include <list>
+#include <memory>
 #include <string>
 #include <thread>
 #include <utility>
 
 #include "companions/tcp/server/Departure.h"
+#include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/Lobby.h"
 #include "companions/tcp/server/Member.h"
 #include "companions/tcp/server/MemoryBudget.h"
+#include "companions/tcp/server/Readiness.h"
 #include "companions/tcp/server/ServerOptions.h"
 #include "companions/tcp/server/ServerTls.h"
+#include "companions/tcp/server/ServiceManager.h"
 #include "companions/tcp/server/Session.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
+
+/// Whom a server tells what it does. All of it outlives the server.
+struct Operations {
+  const Events& events;
+  MemoryBudget& memory;
+  Readiness& readiness;
+  const ServiceManager& manager;
+};
 
 /// Accepts clients and serves each one with commands on a thread, until the process is asked to
 /// end.
@@ -28,25 +40,26 @@ namespace Ferrolink::Companions::Tcp::Server {
 /// Everything but the sessions happens on the thread of run(), so that nothing needs a lock.
 class Server {
  public:
-  /// Binds and listens. Made after the runtime has started, whose signal handlers it replaces.
-  /// Errors: TlsFileError, std::system_error.
-  Server(const ServerOptions& options, const Member& member);
+  /// Accepts from what `listener` owns, or binds and listens where it owns none. Made after the
+  /// runtime has started, whose signal handlers it replaces. Errors: TlsFileError,
+  /// std::system_error.
+  Server(const ServerOptions& options, const Member& member, Operations operations,
+         const FileDescriptor& listener);
 
   /// Where it listens, with the real port.
   [[nodiscard]] std::string address() const;
 
-  /// Until SIGTERM or SIGINT has come and the last connection has ended. Where commands do not end
+  /// Until SIGTERM or SIGINT has come, the time to drain is over and the last connection has ended.
+  /// From its beginning until the signal it is ready, and says so. Where commands do not end
   /// in the time they have, the process ends with 1.
   void run();
 
  private:
   struct Running {
     Running(Guest guest, Server& server)
-        : client(std::move(guest.client)),
-          session(std::move(guest.connection), client, server.m_surroundings),
+        : session(std::move(guest), server.m_surroundings),
           running(server.m_context.get_executor()) {}
 
-    const std::string client;
     Session session;
     Session::End end = Session::End::Closed;
     std::thread thread;
@@ -55,12 +68,14 @@ class Server {
   using Sessions = std::list<Running>;
 
   void listen();
+  void adopt(const FileDescriptor& listener);
   void hearSignals();
+  void reload();
   void watchFiles();
 
   void accept();
   bool acceptSome();
-  void welcome(FileDescriptor socket, const std::string& client);
+  void welcome(FileDescriptor socket, const asio::ip::tcp::endpoint& client);
   std::unique_ptr<Connection> connectionOf(PatientSocket socket) const;
 
   void call(Guest guest);
@@ -69,11 +84,12 @@ class Server {
   void goOn(Guest guest, Session::End end);
   void giveMemoryBack();
 
+  void drain();
   void end();
   void cut();
 
   const ServerOptions& m_options;
-  MemoryBudget m_memory;
+  const Operations m_operations;
   Departure m_departure;
   const Surroundings m_surroundings;
   const std::size_t m_mostOpen;

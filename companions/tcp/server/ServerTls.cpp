@@ -4,8 +4,6 @@
 
 #include <utility>
 
-#include "companions/tcp/server/Events.h"
-
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
@@ -27,8 +25,8 @@ std::string stampOf(const std::string& path) {
 
 }  // namespace
 
-ServerTls::ServerTls(const ServerOptions& options)
-    : m_options(options), m_stamps(stamps()), m_context(read()) {}
+ServerTls::ServerTls(const ServerOptions& options, const Events& events)
+    : m_options(options), m_events(events), m_stamps(stamps()), m_context(read()) {}
 
 void ServerTls::readAgain() {
   if (m_context == nullptr) {
@@ -37,9 +35,9 @@ void ServerTls::readAgain() {
   m_stamps = stamps();
   try {
     m_context = read();
-    Events::certificatesRead();
+    m_events.certificatesRead();
   } catch (const std::exception& error) {
-    Events::certificatesKept(error.what());
+    m_events.certificatesKept(error.what());
   }
 }
 
@@ -56,7 +54,7 @@ TlsContext ServerTls::read() const {
   TlsContext context = makeTlsContext(asio::ssl::context::tls_server);
   useCertificate(*context, m_options.certificate, m_options.key);
   if (const std::string why = whyNotValidNow(*context); !why.empty()) {
-    Events::certificateNotValid(m_options.certificate, why);
+    m_events.certificateNotValid(m_options.certificate, why);
   }
   if (!m_options.clientAuthorities.empty()) {
     useAuthorities(*context, m_options.clientAuthorities);

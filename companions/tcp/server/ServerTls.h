@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/ServerOptions.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
@@ -14,7 +15,7 @@ namespace Ferrolink::Companions::Tcp::Server {
 class ServerTls {
  public:
   /// Errors: TlsFileError.
-  explicit ServerTls(const ServerOptions& options);
+  ServerTls(const ServerOptions& options, const Events& events);
 
   /// For connections that are made from now on; null without TLS.
   [[nodiscard]] const TlsContext& context() const { return m_context; }
@@ -29,6 +30,7 @@ class ServerTls {
   [[nodiscard]] std::vector<std::string> stamps() const;
 
   const ServerOptions& m_options;
+  const Events& m_events;
   std::vector<std::string> m_stamps;  ///< of the files, before they were read last
   TlsContext m_context;
 };

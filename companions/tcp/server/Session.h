@@ -1,14 +1,18 @@
 #ifndef FERROLINK_COMPANIONS_TCP_SERVER_SESSION_H
 #define FERROLINK_COMPANIONS_TCP_SERVER_SESSION_H
 
-#include <memory>
+#include <chrono>
+#include <span>
 #include <string>
 #include <utility>
 
 #include "companions/tcp/Connection.h"
 #include "companions/tcp/server/Departure.h"
+#include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/FrameBuffer.h"
+#include "companions/tcp/server/Guest.h"
 #include "companions/tcp/server/Member.h"
+#include "companions/tcp/server/RunningCall.h"
 #include "companions/tcp/server/ServerOptions.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
@@ -19,6 +23,7 @@ struct Surroundings {
   const Member& member;
   MemoryBudget& memory;
   const Departure& departure;
+  const Events& events;
 };
 
 /// One client's connection as long as commands follow one another, on one thread.
@@ -33,9 +38,9 @@ class Session {
   };
 
   /// Of a client that was greeted.
-  Session(std::unique_ptr<Connection> connection, std::string client, Surroundings surroundings)
-      : m_connection(std::move(connection)),
-        m_client(std::move(client)),
+  Session(Guest guest, Surroundings surroundings)
+      : m_guest(std::move(guest)),
+        m_connection(*m_guest.connection),
         m_around(surroundings),
         m_command(surroundings.memory),
         m_response(surroundings.memory) {}
@@ -44,10 +49,10 @@ class Session {
   End run();
 
   /// Any thread: the connection ends at once; a command that runs is not answered.
-  void cut() { m_connection->socket().cut(); }
+  void cut() { m_connection.socket().cut(); }
 
   /// After run.
-  std::unique_ptr<Connection> takeConnection() { return std::move(m_connection); }
+  Guest takeGuest() { return std::move(m_guest); }
 
  private:
   /// What becomes of the session after a frame.
@@ -62,14 +67,17 @@ class Session {
   Next answerNext();
   Next receiveCommand(const Wire::FrameHeader& header);
   Next reply(const Answer& answer);
-  Next refuse(const std::string& text);
+  Next refuse(const std::string& text, Refusal kind);
   Answer execute(const Wire::FrameHeader& header, PatientSocket::Clock::time_point arrived);
+  Answer admit(std::span<std::uint8_t> command);
+  Answer notBegun(Wire::Status status, std::string text, Refusal kind);
   Answer run(std::span<std::uint8_t> command);
+  Answer runAs(std::span<std::uint8_t> command, RunningCall& call);
   void limitBy(std::chrono::milliseconds progress);
 
   // Used by the session's thread alone, but for the end of the connection.
-  std::unique_ptr<Connection> m_connection;
-  const std::string m_client;
+  Guest m_guest;
+  Connection& m_connection;  ///< the guest's
   const Surroundings m_around;
   FrameBuffer m_command;
   FrameBuffer m_response;

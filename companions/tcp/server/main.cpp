@@ -1,38 +1,62 @@
 // ferrolink-server: runs commands that come over the network in a member of its own process.
+#include <unistd.h>
+
 #include <csignal>
-#include <cstdio>
 #include <exception>
+#include <functional>
+#include <iostream>
+#include <optional>
 #include <string>
 
+#include "companions/tcp/server/AdminServer.h"
 #include "companions/tcp/server/Events.h"
+#include "companions/tcp/server/JvmHeap.h"
 #include "companions/tcp/server/Member.h"
+#include "companions/tcp/server/MemoryBudget.h"
+#include "companions/tcp/server/Metrics.h"
+#include "companions/tcp/server/Readiness.h"
 #include "companions/tcp/server/Server.h"
+#include "companions/tcp/server/ServerLog.h"
 #include "companions/tcp/server/ServerOptions.h"
+#include "companions/tcp/server/ServiceManager.h"
 
 namespace {
 
 using namespace Ferrolink::Companions::Tcp::Server;
+using Ferrolink::Companions::FileDescriptor;
 
 constexpr int kFailure = 1;
 constexpr int kWrongUsage = 2;
 
-void print(const std::string& text) {
-  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stdout));
-  static_cast<void>(std::fflush(stdout));
-}
-
-void serve(const ServerOptions& options) {
-  const Member member(options);
-  Server server(options, member);
-  if (!options.listen.address().is_loopback() && options.clientAuthorities.empty()) {
-    Events::line(
-        "whoever reaches this address may call the handlers; --tls-client-ca FILE would ask who "
-        "it is");
+void serve(const ServerOptions& options, ServiceManager& manager) {
+  // What comes first ends last: the log hears of all others, and the metrics ask them.
+  ServerLog log({.format = options.logFormat, .access = options.accessLog});
+  Readiness readiness;
+  MemoryBudget memory(options.memoryLimit);
+  const bool hasJvm = options.runtime == Ferrolink::Native::Definitions::Runtime::Jvm;
+  Metrics metrics({.bufferBytes = [&] { return memory.used(); },
+                   .logLinesLost = [&] { return log.lost(); },
+                   .isReady = [&] { return readiness.isReady(); },
+                   .heap = hasJvm ? std::function<std::optional<Metrics::Heap>()>(jvmHeap)
+                                  : std::function<std::optional<Metrics::Heap>()>()});
+  const Events events(log, metrics);
+  std::optional<AdminServer> admin;
+  if (options.admin) {
+    admin.emplace(AdminServer::Settings{.listen = *options.admin}, readiness,
+                  [&] { return metrics.text(); });
+    printLine(STDOUT_FILENO, "probes and metrics are on " + nameOf(admin->address()));
   }
-  print(std::string("ferrolink-server: ") + options.runtimeName() + " listens on " +
-        server.address() + (options.usesTls() ? " (TLS)" : " (plain TCP)") + "\n");
+  const FileDescriptor listener = manager.takeListener();
+  const Member member(options);
+  Server server(options, member, {events, memory, readiness, manager}, listener);
+  if (!options.listen.address().is_loopback() && options.clientAuthorities.empty()) {
+    printLine(STDERR_FILENO,
+              "whoever reaches this address may call the handlers; --tls-client-ca FILE would ask "
+              "who it is");
+  }
+  printLine(STDOUT_FILENO, std::string(options.runtimeName()) + " listens on " + server.address() +
+                               (options.usesTls() ? " (TLS)" : " (plain TCP)"));
   server.run();
-  print("ferrolink-server: ended\n");
 }
 
 }  // namespace
@@ -41,23 +65,25 @@ int main(int argc, char** argv) {
   try {
     // The server takes it later; a JVM leaves alone what is ignored.
     std::signal(SIGHUP, SIG_IGN);
+    ServiceManager manager;
     const ServerOptions options = parseOptions(argc, argv);
     if (options.help) {
-      print(usage());
+      std::cout << usage();
       return 0;
     }
     if (options.version) {
-      print(std::string("ferrolink-server ") + FERROLINK_VERSION + "\n");
+      std::cout << "ferrolink-server " << FERROLINK_VERSION << "\n";
       return 0;
     }
-    serve(options);
+    serve(options, manager);
+    printLine(STDOUT_FILENO, "ended");
     return 0;
   } catch (const UsageError& error) {
-    Events::line(error.what());
-    Events::line("--help lists the options");
+    printLine(STDERR_FILENO, error.what());
+    printLine(STDERR_FILENO, "--help lists the options");
     return kWrongUsage;
   } catch (const std::exception& error) {
-    Events::line(error.what());
+    printLine(STDERR_FILENO, error.what());
     return kFailure;
   }
 }

@@ -103,7 +103,7 @@ TEST(TcpServerLimits, ClosesTheOldestSilentConnectionWhereDescriptorsAreShort) {
     silent.push_back(server->greetedClient());
   }
   EXPECT_EQ(silent.front().receiveAll(), "");
-  EXPECT_THAT(server->errors(), HasSubstr(": closed to make room for other connections\n"));
+  server->awaitErrors("reason=\"closed to make room for other connections\"\n");
   EXPECT_EQ(silent.back().ask(callOf("echo", "2")), answerOf("2"));
   EXPECT_EQ(known.ask(callOf("echo", "3")), answerOf("3"));
 }
@@ -176,7 +176,7 @@ TEST(TcpServerLimits, EndsAConnectionThatDoesNotReadItsAnswer) {
   const std::size_t descriptors = server.descriptors();
   RawSocket client = server.greetedClient();
   client.command(callOf("bytes", std::to_string(40U << 20U)));
-  server.awaitErrors(": the connection broke: ");
+  server.awaitErrors("reason=\"the connection broke: ");
   EXPECT_THAT(server.errors(), HasSubstr("timed out"));
   server.awaitThreads(threads);
   server.awaitDescriptors(descriptors);
@@ -283,7 +283,7 @@ TEST(TcpServerLimits, EndsThoughClientsNeitherReadNorWriteNorLeave) {
   server.signal(SIGTERM);
   EXPECT_EQ(server.wait(), 0);
   EXPECT_THAT(server.errors(), HasSubstr("the grace is over (--shutdown-grace-ms): connections are "
-                                         "cut, among them 1 with a command\n"));
+                                         "cut, among them 1 with a command\"\n"));
 }
 
 TEST(TcpServerLimits, EndsWithAnErrorWhereAHandlerNeverReturns) {

@@ -40,6 +40,15 @@ ServerProcess::Arguments completed(ServerProcess::Arguments arguments) {
 }  // namespace
 
 ServerProcess::ServerProcess(Arguments arguments, const std::filesystem::path& home) {
+  start(std::move(arguments), home, ErrorsInto::File);
+}
+
+ServerProcess::ServerProcess(ErrorsInto errors) {
+  start({}, FERROLINK_INSTALLATION, errors);
+}
+
+void ServerProcess::start(Arguments arguments, const std::filesystem::path& home,
+                          ErrorsInto errorsInto) {
   arguments = completed(std::move(arguments));
   const std::vector<char*> argv = pointersTo(arguments);
   const std::string errors = (m_directory.path() / "errors").string();
@@ -49,13 +58,18 @@ ServerProcess::ServerProcess(Arguments arguments, const std::filesystem::path& h
   }
   m_output = FileDescriptor(ends[0]);
   FileDescriptor childs(ends[1]);
+  FileDescriptor childsErrors;
+  if (errorsInto == ErrorsInto::File) {
+    childsErrors = FileDescriptor::open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+  } else {
+    childsErrors = pipeForErrors(errorsInto == ErrorsInto::FullPipe);
+  }
   setenv("FERROLINK_HOME", home.c_str(), 1);
   setenv("FERROLINK_LOGGING_LEVEL", "off", 1);
   m_child = fork();
   if (m_child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    const int file = open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-    dup2(file, STDERR_FILENO);
+    dup2(childsErrors.get(), STDERR_FILENO);
     dup2(childs.get(), STDOUT_FILENO);
     if (chdir(m_directory.path().c_str()) == 0) {
       execv(argv[0], argv.data());
@@ -68,12 +82,33 @@ ServerProcess::ServerProcess(Arguments arguments, const std::filesystem::path& h
   awaitListening();
 }
 
+// A pipe that nobody reads: without a reading end, or without room.
+FileDescriptor ServerProcess::pipeForErrors(bool isFull) {
+  int ends[2] = {-1, -1};
+  if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
+    throw std::runtime_error("no pipe");
+  }
+  FileDescriptor reading(ends[0]);
+  FileDescriptor writing(ends[1]);
+  while (isFull && ::write(writing.get(), ".", 1) == 1) {
+  }
+  fcntl(writing.get(), F_SETFL, 0);
+  if (isFull) {
+    m_unread = std::move(reading);
+  }
+  return writing;
+}
+
 void ServerProcess::awaitListening() {
   constexpr std::string_view kMark = " listens on ";
+  constexpr std::string_view kAdmin = "probes and metrics are on ";
   for (std::string line = readLine(); !line.empty(); line = readLine()) {
-    if (const auto mark = line.find(kMark); mark != std::string::npos) {
+    if (line.find(kAdmin) != std::string::npos) {
+      m_adminPort = static_cast<std::uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
+    }
+    if (line.find(kMark) != std::string::npos) {
       m_listening = line;
-      m_port = static_cast<std::uint16_t>(std::stoi(line.substr(line.find(':', mark) + 1)));
+      m_port = static_cast<std::uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
       return;
     }
   }

@@ -25,12 +25,18 @@ class ServerProcess {
   /// with the tests' handlers, unless the arguments have a --runtime.
   explicit ServerProcess(Arguments arguments = {},
                          const std::filesystem::path& home = FERROLINK_INSTALLATION);
+
+  /// What is wrong with its standard error, where errors() stays empty.
+  enum class ErrorsInto { File, ClosedPipe, FullPipe };
+  explicit ServerProcess(ErrorsInto errors);
   ServerProcess(const ServerProcess&) = delete;
   ServerProcess& operator=(const ServerProcess&) = delete;
   ~ServerProcess();
 
   [[nodiscard]] std::uint16_t port() const { return m_port; }
   [[nodiscard]] std::string name() const { return "127.0.0.1:" + std::to_string(m_port); }
+  /// Of probes and metrics.
+  [[nodiscard]] std::uint16_t adminPort() const { return m_adminPort; }
   /// The line that says that it listens; empty where it ended instead.
   [[nodiscard]] const std::string& listening() const { return m_listening; }
 
@@ -58,6 +64,8 @@ class ServerProcess {
   [[nodiscard]] RawSocket greetedClient() const;
 
  private:
+  void start(Arguments arguments, const std::filesystem::path& home, ErrorsInto errors);
+  FileDescriptor pipeForErrors(bool isFull);
   void awaitListening();
   [[nodiscard]] std::size_t entriesOf(const std::string& directory) const;
   std::string readLine();
@@ -65,7 +73,9 @@ class ServerProcess {
   TemporaryDirectory m_directory;
   pid_t m_child = -1;
   FileDescriptor m_output;
+  FileDescriptor m_unread;  ///< the end of a pipe that is full
   std::uint16_t m_port = 0;
+  std::uint16_t m_adminPort = 0;
   std::string m_listening;
 };
 

@@ -1,0 +1,57 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_GUEST_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_GUEST_H
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "companions/tcp/Connection.h"
+#include "companions/tcp/server/AccessRules.h"
+#include "companions/tcp/server/Metrics.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// A client that was greeted, as long as it is connected: who it is, and what it may do. Counted as
+/// one connection.
+class Visit {
+ public:
+  /// `client` is null where there are no rules. The metrics outlive it.
+  Visit(Metrics& metrics, std::string subject, std::unique_ptr<AccessRules::Client> client)
+      : m_metrics(metrics), m_subject(std::move(subject)), m_client(std::move(client)) {
+    m_metrics.connectionAccepted();
+  }
+  Visit(const Visit&) = delete;
+  Visit& operator=(const Visit&) = delete;
+  ~Visit() { m_metrics.connectionClosed(); }
+
+  /// Of its certificate; empty without one.
+  [[nodiscard]] const std::string& subject() const { return m_subject; }
+  [[nodiscard]] const AccessRules::Client* client() const { return m_client.get(); }
+
+ private:
+  Metrics& m_metrics;
+  const std::string m_subject;
+  const std::unique_ptr<AccessRules::Client> m_client;
+};
+
+/// One client's connection.
+struct Guest {
+  std::unique_ptr<Connection> connection;
+  std::string client;              ///< its address and port, for the log
+  std::string address{};           ///< without the port
+  bool isKnown = false;            ///< whether it has sent a command before
+  std::unique_ptr<Visit> visit{};  ///< from the greeting on
+
+  [[nodiscard]] std::string_view subject() const {
+    return visit == nullptr ? std::string_view() : visit->subject();
+  }
+  /// Null without rules.
+  [[nodiscard]] const AccessRules::Client* rules() const {
+    return visit == nullptr ? nullptr : visit->client();
+  }
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

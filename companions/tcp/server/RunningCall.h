@@ -1,0 +1,39 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_RUNNINGCALL_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_RUNNINGCALL_H
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+#include "companions/tcp/server/Events.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// Counts a command as long as it runs, and what came of it: failed, unless somebody says
+/// otherwise.
+class RunningCall {
+ public:
+  /// Keeps the name of the handler, which the member may overwrite. The others outlive it.
+  RunningCall(const Events& events, const Guest& guest, std::string_view handler)
+      : m_events(events), m_guest(guest), m_handler(handler) {
+    m_events.metrics().callBegan();
+  }
+  RunningCall(const RunningCall&) = delete;
+  RunningCall& operator=(const RunningCall&) = delete;
+  ~RunningCall() { m_events.called(m_guest, m_handler, m_result, Clock::now() - m_begin); }
+
+  void answered() { m_result = CallResult::Answered; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  const Events& m_events;
+  const Guest& m_guest;
+  const std::string m_handler;
+  const Clock::time_point m_begin = Clock::now();
+  CallResult m_result = CallResult::Failed;
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif
