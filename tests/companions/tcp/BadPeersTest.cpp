@@ -118,7 +118,7 @@ TEST(TcpServerPeers, LeaveNoTraceAndKeepNobodyOut) {
   const ServerProcess server({"--greeting-timeout-ms", "1500", "--idle-timeout-ms", "1500",
                               "--read-timeout-ms", "1500", "--write-timeout-ms", "1500"});
   const std::size_t threads = server.threads();
-  const std::size_t descriptors = server.descriptors();
+  const std::size_t descriptors = server.descriptorsAtRest();
   // The first time, what stays for good is made.
   misbehaveAt(server);
   server.awaitThreads(threads);
@@ -127,9 +127,7 @@ TEST(TcpServerPeers, LeaveNoTraceAndKeepNobodyOut) {
   server.awaitThreads(threads);
   server.awaitDescriptors(descriptors);
 #ifndef FERROLINK_SANITIZED
-  while (server.status("VmRSS") > memory + 4096) {
-    std::this_thread::yield();
-  }
+  server.awaitMemory(memory + 4096);
 #endif
 }
 

@@ -173,7 +173,7 @@ TEST(TcpServerLimits, EndsCommandsThatComeByteByByteForTooLong) {
 TEST(TcpServerLimits, EndsAConnectionThatDoesNotReadItsAnswer) {
   ServerProcess server({"--write-timeout-ms", "100"});
   const std::size_t threads = server.threads();
-  const std::size_t descriptors = server.descriptors();
+  const std::size_t descriptors = server.descriptorsAtRest();
   RawSocket client = server.greetedClient();
   client.command(callOf("bytes", std::to_string(40U << 20U)));
   server.awaitErrors("reason=\"the connection broke: ");
@@ -235,9 +235,7 @@ TEST(TcpServerLimits, KeepsTheFramesOfAllConnectionsWithinItsMemory) {
   peers.clear();
   server.awaitErrors("the connection broke");
 #ifndef FERROLINK_SANITIZED
-  while (server.status("VmRSS") > before + 16 * 1024) {
-    std::this_thread::yield();
-  }
+  server.awaitMemory(before + 16 * 1024);
 #endif
 }
 

@@ -5,7 +5,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -147,9 +150,26 @@ std::string ServerProcess::output() {
 }
 
 void ServerProcess::awaitErrors(std::string_view text) const {
-  while (errors().find(text) == std::string::npos) {
+  await([&] { return errors().find(text) != std::string::npos; },
+        "a line with " + std::string(text));
+}
+
+// A minute is longer than any limit of a server that is tested; only a failure takes as long.
+void ServerProcess::await(const std::function<bool()>& isThere, const std::string& what) const {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!isThere()) {
+    if (std::chrono::steady_clock::now() >= end) {
+      throw std::runtime_error("The server has not come to " + what + ". It has " +
+                               std::to_string(threads()) + " threads, " +
+                               std::to_string(descriptors()) + " descriptors, " +
+                               std::to_string(status("VmRSS")) + " KiB, and said:\n" + errors());
+    }
     std::this_thread::yield();
   }
+}
+
+void ServerProcess::awaitMemory(long kibibytes) const {
+  await([&] { return status("VmRSS") <= kibibytes; }, std::to_string(kibibytes) + " KiB");
 }
 
 std::size_t ServerProcess::entriesOf(const std::string& directory) const {
@@ -158,23 +178,25 @@ std::size_t ServerProcess::entriesOf(const std::string& directory) const {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-void ServerProcess::awaitDescriptors(std::size_t count) const {
-  while (descriptors() != count) {
-    std::this_thread::yield();
-  }
+// It greets after it has said where it listens.
+std::size_t ServerProcess::descriptorsAtRest() const {
+  const RawSocket client = greetedClient();
+  return descriptors() - 1;
 }
 
-// ThreadSanitizer starts a thread of its own with a program's first one.
+void ServerProcess::awaitDescriptors(std::size_t count) const {
+  await([&] { return descriptors() == count; }, std::to_string(count) + " descriptors");
+}
+
 void ServerProcess::awaitThreads(std::size_t count) const {
 #ifdef __SANITIZE_THREAD__
-  while (threads() != count && threads() != count + 1) {
-    std::this_thread::yield();
-  }
+  // ThreadSanitizer starts a thread of its own with a program's first one.
+  constexpr std::size_t kMore = 1;
 #else
-  while (threads() != count) {
-    std::this_thread::yield();
-  }
+  constexpr std::size_t kMore = 0;
 #endif
+  await([&] { return threads() == count || threads() == count + kMore; },
+        std::to_string(count) + " threads");
 }
 
 long ServerProcess::status(const std::string& name) const {

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,15 +49,19 @@ class ServerProcess {
   /// The rest of its standard output. After wait.
   std::string output();
 
-  /// Waits until the text is in errors().
+  /// Waits until the text is in errors(). Throws after a minute.
   void awaitErrors(std::string_view text) const;
 
   /// How many descriptors are open in it, and how many threads it has.
   [[nodiscard]] std::size_t descriptors() const { return entriesOf("fd"); }
+  /// Without those that it needs to say where it listens, which it may not have closed yet.
+  [[nodiscard]] std::size_t descriptorsAtRest() const;
   [[nodiscard]] std::size_t threads() const { return entriesOf("task"); }
-  /// Waits until it has exactly that many.
+  /// Wait until it has exactly that many, or at most that much resident memory. Throw after a
+  /// minute.
   void awaitDescriptors(std::size_t count) const;
   void awaitThreads(std::size_t count) const;
+  void awaitMemory(long kibibytes) const;
   /// A number of /proc/PID/status, such as VmRSS in KiB.
   [[nodiscard]] long status(const std::string& name) const;
 
@@ -67,6 +72,7 @@ class ServerProcess {
   void start(Arguments arguments, const std::filesystem::path& home, ErrorsInto errors);
   FileDescriptor pipeForErrors(bool isFull);
   void awaitListening();
+  void await(const std::function<bool()>& isThere, const std::string& what) const;
   [[nodiscard]] std::size_t entriesOf(const std::string& directory) const;
   std::string readLine();
 
