@@ -4,44 +4,14 @@
 #include <openssl/bio.h>
 #include <openssl/ssl.h>
 
-#include <asio/ssl/context.hpp>
 #include <asio/ssl/stream_base.hpp>
 #include <memory>
-#include <stdexcept>
 #include <string>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/TlsFiles.h"
 
 namespace Ferrolink::Companions::Tcp {
-
-/// A certificate, key or authority file cannot be used. what() names it and says why.
-class TlsFileError : public std::runtime_error {
- public:
-  using std::runtime_error::runtime_error;
-};
-
-using TlsContext = std::shared_ptr<asio::ssl::context>;
-
-/// TLS 1.2 or later, without compression, renegotiation and resumption. Verifies nobody yet.
-TlsContext makeTlsContext(asio::ssl::context::method method);
-
-/// What this side shows of itself, as PEM files; a key must not need a password, and belongs to the
-/// certificate. Errors: TlsFileError.
-void useCertificate(asio::ssl::context& context, const std::string& certificateFile,
-                    const std::string& keyFile);
-
-/// Whom this side believes: the authorities in a PEM file, and no others.
-void useAuthorities(asio::ssl::context& context, const std::string& file);
-
-/// A list of certificates that authorities have revoked (PEM). Errors: TlsFileError.
-void useRevocationList(asio::ssl::context& context, const std::string& file);
-
-/// Where revocation lists were read, also from the authorities' file, demands one that is valid of
-/// each authority of a peer.
-void heedRevocationLists(asio::ssl::context& context);
-
-/// Why the own certificate is not valid now; empty where it is.
-std::string whyNotValidNow(asio::ssl::context& context);
 
 /// Demands a certificate of the peer; TlsConnection::whyPeerRefused tells what is wrong with one.
 void demandCertificate(asio::ssl::context& context);

@@ -1,35 +1,36 @@
-#include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/TlsFiles.h"
 
 #include <openssl/err.h>
+#include <openssl/ssl.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
+#include <sys/stat.h>
 
-#include <asio/error.hpp>
-#include <asio/ssl/error.hpp>
-#include <cstdint>
 #include <memory>
-#include <string_view>
+#include <system_error>
 
-// The files and the rules that TLS goes by.
 namespace Ferrolink::Companions::Tcp {
 namespace {
 
-constexpr const char* kPasswordNeeded =
-    "it is encrypted, and there is nobody to ask for its password. Give a key without one";
-
-void require(const asio::error_code& error, const std::string& what, const std::string& file) {
-  if (error) {
-    throw TlsFileError("Cannot use " + what + " '" + file + "': " + error.message() + ".");
-  }
+[[noreturn]] void refuse(const std::string& what, const std::string& file,
+                         const std::string& reason) {
+  ERR_clear_error();
+  throw TlsFileError("Cannot use the " + what + " '" + file + "': " + reason + ".");
 }
 
-asio::error_code lastError() {
-  return {static_cast<int>(ERR_get_error()), asio::error::get_ssl_category()};
+// OpenSSL's first error is the cause; the following ones say where it was met.
+std::string firstReason() {
+  const unsigned long error = ERR_peek_error();
+  if (ERR_SYSTEM_ERROR(error)) {
+    return std::system_category().message(ERR_GET_REASON(error));
+  }
+  const char* reason = ERR_reason_error_string(error);
+  return reason == nullptr ? "it is no PEM file of that kind" : reason;
 }
 
 std::string textOf(const ASN1_TIME* time) {
-  const std::unique_ptr<BIO, int (*)(BIO*)> memory(BIO_new(BIO_s_mem()), BIO_free);
-  if (!memory || ASN1_TIME_print(memory.get(), time) != 1) {
+  const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), &BIO_free);
+  if (memory == nullptr || ASN1_TIME_print(memory.get(), time) != 1) {
     return "an unknown time";
   }
   char* text = nullptr;
@@ -38,9 +39,46 @@ std::string textOf(const ASN1_TIME* time) {
 }
 
 // Without a callback OpenSSL would ask for a key's password on the terminal.
-std::string nobodyKnowsThePassword(std::size_t /*length*/,
-                                   asio::ssl::context::password_purpose /*purpose*/) {
-  return {};
+int noteQuestion(char* /*room*/, int /*size*/, int /*writing*/, void* wasAsked) {
+  if (wasAsked != nullptr) {
+    *static_cast<bool*>(wasAsked) = true;
+  }
+  return -1;
+}
+
+// Notes whether a password is asked for. The context has this callback already, with nothing to
+// note.
+class PasswordQuestions {
+ public:
+  explicit PasswordQuestions(SSL_CTX* context) : m_context(context) {
+    SSL_CTX_set_default_passwd_cb_userdata(context, &m_wereAsked);
+  }
+  PasswordQuestions(const PasswordQuestions&) = delete;
+  PasswordQuestions& operator=(const PasswordQuestions&) = delete;
+  ~PasswordQuestions() { SSL_CTX_set_default_passwd_cb_userdata(m_context, nullptr); }
+
+  [[nodiscard]] bool wereAsked() const { return m_wereAsked; }
+
+ private:
+  SSL_CTX* const m_context;
+  bool m_wereAsked = false;
+};
+
+void useKey(SSL_CTX* context, const std::string& certificateFile, const std::string& keyFile) {
+  const PasswordQuestions questions(context);
+  const bool isRead = SSL_CTX_use_PrivateKey_file(context, keyFile.c_str(), SSL_FILETYPE_PEM) == 1;
+  if (questions.wereAsked()) {
+    refuse("key", keyFile, "it needs a password; store it without one");
+  }
+  // A key of the certificate's kind is compared as it is read, one of another kind only on demand.
+  const bool fits = isRead ? SSL_CTX_check_private_key(context) == 1
+                           : ERR_GET_REASON(ERR_peek_last_error()) != X509_R_KEY_VALUES_MISMATCH;
+  if (!fits) {
+    refuse("key", keyFile, "it does not fit the certificate '" + certificateFile + "'");
+  }
+  if (!isRead) {
+    refuse("key", keyFile, firstReason());
+  }
 }
 
 }  // namespace
@@ -52,36 +90,25 @@ TlsContext makeTlsContext(asio::ssl::context::method method) {
   SSL_CTX_set_options(native, SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_TICKET);
   SSL_CTX_set_num_tickets(native, 0);
   SSL_CTX_set_session_cache_mode(native, SSL_SESS_CACHE_OFF);
-  context->set_password_callback(nobodyKnowsThePassword);
+  SSL_CTX_set_default_passwd_cb(native, noteQuestion);
   return context;
 }
 
 void useCertificate(asio::ssl::context& context, const std::string& certificateFile,
                     const std::string& keyFile) {
-  asio::error_code error;
-  context.use_certificate_chain_file(certificateFile, error);
-  require(error, "the certificate", certificateFile);
-  bool passwordAsked = false;
-  context.set_password_callback([&passwordAsked](std::size_t, auto) {
-    passwordAsked = true;
-    return std::string();
-  });
-  context.use_private_key_file(keyFile, asio::ssl::context::pem, error);
-  context.set_password_callback(nobodyKnowsThePassword);
-  if (error && passwordAsked) {
-    throw TlsFileError("Cannot use the key '" + keyFile + "': " + kPasswordNeeded + ".");
+  ERR_clear_error();
+  SSL_CTX* native = context.native_handle();
+  if (SSL_CTX_use_certificate_chain_file(native, certificateFile.c_str()) != 1) {
+    refuse("certificate", certificateFile, firstReason());
   }
-  // A key of another kind than the certificate's is noticed by the second question alone.
-  if (!error && SSL_CTX_check_private_key(context.native_handle()) != 1) {
-    error = lastError();
-  }
-  require(error, "the key", keyFile);
+  useKey(native, certificateFile, keyFile);
 }
 
 void useAuthorities(asio::ssl::context& context, const std::string& file) {
-  asio::error_code error;
-  context.load_verify_file(file, error);
-  require(error, "the authorities", file);
+  ERR_clear_error();
+  if (SSL_CTX_load_verify_file(context.native_handle(), file.c_str()) != 1) {
+    refuse("authorities", file, firstReason());
+  }
 }
 
 void useRevocationList(asio::ssl::context& context, const std::string& file) {
@@ -89,8 +116,7 @@ void useRevocationList(asio::ssl::context& context, const std::string& file) {
   X509_STORE* store = SSL_CTX_get_cert_store(context.native_handle());
   X509_LOOKUP* lookup = X509_STORE_add_lookup(store, X509_LOOKUP_file());
   if (lookup == nullptr || X509_load_crl_file(lookup, file.c_str(), X509_FILETYPE_PEM) < 1) {
-    require(lastError(), "the revocation list", file);
-    throw TlsFileError("Cannot use the revocation list '" + file + "': there is none in it.");
+    refuse("revocation list", file, firstReason());
   }
 }
 
@@ -119,6 +145,23 @@ std::string whyNotValidNow(asio::ssl::context& context) {
     return "it is valid from " + textOf(first) + " on";
   }
   return {};
+}
+
+std::string fileStamp(const std::string& path) {
+  struct stat status {};
+  if (path.empty() || stat(path.c_str(), &status) != 0) {
+    return {};
+  }
+  std::string stamp;
+  for (const auto number :
+       {static_cast<long long>(status.st_dev), static_cast<long long>(status.st_ino),
+        static_cast<long long>(status.st_size), static_cast<long long>(status.st_mtim.tv_sec),
+        static_cast<long long>(status.st_mtim.tv_nsec),
+        static_cast<long long>(status.st_ctim.tv_sec),
+        static_cast<long long>(status.st_ctim.tv_nsec)}) {
+    stamp += std::to_string(number) + " ";
+  }
+  return stamp;
 }
 
 }  // namespace Ferrolink::Companions::Tcp

@@ -1,29 +1,8 @@
 #include "companions/tcp/server/ServerTls.h"
 
-#include <sys/stat.h>
-
 #include <utility>
 
 namespace Ferrolink::Companions::Tcp::Server {
-namespace {
-
-// What tells a file from another one of the same name.
-std::string stampOf(const std::string& path) {
-  struct stat status {};
-  if (path.empty() || stat(path.c_str(), &status) != 0) {
-    return {};
-  }
-  std::string stamp;
-  for (const auto number :
-       {static_cast<long long>(status.st_dev), static_cast<long long>(status.st_ino),
-        static_cast<long long>(status.st_size), static_cast<long long>(status.st_mtim.tv_sec),
-        static_cast<long long>(status.st_mtim.tv_nsec)}) {
-    stamp += std::to_string(number) + " ";
-  }
-  return stamp;
-}
-
-}  // namespace
 
 ServerTls::ServerTls(const ServerOptions& options, const Events& events)
     : m_options(options), m_events(events), m_stamps(stamps()), m_context(read()) {}
@@ -68,8 +47,8 @@ TlsContext ServerTls::read() const {
 }
 
 std::vector<std::string> ServerTls::stamps() const {
-  return {stampOf(m_options.certificate), stampOf(m_options.key),
-          stampOf(m_options.clientAuthorities), stampOf(m_options.revocationList)};
+  return {fileStamp(m_options.certificate), fileStamp(m_options.key),
+          fileStamp(m_options.clientAuthorities), fileStamp(m_options.revocationList)};
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

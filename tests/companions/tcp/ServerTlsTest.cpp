@@ -219,11 +219,9 @@ TEST_F(TcpServerTls, SaysWhatIsWrongWithItsOwnCertificateAndKey) {
   const Certificate locked = certified(wish);
   EXPECT_EQ(startWith(certificate, other),
             "ferrolink-server: Cannot use the key '" + other.keyFile() +
-                "': key values mismatch (x509 certificate routines).\n");
-  EXPECT_EQ(startWith(locked, locked),
-            "ferrolink-server: Cannot use the key '" + locked.keyFile() +
-                "': it is encrypted, and there is nobody to ask for its password. Give a key "
-                "without one.\n");
+                "': it does not fit the certificate '" + certificate.file() + "'.\n");
+  EXPECT_EQ(startWith(locked, locked), "ferrolink-server: Cannot use the key '" + locked.keyFile() +
+                                           "': it needs a password; store it without one.\n");
   wish = {};
   wish.firstSecond = -7200;
   wish.lastSecond = -3600;

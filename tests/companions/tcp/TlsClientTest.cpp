@@ -166,10 +166,9 @@ TEST_F(TcpTlsClient, TellsWhatIsWrongWithItsOwnCertificate) {
             refused("key", old.keyFile(),
                     "it does not fit the certificate '" + m_certificate.file() + "'"));
   EXPECT_THAT(said(old.file(), old.keyFile()),
-              HasSubstr("Cannot use the certificate '" + old.file() + "': it has expired at "));
-  EXPECT_THAT(
-      said(young.file(), young.keyFile()),
-      HasSubstr("Cannot use the certificate '" + young.file() + "': it is not valid before "));
+              HasSubstr("Cannot use the certificate '" + old.file() + "': it was valid until "));
+  EXPECT_THAT(said(young.file(), young.keyFile()),
+              HasSubstr("Cannot use the certificate '" + young.file() + "': it is valid from "));
   EXPECT_EQ(said("/nowhere", old.keyFile()),
             refused("certificate", "/nowhere", "No such file or directory"));
   EXPECT_THAT(said(m_certificate.file(), m_certificate.file()),
