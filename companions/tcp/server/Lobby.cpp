@@ -20,11 +20,11 @@ namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
 // A last answer is lost where the connection is closed before the client has taken it, or while it
-// still sends. These are how long a client may be silent meanwhile, how long it may take
-// altogether, and the same for clients that merely have to notice that the server goes away.
+// still sends. These are how long a client may be silent meanwhile, the same for clients that
+// merely have to notice that the server goes away, and how long a client may take altogether.
 constexpr std::chrono::seconds kSilence{5};
+constexpr std::chrono::seconds kShortSilence{1};
 constexpr std::chrono::seconds kFarewell{60};
-constexpr std::chrono::seconds kShortFarewell{1};
 
 // What one client may make the loop read before others get their turn.
 constexpr int kReadsATurn = 16;
@@ -259,7 +259,7 @@ void Lobby::drain(const SeatPointer& seat) {
     leave(seat);
     return;
   }
-  limit(seat, std::min(seat->lastMoment, Clock::now() + kSilence));
+  limitSilence(seat);
   watch(seat, POLLIN);
 }
 
@@ -287,10 +287,17 @@ void Lobby::startWaiting(const SeatPointer& seat) {
 void Lobby::startLeaving(const SeatPointer& seat) {
   seat->stage = Stage::Leaving;
   seat->connection().socket().endWriting();
-  const auto most = m_goesAway ? Clock::now() + kShortFarewell : Clock::now() + kFarewell;
-  seat->lastMoment = std::min(seat->lastMoment, most);
-  limit(seat, std::min(seat->lastMoment, Clock::now() + kSilence));
+  const std::chrono::milliseconds most =
+      m_goesAway ? std::min<std::chrono::milliseconds>(kFarewell, m_options.shutdownGrace)
+                 : kFarewell;
+  seat->lastMoment = std::min(seat->lastMoment, Clock::now() + most);
+  limitSilence(seat);
   watch(seat, POLLIN);
+}
+
+void Lobby::limitSilence(const SeatPointer& seat) {
+  const auto silence = m_goesAway ? kShortSilence : kSilence;
+  limit(seat, std::min(seat->lastMoment, Clock::now() + silence));
 }
 
 void Lobby::watch(const SeatPointer& seat, short events) {

@@ -71,6 +71,7 @@ class Lobby {
   void sayGoodbye(const SeatPointer& seat, const std::string& why);
   void startWaiting(const SeatPointer& seat);
   void startLeaving(const SeatPointer& seat);
+  void limitSilence(const SeatPointer& seat);
 
   void watch(const SeatPointer& seat, short events);
   void limit(const SeatPointer& seat, Clock::time_point end);

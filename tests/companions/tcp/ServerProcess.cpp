@@ -189,14 +189,7 @@ void ServerProcess::awaitDescriptors(std::size_t count) const {
 }
 
 void ServerProcess::awaitThreads(std::size_t count) const {
-#ifdef __SANITIZE_THREAD__
-  // ThreadSanitizer starts a thread of its own with a program's first one.
-  constexpr std::size_t kMore = 1;
-#else
-  constexpr std::size_t kMore = 0;
-#endif
-  await([&] { return threads() == count || threads() == count + kMore; },
-        std::to_string(count) + " threads");
+  await([&] { return threads() == count; }, std::to_string(count) + " threads");
 }
 
 long ServerProcess::status(const std::string& name) const {
