@@ -181,8 +181,9 @@ void PatientSocket::cut() {
 }
 
 void PatientSocket::moved(std::size_t bytes) {
-  if (m_deadline) {
-    *m_deadline += m_perByte * static_cast<std::chrono::nanoseconds::rep>(bytes);
+  if (m_deadline && m_perByte.count() > 0) {
+    const auto bought = m_perByte * static_cast<std::chrono::nanoseconds::rep>(bytes);
+    m_deadline = std::min(*m_deadline + bought, Clock::now() + m_progress);
   }
 }
 

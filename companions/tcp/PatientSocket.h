@@ -36,12 +36,17 @@ class PatientSocket {
   /// A new socket for endpoints of that kind. Errors: std::system_error.
   static PatientSocket open(const asio::ip::tcp& protocol);
 
-  /// Every operation ends at that moment at the latest; without one, they do not. Each byte that
-  /// moves puts the moment off by `perByte`.
-  void waitUntil(std::optional<Clock::time_point> deadline,
-                 std::chrono::nanoseconds perByte = std::chrono::nanoseconds(0)) {
+  /// Every operation ends at that moment at the latest; without one, they do not.
+  void waitUntil(std::optional<Clock::time_point> deadline) {
     m_deadline = deadline;
+    m_perByte = std::chrono::nanoseconds(0);
+  }
+  /// Every operation ends `progress` from now. Each byte that moves puts that moment off by
+  /// `perByte`, but never further than to `progress` after the byte.
+  void waitWhileItFlows(std::chrono::milliseconds progress, std::chrono::nanoseconds perByte) {
+    m_deadline = Clock::now() + progress;
     m_perByte = perByte;
+    m_progress = progress;
   }
   /// Each wait for a byte to come, or for room for one, ends after that time.
   void waitAtMost(std::optional<std::chrono::milliseconds> silence) { m_silence = silence; }
@@ -87,6 +92,7 @@ class PatientSocket {
   FileDescriptor m_socket;
   std::optional<Clock::time_point> m_deadline;
   std::chrono::nanoseconds m_perByte{0};
+  std::chrono::milliseconds m_progress{0};  ///< of use where m_perByte is not 0
   std::optional<std::chrono::milliseconds> m_silence;
   int m_abort = -1;
   bool m_dontWait = false;

@@ -78,13 +78,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Tcp::Server::Greeter greeter(options.usesTls());
   if (greeter.advance(*connection) == Tcp::Server::Greeter::State::Greeted) {
     static const Tcp::Server::Departure departure;
+    static const Tcp::Server::Crowd crowd(1);
     static Tcp::Server::ServerLog log({});
     static Tcp::Server::Metrics metrics;
     static const Tcp::Server::Events events(log, metrics);
     Tcp::Server::MemoryBudget memory(kMemory);
     {
       Tcp::Server::Session session({std::move(connection), "a client"},
-                                   {options, member(), memory, departure, events});
+                                   {options, member(), memory, departure, crowd, events});
       session.run();
     }
     require(memory.used() == 0, "a session gives its memory back");

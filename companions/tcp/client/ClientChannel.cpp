@@ -41,27 +41,6 @@ std::string limitOf(const Line& line, std::size_t length) {
   return FrameTooLong(length, line.connection->limit()).what();
 }
 
-// What the server says in place of a response.
-[[noreturn]] void failWithAnswer(const Peer& server, const Frame& answer) {
-  const std::string text = serverText(answer.bytes);
-  switch (answer.header.status) {
-    case Wire::Status::NotBegun:
-    case Wire::Status::FinalNotBegun:
-      throw ClientFailure(ClientError::NotBegun,
-                          server.name() + " has not begun the command, which was not executed: " +
-                              (text.empty() ? "it gives no reason." : text),
-                          Wire::endsConnection(answer.header.status));
-    case Wire::Status::TimeOver:
-      fail(ClientError::TimeOver, "The time of the command was over before " + server.name() +
-                                      " began it. The command was not executed.");
-    default:
-      throw std::runtime_error(text.empty() ? server.name() +
-                                                  " has failed and gives no reason. The command "
-                                                  "may have been executed."
-                                            : text);
-  }
-}
-
 }  // namespace
 
 struct ClientChannel::Call {
@@ -137,19 +116,26 @@ void ClientChannel::carryOutAnew(Call& call) {
                                    ". The command was not sent. Use a target with TLS.");
   }
   call.time.limitUnlessOwn(settings->callTimeout);
-  failIfOver(call.time, m_endpoint);
   const std::size_t count = settings->servers.size();
   const std::size_t first = m_server.load(std::memory_order_relaxed) % count;
   std::string failures;
   for (std::size_t tried = 1;; ++tried) {
     const std::size_t server = (first + tried - 1) % count;
+    bool isReached = false;
     try {
-      Line line{dial(settings->servers[server], *settings, *m_kind.secure, call.time.end()),
+      failIfOver(call.time, settings->servers[server]);
+      Line line{dial(settings->servers[server], *settings, *m_kind.secure, call.time.end(),
+                     count - tried + 1),
                 settings, server};
       m_server.store(server, std::memory_order_relaxed);
+      isReached = true;
       carryOutOn(std::move(line), call);
       return;
     } catch (const ClientFailure& failure) {
+      if (!isReached) {
+        // The next command begins with another one.
+        m_server.store((server + 1) % count, std::memory_order_relaxed);
+      }
       failures += "\n" + failure.text();
       if (count == 1 || !failure.leavesOthersToTry()) {
         throw;

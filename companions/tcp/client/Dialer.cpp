@@ -9,6 +9,7 @@
 
 #include "companions/tcp/client/ClientError.h"
 #include "companions/tcp/client/HostLookup.h"
+#include "companions/tcp/client/ServerText.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
@@ -21,6 +22,7 @@ constexpr const char* kNotSent = " The command was not sent.";
 struct Call {
   const Peer& server;
   const ClientSettings& settings;
+  Clock::time_point start;
   Clock::time_point deadline;
   bool isOfCommand;  ///< the deadline is the end of the command's time
 };
@@ -38,7 +40,8 @@ struct Call {
       fail(ClientError::TimeOver, "The time of the command was over before " + call.server.name() +
                                       " was reached." + kNotSent);
     }
-    reason = "it took longer than " + std::to_string(call.settings.connectTimeout.count()) + " ms";
+    const auto time = std::chrono::ceil<std::chrono::milliseconds>(call.deadline - call.start);
+    reason = "it took longer than " + std::to_string(time.count()) + " ms";
   } else if (error == asio::error::eof) {
     reason = "it was closed without a greeting";
   }
@@ -61,6 +64,21 @@ std::vector<asio::ip::address> addressesOf(const Call& call) {
   return {address};
 }
 
+PatientSocket connected(const asio::ip::tcp::endpoint& endpoint, const ClientSettings& settings,
+                        Clock::time_point end) {
+  PatientSocket socket = PatientSocket::open(endpoint.protocol());
+  socket.waitUntil(end);
+  asio::error_code error;
+  socket.connect(endpoint, error);
+  if (!error) {
+    socket.tune(settings.unacknowledgedTimeout, error);
+  }
+  if (error) {
+    throw std::system_error(error);
+  }
+  return socket;
+}
+
 // An address that does not answer leaves the others their share of the time.
 PatientSocket connected(const Call& call) {
   asio::error_code error;
@@ -68,17 +86,14 @@ PatientSocket connected(const Call& call) {
   long left = static_cast<long>(addresses.size());
   for (const asio::ip::address& address : addresses) {
     const asio::ip::tcp::endpoint endpoint(address, call.server.port);
-    PatientSocket socket = PatientSocket::open(endpoint.protocol());
     const auto now = Clock::now();
-    socket.waitUntil(left == 1 ? call.deadline : now + (call.deadline - now) / left);
-    error.clear();
-    socket.connect(endpoint, error);
-    if (!error) {
-      socket.tune(call.settings.unacknowledgedTimeout, error);
-    }
-    if (!error) {
+    const auto end = left == 1 ? call.deadline : now + (call.deadline - now) / left;
+    try {
+      PatientSocket socket = connected(endpoint, call.settings, end);
       socket.waitUntil(call.deadline);
       return socket;
+    } catch (const std::system_error& failure) {
+      error = failure.code();
     }
     --left;
   }
@@ -107,21 +122,42 @@ void greet(Connection& connection, const Peer& server) {
   if (answer[Wire::kGreetingKind] != welcome[Wire::kGreetingKind]) {
     refuse("greets like a client", "Correct address and port.");
   }
-  if (connection.unread() != 0) {
-    refuse("says more than its greeting before it is asked", "Correct address and port.");
+}
+
+// A server that does not want this client's commands says so right behind its greeting.
+void hearRefusal(Connection& connection, const Peer& server) {
+  if (connection.unread() == 0) {
+    return;
   }
+  Frame answer;
+  try {
+    connection.receive(answer);
+  } catch (const std::exception&) {
+    answer.header = {};
+  }
+  if (answer.header.status == Wire::Status::FinalNotBegun && answer.header.number == 1) {
+    failWithAnswer(server, answer);
+  }
+  fail(ClientError::NoFerrolinkPeer, server.name() +
+                                         " says more than its greeting before it is asked." +
+                                         kNotSent + " Correct address and port.");
 }
 
 }  // namespace
 
 std::unique_ptr<Connection> dial(const Peer& server, const ClientSettings& settings, Secure& secure,
-                                 std::optional<Clock::time_point> end) {
-  const Clock::time_point usual = Clock::now() + settings.connectTimeout;
-  const bool isOfCommand = end && *end < usual;
-  const Call call{server, settings, isOfCommand ? *end : usual, isOfCommand};
+                                 std::optional<Clock::time_point> end, std::size_t servers) {
+  const Clock::time_point start = Clock::now();
+  Call call{server, settings, start, start + settings.connectTimeout, false};
+  if (end) {
+    const Clock::time_point share = start + (*end - start) / static_cast<long>(servers);
+    call.isOfCommand = share < call.deadline && servers == 1;
+    call.deadline = std::min(call.deadline, share);
+  }
   try {
     auto connection = secure(connected(call), settings, server);
     greet(*connection, server);
+    hearRefusal(*connection, server);
     connection->socket().waitUntil(std::nullopt);
     return connection;
   } catch (const std::system_error& error) {

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <stdexcept>
+
+#include "companions/tcp/client/ClientError.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
@@ -67,6 +70,26 @@ std::string serverText(std::span<const std::uint8_t> bytes) {
     bytes = bytes.subspan(std::max<std::size_t>(size, 1));
   }
   return text;
+}
+
+void failWithAnswer(const Peer& server, const Frame& answer) {
+  const std::string text = serverText(answer.bytes);
+  switch (answer.header.status) {
+    case Wire::Status::NotBegun:
+    case Wire::Status::FinalNotBegun:
+      throw ClientFailure(ClientError::NotBegun,
+                          server.name() + " has not begun the command, which was not executed: " +
+                              (text.empty() ? "it gives no reason." : text),
+                          Wire::endsConnection(answer.header.status));
+    case Wire::Status::TimeOver:
+      fail(ClientError::TimeOver, "The time of the command was over before " + server.name() +
+                                      " began it. The command was not executed.");
+    default:
+      throw std::runtime_error(text.empty() ? server.name() +
+                                                  " has failed and gives no reason. The command "
+                                                  "may have been executed."
+                                            : text);
+  }
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Client

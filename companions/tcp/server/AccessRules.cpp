@@ -101,10 +101,11 @@ bool AccessRules::needCertificates() const {
   });
 }
 
+// A certificate's subject may have types in mixed case, such as emailAddress.
 bool AccessRules::names(const Rule& rule, const ClientIdentity& identity) {
+  const std::string subject = canonicalName("subject:" + identity.subject);
   return std::any_of(rule.clients.begin(), rule.clients.end(), [&](const std::string& name) {
-    return name == kEverybody ||
-           (!identity.subject.empty() && name == "subject:" + identity.subject) ||
+    return name == kEverybody || (!subject.empty() && name == subject) ||
            std::find(identity.names.begin(), identity.names.end(), name) != identity.names.end();
   });
 }

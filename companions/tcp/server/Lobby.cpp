@@ -13,6 +13,7 @@
 
 #include "companions/tcp/TlsConnection.h"
 #include "companions/tcp/server/ClientIdentity.h"
+#include "companions/tcp/server/CommandGate.h"
 #include "companions/tcp/server/Greeter.h"
 #include "companions/tcp/server/Refusals.h"
 
@@ -28,6 +29,25 @@ constexpr std::chrono::seconds kFarewell{60};
 
 // What one client may make the loop read before others get their turn.
 constexpr int kReadsATurn = 16;
+
+// Longer than the name of any handler and what precedes it.
+constexpr std::size_t kBeginning = 512;
+
+// What has come of the command whose header waits: enough for the name of its handler, if it came
+// along with the header.
+std::span<const std::uint8_t> beginningOfCommand(Connection& connection,
+                                                 std::span<std::uint8_t> room) {
+  Wire::FrameHeader header;
+  try {
+    connection.receiveHeader(header);
+  } catch (const FrameTooLong&) {
+    return {};
+  }
+  const auto beginning =
+      room.first(std::min({room.size(), connection.unread(), std::size_t{header.length}}));
+  connection.receiveBytes(beginning);
+  return beginning;
+}
 
 // Null where the client has shown none; otherwise it has been verified.
 const X509* certificateOf(Connection& connection) {
@@ -91,15 +111,13 @@ void Lobby::await(Guest guest) {
 }
 
 void Lobby::refuse(Guest guest, const std::string& why, Refusal kind) {
+  std::array<std::uint8_t, kBeginning> room{};
   try {
-    Wire::FrameHeader header;
-    guest.connection->receiveHeader(header);
-  } catch (const FrameTooLong&) {  // NOLINT(bugprone-empty-catch): it is not read anyway
+    m_events.notBegun(guest, handlerOf(beginningOfCommand(*guest.connection, room)), why, kind);
   } catch (const std::system_error& error) {
     m_events.broke(guest, error.code().message());
     return;
   }
-  m_events.notBegun(guest, {}, why, kind);
   sayGoodbye(std::move(guest), why);
 }
 

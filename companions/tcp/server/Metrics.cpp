@@ -60,6 +60,9 @@ Metrics::Handler& Metrics::handlerOf(std::string_view name, CallResult result) {
   if (Handler* known = slot.load(std::memory_order_acquire)) {
     return *known;
   }
+  if (m_full) {
+    return *m_other;
+  }
   // A label must not appear twice in the text.
   const bool taken = label == m_other->label ||
                      std::any_of(m_owned.begin(), m_owned.end(),

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <asio/post.hpp>
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <memory>
 #include <system_error>
@@ -58,12 +57,13 @@ Server::Server(const ServerOptions& options, const Member& member, Operations op
                const FileDescriptor& listener)
     : m_options(options),
       m_operations(operations),
-      m_surroundings{options, member, operations.memory, m_departure, operations.events},
+      m_crowd(options.mostConnections),
+      m_surroundings{options, member, operations.memory, m_departure, m_crowd, operations.events},
       m_mostOpen(mostOpen(options)),
       m_tls(options, operations.events),
       m_acceptor(m_context),
       m_signals(m_context, SIGTERM, SIGINT),
-      m_hangUp(m_context, SIGHUP),
+      m_hangUp(m_context, [this] { reload(); }),
       m_pause(m_context),
       m_fileCheck(m_context),
       m_trim(m_context),
@@ -105,31 +105,22 @@ std::string Server::address() const {
   return nameOf(m_acceptor.local_endpoint());
 }
 
+bool Server::isReachableFromOutside() const {
+  return !m_acceptor.local_endpoint().address().is_loopback();
+}
+
 void Server::run() {
   m_signals.async_wait([this](const asio::error_code& error, int) {
     if (!error) {
       drain();
     }
   });
-  hearSignals();
   watchFiles();
   accept();
   m_operations.readiness.becomeReady();
   m_operations.manager.notifyReady();
   m_context.run();
   m_operations.events.drained();
-  // SIGHUP never ends the process.
-  m_hangUp.clear();
-  std::signal(SIGHUP, SIG_IGN);
-}
-
-void Server::hearSignals() {
-  m_hangUp.async_wait([this](const asio::error_code& error, int) {
-    if (!error) {
-      reload();
-      hearSignals();
-    }
-  });
 }
 
 // A server that drains is not ready any more.
@@ -149,7 +140,8 @@ void Server::watchFiles() {
   }
   m_fileCheck.expires_after(kFileCheck);
   m_fileCheck.async_wait([this](const asio::error_code& error) {
-    if (!error) {
+    // A handler that was due already is not cancelled any more.
+    if (!error && !m_departure.hasBegun()) {
       m_tls.readAgainIfChanged();
       watchFiles();
     }
@@ -229,12 +221,14 @@ void Server::call(Guest guest) {
     return;
   }
   guest.isKnown = true;
+  m_crowd.enter();
   const auto session = m_sessions.emplace(m_sessions.end(), std::move(guest), *this);
   try {
     session->thread = std::thread(&Server::serve, this, session);
-  } catch (const std::system_error&) {
+  } catch (const std::exception&) {
     Guest refused = session->session.takeGuest();
     m_sessions.erase(session);
+    m_crowd.leave();
     m_lobby.refuse(std::move(refused), Refusals::kNoThread, Refusal::Busy);
   }
 }
@@ -252,6 +246,7 @@ void Server::finish(Sessions::iterator session) {
   Guest guest = session->session.takeGuest();
   const Session::End end = session->end;
   m_sessions.erase(session);
+  m_crowd.leave();
   giveMemoryBack();
   try {
     goOn(std::move(guest), end);
@@ -316,7 +311,7 @@ void Server::drain() {
 }
 
 void Server::end() {
-  m_hangUp.cancel();
+  m_hangUp.ignore();
   m_pause.cancel();
   m_fileCheck.cancel();
   m_trim.cancel();

@@ -13,8 +13,10 @@
 #include <thread>
 #include <utility>
 
+#include "companions/tcp/server/Crowd.h"
 #include "companions/tcp/server/Departure.h"
 #include "companions/tcp/server/Events.h"
+#include "companions/tcp/server/HangUpSignal.h"
 #include "companions/tcp/server/Lobby.h"
 #include "companions/tcp/server/Member.h"
 #include "companions/tcp/server/MemoryBudget.h"
@@ -48,6 +50,8 @@ class Server {
 
   /// Where it listens, with the real port.
   [[nodiscard]] std::string address() const;
+  /// Whether other machines can connect.
+  [[nodiscard]] bool isReachableFromOutside() const;
 
   /// Until SIGTERM or SIGINT has come, the time to drain is over and the last connection has ended.
   /// From its beginning until the signal it is ready, and says so. Where commands do not end
@@ -69,7 +73,6 @@ class Server {
 
   void listen();
   void adopt(const FileDescriptor& listener);
-  void hearSignals();
   void reload();
   void watchFiles();
 
@@ -91,6 +94,7 @@ class Server {
   const ServerOptions& m_options;
   const Operations m_operations;
   Departure m_departure;
+  Crowd m_crowd;
   const Surroundings m_surroundings;
   const std::size_t m_mostOpen;
   ServerTls m_tls;
@@ -98,7 +102,7 @@ class Server {
   asio::io_context m_context;
   asio::ip::tcp::acceptor m_acceptor;
   asio::signal_set m_signals;
-  asio::signal_set m_hangUp;
+  HangUpSignal m_hangUp;
   asio::steady_timer m_pause;
   asio::steady_timer m_fileCheck;
   asio::steady_timer m_trim;

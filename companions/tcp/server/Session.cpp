@@ -19,8 +19,10 @@ namespace Header = Native::Definitions::CommandHeader;
 
 using Clock = PatientSocket::Clock;
 
-// How long a session keeps its thread and its slot without a command.
+// How long a session keeps its thread and its slot without a command, and how long while others
+// need slots.
 constexpr std::chrono::milliseconds kStay{1000};
+constexpr std::chrono::milliseconds kShortStay{10};
 
 // A peer that moves bytes more slowly than 4 KiB a second gets no more time for them than for none.
 constexpr std::chrono::nanoseconds kPerByte{1'000'000'000 / 4096};
@@ -60,7 +62,12 @@ Session::End Session::run() {
 }
 
 Session::End Session::serve() {
-  const Member::ThreadStay stay(m_around.member);
+  std::optional<Member::ThreadStay> stay;
+  try {
+    stay.emplace(m_around.member);
+  } catch (const std::exception& error) {
+    return refuseFirst(error.what());
+  }
   for (;;) {
     Next next = awaitHeader();
     if (next == Next::Frame) {
@@ -81,10 +88,20 @@ Session::End Session::serve() {
   }
 }
 
-// Each wait ends after `progress`, and the whole of a frame not much later unless its bytes flow.
+// The command whose header has come, which the runtime cannot execute on this thread.
+Session::End Session::refuseFirst(const std::string& why) {
+  Wire::FrameHeader header;
+  m_connection.receiveHeader(header);
+  m_connection.nextNumber();
+  refuse("The runtime does not take the server's thread: " + why + " The command was not executed.",
+         Refusal::Busy);
+  return End::Answered;
+}
+
+// Bytes that flow keep a frame going, but none buys more than `progress` in advance.
 void Session::limitBy(std::chrono::milliseconds progress) {
   m_connection.socket().waitAtMost(progress);
-  m_connection.socket().waitUntil(Clock::now() + progress, kPerByte);
+  m_connection.socket().waitWhileItFlows(progress, kPerByte);
 }
 
 Session::Next Session::awaitHeader() {
@@ -92,7 +109,8 @@ Session::Next Session::awaitHeader() {
   if (m_connection.unread() == 0) {
     m_connection.socket().waitUntil(std::nullopt);
     const auto idle = m_around.options.idleTimeout;
-    m_connection.socket().waitAtMost(idle.count() == 0 ? kStay : std::min(kStay, idle));
+    const auto stay = m_around.crowd.isDense() ? kShortStay : kStay;
+    m_connection.socket().waitAtMost(idle.count() == 0 ? stay : std::min(stay, idle));
     m_connection.readAhead(error);
     if (error == asio::error::timed_out) {
       return Next::Idle;

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/server/Crowd.h"
 #include "companions/tcp/server/Departure.h"
 #include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/FrameBuffer.h"
@@ -23,6 +24,7 @@ struct Surroundings {
   const Member& member;
   MemoryBudget& memory;
   const Departure& departure;
+  const Crowd& crowd;
   const Events& events;
 };
 
@@ -63,6 +65,7 @@ class Session {
   };
 
   End serve();
+  End refuseFirst(const std::string& why);
   Next awaitHeader();
   Next answerNext();
   Next receiveCommand(const Wire::FrameHeader& header);

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <functional>
 #include <iostream>
@@ -28,6 +29,16 @@ using Ferrolink::Companions::FileDescriptor;
 constexpr int kFailure = 1;
 constexpr int kWrongUsage = 2;
 
+// A JVM that starts is visible before threads may attach to it.
+std::function<std::optional<Metrics::Heap>()> heapOnceStarted(const Readiness& readiness) {
+  return [&readiness]() -> std::optional<Metrics::Heap> {
+    if (readiness.state() == Readiness::State::Starting) {
+      return std::nullopt;
+    }
+    return jvmHeap();
+  };
+}
+
 void serve(const ServerOptions& options, ServiceManager& manager) {
   // What comes first ends last: the log hears of all others, and the metrics ask them.
   ServerLog log({.format = options.logFormat, .access = options.accessLog});
@@ -37,7 +48,7 @@ void serve(const ServerOptions& options, ServiceManager& manager) {
   Metrics metrics({.bufferBytes = [&] { return memory.used(); },
                    .logLinesLost = [&] { return log.lost(); },
                    .isReady = [&] { return readiness.isReady(); },
-                   .heap = hasJvm ? std::function<std::optional<Metrics::Heap>()>(jvmHeap)
+                   .heap = hasJvm ? heapOnceStarted(readiness)
                                   : std::function<std::optional<Metrics::Heap>()>()});
   const Events events(log, metrics);
   std::optional<AdminServer> admin;
@@ -49,7 +60,7 @@ void serve(const ServerOptions& options, ServiceManager& manager) {
   const FileDescriptor listener = manager.takeListener();
   const Member member(options);
   Server server(options, member, {events, memory, readiness, manager}, listener);
-  if (!options.listen.address().is_loopback() && options.clientAuthorities.empty()) {
+  if (server.isReachableFromOutside() && options.clientAuthorities.empty()) {
     printLine(STDERR_FILENO,
               "whoever reaches this address may call the handlers; --tls-client-ca FILE would ask "
               "who it is");
@@ -65,6 +76,9 @@ int main(int argc, char** argv) {
   try {
     // The server takes it later; a JVM leaves alone what is ignored.
     std::signal(SIGHUP, SIG_IGN);
+    // The members would write their errors to standard error as well, and wait until somebody reads
+    // them. Their log file has all of them.
+    setenv("FERROLINK_LOGGING_LEVEL", "off", 0);
     ServiceManager manager;
     const ServerOptions options = parseOptions(argc, argv);
     if (options.help) {

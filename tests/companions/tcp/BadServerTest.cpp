@@ -143,4 +143,15 @@ TEST(TcpBadServer, KeepsNobodyFromAProperOne) {
   other.join();
 }
 
+TEST(TcpBadServer, MayRefuseAClientRightBehindTheirGreeting) {
+  FakeServer server([](const Port& port) {
+    RawSocket client = port.accept();
+    client.receive(8);
+    client.send(std::string(kWelcome) + frame("no rule names you", 1, 4)).endWriting();
+    client.receiveAll();
+  });
+  EXPECT_EQ(exchange(*channelTo(server.number()), "1"),
+            notBegun(server.name(), "no rule names you"));
+}
+
 }  // namespace FerrolinkTest

@@ -90,6 +90,16 @@ TEST(TcpEndpoint, IsServedByTheNextServerWhereNothingWasExecuted) {
   EXPECT_EQ(exchange(*channel, "3"), "again");
 }
 
+TEST(TcpEndpoint, LeavesEachServerItsShareOfTheTime) {
+  const Port silent;
+  silent.listen();
+  FakeServer server(answering("in time", 2));
+  configure(kAddress, R"("callTimeoutMs": 1000, "connectTimeoutMs": 10000, "connect": [)" +
+                          localhost(silent) + ", " + localhost(server) + "]");
+  EXPECT_EQ(exchange(*channelToAddress(), "1"), "in time");
+  EXPECT_EQ(exchange(*channelToAddress(), "2"), "in time");
+}
+
 TEST(TcpEndpoint, IsServedByNoOtherServerWhereACommandIsNotAllowedOrMayHaveRun) {
   const Port second;
   FakeServer first([&](const Port& port) {

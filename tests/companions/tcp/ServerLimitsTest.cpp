@@ -170,6 +170,14 @@ TEST(TcpServerLimits, EndsCommandsThatComeByteByByteForTooLong) {
   EXPECT_EQ(slow.receiveFrame(), kTooSlow);
 }
 
+TEST(TcpServerLimits, EndsCommandsThatComeSlowlyBehindManyFastBytes) {
+  const ServerProcess server({"--read-timeout-ms", "200"});
+  RawSocket client = server.greetedClient();
+  client.send(frameHeader(2'000'000) + std::string(1'900'000, 'x'));
+  sendSlowly(client, std::string(100'000, 'x'));
+  EXPECT_EQ(client.receiveFrame(), kTooSlow);
+}
+
 TEST(TcpServerLimits, EndsAConnectionThatDoesNotReadItsAnswer) {
   ServerProcess server({"--write-timeout-ms", "100"});
   const std::size_t threads = server.threads();

@@ -74,6 +74,35 @@ TEST(TcpServerOperations, CountsConnectionsAndCallsOfAClientAgainstItsRule) {
   EXPECT_EQ(second.ask(callOf("echo", "x")), answerOf("x"));
 }
 
+TEST(TcpServerOperations, TellsClientsWhomItsRulesRefuseWhy) {
+  const TemporaryDirectory directory;
+  const std::string file = (directory.path() / "server.json").string();
+  std::ofstream(file)
+      << R"({"rules": [{"clients": ["*"], "handlers": ["*"], "max-connections": 1}]})";
+  const ServerProcess server({"--config", file});
+  const RawSocket first = server.greetedClient();
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_THAT(exchange(*channelTo(server.port()), callOf("echo", "x")),
+                AllOf(HasSubstr("Exception code 008.\n"),
+                      HasSubstr("127.0.0.1 has 1 connections, as many as its rule allows.")));
+  }
+}
+
+TEST(TcpServerOperations, EndsThoughItIsToldToReadItsFilesAgainMeanwhile) {
+  for (int round = 0; round < 10; ++round) {
+    ServerProcess server;
+    EXPECT_EQ(exchange(*channelTo(server.port()), callOf("echo", "x")), answerOf("x"));
+    for (int i = 0; i < 50; ++i) {
+      server.signal(SIGHUP);
+    }
+    server.signal(SIGTERM);
+    for (int i = 0; i < 200; ++i) {
+      server.signal(SIGHUP);
+    }
+    EXPECT_EQ(server.wait(), 0);
+  }
+}
+
 TEST(TcpServerOperations, FailsItsReadinessFirstAndAnswersCommandsWhileItDrains) {
   ServerProcess server(with(kAdmin, {"--drain-ms", "1000"}));
   RawSocket client = server.greetedClient();

@@ -50,6 +50,11 @@ ServerProcess::ServerProcess(ErrorsInto errors) {
   start({}, FERROLINK_INSTALLATION, errors);
 }
 
+ServerProcess::ServerProcess(Arguments arguments, std::function<void()> prepare)
+    : m_prepare(std::move(prepare)) {
+  start(std::move(arguments), FERROLINK_INSTALLATION, ErrorsInto::File);
+}
+
 void ServerProcess::start(Arguments arguments, const std::filesystem::path& home,
                           ErrorsInto errorsInto) {
   arguments = completed(std::move(arguments));
@@ -68,19 +73,20 @@ void ServerProcess::start(Arguments arguments, const std::filesystem::path& home
     childsErrors = pipeForErrors(errorsInto == ErrorsInto::FullPipe);
   }
   setenv("FERROLINK_HOME", home.c_str(), 1);
-  setenv("FERROLINK_LOGGING_LEVEL", "off", 1);
   m_child = fork();
   if (m_child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(childsErrors.get(), STDERR_FILENO);
     dup2(childs.get(), STDOUT_FILENO);
+    if (m_prepare) {
+      m_prepare();
+    }
     if (chdir(m_directory.path().c_str()) == 0) {
       execv(argv[0], argv.data());
     }
     _exit(71);
   }
   unsetenv("FERROLINK_HOME");
-  unsetenv("FERROLINK_LOGGING_LEVEL");
   childs = FileDescriptor();
   awaitListening();
 }

@@ -30,6 +30,8 @@ class ServerProcess {
   /// What is wrong with its standard error, where errors() stays empty.
   enum class ErrorsInto { File, ClosedPipe, FullPipe };
   explicit ServerProcess(ErrorsInto errors);
+  /// Calls `prepare` in the new process before the server's program begins.
+  ServerProcess(Arguments arguments, std::function<void()> prepare);
   ServerProcess(const ServerProcess&) = delete;
   ServerProcess& operator=(const ServerProcess&) = delete;
   ~ServerProcess();
@@ -76,6 +78,7 @@ class ServerProcess {
   [[nodiscard]] std::size_t entriesOf(const std::string& directory) const;
   std::string readLine();
 
+  const std::function<void()> m_prepare;
   TemporaryDirectory m_directory;
   pid_t m_child = -1;
   FileDescriptor m_output;

@@ -3,6 +3,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <cstdint>
 #include <exception>
@@ -81,7 +82,7 @@ class RawSocket {
 class Port {
  public:
   Port();
-  void listen(int backlog = 16) const;
+  void listen(int backlog = SOMAXCONN) const;
   [[nodiscard]] RawSocket accept() const;
   /// Accepts and welcomes a client.
   [[nodiscard]] RawSocket greeted() const;

@@ -104,6 +104,12 @@ TEST(AccessRules, TheFirstOneThatNamesAClientCounts) {
   EXPECT_FALSE(clientOf(others).mayLoad());
 }
 
+TEST(AccessRules, NameSubjectsAsTheLogHasThem) {
+  const std::string subject = "emailAddress=a@b.example,CN=a";
+  const auto rules = rulesOf(R"([{"clients": ["subject:)" + subject + R"("], "handlers": []}])");
+  EXPECT_EQ(clientOf(admitted(*rules, subject)).name(), subject);
+}
+
 TEST(AccessRules, RefuseWhomTheyDoNotName) {
   const auto rules = rulesOf(R"([{"clients": ["subject:CN=a"], "handlers": []}])");
   EXPECT_EQ(whyNot(admitted(*rules, "CN=b")), "No rule of this server names CN=b.");

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <latch>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -127,6 +128,26 @@ TEST(Metrics, TellABoundedNumberOfHandlersApart) {
   EXPECT_EQ(handlersIn(metrics).size(), Metrics::kMostHandlers + 1);
   EXPECT_THAT(metrics.text(),
               HasSubstr("\nferrolink_server_call_seconds_count{handler=\"(other)\"} 936\n"));
+}
+
+TEST(Metrics, TellABoundedNumberOfHandlersApartOnManyThreads) {
+  for (int round = 0; round < 50; ++round) {
+    Metrics metrics;
+    std::latch start(8);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 8; ++t) {
+      threads.emplace_back([&, t] {
+        start.arrive_and_wait();
+        for (int i = 0; i < 100; ++i) {
+          callOnce(metrics, "handler " + std::to_string(i * 8 + t));
+        }
+      });
+    }
+    for (std::thread& thread : threads) {
+      thread.join();
+    }
+    EXPECT_EQ(handlersIn(metrics).size(), Metrics::kMostHandlers + 1);
+  }
 }
 
 TEST(Metrics, WriteNoLabelTwiceAndNoneThatBreaksALine) {

@@ -2,16 +2,12 @@
 #include "companions/tcp/server/ServiceManager.h"
 
 #include <gmock/gmock.h>
-#include <netinet/in.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
-#include <array>
-#include <cstddef>
 #include <cstdlib>
-#include <cstring>
 #include <utility>
 
+#include "tests/companions/tcp/ServiceManagerSide.h"
 #include "tests/support/ProcessCase.h"
 #include "tests/support/TemporaryDirectory.h"
 
@@ -20,41 +16,6 @@ namespace {
 
 using Ferrolink::Companions::FileDescriptor;
 using Ferrolink::Companions::Tcp::Server::ServiceManager;
-
-// Where a service manager hears from its services. An "@" begins an abstract name.
-class Ear {
- public:
-  explicit Ear(const std::string& name) : m_socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::memcpy(address.sun_path, name.data(), name.size());
-    if (name[0] == '@') {
-      address.sun_path[0] = '\0';
-    }
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
-    EXPECT_EQ(bind(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
-  }
-
-  // Empty where nothing has come.
-  [[nodiscard]] std::string heard() const {
-    std::array<char, 512> text{};
-    const ssize_t got = recv(m_socket.get(), text.data(), text.size(), MSG_DONTWAIT);
-    return got < 0 ? "" : std::string(text.data(), static_cast<std::size_t>(got));
-  }
-
- private:
-  FileDescriptor m_socket;
-};
-
-// As a service manager does between fork and exec.
-void passOn(FileDescriptor descriptor) {
-  const FileDescriptor elsewhere(fcntl(descriptor.get(), F_DUPFD, 10));
-  descriptor = FileDescriptor();
-  dup2(elsewhere.get(), 3);
-  setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
-  setenv("LISTEN_FDS", "1", 1);
-  setenv("LISTEN_FDNAMES", "ferrolink-server.socket", 1);
-}
 
 FileDescriptor listening(int type = SOCK_STREAM, bool listens = true) {
   FileDescriptor made(socket(AF_INET6, type | SOCK_CLOEXEC, 0));

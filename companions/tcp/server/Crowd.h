@@ -1,0 +1,29 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_CROWD_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_CROWD_H
+
+#include <atomic>
+#include <cstddef>
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// How many of the slots for clients with commands are taken. Any thread.
+class Crowd {
+ public:
+  explicit Crowd(std::size_t slots) : m_slots(slots) {}
+
+  void enter() { m_taken.fetch_add(1, std::memory_order_relaxed); }
+  void leave() { m_taken.fetch_sub(1, std::memory_order_relaxed); }
+
+  /// Whether more than half of the slots are taken, so that idle clients should leave theirs soon.
+  [[nodiscard]] bool isDense() const {
+    return 2 * m_taken.load(std::memory_order_relaxed) > m_slots;
+  }
+
+ private:
+  const std::size_t m_slots;
+  std::atomic<std::size_t> m_taken{0};
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif

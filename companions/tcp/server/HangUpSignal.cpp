@@ -1,0 +1,76 @@
+#include "companions/tcp/server/HangUpSignal.h"
+
+#include <fcntl.h>
+#include <sys/eventfd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <system_error>
+#include <utility>
+
+namespace Ferrolink::Companions::Tcp::Server {
+namespace {
+
+// Read by the signal handler, on any thread. -1 while nobody listens.
+std::atomic<int> g_event{-1};
+static_assert(std::atomic<int>::is_always_lock_free);
+
+void hear(int /*signal*/) {
+  const int saved = errno;
+  if (const int event = g_event.load(); event >= 0) {
+    eventfd_write(event, 1);
+  }
+  errno = saved;
+}
+
+FileDescriptor makeEvent() {
+  FileDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (!event.owns()) {
+    throw std::system_error(errno, std::system_category(), "Cannot make an eventfd");
+  }
+  return event;
+}
+
+}  // namespace
+
+HangUpSignal::HangUpSignal(asio::io_context& context, std::function<void()> heard)
+    : m_heard(std::move(heard)), m_event(makeEvent()), m_readiness(context, m_event.get()) {
+  g_event.store(m_event.get());
+  struct sigaction action {};
+  action.sa_handler = hear;
+  action.sa_flags = SA_RESTART;
+  sigaction(SIGHUP, &action, nullptr);
+  await();
+}
+
+// The event's descriptor is closed by its owner.
+HangUpSignal::~HangUpSignal() {
+  ignore();
+  m_readiness.release();
+}
+
+void HangUpSignal::ignore() {
+  if (m_isIgnored) {
+    return;
+  }
+  m_isIgnored = true;
+  std::signal(SIGHUP, SIG_IGN);
+  g_event.store(-1);
+  m_readiness.cancel();
+}
+
+void HangUpSignal::await() {
+  m_readiness.async_wait(asio::posix::descriptor_base::wait_read,
+                         [this](const asio::error_code& error) {
+                           if (error || m_isIgnored) {
+                             return;
+                           }
+                           eventfd_t signals = 0;
+                           eventfd_read(m_event.get(), &signals);
+                           m_heard();
+                           await();
+                         });
+}
+
+}  // namespace Ferrolink::Companions::Tcp::Server

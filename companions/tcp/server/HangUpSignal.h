@@ -1,0 +1,38 @@
+#ifndef FERROLINK_COMPANIONS_TCP_SERVER_HANGUPSIGNAL_H
+#define FERROLINK_COMPANIONS_TCP_SERVER_HANGUPSIGNAL_H
+
+#include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
+#include <functional>
+
+#include "companions/utils/FileDescriptor.h"
+
+namespace Ferrolink::Companions::Tcp::Server {
+
+/// Takes SIGHUP as a request, for as long as the server serves. The signal never ends the process:
+/// before and afterwards it is ignored, without a moment between in which it has its usual action.
+///
+/// One object in a process at a time. Thread of the event loop.
+class HangUpSignal {
+ public:
+  /// Calls `heard` on the loop, once for one or more signals. Errors: std::system_error.
+  HangUpSignal(asio::io_context& context, std::function<void()> heard);
+  HangUpSignal(const HangUpSignal&) = delete;
+  HangUpSignal& operator=(const HangUpSignal&) = delete;
+  ~HangUpSignal();
+
+  /// From now on nothing is heard, and the loop is not kept running. Idempotent.
+  void ignore();
+
+ private:
+  void await();
+
+  const std::function<void()> m_heard;
+  const FileDescriptor m_event;
+  asio::posix::stream_descriptor m_readiness;
+  bool m_isIgnored = false;
+};
+
+}  // namespace Ferrolink::Companions::Tcp::Server
+
+#endif
