@@ -144,6 +144,27 @@ TEST_F(TcpServerTls, NamesWhoseCertificateItRefusesAndWhy) {
   EXPECT_EQ(echoAs(server, &good), answerOf("x"));
 }
 
+TEST_F(TcpServerTls, LetsCertificatesCallWhatTheirRulesAllow) {
+  putOwn(certified());
+  Certificate::Wish wish;
+  wish.address = "10.9.8.7";
+  const Certificate bySubject = certified();
+  const Certificate byAddress = certified(wish);
+  const Certificate stranger = certified();
+  const std::string rules = put("server.json", R"({"rules": [
+      {"clients": ["subject:)" + bySubject.subject() +
+                                                   R"("], "handlers": ["echo"]},
+      {"clients": ["ip:10.9.8.7"], "handlers": ["bytes"]}]})");
+  const ServerProcess server(speaking({"--tls-client-ca", m_authority.file(), "--config", rules}));
+  EXPECT_EQ(echoAs(server, &bySubject), answerOf("x"));
+  EXPECT_THAT(echoAs(server, &byAddress), AllOf(HasSubstr("Exception code 008.\n"),
+                                                HasSubstr("The rules of this server do not let " +
+                                                          byAddress.subject() + " call 'echo'.")));
+  EXPECT_THAT(echoAs(server, &stranger),
+              AllOf(HasSubstr("Exception code 008.\n"),
+                    HasSubstr("No rule of this server names " + stranger.subject() + ".")));
+}
+
 TEST_F(TcpServerTls, HeedsARevocationListInsideTheAuthoritiesFile) {
   putOwn(certified());
   const Certificate revoked = certified();
