@@ -15,6 +15,7 @@ ferrolink_test_packages=(
   junit5                                # Java tests
   clang clang-format clang-tidy         # second compiler, format and lint checks
   libclang-rt-14-dev                    # the fuzzer and the sanitizers of that compiler
+  haproxy                               # in front of two servers, examples/haproxy
   procps                                # ps, for the tests that look at processes
   valgrind python3                      # counts instructions, bench/instructions
   abigail-tools                         # compares binary interfaces, scripts/record-abi

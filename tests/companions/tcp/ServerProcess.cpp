@@ -40,6 +40,19 @@ ServerProcess::Arguments completed(ServerProcess::Arguments arguments) {
   return arguments;
 }
 
+// Ours, and where the server finds its installation. Not by setenv in this process, where other
+// threads of a test read the environment.
+std::vector<std::string> environmentFor(const std::filesystem::path& home) {
+  constexpr std::string_view kHome = "FERROLINK_HOME=";
+  std::vector<std::string> environment{std::string(kHome) + home.string()};
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    if (!std::string_view(*entry).starts_with(kHome)) {
+      environment.emplace_back(*entry);
+    }
+  }
+  return environment;
+}
+
 }  // namespace
 
 ServerProcess::ServerProcess(Arguments arguments, const std::filesystem::path& home) {
@@ -59,6 +72,8 @@ void ServerProcess::start(Arguments arguments, const std::filesystem::path& home
                           ErrorsInto errorsInto) {
   arguments = completed(std::move(arguments));
   const std::vector<char*> argv = pointersTo(arguments);
+  std::vector<std::string> environment = environmentFor(home);
+  std::vector<char*> envp = pointersTo(environment);
   const std::string errors = (m_directory.path() / "errors").string();
   int ends[2] = {-1, -1};
   if (pipe2(ends, O_CLOEXEC) != 0) {
@@ -72,7 +87,6 @@ void ServerProcess::start(Arguments arguments, const std::filesystem::path& home
   } else {
     childsErrors = pipeForErrors(errorsInto == ErrorsInto::FullPipe);
   }
-  setenv("FERROLINK_HOME", home.c_str(), 1);
   m_child = fork();
   if (m_child == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -80,13 +94,14 @@ void ServerProcess::start(Arguments arguments, const std::filesystem::path& home
     dup2(childs.get(), STDOUT_FILENO);
     if (m_prepare) {
       m_prepare();
+      environment = environmentFor(home);
+      envp = pointersTo(environment);
     }
     if (chdir(m_directory.path().c_str()) == 0) {
-      execv(argv[0], argv.data());
+      execve(argv[0], argv.data(), envp.data());
     }
     _exit(71);
   }
-  unsetenv("FERROLINK_HOME");
   childs = FileDescriptor();
   awaitListening();
 }

@@ -1,0 +1,165 @@
+#include "tests/companions/tcp/CountedCallers.h"
+
+#include <set>
+
+namespace FerrolinkTest {
+namespace {
+
+// So many numbers has each thread.
+constexpr unsigned kBitsOfCall = 22;
+static_assert(ExecutionRecord::kNumbers >> kBitsOfCall == 32, "threads at most");
+
+// A call of "count" within four milliseconds.
+std::string limitedCall(std::string_view payload) {
+  const std::string_view limit("\0\0\0\4", 4);
+  return command(3, std::string(limit) + "\5count" + std::string(payload));
+}
+
+// Some of several reads, a few as large as what a socket holds.
+std::size_t restOf(std::size_t number) {
+  if (number % 256 == 0) {
+    return 300'000;
+  }
+  return number % 16 == 0 ? 6000 : number % 64;
+}
+
+// The code of a client library's error; of others how the text begins.
+std::string codeOf(const std::string& error) {
+  constexpr std::string_view kBeginning = "error: Network Client: Exception code ";
+  return error.starts_with(kBeginning) ? error.substr(kBeginning.size(), 3)
+                                       : error.substr(0, error.find('\n'));
+}
+
+bool saysNotExecuted(const std::string& code) {
+  static const std::set<std::string> kCodes{"001", "003", "004", "005", "006", "008", "009"};
+  return kCodes.contains(code);
+}
+
+template <class Key, class Value>
+void addTo(std::map<Key, Value>& sums, const std::map<Key, Value>& more) {
+  for (const auto& [key, value] : more) {
+    sums[key] += value;
+  }
+}
+
+}  // namespace
+
+void Tally::recordProperties() const {
+  const auto record = [](const std::string& name, long value) {
+    testing::Test::RecordProperty(name, static_cast<int>(value));
+  };
+  record("calls", calls);
+  record("executed", executed);
+  record("wrong_answers", wrongAnswers);
+  record("lost", lost);
+  record("executed_twice", twice);
+  record("not_executed_errors", notExecuted);
+  record("of_these_executed", falselyNotExecuted);
+  record("perhaps_executed_errors", perhapsExecuted);
+  record("of_those_executed", perhapsAndWasExecuted);
+  for (const auto& [code, count] : errors) {
+    record("error_" + code, count);
+  }
+}
+
+CountedCallers::CountedCallers(ITransport& channel, Plan plan)
+    : m_channel(channel), m_plan(plan), m_callers(static_cast<std::size_t>(plan.threads)) {
+  for (std::size_t thread = 0; thread < m_callers.size(); ++thread) {
+    m_callers[thread].thread = std::thread(&CountedCallers::run, this, thread);
+  }
+}
+
+std::size_t CountedCallers::numberFor(std::size_t thread, std::size_t call) {
+  return (thread << kBitsOfCall) + call;
+}
+
+void CountedCallers::run(std::size_t thread) {
+  Caller& caller = m_callers[thread];
+  for (std::size_t call = 0; call < std::size_t{1} << kBitsOfCall; ++call) {
+    if (m_finish && call >= static_cast<std::size_t>(m_plan.least)) {
+      return;
+    }
+    const Outcome outcome = this->call(caller, numberFor(thread, call));
+    caller.outcomes.push_back(outcome);
+    if (outcome == Outcome::Answered) {
+      ++caller.answered;
+      caller.answered.notify_all();
+    }
+  }
+  ADD_FAILURE() << "The numbers are used up.";
+}
+
+CountedCallers::Outcome CountedCallers::call(Caller& caller, std::size_t number) {
+  const std::string payload =
+      countedPayload(number, std::string(restOf(number), static_cast<char>(number)));
+  const bool isLimited =
+      m_plan.limitedEach > 0 && static_cast<long>(number) % m_plan.limitedEach == 0;
+  const std::string answer =
+      exchange(m_channel, isLimited ? limitedCall(payload) : callOf("count", payload));
+  if (answer == answerOf(countedAnswer(payload))) {
+    return Outcome::Answered;
+  }
+  if (!answer.starts_with("error: ")) {
+    return Outcome::AnsweredWrongly;
+  }
+  const std::string code = codeOf(answer);
+  ++caller.errors[code];
+  caller.texts.emplace(code, answer);
+  return saysNotExecuted(code) ? Outcome::NotExecuted : Outcome::PerhapsExecuted;
+}
+
+void CountedCallers::awaitAnswers(long count) const {
+  for (const Caller& caller : m_callers) {
+    for (long answered = caller.answered; answered < count; answered = caller.answered) {
+      caller.answered.wait(answered);
+    }
+  }
+}
+
+void CountedCallers::awaitFurtherAnswers(long count) const {
+  std::vector<long> before;
+  for (const Caller& caller : m_callers) {
+    before.push_back(caller.answered);
+  }
+  for (std::size_t thread = 0; thread < m_callers.size(); ++thread) {
+    const std::atomic<long>& now = m_callers[thread].answered;
+    for (long answered = now; answered < before[thread] + count; answered = now) {
+      now.wait(answered);
+    }
+  }
+}
+
+void CountedCallers::finish() {
+  m_finish = true;
+  for (Caller& caller : m_callers) {
+    if (caller.thread.joinable()) {
+      caller.thread.join();
+    }
+  }
+}
+
+Tally CountedCallers::tally(const ExecutionRecord& record) const {
+  Tally tally;
+  for (std::size_t thread = 0; thread < m_callers.size(); ++thread) {
+    const Caller& caller = m_callers[thread];
+    for (std::size_t call = 0; call < caller.outcomes.size(); ++call) {
+      const int times = record.times(numberFor(thread, call));
+      const Outcome outcome = caller.outcomes[call];
+      const bool isExecuted = times > 0;
+      ++tally.calls;
+      tally.executed += isExecuted;
+      tally.twice += times > 1;
+      tally.wrongAnswers += outcome == Outcome::AnsweredWrongly;
+      tally.lost += outcome == Outcome::Answered && !isExecuted;
+      tally.notExecuted += outcome == Outcome::NotExecuted;
+      tally.falselyNotExecuted += outcome == Outcome::NotExecuted && isExecuted;
+      tally.perhapsExecuted += outcome == Outcome::PerhapsExecuted;
+      tally.perhapsAndWasExecuted += outcome == Outcome::PerhapsExecuted && isExecuted;
+    }
+    addTo(tally.errors, caller.errors);
+    tally.texts.insert(caller.texts.begin(), caller.texts.end());
+  }
+  return tally;
+}
+
+}  // namespace FerrolinkTest

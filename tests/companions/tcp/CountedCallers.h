@@ -1,0 +1,83 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_COUNTEDCALLERS_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_COUNTEDCALLERS_H
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tests/companions/tcp/Support.h"
+#include "tests/companions/tcp/libraries/ExecutionRecord.h"
+
+namespace FerrolinkTest {
+
+/// What became of all commands, against what the servers have executed.
+struct Tally {
+  long calls = 0;
+  long executed = 0;  ///< commands that were, whatever the caller was told
+  long wrongAnswers = 0;
+  long lost = 0;                             ///< answered and not executed
+  long twice = 0;                            ///< executed more than once
+  long notExecuted = 0;                      ///< errors that say so
+  long falselyNotExecuted = 0;               ///< of these: was executed
+  long perhapsExecuted = 0;                  ///< all other errors
+  long perhapsAndWasExecuted = 0;            ///< of these
+  std::map<std::string, long> errors;        ///< by code
+  std::map<std::string, std::string> texts;  ///< the first one of each code
+
+  /// As properties of the test that runs.
+  void recordProperties() const;
+};
+
+/// Threads that call the handler "count" one command after another through one channel. Each
+/// command has a number of its own, and each answer is compared with what that number must get.
+class CountedCallers {
+ public:
+  struct Plan {
+    int threads = 8;
+    long least = 1;        ///< commands of each thread, however soon it is told to finish
+    long limitedEach = 0;  ///< of so many commands one has a time limit, of a few milliseconds
+  };
+
+  CountedCallers(ITransport& channel, Plan plan);
+  CountedCallers(const CountedCallers&) = delete;
+  CountedCallers& operator=(const CountedCallers&) = delete;
+  ~CountedCallers() { finish(); }
+
+  /// Waits until each thread has had that many right answers altogether.
+  void awaitAnswers(long count) const;
+  /// Waits until each thread has had so many more right answers.
+  void awaitFurtherAnswers(long count) const;
+  /// Waits until all threads have made the calls they should.
+  void finish();
+
+  /// After finish.
+  [[nodiscard]] Tally tally(const ExecutionRecord& record) const;
+
+ private:
+  enum class Outcome : std::uint8_t { Answered, AnsweredWrongly, NotExecuted, PerhapsExecuted };
+  struct Caller {
+    std::atomic<long> answered{0};
+    // The thread's, until it is joined.
+    std::vector<Outcome> outcomes;
+    std::map<std::string, long> errors;
+    std::map<std::string, std::string> texts;
+    std::thread thread;
+  };
+
+  void run(std::size_t thread);
+  Outcome call(Caller& caller, std::size_t number);
+  [[nodiscard]] static std::size_t numberFor(std::size_t thread, std::size_t call);
+
+  ITransport& m_channel;
+  const Plan m_plan;
+  std::atomic<bool> m_finish{false};
+  std::vector<Caller> m_callers;
+};
+
+}  // namespace FerrolinkTest
+
+#endif

@@ -1,0 +1,182 @@
+#include "tests/companions/tcp/Machines.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace FerrolinkTest {
+namespace {
+
+// The address is this process's alone, and so are all of its ports.
+constexpr std::uint16_t kAdminDistance = 1000;
+constexpr std::uint16_t kStatistics = 9999;
+
+std::string endpoint(const std::string& address, int port) {
+  return address + ":" + std::to_string(port);
+}
+
+// Of a line of comma-separated values.
+std::vector<std::string> fieldsOf(const std::string& line) {
+  std::vector<std::string> fields;
+  std::istringstream rest(line);
+  for (std::string field; std::getline(rest, field, ',');) {
+    fields.push_back(field);
+  }
+  return fields;
+}
+
+}  // namespace
+
+std::string ownLoopbackAddress() {
+  const auto process = static_cast<unsigned>(getpid());
+  std::string address = "127";
+  for (const unsigned part : {64U + (process >> 16U), process >> 8U & 0xFFU, process & 0xFFU}) {
+    address += "." + std::to_string(part);
+  }
+  return address;
+}
+
+std::string httpGet(const std::string& address, std::uint16_t port, std::string_view path) {
+  FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in server{};
+  server.sin_family = AF_INET;
+  server.sin_port = htons(port);
+  inet_pton(AF_INET, address.c_str(), &server.sin_addr);
+  if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&server), sizeof server) != 0) {
+    return "";
+  }
+  RawSocket client(std::move(socket));
+  client.send("GET " + std::string(path) + " HTTP/1.0\r\n\r\n");
+  return client.receiveAll();
+}
+
+Machine::Machine(std::uint16_t port) : m_address(ownLoopbackAddress()), m_port(port) {}
+
+std::string Machine::name() const {
+  return endpoint(m_address, m_port);
+}
+
+std::string Machine::admin() const {
+  return endpoint(m_address, m_port + kAdminDistance);
+}
+
+void Machine::start() {
+  m_server = std::make_unique<ServerProcess>(
+      ServerProcess::Arguments{"--runtime", "cpp", "--plug-in", COUNTINGHANDLERS_PATH, "--listen",
+                               name(), "--admin", admin(), "--drain-ms", "1000"});
+  if (m_server->port() != m_port) {
+    throw std::runtime_error("cannot start a server: " + m_server->errors());
+  }
+  while (!httpGet(m_address, m_server->adminPort(), "/readyz").starts_with("HTTP/1.1 200")) {
+    std::this_thread::yield();
+  }
+}
+
+int Machine::end() {
+  m_server->signal(SIGTERM);
+  return m_server->wait();
+}
+
+void Machine::kill() {
+  m_server->signal(SIGKILL);
+  m_server->wait();
+}
+
+Balancer::Balancer(std::uint16_t port, const Machine& one, const Machine& two)
+    : m_address(ownLoopbackAddress()), m_port(port) {
+  std::vector<std::string> environment{"FERROLINK_BALANCER=" + name(),
+                                       "FERROLINK_SERVER_1=" + one.name(),
+                                       "FERROLINK_ADMIN_1=" + one.admin(),
+                                       "FERROLINK_SERVER_2=" + two.name(),
+                                       "FERROLINK_ADMIN_2=" + two.admin(),
+                                       "FERROLINK_STATISTICS=" + endpoint(m_address, kStatistics)};
+  std::vector<std::string> arguments{HAPROXY_PATH, "-db", "-f", HAPROXY_CONFIGURATION};
+  const auto pointersTo = [](std::vector<std::string>& texts) {
+    std::vector<char*> pointers;
+    for (std::string& text : texts) {
+      pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+  };
+  const std::vector<char*> argv = pointersTo(arguments);
+  const std::vector<char*> envp = pointersTo(environment);
+  const FileDescriptor output = FileDescriptor::open((m_directory.path() / "output").c_str(),
+                                                     O_WRONLY | O_CREAT | O_APPEND, 0600);
+  m_child = fork();
+  if (m_child == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(output.get(), STDERR_FILENO);
+    dup2(output.get(), STDOUT_FILENO);
+    execve(argv[0], argv.data(), envp.data());
+    _exit(71);
+  }
+  awaitStatistics();
+}
+
+Balancer::~Balancer() {
+  if (m_child > 0) {
+    kill(m_child, SIGKILL);
+    waitpid(m_child, nullptr, 0);
+  }
+}
+
+void Balancer::awaitStatistics() {
+  while (httpGet(m_address, kStatistics, "/;csv").empty()) {
+    if (waitpid(m_child, nullptr, WNOHANG) != 0) {
+      m_child = -1;
+      throw std::runtime_error("cannot start HAProxy: " + output());
+    }
+    std::this_thread::yield();
+  }
+}
+
+std::string Balancer::name() const {
+  return endpoint(m_address, m_port);
+}
+
+std::string Balancer::output() const {
+  std::ostringstream text;
+  text << std::ifstream(m_directory.path() / "output").rdbuf();
+  return text.str();
+}
+
+void Balancer::awaitUp(std::string_view server) const {
+  while (statistic(server, "status") != "UP") {
+    std::this_thread::yield();
+  }
+}
+
+long Balancer::connections(std::string_view server) const {
+  return std::stol(statistic(server, "stot"));
+}
+
+// A line for each server, below the names of the columns.
+std::string Balancer::statistic(std::string_view server, std::string_view column) const {
+  std::istringstream answer(httpGet(m_address, kStatistics, "/;csv"));
+  std::size_t place = 0;
+  for (std::string line; std::getline(answer, line);) {
+    const std::vector<std::string> fields = fieldsOf(line);
+    if (line.starts_with("# pxname,")) {
+      place = static_cast<std::size_t>(std::find(fields.begin(), fields.end(), column) -
+                                       fields.begin());
+    } else if (place > 0 && fields.size() > place && fields[0] == "ferrolink" &&
+               fields[1] == server) {
+      return fields[place];
+    }
+  }
+  throw std::runtime_error("HAProxy has no server " + std::string(server) + ": " + output());
+}
+
+}  // namespace FerrolinkTest

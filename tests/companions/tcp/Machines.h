@@ -1,0 +1,76 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_MACHINES_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_MACHINES_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/companions/tcp/ServerProcess.h"
+
+/// Servers that are ended and started again at their address, and a balancer in front of them.
+namespace FerrolinkTest {
+
+/// An address of the loopback interface that nobody else uses as long as this process runs. Nothing
+/// takes a port of it while no server listens there: connections of others come from 127.0.0.1.
+std::string ownLoopbackAddress();
+
+/// What that path of an HTTP server answers; empty where nobody does.
+std::string httpGet(const std::string& address, std::uint16_t port, std::string_view path);
+
+/// A server with the handler "count" that can be started anew on the same ports.
+class Machine {
+ public:
+  explicit Machine(std::uint16_t port);
+
+  /// Until it is ready.
+  void start();
+  /// As an operator ends it; waits for its end. Returns its exit code.
+  int end();
+  /// As if it lost its power.
+  void kill();
+
+  /// address:port
+  [[nodiscard]] std::string name() const;
+  [[nodiscard]] std::string admin() const;
+
+ private:
+  const std::string m_address;
+  const std::uint16_t m_port;
+  std::unique_ptr<ServerProcess> m_server;
+};
+
+/// HAProxy with the configuration of the examples, in front of two servers.
+class Balancer {
+ public:
+  /// Until it answers. The machines are told apart as "one" and "two".
+  Balancer(std::uint16_t port, const Machine& one, const Machine& two);
+  Balancer(const Balancer&) = delete;
+  Balancer& operator=(const Balancer&) = delete;
+  ~Balancer();
+
+  [[nodiscard]] std::string name() const;
+
+  /// Waits until it sends clients to that server.
+  void awaitUp(std::string_view server) const;
+  /// How many connections that server has been given.
+  [[nodiscard]] long connections(std::string_view server) const;
+
+ private:
+  void awaitStatistics();
+  [[nodiscard]] std::string statistic(std::string_view server, std::string_view column) const;
+  [[nodiscard]] std::string output() const;
+
+  TemporaryDirectory m_directory;
+  const std::string m_address;
+  const std::uint16_t m_port;
+  pid_t m_child = -1;
+};
+
+}  // namespace FerrolinkTest
+
+#endif

@@ -1,0 +1,88 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_LIBRARIES_EXECUTIONRECORD_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_LIBRARIES_EXECUTIONRECORD_H
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <system_error>
+
+#include "companions/utils/FileDescriptor.h"
+
+namespace FerrolinkTest {
+
+/// How often the command of each number was executed: a file that servers and their test have in
+/// memory together, and that stays when a server is killed. Any thread of any process.
+class ExecutionRecord {
+ public:
+  static constexpr std::size_t kNumbers = std::size_t{1} << 27U;
+  /// The environment variable in which servers find the path.
+  static constexpr const char* kVariable = "TEST_EXECUTIONS";
+
+  /// Makes the file where it is not there yet.
+  explicit ExecutionRecord(const std::string& path) {
+    const auto file =
+        Ferrolink::Companions::FileDescriptor::open(path.c_str(), O_RDWR | O_CREAT, 0600);
+    if (!file.owns() || ftruncate(file.get(), kNumbers) != 0) {
+      throw std::system_error(errno, std::system_category(), path);
+    }
+    void* mapped = mmap(nullptr, kNumbers, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    if (mapped == MAP_FAILED) {
+      throw std::system_error(errno, std::system_category(), path);
+    }
+    m_counts = static_cast<std::uint8_t*>(mapped);
+  }
+  ExecutionRecord(const ExecutionRecord&) = delete;
+  ExecutionRecord& operator=(const ExecutionRecord&) = delete;
+  ~ExecutionRecord() { munmap(m_counts, kNumbers); }
+
+  void count(std::size_t number) { at(number).fetch_add(1); }
+  [[nodiscard]] int times(std::size_t number) const { return at(number).load(); }
+
+ private:
+  [[nodiscard]] std::atomic_ref<std::uint8_t> at(std::size_t number) const {
+    if (number >= kNumbers) {
+      throw std::out_of_range("no number " + std::to_string(number));
+    }
+    return std::atomic_ref<std::uint8_t>(m_counts[number]);
+  }
+
+  std::uint8_t* m_counts = nullptr;
+};
+
+/// What the handler "count" is sent: the number of the command, and `rest`.
+inline std::string countedPayload(std::uint64_t number, std::string_view rest) {
+  std::string payload;
+  for (int shift = 0; shift < 64; shift += 8) {
+    payload.push_back(static_cast<char>(number >> static_cast<unsigned>(shift) & 0xFFU));
+  }
+  return payload.append(rest);
+}
+
+inline std::uint64_t numberOf(std::string_view payload) {
+  std::uint64_t number = 0;
+  for (std::size_t i = 0; i < 8; ++i) {
+    number |= std::uint64_t{static_cast<std::uint8_t>(payload.at(i))} << 8 * i;
+  }
+  return number;
+}
+
+/// What it answers: the payload backwards, and each byte one more.
+inline std::string countedAnswer(std::string_view payload) {
+  std::string answer(payload.rbegin(), payload.rend());
+  for (char& byte : answer) {
+    byte = static_cast<char>(byte + 1);
+  }
+  return answer;
+}
+
+}  // namespace FerrolinkTest
+
+#endif
