@@ -61,7 +61,8 @@ std::string httpGet(const std::string& address, std::uint16_t port, std::string_
   return client.receiveAll();
 }
 
-Machine::Machine(std::uint16_t port) : m_address(ownLoopbackAddress()), m_port(port) {}
+Machine::Machine(std::uint16_t port, ServerProcess::Arguments options)
+    : m_address(ownLoopbackAddress()), m_port(port), m_options(std::move(options)) {}
 
 std::string Machine::name() const {
   return endpoint(m_address, m_port);
@@ -72,9 +73,11 @@ std::string Machine::admin() const {
 }
 
 void Machine::start() {
-  m_server = std::make_unique<ServerProcess>(
-      ServerProcess::Arguments{"--runtime", "cpp", "--plug-in", COUNTINGHANDLERS_PATH, "--listen",
-                               name(), "--admin", admin(), "--drain-ms", "1000"});
+  ServerProcess::Arguments arguments{"--runtime", "cpp",  "--plug-in", COUNTINGHANDLERS_PATH,
+                                     "--listen",  name(), "--admin",   admin()};
+  arguments.insert(arguments.end(), m_options.begin(), m_options.end());
+  m_server.reset();
+  m_server = std::make_unique<ServerProcess>(arguments);
   if (m_server->port() != m_port) {
     throw std::runtime_error("cannot start a server: " + m_server->errors());
   }

@@ -25,7 +25,8 @@ std::string httpGet(const std::string& address, std::uint16_t port, std::string_
 /// A server with the handler "count" that can be started anew on the same ports.
 class Machine {
  public:
-  explicit Machine(std::uint16_t port);
+  /// With further options of the server.
+  explicit Machine(std::uint16_t port, ServerProcess::Arguments options = {});
 
   /// Until it is ready.
   void start();
@@ -41,6 +42,7 @@ class Machine {
  private:
   const std::string m_address;
   const std::uint16_t m_port;
+  const ServerProcess::Arguments m_options;
   std::unique_ptr<ServerProcess> m_server;
 };
 
