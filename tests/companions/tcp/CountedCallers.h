@@ -51,6 +51,8 @@ class CountedCallers {
   void awaitAnswers(long count) const;
   /// Waits until each thread has had so many more right answers.
   void awaitFurtherAnswers(long count) const;
+  /// Waits until a further command has failed with an error that says that it was not executed.
+  void awaitFurtherRefusal() const;
   /// Waits until all threads have made the calls they should.
   void finish();
 
@@ -75,6 +77,7 @@ class CountedCallers {
   ITransport& m_channel;
   const Plan m_plan;
   std::atomic<bool> m_finish{false};
+  std::atomic<long> m_refusals{0};
   std::vector<Caller> m_callers;
 };
 

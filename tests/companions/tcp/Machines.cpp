@@ -9,8 +9,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -34,6 +36,17 @@ std::vector<std::string> fieldsOf(const std::string& line) {
     fields.push_back(field);
   }
   return fields;
+}
+
+// A minute is far more than servers and balancer need; only a failure takes as long.
+void await(const std::function<bool()>& isSo, const std::string& what) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
+  while (!isSo()) {
+    if (std::chrono::steady_clock::now() >= end) {
+      throw std::runtime_error("It has not happened that " + what);
+    }
+    std::this_thread::yield();
+  }
 }
 
 }  // namespace
@@ -81,9 +94,11 @@ void Machine::start() {
   if (m_server->port() != m_port) {
     throw std::runtime_error("cannot start a server: " + m_server->errors());
   }
-  while (!httpGet(m_address, m_server->adminPort(), "/readyz").starts_with("HTTP/1.1 200")) {
-    std::this_thread::yield();
-  }
+  await(
+      [&] {
+        return httpGet(m_address, m_server->adminPort(), "/readyz").starts_with("HTTP/1.1 200");
+      },
+      "the server " + name() + " is ready");
 }
 
 int Machine::end() {
@@ -136,13 +151,14 @@ Balancer::~Balancer() {
 }
 
 void Balancer::awaitStatistics() {
-  while (httpGet(m_address, kStatistics, "/;csv").empty()) {
+  const auto answers = [&] {
     if (waitpid(m_child, nullptr, WNOHANG) != 0) {
       m_child = -1;
       throw std::runtime_error("cannot start HAProxy: " + output());
     }
-    std::this_thread::yield();
-  }
+    return !httpGet(m_address, kStatistics, "/;csv").empty();
+  };
+  await(answers, "HAProxy answers");
 }
 
 std::string Balancer::name() const {
@@ -156,9 +172,8 @@ std::string Balancer::output() const {
 }
 
 void Balancer::awaitUp(std::string_view server) const {
-  while (statistic(server, "status") != "UP") {
-    std::this_thread::yield();
-  }
+  await([&] { return statistic(server, "status") == "UP"; },
+        "HAProxy sees " + std::string(server) + " up");
 }
 
 long Balancer::connections(std::string_view server) const {

@@ -74,13 +74,10 @@ inline std::uint64_t numberOf(std::string_view payload) {
   return number;
 }
 
-/// What it answers: the payload backwards, and each byte one more.
+/// What it answers: the second half of the payload, the first one, and a mark.
 inline std::string countedAnswer(std::string_view payload) {
-  std::string answer(payload.rbegin(), payload.rend());
-  for (char& byte : answer) {
-    byte = static_cast<char>(byte + 1);
-  }
-  return answer;
+  const std::size_t half = payload.size() / 2;
+  return std::string(payload.substr(half)).append(payload.substr(0, half)) + '!';
 }
 
 }  // namespace FerrolinkTest
