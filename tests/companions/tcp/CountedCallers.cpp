@@ -1,6 +1,9 @@
 #include "tests/companions/tcp/CountedCallers.h"
 
+#include <algorithm>
+#include <chrono>
 #include <set>
+#include <stdexcept>
 
 namespace FerrolinkTest {
 namespace {
@@ -26,6 +29,9 @@ std::size_t restOf(std::size_t number) {
   return number % 16 == 0 ? 6000 : number % 64;
 }
 
+// Who waits for answers is not woken for each of them.
+constexpr long kAnswersANotice = 32;
+
 // The code of a client library's error; of others how the text begins.
 std::string codeOf(const std::string& error) {
   constexpr std::string_view kBeginning = "error: Network Client: Exception code ";
@@ -36,13 +42,6 @@ std::string codeOf(const std::string& error) {
 bool saysNotExecuted(const std::string& code) {
   static const std::set<std::string> kCodes{"001", "003", "004", "005", "006", "008", "009"};
   return kCodes.contains(code);
-}
-
-template <class Key, class Value>
-void addTo(std::map<Key, Value>& sums, const std::map<Key, Value>& more) {
-  for (const auto& [key, value] : more) {
-    sums[key] += value;
-  }
 }
 
 }  // namespace
@@ -82,17 +81,20 @@ void CountedCallers::run(std::size_t thread) {
     if (m_finish && call >= static_cast<std::size_t>(m_plan.least)) {
       return;
     }
-    const Outcome outcome = this->call(caller, numberFor(thread, call));
+    const Outcome outcome = this->call(numberFor(thread, call));
     caller.outcomes.push_back(outcome);
     if (outcome == Outcome::Answered) {
+      const std::lock_guard<std::mutex> lock(m_mutex);
       ++caller.answered;
-      caller.answered.notify_all();
+      if (++m_answers % kAnswersANotice == 0) {
+        m_progress.notify_all();
+      }
     }
   }
   ADD_FAILURE() << "The numbers are used up.";
 }
 
-CountedCallers::Outcome CountedCallers::call(Caller& caller, std::size_t number) {
+CountedCallers::Outcome CountedCallers::call(std::size_t number) {
   const std::string payload =
       countedPayload(number, std::string(restOf(number), static_cast<char>(number)));
   const bool isLimited =
@@ -102,43 +104,65 @@ CountedCallers::Outcome CountedCallers::call(Caller& caller, std::size_t number)
   if (answer == answerOf(countedAnswer(payload))) {
     return Outcome::Answered;
   }
-  if (!answer.starts_with("error: ")) {
-    return Outcome::AnsweredWrongly;
-  }
-  const std::string code = codeOf(answer);
-  ++caller.errors[code];
-  caller.texts.emplace(code, answer);
+  return answer.starts_with("error: ") ? failed(answer) : Outcome::AnsweredWrongly;
+}
+
+CountedCallers::Outcome CountedCallers::failed(const std::string& error) {
+  const std::string code = codeOf(error);
+  const std::lock_guard<std::mutex> lock(m_mutex);
+  ++m_errors[code];
+  m_texts.emplace(code, error);
   if (!saysNotExecuted(code)) {
     return Outcome::PerhapsExecuted;
   }
   ++m_refusals;
-  m_refusals.notify_all();
+  m_progress.notify_all();
   return Outcome::NotExecuted;
 }
 
-void CountedCallers::awaitAnswers(long count) const {
-  for (const Caller& caller : m_callers) {
-    for (long answered = caller.answered; answered < count; answered = caller.answered) {
-      caller.answered.wait(answered);
+void CountedCallers::await(const std::function<bool()>& isSo, const std::string& what) {
+  std::unique_lock<std::mutex> lock(m_mutex);
+  while (!isSo()) {
+    const long answers = m_answers;
+    const auto goesOn = [&] { return isSo() || m_answers != answers; };
+    if (!m_progress.wait_for(lock, std::chrono::minutes(1), goesOn)) {
+      std::string text = "In vain: " + what + ". After " + std::to_string(answers) + " answers";
+      for (const auto& [code, error] : m_texts) {
+        text += ", " + std::to_string(m_errors[code]) + " x " + error;
+      }
+      throw std::runtime_error(text);
     }
   }
 }
 
-void CountedCallers::awaitFurtherAnswers(long count) const {
-  std::vector<long> before;
-  for (const Caller& caller : m_callers) {
-    before.push_back(caller.answered);
-  }
-  for (std::size_t thread = 0; thread < m_callers.size(); ++thread) {
-    const std::atomic<long>& now = m_callers[thread].answered;
-    for (long answered = now; answered < before[thread] + count; answered = now) {
-      now.wait(answered);
-    }
-  }
+void CountedCallers::awaitAnswers(long count) {
+  const auto hasThem = [&](const Caller& caller) { return caller.answered >= count; };
+  await([&] { return std::all_of(m_callers.begin(), m_callers.end(), hasThem); },
+        std::to_string(count) + " answers for each");
 }
 
-void CountedCallers::awaitFurtherRefusal() const {
-  m_refusals.wait(m_refusals);
+void CountedCallers::awaitFurtherAnswers(long count) {
+  std::vector<long> wanted;
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    for (const Caller& caller : m_callers) {
+      wanted.push_back(caller.answered + count);
+    }
+  }
+  const auto have = [&] {
+    return std::equal(m_callers.begin(), m_callers.end(), wanted.begin(),
+                      [](const Caller& caller, long least) { return caller.answered >= least; });
+  };
+  await(have, std::to_string(count) + " further answers for each");
+}
+
+void CountedCallers::awaitFurtherRefusal() {
+  long before = 0;
+  {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    before = m_refusals;
+  }
+  await([&] { return m_refusals > before; }, "a further refusal");
 }
 
 void CountedCallers::finish() {
@@ -152,6 +176,8 @@ void CountedCallers::finish() {
 
 Tally CountedCallers::tally(const ExecutionRecord& record) const {
   Tally tally;
+  tally.errors = m_errors;
+  tally.texts = m_texts;
   for (std::size_t thread = 0; thread < m_callers.size(); ++thread) {
     const Caller& caller = m_callers[thread];
     for (std::size_t call = 0; call < caller.outcomes.size(); ++call) {
@@ -168,8 +194,6 @@ Tally CountedCallers::tally(const ExecutionRecord& record) const {
       tally.perhapsExecuted += outcome == Outcome::PerhapsExecuted;
       tally.perhapsAndWasExecuted += outcome == Outcome::PerhapsExecuted && isExecuted;
     }
-    addTo(tally.errors, caller.errors);
-    tally.texts.insert(caller.texts.begin(), caller.texts.end());
   }
   return tally;
 }

@@ -2,9 +2,12 @@
 #define FERROLINK_TESTS_COMPANIONS_TCP_COUNTEDCALLERS_H
 
 #include <atomic>
+#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -47,12 +50,13 @@ class CountedCallers {
   CountedCallers& operator=(const CountedCallers&) = delete;
   ~CountedCallers() { finish(); }
 
-  /// Waits until each thread has had that many right answers altogether.
-  void awaitAnswers(long count) const;
+  /// Waits until each thread has had that many right answers altogether. These throw where nobody
+  /// has had one for a minute.
+  void awaitAnswers(long count);
   /// Waits until each thread has had so many more right answers.
-  void awaitFurtherAnswers(long count) const;
+  void awaitFurtherAnswers(long count);
   /// Waits until a further command has failed with an error that says that it was not executed.
-  void awaitFurtherRefusal() const;
+  void awaitFurtherRefusal();
   /// Waits until all threads have made the calls they should.
   void finish();
 
@@ -62,22 +66,30 @@ class CountedCallers {
  private:
   enum class Outcome : std::uint8_t { Answered, AnsweredWrongly, NotExecuted, PerhapsExecuted };
   struct Caller {
-    std::atomic<long> answered{0};
+    long answered = 0;  // guarded by m_mutex
     // The thread's, until it is joined.
     std::vector<Outcome> outcomes;
-    std::map<std::string, long> errors;
-    std::map<std::string, std::string> texts;
     std::thread thread;
   };
 
   void run(std::size_t thread);
-  Outcome call(Caller& caller, std::size_t number);
+  Outcome call(std::size_t number);
+  Outcome failed(const std::string& error);
+  void await(const std::function<bool()>& isSo, const std::string& what);
   [[nodiscard]] static std::size_t numberFor(std::size_t thread, std::size_t call);
 
   ITransport& m_channel;
   const Plan m_plan;
   std::atomic<bool> m_finish{false};
-  std::atomic<long> m_refusals{0};
+
+  // Guarded by m_mutex, until the threads are joined.
+  std::mutex m_mutex;
+  std::condition_variable m_progress;
+  long m_answers = 0;
+  long m_refusals = 0;
+  std::map<std::string, long> m_errors;
+  std::map<std::string, std::string> m_texts;
+
   std::vector<Caller> m_callers;
 };
 
