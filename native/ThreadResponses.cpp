@@ -158,11 +158,16 @@ void ThreadResponses::keepOrFree(Entry& entry) {
 }
 
 ThreadResponses::Response ThreadResponses::room() {
+  Response response = usedRoom();
+  response.clear();
+  return response;
+}
+
+ThreadResponses::Response ThreadResponses::usedRoom() {
   Entry& entry = ownEntry();
   Response response;
   if (!entry.waiting.load(std::memory_order_acquire)) {
     response.swap(entry.bytes);
-    response.clear();
   }
   return response;
 }

@@ -30,6 +30,8 @@ class ThreadResponses {
 
   /// An empty response to fill and store, which makes use of a block that the thread has kept.
   Response room();
+  /// The same with an earlier response in it, for those who overwrite: it needs no zeros.
+  Response usedRoom();
 
   /// Copies the calling thread's response into `buffer`, as much of it as `length` bytes hold, and
   /// forgets all of it. A negative length copies the whole response. False where there is none.

@@ -95,6 +95,17 @@ TEST(ThreadResponses, LeaveTheirRoomToTheNextOneOnceTheyWereRead) {
   }
 }
 
+TEST(ThreadResponses, LeaveTheirBytesToThoseWhoOverwriteThem) {
+  ThreadResponses responses;
+  EXPECT_EQ(responses.usedRoom().size(), 0U);
+  store(responses, "not read");
+  EXPECT_EQ(responses.usedRoom().size(), 0U);
+  EXPECT_EQ(read(responses, 8), "not read");
+  EXPECT_EQ(responses.usedRoom(),
+            (ThreadResponses::Response{'n', 'o', 't', ' ', 'r', 'e', 'a', 'd'}));
+  EXPECT_EQ(responses.usedRoom().size(), 0U);
+}
+
 TEST(ThreadResponses, LeaveNoMoreThanSixteenMebibytesToAllThreadsTogether) {
   ThreadResponses responses;
   const std::string large((std::size_t{16} << 20U) + 1, 'x');

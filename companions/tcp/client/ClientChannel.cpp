@@ -81,7 +81,7 @@ int ClientChannel::SendCommand(std::uint8_t* message, int length) {
 int ClientChannel::send(std::span<const std::uint8_t> command) {
   const auto start = CommandTime::Clock::now();
   Call call{command, start, CommandTime(command, start), {}};
-  call.answer.bytes = m_responses.room();
+  call.answer.bytes = m_responses.usedRoom();
   carryOut(call);
   const int size = static_cast<int>(call.answer.bytes.size());
   m_responses.store(std::move(call.answer.bytes));
