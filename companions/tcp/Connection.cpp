@@ -10,8 +10,8 @@
 namespace Ferrolink::Companions::Tcp {
 namespace {
 
-// Header and beginning of a frame go out together.
-constexpr std::size_t kFirstPiece = 16U << 10U;
+// Bytes of a frame that are copied behind its header: two spans cost the kernel more than that.
+constexpr std::size_t kCopied = 2048;
 
 [[noreturn]] void raise(const asio::error_code& error) {
   throw std::system_error(error);
@@ -43,13 +43,15 @@ void Connection::send(Wire::FrameHeader header, std::span<const std::uint8_t> by
     throw FrameTooLong(bytes.size(), m_limit);
   }
   header.length = static_cast<std::uint32_t>(bytes.size());
-  std::array<std::uint8_t, kFirstPiece> first;
-  const Wire::FrameHeaderBytes written = Wire::toBytes(header);
-  const std::size_t taken = std::min(bytes.size(), first.size() - written.size());
-  std::copy(written.begin(), written.end(), first.begin());
-  std::copy_n(bytes.begin(), taken, first.begin() + written.size());
-  writeAll(std::span(first).first(written.size() + taken));
-  writeAll(bytes.subspan(taken));
+  const Wire::FrameHeaderBytes head = Wire::toBytes(header);
+  if (bytes.size() > kCopied) {
+    writeAll(head, bytes);
+    return;
+  }
+  std::array<std::uint8_t, Wire::kFrameHeaderSize + kCopied> whole;
+  std::copy(head.begin(), head.end(), whole.begin());
+  std::copy(bytes.begin(), bytes.end(), whole.begin() + head.size());
+  writeAll({}, std::span(whole).first(head.size() + bytes.size()));
 }
 
 bool Connection::receiveHeader(Wire::FrameHeader& header) {
@@ -101,14 +103,16 @@ bool Connection::receive(Frame& frame) {
   return true;
 }
 
-void Connection::writeAll(std::span<const std::uint8_t> bytes) {
-  while (!bytes.empty()) {
+void Connection::writeAll(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes) {
+  while (!head.empty() || !bytes.empty()) {
     asio::error_code error;
-    const std::size_t written = writeSome(bytes, error);
+    const std::size_t written = writeSome(head, bytes, error);
     if (error) {
       raise(error);
     }
-    bytes = bytes.subspan(written);
+    const std::size_t ofHead = std::min(written, head.size());
+    head = head.subspan(ofHead);
+    bytes = bytes.subspan(written - ofHead);
   }
 }
 

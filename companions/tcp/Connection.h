@@ -53,7 +53,7 @@ class Connection {
   /// Whose certificate was refused and why, after a handshake that failed; empty for other reasons.
   [[nodiscard]] virtual std::string whyPeerRefused() const { return {}; }
 
-  void sendGreeting(Wire::Greeting kind) { writeAll(Wire::greeting(kind)); }
+  void sendGreeting(Wire::Greeting kind) { writeAll({}, Wire::greeting(kind)); }
   /// What the peer says first; zeros behind it where it then closes. Errors: eof where it says
   /// nothing. While the socket does not wait: would_block until all of it has come, to be called
   /// again; what came is kept.
@@ -97,9 +97,11 @@ class Connection {
 
  private:
   virtual std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) = 0;
-  virtual std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) = 0;
+  /// Some of `head`, which may be empty, and of the bytes that follow it; how many.
+  virtual std::size_t writeSome(std::span<const std::uint8_t> head,
+                                std::span<const std::uint8_t> bytes, asio::error_code& error) = 0;
 
-  void writeAll(std::span<const std::uint8_t> bytes);
+  void writeAll(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes);
   void readAll(std::span<std::uint8_t> room);
   std::size_t readUpTo(std::span<std::uint8_t> room, asio::error_code& error);
   void fill(asio::error_code& error);
@@ -128,8 +130,9 @@ class PlainConnection : public Connection {
   std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) override {
     return m_socket.receive(room, error);
   }
-  std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) override {
-    return m_socket.send(bytes, error);
+  std::size_t writeSome(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+                        asio::error_code& error) override {
+    return m_socket.send(head, bytes, error);
   }
 
   PatientSocket m_socket;

@@ -3,7 +3,10 @@
 #include <fcntl.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/time.h>
+#include <sys/uio.h>
 
 #include <algorithm>
 #include <array>
@@ -82,19 +85,33 @@ void PatientSocket::tune(std::chrono::milliseconds unacknowledged, asio::error_c
       static_cast<int>(std::min<long long>(unacknowledged.count(), INT_MAX)));
 }
 
+// Event loops leave sockets non-blocking. Where the option cannot be set, recv(2) would wait for
+// ever, which the limits do not bear.
+void PatientSocket::expectWithin(std::chrono::milliseconds time) {
+  timeval limit{};
+  limit.tv_sec = time.count() / 1000;
+  limit.tv_usec = time.count() % 1000 * 1000;
+  int nonBlocking = 0;
+  const bool set = ioctl(m_socket.get(), FIONBIO, &nonBlocking) == 0 &&
+                   setsockopt(m_socket.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit) == 0;
+  m_expected = set ? time : std::chrono::milliseconds(0);
+}
+
 std::size_t PatientSocket::receive(std::span<std::uint8_t> room, asio::error_code& error) {
   error.clear();
   if (room.empty()) {
     return 0;
   }
+  bool inKernel = m_expected.count() > 0 && !m_deadline && !m_span && !m_dontWait;
   // With limits it waits first: bytes that are awaited are mostly not there yet.
-  bool waitFirst = isLimited() && !m_dontWait && !m_moreExpected;
+  bool waitFirst = isLimited() && !inKernel && !m_dontWait && !m_moreExpected;
+  std::chrono::milliseconds waited{0};
   for (;;) {
-    if (waitFirst && !wait(POLLIN, error)) {
+    if (waitFirst && !wait(POLLIN, error, waited)) {
       return 0;
     }
-    const ssize_t got =
-        ::recv(m_socket.get(), room.data(), room.size(), isLimited() ? MSG_DONTWAIT : 0);
+    const ssize_t got = ::recv(m_socket.get(), room.data(), room.size(),
+                               isLimited() && !inKernel ? MSG_DONTWAIT : 0);
     if (got > 0) {
       m_moreExpected = static_cast<std::size_t>(got) == room.size();
       moved(static_cast<std::size_t>(got));
@@ -113,14 +130,25 @@ std::size_t PatientSocket::receive(std::span<std::uint8_t> room, asio::error_cod
       error = lastError();
       return 0;
     }
+    if (waitFirst && inKernel) {
+      waited = m_expected;
+      inKernel = false;
+    }
   }
 }
 
-std::size_t PatientSocket::send(std::span<const std::uint8_t> bytes, asio::error_code& error) {
+std::size_t PatientSocket::send(std::span<const std::uint8_t> head,
+                                std::span<const std::uint8_t> bytes, asio::error_code& error) {
   error.clear();
+  const int flags = MSG_NOSIGNAL | (isLimited() ? MSG_DONTWAIT : 0);
+  std::array<iovec, 2> parts{iovec{const_cast<std::uint8_t*>(head.data()), head.size()},
+                             iovec{const_cast<std::uint8_t*>(bytes.data()), bytes.size()}};
+  msghdr both{};
+  both.msg_iov = parts.data();
+  both.msg_iovlen = parts.size();
   for (;;) {
-    const ssize_t sent = ::send(m_socket.get(), bytes.data(), bytes.size(),
-                                MSG_NOSIGNAL | (isLimited() ? MSG_DONTWAIT : 0));
+    const ssize_t sent = head.empty() ? ::send(m_socket.get(), bytes.data(), bytes.size(), flags)
+                                      : ::sendmsg(m_socket.get(), &both, flags);
     if (sent >= 0) {
       moved(static_cast<std::size_t>(sent));
       return static_cast<std::size_t>(sent);
@@ -188,8 +216,12 @@ void PatientSocket::moved(std::size_t bytes) {
 }
 
 // Whether the socket became ready before the limits were over.
-bool PatientSocket::wait(short events, asio::error_code& error) const {
-  const auto started = Clock::now();
+bool PatientSocket::wait(short events, asio::error_code& error, std::chrono::milliseconds waited) {
+  const auto started = Clock::now() - waited;
+  if (m_span) {
+    m_deadline = started + *m_span;
+    m_span.reset();
+  }
   for (;;) {
     const auto now = Clock::now();
     std::optional<std::chrono::nanoseconds> left;

@@ -24,8 +24,8 @@ void closeOnExec(int descriptor);
 /// that is over is asio::error::timed_out, the end of the stream asio::error::eof, a call that ends
 /// the waiting asio::error::operation_aborted. A closed peer raises no SIGPIPE.
 ///
-/// System calls: one for a receive without limits, two (poll, recv) with them; one for a send that
-/// the kernel has room for.
+/// System calls: one for a receive without limits, two (poll, recv) with them, unless the bytes are
+/// expected soon; one for a send that the kernel has room for.
 class PatientSocket {
  public:
   using Clock = std::chrono::steady_clock;
@@ -39,12 +39,15 @@ class PatientSocket {
   /// Every operation ends at that moment at the latest; without one, they do not.
   void waitUntil(std::optional<Clock::time_point> deadline) {
     m_deadline = deadline;
+    m_span.reset();
     m_perByte = std::chrono::nanoseconds(0);
   }
-  /// Every operation ends `progress` from now. Each byte that moves puts that moment off by
-  /// `perByte`, but never further than to `progress` after the byte.
+  /// Every operation ends `progress` from the first wait on: what need not wait asks no clock. Each
+  /// byte that moves puts that moment off by `perByte`, but never further than to `progress` after
+  /// the byte.
   void waitWhileItFlows(std::chrono::milliseconds progress, std::chrono::nanoseconds perByte) {
-    m_deadline = Clock::now() + progress;
+    m_deadline.reset();
+    m_span = progress;
     m_perByte = perByte;
     m_progress = progress;
   }
@@ -53,6 +56,9 @@ class PatientSocket {
   /// Receiving ends with operation_aborted as soon as that descriptor is readable, also where bytes
   /// have come; -1 for none. The descriptor stays its owner's.
   void abortBy(int descriptor) { m_abort = descriptor; }
+  /// Receiving for which no moment is set waits that long within recv(2) first: one system call in
+  /// place of two where the peer is as quick. abortBy then ends it up to that much later.
+  void expectWithin(std::chrono::milliseconds time);
   /// Operations that would wait report asio::error::would_block instead, as long as this is on.
   void dontWait(bool on) { m_dontWait = on; }
 
@@ -64,7 +70,12 @@ class PatientSocket {
 
   /// At least one byte, unless there is an error. An empty span is none.
   std::size_t receive(std::span<std::uint8_t> room, asio::error_code& error);
-  std::size_t send(std::span<const std::uint8_t> bytes, asio::error_code& error);
+  std::size_t send(std::span<const std::uint8_t> bytes, asio::error_code& error) {
+    return send({}, bytes, error);
+  }
+  /// Some of `head` and of the bytes that follow it, with one system call.
+  std::size_t send(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+                   asio::error_code& error);
 
   /// The next byte, which stays to be read.
   std::uint8_t peek(asio::error_code& error);
@@ -84,16 +95,19 @@ class PatientSocket {
 
  private:
   [[nodiscard]] bool isLimited() const {
-    return m_deadline || m_silence || m_dontWait || m_abort >= 0;
+    return m_deadline || m_span || m_silence || m_dontWait || m_abort >= 0;
   }
-  bool wait(short events, asio::error_code& error) const;
+  /// After so much waiting that counts already.
+  bool wait(short events, asio::error_code& error, std::chrono::milliseconds waited = {});
   void moved(std::size_t bytes);
 
   FileDescriptor m_socket;
   std::optional<Clock::time_point> m_deadline;
+  std::optional<std::chrono::nanoseconds> m_span;  ///< of a deadline that is not set yet
   std::chrono::nanoseconds m_perByte{0};
   std::chrono::milliseconds m_progress{0};  ///< of use where m_perByte is not 0
   std::optional<std::chrono::milliseconds> m_silence;
+  std::chrono::milliseconds m_expected{0};
   int m_abort = -1;
   bool m_dontWait = false;
   bool m_moreExpected = false;  ///< the last receive filled its room: more is there already

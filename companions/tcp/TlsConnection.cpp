@@ -4,6 +4,8 @@
 #include <openssl/x509.h>
 #include <poll.h>
 
+#include <algorithm>
+#include <array>
 #include <asio/error.hpp>
 #include <asio/ssl/error.hpp>
 #include <new>
@@ -13,6 +15,7 @@ namespace Ferrolink::Companions::Tcp {
 namespace {
 
 constexpr std::size_t kReadAhead = 64U << 10U;
+constexpr std::size_t kRecord = SSL3_RT_MAX_PLAIN_LENGTH;
 
 std::string subjectOf(const X509* certificate) {
   const std::unique_ptr<BIO, int (*)(BIO*)> memory(BIO_new(BIO_s_mem()), BIO_free);
@@ -124,12 +127,27 @@ std::size_t TlsConnection::readSome(std::span<std::uint8_t> room, asio::error_co
   return got;
 }
 
-std::size_t TlsConnection::writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) {
+std::size_t TlsConnection::writeSome(std::span<const std::uint8_t> head,
+                                     std::span<const std::uint8_t> bytes, asio::error_code& error) {
+  if (!head.empty()) {
+    return writeFirst(head, bytes, error);
+  }
   std::size_t written = 0;
   ERR_clear_error();
   const int result = SSL_write_ex(m_tls.get(), bytes.data(), bytes.size(), &written);
   error = result == 1 ? asio::error_code() : errorOf(result);
   return written;
+}
+
+// The first record has the head in it.
+std::size_t TlsConnection::writeFirst(std::span<const std::uint8_t> head,
+                                      std::span<const std::uint8_t> bytes,
+                                      asio::error_code& error) {
+  std::array<std::uint8_t, kRecord> first;
+  const std::size_t taken = std::min(bytes.size(), first.size() - head.size());
+  std::copy(head.begin(), head.end(), first.begin());
+  std::copy_n(bytes.begin(), taken, first.begin() + static_cast<std::ptrdiff_t>(head.size()));
+  return writeSome({}, std::span(first).first(head.size() + taken), error);
 }
 
 // A peer that closes without saying so under TLS has closed: frames have lengths, so that nothing

@@ -42,8 +42,11 @@ class TlsConnection : public Connection {
   };
 
   std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) override;
-  std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) override;
+  std::size_t writeSome(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+                        asio::error_code& error) override;
 
+  std::size_t writeFirst(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+                         asio::error_code& error);
   [[nodiscard]] asio::error_code errorOf(int result);
   friend void demandCertificate(asio::ssl::context& context);
   static int judgePeer(int verified, X509_STORE_CTX* chain);

@@ -24,11 +24,16 @@ using Clock = PatientSocket::Clock;
 constexpr std::chrono::milliseconds kStay{1000};
 constexpr std::chrono::milliseconds kShortStay{10};
 
+// A client that sends its next command within that time costs no poll(2). How much later a session
+// without a command notices that the server goes away.
+constexpr std::chrono::milliseconds kSoon{20};
+
 // A peer that moves bytes more slowly than 4 KiB a second gets no more time for them than for none.
 constexpr std::chrono::nanoseconds kPerByte{1'000'000'000 / 4096};
 
 // Memory for a command grows by that at least, no faster than it doubles, and by that at most.
-constexpr std::size_t kFirstStep = 64U << 10U;
+// 64 KiB and what surrounds them take one step.
+constexpr std::size_t kFirstStep = (64U << 10U) + 4096;
 constexpr std::size_t kLongestStep = 1U << 20U;
 
 std::span<const std::uint8_t> bytesOf(const std::string& text) {
@@ -52,6 +57,7 @@ Session::End Session::run() {
   try {
     m_connection.socket().dontWait(false);
     m_connection.socket().abortBy(m_around.departure.descriptor());
+    m_connection.socket().expectWithin(kSoon);
     return serve();
   } catch (const abi::__forced_unwind&) {
     throw;
@@ -143,7 +149,8 @@ Session::Next Session::answerNext() {
     return refuse(std::string("The command has ") + tooLong.what() + " (--max-frame-bytes).",
                   Refusal::Command);
   }
-  const auto arrived = Clock::now();
+  const bool isLimited = header.milliseconds != Wire::kNoTimeLimit;
+  const auto arrived = isLimited ? Clock::now() : Clock::time_point();
   if (header.number != m_connection.nextNumber()) {
     return refuse(Refusals::kOtherNumber, Refusal::Command);
   }
