@@ -48,6 +48,10 @@ class Connection {
   /// Whether the peer is there and has sent nothing that was not read. Does not wait.
   virtual bool isQuiet() = 0;
 
+  /// Whether buffers are kept from one frame to the next, which takes memory and saves time. Not
+  /// kept at first.
+  virtual void keepBuffers(bool /*keep*/) {}
+
   /// Who the peer is by its certificate, as RFC 2253 writes subjects; empty where it showed none.
   virtual std::string peerName() { return {}; }
   /// Whose certificate was refused and why, after a handshake that failed; empty for other reasons.

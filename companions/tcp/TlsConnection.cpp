@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::size_t kReadAhead = 64U << 10U;
 constexpr std::size_t kRecord = SSL3_RT_MAX_PLAIN_LENGTH;
+// What is sent with one system call: four records.
+constexpr std::size_t kMostGathered = std::size_t{4} * SSL3_RT_MAX_PACKET_SIZE;
 
 std::string subjectOf(const X509* certificate) {
   const std::unique_ptr<BIO, int (*)(BIO*)> memory(BIO_new(BIO_s_mem()), BIO_free);
@@ -32,6 +34,14 @@ std::string subjectOf(const X509* certificate) {
 bool isPassing(const asio::error_code& error) {
   return error == asio::error::would_block || error == asio::error::timed_out ||
          error == asio::error::operation_aborted;
+}
+
+// OpenSSL's own way frees the texts of all errors that there might be, which takes longer than the
+// system call behind a small record.
+void clearErrors() {
+  if (ERR_peek_error() != 0) {
+    ERR_clear_error();
+  }
 }
 
 // Where an SSL object says which connection is its own.
@@ -69,7 +79,7 @@ TlsConnection::TlsConnection(PatientSocket socket, std::uint32_t limit, TlsConte
 }
 
 void TlsConnection::handshake(asio::error_code& error) {
-  ERR_clear_error();
+  clearErrors();
   const int result = SSL_do_handshake(m_tls.get());
   error = result == 1 ? asio::error_code() : errorOf(result);
 }
@@ -87,11 +97,30 @@ bool TlsConnection::isQuiet() {
   }
   std::uint8_t byte = 0;
   m_socket.dontWait(true);
-  ERR_clear_error();
+  clearErrors();
   const int got = SSL_peek(m_tls.get(), &byte, 1);
   const bool quiet = got <= 0 && errorOf(got) == asio::error::would_block;
   m_socket.dontWait(false);
   return quiet;
+}
+
+void TlsConnection::keepBuffers(bool keep) {
+  if (keep == m_keepsBuffers) {
+    return;
+  }
+  m_keepsBuffers = keep;
+  if (keep) {
+    SSL_clear_mode(m_tls.get(), SSL_MODE_RELEASE_BUFFERS);
+    return;
+  }
+  SSL_set_mode(m_tls.get(), SSL_MODE_RELEASE_BUFFERS);
+  SSL_free_buffers(m_tls.get());
+  freeGathered();
+}
+
+void TlsConnection::freeGathered() {
+  m_gathered.reset();
+  m_gatheredSize = 0;
 }
 
 std::string TlsConnection::peerName() {
@@ -121,22 +150,20 @@ void demandCertificate(asio::ssl::context& context) {
 
 std::size_t TlsConnection::readSome(std::span<std::uint8_t> room, asio::error_code& error) {
   std::size_t got = 0;
-  ERR_clear_error();
+  clearErrors();
   const int result = SSL_read_ex(m_tls.get(), room.data(), room.size(), &got);
   error = result == 1 ? asio::error_code() : errorOf(result);
   return got;
 }
 
+// A record at a time.
 std::size_t TlsConnection::writeSome(std::span<const std::uint8_t> head,
                                      std::span<const std::uint8_t> bytes, asio::error_code& error) {
   if (!head.empty()) {
     return writeFirst(head, bytes, error);
   }
-  std::size_t written = 0;
-  ERR_clear_error();
-  const int result = SSL_write_ex(m_tls.get(), bytes.data(), bytes.size(), &written);
-  error = result == 1 ? asio::error_code() : errorOf(result);
-  return written;
+  const auto record = bytes.first(std::min(bytes.size(), kRecord));
+  return writeRecord(record, record.size() == bytes.size(), error);
 }
 
 // The first record has the head in it.
@@ -147,7 +174,24 @@ std::size_t TlsConnection::writeFirst(std::span<const std::uint8_t> head,
   const std::size_t taken = std::min(bytes.size(), first.size() - head.size());
   std::copy(head.begin(), head.end(), first.begin());
   std::copy_n(bytes.begin(), taken, first.begin() + static_cast<std::ptrdiff_t>(head.size()));
-  return writeSome({}, std::span(first).first(head.size() + taken), error);
+  return writeRecord(std::span(first).first(head.size() + taken), taken == bytes.size(), error);
+}
+
+std::size_t TlsConnection::writeRecord(std::span<const std::uint8_t> record, bool isLast,
+                                       asio::error_code& error) {
+  if (!isLast && !m_gathered) {
+    m_gathered = std::make_unique_for_overwrite<std::uint8_t[]>(kMostGathered);
+  }
+  m_moreFollows = !isLast;
+  std::size_t written = 0;
+  clearErrors();
+  const int result = SSL_write_ex(m_tls.get(), record.data(), record.size(), &written);
+  error = result == 1 ? asio::error_code() : errorOf(result);
+  m_moreFollows = false;
+  if (isLast && !m_keepsBuffers) {
+    freeGathered();
+  }
+  return written;
 }
 
 // A peer that closes without saying so under TLS has closed: frames have lengths, so that nothing
@@ -198,16 +242,44 @@ int TlsConnection::readSocket(BIO* bio, char* room, int size) {
   return self.m_socketError ? -1 : static_cast<int>(got);
 }
 
+// Records of one frame are gathered. The last one sends them, and one that finds no room sends
+// those before it.
 int TlsConnection::writeSocket(BIO* bio, const char* bytes, int size) {
   auto& self = *static_cast<TlsConnection*>(BIO_get_data(bio));
   BIO_clear_retry_flags(bio);
-  const std::size_t written = self.m_socket.send(
-      {reinterpret_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(size)},
-      self.m_socketError);
+  const std::span<const std::uint8_t> record(reinterpret_cast<const std::uint8_t*>(bytes),
+                                             static_cast<std::size_t>(size));
+  std::size_t written = record.size();
+  if (self.m_moreFollows || self.m_gatheredSize > 0) {
+    self.gather(record);
+  } else {
+    written = self.m_socket.send(record, self.m_socketError);
+  }
   if (isPassing(self.m_socketError)) {
     BIO_set_retry_write(bio);
   }
   return self.m_socketError ? -1 : static_cast<int>(written);
+}
+
+void TlsConnection::gather(std::span<const std::uint8_t> record) {
+  m_socketError.clear();
+  if (m_gatheredSize + record.size() > kMostGathered && !sendGathered()) {
+    return;
+  }
+  std::copy(record.begin(), record.end(), m_gathered.get() + m_gatheredSize);
+  m_gatheredSize += record.size();
+  if (!m_moreFollows) {
+    sendGathered();
+  }
+}
+
+// What is left after an error is never sent: the connection is of no use then.
+bool TlsConnection::sendGathered() {
+  std::span<const std::uint8_t> rest(m_gathered.get(), std::exchange(m_gatheredSize, 0));
+  while (!rest.empty() && !m_socketError) {
+    rest = rest.subspan(m_socket.send(rest, m_socketError));
+  }
+  return !m_socketError;
 }
 
 long TlsConnection::controlSocket(BIO* bio, int command, long /*number*/, void* /*pointer*/) {

@@ -30,6 +30,7 @@ class TlsConnection : public Connection {
   [[nodiscard]] short awaitedEvents() const override;
   /// Takes in what TLS has to say of itself, such as session tickets.
   bool isQuiet() override;
+  void keepBuffers(bool keep) override;
   std::string peerName() override;
   [[nodiscard]] std::string whyPeerRefused() const override { return m_whyPeerRefused; }
 
@@ -47,12 +48,17 @@ class TlsConnection : public Connection {
 
   std::size_t writeFirst(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
                          asio::error_code& error);
+  std::size_t writeRecord(std::span<const std::uint8_t> record, bool isLast,
+                          asio::error_code& error);
   [[nodiscard]] asio::error_code errorOf(int result);
   friend void demandCertificate(asio::ssl::context& context);
   static int judgePeer(int verified, X509_STORE_CTX* chain);
   static const BIO_METHOD* socketMethod();
   static int readSocket(BIO* bio, char* room, int size);
   static int writeSocket(BIO* bio, const char* bytes, int size);
+  void gather(std::span<const std::uint8_t> record);
+  bool sendGathered();
+  void freeGathered();
   static long controlSocket(BIO* bio, int command, long number, void* pointer);
 
   const TlsContext m_context;
@@ -60,6 +66,13 @@ class TlsConnection : public Connection {
   asio::error_code m_socketError;  ///< of the socket's last operation
   bool m_ended = false;            ///< the peer has closed; OpenSSL may have written since then
   std::string m_whyPeerRefused;
+
+  // Records of a long frame that wait to be sent together; made for the first such frame.
+  std::unique_ptr<std::uint8_t[]> m_gathered;
+  std::size_t m_gatheredSize = 0;
+  bool m_keepsBuffers = false;
+  bool m_moreFollows = false;  ///< what is written now is not the last record of its frame
+
   std::unique_ptr<SSL, Free> m_tls;
 };
 

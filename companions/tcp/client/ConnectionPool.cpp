@@ -19,7 +19,11 @@ void ConnectionPool::give(Line line, Clock::time_point now) {
   dropOld(now, dropped);
   if (line.settings->revision >= m_revision && m_idle.size() < line.settings->poolSize) {
     line.lastUsed = now;
+    line.connection->keepBuffers(true);
     m_idle.push_back(std::move(line));
+    if (m_idle.size() > kWithBuffers) {
+      m_idle[m_idle.size() - 1 - kWithBuffers].connection->keepBuffers(false);
+    }
   }
 }
 

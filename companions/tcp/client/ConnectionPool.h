@@ -38,14 +38,17 @@ class ConnectionPool {
   /// What no command has used for so long is closed, by a later command.
   static constexpr std::chrono::seconds kLongestRest{60};
 
+  /// As many of those that wait, the last used ones, keep their buffers for the next command.
+  static constexpr std::size_t kWithBuffers = 16;
+
  private:
   using Lines = std::vector<Line>;
 
   Line takeAny(unsigned revision, Clock::time_point now);
   void dropOld(Clock::time_point now, Lines& dropped);
 
-  // Guarded by m_mutex, held for moves only: connections are closed without it. The one that was
-  // used last is at the end, and is taken first.
+  // Guarded by m_mutex, held for moves and freed buffers: connections are closed without it. The
+  // one that was used last is at the end, and is taken first.
   std::mutex m_mutex;
   unsigned m_revision = 0;
   Lines m_idle;

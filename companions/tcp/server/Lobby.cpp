@@ -172,6 +172,7 @@ Lobby::SeatPointer Lobby::seat(Guest guest, Stage stage) {
   guest.connection->socket().waitAtMost(std::nullopt);
   guest.connection->socket().abortBy(-1);
   guest.connection->socket().dontWait(true);
+  guest.connection->keepBuffers(false);
   Row& row = m_rows[guest.isKnown ? 1 : 0];
   auto taken = std::make_shared<Seat>(m_context, std::move(guest), stage, m_options.usesTls());
   taken->place = row.insert(row.end(), taken);

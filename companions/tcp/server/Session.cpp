@@ -58,6 +58,7 @@ Session::End Session::run() {
     m_connection.socket().dontWait(false);
     m_connection.socket().abortBy(m_around.departure.descriptor());
     m_connection.socket().expectWithin(kSoon);
+    m_connection.keepBuffers(true);
     return serve();
   } catch (const abi::__forced_unwind&) {
     throw;

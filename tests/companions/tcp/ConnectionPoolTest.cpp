@@ -2,6 +2,7 @@
 #include <sys/socket.h>
 
 #include <array>
+#include <deque>
 
 #include "companions/tcp/client/ClientLibrary.h"
 #include "companions/tcp/client/ConnectionPool.h"
@@ -25,16 +26,28 @@ class TcpPool : public testing::Test {
  protected:
   using Moment = ConnectionPool::Clock::time_point;
 
-  // Under that revision of the configuration; at most two are kept.
-  Line line(unsigned revision = 0) {
+  // Says whether it keeps its buffers.
+  class Buffered : public PlainConnection {
+   public:
+    Buffered(PatientSocket socket, bool& keeps)
+        : PlainConnection(std::move(socket), 1024), m_keeps(keeps) {}
+    void keepBuffers(bool keep) override { m_keeps = keep; }
+
+   private:
+    bool& m_keeps;
+  };
+
+  // Under that revision of the configuration; at most so many are kept.
+  Line line(unsigned revision = 0, std::size_t poolSize = 2) {
     std::array<int, 2> ends{};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
     m_peers.emplace_back(ends[1]);
     ClientSettings settings;
     settings.revision = revision;
-    settings.poolSize = 2;
+    settings.poolSize = poolSize;
     settings.servers.push_back({"127.0.0.1", 1});
-    return {std::make_unique<PlainConnection>(PatientSocket(FileDescriptor(ends[0])), 1024),
+    return {std::make_unique<Buffered>(PatientSocket(FileDescriptor(ends[0])),
+                                       m_keepBuffers.emplace_back(false)),
             std::make_shared<const ClientSettings>(settings)};
   }
 
@@ -45,6 +58,7 @@ class TcpPool : public testing::Test {
 
   ConnectionPool m_pool;
   std::vector<FileDescriptor> m_peers;
+  std::deque<bool> m_keepBuffers;
   const Moment m_now{std::chrono::hours(1)};
 };
 
@@ -67,6 +81,16 @@ TEST_F(TcpPool, KeepsNoMoreThanItIsTold) {
   EXPECT_FALSE(isClosed(0));
   EXPECT_FALSE(isClosed(1));
   EXPECT_TRUE(isClosed(2));
+}
+
+TEST_F(TcpPool, LeavesTheirBuffersToTheConnectionsThatWereUsedLast) {
+  constexpr std::size_t kAll = ConnectionPool::kWithBuffers + 2;
+  for (std::size_t i = 0; i < kAll; ++i) {
+    m_pool.give(line(0, kAll), m_now);
+  }
+  for (std::size_t i = 0; i < kAll; ++i) {
+    EXPECT_EQ(m_keepBuffers[i], i >= 2) << i;
+  }
 }
 
 TEST_F(TcpPool, ClosesConnectionsThatNobodyHasUsedForAWhile) {

@@ -217,8 +217,24 @@ TEST_F(TcpSystemCalls, WaitForBytesThatWereExpectedSoonAlsoOnSocketsOfAnEventLoo
   server.join();
 }
 
+TEST_F(TcpTlsSystemCalls, AreOneForAFrameOfSeveralRecords) {
+  for (const bool keeps : {false, true}) {
+    m_client->keepBuffers(keeps);
+    for (const std::size_t size : {64U, 16384U, 65536U}) {
+      forgetCalls();
+      m_client->send({}, bytesOf(size));
+      EXPECT_EQ(sends, 1) << size;
+      Frame frame;
+      ASSERT_TRUE(m_server->receive(frame));
+      EXPECT_EQ(frame.bytes, bytesOf(size)) << size;
+    }
+  }
+}
+
 TEST_F(TcpTlsSystemCalls, CarryFramesOfAnyLength) {
-  {
+  for (const bool keeps : {false, true}) {
+    m_client->keepBuffers(keeps);
+    m_server->keepBuffers(keeps);
     for (const std::size_t size : {0U, 1U, 2048U, 2049U, 16367U, 16368U, 16369U, 32752U, 65519U,
                                    65520U, 65521U, 1U << 20U, (3U << 20U) + 7}) {
       expectToTravel(size);
