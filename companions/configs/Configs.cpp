@@ -238,7 +238,7 @@ int GetEndpoint(const char* address, char* buffer, std::size_t size) {
     std::string lines;
     if (found != endpoints.end()) {
       for (const auto& [key, value] : found->second) {
-        lines += key + "=" + value + "\n";
+        lines.append(key).append("=").append(value).append("\n");
       }
     }
     return lines;
