@@ -22,6 +22,7 @@ ferrolink_test_packages=(
 )
 ferrolink_bench_packages=(
   valgrind python3 binutils             # counts instructions, runs the benchmarks, reads libraries
+  strace                                # counts system calls
   python3-jpype                         # peers: Python
   libjna-java libjnr-ffi-java           # peers: foreign-function interfaces of Java
   pkg-config libprotobuf-dev            # peers: gRPC

@@ -62,7 +62,7 @@ def _wake_calls(rows):
             for row in rows if row.wake_calls is not None and row.size == 64]
 
 
-def _facts(rows, facts, instructions, load_row):
+def _facts(rows, facts, instructions, crowd, load_row):
     if instructions is None:
         counted = "not counted: callgrind did not run"
     else:
@@ -74,6 +74,7 @@ def _facts(rows, facts, instructions, load_row):
     return ["| | |", "| --- | --- |",
             f"| Instructions per attached command of 64 B and its answer | {counted} |",
             *_wake_calls(rows),
+            *[f"| {name} | {figure} |" for name, figure in crowd],
             f"| Opening the library | {load} |",
             f"| Relocations | {facts['relocations']}, of them relative "
             f"{facts['relative relocations']} |",
@@ -103,14 +104,14 @@ def _title(unit):
         unit, "Java to C++, against the JDK's foreign-function interface" + unit.split("peers")[-1])
 
 
-def write(path, plot, rows, facts, instructions, java_home, left_out, seconds, load):
+def write(path, plot, rows, facts, instructions, crowd, java_home, left_out, seconds, load):
     reading = os.path.join(os.path.dirname(os.path.abspath(__file__)), "reading.md")
     with open(reading, encoding="utf-8") as text:
         lines = [text.read().rstrip("\n").replace("PLOT", plot), ""]
     lines += ["## The run", "", *_conditions(java_home, left_out, seconds, load), ""]
     lines += ["## Figures of the library", ""]
     load_row = next(row for row in rows if row.unit == "library load" and row.name == "ours")
-    lines += [*_facts(rows, facts, instructions, load_row), ""]
+    lines += [*_facts(rows, facts, instructions, crowd, load_row), ""]
     for unit in dict.fromkeys(row.unit for row in rows):
         title = _title(unit)
         lines += [f"## {title}", "", *_table([row for row in rows if row.unit == unit]), ""]

@@ -3,8 +3,10 @@
 import argparse
 import os
 import sys
+import tempfile
 import time
 
+import crowd
 import document
 import inprocess
 import machine
@@ -23,7 +25,7 @@ class Run:
     def __init__(self, build, effort, java_home):
         self.build, self.effort, self.java_home = build, effort, java_home
         self.rows, self.left_out = [], []
-        self.facts, self.instructions = None, None
+        self.facts, self.instructions, self.crowd = None, None, None
         self.begin, self.load = time.monotonic(), machine.load()
 
     def leave_out(self, name, reason):
@@ -43,6 +45,8 @@ class Run:
             self.rows += inprocess.jdk_foreign_functions(*common, self.leave_out)
         elif group == "network":
             self.rows += network.rows(*common, self.java_home, self.leave_out)
+            with tempfile.TemporaryDirectory() as directory:
+                self.crowd = crowd.measure(self.build, self.java_home, self.leave_out, directory)
         elif group == "start-up":
             self.rows += processes.start_up(*common, self.java_home)
         elif group == "load":
@@ -67,6 +71,9 @@ def print_rows(run):
         if row.wake_calls is not None:
             print(f"wake calls per 1,000 commands, {row.unit}, {document.size_text(row.size)}: "
                   f"{row.wake_calls:.1f}")
+    if run.crowd is not None:
+        for name, figure in crowd.lines(run.crowd):
+            print(f"{name}: {figure}")
     if run.facts is not None:
         print(run.facts)
     if run.instructions is not None:
@@ -76,8 +83,8 @@ def print_rows(run):
 def write(run, directory):
     table = os.path.join(directory, "benchmarks.md")
     plot.write(os.path.join(directory, "benchmarks.svg"), run.rows)
-    document.write(table, "benchmarks.svg", run.rows, run.facts, run.instructions, run.java_home,
-                   run.left_out, run.seconds(), run.load)
+    document.write(table, "benchmarks.svg", run.rows, run.facts, run.instructions,
+                   crowd.lines(run.crowd), run.java_home, run.left_out, run.seconds(), run.load)
     print(f"{run.seconds():4.0f} s  written: {os.path.relpath(table)}, and benchmarks.svg beside it")
 
 

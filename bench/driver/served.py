@@ -36,6 +36,12 @@ class Program:
             calls = max(calls, min(calls * 2, int(TURN / took)))
         return max(FEWEST_CALLS, round(TURN / took))
 
+    def processes(self):
+        """The program's own process, and those that it has started."""
+        number = self._process.pid
+        with open(f"/proc/{number}/task/{number}/children", encoding="utf-8") as children:
+            return [number, *map(int, children.read().split())]
+
     def end(self):
         self._process.stdin.close()
         self._process.wait()

@@ -3,8 +3,10 @@
 #include <dlfcn.h>
 #include <signal.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
@@ -48,9 +50,25 @@ std::uint16_t portIn(const std::string& line) {
   return static_cast<std::uint16_t>(std::strtoul(line.c_str() + address + 10, nullptr, 10));
 }
 
+// Each thread keeps a connection, and the server has one slot for each.
+void makeRoomFor(std::size_t threads) {
+  rlimit descriptors{};
+  getrlimit(RLIMIT_NOFILE, &descriptors);
+  descriptors.rlim_cur = descriptors.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &descriptors);
+  setenv("FERROLINK_POOL_SIZE", std::to_string(threads).c_str(), 1);
+}
+
 std::vector<std::string> commandLine(const Options& options) {
-  std::vector<std::string> line = {options.server, "--runtime", "cpp",         "--listen",
-                                   "127.0.0.1:0",  "--plug-in", options.plugIn};
+  std::vector<std::string> line = {options.server,
+                                   "--runtime",
+                                   "cpp",
+                                   "--listen",
+                                   "127.0.0.1:0",
+                                   "--plug-in",
+                                   options.plugIn,
+                                   "--max-connections",
+                                   std::to_string(std::max<std::size_t>(256, 2 * options.threads))};
   if (options.channel == kTls) {
     line.insert(line.end(), {"--tls-certificate", options.certificate, "--tls-key", options.key});
   }
@@ -124,6 +142,7 @@ void callMany(ITransport& channel, Bytes command, std::size_t size, long calls) 
 }
 
 void run(const Options& options) {
+  makeRoomFor(options.threads);
   const std::uint16_t port = startServer(options);
   if (options.channel == kTls) {
     setenv("FERROLINK_TLS_CA_FILE", options.certificate.c_str(), 1);
