@@ -42,9 +42,9 @@ class PatientSocket {
     m_span.reset();
     m_perByte = std::chrono::nanoseconds(0);
   }
-  /// Every operation ends `progress` from the first wait on: what need not wait asks no clock. Each
-  /// byte that moves puts that moment off by `perByte`, but never further than to `progress` after
-  /// the byte.
+  /// Every operation ends `progress` after the first wait from now on: what need not wait asks no
+  /// clock. Each byte that moves then puts that moment off by `perByte`, but never further than to
+  /// `progress` after the byte.
   void waitWhileItFlows(std::chrono::milliseconds progress, std::chrono::nanoseconds perByte) {
     m_deadline.reset();
     m_span = progress;

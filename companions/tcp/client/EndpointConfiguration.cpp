@@ -38,8 +38,9 @@ EndpointConfiguration::EndpointConfiguration(const Peer& endpoint) {
   std::string buffer(kRoom, '\0');
   const int length = library().endpoint(endpoint.name().c_str(), buffer.data(), buffer.size());
   if (length < 0) {
-    fail(ClientError::Settings, "The configuration of " + endpoint.name() + " cannot be read: " +
-                                    buffer.c_str() + ". The command was not sent.");
+    const char* reason = buffer.data();
+    fail(ClientError::Settings, "The configuration of " + endpoint.name() +
+                                    " cannot be read: " + reason + ". The command was not sent.");
   }
   m_lines = buffer.substr(0, static_cast<std::size_t>(length));
 }

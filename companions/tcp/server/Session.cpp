@@ -25,8 +25,8 @@ constexpr std::chrono::milliseconds kStay{1000};
 constexpr std::chrono::milliseconds kShortStay{10};
 
 // A client that sends its next command within that time costs no poll(2). How much later a session
-// without a command notices that the server goes away.
-constexpr std::chrono::milliseconds kSoon{20};
+// without a command notices that the server goes away; no longer than the short stay.
+constexpr std::chrono::milliseconds kSoon{10};
 
 // A peer that moves bytes more slowly than 4 KiB a second gets no more time for them than for none.
 constexpr std::chrono::nanoseconds kPerByte{1'000'000'000 / 4096};
