@@ -30,13 +30,18 @@ std::size_t ScriptedConnection::readSome(std::span<std::uint8_t> room, asio::err
   return count;
 }
 
-std::size_t ScriptedConnection::writeSome(std::span<const std::uint8_t> bytes,
+// A piece may begin in the head and end in the bytes behind it.
+std::size_t ScriptedConnection::writeSome(std::span<const std::uint8_t> head,
+                                          std::span<const std::uint8_t> bytes,
                                           asio::error_code& error) {
   error.clear();
-  const std::size_t count = std::min(m_script->piece, bytes.size());
-  m_script->outgoing.insert(m_script->outgoing.end(), bytes.begin(),
-                            bytes.begin() + static_cast<std::ptrdiff_t>(count));
-  return count;
+  const std::size_t ofHead = std::min(m_script->piece, head.size());
+  const std::size_t ofBytes = std::min(m_script->piece - ofHead, bytes.size());
+  auto& outgoing = m_script->outgoing;
+  outgoing.insert(outgoing.end(), head.begin(), head.begin() + static_cast<std::ptrdiff_t>(ofHead));
+  outgoing.insert(outgoing.end(), bytes.begin(),
+                  bytes.begin() + static_cast<std::ptrdiff_t>(ofBytes));
+  return ofHead + ofBytes;
 }
 
 SocketPair::SocketPair() {

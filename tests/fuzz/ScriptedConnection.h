@@ -39,7 +39,8 @@ class ScriptedConnection : public Ferrolink::Companions::Tcp::Connection {
 
  private:
   std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) override;
-  std::size_t writeSome(std::span<const std::uint8_t> bytes, asio::error_code& error) override;
+  std::size_t writeSome(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+                        asio::error_code& error) override;
 
   PatientSocket m_socket;
   const std::shared_ptr<Script> m_script;
