@@ -57,7 +57,8 @@ void HangUpSignal::ignore() {
   m_isIgnored = true;
   std::signal(SIGHUP, SIG_IGN);
   g_event.store(-1);
-  m_readiness.cancel();
+  asio::error_code ignored;
+  m_readiness.cancel(ignored);
 }
 
 void HangUpSignal::await() {
