@@ -94,8 +94,12 @@ Lobby::Lobby(asio::io_context& context, const ServerOptions& options, const Even
              Called called)
     : m_context(context), m_options(options), m_events(events), m_called(std::move(called)) {}
 
+// A timer that cannot be cancelled ends with the loop.
 Lobby::~Lobby() {
-  cut();
+  try {
+    cut();
+  } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
+  }
 }
 
 void Lobby::greet(Guest guest) {
@@ -180,11 +184,13 @@ Lobby::SeatPointer Lobby::seat(Guest guest, Stage stage) {
 }
 
 Guest Lobby::rise(const SeatPointer& seat) {
-  const SeatPointer held = seat;  // the row's own may be what was passed
-  held->freeDescriptor();
-  held->deadline.cancel();
-  m_rows[held->guest.isKnown ? 1 : 0].erase(held->place);
-  return std::move(held->guest);
+  // Keeps the seat: the row's own pointer may be what was passed.
+  Row risen;
+  risen.splice(risen.end(), m_rows[seat->guest.isKnown ? 1 : 0], seat->place);
+  Seat& held = *risen.front();
+  held.freeDescriptor();
+  held.deadline.cancel();
+  return std::move(held.guest);
 }
 
 void Lobby::proceed(const SeatPointer& seat) {

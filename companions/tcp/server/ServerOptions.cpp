@@ -165,6 +165,7 @@ class CommandLine {
 
   CommandLine(const CommandLine&) = delete;
   CommandLine& operator=(const CommandLine&) = delete;
+  ~CommandLine() = default;
 
   Given parse(int argc, char** argv) {
     try {
