@@ -26,7 +26,10 @@ bool readDebugMode() {
 JvmLauncher::JvmLauncher(RuntimeOperationMode mode)
     : NativeLauncher(mode),
       m_launching(mode == RuntimeOperationMode::CalledRuntime),
-      m_debugMode(readDebugMode()) {}
+      m_debugMode(readDebugMode()),
+      m_errors([this] { return GetRuntimeInfo(); }),
+      m_finder(m_errors),
+      m_libraries(m_errors, m_debugMode) {}
 
 // A JVM that this launcher did not create, bound or adopted, is left running.
 JvmLauncher::~JvmLauncher() {
@@ -83,30 +86,36 @@ int JvmLauncher::DeployRuntime(std::uint8_t* /*message*/, int /*length*/, std::s
   return 1;
 }
 
+void JvmLauncher::SetJvmRuntimePath() {
+  m_finder.setRuntimePath();
+}
+
+void JvmLauncher::LoadJvmSharedLibraryAndExportedFunctions() {
+  m_finder.openLibrary();
+}
+
+void JvmLauncher::GetFunctionsPointers() {
+  m_finder.findEntryPoints();
+}
+
+void JvmLauncher::CreateClassPath() {
+  m_libraries.createClassPath();
+}
+
+int JvmLauncher::HandleLoadLibraryCommand(std::uint8_t* message, int length) {
+  m_libraries.load(message, length);
+  m_responses.store(ClassPathLibraries::kLoaded.data(), ClassPathLibraries::kLoaded.size());
+  return static_cast<int>(ClassPathLibraries::kLoaded.size());
+}
+
+void JvmLauncher::AddToLibrariesToLoad(std::string path) {
+  m_libraries.add(path);
+}
+
 bool JvmLauncher::CheckAndHandleJvmException(JNIEnv* env, const std::string& code, bool clear) {
-  if (env->ExceptionCheck() == JNI_FALSE) {
-    return false;
-  }
-  env->ExceptionDescribe();
-  if (clear) {
-    env->ExceptionClear();
-  }
-  raise(code + ". JVM exception occurred");
-}
-
-void JvmLauncher::raisePendingException(JNIEnv* env, const char* code) {
-  CheckAndHandleJvmException(env, code, true);
-}
-
-void JvmLauncher::raise(const std::string& text) {
-  HandleException(FerrolinkNativeException("JVM Launcher: Exception code " + text, "Unknown"));
-}
-
-void JvmLauncher::raise(const char* text) {
-  raise(std::string(text));
+  return m_errors.raisePending(env, code, clear);
 }
 
 void JvmLauncher::HandleException(FerrolinkNativeException e) {
-  const std::string message = e.what();
-  throw FerrolinkNativeException(message + "\nRUNTIME INFO:\n" + GetRuntimeInfo(), "Unknown");
+  m_errors.raiseAnew(e);
 }

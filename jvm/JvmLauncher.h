@@ -11,12 +11,14 @@
 #include <string>
 #include <vector>
 
+#include "jvm/ClassPathLibraries.h"
 #include "jvm/JniReferences.h"
+#include "jvm/JvmFinder.h"
+#include "jvm/LauncherErrors.h"
 #include "jvm/ThreadJniEnv.h"
 #include "native/BriefMutex.h"
 #include "native/Export.h"
 #include "native/FerrolinkNativeException.h"
-#include "native/Loader.h"
 #include "native/NativeLauncher.h"
 #include "native/ThreadResponses.h"
 
@@ -98,25 +100,8 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
     Jni::LocalReference<jclass> own;  ///< set where the thread found the class for this use only
   };
 
-  using GetCreatedJavaVMsFunction = jint(JavaVM**, jsize, jsize*);
-  using CreateJavaVMFunction = jint(JavaVM**, void**, void*);
-
-  /// Raises "JVM Launcher: Exception code " and `text` through HandleException.
-  [[noreturn]] FERROLINK_LOCAL void raise(const std::string& text);
-  [[noreturn, gnu::cold]] FERROLINK_LOCAL void raise(const char* text);
   [[noreturn]] FERROLINK_LOCAL void raiseFailedAttach();
 
-  /// As CheckAndHandleJvmException; nothing but the check happens where nothing is pending.
-  FERROLINK_LOCAL void checkJava(JNIEnv* env, const char* code) {
-    if (env->ExceptionCheck() != JNI_FALSE) [[unlikely]] {
-      raisePendingException(env, code);
-    }
-  }
-  [[gnu::cold]] FERROLINK_LOCAL void raisePendingException(JNIEnv* env, const char* code);
-
-  FERROLINK_LOCAL bool tryOpenJvmLibrary(const std::string& candidate);
-  FERROLINK_LOCAL void printClassPath() const;
-  FERROLINK_LOCAL void buildOptions();
   FERROLINK_LOCAL bool adoptRunningJvm();
   FERROLINK_LOCAL bool ownLibrarysJvm(JavaVM*& vm);
   FERROLINK_LOCAL void attachAdopter(JavaVM* vm);
@@ -178,7 +163,6 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   FERROLINK_LOCAL Jni::LocalReference<jbyteArray> callJava(JNIEnv* env, jbyteArray command,
                                                            bool heartBeat);
   FERROLINK_LOCAL int storeJavaResponse(JNIEnv* env, jbyteArray response);
-  FERROLINK_LOCAL void printLoadLibraryPath(const std::string& text, std::size_t capacity) const;
   FERROLINK_LOCAL std::string askReceiverForInfo(JNIEnv* env);
 
   // Constant after construction.
@@ -187,31 +171,15 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   const std::string m_receiverClassName = "com/ferrolink/core/receiver/Receiver";
   const std::string m_runtimeName = "Jvm";
 
-  // Guarded by m_librariesMutex.
-  std::mutex m_librariesMutex;
-  std::vector<std::string> m_librariesToLoad;
-
-  // Guarded by m_pathMutex, held for a copy or an assignment only: error texts read the paths on
-  // any thread while Initialize may still be writing them.
-  mutable std::mutex m_pathMutex;
-  std::string m_runtimePath;
-  std::string m_jvmLibraryPath;
-
-  // Written by Initialize; each provides its own synchronisation.
-  Ferrolink::Native::Loader::OwnedLibrary m_jvmLibrary;
-  std::atomic<GetCreatedJavaVMsFunction*> m_getCreatedJavaVMs{nullptr};
-  std::atomic<CreateJavaVMFunction*> m_createJavaVM{nullptr};
+  // Each provides its own synchronisation.
+  const LauncherErrors m_errors;
+  JvmFinder m_finder;
+  ClassPathLibraries m_libraries;
 
   // Guarded by m_startUpMutex, which is also held while the JVM is created and the receiver class
-  // is first looked up, so that both happen once. The option array points into the option strings.
+  // is first looked up, so that both happen once.
   std::mutex m_startUpMutex;
   std::atomic<ThreadToken> m_startUpOwner{0};  ///< the thread that holds it; read without it
-  std::string m_classPath;
-  std::string m_classPathOption;
-  std::string m_libraryPathOption;
-  std::vector<std::string> m_debugOptions;
-  std::unique_ptr<JavaVMOption[]> m_options;
-  JavaVMInitArgs m_initArguments{};
   jint m_createResult = 0;
   jint m_jniVersion = 0;
   bool m_createdJvm = false;

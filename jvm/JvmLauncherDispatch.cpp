@@ -90,14 +90,14 @@ int JvmLauncher::SendCommand(std::uint8_t* message, int length) {
 // JVM initialised instead.
 int JvmLauncher::sendUnprepared(std::uint8_t* message, int length) {
   if (m_startUpOwner.load(std::memory_order_relaxed) == currentThreadToken()) {
-    raise("018. JVM not initialized");
+    m_errors.raise("018. JVM not initialized");
   }
   const AdoptersAttachment attachment(*this);
   if (!m_jvmInitialized.load(std::memory_order_acquire)) {
     initializeJvmOnce();
   }
   if (m_javaVM.load(std::memory_order_relaxed) == nullptr) {
-    raise("018. JVM not initialized");
+    m_errors.raise("018. JVM not initialized");
   }
   std::optional<ThreadJniEnv> thread;
   enterJvm(thread);
@@ -117,10 +117,10 @@ void JvmLauncher::initializeJvmOnce() {
 
 void JvmLauncher::requireCallback() {
   if (!TryBindToCallingRuntimeJavaVm()) {
-    raise("018. JVM not initialized");
+    m_errors.raise("018. JVM not initialized");
   }
   if (!JavaCallback::isSet()) {
-    raise("032. Java callback is not set");
+    m_errors.raise("032. Java callback is not set");
   }
 }
 
@@ -140,7 +140,8 @@ void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
       callJava(env, command.get(), hasType(message, length, CommandHeader::kTypeHeartBeat));
   if (!response) {
     command.reset();
-    raise(m_launching ? "024. Null response from JVM" : "024. Null response from runtime callback");
+    m_errors.raise(m_launching ? "024. Null response from JVM"
+                               : "024. Null response from runtime callback");
   }
   const int stored = storeJavaResponse(env, response.get());
   command.reset();
@@ -156,7 +157,7 @@ void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
   if (!command) {
     lock.unlock();
     Jni::clearPendingException(env);
-    raise("020. Failed to create byte array");
+    m_errors.raise("020. Failed to create byte array");
   }
   const char* failed = nullptr;
   if (env->ExceptionCheck() != JNI_FALSE) {
@@ -193,14 +194,14 @@ void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
   } else {
     const JavaCallback::Borrowed callback = JavaCallback::borrow(env);
     if (!callback.object) {
-      raise("032. Java callback is not set");
+      m_errors.raise("032. Java callback is not set");
     }
     result = env->CallObjectMethod(callback.object.get(), callback.method, command);
   }
   Jni::LocalReference<jbyteArray> response(env, static_cast<jbyteArray>(result));
-  checkJava(env, "023");
+  m_errors.check(env, "023");
   if (!m_launching && response && !JavaCallback::isByteArray(env, response.get())) {
-    raise("025. Failed to get callback response bytes");
+    m_errors.raise("025. Failed to get callback response bytes");
   }
   return response;
 }
@@ -209,12 +210,12 @@ void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
   const Jni::ByteArrayElements elements(env, response);
   if (elements.get() == nullptr) {
     Jni::clearPendingException(env);
-    raise(m_launching ? "025. Failed to get byte array elements"
-                      : "025. Failed to get callback response bytes");
+    m_errors.raise(m_launching ? "025. Failed to get byte array elements"
+                               : "025. Failed to get callback response bytes");
   }
-  checkJava(env, "026");
+  m_errors.check(env, "026");
   const jsize length = env->GetArrayLength(response);
-  checkJava(env, "027");
+  m_errors.check(env, "027");
   m_responses.store(reinterpret_cast<const std::uint8_t*>(elements.get()),
                     static_cast<std::size_t>(length));
   return length;
@@ -222,7 +223,7 @@ void JvmLauncher::lookUpReceiverOnce(JNIEnv* env) {
 
 int JvmLauncher::ReadResponse(std::uint8_t* buffer, int length) {
   if (!m_responses.read(buffer, length)) {
-    raise("017.\nError while reading response");
+    m_errors.raise("017.\nError while reading response");
   }
   return 0;
 }

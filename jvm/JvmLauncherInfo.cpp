@@ -39,11 +39,7 @@ std::string JvmLauncher::GetVersionString() {
 }
 
 std::string JvmLauncher::GetRuntimeInfo() {
-  std::vector<std::string> libraries;
-  {
-    const std::lock_guard<std::mutex> lock(m_librariesMutex);
-    libraries = m_librariesToLoad;
-  }
+  const std::vector<std::string> libraries = m_libraries.list();
   std::string info;
   if (!libraries.empty()) {
     info += "Loaded custom libraries:\n";
@@ -56,8 +52,8 @@ std::string JvmLauncher::GetRuntimeInfo() {
 }
 
 std::string JvmLauncher::GetRuntimeInfoFromNativeLevel() {
-  const std::lock_guard<std::mutex> lock(m_pathMutex);
-  return "JVM Native Launcher Runtime Info: \nJVM shared library search path: " + m_jvmLibraryPath;
+  return "JVM Native Launcher Runtime Info: \nJVM shared library search path: " +
+         m_finder.libraryPath();
 }
 
 std::string JvmLauncher::GetRuntimeInfoFromManagedRuntime() {
@@ -85,7 +81,7 @@ std::string JvmLauncher::askReceiverForInfo(JNIEnv* env) {
     return env->CallStaticObjectMethod(receiverClass.usable, m_runtimeInfoMethod.load());
   };
   Jni::LocalReference<jstring> text(env, static_cast<jstring>(askJava()));
-  checkJava(env, "028");
+  m_errors.check(env, "028");
   if (!text) {
     return {};
   }
@@ -93,17 +89,17 @@ std::string JvmLauncher::askReceiverForInfo(JNIEnv* env) {
   if (characters.get() == nullptr) {
     Jni::clearPendingException(env);
     text.reset();
-    raise("029. Failed to get UTF chars");
+    m_errors.raise("029. Failed to get UTF chars");
   }
-  checkJava(env, "030");
+  m_errors.check(env, "030");
   std::string info = characters.get();
   characters.reset();
-  checkJava(env, "031");
+  m_errors.check(env, "031");
   return info;
 }
 
 // No second attempt to describe the Java side: the thread has just been refused.
 void JvmLauncher::raiseFailedAttach() {
   const ReentryGuard guard(askingManagedRuntime);
-  raise("019. Failed to attach thread to JVM");
+  m_errors.raise("019. Failed to attach thread to JVM");
 }

@@ -14,7 +14,7 @@ int JvmLauncher::InitializeJvm() {
     takeStartingThreadEnvironment();
   }
   if (m_JvmEnv.load() == nullptr) {
-    raise("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package");
+    m_errors.raise("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package");
   }
   m_jniVersion = GetVersion();
   GetReceiverClass();
@@ -25,7 +25,7 @@ int JvmLauncher::InitializeJvm() {
 // The receiver class is not looked up here: the command that adopts does that next. There is no
 // starting thread: what FindClass gives a thread that Java called ends with that native method.
 bool JvmLauncher::adoptRunningJvm() {
-  if (m_getCreatedJavaVMs.load() == nullptr) {
+  if (m_finder.getCreatedJavaVMs() == nullptr) {
     return false;  // binding: the process's JVM library was never opened by this launcher
   }
   // A process has one JVM. It may run under another JVM library than the one that was found.
@@ -37,7 +37,7 @@ bool JvmLauncher::adoptRunningJvm() {
     }
   }
   if (vm == nullptr) {
-    raise("018. JVM not initialized");  // it ended while it was asked for
+    m_errors.raise("018. JVM not initialized");  // it ended while it was asked for
   }
   m_startingThread.store(0);
   attachAdopter(vm);
@@ -46,7 +46,7 @@ bool JvmLauncher::adoptRunningJvm() {
 }
 
 bool JvmLauncher::ownLibrarysJvm(JavaVM*& vm) {
-  GetCreatedJavaVMsFunction* getCreatedJavaVMs = m_getCreatedJavaVMs.load();
+  GetCreatedJavaVMsFunction* getCreatedJavaVMs = m_finder.getCreatedJavaVMs();
   jsize count = 0;
   getCreatedJavaVMs(nullptr, 0, &count);
   if (count < 1) {
@@ -71,20 +71,19 @@ void JvmLauncher::attachAdopter(JavaVM* vm) {
 }
 
 void JvmLauncher::startJvm() {
-  if (m_createJavaVM.load() == nullptr) {
-    raise("018. JVM not initialized");
+  if (m_finder.createJavaVM() == nullptr) {
+    m_errors.raise("018. JVM not initialized");
   }
-  buildOptions();
+  m_libraries.buildOptions(m_finder.runtimePath());
   std::thread(createJavaVM, this).join();
-  m_options.reset();
-  m_initArguments.options = nullptr;
+  m_libraries.releaseOptions();
 }
 
 void createJavaVM(JvmLauncher* launcher) {
   JavaVM* vm = nullptr;
   JNIEnv* env = nullptr;
-  launcher->m_createResult = launcher->m_createJavaVM.load()(&vm, reinterpret_cast<void**>(&env),
-                                                             &launcher->m_initArguments);
+  launcher->m_createResult = launcher->m_finder.createJavaVM()(&vm, reinterpret_cast<void**>(&env),
+                                                               launcher->m_libraries.arguments());
   launcher->m_javaVM.store(vm);
   launcher->m_JvmEnv.store(env);
   launcher->m_createdJvm = launcher->m_createResult == JNI_OK;
@@ -94,17 +93,17 @@ void createJavaVM(JvmLauncher* launcher) {
 void JvmLauncher::HandleLaunchJvmError() {
   switch (m_createResult) {
     case JNI_ERR:
-      raise("011");
+      m_errors.raise("011");
     case JNI_EDETACHED:
-      raise("012");
+      m_errors.raise("012");
     case JNI_EVERSION:
-      raise("013");
+      m_errors.raise("013");
     case JNI_ENOMEM:
-      raise("014");
+      m_errors.raise("014");
     case JNI_EEXIST:
-      raise("015");
+      m_errors.raise("015");
     case JNI_EINVAL:
-      raise("016");
+      m_errors.raise("016");
     default:
       return;
   }
@@ -130,7 +129,7 @@ void JvmLauncher::takeStartingThreadEnvironment() {
 
 void JvmLauncher::GetReceiverClass() {
   if (m_JvmEnv.load() == nullptr) {
-    raise("006. \nReinstall Ferrolink package");
+    m_errors.raise("006. \nReinstall Ferrolink package");
   }
   const ThreadJniEnv thread(m_javaVM.load());
   noteAttachment(thread);
@@ -162,9 +161,9 @@ void JvmLauncher::lookUpReceiver(JNIEnv* env) {
 
 Jni::LocalReference<jclass> JvmLauncher::findReceiverClass(JNIEnv* env) {
   Jni::LocalReference<jclass> found(env, env->FindClass(m_receiverClassName.c_str()));
-  checkJava(env, "033");
+  m_errors.check(env, "033");
   if (!found) {
-    raise("007. \nReinstall Ferrolink package");
+    m_errors.raise("007. \nReinstall Ferrolink package");
   }
   return found;
 }
@@ -173,9 +172,9 @@ jmethodID JvmLauncher::findReceiverMethod(JNIEnv* env, jclass receiverClass, con
                                           const char* signature, const char* checkCode,
                                           const char* nullCode) {
   jmethodID method = env->GetStaticMethodID(receiverClass, name, signature);
-  checkJava(env, checkCode);
+  m_errors.check(env, checkCode);
   if (method == nullptr) {
-    raise(std::string(nullCode) + ". \nReinstall Ferrolink package");
+    m_errors.raise(std::string(nullCode) + ". \nReinstall Ferrolink package");
   }
   return method;
 }

@@ -7,13 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "jvm/JvmEntryPoints.h"
 #include "native/Loader.h"
 
 namespace {
 
 namespace Loader = Ferrolink::Native::Loader;
-
-using GetCreatedJavaVMsFunction = jint(JavaVM**, jsize, jsize*);
 
 bool isJvmLibrary(const std::filesystem::path& file) {
   const std::filesystem::path name = "libjvm.so";

@@ -1,10 +1,11 @@
-// Finding and opening the JVM library.
+#include "jvm/JvmFinder.h"
+
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 
-#include "jvm/JvmLauncher.h"
 #include "native/ConfigHandler.h"
 #include "native/Console.h"
 
@@ -23,7 +24,7 @@ std::string configuredRuntimePath() {
   }
 }
 
-// Opening a pipe or a device may wait for ever.
+// Opening a pipe or a device may block for ever.
 bool isPipeOrDevice(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
@@ -31,20 +32,18 @@ bool isPipeOrDevice(const std::string& path) {
 
 }  // namespace
 
-void JvmLauncher::SetJvmRuntimePath() {
-  const auto setRuntimePath = [this](const std::string& path) {
-    const std::lock_guard<std::mutex> lock(m_pathMutex);
-    m_runtimePath = path;
-  };
+JvmFinder::JvmFinder(const LauncherErrors& errors) : m_errors(errors) {}
+
+void JvmFinder::setRuntimePath() {
   std::string path = configuredRuntimePath();
-  setRuntimePath(path);
+  keepRuntimePath(path);
   if (!path.empty()) {
     printOut("Looking for JVM runtime in path: " + path + "\n");
     return;
   }
   if (const char* variable = std::getenv("FERROLINK_JVM_RUNTIME_PATH")) {
     path = variable;
-    setRuntimePath(path);
+    keepRuntimePath(path);
     printOut("Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " + path +
              "\n");
   }
@@ -53,29 +52,34 @@ void JvmLauncher::SetJvmRuntimePath() {
   }
   const char* javaHome = std::getenv("JAVA_HOME");
   if (javaHome == nullptr) {
-    raise("001. \nSet JAVA_HOME environment variable");
+    m_errors.raise("001. \nSet JAVA_HOME environment variable");
   }
-  setRuntimePath(javaHome);
+  keepRuntimePath(javaHome);
 }
 
-bool JvmLauncher::tryOpenJvmLibrary(const std::string& candidate) {
+void JvmFinder::keepRuntimePath(const std::string& path) {
+  const std::lock_guard<std::mutex> lock(m_pathMutex);
+  m_runtimePath = path;
+}
+
+bool JvmFinder::tryToOpen(const std::string& candidate) {
   {
     const std::lock_guard<std::mutex> lock(m_pathMutex);
-    m_jvmLibraryPath = candidate;
+    m_libraryPath = candidate;
   }
   if (isPipeOrDevice(candidate)) {
     return false;
   }
-  // Deeply bound, so that the JVM keeps to its own symbols whatever the host brings along.
+  // With deep binding the JVM uses its own symbols, whatever the host exports.
   void* handle = dlopen(candidate.c_str(), Loader::kBindDeep);
   if (handle == nullptr) {
     return false;
   }
-  m_jvmLibrary.adopt(handle);
+  m_library.adopt(handle);
   return true;
 }
 
-void JvmLauncher::LoadJvmSharedLibraryAndExportedFunctions() {
+void JvmFinder::openLibrary() {
   std::string path;
   {
     const std::lock_guard<std::mutex> lock(m_pathMutex);
@@ -84,29 +88,37 @@ void JvmLauncher::LoadJvmSharedLibraryAndExportedFunctions() {
     }
     path = m_runtimePath;
   }
-  if (tryOpenJvmLibrary(path) || tryOpenJvmLibrary(path + "/jre/lib/server/libjvm.so") ||
-      tryOpenJvmLibrary(path + "/lib/server/libjvm.so")) {
+  if (tryToOpen(path) || tryToOpen(path + "/jre/lib/server/libjvm.so") ||
+      tryToOpen(path + "/lib/server/libjvm.so")) {
     return;
   }
-  // Without an error text the entry points are looked up in the process's global scope next, where
-  // a host may have loaded a JVM library already.
   if (dlerror() == nullptr) {
     return;
   }
-  raise(
+  m_errors.raise(
       "002. \nCheck JRE installation. Set JAVA_HOME to JRE or JDK root directory or set "
       "FERROLINK_JVM_RUNTIME_PATH to proper jvm shared library file (libjvm.so)");
 }
 
-void JvmLauncher::GetFunctionsPointers() {
-  void* library = m_jvmLibrary.get();
+void JvmFinder::findEntryPoints() {
+  void* library = m_library.get();
   m_getCreatedJavaVMs =
       Loader::findFunction<GetCreatedJavaVMsFunction>(library, "JNI_GetCreatedJavaVMs");
   m_createJavaVM = Loader::findFunction<CreateJavaVMFunction>(library, "JNI_CreateJavaVM");
   if (m_getCreatedJavaVMs == nullptr || m_createJavaVM == nullptr) {
-    raise(
+    m_errors.raise(
         "003. \nCheck JRE installation. Set JAVA_HOME to JRE or JDK root directory or set "
         "FERROLINK_JVM_RUNTIME_PATH to proper jvm shared library file (jvm.dll or libjvm.so or "
         "libjvm.dylib)");
   }
+}
+
+std::string JvmFinder::runtimePath() const {
+  const std::lock_guard<std::mutex> lock(m_pathMutex);
+  return m_runtimePath;
+}
+
+std::string JvmFinder::libraryPath() const {
+  const std::lock_guard<std::mutex> lock(m_pathMutex);
+  return m_libraryPath;
 }

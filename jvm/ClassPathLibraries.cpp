@@ -1,0 +1,187 @@
+#include "jvm/ClassPathLibraries.h"
+
+#include <dirent.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include "native/Console.h"
+#include "native/LibrariesFinder.h"
+#include "native/LowerCase.h"
+
+namespace fs = std::filesystem;
+using Ferrolink::Native::Console::printOut;
+using Ferrolink::Native::LibrariesFinder::LibrariesFinder;
+
+namespace {
+
+constexpr int kPathOffset = 24;
+constexpr int kDebugHeapSize = 2048;
+constexpr const char* kDebugHeapUnit = "m";
+
+bool isArchive(const fs::path& file) {
+  return fs::is_regular_file(file) &&
+         Ferrolink::Native::lowerCase(file.extension().string()) == ".jar";
+}
+
+[[noreturn]] void raiseFileSystemError(const char* what, const fs::path& path) {
+  throw fs::filesystem_error(what, path, std::error_code(errno, std::generic_category()));
+}
+
+/// Owns an open directory. std::filesystem's iterator ends the process where memory runs out.
+class Directory {
+ public:
+  explicit Directory(const fs::path& path) : m_path(path), m_stream(opendir(path.c_str())) {
+    if (m_stream == nullptr) {
+      raiseFileSystemError("directory iterator cannot open directory", path);
+    }
+  }
+  Directory(const Directory&) = delete;
+  Directory& operator=(const Directory&) = delete;
+  ~Directory() { closedir(m_stream); }
+
+  /// The next entry's name; null after the last one.
+  const char* next() {
+    errno = 0;
+    const dirent* entry = readdir(m_stream);
+    if (entry == nullptr && errno != 0) {
+      raiseFileSystemError("directory iterator cannot advance", m_path);
+    }
+    return entry != nullptr ? entry->d_name : nullptr;
+  }
+
+ private:
+  const fs::path& m_path;
+  DIR* m_stream;
+};
+
+// The archives to add: those of a directory, in the order of its listing, or the path itself.
+std::vector<std::string> listArchives(const fs::path& path) {
+  std::vector<std::string> archives;
+  if (!fs::is_directory(path)) {
+    archives.push_back(path.generic_string());
+    return archives;
+  }
+  Directory directory(path);
+  while (const char* name = directory.next()) {
+    if (const fs::path file = path / name; isArchive(file)) {
+      archives.push_back(file.generic_string());
+    }
+  }
+  return archives;
+}
+
+void printPath(const std::string& text, std::size_t capacity) {
+  std::string trace = "LoadLibrary path length: " + std::to_string(text.size()) +
+                      " (payload capacity " + std::to_string(capacity) + ")\n";
+  for (const char byte : text) {
+    std::array<char, 4> hexadecimal{};
+    std::snprintf(hexadecimal.data(), hexadecimal.size(), "%02X ",
+                  static_cast<unsigned>(static_cast<unsigned char>(byte)));
+    trace += hexadecimal.data();
+  }
+  printOut(trace + "\n");
+}
+
+}  // namespace
+
+ClassPathLibraries::ClassPathLibraries(const LauncherErrors& errors, bool debugMode)
+    : m_errors(errors), m_debugMode(debugMode) {}
+
+void ClassPathLibraries::load(const std::uint8_t* message, int length) {
+  if (length <= kPathOffset) {
+    m_errors.raise("004. \nLoadLibrary message too short\n");
+  }
+  const auto capacity = static_cast<std::size_t>(length - kPathOffset);
+  const auto* pathBytes = reinterpret_cast<const char*>(message + kPathOffset);
+  const std::string text(pathBytes, strnlen(pathBytes, capacity));
+  if (m_debugMode) {
+    printPath(text, capacity);
+  }
+  fs::path path = text;
+  if (!fs::exists(path)) {
+    path = fs::current_path() / path;
+    if (!fs::exists(path)) {
+      m_errors.raise("004. \nCannot find file: " + text + "\n");
+    }
+  }
+  add(path.generic_string());
+}
+
+void ClassPathLibraries::add(const std::string& path) {
+  const std::lock_guard<std::mutex> lock(m_librariesMutex);
+  if (!fs::exists(path)) {
+    throw FerrolinkNativeException(
+        "JVM Launcher: Exception code 004. \nCannot find file: " + path + "\n", "Unknown");
+  }
+  for (std::string& archive : listArchives(path)) {
+    if (std::find(m_librariesToLoad.begin(), m_librariesToLoad.end(), archive) ==
+        m_librariesToLoad.end()) {
+      m_librariesToLoad.push_back(std::move(archive));
+    }
+  }
+}
+
+std::vector<std::string> ClassPathLibraries::list() const {
+  const std::lock_guard<std::mutex> lock(m_librariesMutex);
+  return m_librariesToLoad;
+}
+
+void ClassPathLibraries::createClassPath() {
+  fs::path archive = LibrariesFinder::getBinariesRootPath();
+  archive /= "Binaries";
+  archive /= "Jvm";
+  archive /= "FerrolinkJvmRuntime.jar";
+  m_classPath = archive.generic_string();
+
+  const std::lock_guard<std::mutex> lock(m_librariesMutex);
+  for (const std::string& library : m_librariesToLoad) {
+    m_classPath += ":" + library;
+  }
+}
+
+void ClassPathLibraries::printClassPath() const {
+  printOut("Final classPath = [" + m_classPath + "]\n");
+  printOut("JVM option (full) = [" + m_classPathOption + "]\n");
+}
+
+void ClassPathLibraries::buildOptions(const std::string& runtimePath) {
+  createClassPath();
+  m_classPathOption = "-Djava.class.path=" + m_classPath;
+  if (m_debugMode) {
+    printClassPath();
+  }
+  // If the runtime path names the library file itself, this option has no effect.
+  m_libraryPathOption =
+      "-Djava.library.path=" + runtimePath + "/lib" + ":" + runtimePath + "/jre/lib";
+  std::vector<std::string*> options = {&m_classPathOption, &m_libraryPathOption};
+  if (m_debugMode) {
+    const std::string size = std::to_string(kDebugHeapSize) + kDebugHeapUnit;
+    // Only debug mode limits the heap; otherwise the JVM's own defaults apply.
+    m_debugOptions = {
+        "-Xmx" + size,  "-Xms" + size,
+        "-Xdebug",      "-Xrunjdwp:transport=dt_socket,address=127.0.0.1:8988,server=y,suspend=y",
+        "-verbose:jni", "-Xcheck:jni"};
+    for (std::string& option : m_debugOptions) {
+      options.push_back(&option);
+    }
+  }
+  m_options = std::make_unique<JavaVMOption[]>(options.size());
+  for (std::size_t i = 0; i < options.size(); ++i) {
+    m_options[i] = JavaVMOption{options[i]->data(), nullptr};
+  }
+  m_arguments.version = JNI_VERSION_1_8;
+  m_arguments.nOptions = static_cast<jint>(options.size());
+  m_arguments.options = m_options.get();
+  m_arguments.ignoreUnrecognized = JNI_FALSE;
+}
+
+void ClassPathLibraries::releaseOptions() {
+  m_options.reset();
+  m_arguments.options = nullptr;
+}

@@ -1,0 +1,166 @@
+#include "jvm/JvmInstance.h"
+
+#include <exception>
+#include <thread>
+#include <vector>
+
+#include "jvm/JvmLibGlobals.h"
+#include "jvm/LoadedJvm.h"
+
+namespace {
+
+// False if the library has no JVM. Null if a JVM ended between the two questions.
+bool findOwnJvm(GetCreatedJavaVMsFunction* getCreatedJavaVMs, JavaVM*& vm) {
+  jsize count = 0;
+  getCreatedJavaVMs(nullptr, 0, &count);
+  if (count < 1) {
+    return false;
+  }
+  std::vector<JavaVM*> created(static_cast<std::size_t>(count), nullptr);
+  getCreatedJavaVMs(created.data(), count, &count);
+  vm = created.front();
+  return true;
+}
+
+}  // namespace
+
+JvmInstance::StartUpLock::StartUpLock(JvmInstance& jvm) : m_jvm(jvm) {
+  m_jvm.m_startUpMutex.lock();
+  m_jvm.m_startUpOwner.store(currentThreadToken(), std::memory_order_relaxed);
+}
+
+JvmInstance::StartUpLock::~StartUpLock() {
+  m_jvm.m_startUpOwner.store(0, std::memory_order_relaxed);
+  m_jvm.m_startUpMutex.unlock();
+}
+
+JvmInstance::AdoptersAttachment::~AdoptersAttachment() {
+  ThreadToken self = currentThreadToken();
+  if (m_jvm.m_attachedAdopter.compare_exchange_strong(self, 0)) {
+    m_jvm.m_javaVM.load()->DetachCurrentThread();
+  }
+}
+
+JvmInstance::JvmInstance(const LauncherErrors& errors) : m_errors(errors) {}
+
+bool JvmInstance::bindToCallbacksJvm() {
+  JavaVM* callback = callbackJavaVM.load();
+  if (callback == nullptr) {
+    return false;
+  }
+  m_javaVM.store(callback);
+  return true;
+}
+
+bool JvmInstance::adopt(GetCreatedJavaVMsFunction* getCreatedJavaVMs) {
+  if (getCreatedJavaVMs == nullptr) {
+    return false;  // binding: no JVM library was opened
+  }
+  // A process has one JVM. It may run under another JVM library than the one that was found.
+  JavaVM* vm = nullptr;
+  if (!findOwnJvm(getCreatedJavaVMs, vm)) {
+    vm = findLoadedJvm();
+    if (vm == nullptr) {
+      return false;
+    }
+  }
+  if (vm == nullptr) {
+    m_errors.raise("018. JVM not initialized");
+  }
+  m_startingThread.store(0);
+  attachAdopter(vm);
+  m_javaVM.store(vm);
+  return true;
+}
+
+void JvmInstance::attachAdopter(JavaVM* vm) {
+  JNIEnv* env = nullptr;
+  const jint known = vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8);
+  if (known == JNI_OK || known == JNI_EDETACHED) {
+    const jint attached = vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+    if (known == JNI_EDETACHED && attached == JNI_OK) {
+      m_attachedAdopter.store(currentThreadToken());
+    }
+  }
+  m_JvmEnv.store(env);
+}
+
+void JvmInstance::runStartUpThread(const std::function<void()>& create) {
+  std::thread(create).join();
+}
+
+void JvmInstance::create(CreateJavaVMFunction* createJavaVM, JavaVMInitArgs* arguments) {
+  JavaVM* vm = nullptr;
+  JNIEnv* env = nullptr;
+  m_createResult = createJavaVM(&vm, reinterpret_cast<void**>(&env), arguments);
+  m_javaVM.store(vm);
+  m_JvmEnv.store(env);
+  m_created = m_createResult == JNI_OK;
+}
+
+void JvmInstance::raiseCreateError() const {
+  switch (m_createResult) {
+    case JNI_ERR:
+      m_errors.raise("011");
+    case JNI_EDETACHED:
+      m_errors.raise("012");
+    case JNI_EVERSION:
+      m_errors.raise("013");
+    case JNI_ENOMEM:
+      m_errors.raise("014");
+    case JNI_EEXIST:
+      m_errors.raise("015");
+    case JNI_EINVAL:
+      m_errors.raise("016");
+    default:
+      return;
+  }
+}
+
+void JvmInstance::attachStartingThread() {
+  JavaVM* vm = m_javaVM.load();
+  JNIEnv* env = getJniEnvForThread(vm);
+  if (vm == nullptr) {
+    m_JvmEnv.store(nullptr);  // a result that names no error, and no JVM
+    return;
+  }
+  // Another thread may have built the process-wide holder before. Its environment is of no use to
+  // this thread, which then attaches and stays attached.
+  JNIEnv* own = nullptr;
+  if (vm->GetEnv(reinterpret_cast<void**>(&own), JNI_VERSION_1_8) != JNI_OK || own != env) {
+    env = nullptr;
+    vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+  }
+  m_startingThread.store(currentThreadToken());
+  m_JvmEnv.store(env);
+}
+
+void JvmInstance::destroy() {
+  JavaVM* vm = m_javaVM.load();
+  if (vm == nullptr || !m_created) {
+    return;
+  }
+  JNIEnv* env = nullptr;
+  const jint version = m_jniVersion != 0 ? m_jniVersion : JNI_VERSION_1_8;
+  if (vm->GetEnv(reinterpret_cast<void**>(&env), version) == JNI_EDETACHED) {
+    vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+  }
+  vm->DestroyJavaVM();
+}
+
+jint JvmInstance::version() const {
+  if (!hasEnvironment()) {
+    return 0;
+  }
+  try {
+    const ThreadJniEnv thread(m_javaVM.load());
+    return thread.m_jniEnv->GetVersion();
+  } catch (const std::exception&) {
+    return 0;
+  }
+}
+
+void JvmInstance::forgetStartingThread() {
+  ThreadToken self = currentThreadToken();
+  m_startingThread.compare_exchange_strong(self, 0);
+}
