@@ -65,16 +65,12 @@ JavaReceiver::JavaReceiver(Kind kind, const LauncherErrors& errors, JvmInstance&
       m_responses(responses) {}
 
 // A thread that cannot be attached has no environment. The reason is reported already.
-[[gnu::always_inline]] inline void JavaReceiver::enterJvm(std::optional<ThreadJniEnv>& thread) {
+[[gnu::always_inline]] inline ThreadJniEnv JavaReceiver::enterJvm() {
   try {
-    thread.emplace(m_jvm.knownVm());
+    return ThreadJniEnv(m_jvm.knownVm());
   } catch (const FerrolinkNativeException&) {
-    thread.reset();
   }
-  if (!thread) {
-    raiseFailedAttach();
-  }
-  m_jvm.noteAttachment(*thread);
+  raiseFailedAttach();
 }
 
 // The guard prevents a second attempt to describe the Java side: the thread was just refused.
@@ -84,18 +80,18 @@ void JavaReceiver::raiseFailedAttach() {
 }
 
 int JavaReceiver::send(std::uint8_t* message, int length) {
-  std::optional<ThreadJniEnv> thread;
-  enterJvm(thread);
-  return dispatch(thread->m_jniEnv, message, length);
+  const ThreadJniEnv thread = enterJvm();
+  m_jvm.noteAttachment(thread);
+  return dispatch(thread.m_jniEnv, message, length);
 }
 
 int JavaReceiver::sendAfterLookUp(std::uint8_t* message, int length) {
-  std::optional<ThreadJniEnv> thread;
-  enterJvm(thread);
+  const ThreadJniEnv thread = enterJvm();
+  m_jvm.noteAttachment(thread);
   if (!isKnown()) {
-    lookUpOnce(thread->m_jniEnv);
+    lookUpOnce(thread.m_jniEnv);
   }
-  return dispatch(thread->m_jniEnv, message, length);
+  return dispatch(thread.m_jniEnv, message, length);
 }
 
 [[gnu::always_inline]] inline int JavaReceiver::dispatch(JNIEnv* env, std::uint8_t* message,

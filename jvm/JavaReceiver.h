@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <optional>
 #include <string>
 
 #include "jvm/JniReferences.h"
@@ -78,7 +77,7 @@ class JavaReceiver {
                : nullptr;
   }
 
-  void enterJvm(std::optional<ThreadJniEnv>& thread);
+  ThreadJniEnv enterJvm();
   [[noreturn]] void raiseFailedAttach();
   int dispatch(JNIEnv* env, std::uint8_t* message, int length);
   Jni::LocalReference<jbyteArray> makeCommandArray(JNIEnv* env, const std::uint8_t* message,

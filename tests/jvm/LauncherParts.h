@@ -1,10 +1,15 @@
 #ifndef FERROLINK_TESTS_JVM_LAUNCHERPARTS_H
 #define FERROLINK_TESTS_JVM_LAUNCHERPARTS_H
 
+#include <dlfcn.h>
+
 #include <cstdlib>
 #include <string>
 
+#include "jvm/JvmEntryPoints.h"
+#include "jvm/JvmInstance.h"
 #include "jvm/LauncherErrors.h"
+#include "native/Loader.h"
 #include "tests/jvm/LauncherFixture.h"
 
 /// For the tests of what a launcher is put together from.
@@ -20,6 +25,30 @@ struct PartsFixture {
     JNIEnv* env = nullptr;
     vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
     return env;
+  }
+};
+
+/// As PartsFixture, with the entry points of the fake JVM library and a JVM for them.
+struct InstanceFixture : PartsFixture {
+  Ferrolink::Native::Loader::OwnedLibrary library;
+  GetCreatedJavaVMsFunction* getCreatedJavaVMs = nullptr;
+  CreateJavaVMFunction* createJavaVM = nullptr;
+  JvmInstance instance{errors};
+
+  InstanceFixture() {
+    library.adopt(dlopen(std::getenv("FERROLINK_JVM_RUNTIME_PATH"), RTLD_NOW));
+    getCreatedJavaVMs = Ferrolink::Native::Loader::findFunctionIn<GetCreatedJavaVMsFunction>(
+        library.get(), "JNI_GetCreatedJavaVMs");
+    createJavaVM = Ferrolink::Native::Loader::findFunctionIn<CreateJavaVMFunction>(
+        library.get(), "JNI_CreateJavaVM");
+  }
+
+  /// Creates the JVM as a launcher does: the calling thread is its starting thread.
+  void start() {
+    JavaVMInitArgs arguments{};
+    arguments.version = JNI_VERSION_1_8;
+    JvmInstance::runStartUpThread([&] { instance.create(createJavaVM, &arguments); });
+    instance.attachStartingThread();
   }
 };
 
