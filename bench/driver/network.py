@@ -1,10 +1,8 @@
 """Calls over the loopback interface: the network companions, their framing by hand, and gRPC."""
 import os
-import random
 import subprocess
 import tempfile
 
-import results
 import served
 import settings
 
@@ -54,19 +52,7 @@ def _on(processors, command):
 def _measure(unit, commands, effort, variables, processors):
     programs = [served.Program(name, _on(processors, command), variables)
                 for name, command in commands.items()]
-    shuffled = random.Random(1)
-    rows = []
-    for size in settings.SIZES:
-        calls = {program: program.warm_up(size, effort.warm_up) for program in programs}
-        series = {program.name: [] for program in programs}
-        for _ in range(effort.process_rounds):
-            for program in shuffled.sample(programs, len(programs)):
-                program.run(size, 1 + calls[program] // 10)
-                series[program.name].append(program.run(size, calls[program]))
-        rows += results.rows_of(unit, size, series, "ours")
-    for program in programs:
-        program.end()
-    return rows
+    return served.measure(unit, programs, effort)
 
 
 def rows(build, effort, java_home, leave_out):

@@ -73,6 +73,11 @@ def peers(build, effort, java_home, leave_out):
     own = dict(environment, JAVA_TOOL_OPTIONS=" ".join(settings.HEAP))
     programs = [Program(name, command, own if name == "ours" else environment)
                 for name, command in _commands(build, leave_out).items()]
+    return measure("C++ to Java, peers", programs, effort)
+
+
+def measure(unit, programs, effort):
+    """The rows of programs that take turns in each round; ends the programs."""
     rows = []
     shuffled = random.Random(1)
     for size in settings.SIZES:
@@ -82,7 +87,7 @@ def peers(build, effort, java_home, leave_out):
             for program in shuffled.sample(programs, len(programs)):
                 program.run(size, 1 + calls[program] // 10)
                 series[program.name].append(program.run(size, calls[program]))
-        rows += results.rows_of("C++ to Java, peers", size, series, "ours")
+        rows += results.rows_of(unit, size, series, "ours")
     for program in programs:
         program.end()
     return rows

@@ -11,8 +11,7 @@ inline constexpr const char* kNoThread =
     "The server is busy: it cannot start a thread. The command was not executed.";
 inline constexpr const char* kNoMemory =
     "The server is busy: its memory for commands and responses is used up (--max-memory-bytes). "
-    "The "
-    "command was not executed.";
+    "The command was not executed.";
 inline constexpr const char* kGoingAway = "The server is going away. The command was not executed.";
 inline constexpr const char* kIdle =
     "The server closes connections without a command (--idle-timeout-ms). The command was not "

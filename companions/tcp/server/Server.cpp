@@ -221,8 +221,8 @@ void Server::call(Guest guest) {
     return;
   }
   guest.isKnown = true;
-  m_crowd.enter();
   const auto session = m_sessions.emplace(m_sessions.end(), std::move(guest), *this);
+  m_crowd.enter();
   try {
     session->thread = std::thread(&Server::serve, this, session);
   } catch (const std::exception&) {
