@@ -21,7 +21,7 @@ def _row(proof, outcome, seconds, figures=None, times=0, what=None, details=""):
 
 
 def _sentence(name):
-    """The words of a test's name; the list of tests in docs/testing.md has them in the same way."""
+    """The words of a test's name, spelt as scripts/list-tests prints them."""
     spaced = re.sub(r"(?<=[a-z0-9])(?=[A-Z])|(?<=[A-Z])(?=[A-Z][a-z])", " ", name)
     return spaced.lower().replace("/", ", ")
 
