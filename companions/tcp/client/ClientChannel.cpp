@@ -88,8 +88,7 @@ int ClientChannel::Send(std::span<const std::uint8_t> command) {
   return size;
 }
 
-// A server that goes away says so on a connection that was kept; another one may take its place at
-// the same address.
+// A server that goes away says so on a kept connection. Another server may take over its address.
 void ClientChannel::CarryOut(Call& call) {
   Line kept = m_idle.Take(EndpointConfiguration::Revision(), call.start);
   if (kept.connection == nullptr) {
@@ -107,7 +106,7 @@ void ClientChannel::CarryOut(Call& call) {
   CarryOutAnew(call);
 }
 
-// On a new connection: to the server that was reached last, and in turn to the others as long as
+// Uses a new connection, to the server that was reached last, then to the others in turn while
 // nothing was executed.
 void ClientChannel::CarryOutAnew(Call& call) {
   const auto settings = std::make_shared<const ClientSettings>(ClientSettings::Read(m_endpoint));
@@ -133,7 +132,6 @@ void ClientChannel::CarryOutAnew(Call& call) {
       return;
     } catch (const ClientFailure& failure) {
       if (!isReached) {
-        // The next command begins with another one.
         m_server.store((server + 1) % count, std::memory_order_relaxed);
       }
       failures += "\n" + failure.Text();
@@ -186,8 +184,8 @@ void ClientChannel::Transmit(const Line& line, const Call& call, std::uint32_t n
   }
 }
 
-// A server that refuses a command before it has all of it closes the connection. Then its answer
-// has come already.
+// A server that refuses a command before it has received all of it closes the connection. Its
+// answer has arrived by then.
 void ClientChannel::FailToSend(const Line& line, const Call& call, std::uint32_t number,
                                const std::error_code& error) const {
   if (error == asio::error::timed_out && call.time.IsOver()) {
