@@ -19,7 +19,7 @@ struct Line {
   std::size_t server = 0;
   PatientSocket::Clock::time_point lastUsed{};
 
-  [[nodiscard]] const Peer& Peer() const { return settings->servers[server]; }
+  [[nodiscard]] const Peer& GetPeer() const { return settings->servers[server]; }
 };
 
 /// The idle connections of an endpoint. Thread-safe.

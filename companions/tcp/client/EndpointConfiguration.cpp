@@ -21,8 +21,8 @@ struct ConfigurationLibrary {
 const ConfigurationLibrary& Library() {
   static const ConfigurationLibrary opened = [] {
     const SiblingLibrary configs("libConfigs.so");
-    return ConfigurationLibrary{configs.Function<GetEndpointFunction>("GetEndpoint"),
-                                configs.Function<GetConfigRevisionFunction>("GetConfigRevision")};
+    return ConfigurationLibrary{configs.Find<GetEndpointFunction>("GetEndpoint"),
+                                configs.Find<GetConfigRevisionFunction>("GetConfigRevision")};
   }();
   return opened;
 }

@@ -19,7 +19,7 @@ class SiblingLibrary {
 
   /// An exported function, or null.
   template <class Function>
-  [[nodiscard]] Function* Function(const char* name) const {
+  [[nodiscard]] Function* Find(const char* name) const {
     return m_handle == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(m_handle, name));
   }
 

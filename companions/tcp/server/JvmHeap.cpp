@@ -24,9 +24,9 @@ std::optional<Metrics::Heap> JvmHeap() try {
     return std::nullopt;
   }
   const Host::detail::LoadedObject opened(library.file.string());
-  auto* total = opened.Function<Bytes>("JVM_TotalMemory");
-  auto* free = opened.Function<Bytes>("JVM_FreeMemory");
-  auto* most = opened.Function<Bytes>("JVM_MaxMemory");
+  auto* total = opened.Find<Bytes>("JVM_TotalMemory");
+  auto* free = opened.Find<Bytes>("JVM_FreeMemory");
+  auto* most = opened.Find<Bytes>("JVM_MaxMemory");
   if (total == nullptr || free == nullptr || most == nullptr) {
     return std::nullopt;
   }

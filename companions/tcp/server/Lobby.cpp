@@ -78,7 +78,7 @@ struct Lobby::Seat {
   }
 
   [[nodiscard]] bool IsTaken() const { return guest.connection != nullptr; }
-  [[nodiscard]] Connection& Connection() const { return *guest.connection; }
+  [[nodiscard]] Connection& GetConnection() const { return *guest.connection; }
 
   Guest guest;
   Stage stage;
@@ -213,9 +213,9 @@ void Lobby::Proceed(const SeatPointer& seat) {
 }
 
 void Lobby::Greet(const SeatPointer& seat) {
-  switch (seat->greeter.Advance(seat->Connection())) {
+  switch (seat->greeter.Advance(seat->GetConnection())) {
     case Greeter::State::Waits:
-      Watch(seat, seat->Connection().AwaitedEvents());
+      Watch(seat, seat->GetConnection().AwaitedEvents());
       break;
     case Greeter::State::Greeted:
       Admit(seat);
@@ -252,7 +252,7 @@ void Lobby::Admit(const SeatPointer& seat) {
 }
 
 void Lobby::Await(const SeatPointer& seat) {
-  Connection& connection = seat->Connection();
+  Connection& connection = seat->GetConnection();
   asio::error_code error;
   while (!connection.HasHeader() && !error) {
     connection.ReadAhead(error);
@@ -278,7 +278,7 @@ void Lobby::Drain(const SeatPointer& seat) {
   std::array<std::uint8_t, 16U << 10U> unwanted;
   asio::error_code error;
   for (int reads = 0; reads < kReadsATurn && !error; ++reads) {
-    seat->Connection().Socket().Receive(unwanted, error);
+    seat->GetConnection().Socket().Receive(unwanted, error);
   }
   if (error && error != asio::error::would_block) {
     Leave(seat);
@@ -290,7 +290,7 @@ void Lobby::Drain(const SeatPointer& seat) {
 
 void Lobby::SayGoodbye(const SeatPointer& seat, const std::string& why) {
   try {
-    Connection& connection = seat->Connection();
+    Connection& connection = seat->GetConnection();
     Wire::FrameHeader header;
     header.number = connection.NextNumber();
     header.status = Wire::Status::FinalNotBegun;
@@ -311,7 +311,7 @@ void Lobby::StartWaiting(const SeatPointer& seat) {
 
 void Lobby::StartLeaving(const SeatPointer& seat) {
   seat->stage = Stage::Leaving;
-  seat->Connection().Socket().EndWriting();
+  seat->GetConnection().Socket().EndWriting();
   const std::chrono::milliseconds most =
       m_goesAway ? std::min<std::chrono::milliseconds>(kFarewell, m_options.shutdownGrace)
                  : kFarewell;
