@@ -72,7 +72,8 @@ TEST_P(ConfigurationMethod, HandsTheStringOnAndMakesNoRole) {
 }
 
 TEST_P(ConfigurationMethod, TurnsAnErrorIntoItsOwnCodeAndReleasesTheCharacters) {
-  m_options.environment[std::string("FAKE_CONFIGS_THROW_") + GetMethod().function] = "no such thing";
+  m_options.environment[std::string("FAKE_CONFIGS_THROW_") + GetMethod().function] =
+      "no such thing";
   ExpectReport("configure", {Failed("no such thing"), kStringCalls, "nothing", "1", "-1", "1"},
                m_tree, m_options);
 }
