@@ -4,14 +4,12 @@
 
 #include <exception>
 
+#include "native/ErrorReporter.h"
 #include "native/LibrariesFinder.h"
 #include "native/Loader.h"
-#include "native/ReentryGuard.h"
 
 namespace Ferrolink::Native::AppInsightLogger {
 namespace {
-
-FERROLINK_THREAD_LOCAL bool forwarding = false;
 
 void* OpenUtilsLibrary() {
   try {
@@ -47,7 +45,7 @@ int AppInsightLogger::initialize() {
 __attribute__((no_sanitize("null"))) int AppInsightLogger::LogMessage(std::string first,
                                                                       std::string second,
                                                                       std::string third) {
-  const ReentryGuard guard(forwarding);
+  const ReentryGuard guard = ErrorReporter::EnterTelemetry();
   if (!guard.Outermost()) {
     return 0;
   }

@@ -34,10 +34,6 @@ class FERROLINK_EXPORT FerrolinkNativeException : public std::runtime_error {
 
  private:
   FERROLINK_LOCAL void StampDates();
-  FERROLINK_LOCAL void EchoToConsole() const;
-  FERROLINK_LOCAL void AppendToErrorLog();
-  FERROLINK_LOCAL void ForwardToTelemetry(const std::string& context) const;
-  [[nodiscard]] FERROLINK_LOCAL std::string LineStart() const;
 
   std::ofstream m_logFile;
   std::stringstream m_dateStream;
