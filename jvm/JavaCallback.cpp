@@ -11,6 +11,8 @@
 namespace JavaCallback {
 namespace {
 
+using Callback = Jni::GlobalReference<jobject>;
+
 // Object and method change together under it. JNI calls on references are made under it, calls into
 // Java are not.
 Ferrolink::Native::BriefMutex callbackMutex;
@@ -24,26 +26,19 @@ void KeepByteArrayClass(JNIEnv* env) {
     return;
   }
   const Jni::LocalReference<jclass> found(env, env->FindClass("[B"));
-  jobject global = found ? env->NewGlobalRef(found.get()) : nullptr;
+  auto global = found ? Jni::MakeGlobal(env, found.get()) : Jni::GlobalReference<jclass>();
   Jni::ClearPendingException(env);
   jclass expected = nullptr;
-  if (global != nullptr &&
-      !byteArrayClass.compare_exchange_strong(expected, static_cast<jclass>(global))) {
-    env->DeleteGlobalRef(global);
+  if (global && byteArrayClass.compare_exchange_strong(expected, global.get())) {
+    static_cast<void>(global.Release());
   }
 }
 
-// Takes over the global reference, or null; returns the one that was held before.
-jobject Replace(jobject object, jmethodID method) {
+// Registers `next`, which may be null. Returns the previous callback.
+Callback Replace(JNIEnv* env, Callback next, jmethodID method) {
   const std::lock_guard<Ferrolink::Native::BriefMutex> lock(callbackMutex);
   sendCommandCallbackMethod.store(method);
-  return sendCommandCallbackObject.exchange(object);
-}
-
-void Drop(JNIEnv* env, jobject global) {
-  if (global != nullptr) {
-    env->DeleteGlobalRef(global);
-  }
+  return {env, sendCommandCallbackObject.exchange(next.Release())};
 }
 
 // Null, with code 008 stored, where the object has no apply(Object).
@@ -67,23 +62,23 @@ void Set(JNIEnv* env, jobject callback) {
     NativeError::Store("JVM Lib: Exception code 007. Failed to obtain JavaVM in setCallback");
   }
   callbackJavaVM.store(vm);
-  Drop(env, Replace(nullptr, nullptr));
+  Replace(env, {}, nullptr).Reset();
   if (callback == nullptr) {
     return;
   }
-  jobject global = env->NewGlobalRef(callback);
-  if (global == nullptr) {
+  Callback global = Jni::MakeGlobal(env, callback);
+  if (!global) {
     Jni::ClearPendingException(env);
     return;
   }
   const Jni::LocalReference<jclass> callbackClass(env, env->GetObjectClass(callback));
   if (!callbackClass) {
     Jni::ClearPendingException(env);
-    env->DeleteGlobalRef(global);
     return;
   }
   KeepByteArrayClass(env);
-  Drop(env, Replace(global, FindApply(env, callbackClass.get())));
+  jmethodID apply = FindApply(env, callbackClass.get());
+  Replace(env, std::move(global), apply).Reset();
 }
 
 bool IsSet() {

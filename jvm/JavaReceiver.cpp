@@ -10,6 +10,7 @@
 #include "jvm/JavaCallback.h"
 #include "native/FerrolinkNativeException.h"
 #include "native/ReentryGuard.h"
+#include "native/ThreadLocal.h"
 #include "native/interfaces/CommandHeader.h"
 
 using Ferrolink::Native::ReentryGuard;
@@ -256,12 +257,13 @@ jclass JavaReceiver::ShareClass(JNIEnv* env, jclass found) {
   if (m_sharingClass.exchange(true)) {
     return nullptr;
   }
-  auto shared = static_cast<jclass>(env->NewGlobalRef(found));
-  if (shared == nullptr) {
+  auto global = Jni::MakeGlobal(env, found);
+  if (!global) {
     Jni::ClearPendingException(env);
     m_sharingClass.store(false);
     return nullptr;
   }
+  jclass shared = global.Release();
   m_sharedClass.store(shared, std::memory_order_release);
   return shared;
 }

@@ -18,15 +18,16 @@ inline void ClearPendingException(JNIEnv* env) {
   }
 }
 
-/// Owns one local reference.
-template <class Reference>
-class LocalReference {
+/// Owns one reference, which `Delete` releases. See LocalReference and GlobalReference.
+template <class Reference, void (JNIEnv::*Delete)(jobject)>
+class OwnedReference {
  public:
-  LocalReference() = default;
-  LocalReference(JNIEnv* env, Reference adopted) : m_env(env), m_reference(adopted) {}
-  LocalReference(LocalReference&& other) noexcept
+  OwnedReference() = default;
+  /// Takes ownership of `adopted`, which may be null.
+  OwnedReference(JNIEnv* env, Reference adopted) : m_env(env), m_reference(adopted) {}
+  OwnedReference(OwnedReference&& other) noexcept
       : m_env(other.m_env), m_reference(other.Release()) {}
-  LocalReference& operator=(LocalReference&& other) noexcept {
+  OwnedReference& operator=(OwnedReference&& other) noexcept {
     if (this != &other) {
       Reset();
       m_env = other.m_env;
@@ -34,17 +35,18 @@ class LocalReference {
     }
     return *this;
   }
-  LocalReference(const LocalReference&) = delete;
-  LocalReference& operator=(const LocalReference&) = delete;
-  ~LocalReference() { Reset(); }
+  OwnedReference(const OwnedReference&) = delete;
+  OwnedReference& operator=(const OwnedReference&) = delete;
+  ~OwnedReference() { Reset(); }
 
   [[nodiscard]] Reference get() const { return m_reference; }
   [[nodiscard]] explicit operator bool() const { return m_reference != nullptr; }
+  /// Gives up ownership.
   [[nodiscard]] Reference Release() { return std::exchange(m_reference, nullptr); }
 
   void Reset() {
     if (m_reference != nullptr) {
-      m_env->DeleteLocalRef(std::exchange(m_reference, nullptr));
+      (m_env->*Delete)(std::exchange(m_reference, nullptr));
     }
   }
 
@@ -52,6 +54,23 @@ class LocalReference {
   JNIEnv* m_env = nullptr;
   Reference m_reference = nullptr;
 };
+
+/// Owns one local reference.
+template <class Reference>
+using LocalReference = OwnedReference<Reference, &JNIEnv::DeleteLocalRef>;
+
+/// Owns one global reference while one thread handles it. A reference that several threads share is
+/// given up with Release and kept in an atomic; the last owner adopts it again, with an environment
+/// of its own thread. A reference that is never adopted again ends with the JVM.
+template <class Reference>
+using GlobalReference = OwnedReference<Reference, &JNIEnv::DeleteGlobalRef>;
+
+/// A new global reference to the object of `reference`. Null if the JVM cannot make one; a Java
+/// exception may then be pending.
+template <class Reference>
+GlobalReference<Reference> MakeGlobal(JNIEnv* env, Reference reference) {
+  return {env, static_cast<Reference>(env->NewGlobalRef(reference))};
+}
 
 /// Owns the elements of a byte array, for reading: changes are never written back.
 class ByteArrayElements {

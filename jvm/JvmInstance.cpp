@@ -6,6 +6,7 @@
 
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/LoadedJvm.h"
+#include "native/Console.h"
 
 namespace {
 
@@ -20,6 +21,16 @@ bool FindOwnJvm(GetCreatedJavaVMsFunction* getCreatedJavaVMs, JavaVM*& vm) {
   getCreatedJavaVMs(created.data(), count, &count);
   vm = created.front();
   return true;
+}
+
+// Attaches the calling thread. False if the JVM refuses it: `env` is null then, whatever the JVM
+// has left there.
+bool Attach(JavaVM* vm, JNIEnv*& env) {
+  if (vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr) == JNI_OK) {
+    return true;
+  }
+  env = nullptr;
+  return false;
 }
 
 }  // namespace
@@ -77,8 +88,8 @@ void JvmInstance::AttachAdopter(JavaVM* vm) {
   JNIEnv* env = nullptr;
   const jint known = vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8);
   if (known == JNI_OK || known == JNI_EDETACHED) {
-    const jint attached = vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
-    if (known == JNI_EDETACHED && attached == JNI_OK) {
+    // The command of a thread that is refused fails with 019 when it enters the JVM.
+    if (Attach(vm, env) && known == JNI_EDETACHED) {
       m_attachedAdopter.store(CurrentThreadToken());
     }
   }
@@ -128,8 +139,10 @@ void JvmInstance::AttachStartingThread() {
   // this thread, which then attaches and stays attached.
   JNIEnv* own = nullptr;
   if (vm->GetEnv(reinterpret_cast<void**>(&own), JNI_VERSION_1_8) != JNI_OK || own != env) {
-    env = nullptr;
-    vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+    if (!Attach(vm, env)) {
+      m_JvmEnv.store(nullptr);  // start-up raises 005
+      return;
+    }
   }
   m_startingThread.store(CurrentThreadToken());
   m_JvmEnv.store(env);
@@ -142,8 +155,11 @@ void JvmInstance::Destroy() {
   }
   JNIEnv* env = nullptr;
   const jint version = m_jniVersion != 0 ? m_jniVersion : JNI_VERSION_1_8;
-  if (vm->GetEnv(reinterpret_cast<void**>(&env), version) == JNI_EDETACHED) {
-    vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+  if (vm->GetEnv(reinterpret_cast<void**>(&env), version) == JNI_EDETACHED && !Attach(vm, env)) {
+    Ferrolink::Native::Console::PrintError(
+        "JVM Launcher: The JVM refuses to attach the thread that ends it, and is left running. "
+        "End it on a thread that is attached\n");
+    return;
   }
   vm->DestroyJavaVM();
 }

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <new>
 
-#include "native/ReentryGuard.h"
+#include "native/ThreadLocal.h"
 
 namespace NativeError {
 namespace {

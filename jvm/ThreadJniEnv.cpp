@@ -8,7 +8,7 @@
 
 #include "native/Console.h"
 #include "native/FerrolinkNativeException.h"
-#include "native/ReentryGuard.h"
+#include "native/ThreadLocal.h"
 
 namespace {
 

@@ -9,6 +9,7 @@
 
 #include "native/Console.h"
 #include "native/ErrorLogFile.h"
+#include "native/ThreadLocal.h"
 
 namespace Ferrolink::Native {
 namespace {

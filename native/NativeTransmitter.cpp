@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "native/FerrolinkNativeException.h"
-#include "native/ReentryGuard.h"
+#include "native/ThreadLocal.h"
 #include "native/interfaces/CommandHeader.h"
 #include "native/transport/TransportInMemory.h"
 #include "native/transport/TransportNetwork.h"

@@ -20,10 +20,6 @@ class ReentryGuard {
   const bool m_outermost;
 };
 
-// Thread-locals of the library are plain data in the static TLS block: no loader call to reach
-// them, no destructor to run when a thread ends.
-#define FERROLINK_THREAD_LOCAL __attribute__((tls_model("initial-exec"))) thread_local
-
 }  // namespace Ferrolink::Native
 
 #endif

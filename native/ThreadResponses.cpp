@@ -7,7 +7,7 @@
 #include <shared_mutex>
 #include <utility>
 
-#include "native/ReentryGuard.h"
+#include "native/ThreadLocal.h"
 
 namespace Ferrolink::Native {
 namespace {

@@ -11,6 +11,7 @@
 #include "native/ReentryGuard.h"
 #include "native/RoleSingletons.h"
 #include "native/RuntimeNameHandler.h"
+#include "native/ThreadLocal.h"
 #include "native/interfaces/CommandHeader.h"
 #include "native/interfaces/Runtime.h"
 

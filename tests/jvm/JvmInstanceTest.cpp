@@ -172,4 +172,60 @@ TEST(JvmInstance, OnlyAJvmThatItCreatedIsDestroyed) {
   ExpectReport("destroys", {"0", "1"});
 }
 
+namespace {
+
+/// From now on the JVM refuses to attach threads.
+void RefuseThreads(FakeJvmClient& jvm) {
+  jvm.Inject({.call = "AttachCurrentThread", .occurrence = 0, .result = JNI_ERR});
+  jvm.Script().environmentDespiteRefusal = true;
+}
+
+}  // namespace
+
+PROCESS_CASE(adoptionIsRefused) {
+  InstanceFixture parts;
+  JavaVM* running = parts.jvm.StartJvm();
+  RefuseThreads(parts.jvm);
+  {
+    const JvmInstance::AdoptersAttachment attachment(parts.instance);
+    Report(parts.instance.Adopt(parts.getCreatedJavaVMs));
+  }
+  ReportState(parts.instance, running);
+  Report(parts.jvm.CountCalls("DetachCurrentThread"));
+}
+
+TEST(JvmInstance, AnAdopterThatTheJvmRefusesHasNoEnvironmentWhateverTheJvmLeaves) {
+  ExpectReport("adoptionIsRefused", {"1", "1", "0", "0", "0"});
+}
+
+PROCESS_CASE(startingThreadIsRefused) {
+  InstanceFixture parts;
+  JavaVMInitArgs arguments{};
+  arguments.version = JNI_VERSION_1_8;
+  JvmInstance::RunStartUpThread([&] { parts.instance.Create(parts.createJavaVM, &arguments); });
+  OnNewThread([&] { getJniEnvForThread(parts.instance.Vm()); });
+  RefuseThreads(parts.jvm);
+  parts.instance.AttachStartingThread();
+  ReportState(parts.instance, parts.jvm.FirstJvm());
+}
+
+TEST(JvmInstance, AStartingThreadThatTheJvmRefusesHasNoEnvironmentWhateverTheJvmLeaves) {
+  ExpectReport("startingThreadIsRefused", {"1", "0", "0"});
+}
+
+PROCESS_CASE(destroyerIsRefused) {
+  InstanceFixture parts;
+  parts.Start();
+  RefuseThreads(parts.jvm);
+  OnNewThread([&] { parts.instance.Destroy(); });
+  Report(parts.jvm.CountCalls("DestroyJavaVM"));
+}
+
+TEST(JvmInstance, AJvmIsLeftRunningIfTheThreadThatEndsItIsRefused) {
+  const CaseResult result = ExpectReport("destroyerIsRefused", {"0"});
+  EXPECT_EQ(result.err,
+            "JVM Launcher: The JVM refuses to attach the thread that ends it, and is left running. "
+            "End it on a thread that is attached\n");
+}
+
 }  // namespace Ferrolink::Tests

@@ -51,6 +51,7 @@ struct Script {
   bool createDespiteResult = false;
   jsize unlistedJvms = 0;  ///< how many JNI_GetCreatedJavaVMs counts but does not list
   jint jniVersion = 0x00010008;
+  bool environmentDespiteRefusal = false;  ///< a refused attachment leaves an address, of nothing
   bool reuseEnvironments = true;  ///< an attached thread is given the last detached JNIEnv address
 };
 

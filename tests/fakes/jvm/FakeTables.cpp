@@ -58,6 +58,9 @@ jint JNICALL Attach(JavaVM* vm, void** env, void* arguments) {
     Fatal("AttachCurrentThread: called with arguments");
   }
   if (effect.result) {
+    if (SharedState().script.environmentDespiteRefusal) {
+      *env = reinterpret_cast<void*>(alignof(Environment));  // whoever uses it crashes
+    }
     return *effect.result;
   }
   Environment& environment = AttachCurrentThread();

@@ -27,10 +27,11 @@ struct JavaVm {
   };
   const Functions* functions;
 
+  static constexpr std::int32_t kDetached = -2;          ///< JNI_EDETACHED
+  static constexpr std::int32_t kVersion8 = 0x00010008;  ///< JNI_VERSION_1_8
+
   /// Whether it knows the calling thread.
   [[nodiscard]] bool KnowsThisThread() {
-    constexpr std::int32_t kDetached = -2;
-    constexpr std::int32_t kVersion8 = 0x00010008;
     void* environment = nullptr;
     return functions->GetEnv(this, &environment, kVersion8) != kDetached;
   }
