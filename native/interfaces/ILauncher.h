@@ -6,16 +6,10 @@
 
 namespace Ferrolink::Native::Interfaces {
 
-/// Starts or binds a target runtime and carries commands into it.
+/// Starts or binds a runtime and carries commands into it. A receiver owns one and forwards to it.
+/// Binary contract and thread rule: see IReceiver.
 ///
-/// Part of the binary contract between the libraries of the family: objects made by one library are
-/// driven by another through these virtual slots. The order is fixed, the destructor takes the
-/// first slot, and a new operation goes to the end only.
-///
-/// Messages are command byte arrays (CommandHeader.h), lengths are in bytes, buffers stay the
-/// caller's, runtime identifiers are those of Runtime.h. Errors are exceptions derived from
-/// std::exception, never result codes.
-/// Thread rule: as for IReceiver, which forwards to it.
+/// Example: `if (!launcher.IsInitialized()) { launcher.Initialize(0); launcher.SetInitialized(); }`
 class ILauncher {
  public:
   ILauncher() = default;
@@ -23,19 +17,26 @@ class ILauncher {
   ILauncher& operator=(const ILauncher&) = delete;
   virtual ~ILauncher() = default;
 
+  /// Prepares the runtime. The result means nothing.
   virtual int Initialize(std::uint8_t launchArgument) = 0;
-  /// Executes one command; returns the length of the response now waiting on this thread.
+  /// Executes one command; returns the length of the response that waits for this thread.
   virtual int SendCommand(std::uint8_t* message, int length) = 0;
+  /// Copies at most `length` bytes of this thread's response and discards the response.
   virtual int ReadResponse(std::uint8_t* buffer, int length) = 0;
+  /// Prepares a method for fast calls; a launcher without such calls returns 1.
   virtual int LoadOptimizedMethod(std::string name) = 0;
+  /// Tells the runtime where its runtime files are.
   virtual int SetPath(std::uint8_t runtime, std::string path) = 0;
+  /// Deploys the package that `message` and `path` describe.
   virtual int DeployRuntime(std::uint8_t* message, int length, std::string path,
                             std::uint8_t flag) = 0;
-  /// Whether SetInitialized has been called; a launcher is initialised at most once.
+  /// Whether SetInitialized was called.
   virtual bool IsInitialized() = 0;
+  /// Called once, after a successful Initialize.
   virtual void SetInitialized() = 0;
+  /// The display name, for example "Jvm".
   virtual std::string GetRuntimeName() = 0;
-  /// Describes the runtime in text for diagnostics and error messages.
+  /// A description of the runtime for diagnostics and error messages.
   virtual std::string GetRuntimeInfo() = 0;
 };
 

@@ -8,16 +8,14 @@ namespace Ferrolink::Native::Interfaces {
 
 class ITransport;
 
-/// The role that sends commands into other runtimes.
+/// The role that sends commands into other runtimes. Binary contract: see IReceiver.
+/// Thread rule: any thread. A SendCommand and its ReadResponse run on the same one.
 ///
-/// Part of the binary contract between the libraries of the family: objects made by one library are
-/// driven by another through these virtual slots. The order is fixed, the destructor takes the
-/// first slot, and a new operation goes to the end only.
+/// Example:
 ///
-/// Messages are command byte arrays (CommandHeader.h), lengths are in bytes, buffers stay the
-/// caller's, runtime identifiers are those of Runtime.h. Errors are exceptions derived from
-/// std::exception, never result codes.
-/// Thread rule: any thread; a SendCommand and its ReadResponse on the same one.
+///     std::vector<std::uint8_t> response(transmitter.SendCommand(command.data(), size));
+///     response.at(0) = command[0];  // the channel finds the response by the target runtime
+///     transmitter.ReadResponse(response.data(), static_cast<int>(response.size()));
 class ITransmitter {
  public:
   ITransmitter() = default;
@@ -25,13 +23,16 @@ class ITransmitter {
   ITransmitter& operator=(const ITransmitter&) = delete;
   virtual ~ITransmitter() = default;
 
-  /// Routes one command by its header; returns the length of the response now waiting.
+  /// Routes one command by its header; returns the length of the response that waits.
   virtual int SendCommand(std::uint8_t* message, int length) = 0;
+  /// Copies this thread's response into `buffer`, whose first byte names the target runtime.
   virtual int ReadResponse(std::uint8_t* buffer, int length) = 0;
   /// Makes `channel` the current channel and takes ownership of it.
   virtual void SetTransportChannel(ITransport* channel) = 0;
+  /// Tells the called runtime, in this process, where its runtime files are.
   virtual int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                  std::uint8_t launchArgument, std::string path) = 0;
+  /// Routes by the header of `message`; see ITransport.
   virtual int DeployRuntime(std::uint8_t* message, int length, std::string path,
                             std::uint8_t flag) = 0;
 };

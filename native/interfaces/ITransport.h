@@ -6,17 +6,10 @@
 
 namespace Ferrolink::Native::Interfaces {
 
-/// A channel from the transmitter role to a called runtime.
+/// A channel from the transmitter to a called runtime. Binary contract: see IReceiver.
+/// Thread rule: any thread. Initialize comes before every use.
 ///
-/// Part of the binary contract between the libraries of the family: objects made by one library are
-/// driven by another through these virtual slots. The order is fixed, the destructor takes the
-/// first slot, and a new operation goes to the end only.
-///
-/// Messages are command byte arrays (CommandHeader.h), lengths are in bytes, buffers stay the
-/// caller's, runtime identifiers are those of Runtime.h. Errors are exceptions derived from
-/// std::exception, never result codes.
-/// Thread rule: Initialize is called before every use; the other operations may run on any thread,
-/// a SendCommand and its ReadResponse on the same one.
+/// Example: `channel.Initialize(2, 8, 0); int length = channel.SendCommand(bytes, size);`
 class ITransport {
  public:
   ITransport() = default;
@@ -24,17 +17,17 @@ class ITransport {
   ITransport& operator=(const ITransport&) = delete;
   virtual ~ITransport() = default;
 
-  /// Prepares the channel for this pair of runtimes; idempotent for the same pair.
+  /// Prepares the channel for this pair of runtimes. Idempotent. The result means nothing.
   virtual int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                          std::uint8_t launchArgument) = 0;
-  /// Delivers one command; returns the length of the response now waiting.
+  /// Delivers one command; returns the length of the response that waits for this thread.
   virtual int SendCommand(std::uint8_t* message, int length) = 0;
-  /// Copies the waiting response into `buffer` of `length` bytes.
+  /// Copies this thread's response into `buffer`, whose first byte names the target runtime.
   virtual int ReadResponse(std::uint8_t* buffer, int length) = 0;
-  /// Tells the called runtime where its own runtime files lie.
+  /// Tells the called runtime where its runtime files are.
   virtual int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                  std::uint8_t launchArgument, std::string path) = 0;
-  /// Asks the called runtime to deploy the runtime package given by `message` and `path`.
+  /// Asks the called runtime to deploy the package that `message` and `path` describe.
   virtual int DeployRuntime(std::uint8_t* message, int length, std::string path,
                             std::uint8_t flag) = 0;
 };

@@ -5,20 +5,24 @@
 
 namespace Ferrolink::Native::Definitions {
 
-/// Identifies a runtime of the family; the values travel in command headers (offsets 0 and 9) and
-/// index the runtime name table.
+/// Identifies a runtime of the family. The values are fixed: command headers carry them (offsets 0
+/// and 9), and they index the table of runtime names.
+///
+/// Example:
+///
+///     command[CommandHeader::kTargetRuntime] = static_cast<std::uint8_t>(Runtime::Jvm);
 enum class Runtime : std::uint8_t {
-  Clr = 0,
-  Go = 1,
-  Jvm = 2,
-  Netcore = 3,
-  Perl = 4,
-  Python = 5,
-  Ruby = 6,
-  Nodejs = 7,
-  Cpp = 8,
-  Php = 9,
-  Python2 = 10,
+  Clr = 0,       ///< .NET Framework
+  Go = 1,        ///< Go
+  Jvm = 2,       ///< Java and other languages of the JVM
+  Netcore = 3,   ///< .NET
+  Perl = 4,      ///< Perl
+  Python = 5,    ///< Python 3
+  Ruby = 6,      ///< Ruby
+  Nodejs = 7,    ///< Node.js
+  Cpp = 8,       ///< C++
+  Php = 9,       ///< PHP
+  Python2 = 10,  ///< Python 2
 };
 
 }  // namespace Ferrolink::Native::Definitions

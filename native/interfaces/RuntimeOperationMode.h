@@ -5,12 +5,14 @@
 
 namespace Ferrolink::Native::Definitions {
 
-/// The role of a runtime in this process. The values cross library borders as plain 32-bit
-/// integers and are fixed.
+/// The role of a runtime in this process. The values are fixed: they cross library borders as plain
+/// 32-bit integers. The first creator of a role fixes the mode; later modes are ignored.
+///
+/// Example: `CreateReceiver(RuntimeOperationMode::CalledRuntime)`.
 enum class RuntimeOperationMode : std::int32_t {
-  NotSet = -1,         ///< no role creator has run yet
-  CallingRuntime = 0,  ///< this runtime hosts the program that calls out into another runtime
-  CalledRuntime = 1,   ///< this runtime was loaded and is driven by another runtime's library
+  NotSet = -1,         ///< no role was created yet
+  CallingRuntime = 0,  ///< this runtime hosts the program that calls out
+  CalledRuntime = 1,   ///< another runtime's library loaded this one and drives it
 };
 
 }  // namespace Ferrolink::Native::Definitions
