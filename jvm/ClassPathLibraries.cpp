@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include <utility>
 
 #include "native/Console.h"
+#include "native/FerrolinkNativeException.h"
 #include "native/LibrariesFinder.h"
 #include "native/LowerCase.h"
 
@@ -33,7 +35,7 @@ bool IsArchive(const fs::path& file) {
   throw fs::filesystem_error(what, path, std::error_code(errno, std::generic_category()));
 }
 
-/// Owns an open directory. std::filesystem's iterator ends the process where memory runs out.
+/// Owns an open directory. The iterator of std::filesystem ends the process if memory runs out.
 class Directory {
  public:
   explicit Directory(const fs::path& path) : m_path(path), m_stream(opendir(path.c_str())) {
@@ -60,7 +62,7 @@ class Directory {
   DIR* m_stream;
 };
 
-// The archives to add: those of a directory, in the order of its listing, or the path itself.
+// The archives of a directory, in the order of its listing, or the path itself.
 std::vector<std::string> ListArchives(const fs::path& path) {
   std::vector<std::string> archives;
   if (!fs::is_directory(path)) {
@@ -156,13 +158,13 @@ void ClassPathLibraries::BuildOptions(const std::string& runtimePath) {
   if (m_debugMode) {
     PrintClassPath();
   }
-  // If the runtime path names the library file itself, this option has no effect.
+  // If the runtime path names the library file, this option has no effect. Kept: it harms nothing.
   m_libraryPathOption =
       "-Djava.library.path=" + runtimePath + "/lib" + ":" + runtimePath + "/jre/lib";
   std::vector<std::string*> options = {&m_classPathOption, &m_libraryPathOption};
   if (m_debugMode) {
     const std::string size = std::to_string(kDebugHeapSize) + kDebugHeapUnit;
-    // Only debug mode limits the heap; otherwise the JVM's own defaults apply.
+    // Only debug mode sets the heap size, on purpose; otherwise the JVM's defaults apply.
     m_debugOptions = {
         "-Xmx" + size,  "-Xms" + size,
         "-Xdebug",      "-Xrunjdwp:transport=dt_socket,address=127.0.0.1:8988,server=y,suspend=y",

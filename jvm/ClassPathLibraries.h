@@ -4,7 +4,6 @@
 #include <jni.h>
 
 #include <array>
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -13,10 +12,10 @@
 
 #include "jvm/LauncherErrors.h"
 
-/// The Java archives that a new JVM gets on its class path besides the installation's own, the
-/// load-library command that adds them, and the options that pass them to the JVM.
+/// The Java archives on the class path of a new JVM besides the installation's own, the
+/// load-library command that adds them, and the options for the JVM.
 ///
-/// Thread rule: the list on any thread. Class path and options by one thread at a time.
+/// Thread rule: the list on any thread; class path and options on one thread at a time.
 class ClassPathLibraries {
  public:
   /// A complete response: from and to the JVM, command type 0, and two bytes that say "library
@@ -29,26 +28,25 @@ class ClassPathLibraries {
   ClassPathLibraries& operator=(const ClassPathLibraries&) = delete;
   ~ClassPathLibraries() = default;
 
-  /// Executes a load-library command, whose answer is kLoaded. A path that does not exist is looked
-  /// for below the working directory. Errors: 004; those of add.
+  /// Executes a load-library command of `length` bytes; the response is kLoaded. A path that does
+  /// not exist is tried below the working directory. Errors: 004; those of Add.
   void Load(const std::uint8_t* message, int length);
 
-  /// Adds an archive, or for a directory its top-level ".jar" files (case-insensitive). What is in
-  /// the list already is not added again. If the listing fails, the list stays as it was.
-  /// Errors: 004, without runtime information; std::filesystem::filesystem_error.
+  /// Adds a file, or for a directory its top-level ".jar" files (case-insensitive). Ignores
+  /// duplicates. If the listing fails, the list is unchanged. Errors: 004, without runtime
+  /// information; std::filesystem::filesystem_error.
   void Add(const std::string& path);
 
-  /// A copy of the list, in the order of addition.
+  /// A copy of the list, in order of addition.
   [[nodiscard]] std::vector<std::string> List() const;
 
   /// Composes the class path: the installation's archive, then the list.
   void CreateClassPath();
 
-  /// Composes the class path and the options of a JVM whose runtime path is given. In debug mode
-  /// the class path is printed.
+  /// Composes the class path and the JVM's options. In debug mode also prints the class path.
   void BuildOptions(const std::string& runtimePath);
 
-  /// What JNI_CreateJavaVM takes. Points to the options until they are released.
+  /// The argument of JNI_CreateJavaVM. Valid until ReleaseOptions. Owned by this object.
   [[nodiscard]] JavaVMInitArgs* Arguments() { return &m_arguments; }
   void ReleaseOptions();
 
@@ -63,8 +61,8 @@ class ClassPathLibraries {
   mutable std::mutex m_librariesMutex;
   std::vector<std::string> m_librariesToLoad;
 
-  // Of the one thread that composes them. m_options points into the option strings, and
-  // m_arguments to m_options.
+  // Used by one thread at a time. m_options points into the option strings, m_arguments to
+  // m_options.
   std::string m_classPath;
   std::string m_classPathOption;
   std::string m_libraryPathOption;

@@ -13,12 +13,12 @@ namespace {
 
 using Callback = Jni::GlobalReference<jobject>;
 
-// Object and method change together under it. JNI calls on references are made under it, calls into
-// Java are not.
+// Object and method change together under it. Held across JNI calls on references, never across
+// calls into Java.
 Ferrolink::Native::BriefMutex callbackMutex;
 
-// A global reference to the class of byte[], made with the first registration, or later where
-// that failed, and never dropped.
+// A global reference to the class of byte[]. Made by the first registration, or later if that
+// failed. Never deleted: it ends with the JVM.
 std::atomic<jclass> byteArrayClass{nullptr};
 
 void KeepByteArrayClass(JNIEnv* env) {
@@ -41,7 +41,7 @@ Callback Replace(JNIEnv* env, Callback next, jmethodID method) {
   return {env, sendCommandCallbackObject.exchange(next.Release())};
 }
 
-// Null, with code 008 stored, where the object has no apply(Object).
+// Null if the object has no apply(Object); code 008 is then stored.
 jmethodID FindApply(JNIEnv* env, jclass callbackClass) {
   jmethodID method =
       env->GetMethodID(callbackClass, "apply", "(Ljava/lang/Object;)Ljava/lang/Object;");

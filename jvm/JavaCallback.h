@@ -5,33 +5,32 @@
 
 #include "jvm/JniReferences.h"
 
-/// The Java object through which the JVM side of a receiver answers commands while the JVM is the
-/// calling runtime; registered by TransmitterWrapper.setCallback, used by a binding JvmLauncher.
+/// The Java object that answers commands while the JVM is the calling runtime.
+/// TransmitterWrapper.setCallback registers it; a binding JvmLauncher calls it. One per process.
 ///
-/// One per process. Thread rule: any thread; which of two registrations wins is open. A command
-/// that has borrowed the callback finishes with it, whatever is registered meanwhile.
+/// Thread rule: any thread. Which of two concurrent registrations wins is unspecified. A command
+/// that has borrowed a callback finishes with it, even if another one is registered meanwhile.
 namespace JavaCallback {
 
-/// A callback in use: a local reference of the borrowing thread, and its apply(Object).
+/// A callback in use: a local reference of the borrowing thread, and its method apply(Object).
 struct Borrowed {
   Jni::LocalReference<jobject> object;
   jmethodID method = nullptr;
 };
 
-/// Replaces the callback; the previous global reference is dropped first. A null `callback`
-/// unregisters. Stores code 007 or 008 as the last native error where the JVM cannot be had or
-/// `callback` has no apply(Object), and leaves no Java exception pending.
+/// Replaces the callback. Deletes the previous global reference first. A null `callback`
+/// unregisters. Stores code 007 or 008 as the last native error if the JVM cannot be had or
+/// `callback` has no apply(Object). Leaves no Java exception pending.
 void Set(JNIEnv* env, jobject callback);
 
-/// Whether both object and method are there. Takes no lock: a command asks again when it borrows.
+/// Whether a callback with its method is registered. Takes no lock; Borrow checks again.
 bool IsSet();
 
-/// The callback, for one call on this thread; empty where none is set.
+/// The callback, for one call on this thread; empty if none is registered.
 Borrowed Borrow(JNIEnv* env);
 
-/// Whether a callback's result is what a command is answered with. apply may return any object, and
-/// reading the elements of one that is no byte array would crash the JVM. Never true unless the JVM
-/// was asked; false where it cannot be.
+/// Whether `result` is a byte array. apply may return any object, and reading the elements of one
+/// that is no byte array would crash the JVM. False if the JVM cannot be asked.
 bool IsByteArray(JNIEnv* env, jobject result);
 
 }  // namespace JavaCallback

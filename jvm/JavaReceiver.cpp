@@ -1,5 +1,5 @@
-// What every command passes through is several functions to the reader and one to the compiler: a
-// call of its own costs as much as some of the steps.
+// The path of every command is several functions here, and one for the compiler: a call costs as
+// much as some of the steps.
 #include "jvm/JavaReceiver.h"
 
 #include <cstddef>
@@ -21,11 +21,11 @@ namespace {
 
 constexpr const char* kReceiverClass = "com/ferrolink/core/receiver/Receiver";
 
-// Set while this thread asks the Java receiver to describe itself. An error meanwhile is raised
-// with runtime information like every other; asking Java again for that would never end.
+// Set while this thread asks the Java receiver for its description. An error in between is raised
+// with runtime information as usual; asking Java again would recurse without end.
 FERROLINK_THREAD_LOCAL bool askingManagedRuntime = false;
 
-// A command without a complete header has no command type.
+// A command shorter than the header has no command type.
 bool IsHeartBeat(const std::uint8_t* message, int length) {
   return length >= CommandHeader::kSize &&
          message[CommandHeader::kCommandType] == CommandHeader::kTypeHeartBeat;
@@ -33,9 +33,9 @@ bool IsHeartBeat(const std::uint8_t* message, int length) {
 
 }  // namespace
 
-/// Marks a call into Java that is made with the starting thread's own class reference. That call
-/// may send again on this thread. The reference then belongs to an outer frame, and checked JNI
-/// ends the process if it is used, so that command uses the shared one.
+/// Marks a call into Java that uses the starting thread's own class reference. Such a call may send
+/// a command on the same thread. The reference then belongs to an outer frame, and checked JNI ends
+/// the process if it is used, so that command uses the shared reference.
 class JavaReceiver::InsideJava {
  public:
   InsideJava(JavaReceiver& receiver, jclass used)
@@ -65,7 +65,7 @@ JavaReceiver::JavaReceiver(Kind kind, const LauncherErrors& errors, JvmInstance&
       m_jvm(jvm),
       m_responses(responses) {}
 
-// A thread that cannot be attached has no environment. The reason is reported already.
+// If the thread cannot be attached, the reason is reported already.
 [[gnu::always_inline]] inline ThreadJniEnv JavaReceiver::EnterJvm() {
   try {
     return ThreadJniEnv(m_jvm.KnownVm());
@@ -74,7 +74,7 @@ JavaReceiver::JavaReceiver(Kind kind, const LauncherErrors& errors, JvmInstance&
   RaiseFailedAttach();
 }
 
-// The guard prevents a second attempt to describe the Java side: the thread was just refused.
+// The guard prevents asking Java for its description: the thread was just refused.
 void JavaReceiver::RaiseFailedAttach() {
   const ReentryGuard guard(askingManagedRuntime);
   m_errors.Raise("019. Failed to attach thread to JVM");
@@ -110,8 +110,8 @@ int JavaReceiver::SendAfterLookUp(std::uint8_t* message, int length) {
   return stored;
 }
 
-// The lock is given back before anything is raised: the runtime information that every error text
-// carries comes out of Java.
+// The lock is released before anything is raised: the runtime information of an error comes from
+// Java.
 [[gnu::always_inline]] inline Jni::LocalReference<jbyteArray> JavaReceiver::MakeCommandArray(
     JNIEnv* env, const std::uint8_t* message, int length) {
   std::unique_lock<Ferrolink::Native::BriefMutex> lock(m_arrayMutex);
@@ -236,10 +236,10 @@ jmethodID JavaReceiver::FindMethod(JNIEnv* env, jclass receiverClass, const char
   return method;
 }
 
-// The starting thread uses its local reference until another thread comes; from then on all threads
-// use one shared global reference. The first other thread makes it of its own FindClass result.
-// Threads that come meanwhile use their own result for the one call, so no thread waits and exactly
-// one global reference is made.
+// The starting thread uses its local reference until another thread comes. From then on all threads
+// use one shared global reference, which the first other thread makes from its own FindClass
+// result. Threads that come meanwhile use their own result for that one call. So no thread waits,
+// and exactly one global reference is made.
 JavaReceiver::UsableClass JavaReceiver::ClassFor(JNIEnv* env) {
   if (jclass known = KnownClassFor(env)) {
     return {known, {}};
@@ -252,7 +252,7 @@ JavaReceiver::UsableClass JavaReceiver::ClassFor(JNIEnv* env) {
   return {usable, std::move(own)};
 }
 
-// Null if another thread makes the reference at this moment, or if the JVM makes none.
+// Null if another thread is making the reference, or if the JVM cannot make it.
 jclass JavaReceiver::ShareClass(JNIEnv* env, jclass found) {
   if (m_sharingClass.exchange(true)) {
     return nullptr;

@@ -14,18 +14,17 @@
 #include "native/BriefMutex.h"
 #include "native/ThreadResponses.h"
 
-/// The Java side that answers commands: the static methods of
-/// com.ferrolink.core.receiver.Receiver in a JVM that the launcher starts or adopts, else the
-/// callback that Java registered.
+/// The Java side that answers commands: the static methods of com.ferrolink.core.receiver.Receiver
+/// in a JVM that the launcher starts or adopts, or else the callback that Java registered.
 ///
-/// Thread rule: any thread, in parallel. No thread ever uses another thread's JNIEnv or local
-/// references. Errors: 006 to 010, 033 to 036 of the look-up; 019 to 027 and 032 of commands.
-/// Lifetime: references in the JVM are not given back; they end with it.
+/// Thread rule: any thread, in parallel. No thread uses another thread's JNIEnv or local
+/// references. Errors: look-up 006 to 010 and 033 to 036; commands 019 to 027 and 032. Ownership:
+/// references into the JVM are not released; they end with the JVM.
 class JavaReceiver {
  public:
   enum class Kind { ReceiverClass, Callback };
 
-  /// Answers are stored in `responses`.
+  /// Responses are stored in `responses`. The three references outlive this object.
   JavaReceiver(Kind kind, const LauncherErrors& errors, JvmInstance& jvm,
                Ferrolink::Native::ThreadResponses& responses);
   JavaReceiver(const JavaReceiver&) = delete;
@@ -35,23 +34,23 @@ class JavaReceiver {
   /// Whether the look-up has succeeded.
   [[nodiscard]] bool IsKnown() const { return m_known.load(std::memory_order_acquire); }
 
-  /// Looks the class and its methods up. The caller holds the start-up lock.
+  /// Looks up the class and its methods. The caller holds the start-up lock.
   void LookUp();
 
-  /// Executes a command and stores the answer, whose length it returns. The receiver class must be
-  /// known.
+  /// Executes a command of `length` bytes, stores the response and returns the response's length.
+  /// The receiver class must be known.
   int Send(std::uint8_t* message, int length);
 
-  /// As send, but looks the class up once if it is not known: after a start-up that failed, and in
-  /// a JVM that was adopted.
+  /// As Send, but first looks up the class if it is not known: after a failed start-up, and in an
+  /// adopted JVM.
   int SendAfterLookUp(std::uint8_t* message, int length);
 
-  /// What the receiver class says of itself; empty for a callback, before the look-up, if anything
-  /// fails, and while this thread asks already.
+  /// The receiver class's description of itself. Empty for a callback, before the look-up, after
+  /// any failure, and if this thread is asking already.
   std::string Describe();
 
  private:
-  /// What a command needs of the receiver class on the calling thread.
+  /// The receiver class as the calling thread may use it.
   struct UsableClass {
     jclass usable = nullptr;
     Jni::LocalReference<jclass> own;  ///< set if the thread found the class for this use only
@@ -67,7 +66,7 @@ class JavaReceiver {
   UsableClass ClassFor(JNIEnv* env);
   jclass ShareClass(JNIEnv* env, jclass found);
 
-  /// A reference to the receiver class that the calling thread may use; null if there is none.
+  /// The class reference that the calling thread may use; null if there is none.
   [[nodiscard]] jclass KnownClassFor(JNIEnv* env) const {
     if (jclass shared = m_sharedClass.load(std::memory_order_acquire)) {
       return shared;
@@ -87,19 +86,19 @@ class JavaReceiver {
   int StoreResponse(JNIEnv* env, jbyteArray response);
   std::string AskForInfo(JNIEnv* env);
 
-  // Constant after construction; what is referred to provides its own synchronisation.
+  // Constant after construction. The referenced objects have their own synchronisation.
   const bool m_isClass;
   const LauncherErrors& m_errors;
   JvmInstance& m_jvm;
   Ferrolink::Native::ThreadResponses& m_responses;
 
-  // Of the starting thread alone.
+  // Used by the starting thread only.
   bool m_startingThreadInJava = false;
 
-  // What the look-up found. The methods are set together, and before m_known. m_class is the
-  // starting thread's local reference, kept as FindClass returned it, and used only until there is
-  // m_sharedClass: a global reference, made by the look-up if there is no starting thread, else by
-  // the first other thread.
+  // The result of the look-up. The methods are set together, before m_known. m_class is the
+  // starting thread's local reference, kept as FindClass returned it and used until m_sharedClass
+  // exists. m_sharedClass is a global reference, made by the look-up if there is no starting
+  // thread, and by the first other thread otherwise.
   std::atomic<bool> m_known{false};
   std::atomic<jclass> m_class{nullptr};
   std::atomic<jclass> m_sharedClass{nullptr};

@@ -5,13 +5,13 @@
 
 #include <utility>
 
-/// Owners of JNI resources. Each is tied to the environment, hence to the thread, that made it;
-/// only its owner releases it. Releasing is allowed while a Java exception is pending and leaves it
-/// so.
+/// Owners of JNI resources. Each belongs to the thread of the environment that it was made with,
+/// and alone releases its resource. Releasing is allowed while a Java exception is pending and
+/// leaves it pending.
 namespace Jni {
 
-/// For codes that are raised for a null result: the Java exception behind it would disturb every
-/// later JNI call of the thread.
+/// For errors that are raised for a null result: a pending Java exception would disturb every later
+/// JNI call of the thread.
 inline void ClearPendingException(JNIEnv* env) {
   if (env->ExceptionCheck() != JNI_FALSE) {
     env->ExceptionClear();
@@ -85,7 +85,7 @@ class ByteArrayElements {
     }
   }
 
-  /// Null where the JVM could not supply the elements.
+  /// Null if the JVM cannot supply the elements.
   [[nodiscard]] jbyte* get() const { return m_elements; }
 
  private:
@@ -103,7 +103,7 @@ class StringCharacters {
   StringCharacters& operator=(const StringCharacters&) = delete;
   ~StringCharacters() { Reset(); }
 
-  /// Null where the JVM could not supply the characters.
+  /// Null if the JVM cannot supply the characters.
   [[nodiscard]] const char* get() const { return m_characters; }
 
   void Reset() {

@@ -3,7 +3,7 @@
 
 #include <jni.h>
 
-/// The functions that a JVM library exports to those who look for a JVM or create one.
+/// The functions of a JVM library that find or create a JVM.
 using GetCreatedJavaVMsFunction = jint(JavaVM**, jsize, jsize*);  ///< JNI_GetCreatedJavaVMs
 using CreateJavaVMFunction = jint(JavaVM**, void**, void*);       ///< JNI_CreateJavaVM
 

@@ -1,5 +1,6 @@
 #include "jvm/JvmFinder.h"
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -15,7 +16,7 @@ namespace Loader = Ferrolink::Native::Loader;
 
 namespace {
 
-// A configuration that cannot be asked only skips this place to look.
+// A configuration error is no error here: the search continues with the environment.
 std::string ConfiguredRuntimePath() {
   try {
     return ConfigHandler::GetChannelRuntimePath("jvm", "default");
@@ -24,7 +25,7 @@ std::string ConfiguredRuntimePath() {
   }
 }
 
-// Opening a pipe or a device may block for ever.
+// Opening a pipe or a device may block forever.
 bool IsPipeOrDevice(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
@@ -106,6 +107,7 @@ void JvmFinder::FindEntryPoints() {
       Loader::FindFunction<GetCreatedJavaVMsFunction>(library, "JNI_GetCreatedJavaVMs");
   m_createJavaVM = Loader::FindFunction<CreateJavaVMFunction>(library, "JNI_CreateJavaVM");
   if (m_getCreatedJavaVMs == nullptr || m_createJavaVM == nullptr) {
+    // The text names the files of three platforms; error texts are an interface.
     m_errors.Raise(
         "003. \nCheck JRE installation. Set JAVA_HOME to JRE or JDK root directory or set "
         "FERROLINK_JVM_RUNTIME_PATH to proper jvm shared library file (jvm.dll or libjvm.so or "

@@ -9,11 +9,11 @@
 #include "jvm/LauncherErrors.h"
 #include "native/Loader.h"
 
-/// Finds a JVM library on the machine and owns it. Steps: SetRuntimePath, OpenLibrary,
-/// FindEntryPoints, in this order.
+/// Finds a JVM library and owns it. Steps: SetRuntimePath, OpenLibrary, FindEntryPoints, in this
+/// order.
 ///
-/// Thread rule: the steps on one thread at a time; everything else on any thread, also meanwhile.
-/// Errors: 001 to 003. Lifetime: closes the library, so no JVM of it may be in use any more.
+/// Thread rule: the steps on one thread at a time; everything else on any thread, at any time.
+/// Errors: 001 to 003. Lifetime: the destructor closes the library, so no JVM of it may be in use.
 class JvmFinder {
  public:
   explicit JvmFinder(const LauncherErrors& errors);
@@ -22,16 +22,16 @@ class JvmFinder {
   ~JvmFinder() = default;
 
   /// Takes the path from the configuration, else from FERROLINK_JVM_RUNTIME_PATH, else from
-  /// JAVA_HOME. Errors: 001 if none of them has it.
+  /// JAVA_HOME. Errors: 001 if all three are missing.
   void SetRuntimePath();
 
-  /// Opens the first of three candidates: the path itself, then libjvm.so in the layout of a JDK 8,
-  /// then in that of a JRE or a later JDK. Errors: 002 if none can be opened and the loader says
-  /// why; without a text of the loader this returns and the finder has no library.
+  /// Opens the first of three candidates: the path itself, libjvm.so in the layout of a JDK 8,
+  /// libjvm.so in the layout of a JRE or a later JDK. Errors: 002 if none can be opened and the
+  /// loader has an error text. Without an error text this returns, and there is no library.
   void OpenLibrary();
 
-  /// Without a library the entry points are looked up in the process's global scope, where a host
-  /// may have loaded a JVM library. Errors: 003 if one is missing.
+  /// Looks up the entry points; without a library, in the process's global scope, where a host may
+  /// have loaded a JVM library. Errors: 003 if one is missing.
   void FindEntryPoints();
 
   /// A JVM library or a Java home directory; empty before SetRuntimePath.
@@ -55,7 +55,7 @@ class JvmFinder {
   std::string m_runtimePath;
   std::string m_libraryPath;
 
-  // Written by the steps; each provides its own synchronisation.
+  // Written by the steps. Each has its own synchronisation.
   Ferrolink::Native::Loader::OwnedLibrary m_library;
   std::atomic<GetCreatedJavaVMsFunction*> m_getCreatedJavaVMs{nullptr};
   std::atomic<CreateJavaVMFunction*> m_createJavaVM{nullptr};

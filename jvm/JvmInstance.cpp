@@ -1,5 +1,6 @@
 #include "jvm/JvmInstance.h"
 
+#include <cstddef>
 #include <exception>
 #include <thread>
 #include <vector>
@@ -10,7 +11,7 @@
 
 namespace {
 
-// False if the library has no JVM. Null if a JVM ended between the two questions.
+// False if the library has no JVM. True with a null `vm` if the JVM ended between the two calls.
 bool FindOwnJvm(GetCreatedJavaVMsFunction* getCreatedJavaVMs, JavaVM*& vm) {
   jsize count = 0;
   getCreatedJavaVMs(nullptr, 0, &count);
@@ -23,8 +24,8 @@ bool FindOwnJvm(GetCreatedJavaVMsFunction* getCreatedJavaVMs, JavaVM*& vm) {
   return true;
 }
 
-// Attaches the calling thread. False if the JVM refuses it: `env` is null then, whatever the JVM
-// has left there.
+// Attaches the calling thread. False if the JVM refuses it; `env` is then null, also if the JVM has
+// left an address there.
 bool Attach(JavaVM* vm, JNIEnv*& env) {
   if (vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr) == JNI_OK) {
     return true;
@@ -67,7 +68,7 @@ bool JvmInstance::Adopt(GetCreatedJavaVMsFunction* getCreatedJavaVMs) {
   if (getCreatedJavaVMs == nullptr) {
     return false;  // binding: no JVM library was opened
   }
-  // A process has one JVM. It may run under another JVM library than the one that was found.
+  // A process has one JVM, which may run under another JVM library than the one that was found.
   JavaVM* vm = nullptr;
   if (!FindOwnJvm(getCreatedJavaVMs, vm)) {
     vm = FindLoadedJvm();
@@ -132,11 +133,11 @@ void JvmInstance::AttachStartingThread() {
   JavaVM* vm = m_javaVM.load();
   JNIEnv* env = getJniEnvForThread(vm);
   if (vm == nullptr) {
-    m_JvmEnv.store(nullptr);  // a result that names no error, and no JVM
+    m_JvmEnv.store(nullptr);  // the result code is no known error, but there is no JVM
     return;
   }
-  // Another thread may have built the process-wide holder before. Its environment is of no use to
-  // this thread, which then attaches and stays attached.
+  // Another thread may have made the process-wide holder. Its environment is of no use to this
+  // thread, which is then attached and stays attached.
   JNIEnv* own = nullptr;
   if (vm->GetEnv(reinterpret_cast<void**>(&own), JNI_VERSION_1_8) != JNI_OK || own != env) {
     if (!Attach(vm, env)) {

@@ -11,17 +11,16 @@
 #include "jvm/LauncherErrors.h"
 #include "jvm/ThreadJniEnv.h"
 
-/// The JVM of a launcher: created, adopted or bound. Knows which thread created it, and has the
+/// The JVM of a launcher: created, adopted or bound. Knows the thread that created it, and has the
 /// lock that makes start-up happen once.
 ///
-/// Thread rule: create, adopt and the steps around them under the start-up lock; everything else on
-/// any thread. Errors: 011 to 016, 018; those of ThreadJniEnv.
-/// Lifetime: nothing ends the JVM but destroy.
+/// Thread rule: Create, Adopt and the steps around them under the start-up lock; everything else on
+/// any thread. Errors: 011 to 016, 018; those of ThreadJniEnv. Lifetime: only Destroy ends the JVM.
 class JvmInstance {
  public:
-  /// Holds the start-up lock, and records which thread holds it.
+  /// Holds the start-up lock and records the thread that holds it.
   class StartUpLock;
-  /// Detaches the calling thread at its end if adopt attached it. A thread that stayed attached
+  /// Its destructor detaches the calling thread if Adopt attached it. A thread that stayed attached
   /// would keep a Java program from ending.
   class AdoptersAttachment;
 
@@ -34,40 +33,44 @@ class JvmInstance {
   /// there is none. Attaches nothing.
   bool Bind() { return m_javaVM.load() != nullptr || BindToCallbacksJvm(); }
 
-  /// Takes the JVM that the process has, under whichever JVM library, and attaches the calling
-  /// thread. False if there is none. There is no starting thread then: a class that FindClass gives
-  /// to a thread that Java called is valid only until that native method returns.
+  /// Takes the JVM of the process, under whichever JVM library, and attaches the calling thread.
+  /// False if there is none. An adopted JVM has no starting thread: a class that FindClass returns
+  /// to a thread that Java called is valid only until that native method returns. A thread that the
+  /// JVM refuses to attach has no environment; its command fails with 019 when it enters the JVM.
   bool Adopt(GetCreatedJavaVMsFunction* getCreatedJavaVMs);
 
-  /// Runs `create` on a thread that does nothing else, and waits for it to end. What leaves
-  /// `create` ends the process.
+  /// Runs `create` on a new thread and waits for it to end. An exception that leaves `create` ends
+  /// the process.
   static void RunStartUpThread(const std::function<void()>& create);
 
-  /// Creates the JVM on the calling thread, which stays attached. The result is kept.
+  /// Creates the JVM on the calling thread, which stays attached. Keeps the result code.
   void Create(CreateJavaVMFunction* createJavaVM, JavaVMInitArgs* arguments);
 
-  /// Raises the error of create's result, if it is one.
+  /// Raises 011 to 016 if the result code of Create is JNI_ERR to JNI_EINVAL.
   void RaiseCreateError() const;
 
-  /// Makes the calling thread the starting thread of a JVM that was created.
+  /// Makes the calling thread the starting thread of a created JVM. Errors: those of ThreadJniEnv.
+  /// A thread that is refused leaves the JVM without an environment, which start-up reports with
+  /// 005.
   void AttachStartingThread();
 
-  /// Keeps the JNI version for destroy.
+  /// Keeps the JNI version for Destroy.
   void KeepVersion() { m_jniVersion = Version(); }
 
-  /// Ends the JVM if create made it.
+  /// Ends the JVM if Create made it. If the thread cannot be attached, prints that on standard
+  /// error and leaves the JVM running.
   void Destroy();
 
   [[nodiscard]] bool IsInitialized() const { return m_initialized.load(std::memory_order_acquire); }
   void SetInitialized() { m_initialized.exchange(true); }
 
-  /// Null before a JVM was created, adopted or bound.
+  /// Null before a JVM is created, adopted or bound.
   [[nodiscard]] JavaVM* Vm() const { return m_javaVM.load(); }
-  /// As vm, for threads that know from elsewhere that there is a JVM.
+  /// As Vm, without ordering, for threads that know that there is a JVM.
   [[nodiscard]] JavaVM* KnownVm() const { return m_javaVM.load(std::memory_order_relaxed); }
 
-  /// Whether create, adopt or AttachStartingThread got an environment, which is of use only to the
-  /// thread that called them.
+  /// Whether Create, Adopt or AttachStartingThread got an environment. Only the thread that called
+  /// them may use it.
   [[nodiscard]] bool HasEnvironment() const { return m_JvmEnv.load() != nullptr; }
 
   /// The JNI version number; 0 without an environment or if the JVM cannot be asked.
@@ -79,14 +82,14 @@ class JvmInstance {
   }
 
   /// Whether the calling thread, whose environment is `env`, is the starting thread. A different
-  /// environment proves that it is not; the same one proves nothing, since a JVM reuses addresses.
+  /// environment proves that it is not. The same one proves nothing, since a JVM reuses addresses.
   [[nodiscard]] bool IsStartingThread(JNIEnv* env) const {
     return m_JvmEnv.load(std::memory_order_relaxed) == env &&
            m_startingThread.load(std::memory_order_relaxed) == CurrentThreadToken();
   }
 
-  /// A starting thread that had to be attached again is one no more: the local references of its
-  /// first attachment are gone.
+  /// A thread that had to be attached again is no longer the starting thread: the local references
+  /// of its first attachment are gone.
   void NoteAttachment(const ThreadJniEnv& thread) {
     if (thread.AttachedThread()) [[unlikely]] {
       ForgetStartingThread();
@@ -100,23 +103,23 @@ class JvmInstance {
 
   const LauncherErrors& m_errors;
 
-  // Guarded by m_startUpMutex, which is also held while the JVM is created and the receiver class
-  // is looked up first, so that both happen once.
+  // Guarded by m_startUpMutex. It is also held while the JVM is created and the receiver class is
+  // first looked up, so both happen once.
   std::mutex m_startUpMutex;
   jint m_createResult = 0;
   jint m_jniVersion = 0;
   bool m_created = false;
 
-  // Written under m_startUpMutex (m_javaVM also by bind), read by every thread without it.
+  // Written under m_startUpMutex (m_javaVM also by Bind), read by every thread without it.
   std::atomic<ThreadToken> m_startUpOwner{0};  ///< the thread that holds m_startUpMutex; else 0
   std::atomic<bool> m_initialized{false};
   std::atomic<JavaVM*> m_javaVM{nullptr};
   std::atomic<JNIEnv*> m_JvmEnv{nullptr};
 
-  // The thread that created the JVM, for as long as its attachment is known to last; 0 if the JVM
-  // was adopted. Only that thread resets it.
+  // The thread that created the JVM, while its attachment is known to last; 0 if the JVM was
+  // adopted. Only that thread resets it.
   std::atomic<ThreadToken> m_startingThread{0};
-  // The thread that adoption attached, until the command that adopted ends; 0 otherwise.
+  // The thread that adoption attached, until the adopting command ends; otherwise 0.
   std::atomic<ThreadToken> m_attachedAdopter{0};
 };
 

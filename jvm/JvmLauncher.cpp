@@ -15,7 +15,7 @@ namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;
 
 namespace {
 
-// "true" in any mix of case; a variable that is set is announced.
+// True for "true" (case-insensitive). Prints the variable if it is set.
 bool ReadDebugMode() {
   const char* value = std::getenv("FERROLINK_DEBUG_MODE");
   if (value == nullptr) {
@@ -25,13 +25,13 @@ bool ReadDebugMode() {
   return Ferrolink::Native::LowerCase(value) == "true";
 }
 
-// A command without a complete header has no command type.
+// A command shorter than the header has no command type.
 bool IsLoadLibraryCommand(const std::uint8_t* message, int length) {
   return length >= CommandHeader::kSize &&
          message[CommandHeader::kCommandType] == CommandHeader::kTypeLoadLibrary;
 }
 
-// Four bits of each half are the version; the others are dropped.
+// Uses four bits of each half and drops the others: the text is an interface, kept as it is.
 std::string VersionText(jint version) {
   const auto bits = static_cast<unsigned>(version);
   return std::to_string((bits >> 16U) & 0xFU) + "." + std::to_string(bits & 0xFU);
@@ -50,8 +50,8 @@ JvmLauncher::JvmLauncher(RuntimeOperationMode mode)
       m_receiver(m_launching ? JavaReceiver::Kind::ReceiverClass : JavaReceiver::Kind::Callback,
                  m_errors, m_jvm, m_responses) {}
 
-// The JVM ends while all parts are there: Java code that runs at its end may still send commands.
-// A JVM that this launcher did not create, bound or adopted, is left running.
+// The JVM ends while all parts exist: Java code that runs at its end may send commands. An adopted
+// or bound JVM is left running.
 JvmLauncher::~JvmLauncher() {
   if (m_launching) {
     m_jvm.Destroy();
@@ -87,10 +87,10 @@ int JvmLauncher::SendCommand(std::uint8_t* message, int length) {
   return m_receiver.Send(message, length);
 }
 
-// A command that comes before the receiver is known. While start-up prints what the receiver says
-// of itself, the receiver is known: commands do not pass here, so they do not wait for start-up,
-// which may be waiting for them. A command out of the receiver's class initialiser would wait for
-// itself: it fails instead.
+// A command that comes before the receiver is known. Start-up prints the receiver's description
+// after the receiver is known, so commands of that moment do not pass here and do not wait for
+// start-up, which may be waiting for them. A command out of the receiver's class initialiser would
+// wait for itself, so it fails.
 int JvmLauncher::SendUnprepared(std::uint8_t* message, int length) {
   if (m_jvm.IsStartingUpHere()) {
     m_errors.Raise("018. JVM not initialized");
@@ -163,7 +163,7 @@ void JvmLauncher::CreateClassPath() {
   m_libraries.CreateClassPath();
 }
 
-// The command that adopts a JVM looks the receiver up itself, right after this.
+// The command that adopts a JVM looks up the receiver itself, right after this.
 int JvmLauncher::InitializeJvm() {
   if (m_jvm.Adopt(m_finder.GetCreatedJavaVMs())) {
     return 0;

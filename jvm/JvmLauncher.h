@@ -15,20 +15,20 @@
 #include "native/FerrolinkNativeException.h"
 #include "native/NativeLauncher.h"
 #include "native/ThreadResponses.h"
+#include "native/interfaces/RuntimeOperationMode.h"
 
-/// Gives the receiver role a JVM to call into. Launching (mode 1): finds a JVM library, starts a
-/// JVM on the first command, or adopts one that runs in the process already, under whichever JVM
-/// library, and calls the static methods of com.ferrolink.core.receiver.Receiver.
-/// Binding (mode 0): adopts the JVM whose Java side registered a callback, and calls that callback.
-/// A front: each duty is that of one part, below, and the launcher puts them in order.
+/// Gives the receiver role a JVM to call into. Launching (mode 1): finds a JVM library and starts a
+/// JVM with the first command, or adopts the JVM that runs in the process, under whichever JVM
+/// library. Calls the static methods of com.ferrolink.core.receiver.Receiver. Binding (mode 0):
+/// takes the JVM whose Java side registered a callback, and calls that callback. A front over the
+/// parts below: it has the operations of the contract and the order of the steps.
 ///
-/// Thread rule: Initialize once, serialised by the caller; all else on any thread, in parallel. A
-/// SendCommand and its ReadResponse run on the same thread. No thread ever uses another thread's
-/// JNIEnv or local references.
-/// Errors: FerrolinkNativeException, raised through HandleException, so that every text ends with
-/// "\nRUNTIME INFO:\n" and what GetRuntimeInfo says.
-/// Lifetime: until the process ends. The thread that creates the JVM ends without detaching from
-/// it, so DestroyJavaVM in the destructor of a launched one waits for ever on HotSpot.
+/// Thread rule: Initialize once, serialised by the caller; everything else on any thread, in
+/// parallel. A SendCommand and its ReadResponse run on the same thread. No thread uses another
+/// thread's JNIEnv or local references. Errors: FerrolinkNativeException, raised through
+/// HandleException: every text ends with "\nRUNTIME INFO:\n" and the result of GetRuntimeInfo.
+/// Lifetime: until the process ends. The thread that creates the JVM ends without detaching, so
+/// DestroyJavaVM in the destructor of a launched one waits forever on HotSpot.
 class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeLauncher {
  public:
   explicit JvmLauncher(Ferrolink::Native::Definitions::RuntimeOperationMode mode);
@@ -36,17 +36,19 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   JvmLauncher& operator=(const JvmLauncher&) = delete;
   ~JvmLauncher() override;
 
-  /// The JVM itself starts with the first command. `launchArgument` means nothing to a JVM.
+  /// Prepares start-up; the JVM starts with the first command. Ignores `launchArgument`.
   int Initialize(std::uint8_t launchArgument) override;
 
-  /// Errors: 018 to 024, 026, 027, 032; 025; those of start-up; 004 for a load-library command.
+  /// Executes one command of `length` bytes; returns the length of the response. Errors: 018 to 027
+  /// and 032; those of start-up; 004 for a load-library command.
   int SendCommand(std::uint8_t* message, int length) override;
 
-  /// Moves the calling thread's response into `buffer` and forgets it, with what did not fit; a
-  /// negative length copies all of it. Errors: 017 where the thread has none. Returns 0.
+  /// Copies at most `length` bytes of the calling thread's response into `buffer` and discards all
+  /// of it. A negative length copies the whole response. Returns 0. Errors: 017 if the thread has
+  /// none.
   int ReadResponse(std::uint8_t* buffer, int length) override;
 
-  /// These three do nothing and return 1.
+  /// Does nothing and returns 1, as do SetPath and DeployRuntime.
   int LoadOptimizedMethod(std::string name) override;
   int SetPath(std::uint8_t runtime, std::string path) override;
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
@@ -55,17 +57,20 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   /// "Jvm".
   std::string GetRuntimeName() override;
 
-  /// Custom libraries, what the Java receiver says of itself, where the JVM library was found.
+  /// The custom libraries, the Java receiver's description of itself, and the path of the JVM
+  /// library.
   std::string GetRuntimeInfo() override;
   std::string GetRuntimeInfoFromManagedRuntime();
   std::string GetRuntimeInfoFromNativeLevel();
 
-  /// The JNI version number of the JVM; 0 before it runs or where it cannot be asked.
+  /// The JNI version number of the JVM; 0 before it runs or if it cannot be asked.
   int GetVersion();
-  /// The JNI version as text. Four bits of either half are kept: 0x00150000 reads "5.0".
+  /// The JNI version as text. Only four bits of each half are used: 0x00150000 gives "5.0". Called
+  /// by other libraries only.
   std::string GetVersionString();
 
-  // Steps of Initialize and of the first command, in the order in which they run.
+  // The steps of Initialize and of the first command, in order. Public because they are operations
+  // of the class that other libraries may call; the library itself calls them in this order only.
   void SetJvmRuntimePath();
   void LoadJvmSharedLibraryAndExportedFunctions();
   void GetFunctionsPointers();
@@ -79,17 +84,19 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   [[gnu::noinline]] int HandleLoadLibraryCommand(std::uint8_t* message, int length);
   void AddToLibrariesToLoad(std::string path);
 
-  /// False when no Java exception is pending; otherwise the JVM describes it on standard error, it
-  /// is cleared if `clear`, and the code is raised.
+  /// False if no Java exception is pending. Otherwise the JVM describes it on standard error, it is
+  /// cleared if `clear` is true (which every caller passes), and "<code>. JVM exception occurred"
+  /// is raised.
   bool CheckAndHandleJvmException(JNIEnv* env, const std::string& code, bool clear);
 
-  /// Raises `e` anew with the runtime information appended. Never returns.
+  /// Raises a new error with the text of `e` and the runtime information. Never returns.
   [[noreturn]] void HandleException(FerrolinkNativeException e);
 
  private:
   friend FERROLINK_EXPORT void createJavaVM(JvmLauncher* launcher);
 
-  // Not inlined, so that SendCommand has no frame: it jumps to one of these or to the receiver.
+  // Not inlined, so that SendCommand needs no stack frame: it jumps to one of these or to the
+  // receiver.
   [[gnu::cold]] FERROLINK_LOCAL int SendUnprepared(std::uint8_t* message, int length);
   [[gnu::noinline]] FERROLINK_LOCAL int SendToCallback(std::uint8_t* message, int length);
 
@@ -102,8 +109,8 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   const std::string m_runtimeName = "Jvm";
   const LauncherErrors m_errors;
 
-  // Each provides its own synchronisation. A part knows those before it that it is given, and no
-  // part knows the launcher.
+  // Each has its own synchronisation. A part knows only those before it that it is given; no part
+  // knows the launcher.
   JvmFinder m_finder;
   ClassPathLibraries m_libraries;
   JvmInstance m_jvm;
@@ -111,8 +118,8 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   JavaReceiver m_receiver;
 };
 
-/// Body of the short-lived thread on which a launcher creates its JVM. A failure is raised here,
-/// where nothing catches it: it is logged and the process ends.
+/// The body of the short-lived thread on which a launcher creates its JVM. An error is logged and,
+/// since nothing catches it there, ends the process.
 FERROLINK_EXPORT void createJavaVM(JvmLauncher* launcher);
 
 #endif

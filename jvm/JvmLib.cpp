@@ -1,6 +1,6 @@
 #include "jvm/JvmLib.h"
 
-#include <utility>
+#include <atomic>
 
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/JvmNativeReceiver.h"

@@ -7,21 +7,19 @@
 
 #include "native/RoleSingletons.h"
 
-/// Process-wide state that the JNI methods and the launcher share. Hidden, never freed. The roles'
-/// own state is in native/RoleSingletons.h.
+/// Process-wide state that the JNI methods and the launcher share. Hidden; never freed. The state
+/// of the roles is in native/RoleSingletons.h.
 
-using Ferrolink::Native::createReceiverMutex;
-using Ferrolink::Native::operationMode;
 using Ferrolink::Native::receiver;
 using Ferrolink::Native::transmitter;
 
-/// Written by setCallback; which writer wins is open.
+/// Written by setCallback. Which of two concurrent writers wins is unspecified.
 extern std::atomic<JNIEnv*> javaEnv;
 extern std::atomic<JavaVM*> callbackJavaVM;
 extern std::atomic<jobject> sendCommandCallbackObject;    ///< a JNI global reference
 extern std::atomic<jmethodID> sendCommandCallbackMethod;  ///< its apply(Object)
 
-/// Handed to the JVM as the is-copy out-parameter; the JVM writes it and nobody reads it.
+/// The JVM writes its is-copy flags here. Nothing reads it, on purpose: the flag changes nothing.
 extern jboolean isCopy;
 
 #endif

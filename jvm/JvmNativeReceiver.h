@@ -3,13 +3,14 @@
 
 #include "native/Export.h"
 #include "native/NativeReceiver.h"
+#include "native/interfaces/RuntimeOperationMode.h"
 
 namespace Ferrolink::Runtimes::Jvm::Native::Receiver {
 
 /// The receiver whose launcher is a JvmLauncher.
 class FERROLINK_EXPORT JvmNativeReceiver : public Ferrolink::Native::Receiver::NativeReceiver {
  public:
-  /// Errors: code 032 for mode -1, before any launcher exists.
+  /// Errors: code 032 for mode -1, before a launcher is made.
   explicit JvmNativeReceiver(Ferrolink::Native::Definitions::RuntimeOperationMode mode);
   JvmNativeReceiver(const JvmNativeReceiver&) = delete;
   JvmNativeReceiver& operator=(const JvmNativeReceiver&) = delete;

@@ -3,10 +3,12 @@
 
 #include "native/Export.h"
 #include "native/NativeTransmitter.h"
+#include "native/interfaces/RuntimeOperationMode.h"
 
 namespace Ferrolink::Runtimes::Jvm::Native::Transmitter {
 
-/// The transmitter of the JVM member; it adds nothing to the generic one.
+/// The transmitter of the JVM member. Adds nothing to its base; other libraries know the class by
+/// name.
 class FERROLINK_EXPORT JvmNativeTransmitter
     : public Ferrolink::Native::Transmitter::NativeTransmitter {
  public:

@@ -8,10 +8,10 @@
 
 #include "native/FerrolinkNativeException.h"
 
-/// Raises the launcher's errors, as FerrolinkNativeException. Every text ends with
-/// "\nRUNTIME INFO:\n" and the runtime information, which is asked for when an error is raised.
-/// The launcher supplies that information, so its parts raise complete errors without knowing it.
-/// Immutable. Thread-safe as far as the supplied function is.
+/// Raises the launcher's errors as FerrolinkNativeException. Every text ends with "\nRUNTIME
+/// INFO:\n" and the runtime information, which is obtained when the error is raised. The launcher
+/// supplies the function for it, so its parts raise complete errors without knowing it. Immutable.
+/// Thread-safe if the supplied function is.
 class LauncherErrors {
  public:
   using RuntimeInfo = std::function<std::string()>;
@@ -21,15 +21,17 @@ class LauncherErrors {
   LauncherErrors& operator=(const LauncherErrors&) = delete;
   ~LauncherErrors() = default;
 
-  /// Raises "JVM Launcher: Exception code " and `text`.
+  /// Raises "JVM Launcher: Exception code " + `text`.
   [[noreturn]] void Raise(const std::string& text) const;
   [[noreturn, gnu::cold]] void Raise(const char* text) const;
 
-  /// Raises a new error with the text of `error` and the runtime information.
+  /// Raises a new error with the text of `error` and the runtime information. So the log has two
+  /// entries for each failure, one without and one with the information: error texts and their
+  /// number are an interface.
   [[noreturn]] void RaiseAnew(const FerrolinkNativeException& error) const;
 
   /// False if no Java exception is pending. Otherwise the JVM describes it on standard error, it is
-  /// cleared if `clear`, and the code is raised.
+  /// cleared if `clear` is true, and "<code>. JVM exception occurred" is raised.
   bool RaisePending(JNIEnv* env, const std::string& code, bool clear) const;
 
   /// As RaisePending with `clear`. Only the check is inlined.

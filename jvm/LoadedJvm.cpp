@@ -3,8 +3,10 @@
 #include <dlfcn.h>
 #include <link.h>
 
+#include <cstddef>
 #include <filesystem>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "jvm/JvmEntryPoints.h"
@@ -23,7 +25,7 @@ bool IsJvmLibrary(const std::filesystem::path& file) {
   return std::filesystem::canonical(file, unreadable).filename() == name;
 }
 
-// The loader holds its lock while it lists, so nothing is opened in there.
+// The loader holds its lock while it lists, so nothing is opened in the callback.
 std::vector<std::string> LoadedFiles() {
   std::vector<std::string> files;
   dl_iterate_phdr(

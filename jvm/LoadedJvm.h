@@ -3,12 +3,12 @@
 
 #include <jni.h>
 
-/// The JVM that runs under any JVM library (libjvm.so, also where it was opened through a link of
-/// another name) that the process has loaded; null where none runs. Loads nothing. Any thread.
+/// The JVM that runs under any JVM library of the process: libjvm.so, also if it was opened through
+/// a link with another name. Null if none runs. Loads nothing. Any thread.
 ///
-/// JNI_GetCreatedJavaVMs knows only the JVM of its own library, and two JVM libraries can be
-/// loaded: a Java program's own, and the one that JAVA_HOME names. A second JVM in a process would
-/// end it.
+/// JNI_GetCreatedJavaVMs knows only the JVM of its own library. A process can have two JVM
+/// libraries: a Java program's own, and the one that JAVA_HOME names. A second JVM would end the
+/// process.
 JavaVM* FindLoadedJvm();
 
 #endif

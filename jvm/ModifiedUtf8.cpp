@@ -11,7 +11,7 @@ bool IsContinuation(unsigned char byte) {
   return (byte & 0xC0U) == 0x80U;
 }
 
-/// One decoded character and how many bytes it took; a malformed byte is U+FFFD of one byte.
+/// One decoded character and its size in bytes. A malformed byte is U+FFFD with size 1.
 struct Decoded {
   char32_t character;
   std::size_t size;

@@ -4,17 +4,17 @@
 #include <string>
 #include <string_view>
 
-/// Between UTF-8, which files and other libraries expect, and the modified UTF-8 of the JNI, in
-/// which supplementary characters are surrogate pairs of three bytes each and the character zero is
-/// two bytes. Format: the JNI's "Modified UTF-8 Strings". Any thread.
+/// Conversion between UTF-8, which files and other libraries use, and the modified UTF-8 of JNI.
+/// There a supplementary character is a surrogate pair of three bytes each, and the character zero
+/// is two bytes. Format: "Modified UTF-8 Strings" in the JNI specification. Any thread.
 
-/// Error texts hold what files and other libraries put into them, and the JVM reads beyond what is
-/// malformed: every byte that is neither kind of UTF-8 becomes U+FFFD. What is modified UTF-8
-/// already stays as it is.
+/// `text` as modified UTF-8. Each byte that belongs to neither encoding becomes U+FFFD: error texts
+/// may contain anything, and the JVM would read beyond malformed bytes. Modified UTF-8 is
+/// unchanged.
 std::string ToModifiedUtf8(std::string_view text);
 
-/// What the JVM gave, with supplementary characters as four bytes. The character zero stays two
-/// bytes: to a path it would be the end.
+/// `text` as UTF-8, with supplementary characters as four bytes. The character zero stays two
+/// bytes, since it would end a path.
 std::string FromModifiedUtf8(std::string_view text);
 
 #endif

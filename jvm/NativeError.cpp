@@ -13,11 +13,11 @@ namespace {
 
 std::mutex errorMessageMutex;  // held for a copy only
 
-// Never destroyed: threads may still fail while the process exits.
+// Never destroyed: threads may fail while the process exits.
 std::string& errorMessage = *new std::string("Undefined error");
 
-/// Room for a thread's own text. Plain data: the string in it is made by the first failure and
-/// destroyed by hand at the thread's end, after the thread-locals that have destructors.
+/// Storage for a thread's own text. Plain data: the string in it is constructed by the first
+/// failure and destroyed by hand at the thread's end, after the thread-locals with destructors.
 struct OwnText {
   alignas(std::string) unsigned char room[sizeof(std::string)];
   bool made;
@@ -29,7 +29,7 @@ std::string& OwnString() {
   return *std::launder(reinterpret_cast<std::string*>(own.room));
 }
 
-// Other destructors of this thread may fail after this: the thread then begins anew, and this runs
+// Later destructors of this thread may store texts. The thread then starts anew, and this runs
 // again.
 void EndThisThread(void* /*mark*/) {
   if (own.made) {
@@ -44,8 +44,8 @@ struct ThreadEndKey {
   bool made;
 };
 
-// A key of the threads library, made once and never given back: its destructor is code of a library
-// that stays mapped, and runs for no thread when the process exits.
+// A key of the threads library, made once and never deleted. Its destructor is code of a library
+// that stays mapped, and does not run when the process exits.
 bool NoticeEndOfThisThread() {
   static const ThreadEndKey end = [] {
     ThreadEndKey made{};
@@ -63,8 +63,7 @@ void Assign(std::string& to, const char* text) noexcept {
   }
 }
 
-// Where the end of the thread would go unnoticed, it has no text of its own: that would never be
-// freed.
+// A thread whose end would go unnoticed gets no text of its own, which would never be freed.
 void StoreOwn(const char* text) noexcept {
   if (!own.made) {
     if (!NoticeEndOfThisThread()) {

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "native/Console.h"
 #include "native/FerrolinkNativeException.h"
@@ -21,13 +22,13 @@ namespace {
   Fail(text);
 }
 
-/// Owns the process-wide ThreadJniEnv. Not locked: first calls that race may both build one, and
-/// the later replaces the earlier; the exchange makes sure that each is destroyed once.
+/// Owns the process-wide ThreadJniEnv. Takes no lock: concurrent first calls may both make one. The
+/// later one replaces the earlier; the exchange makes sure that each is destroyed once.
 ///
-/// A forked child that calls exit destroys it as well. The JVM's threads are not there, and what
-/// they held at the fork stays locked: DetachCurrentThread would wait for ever. So only the process
-/// that built the ThreadJniEnv destroys it. Its id is compared since no fork handler runs for a
-/// child made by clone.
+/// A forked child that calls exit runs the destructor too. The JVM's threads do not exist there,
+/// and locks that they held at the fork stay taken, so DetachCurrentThread would wait forever. So
+/// only the process that made the ThreadJniEnv destroys it. The process id is compared because no
+/// fork handler runs for a child made by clone.
 class ProcessHolder {
  public:
   ProcessHolder() = default;

@@ -1,10 +1,12 @@
 // The native methods of com.ferrolink.core.transmitter.TransmitterWrapper, bound by the JVM's
-// default look-up. Each translates its arguments, calls one operation, and turns an error into its
-// own negative result and the text that getNativeError returns; none leaves a Java exception
-// pending. Exceptions that are not standard exceptions are not caught.
+// default look-up. Each converts its arguments and calls one operation. An error becomes the
+// method's own negative result and the text that getNativeError returns. No method leaves a Java
+// exception pending. Exceptions that are not standard exceptions are not caught.
 #include <jni.h>
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <optional>
@@ -20,13 +22,14 @@
 #include "jvm/NativeError.h"
 #include "native/FerrolinkNativeException.h"
 #include "native/RoleSingletons.h"
+#include "native/interfaces/ITransmitter.h"
 
 namespace {
 
 using Ferrolink::Native::transmitter;
 using Ferrolink::Native::Interfaces::ITransmitter;
 
-// The shortest command whose header names a channel and two runtimes.
+// The shortest message that names a channel and both runtimes, in bytes.
 constexpr jsize kShortestDeployment = 10;
 
 template <class Body>
@@ -58,9 +61,9 @@ ITransmitter& CurrentTransmitter() {
   return *current;
 }
 
-/// A Java string as a method's argument. A null one fails with the text that a C++ string makes of
-/// it, here in our own words since the standard libraries differ. The JVM's characters are released
-/// after the call that the text is for.
+/// A Java string as an argument. A null string fails with the text of libstdc++ for a null pointer,
+/// written out here because standard libraries differ. The JVM's characters are released after the
+/// call that uses the text.
 class TextArgument {
  public:
   TextArgument() = default;
@@ -107,7 +110,7 @@ jint sendCommand(JNIEnv* env, jbyteArray message) {
   return CurrentTransmitter().SendCommand(BytesOf(elements), length);
 }
 
-/// Zeroed bytes for one response; small ones lie in the object itself.
+/// Zeroed bytes for one response. Small ones lie in the object itself.
 class ResponseBuffer {
  public:
   explicit ResponseBuffer(std::size_t size) {
@@ -131,7 +134,7 @@ class ResponseBuffer {
   std::uint8_t* m_bytes = m_small.data();
 };
 
-// One byte comes down: the target runtime, by which in-process channels route the read.
+// Only the first byte is read from Java: the target runtime, by which the in-memory channel routes.
 jint readResponse(JNIEnv* env, jbyteArray buffer) {
   RequireArray(buffer);
   const jsize length = env->GetArrayLength(buffer);
@@ -154,6 +157,7 @@ jint deployRuntime(JNIEnv* env, jbyteArray message, jstring path, jint flag) {
   RequireElements(env, elements);
   pathText.Take(env, path, &isCopy);
   if (length < kShortestDeployment) {
+    // The text gives the limit of sendCommand; error texts are an interface.
     throw FerrolinkNativeException("Message byte array length is less than 11", "Unknown");
   }
   return CurrentTransmitter().DeployRuntime(BytesOf(elements), length, pathText.Copy(),
@@ -214,7 +218,7 @@ TRANSMITTER_WRAPPER(jstring, getNativeError)(JNIEnv* env, jobject /*self*/) {
     }
     return text;
   } catch (const std::exception&) {
-    return nullptr;  // no memory for it, as where the JVM has none
+    return nullptr;  // no memory for the text, here or in the JVM
   }
 }
 

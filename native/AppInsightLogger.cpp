@@ -7,6 +7,7 @@
 #include "native/ErrorReporter.h"
 #include "native/LibrariesFinder.h"
 #include "native/Loader.h"
+#include "native/ReentryGuard.h"
 
 namespace Ferrolink::Native::AppInsightLogger {
 namespace {
@@ -41,7 +42,7 @@ int AppInsightLogger::initialize() {
 }
 
 // The C++ runtime binds the reference that catches an ending thread to nothing, which the
-// undefined- behaviour sanitizer would report.
+// undefined-behaviour sanitizer would report.
 __attribute__((no_sanitize("null"))) int AppInsightLogger::LogMessage(std::string first,
                                                                       std::string second,
                                                                       std::string third) {
@@ -55,7 +56,7 @@ __attribute__((no_sanitize("null"))) int AppInsightLogger::LogMessage(std::strin
       function(first.c_str(), second.c_str(), third.c_str());
     }
   } catch (const abi::__forced_unwind&) {
-    throw;  // the thread is ending, which nobody may stop
+    throw;  // the thread is ending, which must not be stopped
   } catch (...) {
     // The error that is being reported matters more than its report.
   }

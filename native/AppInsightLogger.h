@@ -8,19 +8,21 @@
 
 namespace Ferrolink::Native::AppInsightLogger {
 
-/// Forwards events to "LogMessage" of the utilities library. Without that library, or that entry
-/// point, events are dropped in silence.
+/// Forwards events to the function "LogMessage" of the utilities library. Drops events silently if
+/// the library or the function is missing.
 ///
-/// Never raises, since errors in the making are reported through it. Thread rule: any thread; first
-/// calls that race store the same values.
+/// Errors: none, ever. Errors are reported through this class while they are being constructed.
+/// Thread rule: any thread. Concurrent first calls store the same values.
 class AppInsightLogger {
  public:
-  /// Loads and resolves what is still missing. Returns 0 when the library is there, whether or not
-  /// it has the entry point; 1 when it could not be loaded. What failed is tried again next time.
+  /// Opens the library and looks up the function, unless that has been done. A failure is tried
+  /// again by the next call. Returns 0 if the library is open, with or without the function, and 1
+  /// if it could not be opened.
   FERROLINK_EXPORT static int initialize();
 
-  /// Hands the three texts on, unchanged and in order. Always returns 0. An event that arises on
-  /// this thread while one is being handed on is dropped: it would never end.
+  /// Passes the three texts on, unchanged and in order. The result is always 0. A nested event,
+  /// raised by this thread while the utilities library handles one, is dropped: it would recurse
+  /// without end.
   FERROLINK_EXPORT static int LogMessage(std::string first, std::string second, std::string third);
 
  private:

@@ -8,20 +8,19 @@
 namespace Ferrolink::Native {
 namespace {
 
-// At most 45 microseconds, a pause taking 10 to 45 ns: about what a sleep and its wake-up take on a
-// virtual machine whose processors halt. Whoever spins for as long as sleeping would have taken
-// waits at most twice as long as the best choice would have: Karlin et al., "Empirical Studies of
-// Competitive Spinning for a Shared-Memory Multiprocessor" (1991). Fewer pauses let two threads
-// with commands of 1 MiB sleep in turns.
-// A look at the mutex shares its cache line, and its holder waits to have the line back before it
-// can give the mutex back: hence one look in several pauses.
+// At most 45 microseconds: a pause takes 10 to 45 ns. A sleep and a wake-up take about as long on a
+// virtual machine whose processors halt. A thread that spins for the time of a sleep waits at most
+// twice as long as with the best choice: Karlin et al., "Empirical Studies of Competitive Spinning
+// for a Shared-Memory Multiprocessor" (1991). With fewer pauses, two threads with commands of 1 MiB
+// sleep in turns. A look at the mutex shares its cache line, and the holder must get the line back
+// before it can unlock. Hence one look in several pauses.
 constexpr int kLooks = 250;
 constexpr int kPausesBetweenLooks = 4;
 constexpr int kUndecided = -1;
 
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));
 
-// Adds the processors that the thread may use; false where the kernel does not say.
+// Adds the processors that the thread may use. False if the kernel does not say.
 bool AddProcessorsOf(pid_t thread, cpu_set_t& processors) noexcept {
   cpu_set_t own;
   CPU_ZERO(&own);
@@ -32,11 +31,10 @@ bool AddProcessorsOf(pid_t thread, cpu_set_t& processors) noexcept {
   return true;
 }
 
-// Where the process may use one processor only, whoever holds the mutex does not run while another
-// thread spins for it. The process has no list of processors of its own, only its threads have.
-// Asked are the initial thread, whose list the others inherit, and the calling one: a thread that
-// is kept to one processor does not speak for the rest. Where the kernel does not say, there are
-// several.
+// On one processor the holder does not run while another thread spins. A process has no processor
+// list of its own; its threads have. The initial thread and the calling one are asked: other
+// threads inherit the list of the initial one, and a thread that is bound to one processor does not
+// speak for the rest. If the kernel does not say, several processors are assumed.
 int DecideLooks() noexcept {
   cpu_set_t processors;
   CPU_ZERO(&processors);
@@ -44,8 +42,8 @@ int DecideLooks() noexcept {
   return known && CPU_COUNT(&processors) == 1 ? 0 : kLooks;
 }
 
-// Decided by the first thread that finds a mutex taken, and never again: two system calls in the
-// life of the process. Threads that come at the same time may decide it twice.
+// Decided once, by the first thread that finds a mutex taken: two system calls per process.
+// Concurrent first threads may decide it twice.
 int LooksBeforeSleep() noexcept {
   static std::atomic<int> decided{kUndecided};
   int looks = decided.load(std::memory_order_relaxed);
@@ -64,8 +62,8 @@ void BriefMutex::LockTaken() noexcept {
   }
 }
 
-// True where the calling thread has taken the mutex. Looks before it tries: a try would take the
-// cache line from the thread that is giving the mutex back.
+// True if the calling thread has taken the mutex. Looks before it tries: a try would take the cache
+// line from the thread that unlocks.
 bool BriefMutex::Spin() noexcept {
   const int looks = LooksBeforeSleep();
   for (int look = 0; look < looks; ++look) {
@@ -81,7 +79,7 @@ bool BriefMutex::Spin() noexcept {
   return false;
 }
 
-// The kernel puts the thread to sleep only while the note that it leaves is there.
+// The kernel puts the thread to sleep only while the mark is set.
 void BriefMutex::Sleep() noexcept {
   while (m_state.exchange(kTakenWithSleepers, std::memory_order_acquire) != kFree) {
     syscall(SYS_futex, &m_state, FUTEX_WAIT_PRIVATE, kTakenWithSleepers, nullptr, nullptr, 0);

@@ -6,14 +6,14 @@
 
 namespace Ferrolink::Native {
 
-/// A mutex for stretches that are shorter than putting a thread to sleep and waking it: a thread
-/// that finds it taken first spins, for as long as a sleep and its wake-up would take at most, and
-/// then sleeps in the kernel. Where the process may use only one processor, it sleeps at once.
-/// Neither fair nor recursive. Meets BasicLockable; nothing throws.
+/// A mutex for critical sections that are shorter than putting a thread to sleep and waking it. A
+/// thread that finds it taken spins first, at most for the time that a sleep and a wake-up take,
+/// and then sleeps in the kernel. If the process may use only one processor, it sleeps at once.
+/// Neither fair nor recursive. Meets BasicLockable. Throws nothing.
 ///
-/// Whoever gives it back takes the note that threads sleep with it, so a sleeper is woken once,
-/// however long it takes to run. A woken thread that takes the mutex puts the note back, since
-/// others may still sleep: each sleep costs at most one wake call more than it needs.
+/// unlock() clears the mark that threads are asleep, so each sleeper is woken once, however long it
+/// takes to run. A woken thread that takes the mutex sets the mark again, since others may still
+/// sleep. Each sleep costs at most one wake call too many.
 class BriefMutex {
  public:
   BriefMutex() = default;
@@ -45,7 +45,7 @@ class BriefMutex {
   void Sleep() noexcept;
   void WakeOne() noexcept;
 
-  // Alone on its cache line: what lies beside it is read by threads that do not take the lock.
+  // Alone on its cache line: threads that do not take the lock read what lies beside it.
   alignas(64) std::atomic<std::uint32_t> m_state{kFree};
 };
 

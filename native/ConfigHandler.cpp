@@ -15,7 +15,7 @@
 namespace Ferrolink::Native::ConfigHandler {
 namespace {
 
-// The configuration library is expected to fit every value; there is no retry with a larger buffer.
+// Every value must fit; there is no retry with a larger buffer.
 constexpr std::size_t kBufferSize = 8192;
 
 using DirectFunction = int();
@@ -45,8 +45,9 @@ Function* FindFunction(void* library, const char* name) {
   return function;
 }
 
-// Whatever the configuration library throws, and a missing function as well, reaches the caller as
-// a newly raised exception with the same text.
+// An error of the configuration library, or a missing function, is raised as a new exception with
+// the same text. So a missing function is reported twice: error texts and their number are an
+// interface.
 template <class Call>
 auto Reraised(Call call) -> decltype(call()) {
   try {

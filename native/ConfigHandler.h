@@ -8,14 +8,15 @@
 
 namespace Ferrolink::Native::ConfigHandler {
 
-/// Bridge to the configuration library. Each operation opens that library if need be, looks up its
-/// function of the same name and calls it; nothing but the library's handle is cached, so every
-/// query sees the configuration's current state.
+/// Bridge to the configuration library. Each operation opens that library if necessary, looks up
+/// the function of the same name and calls it. Only the library's handle is cached, so every query
+/// sees the current configuration.
 ///
-/// Errors (FerrolinkNativeException): the finder's code 001 where the library cannot be opened;
-/// "<name> function not found in Utils library" where it lacks the function; the error text that it
-/// wrote where a text query fails; the text of any std::exception that it throws.
-/// Thread rule: any thread; the configuration library is called on the caller's thread.
+/// Errors (FerrolinkNativeException): the finder's code 001 if the library cannot be opened;
+/// "<name> function not found in Utils library" if it lacks the function (the text names the wrong
+/// library and is kept: hosts match it); the library's own text if a text query fails; the text of
+/// any std::exception that the library throws. Thread rule: any thread. The configuration library
+/// runs on the caller's thread.
 class ConfigHandler {
  public:
   FERROLINK_EXPORT static void initializeConfigsLibrary();
@@ -24,7 +25,8 @@ class ConfigHandler {
   FERROLINK_EXPORT static int SetWorkingDirectory(const std::string& path);
   FERROLINK_EXPORT static int GetChannelPort(const std::string& runtimeName,
                                              const std::string& configName);
-  /// Nonzero when a proxy is configured.
+  /// Nonzero if a proxy is configured. The proxy queries and GetRuntimeName, GetChannelType,
+  /// GetChannelHost and GetChannelPort have no caller in the library: other libraries call them.
   FERROLINK_EXPORT static int ProxyExists();
   FERROLINK_EXPORT static int GetProxyPort();
 
@@ -44,9 +46,9 @@ class ConfigHandler {
   FERROLINK_EXPORT static std::string GetChannelRuntimePath(const std::string& runtimeName,
                                                             const std::string& configName);
 
-  /// 0 off, 1 runtime information, 2 all. FERROLINK_LOGGING_LEVEL ("off", "runtimeinfo", "all", in
-  /// any case) wins over the configuration; without a usable answer from either the level is 1.
-  /// Read anew on every call. Never raises.
+  /// 0 off, 1 runtime information, 2 all. FERROLINK_LOGGING_LEVEL ("off", "runtimeinfo" or "all",
+  /// case-insensitive) overrides the configuration. The level is 1 if neither gives a valid value.
+  /// Read on every call. Never raises.
   FERROLINK_EXPORT static int GetLoggingLevel();
 
  private:

@@ -8,7 +8,7 @@
 namespace Ferrolink::Native::Console {
 namespace {
 
-// A console that cannot be written to is nobody's error here: the text is lost, the work goes on.
+// A console that cannot be written to is no error: the text is lost.
 void Print(std::FILE* stream, std::string_view text) {
   WriteSignalGuard guard;
   if (std::fwrite(text.data(), 1, text.size(), stream) != text.size()) {

@@ -5,10 +5,10 @@
 
 /// Console output of the library.
 ///
-/// Goes through C stdio, not C++ streams: a library that was opened with deep binding would share
-/// std::cout with its host only half (two copies of the C++ library's state) and crash the process.
-/// Each call writes its text in one piece and flushes. Text for a pipe that nobody reads, or a file
-/// that may not grow, is lost; the signal that comes with it is not raised. Any thread.
+/// Uses C stdio, not C++ streams: a library that is opened with deep binding shares only half of
+/// std::cout with its host (two copies of the C++ library's state), which crashes the process. Each
+/// call writes its text in one piece and flushes. Text that cannot be written (closed pipe, file
+/// size limit) is lost; the signal that would follow is suppressed. Thread rule: any thread.
 namespace Ferrolink::Native::Console {
 
 void PrintOut(std::string_view text);

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <locale>
 #include <utility>
 
@@ -15,8 +16,8 @@
 namespace Ferrolink::Native::ErrorLogFile {
 namespace {
 
-// A stream's own open would wait for the reader of a pipe and follow links. Unbuffered: a line is
-// one write, and what found no room is not written again when the stream is closed.
+// A stream's own open would wait for a pipe's reader and would follow links. Unbuffered: each line
+// is one write, and closing the stream does not write the unwritten rest again.
 using FileBuffer = __gnu_cxx::stdio_filebuf<char>;
 constexpr std::size_t kUnbuffered = 1;
 
@@ -30,7 +31,7 @@ int OpenDescriptor(const char* path, int access) {
   return descriptor;
 }
 
-// Reading tells how the file ends; a log that may only be written to does without.
+// Opened for reading too, to see how the file ends; write-only if reading is not permitted.
 FileBuffer OpenFile(const char* path) {
   int descriptor = OpenDescriptor(path, O_RDWR);
   if (descriptor < 0 && errno == EACCES) {
@@ -46,8 +47,8 @@ FileBuffer OpenFile(const char* path) {
   return buffer;
 }
 
-// Whether a line of this process was cut, and none was written since. Without it, a line that
-// another writer is still appending would look like one that was cut.
+// Whether the last line of this process was cut. Without this, a line that another writer is still
+// appending would look cut.
 std::atomic<bool> lineWasCut{false};
 
 bool EndsWithinALine(int descriptor, off_t size) {

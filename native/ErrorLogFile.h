@@ -6,13 +6,15 @@
 
 namespace Ferrolink::Native::ErrorLogFile {
 
-/// Opens the regular file at `path` on `file` and appends `line` to it with one write. The file is
-/// created where there is none, with mode 0666 less the umask.
+/// Opens the regular file at `path` with `file` and appends `line` with one write. Creates the file
+/// with mode 0666 less the umask if there is none. `path` is a file name in the file system's
+/// encoding; `line` ends with its own line break.
 ///
-/// Never blocks and raises no signal. What is no regular file is not written to, and a symbolic
-/// link in the file's own place is not followed: `file` stays closed and failed, as where the file
-/// cannot be opened. Where there is room for a part of the line only, that part stays and `file` is
-/// failed; the next line starts with a line break, so that it stays a line of its own.
+/// Never blocks and raises no signal. Does not follow a symbolic link at `path` and does not write
+/// to anything but a regular file: `file` then stays closed and its fail state is set, as for a
+/// file that cannot be opened. If there is room for part of the line only, that part stays and the
+/// fail state is set. The next line then begins with a line break, so that it is a line of its own.
+/// Thread rule: any thread, each with a stream of its own.
 void Append(std::ofstream& file, const std::string& path, const std::string& line);
 
 }  // namespace Ferrolink::Native::ErrorLogFile

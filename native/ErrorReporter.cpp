@@ -1,10 +1,10 @@
 #include "native/ErrorReporter.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <locale>
 #include <sstream>
+#include <string>
 #include <thread>
 
 #include "native/Console.h"

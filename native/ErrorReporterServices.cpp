@@ -1,6 +1,8 @@
 // Puts the error reporter together with the configuration and the telemetry that it uses. Nothing
 // else knows all three: configuration and telemetry raise errors, errors report themselves through
 // the reporter, and the reporter reaches configuration and telemetry only through these functions.
+#include <string>
+
 #include "native/AppInsightLogger.h"
 #include "native/ConfigHandler.h"
 #include "native/ErrorReporter.h"

@@ -8,26 +8,26 @@
 
 #include "native/Export.h"
 
-/// The one exception type of the library. Constructing one reports it: an echo on standard error
-/// (unless the logging level is 0), a line in the daily error log, and an event for telemetry.
+/// The one exception type of the library. The constructor reports the error: an echo on standard
+/// error (unless the logging level is 0), a line in the daily error log, and a telemetry event.
 ///
 /// what() is the message as the raise site composed it: a component prefix ("Ferrolink Native
 /// Exception: Exception code ", "JVM Launcher: Exception code ", "JVM Lib: Exception code "), three
-/// digits, a full stop and a text that tells what to do. A code means something only with its
+/// digits, a full stop, and a text that says what to do. A code is unique only together with its
 /// prefix.
 ///
 /// The error log is "<working directory>/_FerrolinkNativeErrorLogger_<date>.txt", one file per
-/// local day, appended to: date-time, tab, "Thread ID: " and the thread's id, tab, message. Where
-/// it cannot be written to, or is no regular file, the line is left out.
+/// local day: date and time, tab, "Thread ID: " and the thread's id, tab, message. The line is left
+/// out if the file cannot be written or is no regular file.
 ///
-/// Raising is expensive by design (a file is opened, then 50 ms pass): for failures only.
-/// Thread rule: any thread. Raises nothing itself but the standard library's allocation errors.
+/// Raising is slow by design (it opens a file and waits 50 ms), so use it for failures only.
+/// Errors: the standard library's allocation errors, nothing else. Thread rule: any thread.
 class FERROLINK_EXPORT FerrolinkNativeException : public std::runtime_error {
  public:
   /// `message` becomes what() unchanged; `context` is the third text of the telemetry event.
   FerrolinkNativeException(const std::string& message, std::string context);
 
-  /// A copy carries the message and reports nothing; its dates and log path are empty.
+  /// A copy has the message and reports nothing. Its dates and log path are empty.
   FerrolinkNativeException(const FerrolinkNativeException& other);
   FerrolinkNativeException& operator=(const FerrolinkNativeException&) = delete;
   ~FerrolinkNativeException() override;
@@ -35,6 +35,8 @@ class FERROLINK_EXPORT FerrolinkNativeException : public std::runtime_error {
  private:
   FERROLINK_LOCAL void StampDates();
 
+  // The streams serve the constructor only. They are members because other libraries know the size
+  // of the class.
   std::ofstream m_logFile;
   std::stringstream m_dateStream;
   std::string m_date;

@@ -1,5 +1,6 @@
 #include "native/LibrariesFinder.h"
 
+#include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <algorithm>
@@ -74,8 +75,8 @@ std::string LibrariesFinder::getThisLibraryPath() {
 }
 
 const std::string& LibrariesFinder::getPathToDir() {
-  // Published, not initialised under a guard: a failure to compute it is reported through
-  // companions that are looked for in the same directory, and nobody may wait for such a report.
+  // Published, not initialised under a guard: a failure is reported through companions in the same
+  // directory, and a report must not wait for the guard.
   static std::atomic<const std::string*> pathToDir{nullptr};
   if (const std::string* known = pathToDir.load(std::memory_order_acquire)) {
     return *known;
@@ -124,7 +125,8 @@ void* LibrariesFinder::loadTcpTlsClientLibrary(bool throwOnError) {
   if (handle != nullptr) {
     return handle;
   }
-  // The directory ends in "/" already; the doubled slash is one slash to the loader.
+  // The directory ends in "/", so this path has "//", which the loader reads as one. Callers in
+  // this library pass throwOnError, so they never get here.
   return OpenOnce(tcpTlsClientLibraryInstance, "/openssl3/libFerrolinkTcpTlsClient.so",
                   throwOnError, true);
 }

@@ -6,41 +6,42 @@
 
 #include "native/Export.h"
 
-/// Does nothing. Its address certainly lies inside this library, so the loader can be asked for the
-/// library's own file by it. Each member of the family defines it in its entry layer.
+/// Does nothing. The finder passes its address to the loader to learn the file of this library.
+/// Each member of the family defines it in its entry layer.
 FERROLINK_EXPORT void emptyFunctionInNativeLib();
 
 namespace Ferrolink::Native::LibrariesFinder {
 
-/// Locates and opens the library's companions: always by full path, relative to the directory that
-/// this library itself was loaded from, never through the system's search path.
+/// Locates and opens the companions of this library: always by full path, relative to the directory
+/// of this library, never through the system's search path.
 ///
-/// Handles stay open for the life of the process. Thread rule: any thread; two first loads of one
+/// The load operations take `throwOnError`: if it is true, a failure raises code 001; otherwise
+/// they return null, and echo the error on standard error if `printError` is true. Ownership:
+/// handles stay open until the process ends. Thread rule: any thread. Concurrent first loads of a
 /// companion may both open it, which yields the same handle.
-///
-/// The loading operations take `throwOnError`: with it a failure is raised (code 001), without it
-/// null is returned, after an echo on standard error where the operation's `PrintError` is set.
 class LibrariesFinder {
  public:
-  /// The process's current directory, with "/" for every "\" and a "/" appended.
+  /// The process's current directory with "\" replaced by "/" and a "/" appended. Called by other
+  /// libraries only.
   FERROLINK_EXPORT static std::string getCurrentWorkingDirectory();
 
-  /// The library directory, ending in "/", as the loader reports it (a relative form stays
-  /// relative); computed anew on every call. Raises code 002 where the loader does not know it.
+  /// The library directory with a trailing "/", as the loader reports it (a relative path stays
+  /// relative). Computed on every call. Errors: code 002 if the loader does not know this library.
   FERROLINK_EXPORT static std::string getThisLibraryPath();
 
-  /// getThisLibraryPath() as it was on first use; valid for the life of the process.
+  /// The result of the first getThisLibraryPath(), valid until the process ends.
   FERROLINK_EXPORT static const std::string& getPathToDir();
 
   /// The root of the installation tree, four levels above the library directory.
   FERROLINK_EXPORT static std::string getBinariesRootPath();
 
-  /// "/Binaries/Native/Linux/X64/"; platform and architecture are fixed, not detected.
+  /// "/Binaries/Native/Linux/X64/". Platform and architecture are fixed, not detected. Called by
+  /// other libraries only.
   FERROLINK_EXPORT static const std::string& getNativeDirectoryRelativePath();
 
   FERROLINK_EXPORT static void* loadLibrary(std::string path, bool throwOnError, bool printError);
 
-  /// As loadLibrary, with the opened library binding its own symbols first.
+  /// As loadLibrary, but the opened library prefers its own symbols.
   FERROLINK_EXPORT static void* loadLibraryDeepBind(std::string path, bool throwOnError,
                                                     bool printError);
 
@@ -49,14 +50,15 @@ class LibrariesFinder {
   FERROLINK_EXPORT static void* loadTcpClientLibrary(bool throwOnError);
 
   /// Looks in the library directory, then in its subdirectory openssl3. With `throwOnError` the
-  /// first failure raises, so the second place is looked at only without it.
+  /// first failure raises, so the subdirectory is searched only without it.
   FERROLINK_EXPORT static void* loadTcpTlsClientLibrary(bool throwOnError);
 
-  /// The library directory plus the runtime's library file name (RuntimeNameHandler).
+  /// The library directory plus the file name of the runtime's library (RuntimeNameHandler).
   FERROLINK_EXPORT static std::string getRuntimeLibraryPath(int runtime);
 
  private:
-  // Null means not loaded: the next request tries again. Atomic, not locked: see the thread rule.
+  // Null means not loaded: the next request tries again. Atomic, without a lock: see the thread
+  // rule.
   static std::atomic<void*> utilsLibraryInstance;
   static std::atomic<void*> configsLibraryInstance;
   static std::atomic<void*> tcpClientLibraryInstance;

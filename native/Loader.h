@@ -6,42 +6,41 @@
 #include <atomic>
 #include <string>
 
-/// The dynamic loader's flags and error text, in one place.
+/// The dynamic loader: flags, error text, look-up of functions, and an owner for an open library.
 namespace Ferrolink::Native::Loader {
 
-/// All symbols resolved at once, local scope.
+/// Resolves all symbols at once; local scope.
 inline constexpr int kBindNow = RTLD_NOW;
 
-/// As kBindNow, and the opened library resolves its own symbols before those already in the
-/// process. The sanitizers refuse deep binding, so their builds alone leave it out; a test pins 10
-/// otherwise.
+/// As kBindNow, and the opened library prefers its own symbols. The sanitizers refuse deep binding,
+/// so their builds leave it out. In all other builds the value is 10.
 #if defined(FERROLINK_SANITIZED)
 inline constexpr int kBindDeep = RTLD_NOW;
 #else
 inline constexpr int kBindDeep = RTLD_NOW | RTLD_DEEPBIND;
 #endif
 
-/// The loader's last error on this thread, which this call consumes; "unknown loader error" where
-/// the loader has none to tell.
+/// The loader's last error on this thread; reading clears it. "unknown loader error" if the loader
+/// has none.
 inline std::string ErrorText() {
   const char* text = dlerror();
   return text != nullptr ? text : "unknown loader error";
 }
 
-/// A function of an opened library; null where the library does not export it. A null handle means
-/// the process's global symbol scope, as for dlsym.
+/// A function of an open library; null if the library does not export it. As for dlsym, a null
+/// handle means the process's global symbol scope.
 template <class Function>
 Function* FindFunction(void* library, const char* name) {
   return reinterpret_cast<Function*>(dlsym(library, name));
 }
 
-/// As FindFunction, but finds nothing in a library that is not open.
+/// As FindFunction, but null for a null handle.
 template <class Function>
 Function* FindFunctionIn(void* library, const char* name) {
   return library == nullptr ? nullptr : FindFunction<Function>(library, name);
 }
 
-/// Owns one open library and closes it. Any thread may read or replace the handle.
+/// Owns one open library and closes it. Thread rule: any thread may read or replace the handle.
 class OwnedLibrary {
  public:
   OwnedLibrary() = default;
@@ -51,7 +50,7 @@ class OwnedLibrary {
 
   [[nodiscard]] void* get() const { return m_handle.load(std::memory_order_acquire); }
 
-  /// Takes over `handle` and closes the library that was owned before.
+  /// Takes ownership of `handle` and closes the previous library.
   void Adopt(void* handle) {
     if (void* previous = m_handle.exchange(handle, std::memory_order_acq_rel)) {
       dlclose(previous);

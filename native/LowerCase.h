@@ -6,8 +6,8 @@
 
 namespace Ferrolink::Native {
 
-/// Lowers the letters of ASCII alone. The words compared so are such, and the host's locale may
-/// lower others, or "I", in its own way.
+/// `text` in lower case. Changes ASCII letters only: the words that are compared are ASCII, and a
+/// locale may lower other characters, or "I", differently. Any thread.
 inline std::string LowerCase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;

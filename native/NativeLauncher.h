@@ -10,7 +10,8 @@
 
 namespace Ferrolink::Native::Launcher {
 
-/// What every runtime's launcher shares: the operation mode and the initialised flag.
+/// What the launchers of all runtimes share: the operation mode and the initialised flag. Thread
+/// rule: any thread.
 class FERROLINK_EXPORT NativeLauncher : public Interfaces::ILauncher {
  public:
   explicit NativeLauncher(Definitions::RuntimeOperationMode mode);
@@ -19,17 +20,18 @@ class FERROLINK_EXPORT NativeLauncher : public Interfaces::ILauncher {
   ~NativeLauncher() override;
 
   bool IsInitialized() override;
-  /// There is no way back to false.
+  /// The flag is never reset.
   void SetInitialized() override;
-  /// The base knows nothing of a runtime: an empty string.
+  /// An empty string, unless a runtime's launcher overrides it.
   std::string GetRuntimeInfo() override;
 
  protected:
+  /// For the launchers of the runtimes. Those of this tree keep their own form of the mode.
   [[nodiscard]] Definitions::RuntimeOperationMode OperationMode() const { return m_operationMode; }
 
  private:
   const Definitions::RuntimeOperationMode m_operationMode;
-  // Atomic because callers test it before every use, from any thread.
+  // Atomic: callers test it before each use, on any thread.
   std::atomic<bool> m_initialized{false};
 };
 

@@ -13,14 +13,14 @@
 
 namespace Ferrolink::Native::Receiver {
 
-/// The bookkeeping that all runtimes' receivers share (mode check, one-time initialisation,
-/// telemetry, exception reporting); every real operation goes to the launcher, whose errors pass
-/// through unchanged.
+/// What the receivers of all runtimes share: mode check, one-time initialisation, telemetry,
+/// exception reporting. Every operation is forwarded to the launcher, whose errors pass through
+/// unchanged.
 ///
-/// The forwarding operations check nothing, neither the mode nor whether Initialize has run:
-/// callers call Initialize before each use. The receiver takes no lock; callers serialise the first
-/// Initialize. Lifetime: until the process ends (a launched JVM cannot be waited for, see
-/// JvmLauncher's destructor).
+/// The forwarding operations check neither the mode nor whether Initialize has run: callers call
+/// Initialize before each use. Thread rule: as for IReceiver. The receiver takes no lock; callers
+/// serialise the first Initialize. Lifetime: until the process ends. See ~JvmLauncher for the
+/// reason.
 class FERROLINK_EXPORT NativeReceiver : public Interfaces::IReceiver {
  public:
   explicit NativeReceiver(Definitions::RuntimeOperationMode mode);
@@ -30,19 +30,20 @@ class FERROLINK_EXPORT NativeReceiver : public Interfaces::IReceiver {
 
   int SetConfigSource(std::string source) override;
 
-  /// Does its work once per receiver; later calls, with whatever identifiers, change nothing. A
-  /// launcher that fails leaves the receiver not initialised, and the next call tries again.
-  /// Errors: code 031 in mode -1; the launcher's. Returns 0.
+  /// Initialises the launcher once; later calls, with whatever identifiers, do nothing. If the
+  /// launcher fails, the next call tries again. Returns 0. Errors: code 031 in mode -1; the
+  /// launcher's.
   int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                  std::uint8_t launchArgument) override;
 
   int SendCommand(std::uint8_t* message, int length) override;
 
-  /// Hands the response back unchanged; one that reports an exception of the called runtime (its
-  /// command type is 10) goes through LogException as well.
+  /// Returns the response unchanged. A response that reports an exception of the called runtime
+  /// (command type 10) also goes to LogException.
   int ReadResponse(std::uint8_t* buffer, int length) override;
 
-  /// Sends the message to telemetry as printable text, one character per byte, blanks for the rest.
+  /// Sends `length` bytes to telemetry as text of the same length; each unprintable byte becomes a
+  /// blank.
   void LogException(std::uint8_t* message, int length) override;
 
   int LoadOptimizedMethod(std::string name) override;
@@ -51,7 +52,7 @@ class FERROLINK_EXPORT NativeReceiver : public Interfaces::IReceiver {
                     std::uint8_t flag) override;
 
  protected:
-  /// To be called once, by the constructor of the runtime's own class.
+  /// Takes ownership. The constructor of the runtime's own class calls it once.
   FERROLINK_LOCAL void SetLauncher(std::unique_ptr<Interfaces::ILauncher> launcher);
 
  private:
@@ -59,12 +60,12 @@ class FERROLINK_EXPORT NativeReceiver : public Interfaces::IReceiver {
 
   static constexpr std::uint8_t kNoRuntime = 255;
 
-  // Atomic: a caller that did not serialise its first Initialize must not corrupt them.
+  // Atomic: unserialised first calls of Initialize must not corrupt them.
   std::atomic<std::uint8_t> m_callingRuntime{kNoRuntime};
   std::atomic<std::uint8_t> m_calledRuntime{kNoRuntime};
   std::atomic<bool> m_runtimeInfoPrinted{false};
 
-  // Constant after construction; the launcher provides its own synchronisation.
+  // Constant after construction. The launcher has its own synchronisation.
   std::unique_ptr<Interfaces::ILauncher> m_launcher;
   const Definitions::RuntimeOperationMode m_operationMode;
 };

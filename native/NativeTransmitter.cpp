@@ -1,6 +1,7 @@
 #include "native/NativeTransmitter.h"
 
 #include <cstring>
+#include <mutex>
 #include <utility>
 
 #include "native/FerrolinkNativeException.h"
@@ -23,8 +24,8 @@ constexpr std::uint8_t kTcpTls = 2;
 
 std::atomic<unsigned long> lastNumber{0};
 
-// Where a command goes, in one number: 0 in this process, otherwise the header's address and port
-// below a mark. The channel type is not part of it.
+// The destination of a command as one number: 0 for this process, otherwise the header's address
+// and port and a mark bit. The channel type is not part of it.
 using EndpointCode = std::uint64_t;
 constexpr EndpointCode kThisProcess = 0;
 constexpr EndpointCode kNetworkMark = EndpointCode{1} << 48U;
@@ -35,8 +36,8 @@ EndpointCode NetworkCode(const std::uint8_t* message) {
   return code;
 }
 
-// What this thread selected last, and the transmitter it did so through. Only channels that a
-// transmitter keeps for its whole life are noted, so the pointer outlives no channel.
+// This thread's last selection, and the transmitter that made it. The pointer stays valid: only
+// channels that a transmitter keeps for its whole life are noted.
 struct ThreadSelection {
   unsigned long transmitter;
   EndpointCode endpoint;
@@ -44,8 +45,8 @@ struct ThreadSelection {
 };
 FERROLINK_THREAD_LOCAL ThreadSelection threadSelection{0, kThisProcess, nullptr};
 
-/// Gives the thread its selection back when an operation of the channel has ended: what ran in the
-/// called runtime may have sent commands of its own over other channels.
+/// Restores the thread's selection after an operation of a channel: code that ran in the called
+/// runtime may have sent commands over other channels.
 class KeptSelection {
  public:
   KeptSelection() : m_selection(threadSelection) {}
@@ -87,7 +88,7 @@ void Initialize(ITransport& channel, const std::uint8_t* message) {
 
 struct NativeTransmitter::Endpoint {
   EndpointCode code;
-  bool useTls;  ///< of the channel, where there is none yet
+  bool useTls;  ///< for a channel that does not exist yet
 };
 
 NativeTransmitter::NativeTransmitter(Definitions::RuntimeOperationMode mode)
@@ -166,7 +167,7 @@ ITransport& NativeTransmitter::Select(const Endpoint& endpoint) {
   return SelectAnew(endpoint);
 }
 
-// The channel that was current is released after the lock: its destructor may do anything.
+// The previous channel is released after the lock, since its destructor may do anything.
 ITransport& NativeTransmitter::SelectAnew(const Endpoint& endpoint) {
   Channel replaced;
   ITransport* selected = nullptr;

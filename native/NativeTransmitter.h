@@ -19,19 +19,18 @@ class TransportInMemory;
 
 namespace Ferrolink::Native::Transmitter {
 
-/// Routes commands out of this runtime by their header: picks or makes the channel, initialises it
-/// for the pair of runtimes, and hands the command on.
+/// Routes commands out of this runtime by their header: selects or makes the channel, initialises
+/// it for the pair of runtimes, and forwards the command.
 ///
-/// The channel of the most recent command is the current channel, which ReadResponse reads from. A
-/// thread that selected a channel itself reads from that one, so that other threads' commands do
-/// not come between a command and its response; a thread that did not reads from the current
-/// channel.
+/// The channel of the most recent command is the current channel of the process. Each thread also
+/// has its own selection. ReadResponse reads from the thread's selection, so commands of other
+/// threads do not come between a command and its response. A thread without a selection reads from
+/// the current channel.
 ///
-/// All in-memory traffic shares one channel. Network channels are kept under "address:port" and
-/// never closed. The key leaves out the channel type: whichever type reached an endpoint first
-/// serves both.
-/// Thread rule: any thread. Errors (FerrolinkNativeException): the length text; 023; 020 from
-/// ReadResponse before any channel was selected; the channels' own, unchanged.
+/// All in-memory traffic shares one channel. Network channels are kept under "address:port" until
+/// the process ends. The key leaves out the channel type: the first channel type used for an
+/// endpoint serves it. Thread rule: any thread. Errors (FerrolinkNativeException): the length text;
+/// 023; 020 from ReadResponse if no channel was selected; the channels' own, unchanged.
 class FERROLINK_EXPORT NativeTransmitter : public Interfaces::ITransmitter {
  public:
   explicit NativeTransmitter(Definitions::RuntimeOperationMode mode);
@@ -42,10 +41,10 @@ class FERROLINK_EXPORT NativeTransmitter : public Interfaces::ITransmitter {
   int SendCommand(std::uint8_t* message, int length) override;
   int ReadResponse(std::uint8_t* buffer, int length) override;
   void SetTransportChannel(Interfaces::ITransport* channel) override;
-  /// Always over the in-memory channel, which becomes the current one.
+  /// Uses the in-memory channel, which becomes the current channel.
   int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                          std::uint8_t launchArgument, std::string path) override;
-  /// Checks no length: the caller supplies at least the 10 bytes that select the channel.
+  /// Does not check the length: the caller supplies at least the 10 bytes that select the channel.
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
                     std::uint8_t flag) override;
 
@@ -58,17 +57,19 @@ class FERROLINK_EXPORT NativeTransmitter : public Interfaces::ITransmitter {
   FERROLINK_LOCAL Interfaces::ITransport& SelectAnew(const Endpoint& endpoint);
   FERROLINK_LOCAL Channel& ChannelTo(const Endpoint& endpoint);
 
-  // Guarded by m_channelsMutex, held for a look-up or an assignment only, never across a channel's
-  // operation. Destroyed in reverse order: current channel, registry, in-memory channel.
+  // Guarded by m_channelsMutex, which is held for a look-up or an assignment only, never across an
+  // operation of a channel. Destroyed in reverse order: current channel, network channels,
+  // in-memory channel.
   BriefMutex m_channelsMutex;
   Channel m_inMemoryChannel;
   std::map<std::string, Channel> m_channels;
   Channel m_currentChannel;
 
-  // m_currentChannel without the lock, for comparing only.
+  // Copy of m_currentChannel that is read without the lock, for comparisons only.
   std::atomic<Interfaces::ITransport*> m_current{nullptr};
 
-  // Constant after construction. The number tells this transmitter from all others that ever were.
+  // Constant after construction. Nothing reads the mode: it is part of every transmitter's data.
+  // The number is unique among all transmitters of the process.
   [[maybe_unused]] const Definitions::RuntimeOperationMode m_operationMode;
   const unsigned long m_number;
 };

@@ -3,8 +3,16 @@
 
 namespace Ferrolink::Native {
 
-/// Marks a stretch of code that the same thread must not enter a second time while inside it. The
-/// flag is a thread-local bool of the code that guards itself; the outermost guard clears it again.
+/// Marks a section of code that a thread must not enter again while it is inside. The flag is a
+/// thread-local bool of the code that is guarded; the outermost guard clears it.
+///
+/// Example:
+///
+///     thread_local bool printing = false;
+///     const ReentryGuard guard(printing);
+///     if (!guard.Outermost()) {
+///       return;  // called by what this function calls
+///     }
 class ReentryGuard {
  public:
   explicit ReentryGuard(bool& inside) : m_inside(inside), m_outermost(!inside) { inside = true; }
@@ -12,7 +20,7 @@ class ReentryGuard {
   ReentryGuard& operator=(const ReentryGuard&) = delete;
   ~ReentryGuard() { m_inside = !m_outermost; }
 
-  /// False where this thread was inside already.
+  /// False if this thread was inside already.
   [[nodiscard]] bool Outermost() const { return m_outermost; }
 
  private:

@@ -9,15 +9,15 @@ using Definitions::RuntimeOperationMode;
 using Interfaces::IReceiver;
 using Interfaces::ITransmitter;
 
-// The role, where it exists and the mode is settled; null otherwise. Takes no lock.
+// The role if it exists and the mode is fixed; null otherwise. Takes no lock.
 template <class Role>
 Role* Settled(const std::atomic<Role*>& role) {
   return operationMode.load() != RuntimeOperationMode::NotSet ? role.load() : nullptr;
 }
 
-// Under the creator's lock, which is not the same one for all creators: the mode is fixed once all
-// the same, and of two that are made at the same time one goes. A maker that throws leaves the role
-// null and the mode as it was fixed.
+// Called under the creator's lock, which differs between creators. The mode is fixed once all the
+// same, and of two concurrently made roles one is deleted. If the maker throws, the role stays null
+// and the mode stays fixed.
 template <class Role>
 void Settle(RuntimeOperationMode mode, std::atomic<Role*>& role,
             Role* (*make)(RuntimeOperationMode)) {

@@ -10,47 +10,48 @@
 #include "native/interfaces/RuntimeOperationMode.h"
 
 /// The process-wide roles of a member of the family: one receiver, one transmitter, and the
-/// operation mode that the first creator fixes. Hidden, never freed. Each member's entry layer
-/// exports functions over these and supplies the two makers.
+/// operation mode. Hidden; never freed. The entry layer of each member exports functions over these
+/// and defines the two makers.
 namespace Ferrolink::Native {
 
-/// Fixed by the first creator of a role and never changed afterwards. Read without a lock.
+/// Fixed by the first creator of a role; later modes are ignored. Read without a lock.
 extern std::atomic<Definitions::RuntimeOperationMode> operationMode;
 
-/// Whether AtStartUp still has its one-time work to do. Not guarded: a double run is harmless.
+/// Whether AtStartUp still has to run. Not guarded: AtStartUp is idempotent.
 extern std::atomic<bool> firstCall;
 
 /// Created under a lock, read without one, never deleted.
 extern std::atomic<Interfaces::IReceiver*> receiver;
 extern std::atomic<Interfaces::ITransmitter*> transmitter;
 
-/// Taken exclusively by the creators of both roles, so that whichever role comes first fixes the
-/// mode that the other one sees.
+/// Held by the creators of both roles, so that the first role fixes the mode for the other one.
 extern std::shared_mutex createReceiverMutex;
 
-/// Taken by nothing: the transmitter's creation shares createReceiverMutex on purpose.
+/// Taken by nothing, on purpose: creating a transmitter takes createReceiverMutex. Kept because it
+/// belongs to the process-wide state that the family agreed on.
 extern std::shared_mutex createTransmitterMutex;
 
-/// Taken exclusively by SetOperationModeForTransmitter, which thereby serialises against itself
-/// only, not against CreateTransmitter.
+/// Held by SetOperationModeForTransmitter, which therefore excludes itself, but not
+/// CreateTransmitter.
 extern std::shared_mutex setOperationModeForTransmitterMutex;
 
-/// Serialises channel initialisation in all in-memory transports of the process.
+/// Serialises the set-up of in-memory channels.
 extern std::mutex initializationMutex;
 
-/// The member's own role classes; supplied by its entry layer. Errors pass through the creators.
+/// Make the member's own role objects. Defined by its entry layer. Errors pass through the
+/// creators.
 Interfaces::IReceiver* MakeReceiver(Definitions::RuntimeOperationMode mode);
 Interfaces::ITransmitter* MakeTransmitter(Definitions::RuntimeOperationMode mode);
 
-/// Never null. `mode` counts only for the first creator of either role. A creator that is entered
-/// again on the same thread fails with std::system_error.
+/// Return the role and create it if necessary. Never null. Only the first creator's `mode` counts.
+/// Errors: those of the makers; std::system_error if the thread is inside a creator already.
 Interfaces::IReceiver* CreateReceiver(Definitions::RuntimeOperationMode mode);
 Interfaces::ITransmitter* CreateTransmitter(Definitions::RuntimeOperationMode mode);
 
-/// Settles mode 0 and makes the transmitter where neither is settled yet. Returns 0.
+/// Fixes mode 0 unless a mode is fixed, and makes the transmitter if there is none. Returns 0.
 int SetOperationModeForTransmitter();
 
-/// What the first call out of this runtime has to do before it.
+/// One-time work before the first call out of this runtime. Idempotent; any thread.
 void AtStartUp();
 
 }  // namespace Ferrolink::Native

@@ -10,7 +10,7 @@ constexpr std::array<std::string_view, 11> kNames = {
     "Clr", "Go", "Jvm", "Netcore", "Perl", "Python", "Ruby", "Nodejs", "Cpp", "Php", "Python2",
 };
 
-// Tested as an unsigned value, so that a negative identifier falls to "Unknown" as well.
+// Compared as an unsigned value, so a negative identifier is unknown too.
 bool IsKnown(int runtime) {
   return static_cast<unsigned>(runtime) < kNames.size();
 }

@@ -7,15 +7,14 @@
 
 namespace Ferrolink::Native::RuntimeNameHandler {
 
-/// The fixed table from runtime identifier to names. Stateless; any thread; never raises.
+/// The table of runtime identifiers and names. Stateless. Any thread. Never raises.
 class RuntimeNameHandler {
  public:
-  /// The display name, exact in case ("Nodejs", "Cpp"); "Unknown" for an identifier outside 0
-  /// to 10.
+  /// The display name, for example "Nodejs" or "Cpp"; "Unknown" for an identifier outside 0 to 10.
   FERROLINK_EXPORT static std::string GetRuntimeName(int runtime);
 
   /// The file name of the runtime's native library; "Unknown" for an identifier outside 0 to 10,
-  /// which then fails as a file that is not there.
+  /// which later fails as a missing file.
   FERROLINK_EXPORT static std::string getRuntimeLibraryName(int runtime);
 };
 

@@ -12,9 +12,9 @@
 namespace Ferrolink::Native {
 namespace {
 
-// What a thread keeps from one response for the next without asking, and what all threads together
-// keep of larger blocks. Allocating 1 MiB anew for each response costs 1 ms where the C library
-// gives it back to the kernel in between.
+// Sizes in bytes: what each thread always keeps for its next response, and what all threads
+// together keep in larger blocks. Allocating 1 MiB for each response costs 1 ms if the C library
+// returns it to the kernel in between.
 constexpr std::size_t kKeptAlways = 2048;
 constexpr std::size_t kKeptTogether = std::size_t{16} << 20U;
 
@@ -22,20 +22,21 @@ std::atomic<std::size_t> keptTogether{0};
 
 std::atomic<unsigned long> lastNumber{0};
 
-// The entry that this thread used last, and whose it is. Plain data, so that nothing runs when the
-// thread ends.
+// The entry that this thread used last, and its owner. Plain data: nothing runs when the thread
+// ends.
 struct LastUsed {
   unsigned long owner;
   void* entry;
 };
 FERROLINK_THREAD_LOCAL LastUsed lastUsed{0, nullptr};
 
-// All objects of the process. The lock has no destructor: threads end while the process exits.
-// Threads that end share it, objects come and go under it alone; an object's own lock goes inside.
+// All objects of the process. The lock has no destructor, because threads end while the process
+// exits. Ending threads share it; constructors and destructors take it alone. An object's own lock
+// is taken inside it.
 std::shared_mutex objectsMutex;
 ThreadResponses* objects = nullptr;
 
-// Whether EndThisThread will run. A thread whose end nobody notices keeps no large block.
+// Whether EndThisThread will run. Without it a thread keeps no large block.
 FERROLINK_THREAD_LOCAL bool endIsNoticed = false;
 
 struct ThreadEndKey {
@@ -66,8 +67,8 @@ ThreadResponses::~ThreadResponses() {
   }
 }
 
-// A key of the threads library, made once and never given back: its destructor is code of a library
-// that stays mapped, and runs for no thread when the process exits.
+// A key of the threads library, made once and never deleted. Its destructor is code of a library
+// that stays mapped, and does not run when the process exits.
 bool ThreadResponses::NoticeEndOfThisThread() {
   static const ThreadEndKey end = [] {
     ThreadEndKey made{};
@@ -77,8 +78,8 @@ bool ThreadResponses::NoticeEndOfThisThread() {
   return end.made && pthread_setspecific(end.key, &endIsNoticed) == 0;
 }
 
-// Other destructors of this thread may send commands after this: the thread then begins anew, and
-// this runs again.
+// Later destructors of this thread may send commands. The thread then starts anew, and this runs
+// again.
 void ThreadResponses::EndThisThread(void* /*mark*/) {
   endIsNoticed = false;
   lastUsed = {0, nullptr};
@@ -88,7 +89,7 @@ void ThreadResponses::EndThisThread(void* /*mark*/) {
   }
 }
 
-// A response that was not read stays, for a later thread with this id, but keeps no share.
+// An unread response stays for a later thread with this id, but is no longer charged.
 void ThreadResponses::DropOwnEntry() {
   Entries::node_type dropped;  // freed after the lock
   const std::lock_guard<std::mutex> lock(m_mutex);
@@ -177,7 +178,7 @@ bool ThreadResponses::Read(std::uint8_t* buffer, int length) {
   if (!entry.waiting.load(std::memory_order_acquire)) {
     return false;
   }
-  // Widened as a signed value and compared unsigned: a negative length copies the whole response.
+  // Sign-extended and compared unsigned: a negative length copies the whole response.
   const auto room = static_cast<std::size_t>(static_cast<std::ptrdiff_t>(length));
   if (const std::size_t copied = std::min(entry.bytes.size(), room); copied > 0) {
     std::memcpy(buffer, entry.bytes.data(), copied);

@@ -11,10 +11,11 @@
 
 namespace Ferrolink::Native {
 
-/// The last response of each thread that has not read it yet. Threads are told apart by their ids,
-/// so that concurrent callers each read their own; a response that its thread never reads stays
-/// until a thread with the same id stores or reads.
-/// Thread rule: any thread, each on its own response alone.
+/// The last response of each thread that has not read it yet, by thread id. A response that its
+/// thread never reads stays until a thread with the same id stores or reads one.
+///
+/// Errors: std::bad_alloc. Lengths are in bytes. Thread rule: any thread. A thread reaches its own
+/// response only.
 class ThreadResponses {
  public:
   using Response = std::vector<std::uint8_t>;
@@ -24,24 +25,25 @@ class ThreadResponses {
   ThreadResponses& operator=(const ThreadResponses&) = delete;
   ~ThreadResponses();
 
-  /// Replaces the calling thread's response, which stays where memory runs out (std::bad_alloc).
+  /// Replaces the calling thread's response. If memory runs out (std::bad_alloc), the earlier
+  /// response stays.
   void Store(const std::uint8_t* bytes, std::size_t length);
   void Store(Response response);
 
-  /// An empty response to fill and store, which makes use of a block that the thread has kept.
+  /// An empty response to fill and store. Reuses the block that the thread has kept.
   Response Room();
-  /// The same with an earlier response in it, for those who overwrite: it needs no zeros.
+  /// As Room, but the earlier contents are still there: overwriting them saves zeroing.
   Response UsedRoom();
 
-  /// Copies the calling thread's response into `buffer`, as much of it as `length` bytes hold, and
-  /// forgets all of it. A negative length copies the whole response. False where there is none.
+  /// Copies at most `length` bytes of the calling thread's response into `buffer` and discards all
+  /// of it. A negative length copies the whole response. False if there is none.
   bool Read(std::uint8_t* buffer, int length);
 
   void Forget();
 
  private:
-  /// Belongs to the thread whose id it is kept under; the flag hands it on where a later thread is
-  /// given the same id.
+  /// Used only by the thread with the id under which it is stored. The flag passes it on to a later
+  /// thread that is given the same id.
   struct Entry {
     std::atomic<bool> waiting{false};
     Response bytes;
@@ -59,15 +61,15 @@ class ThreadResponses {
   static void EndThisThread(void* mark);
   void DropOwnEntry();
 
-  // Tells this object from all others that ever were.
+  // Unique among all objects of the process, also later ones.
   const unsigned long m_number;
 
-  // Guarded by m_mutex, held for a look-up only. Entries stay where they are: each thread looks its
-  // own up once, and keeps its block for the next response until it ends.
+  // Guarded by m_mutex, which is held for a look-up only. Entries do not move: each thread looks up
+  // its own once, and keeps its block for the next response until it ends.
   std::mutex m_mutex;
   Entries m_entries;
 
-  // The list of all objects of the process, for threads that end. Guarded by its lock.
+  // Links in the list of all objects, which ending threads walk. Guarded by the list's lock.
   ThreadResponses* m_next = nullptr;
   ThreadResponses* m_previous = nullptr;
 };

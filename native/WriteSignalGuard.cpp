@@ -6,7 +6,7 @@
 namespace Ferrolink::Native {
 namespace {
 
-// The thread's own pending signal is taken before one of the whole process.
+// The kernel takes the thread's own pending signal before one of the process.
 void TakeAway(int number) {
   sigset_t signal;
   sigemptyset(&signal);

@@ -5,12 +5,12 @@
 
 namespace Ferrolink::Native {
 
-/// Keeps a failing write from ending the host: SIGPIPE (a pipe that nobody reads) and SIGXFSZ (the
-/// process's file size limit) are blocked on this thread as long as the guard lives.
+/// Keeps a failing write from ending the host process: blocks SIGPIPE (closed pipe) and SIGXFSZ
+/// (file size limit) on this thread while the guard lives.
 ///
-/// The kernel raises both on the thread that writes. Only a signal that a failed write reported to
-/// the guard is taken away; one that was pending before, or that somebody else sent meanwhile,
-/// stays. Belongs to one thread. Throws nothing; changes errno.
+/// The kernel sends both to the thread that writes. The guard discards a signal only if a failed
+/// write was reported to it. Signals that were pending before, or that others sent meanwhile, stay.
+/// Thread rule: belongs to one thread. Throws nothing. Changes errno.
 class WriteSignalGuard {
  public:
   WriteSignalGuard();

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <mutex>
 #include <utility>
 
 #include "native/Console.h"
@@ -27,12 +28,12 @@ using LibrariesFinder::LibrariesFinder;
 using CreateReceiverFunction = IReceiver*(RuntimeOperationMode);
 using CreateTransmitterFunction = ITransmitter*(RuntimeOperationMode);
 
-// Whether this thread is forwarding a deployment. The transmitter that it goes to may be the called
-// runtime's, which forwards it back where this runtime is the one that its channel called last.
+// Whether this thread is forwarding a deployment. The called runtime's transmitter forwards it back
+// if its channel last called this runtime.
 FERROLINK_THREAD_LOCAL bool deploying = false;
 
-// Whether this thread holds initializationMutex: a command that comes out of a set-up, on the same
-// thread, would wait for itself.
+// Whether this thread holds initializationMutex. A command that a set-up sends on the same thread
+// would wait for itself.
 FERROLINK_THREAD_LOCAL bool settingUpHere = false;
 
 constexpr auto kPhp = static_cast<std::uint8_t>(Definitions::Runtime::Php);
@@ -60,7 +61,7 @@ std::string NameOf(std::uint8_t runtime) {
         "Initialize have returned");
 }
 
-/// Marks the slow path of Initialize, so that the fast one trusts nothing half done.
+/// Marks the slow path of Initialize, so that the fast path trusts nothing half done.
 class SettingUp {
  public:
   explicit SettingUp(std::atomic<bool>& flag) : m_flag(flag) { m_flag.store(true); }
@@ -86,7 +87,7 @@ TransportInMemory::~TransportInMemory() {
 
 int TransportInMemory::Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                   std::uint8_t launchArgument) {
-  // A pair that is set up needs no lock; one that another thread is setting up waits for it.
+  // A pair that is set up needs no lock. A set-up on another thread is waited for.
   if (IsSetUp(callingRuntime, calledRuntime) && !m_settingUp.load()) {
     return 0;
   }
@@ -124,8 +125,8 @@ int TransportInMemory::SetUp(std::uint8_t callingRuntime, std::uint8_t calledRun
     CreateReceiverInCallingRuntime();
     CreateTransmitterInCallingRuntime();
   } catch (const FerrolinkNativeException&) {
-    // Best effort, and logged: commands can be sent without a calling side; it cannot be called
-    // back.
+    // Logged by its constructor and dropped: without a calling side commands can be sent, but the
+    // calling runtime cannot be called back.
   }
   return 0;
 }
@@ -144,7 +145,7 @@ void TransportInMemory::ImportCalledLibrary() {
     return;
   }
   const std::string path = LibrariesFinder::getRuntimeLibraryPath(m_calledRuntime);
-  // Php brings symbols of its own that a called library must not bind to.
+  // Php exports symbols that a called library must not bind to.
   library = m_callingRuntime == kPhp ? LibrariesFinder::loadLibraryDeepBind(path, true, true)
                                      : LibrariesFinder::loadLibrary(path, true, true);
 }
@@ -165,7 +166,8 @@ void TransportInMemory::CreateTransmitterInCallingRuntime() {
   CreateTransmitter(m_callingRuntime, RuntimeOperationMode::CallingRuntime);
 }
 
-// A receiver whose Initialize throws stays its library's own; the next attempt is given it again.
+// A receiver whose Initialize throws is not stored and still belongs to its library, which returns
+// it to the next attempt.
 void TransportInMemory::CreateReceiver(std::uint8_t runtime, RuntimeOperationMode mode,
                                        const char* missingCode, const char* nullCode) {
   RoleEntry<IReceiver>& entry = m_receivers[runtime];
@@ -186,7 +188,7 @@ void TransportInMemory::CreateReceiver(std::uint8_t runtime, RuntimeOperationMod
   entry.role.store(created);
 }
 
-// A null result is stored as it is.
+// A null result is stored; the entry then counts as missing.
 void TransportInMemory::CreateTransmitter(std::uint8_t runtime, RuntimeOperationMode mode) {
   RoleEntry<ITransmitter>& entry = m_transmitters[runtime];
   if (entry.role.load() != nullptr) {

@@ -15,16 +15,14 @@
 
 namespace Ferrolink::Native::Transport {
 
-/// The channel to a runtime in the same process. Carries no bytes over any wire: it opens the
-/// native libraries of both runtimes, asks each for its roles, and hands every command to the
-/// called runtime's receiver by a virtual call.
+/// The channel to a runtime in the same process. Opens the native libraries of both runtimes, asks
+/// each for its roles, and passes every command to the called runtime's receiver by a virtual call.
 ///
-/// SendCommand and ReadResponse route by the first byte of the array they are given, not by the
-/// runtime of the last Initialize.
-/// Thread rule: any thread. Initialize sets up under the process-wide initializationMutex, and
-/// waits for it while another thread is setting up; everything else takes no lock. Errors
-/// (FerrolinkNativeException): 014 to 018, 021 and the finder's 001 from Initialize; 019 with the
-/// runtime's name where its receiver or transmitter was never created; the receivers' own.
+/// SendCommand and ReadResponse route by the first byte of the array, not by the runtime of the
+/// last Initialize. Thread rule: any thread. Initialize sets up under the process-wide
+/// initializationMutex and waits while another thread sets up. Everything else takes no lock.
+/// Errors (FerrolinkNativeException): 014 to 018, 021 and the finder's 001 from Initialize; 019
+/// with the runtime's name if its receiver or transmitter does not exist; the receivers' own.
 class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
  public:
   TransportInMemory();
@@ -33,25 +31,25 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
   ~TransportInMemory() override;
 
   /// Sets up the called side, which must succeed, and the calling side, which may fail: its errors
-  /// are logged and dropped. A pair is set up when both libraries are open and the called side's
-  /// receiver is there: Initialize then returns at once. Otherwise it goes on where the last
-  /// attempt stopped. Out of a set-up on the same thread, only pairs that are set up can be
-  /// reached: 021. Returns 0.
+  /// are logged and dropped. Returns at once if the pair is set up, that is if both libraries are
+  /// open and the called side's receiver exists. Otherwise continues where the last attempt
+  /// stopped. Code 021 if this thread is inside a set-up and the pair is not set up. Returns 0.
   int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                  std::uint8_t launchArgument) override;
   int SendCommand(std::uint8_t* command, int length) override;
   int ReadResponse(std::uint8_t* buffer, int length) override;
-  /// Forwards to the receiver of the runtime that the last Initialize named; the two runtimes given
-  /// here are not used.
+  /// Forwards to the receiver of the runtime that the last Initialize named. Ignores the two
+  /// runtimes given here.
   int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                          std::uint8_t launchArgument, std::string path) override;
-  /// Forwards to the called runtime's transmitter. Where that is this process's own, or forwards
-  /// the deployment back here, it goes to the called runtime's receiver: forwarding would never
+  /// Forwards to the called runtime's transmitter. If that is this process's own, or forwards the
+  /// deployment back here, the called runtime's receiver gets it: forwarding would recurse without
   /// end.
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
                     std::uint8_t flag) override;
 
-  // Steps of Initialize, called side first.
+  // The steps of Initialize, called side first. Public because they are operations of the class
+  // that other libraries may call; the library itself calls them from Initialize only.
   void ImportCalledLibrary();
   void CreateReceiverInCalledRuntime();
   void CreateTransmitterInCalledRuntime();
@@ -59,16 +57,17 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
   void CreateReceiverInCallingRuntime();
   void CreateTransmitterInCallingRuntime();
 
+  // Called by other libraries only.
   void SendHeartBeatToCalledRuntime();
   void SendHeartBeatToCallingRuntime();
 
  private:
   static constexpr std::uint8_t kNotInitialized = 100;
   static constexpr std::size_t kRuntimes = 256;  ///< one entry for every value of an identifier
-  static constexpr int kKnownRuntimes = 11;
+  static constexpr int kKnownRuntimes = 11;      ///< only their libraries are ever closed
 
-  /// A role object of another library: owned here, and read without a lock while Initialize may be
-  /// storing it on another thread.
+  /// A role object of another library. Owned here. Read without a lock while Initialize may store
+  /// it on another thread.
   template <class Role>
   struct RoleEntry {
     std::unique_ptr<Role> owner;  ///< taking over allocates nothing, hence cannot fail
@@ -87,9 +86,10 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
   FERROLINK_LOCAL void SendHeartBeat(std::uint8_t to, std::uint8_t from,
                                      std::uint8_t launchArgument);
 
-  // Written under initializationMutex, read by every thread without it. Destroyed in reverse order:
-  // the libraries are closed before the objects that they created are released, and of those the
-  // transmitters go first.
+  // Written under initializationMutex, read by every thread without it. The destructor closes the
+  // libraries first and then releases the objects that they made, transmitters before receivers.
+  // That order is part of the class; it harms nothing, since the channel lives until the process
+  // ends.
   std::atomic<std::uint8_t> m_callingRuntime{kNotInitialized};
   std::atomic<std::uint8_t> m_calledRuntime{kNotInitialized};
   std::atomic<std::uint8_t> m_launchArgument{kNotInitialized};

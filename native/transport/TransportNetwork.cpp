@@ -24,7 +24,7 @@ using CreateTransportChannelFunction = ITransport*(const char* host, std::uint16
 TransportNetwork::TransportNetwork(std::string host, std::uint16_t port, bool useTls)
     : m_host(std::move(host)), m_port(port), m_useTls(useTls) {}
 
-// The active channel goes first, then the TLS and the TCP channel; the libraries stay open.
+// Releases the active channel, then the TLS channel, then the TCP channel. The libraries stay open.
 TransportNetwork::~TransportNetwork() = default;
 
 int TransportNetwork::Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
@@ -83,7 +83,7 @@ std::shared_ptr<ITransport> TransportNetwork::ChannelOf(const Client& client) co
   return client.channel;
 }
 
-// Two first calls may both make a channel; the one that is stored first stays, the other goes.
+// Two first calls may both make a channel. The one stored first stays.
 int TransportNetwork::CreateChannel(Client& client, std::uint8_t callingRuntime,
                                     std::uint8_t calledRuntime, std::uint8_t launchArgument) {
   if (ChannelOf(client) != nullptr) {
@@ -98,7 +98,7 @@ int TransportNetwork::CreateChannel(Client& client, std::uint8_t callingRuntime,
   if (made == nullptr) {
     Raise("012. \nReinstall Ferrolink package");
   }
-  // Stored when it has been initialised, or has failed to be: a channel that failed is kept too.
+  // Stored after Initialize, also if that fails: a failed channel is kept.
   const auto store = [&] {
     const std::lock_guard<std::mutex> lock(m_channelMutex);
     if (client.channel == nullptr) {

@@ -12,33 +12,36 @@
 
 namespace Ferrolink::Native::Transport {
 
-/// The channel to a runtime in another process, over TCP or TCP with TLS. Owns no socket code: the
-/// client library makes a channel object, and everything is forwarded to that. The client libraries
-/// stay open for the life of the process.
+/// The channel to a runtime in another process, over TCP or TCP with TLS. Contains no socket code:
+/// a client library makes a channel object, and everything is forwarded to that. The client
+/// libraries stay open until the process ends.
 ///
-/// Thread rule: any thread; pairing a response with its request per thread is the client channel's
-/// duty. Errors (FerrolinkNativeException): 011 to 013 and the finder's 001 from Initialize; 020
-/// where a command comes before it; the client channel's own, untouched.
+/// Thread rule: any thread. The client channel pairs each response with its command. Errors
+/// (FerrolinkNativeException): 011 to 013 and the finder's 001 from Initialize; 020 if a command
+/// comes before Initialize; the client channel's own, unchanged.
 class FERROLINK_EXPORT TransportNetwork : public Interfaces::ITransport {
  public:
-  /// Loads nothing yet. `host` is a name or an address.
+  /// Stores its arguments; opens nothing. `host` is a name or an address.
   TransportNetwork(std::string host, std::uint16_t port, bool useTls);
   TransportNetwork(const TransportNetwork&) = delete;
   TransportNetwork& operator=(const TransportNetwork&) = delete;
   ~TransportNetwork() override;
 
-  /// Makes and initialises the client channel on the first call; later calls only reselect it.
+  /// Makes and initialises the client channel on the first call. Later calls only select it again.
+  /// Returns 0.
   int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                  std::uint8_t launchArgument) override;
   int SendCommand(std::uint8_t* message, int length) override;
   int ReadResponse(std::uint8_t* buffer, int length) override;
-  /// A peer over the network has no embedded runtime to set or deploy: these do nothing, return 0.
+  /// Does nothing and returns 0, as DeployRuntime does: a peer has no embedded runtime.
   int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                          std::uint8_t launchArgument, std::string path) override;
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
                     std::uint8_t flag) override;
 
-  // Steps of Initialize. All return 0 or raise.
+  // The steps of Initialize; the first has nothing to do. All return 0 or raise. Public because
+  // they are operations of the class that other libraries may call; the library itself calls them
+  // from Initialize only.
   int ImportLibraryAndExportedFunctions();
   int ImportTcpClientLibrary();
   int ImportTcpTlsClientLibrary();
@@ -48,7 +51,7 @@ class FERROLINK_EXPORT TransportNetwork : public Interfaces::ITransport {
                                    std::uint8_t launchArgument);
 
  private:
-  /// One client library and the channel that it made.
+  /// A client library and the channel that it made.
   struct Client {
     std::atomic<void*> library{nullptr};
     std::shared_ptr<Interfaces::ITransport> channel;  ///< guarded by m_channelMutex
@@ -64,13 +67,14 @@ class FERROLINK_EXPORT TransportNetwork : public Interfaces::ITransport {
   const std::uint16_t m_port;
   const bool m_useTls;
 
-  // Held for a copy or an assignment only, never across a call into a client library.
+  // Guarded by m_channelMutex, which is held for a copy or an assignment only, never across a call
+  // into a client library.
   mutable std::mutex m_channelMutex;
   Client m_tcp;
   Client m_tls;
   std::shared_ptr<Interfaces::ITransport> m_activeChannel;
-  // The active channel without the lock. A channel that was made is never replaced by another, so
-  // what this names lives as long as the transport.
+  // The active channel, read without the lock. A channel is never replaced by another, so this
+  // pointer is valid as long as the transport.
   std::atomic<Interfaces::ITransport*> m_active{nullptr};
 };
 

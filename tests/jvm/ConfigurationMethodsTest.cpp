@@ -7,7 +7,10 @@
 
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/NativeError.h"
+#include "native/RoleSingletons.h"
 #include "tests/jvm/FakeJavaHost.h"
+
+using Ferrolink::Native::operationMode;
 
 namespace Ferrolink::Tests {
 namespace {

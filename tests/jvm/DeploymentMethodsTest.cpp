@@ -2,7 +2,10 @@
 #include <gtest/gtest.h>
 
 #include "jvm/JvmLibGlobals.h"
+#include "native/RoleSingletons.h"
 #include "tests/jvm/FakeJavaHost.h"
+
+using Ferrolink::Native::operationMode;
 
 namespace Ferrolink::Tests {
 namespace {

@@ -1,4 +1,4 @@
-// The doors of the library: the one receiver, the operation mode, configuration.
+// The entry points: the receiver, the operation mode, configuration.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -11,8 +11,11 @@
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/JvmNativeReceiver.h"
 #include "native/LibrariesFinder.h"
+#include "native/RoleSingletons.h"
 #include "tests/jvm/LauncherFixture.h"
 
+using Ferrolink::Native::createReceiverMutex;
+using Ferrolink::Native::operationMode;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::IReceiver;
 using Ferrolink::Runtimes::Jvm::Native::Receiver::JvmNativeReceiver;
@@ -122,7 +125,7 @@ TEST(EntryPoints, CreationWithModeMinus1Raises032AndALaterCreationWorks) {
 
 namespace {
 
-// LogMessage: inside the creation that is failing, its lock held.
+// LogMessage runs inside the failing creation, which holds the lock.
 void CreateAgain(const char* first, const char* second, const char* third) {
   Report(std::string(first) + "|" + second + "|" + third);
   try {

@@ -6,8 +6,10 @@
 
 #include "jvm/JvmLib.h"
 #include "jvm/JvmLibGlobals.h"
+#include "native/RoleSingletons.h"
 #include "tests/jvm/FakeJavaHost.h"
 
+using Ferrolink::Native::operationMode;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
 namespace Ferrolink::Tests {
@@ -137,7 +139,7 @@ PROCESS_CASE(firstSend) {
   Report(java.thread.Outcome(java.thread.sendCommand(java.thread.Array({}))));
   Report(transmitter.load() != nullptr);
   Report(static_cast<long>(operationMode.load()));
-  // Launching, it would look for a JVM; with mode 0 it binds, which is done later.
+  // With mode 1 it would look for a JVM; with mode 0 it binds, which happens later.
   Report(
       ThrownBy([] { CreateReceiver(RuntimeOperationMode::CalledRuntime)->Initialize(8, 2, 0); }));
   Report(static_cast<long>(operationMode.load()));

@@ -4,8 +4,10 @@
 #include "jvm/JavaCallback.h"
 #include "jvm/JvmLib.h"
 #include "jvm/JvmLibGlobals.h"
+#include "native/RoleSingletons.h"
 #include "tests/jvm/FakeJavaHost.h"
 
+using Ferrolink::Native::operationMode;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
 namespace Ferrolink::Tests {

@@ -1,4 +1,4 @@
-// The doors to the one transmitter: its creation, the mode that it fixes, and the locks.
+// The entry points of the transmitter: its creation, the mode that it fixes, the locks.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -8,10 +8,13 @@
 #include "jvm/JvmLib.h"
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/JvmNativeTransmitter.h"
+#include "native/RoleSingletons.h"
 #include "tests/jvm/LauncherFixture.h"
 
+using Ferrolink::Native::createReceiverMutex;
 using Ferrolink::Native::createTransmitterMutex;
 using Ferrolink::Native::firstCall;
+using Ferrolink::Native::operationMode;
 using Ferrolink::Native::setOperationModeForTransmitterMutex;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::ITransmitter;
@@ -30,7 +33,7 @@ long Mode() {
   return static_cast<long>(operationMode.load());
 }
 
-/// Whether the action is refused because this thread holds a lock that it takes.
+/// Whether the action fails because this thread already holds a lock that the action takes.
 template <class Action>
 bool RefusedAsDeadlock(Action action) {
   try {
