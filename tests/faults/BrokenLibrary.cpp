@@ -95,7 +95,7 @@ void PlaceBroken(const fs::path& file, Breakage breakage, const fs::path& whole)
   }
 }
 
-// A new file, not new contents of one that the loader may have in use.
+// A new file: the loader may be using the old one.
 void PutRight(const fs::path& file, const fs::path& whole) {
   fs::remove_all(file);
   fs::copy_file(whole, file);
@@ -128,7 +128,7 @@ std::string ReasonOf(Breakage breakage, const fs::path& file) {
   return "";
 }
 
-// The effective user alone: what the process has open and where it reports stays its own.
+// Changes the effective user only, so that open files and reports stay usable.
 WithoutPrivileges::WithoutPrivileges() {
   if (getuid() == 0 && seteuid(kNobody) != 0) {
     throw std::runtime_error("cannot become nobody");

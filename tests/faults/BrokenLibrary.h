@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-/// What may lie in the place of a library's file.
+/// What may be in the place of a library's file.
 namespace Ferrolink::Tests {
 
 enum class Breakage {
@@ -25,18 +25,18 @@ inline constexpr int kBreakages = 11;
 
 const char* NameOf(Breakage breakage);
 
-/// Puts the breakage in the place of `file`, where nothing lies yet; `whole` is the library that
+/// Puts the breakage in the place of `file`, which must be free. `whole` is the library that
 /// belongs there.
 void PlaceBroken(const std::filesystem::path& file, Breakage breakage,
                  const std::filesystem::path& whole);
 
-/// Puts the library in the place of whatever lies there.
+/// Replaces whatever is there by the library.
 void PutRight(const std::filesystem::path& file, const std::filesystem::path& whole);
 
-/// Why the loader, or the library before it asks the loader, cannot open the file; "" where it can.
+/// Why the loader, or a check before it, cannot open the file; "" if it can.
 std::string ReasonOf(Breakage breakage, const std::filesystem::path& file);
 
-/// While it lives, files without permissions cannot be read, by root either.
+/// While this lives, files without permissions cannot be read, not even by root.
 class WithoutPrivileges {
  public:
   WithoutPrivileges();

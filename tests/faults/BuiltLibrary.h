@@ -10,7 +10,7 @@
 #include "native/interfaces/ITransmitter.h"
 #include "tests/support/ProcessCase.h"
 
-/// The built JVM member, opened as a host does.
+/// The built JVM member, opened as a host opens it.
 namespace Ferrolink::Tests {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -21,11 +21,11 @@ class BuiltLibrary {
  public:
   explicit BuiltLibrary(const std::filesystem::path& file);
 
-  /// Its two roles; a host of Java's has mode 1, a caller out of Java mode 0.
+  /// Its roles. A host that calls Java has mode 1, Java that calls out has mode 0.
   [[nodiscard]] IReceiver* Receiver() const;
   [[nodiscard]] ITransmitter* Transmitter() const;
 
-  /// An exported function, null where it has none of that name.
+  /// An exported function; null if there is none with that name.
   template <class Function>
   [[nodiscard]] Function* Find(const char* name) const {
     return reinterpret_cast<Function*>(Address(name));
@@ -37,8 +37,8 @@ class BuiltLibrary {
   void* m_handle;
 };
 
-/// A command for the JVM, and one from the JVM for the runtime 8 by channel type (0 in
-/// memory, 1 TCP, 2 TLS).
+/// A command for the JVM, and one from the JVM for runtime 8 by channel type (0 in memory, 1 TCP, 2
+/// TLS).
 Bytes ToJava(std::uint8_t type, const std::string& body = "text");
 Bytes ToRuntime8(std::uint8_t channel);
 

@@ -10,7 +10,7 @@ bool StartsWith(const std::string& text, const std::string& start) {
   return text.rfind(start, 0) == 0;
 }
 
-// Whether a line of the text starts so; a start may hold line breaks itself.
+// Whether a line of the text starts with this, which may contain line breaks.
 bool HasLine(const std::string& text, const std::string& start) {
   return ("\n" + text).find("\n" + start) != std::string::npos;
 }
@@ -20,13 +20,13 @@ bool IsOneOf(const std::string& call, std::initializer_list<const char*> names) 
                      [&](const char* name) { return StartsWith(call, name); });
 }
 
-/// A call, and the errors that its failures may end in: the starts of their texts.
+/// A call, and the starts of the error texts that its failures may cause.
 struct Errors {
   const char* call;
   std::vector<const char*> errors;
 };
 
-// One of these is a prefix of every text that a failure may lead to, unless the stretch goes on.
+// One of these starts every text that a failure may cause, unless the work goes on.
 const std::vector<Errors>& ErrorsOfCalls() {
   static const std::vector<Errors> all = {
       {"JNI_GetCreatedJavaVMs", {"JVM Launcher: Exception code 018. JVM not initialized\n"}},
@@ -88,7 +88,7 @@ bool AsksJavaForInfo(const std::string& call) {
                         "ReleaseStringUTFChars"});
 }
 
-// Every place where the undisturbed text has Java's words, the other may lack them.
+// The other text may lack Java's words wherever the undisturbed text has them.
 bool LacksOnlyInfo(const std::string& outcome, const std::string& undisturbed) {
   const std::string info = "Fake JVM\n";
   for (auto at = undisturbed.find(info); at != std::string::npos;
@@ -149,7 +149,7 @@ bool MayEndIn(const std::string& call, const std::string& outcome, const std::st
 }
 
 bool MayEndProcess(const std::string& call, const JniFaultWay& way, const std::string& output) {
-  // Without a list of the JVMs there are, the launcher finds out by creating one more: code 015.
+  // Without a list of JVMs, the launcher creates one more, which fails with 015.
   const bool creating = StartsWith(call, "JNI_CreateJavaVM");
   if (!creating && !StartsWith(call, "JNI_GetCreatedJavaVMs")) {
     return false;

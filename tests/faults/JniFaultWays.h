@@ -6,7 +6,7 @@
 
 #include "tests/fakes/jvm/FakeFaults.h"
 
-/// How each JNI function can fail, and what the library may make of it.
+/// How each JNI function can fail, and the permitted consequences.
 namespace Ferrolink::Tests {
 
 struct JniFaultWay {
@@ -14,15 +14,15 @@ struct JniFaultWay {
   FakeJvm::NumberedFault fault;
 };
 
-/// The ways in which the recorded call can fail; none where JNI gives it no way. The launcher's
-/// calls also fail by exceptions beside a good result, since the launcher checks for those.
+/// The ways in which the recorded call can fail; none if JNI has none. The launcher's calls also
+/// fail with an exception and a good result, since the launcher checks for that.
 std::vector<JniFaultWay> WaysToFail(const std::string& call, bool launcher);
 
-/// Whether the stretch may end in `outcome` in place of `undisturbed` after the call failed: with a
-/// documented error of that call, or with a text that lacks what Java says of itself.
+/// Whether `outcome` may replace `undisturbed` after the call failed: a documented error of that
+/// call, or a text without Java's description of itself.
 bool MayEndIn(const std::string& call, const std::string& outcome, const std::string& undisturbed);
 
-/// Whether the process may end with this output: where the JVM could not be created.
+/// Whether the process may end with this output, because no JVM could be created.
 bool MayEndProcess(const std::string& call, const JniFaultWay& way, const std::string& output);
 
 }  // namespace Ferrolink::Tests

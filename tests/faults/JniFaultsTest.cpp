@@ -1,6 +1,6 @@
-// Each JNI call of a stretch fails once, in each way it can: the stretch ends in a documented error
-// or goes on, nothing is left behind, and what comes next works on this thread and on another. The
-// fake JVM itself ends the process where a call is made with an exception pending.
+// Each JNI call of a scenario fails once, in each possible way. The scenario ends in a documented
+// error or goes on, nothing is left behind, and the next calls work on this thread and on another.
+// The fake JVM ends the process if a call is made with an exception pending.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -17,7 +17,7 @@
 namespace Ferrolink::Tests {
 namespace {
 
-/// What one run noted, in this order.
+/// The notes of one run, in this order.
 struct Observation {
   explicit Observation(const ForkedRun& run) {
     if (run.notes.size() < 6) {
@@ -42,7 +42,7 @@ void NoteLeft(JniScenario& scenario) {
   Note(Outstanding(scenario.Jvm()) + " pending " + std::to_string(scenario.PendingExceptions()));
 }
 
-// The scenarios' threads are over when their notes are made.
+// The scenarios' threads have ended when notes are made.
 void Observe(const JniScenarioEntry& entry, const FakeJvm::NumberedFault& fault) {
   const auto scenario = entry.make();
   scenario->Jvm().ClearCalls();
@@ -82,7 +82,7 @@ bool NoMoreThan(const std::string& left, const std::string& baseline, int furthe
          std::equal(now.begin(), now.end(), before.begin(), std::less_equal<>());
 }
 
-// Empty where all is as it should be.
+// Empty if everything is as expected.
 std::string Judge(const ForkedRun& run, const Observation& baseline, const std::string& call,
                   const JniFaultWay& way, int furtherAttachments) {
   if (run.signal == SIGABRT && run.output.find("FakeJvm:") == std::string::npos &&

@@ -7,10 +7,10 @@
 
 #include "tests/fakes/jvm/FakeJvmClient.h"
 
-/// Stretches of the library's work, each with what must work after any failure in it.
+/// Scenarios of the library's work, each with the calls that must work after a failure in it.
 namespace Ferrolink::Tests {
 
-/// One stretch, set up when it is made.
+/// One scenario. The constructor sets it up.
 class JniScenario {
  public:
   JniScenario() = default;
@@ -18,27 +18,27 @@ class JniScenario {
   JniScenario& operator=(const JniScenario&) = delete;
   virtual ~JniScenario() = default;
 
-  /// The stretch in which a call fails: its results, or the texts of its errors.
+  /// The calls of which one fails: their results, or the error texts.
   virtual std::string Act() = 0;
-  /// Work that needs the same parts, on this thread and on another: its results.
+  /// Calls that need the same parts, on this thread and on another: their results.
   virtual std::string Recover() = 0;
-  /// The exceptions that this thread has pending: 0 or 1.
+  /// How many exceptions are pending on this thread: 0 or 1.
   [[nodiscard]] virtual int PendingExceptions() = 0;
   virtual FakeJvmClient& Jvm() = 0;
 };
 
 struct JniScenarioEntry {
   const char* name;
-  /// Whether its calls are the launcher's, which checks for exceptions after calls that by JNI's
-  /// rules raise none.
+  /// Whether the calls are the launcher's, which also checks for exceptions that JNI's rules
+  /// exclude.
   bool launcher;
   std::unique_ptr<JniScenario> (*make)();
-  /// Threads that may stay attached in addition: the one that adopts a JVM whose start-up another
-  /// thread had not ended well.
+  /// How many more threads may stay attached: one, if it adopts a JVM after another thread's failed
+  /// start-up.
   int furtherAttachments = 0;
 };
 
-/// Both lists are the scenarios of one file each; see JniScenarios for all.
+/// The scenarios of one file each; JniScenarios has all.
 std::vector<JniScenarioEntry> LauncherScenarios();
 std::vector<JniScenarioEntry> NativeMethodScenarios();
 

@@ -1,4 +1,4 @@
-// Work of the launcher: its own JVM, an adopted one, and one that it is bound to.
+// The launcher with its own JVM, an adopted one, and one that it is bound to.
 #include <thread>
 
 #include "jvm/JvmLibGlobals.h"
@@ -17,7 +17,7 @@ std::string OnAnother(const std::function<std::string()>& action) {
   return result;
 }
 
-// Exceptions are asked for without a call that could fail: a thread that is not attached has none.
+// Asks for exceptions without a call that could fail: a detached thread has none.
 int PendingOn(JavaVM* vm) {
   JNIEnv* env = nullptr;
   if (vm == nullptr || vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8) != JNI_OK ||
@@ -39,7 +39,7 @@ std::string Exchanges(Launched& launched) {
   return results;
 }
 
-/// A launcher whose JVM has not been started.
+/// A launcher before its JVM starts.
 class StartUp : public JniScenario {
  public:
   std::string Act() override { return m_launched.Exchange(Command()); }
@@ -88,7 +88,7 @@ class LaterCommandOfAnotherThread : public FirstCommandOfAnotherThread {
   LaterCommandOfAnotherThread() { FirstCommandOfAnotherThread::Act(); }
 };
 
-/// The error whose text carries what Java says of itself.
+/// An error whose text has Java's description of itself.
 class ExceptionReport : public Running {
  public:
   std::string Act() override {
@@ -147,7 +147,7 @@ class BoundOnAnotherThread : public Bound {
   }
 };
 
-/// Registrations: after one that failed, the next must work.
+/// Registrations: the one after a failed one must work.
 class SetCallback : public Bound {
  public:
   std::string Act() override {

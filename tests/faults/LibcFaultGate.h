@@ -3,12 +3,12 @@
 
 #include "tests/faults/LibcFaults.h"
 
-/// Marks what stands between a caller and the C library: frames of the stack that are no caller.
+/// Marks the interposers, whose stack frames are no callers.
 #define FERROLINK_INTERPOSER __attribute__((noinline, section("fault_interposers")))
 
 namespace Ferrolink::Tests {
 
-/// Counts one call; true where it is the one to fail. Allocates nothing.
+/// Counts one call; true if it is the one to fail. Allocates nothing.
 bool IsToFail(LibcCall call);
 
 void NoteSleep();

@@ -4,12 +4,10 @@
 #include <string>
 #include <vector>
 
-/// Has the k-th call of a function of the C library fail, where our libraries made it: directly, or
-/// through the C++ library, the C library or the loader. Calls that fakes, the JVM or the test make
-/// are neither counted nor touched, although they come from below or above ours.
-///
-/// The executable defines the functions itself and so sees the calls of all libraries in the
-/// process; who called is found by a walk up the stack. Any thread.
+/// Makes the k-th call of a C library function by our libraries fail: a direct call, or one through
+/// the C++ library, the C library or the loader. Calls by fakes, the JVM or the test are neither
+/// counted nor changed. The executable defines the functions and so sees the calls of all
+/// libraries; a walk up the stack finds the caller. Any thread.
 namespace Ferrolink::Tests {
 
 enum class LibcCall {
@@ -27,17 +25,17 @@ const char* NameOf(LibcCall call);
 /// Which libraries are ours, by file name; they must be open.
 void SetOwnLibraries(const std::vector<std::string>& names);
 
-/// From now on counts the calls of this kind, and fails the `number`-th; none where it is 0. Pauses
-/// are over at once as long as calls are counted.
+/// Counts calls of this kind and fails the `number`-th; none for 0. Pauses end at once while calls
+/// are counted.
 void FailLibcCall(LibcCall call, long number);
-/// Neither counts nor fails from now on.
+/// Stops counting and failing.
 void StopFailing();
 
-/// How many calls have been counted, and whether the one to fail was among them.
+/// How many calls were counted, and whether the one to fail was among them.
 long LibcCalls();
 bool LibcCallFailed();
 
-/// Whether one of our threads went to sleep in the kernel (futex) since it was forgotten last.
+/// Whether one of our threads slept in the kernel (futex) since the last reset.
 bool SleptInLibc();
 void ForgetSleepsInLibc();
 

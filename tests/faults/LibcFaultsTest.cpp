@@ -1,9 +1,7 @@
-// The C library's functions fail one call at a time, whichever call of ours it is: a documented
-// error, std::bad_alloc, or success; what was done is done again and works, on the same thread and
-// on another; and nothing is left behind.
-//
-// On fakes every call fails in turn; under sanitizers and on real JVMs a sample of them. With
-// TEST_FAULTS=all in the environment every call fails everywhere.
+// Each call of a C library function by our libraries fails, one at a time. The result is a
+// documented error, std::bad_alloc, or success; the same work then succeeds on the same thread and
+// on another; nothing is left behind. With fakes every call fails in turn; under sanitizers and
+// with real JVMs a sample. With TEST_FAULTS=all in the environment every call fails everywhere.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -41,7 +39,7 @@ struct Fault {
   bool retryElsewhere;
 };
 
-// All scenarios on fakes; a thread is created by a host's alone.
+// All scenarios with fakes. Only a host's scenario creates threads.
 std::vector<Fault> FaultsOnFakes() {
   std::vector<Fault> faults;
   for (std::size_t scenario = 0; scenario < 3; ++scenario) {

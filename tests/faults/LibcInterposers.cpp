@@ -1,5 +1,5 @@
-// The executable's own definitions of functions of the C library, which the loader finds first for
-// every library in the process. Each fails where it is to, and goes on to the C library otherwise.
+// The executable's own definitions of C library functions, which the loader finds first for every
+// library in the process. Each fails if it is to, and otherwise calls the C library.
 #include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -29,7 +29,7 @@ namespace {
 
 using DlSym = void*(void*, const char*);
 
-// By version, since the plain look-up would find the definition below.
+// Looked up by version: a plain look-up would find the definition below.
 DlSym* RealDlsym() {
   static auto* const real = reinterpret_cast<DlSym*>(dlvsym(RTLD_NEXT, "dlsym", "GLIBC_2.2.5"));
   return real;
@@ -40,7 +40,7 @@ Function* real(const char* name) {
   return reinterpret_cast<Function*>(RealDlsym()(RTLD_NEXT, name));
 }
 
-// The C library's own word for a failed open: this process has too many files open.
+// A failed open says that the process has too many open files.
 FERROLINK_INTERPOSER bool FailsToOpen() {
   const bool fails = IsToFail(LibcCall::Open);
   errno = fails ? EMFILE : errno;
@@ -87,7 +87,7 @@ INTERPOSED void* realloc(void* block, std::size_t size) noexcept {
   return __libc_realloc(block, size);
 }
 
-// What fails is asked for in a way that the loader refuses, so that it has an error text.
+// A failing call is turned into one that the loader refuses, so that there is an error text.
 INTERPOSED void* dlopen(const char* file, int flags) noexcept {
   REAL(dlopen);
   return next(IsToFail(LibcCall::DlOpen) ? "/no/such/library.so" : file, flags);

@@ -20,7 +20,7 @@ Bytes loadLibrary(const std::string& path) {
   return ToJava(1, std::string(13, '\0') + path);
 }
 
-/// The steps of a host, with the errors that both JVMs can be brought to.
+/// The steps of a host, with the errors that both JVMs can raise.
 class Host : public LibcScenario {
  public:
   explicit Host(const BuiltLibrary& library) : m_library(library) {
@@ -94,7 +94,7 @@ class HostOnFakeJvm : public Host {
   FakeJvmClient m_jvm{FAKEJVM_PATH};
 };
 
-/// The listing of a directory. Without memory the C++ library's ends the process.
+/// The listing of a directory. The C++ library's would end the process without memory.
 class Archives : public HostOnFakeJvm {
  public:
   explicit Archives(const BuiltLibrary& library) : HostOnFakeJvm(library) {
@@ -106,7 +106,7 @@ class Archives : public HostOnFakeJvm {
   }
 };
 
-/// Two commands at a time, where one holds the lock until the other has gone to sleep for it.
+/// Two commands at a time: one holds the lock until the other sleeps for it.
 class Contended : public HostOnFakeJvm {
  public:
   explicit Contended(const BuiltLibrary& library) : HostOnFakeJvm(library) {
@@ -121,7 +121,7 @@ class Contended : public HostOnFakeJvm {
   }
 
  private:
-  // The first that is inside stays there.
+  // The first one inside stays there.
   void StayInside() {
     if (m_inside.exchange(true)) {
       return;

@@ -22,14 +22,14 @@ long OpenFiles() {
   return count;
 }
 
-// Java's words may be missing from an error text, since nothing may fail that makes one.
+// Java's words may be missing from an error text: the failing call may be the one that gets them.
 std::string WithoutInfo(const std::string& text) {
   const std::string mark = "\nRUNTIME INFO:";
   const auto at = text.find(mark);
   return at == std::string::npos ? text : text.substr(0, at + mark.size());
 }
 
-// Without the result that a native method puts before its text, "-2: ".
+// The text of a native method without the result before it, "-2: ".
 std::string WithoutResult(const std::string& outcome) {
   const bool has = outcome.size() > 4 && outcome[0] == '-' && outcome.compare(2, 2, ": ") == 0;
   return has ? outcome.substr(4) : outcome;
@@ -81,13 +81,13 @@ std::string RunStep(const Step& step, bool elsewhere) {
   return result;
 }
 
-/// One run: what each step came to, and again where the failure hit it.
+/// One run: the result of each step, and of its repetition if the failure hit it.
 struct Steps {
   std::unique_ptr<LibcScenario> scenario;
   LibcCall call;
   bool retryElsewhere;
 
-  // Notes the calls counted, then what was wrong, then each step's result, then what is left.
+  // Notes the counted calls, then what was wrong, then each step's result, then what is left.
   void Run(long number, const Texts& expected) {
     Texts results;
     std::string wrong;

@@ -12,8 +12,7 @@
 /// failing.
 namespace Ferrolink::Tests {
 
-/// A piece of work that gives the same result each time, on any thread; or the text of what it
-/// threw.
+/// A step that gives the same result each time, on any thread; or the text of its error.
 struct Step {
   std::string name;
   std::function<std::string()> run;
@@ -28,20 +27,20 @@ class LibcScenario {
   virtual ~LibcScenario() = default;
 
   virtual std::vector<Step> Steps() = 0;
-  /// What is outstanding when all steps are done, as blank-separated numbers: none may be larger
-  /// after a failure than without one.
+  /// What is outstanding after all steps, as blank-separated numbers. None may be larger after a
+  /// failure than without one.
   virtual std::string Left() { return ""; }
 };
 
-/// How many of the calls are made to fail, evenly spread. With TEST_FAULTS=all in the environment
-/// all of them are, with TEST_FAULTS=<n> the n-th alone.
+/// How many of the calls fail, evenly spread. With TEST_FAULTS=all in the environment all of them
+/// fail; with TEST_FAULTS=<n> only the n-th.
 struct Sample {
   long atMost;
 };
 
-/// Runs the sweep and reports each failure that had no defined outcome, and last how it went:
-/// "done", or "no calls" where the scenario makes none of this kind. A step that failed is run
-/// again at once, on a thread of its own where `retryElsewhere`.
+/// Runs the sweep. Reports each failure without a defined outcome, and last "done", or "no calls"
+/// if the scenario makes no call of this kind. A failed step is run again at once; with
+/// `retryElsewhere` on a thread of its own.
 void Sweep(const std::function<std::unique_ptr<LibcScenario>()>& make, LibcCall call,
            bool retryElsewhere, Sample sample);
 

@@ -1,5 +1,5 @@
-// Each library that the built library opens is broken in each way: the documented error or the
-// documented silence, the process lives, and the next use works once the file is right.
+// Each library that the built library opens is broken in each way. The result is the documented
+// error or silence, the process lives, and the next use works once the file is right.
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -35,7 +35,7 @@ std::string MemberCode(const char* code) {
          ". \nReinstall Ferrolink package";
 }
 
-// A library that was opened stays, whatever it lacks.
+// A library that was opened stays open, whatever it lacks.
 Texts WhileBrokenAndAfter(Breakage breakage, const fs::path& file, const std::string& lacking,
                           const std::string& after) {
   if (breakage == Breakage::MissingSymbols) {

@@ -9,7 +9,7 @@ Bytes ToCpp() {
   return {8, 3, 0, 0, 0, 0, 0, 0, 0, 2, 2, 99};
 }
 
-/// What Java passes, as local references of the thread that passes them.
+/// Java's arguments, as local references of the calling thread.
 struct Arguments {
   explicit Arguments(const JavaThread& thread)
       : message(thread.Array(ToCpp())),

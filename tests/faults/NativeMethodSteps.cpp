@@ -1,5 +1,5 @@
-// Java on the fake JVM, as the native methods of the built library see it. An exception that left
-// one of them would end the process.
+// Java on the fake JVM, as the native methods of the built library see it. An exception that leaves
+// one of them ends the process.
 #include <jni.h>
 
 #include "tests/faults/LibcScenarios.h"
@@ -46,7 +46,7 @@ class NativeMethods : public LibcScenario {
     return m_library.Find<Arguments...>((prefix + name).c_str());
   }
 
-  /// On a thread of Java's, whose local references end with it; a pending exception is told.
+  /// Runs on a Java thread, whose local references end with it. Reports a pending exception.
   std::string Method(const std::function<std::string(JNIEnv*)>& body) {
     JNIEnv* env = nullptr;
     const bool known = m_vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8) == JNI_OK;
@@ -68,7 +68,7 @@ class NativeMethods : public LibcScenario {
     return std::to_string(result) + (result < 0 ? ": " + TextOf(env) : "");
   }
 
-  /// What getNativeError says, while nothing fails.
+  /// The text of getNativeError. No call fails meanwhile.
   std::string TextOf(JNIEnv* env) {
     jstring text = Native<jstring(JNIEnv*, jobject)>("getNativeError")(env, nullptr);
     if (text == nullptr) {
@@ -81,7 +81,7 @@ class NativeMethods : public LibcScenario {
     return copy;
   }
 
-  // The call that fails is not among those with which the error is made.
+  // The failing call is not one of those that make the error.
   JNIEnv* Error(JNIEnv* env) {
     Native<jint(JNIEnv*, jobject, jbyteArray)>("sendCommand")(env, nullptr, nullptr);
     return env;
@@ -158,7 +158,7 @@ class NativeMethods : public LibcScenario {
     });
   }
 
-  /// What another runtime's command comes to, which the callback answers.
+  /// The result of another runtime's command, which the callback answers.
   std::string Called() {
     const std::string thrown = ThrownBy([this] { m_library.Receiver()->Initialize(2, 2, 0); });
     return thrown == "(nothing thrown)" ? Exchange(*m_library.Receiver(), ToJava(2)) : thrown;

@@ -1,5 +1,4 @@
-// What other libraries bind to in the installed libraries, compared with what is recorded of it in
-// tests/installation/abi.
+// The ABI of the installed libraries, compared with the record in tests/installation/abi.
 #include <gtest/gtest.h>
 
 #include <array>

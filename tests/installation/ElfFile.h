@@ -18,8 +18,8 @@ struct ElfSymbol {
   Elf64_Addr address = 0;
 };
 
-/// What is in a 64-bit little-endian shared library or position-independent program. Raises
-/// std::runtime_error for a file that is none.
+/// Reads a 64-bit little-endian shared library or position-independent program. Raises
+/// std::runtime_error for any other file.
 class ElfFile {
  public:
   explicit ElfFile(const std::filesystem::path& path);
@@ -38,7 +38,7 @@ class ElfFile {
 
   [[nodiscard]] const std::vector<ElfSymbol>& Symbols() const { return m_symbols; }
 
-  /// The content of the section with this name; empty where there is none.
+  /// The content of the section with this name; empty if there is none.
   [[nodiscard]] std::string Section(const std::string& name) const;
 
   /// The bytes at a virtual address.

@@ -1,5 +1,4 @@
-// What compiler and linker were asked to put into the installed files against attacks, read from
-// the files.
+// The protections against attacks in the installed files, read from the files.
 #include <gtest/gtest.h>
 
 #include <ostream>
@@ -25,7 +24,7 @@ void PrintTo(const Installed& installed, std::ostream* out) {
   *out << installed.name;
 }
 
-// The C++ member calls no C function whose buffer's size the compiler could know.
+// The C++ member calls no C function with a buffer of a size known to the compiler.
 const std::vector<Installed> kInstalled = {
     {"JvmRuntimeNative", FERROLINKJVMRUNTIMENATIVE_PATH, {"__snprintf_chk"}},
     {"CppRuntimeNative", FERROLINKCPPRUNTIMENATIVE_PATH},
@@ -61,7 +60,7 @@ TEST_P(Hardening, TheFileIsResolvedAtOnceAndThenReadOnly) {
 }
 
 TEST_P(Hardening, TheFileLiesAnywhereInMemory) {
-  // Position-independent, which ElfFile demands; a program says so in its flags as well.
+  // Position-independent: ElfFile requires it, and a program says so in its flags too.
   EXPECT_EQ(m_file.HasFlags(DT_FLAGS_1, DF_1_PIE), !GetParam().exports);
   EXPECT_FALSE(m_file.Has(DT_TEXTREL));
   EXPECT_FALSE(m_file.HasFlags(DT_FLAGS, DF_TEXTREL));
@@ -99,7 +98,7 @@ TEST_P(Hardening, FunctionsCheckTheirStackAndTheSizesOfTheirBuffers) {
   }
 }
 
-// GCC records its options in the debugging information, one text for each set of them.
+// GCC records its options in the debug information, one text for each set.
 #if !defined(__clang__)
 TEST_P(Hardening, EverySourceWasCompiledWithTheOptions) {
   const std::string texts = m_file.Section(".debug_str");

@@ -1,5 +1,5 @@
-// The installed libraries after the last dlclose: they stay mapped, for what they made lives until
-// the process ends.
+// The installed libraries after the last dlclose: they stay mapped, because their objects live
+// until the process ends.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 

@@ -1,5 +1,4 @@
-// What the native libraries of the installation tree look like to the loader and to other
-// libraries.
+// The native libraries of the installation as the loader and other libraries see them.
 #include <cxxabi.h>
 #include <gtest/gtest.h>
 
@@ -65,7 +64,7 @@ std::set<std::string> Listed(const std::string& file) {
   return lines;
 }
 
-/// What is in the first and not in the second, one line each.
+/// Entries of the first that are missing in the second, one per line.
 std::string Surplus(const std::set<std::string>& first, const std::set<std::string>& second) {
   std::string lines;
   for (const std::string& line : first) {
@@ -76,8 +75,8 @@ std::string Surplus(const std::set<std::string>& first, const std::set<std::stri
   return lines;
 }
 
-// The complete constructor of an abstract class: nobody can call it, and not every compiler emits
-// it.
+// The complete constructor of an abstract class: it cannot be called, and some compilers do not
+// emit it.
 constexpr const char* kUncallable =
     "_ZN9Ferrolink6Native8Launcher14NativeLauncherC1ENS0_11Definitions20RuntimeOperationModeE";
 

@@ -1,5 +1,5 @@
-// The installed library in a host that exports every name of the library's for itself. A call that
-// ends up in the host reports "host: <name>" and aborts the case.
+// The installed library in a host that exports all of the library's names. A call that ends up in
+// the host reports "host: <name>" and aborts.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -38,7 +38,7 @@ constexpr const char* kMissing =
 #define STRING_BY_VALUE "NSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEE"
 #define FINDER "_ZN9Ferrolink6Native15LibrariesFinder15LibrariesFinder"
 
-/// The library, opened the way that the case's first argument says.
+/// The library, opened as the case's first argument says.
 class InstalledLibrary {
  public:
   InstalledLibrary()

@@ -164,7 +164,7 @@ PROCESS_CASE(textWhileBinding) {
   Report(binding.jvm.CountCalls("IsInstanceOf"));
 }
 
-// The callback is there, the class of byte[] is not known yet.
+// The callback is registered, but the class of byte[] is not known yet.
 TEST(Binding, AnAnswerIsNotTakenForAByteArrayBeforeTheJvmSaysSo) {
   ExpectReport("textWhileBinding",
                {LauncherError("025. Failed to get callback response bytes", "", ""), kEcho14, "2"});

@@ -12,7 +12,8 @@
 /// Java code that calls the native methods of TransmitterWrapper, on the fake JVM.
 namespace Ferrolink::Tests {
 
-/// A thread of the JVM: attached as long as this lives, with the native methods as Java calls them.
+/// A thread of the JVM, attached while this object lives, with the native methods as Java calls
+/// them.
 class JavaThread {
  public:
   explicit JavaThread(JavaVM* vm);
@@ -37,7 +38,7 @@ class JavaThread {
 
   /// What getNativeError returns, as modified UTF-8.
   [[nodiscard]] std::string NativeError() const;
-  /// "<result>", and what getNativeError then says where it is negative: "-2: <text>".
+  /// "<result>"; for a negative one followed by the text of getNativeError: "-2: <text>".
   [[nodiscard]] std::string Outcome(jint result) const;
 
  private:
@@ -45,11 +46,11 @@ class JavaThread {
   JNIEnv* m_env = nullptr;
 };
 
-/// The process's JVM, and its main thread.
+/// The JVM of the process, and its main thread.
 struct FakeJavaHost {
-  /// Reports what one call of a native method came to, in three entries: its outcome, the JNI calls
-  /// it made (joined by blanks), and what it left behind: "nothing", or counts of references,
-  /// elements, characters and exceptions.
+  /// Reports one call of a native method in three entries: its outcome, its JNI calls (joined by
+  /// blanks), and what it left behind: "nothing", or counts of references, elements, characters and
+  /// exceptions.
   void ReportCall(const std::function<jint()>& method);
   /// The same without an outcome.
   void ReportVoidCall(const std::function<void()>& method);
@@ -67,14 +68,14 @@ class CallerTree : public SiblingTree {
  public:
   CallerTree();
 
-  /// Runs the case, which must end well and report this.
+  /// Runs the case and expects that it ends well and reports this.
   void Expect(const std::string& name, const Texts& expected, const CaseOptions& options = {});
 
-  /// The last call on a sibling, "" where there was none.
+  /// The last call on a sibling; "" if there was none.
   [[nodiscard]] std::string LastCall() const;
 };
 
-/// Has the fake Cpp runtime throw "<operation> failed" in that operation.
+/// Makes the fake Cpp runtime throw "<operation> failed" in that operation.
 CaseOptions ThrowingIn(const char* operation);
 
 /// Texts of the native methods' own errors.

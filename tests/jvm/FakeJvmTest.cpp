@@ -1,5 +1,4 @@
-// The fake JVM library notices broken rules of JNI; without that the other tests would prove
-// little.
+// The fake JVM library notices violations of JNI's rules. The other tests rely on it.
 #include <gtest/gtest.h>
 
 #include <csignal>

@@ -1,4 +1,4 @@
-// A utilities library whose LogMessage calls what the test put in its place.
+// A utilities library whose LogMessage calls a function of the test.
 #define EXPORTED extern "C" __attribute__((visibility("default")))
 
 using Hook = void(const char*, const char*, const char*);

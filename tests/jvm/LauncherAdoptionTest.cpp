@@ -1,4 +1,4 @@
-// A JVM that runs in the process already, and commands that come while the launcher starts up.
+// Adoption of a running JVM, and commands that come during start-up.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -20,7 +20,7 @@ JNIEnv* Attach(JavaVM* vm) {
   return env;
 }
 
-// For bodies: another JVM library, as a second JDK would bring.
+// For bodies: another JVM library, like that of a second JDK.
 std::string OtherJvmLibrary(const std::string& name = "libjvm.so") {
   const fs::path file = CaseRoot() / "other" / name;
   fs::create_directories(file.parent_path());

@@ -43,7 +43,7 @@ CaseOptions Options(const std::map<std::string, std::string>& environment) {
   return result;
 }
 
-// What Initialize throws, then the JVM library candidates that were opened.
+// The error of Initialize, then the candidates that were opened.
 void ReportInitialize(JvmLauncher& launcher) {
   Report(ThrownBy([&] { launcher.Initialize(0); }));
   for (const LoaderRecorder::Opening& opening : LoaderRecorder::Openings()) {
@@ -243,7 +243,7 @@ PROCESS_CASE(flags) {
   }
 }
 
-// 10 everywhere but under the sanitizers, which refuse deep binding.
+// 10, except under sanitizers, which refuse deep binding.
 TEST(LauncherDiscovery, TheJvmLibraryIsOpenedDeeplyBound) {
 #if defined(FERROLINK_SANITIZED)
   const std::string deep = std::to_string(RTLD_NOW);

@@ -54,7 +54,7 @@ PROCESS_CASE(commandOnUnknownThread) {
   Report(Outstanding(started.jvm));
 }
 
-// The first other thread finds the class itself and shares it, right before the Java call.
+// The first other thread finds the class and shares it just before the Java call.
 TEST(LauncherDispatch, AnUnknownThreadIsAttachedForTheCommandAndDetachedAfterIt) {
   const Texts enter = {kEcho14, "GetEnv(1.8)", "AttachCurrentThread"};
   const Texts leave = Joined({CallJavaCalls("sendCommand"),
@@ -119,7 +119,7 @@ PROCESS_CASE(shortCommandsOfTheirSize) {
   }
 }
 
-// Read past its end, such a command would be noticed by the address sanitizer.
+// The address sanitizer notices if such a command is read past its end.
 TEST(LauncherDispatch, ACommandIsNotReadPastItsEnd) {
   Texts expected;
   for (std::size_t size = 0; size <= 10; ++size) {

@@ -1,4 +1,4 @@
-// What a launcher's destructor and the process's exit leave of the JVM.
+// What a launcher's destructor, and the process's exit, do to the JVM.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -146,10 +146,10 @@ TEST(LauncherEnd, ALibraryThatWasOpenedTwiceIsClosedTwice) {
 
 namespace {
 
-// The launcher that a host keeps until the process ends.
+// A launcher that a host keeps until the process ends.
 JvmLauncher* keptLauncher = nullptr;
 
-// The calls that the fake JVM library sees after the body's last one.
+// The calls of the fake JVM library after the body's last one.
 std::string CallsAtExit(const std::string& name) {
   const InstallationTree tree;
   CaseOptions options = FakeJvmOptions();

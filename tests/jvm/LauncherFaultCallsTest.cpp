@@ -20,7 +20,7 @@ Texts Released() {
   return Joined({{"ReleaseByteArrayElements(abort)"}, Deletions(2)});
 }
 
-// What each path does from the failing call on, in order.
+// The calls of each path from the failing one on, in order.
 std::vector<Path> Paths() {
   const std::string java = "CallStaticObjectMethodV(sendCommand";
   const std::string check = "ExceptionCheck";
@@ -153,8 +153,8 @@ TEST(LauncherErrorPathOf, OneJavaFailureWritesExactlyTwoLogLines) {
             (Texts{"JVM Launcher: Exception code 023. JVM exception occurred", error}));
 }
 
-// The failure inside the runtime information is raised with runtime information as well, but
-// without asking Java once more.
+// A failure inside the runtime information is raised with runtime information, but without asking
+// Java again.
 TEST(LauncherErrorPathOf, AFailureOfTheRuntimeInformationInsideAnErrorEndsThere) {
   const InstallationTree tree;
   CaseOptions options = LoggedOptions(tree);

@@ -1,5 +1,5 @@
-// Every JNI call of a command fails in every way it can: the code, what is left, and what comes
-// next.
+// Every JNI call of a command fails in every possible way: the error code, what is left behind, and
+// the next commands.
 #include <gtest/gtest.h>
 
 #include "jvm/JvmLibGlobals.h"
@@ -18,7 +18,7 @@ struct Fault {
   bool null;
   bool exception;
   const char* text;         ///< after "JVM Launcher: Exception code "
-  const char* bindingText;  ///< null where it is the same
+  const char* bindingText;  ///< null if it is the same
   bool described;           ///< the JVM describes the exception on standard error
 };
 
@@ -64,7 +64,8 @@ void BindCallback(FakeJvmClient& jvm) {
   sendCommandCallbackMethod = method;
 }
 
-// The failing command and the two after it, what each leaves, and that no response was stored.
+// The failing command and the two after it: what each leaves behind, and that no response was
+// stored.
 void ReportFaultAndRecovery(Launched& launched) {
   Report(launched.Send(Command()));
   Report(Outstanding(launched.jvm));
@@ -231,7 +232,7 @@ PROCESS_CASE(arrayLockWhileRaising) {
   Report(started.Read().substr(0, 32));
 }
 
-// The runtime information that an error text carries comes out of Java.
+// The runtime information of an error text comes from Java.
 TEST(LauncherFaults, NoLockIsHeldWhileAnErrorTextIsMade) {
   const std::string code = "JVM Launcher: Exception code ";
   ExpectReport("arrayLockWhileRaising", {kEcho14, code + "020", kEcho14, code + "021", kEcho14,

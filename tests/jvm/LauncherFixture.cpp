@@ -26,7 +26,7 @@ CaseOptions LoggedOptions(const InstallationTree& tree) {
 
 namespace {
 
-// The length of the stamp that opens `line`, with its thread id; 0 where there is none.
+// The length of the stamp at the start of `line`, thread id included; 0 if there is none.
 std::size_t StampLength(const std::string& line) {
   const std::string form = "dddd-dd-dd dd:dd:dd\tThread ID: ";
   if (line.size() <= form.size()) {

@@ -10,24 +10,24 @@
 #include "tests/fakes/jvm/FakeJvmClient.h"
 #include "tests/support/ProcessCase.h"
 
-/// What the launcher's tests share. Bodies of process cases use the fake JVM library that the test
+/// Helpers for the launcher's tests. Bodies of process cases use the fake JVM library that the test
 /// named in FERROLINK_JVM_RUNTIME_PATH.
 namespace Ferrolink::Tests {
 
 using Bytes = std::vector<std::uint8_t>;
 using Texts = std::vector<std::string>;
 
-/// The fake JVM as the JVM to launch, and no echo of errors.
+/// Launches the fake JVM and does not echo errors.
 CaseOptions FakeJvmOptions();
 
-/// The fake's settings in which errors are logged in the tree's working directory: see errorLines.
+/// As FakeJvmOptions, with an error log in the tree's working directory: see LoggedErrors.
 CaseOptions LoggedOptions(const InstallationTree& tree);
 
 /// The errors in the tree's error log, each as its message without the stamp.
 Texts LoggedErrors(const InstallationTree& tree);
 
-/// Runs the case in a new tree with FakeJvmOptions; expects that it ends well and reports
-/// `expected`. Returns the result for further questions.
+/// Runs the case in a new tree with FakeJvmOptions, expects that it ends well and reports
+/// `expected`, and returns the result.
 CaseResult ExpectReport(const std::string& name, const Texts& expected);
 CaseResult ExpectReport(const std::string& name, const Texts& expected,
                         const InstallationTree& tree, const CaseOptions& options);
@@ -52,7 +52,8 @@ struct Launched {
   JvmLauncher launcher;
 };
 
-/// As Launched, with the JVM started by a command of the calling thread and the calls forgotten.
+/// As Launched, after a command of the calling thread has started the JVM; earlier calls are
+/// forgotten.
 struct Started : Launched {
   Started();
 };
@@ -62,11 +63,10 @@ Bytes Filled(std::size_t size, std::uint8_t value);
 
 /// What is outstanding: "local 1 global 0 elements 0 characters 0 attached 2 dropped 0".
 std::string Outstanding(FakeJvmClient& jvm);
-/// Where only the starting thread has sent: its class reference, it and the start-up thread
-/// attached.
+/// If only the starting thread has sent: its class reference; it and the start-up thread attached.
 inline const std::string kOnlyStarted =
     "local 1 global 0 elements 0 characters 0 attached 2 dropped 0";
-/// Where other threads have sent as well: their shared class reference on top.
+/// If other threads have sent too: the shared class reference in addition.
 inline const std::string kStartedAndShared =
     "local 1 global 1 elements 0 characters 0 attached 2 dropped 0";
 

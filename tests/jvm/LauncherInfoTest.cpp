@@ -1,4 +1,4 @@
-// What the launcher says of itself and of its JVM.
+// The launcher's description of itself and of its JVM.
 #include <gtest/gtest.h>
 
 #include "tests/jvm/LauncherFixture.h"
@@ -113,7 +113,7 @@ struct InfoFault {
   const char* name;
   FakeJvm::Injection injection;
   Texts calls;         ///< after the environment was obtained
-  const char* logged;  ///< after "JVM Launcher: Exception code "; null where nothing is raised
+  const char* logged;  ///< after "JVM Launcher: Exception code "; null if nothing is raised
 };
 
 std::vector<InfoFault> InfoFaults() {

@@ -22,7 +22,7 @@ std::string LoadError(const std::string& detail, const std::string& info) {
   return "JVM Launcher: Exception code 004. \n" + detail + "\n\nRUNTIME INFO:\n" + info;
 }
 
-// The registered archives, as the runtime information lists them.
+// The registered archives as the runtime information lists them.
 Texts Registered(JvmLauncher& launcher) {
   const std::string heading = "Loaded custom libraries:\n";
   std::string info = launcher.GetRuntimeInfo();
@@ -261,7 +261,7 @@ PROCESS_CASE(failedListing) {
   ReportAll(Sorted(Registered(launched.launcher)));
 }
 
-// The waiting response is that of the command before.
+// The waiting response is the previous command's.
 TEST(LauncherLibraries, AListingThatFailsLeavesTheListAndTheWaitingResponseAsTheyWere) {
   const InstallationTree tree;
   Touch(tree.Root() / "first.jar");

@@ -12,10 +12,10 @@
 #include "native/Loader.h"
 #include "tests/jvm/LauncherFixture.h"
 
-/// For the tests of what a launcher is put together from.
+/// Helpers for the tests of the launcher's parts.
 namespace Ferrolink::Tests {
 
-/// What each part is given, and the fake JVM library. For bodies of process cases.
+/// What each part needs, and the fake JVM library. For bodies of process cases.
 struct PartsFixture {
   LauncherErrors errors{[] { return std::string("the information"); }};
   FakeJvmClient jvm{std::getenv("FERROLINK_JVM_RUNTIME_PATH")};

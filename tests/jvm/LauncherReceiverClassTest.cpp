@@ -1,4 +1,4 @@
-// Which reference to the receiver class, and which environment, serves which thread.
+// Which thread uses which class reference and which environment.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -86,7 +86,7 @@ TEST(LauncherReceiverClass, WithoutAGlobalReferenceAThreadUsesItsOwnAndTheNextTr
 PROCESS_CASE(ownLookUpFails) {
   Started started;
   started.jvm.Inject({.call = "FindClass", .occurrence = 1, .null = true, .exception = true});
-  // The error text's own look-up comes second.
+  // The second look-up is the error text's.
   started.jvm.Inject({.call = "FindClass", .occurrence = 3, .null = true});
   OnNewThread([&] { Report(started.Exchange(Command())); });
   Report(Outstanding(started.jvm));
@@ -146,7 +146,7 @@ PROCESS_CASE(startingThreadReattached) {
   Report(started.Exchange(Command()));
 }
 
-// The JVM hands the thread the environment of its first attachment again.
+// The JVM gives the thread the environment of its first attachment again.
 TEST(LauncherReceiverClass, AStartingThreadThatTheHostDetachedIsServedLikeAnyOther) {
   ExpectReport("startingThreadReattached", {kEcho14, "1", "2", kEcho14});
 }
@@ -187,7 +187,7 @@ PROCESS_CASE(startingThreadAmongOthers) {
   Report(started.Exchange(Command()));
 }
 
-// Only where no other thread has sent yet can nobody tell that a host did both.
+// That a host did both cannot be noticed only if no other thread has sent yet.
 TEST(LauncherReceiverClass, OnceTheClassIsSharedTheStartingThreadUsesItToo) {
   ExpectReport("startingThreadAmongOthers", {kEcho14});
 }

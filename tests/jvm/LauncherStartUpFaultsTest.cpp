@@ -1,4 +1,4 @@
-// Start-ups that fail, and what the next command makes of them.
+// Failed start-ups, and the commands after them.
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -23,7 +23,7 @@ PROCESS_CASE(createFails) {
 
 class LauncherCreateResult : public testing::TestWithParam<int> {};
 
-// Raised on the start-up thread, where nothing catches it.
+// Raised on the start-up thread, which catches nothing.
 TEST_P(LauncherCreateResult, OfAFailureIsLoggedWithItsCodeAndEndsTheProcess) {
   const std::string code = "01" + std::to_string(-GetParam());
   const InstallationTree tree;

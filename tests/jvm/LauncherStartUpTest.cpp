@@ -1,4 +1,4 @@
-// The first command: the JVM starts, or the one that runs already is adopted.
+// The first command starts a JVM or adopts the running one.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

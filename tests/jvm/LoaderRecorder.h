@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-/// Stands between the library's objects and the dynamic loader: an executable that links this file
-/// has dlopen and dlerror of its own. For use by one thread.
+/// Replaces dlopen and dlerror in an executable that links this file, records calls and passes them
+/// on. For one thread.
 namespace Ferrolink::Tests::LoaderRecorder {
 
 struct Opening {

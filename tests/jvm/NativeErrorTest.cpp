@@ -1,4 +1,4 @@
-// Which failure's text TransmitterWrapper.getNativeError hands to which thread.
+// Which thread gets which failure's text from TransmitterWrapper.getNativeError.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <pthread.h>
@@ -23,7 +23,7 @@ struct Failure {
   std::string text;
 };
 
-// Different in what they call and in what they say.
+// Failures that differ in their calls and in their texts.
 const std::array<Failure, 4>& Failures() {
   static const std::array<Failure, 4> all = {{
       {[](const JavaThread& thread) { return thread.sendCommand(nullptr); }, kNullArray},
@@ -41,7 +41,7 @@ const Failure& FailureOf(int thread) {
   return Failures().at(static_cast<std::size_t>(thread) % Failures().size());
 }
 
-// Threads fail one after the other, and then read.
+// Threads fail one after another, then read.
 std::string ReadAfterOthers(const FakeJavaHost& java, int own, std::barrier<>& all) {
   const JavaThread thread(java.vm);
   all.arrive_and_wait();

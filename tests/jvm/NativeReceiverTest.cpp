@@ -1,4 +1,4 @@
-// The receiver's own bookkeeping, on a launcher that records.
+// The receiver, with a launcher that records calls.
 #include "native/NativeReceiver.h"
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ std::string Message(const std::uint8_t* bytes, int length) {
   return Numbers(Bytes(bytes, bytes + length)) + "/" + std::to_string(length);
 }
 
-/// Reports each call but the questions whether it is initialised.
+/// Reports each call except IsInitialized.
 class RecordingLauncher : public NativeLauncher {
  public:
   using NativeLauncher::NativeLauncher;

@@ -17,8 +17,8 @@ using Ferrolink::Native::Interfaces::IReceiver;
 using Ferrolink::Native::Interfaces::ITransmitter;
 using Ferrolink::Native::Interfaces::ITransport;
 
-// The ABI's pointer to a virtual member function holds 1 + the function's offset in the table,
-// which the destructor's two entries open.
+// In the platform's C++ ABI a pointer to a virtual member function is 1 plus the function's offset
+// in the table, which begins with the destructor's two entries.
 template <class Member>
 std::ptrdiff_t Slot(Member member) {
   std::ptrdiff_t offset = 0;

@@ -29,10 +29,10 @@ std::atomic<int> sleeps{0};
 std::atomic<int> wakes{0};
 std::atomic<int> otherCalls{0};
 
-// Where set, a thread that the kernel has woken waits for it before it goes on.
+// If set, a thread that the kernel has woken waits for it before it continues.
 std::atomic<std::shared_future<void>*> wokenThreadsWaitFor{nullptr};
 
-// What the kernel says about processors, and what happens before it says so.
+// The kernel's answer about processors, and what happens before it answers.
 std::function<void()> beforeProcessorsAreAsked = [] {};
 enum class Processors { Real, One, OneEach, Several, Refused };
 Processors processors = Processors::Real;
@@ -59,7 +59,7 @@ int FakedProcessors(pid_t thread, cpu_set_t* set) {
 
 }  // namespace
 
-// The mutex's own system calls come by here.
+// The mutex's system calls end up here.
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier)
 long __real_syscall(long number, ...);
@@ -117,7 +117,7 @@ class BriefMutexTest : public testing::Test {
     }
   }
 
-  // Holds the mutex until that many threads are going to sleep for it.
+  // Holds the mutex until that many threads are about to sleep.
   static void HoldUntilAsleep(BriefMutex& mutex, int sleepers, const std::function<void()>& body) {
     std::vector<std::thread> threads;
     {
@@ -135,7 +135,7 @@ class BriefMutexTest : public testing::Test {
   }
 };
 
-// Now and then the thread that holds the mutex gives up its processor, so that others wait for it.
+// Now and then the holder gives up its processor, so that others wait.
 TEST_F(BriefMutexTest, LetsOneThreadInAtATime) {
   BriefMutex mutex;
   std::atomic<bool> inside{false};
@@ -192,7 +192,7 @@ TEST_F(BriefMutexTest, IsFreeAgainAfterSleepersAreGone) {
   EXPECT_EQ(wakes, 0);
 }
 
-// The second wake call is the woken thread's own: it cannot know that it was the only one.
+// The woken thread makes the second wake call: it cannot know that nobody else sleeps.
 TEST_F(BriefMutexTest, WakesASleeperOnceHoweverLongItTakesToRun) {
   BriefMutex mutex;
   std::promise<void> gate;
@@ -217,9 +217,9 @@ TEST_F(BriefMutexTest, WakesASleeperOnceHoweverLongItTakesToRun) {
   EXPECT_EQ(wakes, 2);
 }
 
-// A thread that finds the mutex taken asks for the processors first, and meanwhile the mutex is
-// given back. If it spins, it takes the mutex as it is. If it goes to sleep, it takes it with the
-// note that threads sleep, and makes a wake call when it gives it back.
+// A thread that finds the mutex taken first asks for the processors; the mutex is unlocked in
+// between. If the thread spins, it takes the mutex as it is. If it goes to sleep, it takes the
+// mutex with the mark that threads are asleep, and makes a wake call when it unlocks.
 void ReportHowItWaits() {
   BriefMutex mutex;
   beforeProcessorsAreAsked = [&mutex] { mutex.unlock(); };

@@ -6,20 +6,20 @@
 #include <string>
 #include <vector>
 
-/// Takes the place of `time` and `nanosleep` in a test's executable, which must be linked with
+/// Replaces `time` and `nanosleep` in a test's executable, which is linked with
 /// ferrolink_wrap(<target> time nanosleep). Pauses are recorded, not slept. Any thread.
 namespace Ferrolink::Tests::ClockProbe {
 
-/// From now on the time is `now`; before the first call it is the real one.
+/// Sets the time to `now`. Before the first call it is the real time.
 void SetTime(std::time_t now);
 
-/// The pauses asked for so far, each as "<seconds> s <nanoseconds> ns".
+/// The pauses so far, each as "<seconds> s <nanoseconds> ns".
 std::vector<std::string> Pauses();
 
-/// Has the next pause interrupted by a signal with `nanoseconds` left to sleep.
+/// A signal interrupts the next pause with `nanoseconds` left.
 void InterruptNextPause(long nanoseconds);
 
-/// Has every pause fail with `error`.
+/// Every pause fails with `error`.
 void FailPauses(int error);
 
 /// Calls `action` at every pause, on the thread that pauses.

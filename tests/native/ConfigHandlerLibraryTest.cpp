@@ -1,4 +1,4 @@
-// How the configuration bridge finds its library, and that it keeps nothing else.
+// How the configuration bridge finds its library. It caches nothing else.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -49,7 +49,7 @@ TEST(ConfigHandlerLibrary, RaisesItsAbsenceOnceForEveryOperation) {
   const std::string message = CannotOpen(tree);
   EXPECT_EQ(result.report, (Texts{message, message, message, "1"}));
   EXPECT_EQ(result.exitCode, 0);
-  // One echo for each of the four; each constructs two more while it asks for level and directory.
+  // One echo for each of the four. Each constructs two more errors, for level and directory.
   std::string event = "Native exception|" + message + "|Unknown\n";
   std::erase(event, '\n');
   EXPECT_EQ(Events(tree), Ferrolink::Tests::Repeated(event + "\n", 12));

@@ -56,7 +56,7 @@ const std::string& Argument(std::size_t index) {
   return Ferrolink::Tests::CaseArguments().at(index);
 }
 
-/// Settings that keep the error log and the logging level out of what a test looks at.
+/// Settings that keep error log and logging level out of the calls and events under test.
 CaseOptions Quietly(const InstallationTree& tree, const Texts& arguments) {
   CaseOptions options = FakeSettings(tree);
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
@@ -125,7 +125,7 @@ TEST(ConfigHandler, NamesEachMissingFunctionAndRaisesItTwice) {
     }
     const std::string message = name + " function not found in Utils library";
     EXPECT_EQ(result.report, Texts{message});
-    // Each of the two asks for the working directory, in vain and with an error of its own.
+    // Each of the two asks for the working directory, which fails with an error of its own.
     const std::string noDirectory = Ferrolink::Tests::Repeated(
         Event("GetWorkingDirectory function not found in Utils library"), 2);
     EXPECT_EQ(Events(tree), noDirectory + Event(message) + noDirectory + Event(message));

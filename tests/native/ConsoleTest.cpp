@@ -1,4 +1,4 @@
-// Console output where nobody reads it, where its file may not grow, and next to the host's own.
+// Console output to a closed pipe, at the file size limit, and next to the host's own output.
 #include "native/Console.h"
 
 #include <fcntl.h>

@@ -1,5 +1,5 @@
-// The error log where its file is not what it should be, or takes no more: the error arrives, the
-// process lives, and nothing but regular files is written to.
+// The error log if its file is no regular file or is full: the error is raised, the process lives,
+// and nothing but regular files is written.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
@@ -35,7 +35,7 @@ using Ferrolink::Tests::WithoutStamps;
 namespace {
 
 constexpr std::time_t kLateEvening = 1794699005;
-// The log is this long where a limit is to meet it and none of the test's own files.
+// The length of a log that a file size limit is to stop; the test's own files are shorter.
 constexpr std::size_t kLongLog = 100'000;
 constexpr const char* kLogName = "_FerrolinkNativeErrorLogger_2026-11-14.txt";
 
@@ -56,14 +56,14 @@ class ErrorLogFaults : public testing::Test {
   [[nodiscard]] fs::path Log() const { return m_tree.WorkDirectory() / kLogName; }
   [[nodiscard]] std::string LogText() const { return Ferrolink::Tests::FileText(Log()); }
 
-  /// Gives the log kLongLog bytes of whole lines, which it returns.
+  /// Fills the log with kLongLog bytes of whole lines and returns them.
   [[nodiscard]] std::string FillLog() const {
     const std::string text(kLongLog, '\n');
     std::ofstream(Log()) << text;
     return text;
   }
 
-  /// The process lived, the error had its text and went to telemetry.
+  /// Expects that the process lived and that the error had its text and went to telemetry.
   void ExpectRaised(const CaseResult& result) const {
     EXPECT_EQ(result.signal, 0);
     EXPECT_EQ(result.exitCode, 0) << result.err;
@@ -254,7 +254,7 @@ TEST_F(ErrorLogFaults, ALineThatWasCutAtTheSizeLimitTakesNoLaterLineWithIt) {
 
 PROCESS_CASE(raiseOnAFullDisk) {
   ClockProbe::SetTime(kLateEvening);
-  // There is room again while the log pauses: the line that was cut must not come a second time.
+  // There is room again during the log's pause: the cut line must not be written twice.
   ClockProbe::OnPause([] { FileProbe::LeaveRoom(); });
   FileProbe::RecordWrites();
   FileProbe::LeaveRoomFor(30);

@@ -10,8 +10,8 @@
 #include "tests/support/InstallationTree.h"
 #include "tests/support/ProcessCase.h"
 
-/// What tests with the fake configuration and utilities libraries share: the settings that steer
-/// them, and what they recorded in files of the test's tree.
+/// Helpers for tests with the fake configuration and utilities libraries: settings, and what the
+/// fakes recorded in files of the test's tree.
 namespace Ferrolink::Tests {
 
 using Texts = std::vector<std::string>;
@@ -25,7 +25,7 @@ inline std::string FileText(const std::filesystem::path& file) {
   return text.str();
 }
 
-/// The fakes' settings: the tree's work directory for the error log, files for their records.
+/// Settings: the tree's work directory for the error log, files for the fakes' records.
 inline CaseOptions FakeSettings(const InstallationTree& tree) {
   CaseOptions options;
   options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.WorkDirectory().string();

@@ -1,4 +1,4 @@
-// The error log under conditions that a host brings about: signals, locales, many threads.
+// The error log under conditions that a host creates: signals, locales, many threads.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Errors that arise while an error is being reported: by the configuration that the report asks, by
-// the telemetry that it goes to.
+// Errors that are raised while an error is reported: by the configuration that the report asks, and
+// by telemetry.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 

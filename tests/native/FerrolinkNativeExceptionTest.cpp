@@ -162,7 +162,7 @@ TEST(FerrolinkNativeException, WritesOneFileALocalDayAndAppendsToIt) {
   EXPECT_EQ(files, 2);
 }
 
-// Hosts do catch by value, whatever the compiler thinks of it.
+// Hosts do catch by value, so this does, against the compiler's advice.
 #if !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wcatch-value"

@@ -36,7 +36,7 @@ std::string Opening(const std::string& path, int flags) {
   return text.str();
 }
 
-/// How many of `size` bytes a file takes.
+/// How many of `size` bytes there is room for.
 std::size_t Fitting(std::size_t size) {
   if (!SharedState().room) {
     return size;
@@ -116,7 +116,7 @@ extern "C" int __wrap_open(const char* path, int flags, ...) {
   return __real_open((state.directory + wanted).c_str(), flags, mode);
 }
 
-// The executable's definitions precede the C library's, so the C++ library's streams end up here.
+// The executable's definitions take precedence, so the streams of the C++ library end up here.
 extern "C" __attribute__((visibility("default"))) ssize_t write(int file, const void* bytes,
                                                                 std::size_t size) {
   static auto* const next = Original<ssize_t(int, const void*, std::size_t)>("write");

@@ -5,34 +5,32 @@
 #include <string>
 #include <vector>
 
-/// Stands between the library, the C++ library's file streams and the C library in a test's
-/// executable, which must be linked with ferrolink_wrap(<target> open). Only for single-threaded
-/// bodies.
+/// Replaces functions of the C library for the library under test and for C++ file streams, in an
+/// executable that is linked with ferrolink_wrap(<target> open). For single-threaded bodies.
 namespace Ferrolink::Tests::FileProbe {
 
-/// From now on opening any path that starts with `prefix` is recorded, and opens the same path
-/// below `directory` instead.
+/// Opening a path that starts with `prefix` is recorded, and opens the same path below `directory`.
 void Redirect(const std::string& prefix, const std::string& directory);
 
-/// From now on opening any path that starts with `prefix` is recorded and fails with `error`.
+/// Opening a path that starts with `prefix` is recorded and fails with `error`.
 void Fail(const std::string& prefix, int error);
 
-/// From now on opening a path that starts with `prefix` for reading as well fails with `error`.
+/// Opening a path that starts with `prefix` for reading and writing fails with `error`.
 void FailReading(const std::string& prefix, int error);
 
-/// The paths recorded, each followed by a blank and the flags of opening in octal digits.
+/// The recorded paths, each followed by a blank and the flags in octal.
 std::vector<std::string> Openings();
 
-/// From now on files have room for `bytes` more bytes and are full after that.
+/// Files have room for `bytes` more bytes and are full after that.
 void LeaveRoomFor(std::size_t bytes);
 
 /// Files have room again.
 void LeaveRoom();
 
-/// From now on what file streams write is recorded.
+/// Records what file streams write.
 void RecordWrites();
 
-/// The texts recorded, one for each write.
+/// The recorded texts, one for each write.
 std::vector<std::string> Writes();
 
 }  // namespace Ferrolink::Tests::FileProbe

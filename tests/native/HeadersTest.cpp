@@ -34,7 +34,7 @@ std::vector<std::string> HeadersOnDisk() {
 
 }  // namespace
 
-// Each listed header is compiled alone, and a second time after itself, as part of this executable.
+// This executable compiles each listed header alone, and a second time after itself.
 TEST(Headers, AreAllAmongThoseThatAreCompiledAlone) {
   EXPECT_EQ(ListedHeaders(), HeadersOnDisk());
 }

@@ -27,10 +27,9 @@ namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;
 
 namespace {
 
-/// The virtual slot of an operation, counted from 1 after the destructor.
-///
-/// In the platform's C++ binary interface a pointer to a virtual member holds 1 plus the slot's
-/// offset; a virtual destructor takes two table entries (complete and deleting).
+/// The virtual slot of an operation, counted from 1 after the destructor. In the platform's C++ ABI
+/// a pointer to a virtual member function is 1 plus the slot's offset, and a virtual destructor
+/// takes two table entries (complete and deleting).
 template <class Operation>
 std::size_t SlotOf(Operation operation) {
   static_assert(sizeof operation == 2 * sizeof(std::ptrdiff_t));

@@ -1,4 +1,4 @@
-// The finder's loading operations: which file is asked for how, and what becomes of a failure.
+// The finder's load operations: which file they open, with which flags, and how they fail.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
@@ -93,7 +93,7 @@ const char* Words(const void* handle) {
 
 }  // namespace
 
-// Arguments: the operation, the path, the loader's error text where it is not the loader's own.
+// Arguments: the operation, the path, and an error text that replaces the loader's own.
 PROCESS_CASE(loadEveryWay) {
   Load* load = kLoads.at(Argument(0));
   if (Ferrolink::Tests::CaseArguments().size() > 2) {
@@ -112,7 +112,7 @@ TEST(LoadLibrary, DisposesOfAMissingFileAsAskedWithoutCallingTheLoader) {
       const CaseResult result =
           RunCase("loadEveryWay", tree, WithArguments({name, path, "not to be asked"}));
       const std::string message = CannotLoad(path, "File not found.");
-      // libConfigs.so and libUtils.so are not there either: their absence calls no loader.
+      // libConfigs.so and libUtils.so are missing too, which calls no loader.
       EXPECT_EQ(result.report, (Texts{message, "null", "null", "0"}));
       EXPECT_EQ(result.err, message + "\n");
       EXPECT_EQ(result.out, "");
@@ -199,7 +199,7 @@ TEST(LoadCompanion, RaisesTheAbsenceOfWhatIsDemanded) {
   }
 }
 
-// Arguments: the companion, the library to put in its place.
+// Arguments: the companion, and the library to put in its place.
 PROCESS_CASE(companionAppears) {
   const Companion& companion = kCompanions.at(Argument(0));
   Report(Words(companion.load(false)));

@@ -46,8 +46,7 @@ std::string UnknownDirectory(const std::string& reason) {
 
 }  // namespace
 
-// Replaces the process by itself under the name of the first argument, to run the case of the
-// second.
+// Executes itself again under the name of the first argument and runs the case of the second.
 PROCESS_CASE(underAnotherName) {
   Texts texts = {Argument(0), "--process-case", Argument(1)};
   std::vector<char*> argv;

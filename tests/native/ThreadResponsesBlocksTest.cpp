@@ -1,4 +1,4 @@
-// The blocks that threads keep for their next response, and what becomes of them when threads end.
+// The blocks that threads keep for their next response, and their release when threads end.
 #include <gtest/gtest.h>
 #include <malloc.h>
 #include <pthread.h>
@@ -38,7 +38,7 @@ void* allocate(std::size_t size) {
 
 }  // namespace
 
-// Not inlined: the compiler would see a block of operator new given to free.
+// Not inlined: the compiler would warn of free for a block of operator new.
 [[gnu::noinline]] void* operator new(std::size_t size) {
   return allocate(size);
 }
@@ -66,7 +66,7 @@ void Exchange(ThreadResponses& responses) {
   EXPECT_TRUE(Read(responses));
 }
 
-// On as many threads at once, whose ids differ therefore; returns after the last has ended.
+// Runs on as many threads at once, so their ids differ. Returns after the last has ended.
 void OnThreadsAtOnce(int count, const std::function<void()>& action) {
   std::barrier<> together(count);
   std::vector<std::thread> threads;
@@ -85,7 +85,7 @@ void OnNewThread(const std::function<void()>& action) {
   std::thread(action).join();
 }
 
-// How often ten large responses of this thread allocate their block anew, after a first one.
+// How often ten large responses of this thread allocate a block, after a first one.
 long AllocationsOfTen(ThreadResponses& responses) {
   Exchange(responses);
   const long before = largeAllocations;

@@ -15,7 +15,7 @@ void Store(ThreadResponses& responses, const std::string& text) {
   responses.Store(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
 }
 
-// As much of the response as `room` bytes hold, before bytes that stay as they were.
+// The response as read into `room` bytes, and bytes behind it that must not change.
 std::optional<std::string> Read(ThreadResponses& responses, std::size_t room) {
   std::string buffer(room, '-');
   const bool found =

@@ -3,9 +3,9 @@
 
 namespace Ferrolink::Tests {
 
-/// How often a test does something: the number in the environment variable where it is set, else
-/// `otherwise`. scripts/verify sets counts that the tests are too short for. Tests and bodies.
-/// Errors: std::runtime_error where the variable holds anything but a positive number.
+/// How often a test does something: the number in the environment variable, or `otherwise` if it is
+/// not set. scripts/verify sets counts that are too long for a plain test run. For tests and
+/// bodies. Errors: std::runtime_error if the variable is no positive number.
 long CountOr(const char* variable, long otherwise);
 
 }  // namespace Ferrolink::Tests

@@ -8,8 +8,8 @@
 
 namespace Ferrolink::Tests {
 
-/// An installation of a test's own: a fresh root with Binaries/Native/Linux/X64, Binaries/Jvm and a
-/// directory "work" for error logs, holding nothing but what the test puts there.
+/// An installation for one test: a new root with Binaries/Native/Linux/X64, Binaries/Jvm and a
+/// directory "work" for error logs, otherwise empty.
 class InstallationTree {
  public:
   InstallationTree();
@@ -24,7 +24,7 @@ class InstallationTree {
   /// Copies a library into the native directory under `name` (say "libConfigs.so").
   void AddLibrary(const std::filesystem::path& library, const std::string& name) const;
 
-  /// All error-log text in `WorkDirectory()`, of whatever day; "" where there is none.
+  /// The text of all error logs in `WorkDirectory()`, of any day; "" if there is none.
   [[nodiscard]] std::string ErrorLog() const;
 
  private:

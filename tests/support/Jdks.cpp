@@ -10,9 +10,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// A JVM that checks JNI also checks its signal handlers, from its first moment on. JDK 17 does so
-// before it has noted them: in a process that is slow to start it prints, on standard output, that
-// handlers were modified. With this option it does not look.
+// A JVM that checks JNI also checks its signal handlers from the start. JDK 17 does so before it
+// has recorded them: in a process that starts slowly it prints, on standard output, that handlers
+// were modified. This option turns the check off.
 std::string WithoutCheckOfSignals(const std::string& javaOptions) {
   const bool checked = javaOptions.find("-Xcheck:jni") != std::string::npos;
   return checked ? javaOptions + " -XX:+AllowUserSignalHandlers" : javaOptions;

@@ -9,12 +9,12 @@
 
 namespace Ferrolink::Tests {
 
-/// The JDKs of this machine: every one under /usr/lib/jvm, each once, and JAVA_HOME. Where
-/// TEST_JAVA_HOMES is set, the homes that it names instead, separated by ":".
+/// The JDKs of this machine: those under /usr/lib/jvm, each once, and JAVA_HOME. If TEST_JAVA_HOMES
+/// is set, the homes in it instead, separated by ":".
 std::vector<std::filesystem::path> InstalledJdks();
 
-/// Options of a case that runs on `jdk`, logs into the tree and hands `javaOptions` to its JVM, and
-/// those of TEST_JAVA_OPTIONS after them.
+/// Options of a case that runs on `jdk`, logs into the tree and passes `javaOptions`, and then
+/// those of TEST_JAVA_OPTIONS, to its JVM.
 CaseOptions OnJdk(const InstallationTree& tree, const std::filesystem::path& jdk,
                   const std::string& javaOptions = "");
 

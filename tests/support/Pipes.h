@@ -10,8 +10,8 @@
 
 namespace Ferrolink::Tests {
 
-/// For bodies: makes the descriptor the end of a pipe that nobody reads any more. A write to it
-/// ends a process that does not guard against it.
+/// For bodies: makes the descriptor the end of a closed pipe. A write to it ends a process that
+/// does not guard against it.
 inline void ClosePipeBehind(int descriptor) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0 || dup2(ends[1], descriptor) < 0) {

@@ -25,25 +25,25 @@
 namespace Ferrolink::Tests {
 
 struct CaseResult {
-  int exitCode = -1;  ///< -1 where a signal ended the process
+  int exitCode = -1;  ///< -1 if a signal ended the process
   int signal = 0;
   std::string out;
   std::string err;
   std::vector<std::string> report;  ///< what the body reported, one entry a call
 };
 
-/// Variables to set; an empty optional value cannot be told from unset, so removal is by `unset`.
+/// Variables to set. To remove one, name it in `unset`: a set but empty variable is not the same.
 struct CaseOptions {
   std::map<std::string, std::string> environment;
   std::vector<std::string> unset;
   std::vector<std::string> arguments;
-  std::filesystem::path workingDirectory;  ///< of the process; the tree's root where empty
+  std::filesystem::path workingDirectory;  ///< of the process; empty: the root of the tree
 };
 
 /// Runs a registered body in a new process. The environment is the test's own without JAVA_HOME and
-/// all FERROLINK_ variables, plus the options'. A body that takes longer than 120 s, or than
-/// TEST_CASE_SECONDS says, ends by SIGALRM; an exception that leaves the body ends it with exit
-/// code 70 and its text on standard error.
+/// all FERROLINK_ variables, plus those of the options. SIGALRM ends a body that takes longer than
+/// 120 s, or than TEST_CASE_SECONDS. An exception that leaves the body gives exit code 70 and its
+/// text on standard error.
 CaseResult RunCase(const std::string& name, const InstallationTree& tree,
                    const CaseOptions& options = {});
 
@@ -72,7 +72,7 @@ class CaseRegistration {
   CaseRegistration(const char* name, void (*body)());
 };
 
-/// Runs the process case that the arguments ask for; -1 where they ask for none.
+/// Runs the process case that the arguments name; -1 if they name none.
 int RunRequestedCase(int argc, char** argv);
 
 }  // namespace Ferrolink::Tests

@@ -36,7 +36,7 @@ inline int Send(NativeTransmitter& transmitter, Bytes command) {
   return transmitter.SendCommand(command.data(), static_cast<int>(command.size()));
 }
 
-/// The fill of the buffer: 90 of an in-memory receiver, the port of a network channel.
+/// The value that a read fills in: 90 from an in-memory receiver, the port from a network channel.
 inline std::string Read(NativeTransmitter& transmitter) {
   Bytes buffer = {8};
   const std::string thrown = ThrownBy([&] { transmitter.ReadResponse(buffer.data(), 1); });
@@ -57,13 +57,13 @@ struct Channels : SiblingTree {
   }
 };
 
-/// The one of the case: never destroyed, so the channels' libraries stay in use.
+/// The case's transmitter. Never destroyed, so the channels' libraries stay open.
 inline NativeTransmitter& TheTransmitter() {
   static auto* const made = new NativeTransmitter(RuntimeOperationMode::CallingRuntime);
   return *made;
 }
 
-/// A channel of a test's own, told by its name.
+/// A channel of the test's own, with a name.
 class NamedChannel : public ITransport {
  public:
   explicit NamedChannel(std::string name) : m_name(std::move(name)) {}

@@ -1,6 +1,6 @@
-// Stands between the library's objects and the dynamic loader: with the variable LOADER_CALLS each
-// opening and closing goes to the siblings' file of calls, as "loader: open <file name> <flags>"
-// and "loader: close <file name>".
+// Replaces functions of the dynamic loader. If LOADER_CALLS is set, each opening and closing is
+// written to the siblings' file of calls, as "loader: open <file name> <flags>" and "loader: close
+// <file name>".
 #include <dlfcn.h>
 #include <link.h>
 

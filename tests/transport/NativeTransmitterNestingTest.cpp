@@ -1,4 +1,4 @@
-// Commands, deployments and reads inside one another, and between those of other threads.
+// Nested commands, deployments and reads, also between those of other threads.
 #include <thread>
 
 #include "tests/transport/Channels.h"
@@ -7,7 +7,7 @@ namespace Ferrolink::Tests {
 
 namespace {
 
-// Inside the first command in memory: a nested command over the network, read at once.
+// A network command nested in the first in-memory command, read at once.
 void SendNested(const char* call) {
   if (std::string(call).rfind("Receiver.SendCommand", 0) == 0) {
     HookSibling(kCpp, nullptr);
@@ -16,7 +16,7 @@ void SendNested(const char* call) {
   }
 }
 
-// The other way round, and the nested command fails.
+// The other way round, with a nested command that fails.
 void SendNestedInMemory(const char* call) {
   if (std::string(call).rfind("Channel.SendCommand", 0) == 0) {
     HookSibling(kTcp, nullptr);

@@ -1,4 +1,4 @@
-// Which channel a command takes, which channel its response comes from, and who owns channels.
+// Which channel a command takes, from which its response comes, and who owns channels.
 #include <gtest/gtest.h>
 
 #include <latch>
@@ -35,7 +35,7 @@ PROCESS_CASE(otherTypes) {
   for (int type = 3; type < 256; ++type) {
     Bytes bytes = Network(static_cast<std::uint8_t>(type), 9);
     std::string text;
-    // A deployment selects the same way; errors are slow to raise, so each type has one of them.
+    // A deployment selects in the same way. Errors are slow to raise, so each type has one.
     if (type % 2 == 0) {
       text = ThrownBy([&] { transmitter.DeployRuntime(bytes.data(), 11, "path", 1); });
     } else {

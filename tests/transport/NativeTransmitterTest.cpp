@@ -125,7 +125,7 @@ PROCESS_CASE(setChannel) {
   own->Initialize(2, 8, 3);
   transmitter.SetTransportChannel(own);
   Report(Read(transmitter, 8));
-  // The next command selects by its header, which releases the channel that was set.
+  // The next command selects by its header and so releases the channel that was set.
   Send(transmitter, InMemory(8));
   Report(Read(transmitter, 8));
 }
@@ -154,7 +154,7 @@ PROCESS_CASE(readOnTwoThreads) {
   Report(Read(transmitter, 8));
   firstRead.count_down();
   other.join();
-  // A thread that selected nothing reads from the current channel, the last one selected.
+  // A thread without a selection reads from the current channel, which was selected last.
   std::thread([&] { Report(Read(transmitter, 8)); }).join();
 }
 

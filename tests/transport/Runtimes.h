@@ -8,7 +8,7 @@
 #include "tests/jvm/LauncherFixture.h"
 #include "tests/transport/TransportFixture.h"
 
-/// Fake runtimes for the in-memory transport, and what setting one up calls on it.
+/// Fake runtimes for the in-memory transport, and the calls of their set-up.
 namespace Ferrolink::Tests {
 
 using Ferrolink::Native::Transport::TransportInMemory;
@@ -21,7 +21,7 @@ inline std::string Reinstall(const char* code) {
   return std::string(kPrefix) + code + ". \nReinstall Ferrolink package";
 }
 
-/// Lives until the process ends: its destructor closes the libraries of the objects that it owns.
+/// Never destroyed: its destructor would close the libraries of the objects that it owns.
 inline TransportInMemory& Transport() {
   static auto* const made = new TransportInMemory;
   return *made;

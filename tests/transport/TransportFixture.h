@@ -7,7 +7,7 @@
 
 #include "tests/support/ProcessCase.h"
 
-/// A tree whose siblings are fakes, and what was called on them.
+/// A tree with fake siblings, and the calls on them.
 namespace Ferrolink::Tests {
 
 class SiblingTree {
@@ -18,7 +18,7 @@ class SiblingTree {
 
   CaseResult Run(const std::string& name, CaseOptions options = {});
 
-  /// As run, with the loader's calls among those of the siblings.
+  /// As run, with the loader's calls included.
   CaseResult RunWithLoader(const std::string& name, CaseOptions options = {});
 
   /// The calls in order, each "<short library name>: <call>".
@@ -30,8 +30,8 @@ class SiblingTree {
   InstallationTree m_tree;
 };
 
-/// For bodies: has `hook` called inside every call of the sibling of that file name, on the
-/// caller's thread; null ends that. Opens the library and keeps it in the process.
+/// For bodies: `hook` is called inside every call of the sibling with that file name, on the
+/// caller's thread; null removes it. Opens the library and keeps it open.
 void HookSibling(const std::string& fileName, void (*hook)(const char* call));
 
 /// For bodies: whether no thread holds the lock now.

@@ -1,4 +1,4 @@
-// What the in-memory transport makes of a set-up that failed, and of commands out of one that runs.
+// Failed set-ups of the in-memory transport, and commands that a running set-up sends.
 #include <gtest/gtest.h>
 
 #include <array>
@@ -22,7 +22,7 @@ void Initialize(std::uint8_t calling, std::uint8_t called) {
   Report(ThrownBy([&] { Transport().Initialize(calling, called, 3); }));
 }
 
-/// What the runtime answers, or the text of what was thrown.
+/// The runtime's answer, or the text of the error.
 std::string Sent(std::uint8_t called) {
   std::array<std::uint8_t, 1> message = {called};
   std::string answer;

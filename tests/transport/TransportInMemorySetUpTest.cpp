@@ -1,4 +1,4 @@
-// How the in-memory transport sets up pairs of runtimes: loader calls, order, locks.
+// Set-up of pairs of runtimes by the in-memory transport: loader calls, order, locks.
 #include <gtest/gtest.h>
 
 #include <unistd.h>
@@ -78,7 +78,7 @@ TEST(TransportInMemorySetUp, ARuntimeThatIsNotKnownHasNoLibrary) {
 
 namespace {
 
-// What the calling side's failure logs, of two calls for the same pair.
+// The log lines of the calling side's failure, for two calls with the same pair.
 void ExpectLogged(Runtimes& siblings, CaseOptions options, const Texts& errors,
                   const std::string& callingSide) {
   options.arguments = {"2", "8"};
@@ -255,7 +255,7 @@ std::atomic<int> latecomer{0};  // its thread's number, once it runs
 std::atomic<bool> latecomerIsThrough{false};
 std::optional<std::thread> latecomersThread;
 
-// The latecomer is asleep: where it waits for the lock, it stays so.
+// The latecomer is asleep; if it waits for the lock, it stays asleep.
 bool IsAsleep(int thread) {
   std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/stat");
   std::string text;
@@ -263,7 +263,7 @@ bool IsAsleep(int thread) {
   return text.find(") S ") != std::string::npos;
 }
 
-// Both libraries are open by now, the calling side's objects are not there yet.
+// Both libraries are open, but the calling side's objects do not exist yet.
 void InitializeMeanwhile(const char* call) {
   if (std::string(call) != "CreateReceiver(0)") {
     return;

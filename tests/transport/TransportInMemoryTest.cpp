@@ -15,7 +15,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-// Lives until the process ends: its destructor closes the libraries of the objects that it owns.
+// Never destroyed: its destructor would close the libraries of the objects that it owns.
 TransportInMemory& Transport() {
   static auto* const made = new TransportInMemory;
   return *made;
@@ -169,7 +169,7 @@ TEST(TransportInMemory, NamesTheRuntimeThatIsNotLoaded) {
 PROCESS_CASE(deployThroughOwnTransmitter) {
   TransportInMemory& channel = Transport();
   channel.Initialize(2, 8, 3);
-  // As if the transmitter that the called runtime's library handed out were this process's own.
+  // Makes the transmitter of the called runtime's library this process's own.
   void* library = dlopen((CaseNativeDirectory() / "libFerrolinkCppRuntimeNative.so").c_str(),
                          RTLD_NOW | RTLD_NOLOAD);
   using Last = Ferrolink::Native::Interfaces::ITransmitter*();

@@ -53,7 +53,7 @@ void Called(const std::string& function, const std::string& arguments) {
 
 [[maybe_unused]] int Text(const std::string& function, const std::string& arguments, char* buffer,
                           std::size_t size) {
-  // Where bytes of an earlier text were left in the buffer, a bridge could take them for its own.
+  // A bridge could take bytes of an earlier text in the buffer for its own.
   const bool zeroed = std::all_of(buffer, buffer + size, [](char byte) { return byte == '\0'; });
   if (size != kBufferSize || !zeroed) {
     std::abort();

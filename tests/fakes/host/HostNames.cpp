@@ -1,4 +1,4 @@
-// The names that the library keeps to itself, as a host might use them for its own purposes.
+// The library's hidden names, as a host might define them for itself.
 #include <cstdlib>
 #include <mutex>
 #include <shared_mutex>
@@ -12,7 +12,7 @@ void CalledHost(const char* name) {
   std::abort();
 }
 
-// Small integers where the library has pointers: whoever follows one crashes.
+// Small integers in place of the library's pointers: following one crashes.
 #pragma GCC visibility push(default)
 long receiver = 1;
 long transmitter = 2;

@@ -1,10 +1,10 @@
 #ifndef FERROLINK_TESTS_FAKES_HOST_HOSTNAMES_H
 #define FERROLINK_TESTS_FAKES_HOST_HOSTNAMES_H
 
-/// Reports "host: <name>" and aborts: a symbol of the host's took the place of the library's own.
+/// Reports "host: <name>" and aborts: the host's symbol was used in place of the library's.
 [[noreturn]] void CalledHost(const char* name);
 
-/// Stands for a virtual table or type information. Whoever calls through it ends in CalledHost.
+/// In place of a virtual table or type information. A call through it ends in CalledHost.
 struct HostTable {
   void (*entries[64])();
 };

@@ -1,4 +1,4 @@
-// What a JVM library exports, and what tests steer the fake with.
+// The exports of a JVM library, and the functions with which tests control the fake.
 #include "tests/fakes/jvm/FakeState.h"
 
 using Ferrolink::Tests::FakeJvm::SharedState;

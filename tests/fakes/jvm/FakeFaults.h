@@ -6,13 +6,13 @@
 #include <functional>
 #include <optional>
 
-/// Makes one call of the fake JVM fail that is told by its number alone, whatever function it is:
-/// for tests that let each call of a stretch fail in turn.
+/// Makes one call of the fake JVM fail, given by its number, whatever the function: for tests in
+/// which each call fails in turn.
 namespace Ferrolink::Tests::FakeJvm {
 
 struct Effect;
 
-/// As Injection, but of the `call`-th call from now on, over all functions and threads.
+/// As Injection, but for the `call`-th call from now on, of all functions and threads.
 struct NumberedFault {
   long call = 0;  ///< 0: none
   bool null = false;
@@ -20,8 +20,8 @@ struct NumberedFault {
   std::optional<jint> result{};
 };
 
-/// Counts one call and adds the numbered fault to what the injections made of it, where it is the
-/// one. The fake's lock is held by the caller.
+/// Counts one call and adds the numbered fault to the effect if this is the call. The caller holds
+/// the fake's lock.
 void TakeNumberedFault(Effect& effect);
 
 /// What NewByteArray is to run.
@@ -34,7 +34,7 @@ extern "C" {
 void FakeJvmFailCall(const Ferrolink::Tests::FakeJvm::NumberedFault* fault);
 /// Whether the fault has been taken.
 bool FakeJvmFailedCall();
-/// Run on the calling thread by NewByteArray, with the fake's lock open. Changed while no other
+/// NewByteArray runs it on the calling thread, without the fake's lock. Changed only while no other
 /// thread is in a JNI call.
 void FakeJvmInsideNewByteArray(const std::function<void()>* inside);
 }

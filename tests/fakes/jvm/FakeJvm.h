@@ -9,18 +9,18 @@
 #include <string>
 #include <vector>
 
-/// A JVM library without a JVM. It records every JNI call, ends the process with a text when a rule
-/// of JNI is broken (an environment or a local reference on a foreign thread, a local reference of
-/// an outer frame, a reference after its end, a call that is not allowed while an exception is
-/// pending), counts what was not given back, and answers as the test says.
+/// A JVM library without a JVM. It records every JNI call, counts what was not released, and
+/// answers as the test says. It ends the process with a text if a rule of JNI is broken: an
+/// environment or a local reference on a foreign thread, a local reference of an outer frame, a
+/// reference after its end, a call that is not allowed while an exception is pending.
 ///
 /// Tests open it by path and find the functions at the end of this file with dlsym; the class
-/// FakeJvmClient does so. With the variable FAKE_JVM_CALLS every call is also appended to that
-/// file, which still sees the calls made while the process exits.
+/// FakeJvmClient does that. If FAKE_JVM_CALLS is set, every call is also appended to that file,
+/// also the calls made while the process exits.
 namespace Ferrolink::Tests::FakeJvm {
 
-/// Makes calls fail. Exactly the asked-for effects happen: an exception alone leaves the call's own
-/// result as it is.
+/// Makes calls fail. Only the given effects happen: an exception alone leaves the call's result as
+/// it is.
 struct Injection {
   std::string call;        ///< how the recorded call starts, say "GetStaticMethodID(heartBeat"
   int occurrence = 1;      ///< counted from the injection on; 0 means every one
@@ -29,7 +29,7 @@ struct Injection {
   std::optional<jint> result{};  ///< yields this number and does nothing else
 };
 
-enum class Answer { Echo, Bytes, Throw, Null, Text };  // Text: a string, where bytes are due
+enum class Answer { Echo, Bytes, Throw, Null, Text };  // Text: a string instead of bytes
 
 /// What one of the methods that take and return bytes does.
 struct Method {
@@ -91,7 +91,7 @@ void FakeJvmCounts(Ferrolink::Tests::FakeJvm::Counts* counts);
 void FakeJvmCreations(std::vector<Ferrolink::Tests::FakeJvm::Creation>* creations);
 unsigned long FakeJvmCurrentThread();
 
-/// Starts a JVM as another library of the process would have; returns it. No thread is attached.
+/// Starts a JVM as another library of the process would, and returns it. Attaches no thread.
 JavaVM* FakeJvmStartJvm();
 
 /// Ends the calling thread's local references, as the return of a native method to Java does.

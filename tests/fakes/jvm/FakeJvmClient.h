@@ -12,7 +12,7 @@
 
 namespace Ferrolink::Tests {
 
-/// A test's grip on the fake JVM library, which it keeps open unless told to let go.
+/// Gives a test access to the fake JVM library, which stays open until LetGo.
 class FakeJvmClient {
  public:
   explicit FakeJvmClient(const std::string& path, int flags = RTLD_NOW | RTLD_LOCAL)

@@ -58,8 +58,8 @@ const MethodEntry& MethodOf(const char* function, jmethodID method) {
   return *reinterpret_cast<const MethodEntry*>(method);
 }
 
-// The test's part of a method; the fake's lock is open while it runs. As native code that Java has
-// called it has a frame of local references to itself.
+// The test's part of a method; runs without the fake's lock. Like native code that Java has called,
+// it has its own frame of local references.
 void RunInside(EnvironmentCall& call, const std::function<void()>& inside) {
   if (inside) {
     call.GetEnvironment().frame += 1;

@@ -96,7 +96,7 @@ jboolean JNICALL ExceptionCheck(JNIEnv* env) {
   return call.GetEnvironment().exceptionPending ? JNI_TRUE : JNI_FALSE;
 }
 
-// Stays pending, unlike in some JVMs, so that a missing ExceptionClear is noticed.
+// Stays pending, unlike in some JVMs: a missing ExceptionClear is noticed.
 void JNICALL ExceptionDescribe(JNIEnv* env) {
   const EnvironmentCall call(env, "ExceptionDescribe", WhilePending::Allowed);
   std::fputs("Exception in thread \"main\" fake.JavaException\n", stderr);

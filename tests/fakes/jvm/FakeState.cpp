@@ -29,7 +29,7 @@ const char* ClassOf(const Object& object) {
   return "java/lang/Object";
 }
 
-// Outlives every static destructor: the process's own exit still makes JNI calls.
+// Never destroyed: the process makes JNI calls while it exits.
 State& SharedState() {
   static State& theState = *new State;
   return theState;

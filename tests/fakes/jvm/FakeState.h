@@ -10,7 +10,7 @@
 
 #include "tests/fakes/jvm/FakeJvm.h"
 
-/// The fake's inside. One lock guards all of it; no Java method runs under that lock.
+/// The fake's internals. One lock guards all of them; Java methods run without it.
 namespace Ferrolink::Tests::FakeJvm {
 
 struct Object {
@@ -20,7 +20,7 @@ struct Object {
   std::vector<jbyte> bytes;
 };
 
-/// Never freed, so that a use after the end is told from a use of a later reference.
+/// Never freed, so that use after release can be told from use of a later reference.
 struct Reference {
   std::shared_ptr<Object> object;
   unsigned long attachment = 0;  ///< 0 for global references
@@ -86,11 +86,11 @@ struct Effect {
   std::optional<jint> result;
 };
 
-/// Records the call and takes the injections that match it. The lock is held by the caller.
+/// Records the call and applies the matching injections. The caller holds the lock.
 Effect Record(const std::string& text);
 
 /// One JNI call through an environment: locks, records, checks the thread and the pending
-/// exception; raises the injected exception when it ends.
+/// exception. Raises the injected exception at its end.
 class EnvironmentCall {
  public:
   enum class WhilePending { Forbidden, Allowed };
@@ -149,11 +149,12 @@ void FillReferenceFunctions(JNINativeInterface_& table);
 void FillArrayFunctions(JNINativeInterface_& table);
 void FillMethodFunctions(JNINativeInterface_& table);
 
-/// Starts a JVM / attaches the calling thread. The lock is held by the caller.
+/// Start a JVM; attach the calling thread. The caller holds the lock.
 Machine& StartMachine();
 Environment& AttachCurrentThread();
 
-/// Ends what is left of an attachment's local references; returns how many. The lock is held.
+/// Ends the remaining local references of an attachment; returns their number. The caller holds the
+/// lock.
 long EndLocalReferences(unsigned long attachment);
 
 }  // namespace Ferrolink::Tests::FakeJvm

@@ -22,7 +22,7 @@ namespace {
   Fatal("AttachCurrentThreadAsDaemon: not implemented");
 }
 
-// What the list does not name (reserved slots, functions of later JNI versions) is filled as well.
+// Also fills slots that the list does not name: reserved ones, and functions of later JNI versions.
 template <class Table>
 void FillEverySlot(Table& table) {
   std::array<void (*)(), sizeof(Table) / sizeof(void*)> slots{};
@@ -59,7 +59,7 @@ jint JNICALL Attach(JavaVM* vm, void** env, void* arguments) {
   }
   if (effect.result) {
     if (SharedState().script.environmentDespiteRefusal) {
-      *env = reinterpret_cast<void*>(alignof(Environment));  // whoever uses it crashes
+      *env = reinterpret_cast<void*>(alignof(Environment));  // using it crashes
     }
     return *effect.result;
   }

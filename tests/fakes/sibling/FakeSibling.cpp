@@ -190,7 +190,7 @@ class Channel : public ITransport {
 
 [[maybe_unused]] ITransmitter* lastTransmitter = nullptr;
 
-// A library knows its receivers for good, even where nobody takes one over.
+// A library keeps its receivers, also if nobody takes ownership.
 [[maybe_unused]] std::vector<IReceiver*>& Receivers() {
   static auto& all = *new std::vector<IReceiver*>;
   return all;

@@ -1,7 +1,7 @@
-// A utilities library whose LogMessage appends "<first>|<second>|<third>" and a line break to the
-// file named by FAKE_UTILS_EVENTS (nothing without it), then calls the hook that a host in the same
-// process may have set, then throws a std::runtime_error with the text of FAKE_UTILS_THROW where
-// that is set. Built with FAKE_UTILS_EMPTY it lacks LogMessage.
+// A utilities library. LogMessage appends "<first>|<second>|<third>" and a line break to the file
+// named by FAKE_UTILS_EVENTS (if set), calls the hook that a host in the same process may have set,
+// and then throws a std::runtime_error with the text of FAKE_UTILS_THROW (if set). Built with
+// FAKE_UTILS_EMPTY it lacks LogMessage.
 #include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
