@@ -14,18 +14,18 @@
 
 namespace Ferrolink::Companions::Tcp {
 
-/// Closes the descriptor in programs that the process starts.
+/// Marks the descriptor to be closed in programs that the process starts (FD_CLOEXEC).
 void CloseOnExec(int descriptor);
 
 /// A connected TCP socket that waits for its peer, with or without limits. Signals do not interrupt
 /// it. It belongs to no event loop: the calling thread waits.
 ///
-/// Thread rule: one thread at a time, except for Cut. Errors: asio::error::timed_out for a limit
-/// that is over, asio::error::eof for the end of the stream, asio::error::operation_aborted for a
-/// wait that another call ended. A closed peer raises no SIGPIPE.
+/// Thread rule: one thread at a time, except for Cut. Errors: asio::error::timed_out if a limit is
+/// over, asio::error::eof at the end of the stream, asio::error::operation_aborted if AbortBy ended
+/// the wait. Sending to a closed peer raises no SIGPIPE.
 ///
-/// System calls: one for a receive without limits; two (poll, recv) with limits, unless the bytes
-/// are expected soon; one for a send if the kernel has room.
+/// System calls: a receive without limits takes one. With limits it takes two (poll, recv), unless
+/// the bytes are expected soon. A send takes one if the kernel has room.
 class PatientSocket {
  public:
   using Clock = std::chrono::steady_clock;
@@ -36,57 +36,60 @@ class PatientSocket {
   /// A new socket for endpoints of that protocol. Errors: std::system_error.
   static PatientSocket Open(const asio::ip::tcp& protocol);
 
-  /// Sets the deadline of every operation, or none.
+  /// Sets one deadline for all operations from now on, or none. Replaces WaitWhileItFlows.
   void WaitUntil(std::optional<Clock::time_point> deadline) {
     m_deadline = deadline;
     m_span.reset();
     m_perByte = std::chrono::nanoseconds(0);
   }
-  /// Every operation ends `progress` after its first wait from now on, so operations that do not
-  /// wait read no clock. Each byte moves that deadline by `perByte`, but to `progress` after the
-  /// byte at most.
+  /// Sets one deadline for all operations from now on: `progress` after the first wait. Until then
+  /// no operation reads the clock. Each byte that is sent or received moves the deadline by
+  /// `perByte`, but never to more than `progress` from now. Replaces WaitUntil.
   void WaitWhileItFlows(std::chrono::milliseconds progress, std::chrono::nanoseconds perByte) {
     m_deadline.reset();
     m_span = progress;
     m_perByte = perByte;
     m_progress = progress;
   }
-  /// Limits each single wait, for a byte to arrive or for room to send one.
+  /// Limits each single wait for a byte to arrive, or for room to send one. No value: no limit.
   void WaitAtMost(std::optional<std::chrono::milliseconds> silence) { m_silence = silence; }
-  /// Receiving ends with operation_aborted as soon as that descriptor is readable, even if bytes
-  /// have arrived. -1 means none. The caller keeps ownership of the descriptor.
+  /// A wait for bytes ends with operation_aborted as soon as that descriptor is readable, even if
+  /// bytes have arrived. -1 means none. The caller keeps ownership of the descriptor.
   void AbortBy(int descriptor) { m_abort = descriptor; }
-  /// Receiving without a deadline waits that long inside recv(2) first. That saves a system call if
-  /// the peer is fast enough. AbortBy then takes effect up to that much later.
+  /// A receive without a deadline first waits that long inside recv(2), which saves the call of
+  /// poll(2) if the bytes arrive in that time. AbortBy may take effect that much later.
   void ExpectWithin(std::chrono::milliseconds time);
-  /// Switches non-blocking mode: operations that would wait report asio::error::would_block.
+  /// Switches non-blocking mode on or off. In it, operations that would wait report
+  /// asio::error::would_block.
   void DontWait(bool on) { m_dontWait = on; }
 
   void Connect(const Endpoint& endpoint, asio::error_code& error);
 
-  /// Sends small pieces without delay and detects dead peers: an idle one after two minutes, one
-  /// that owes an acknowledgement after `unacknowledged`.
+  /// Sets the options of a connected socket: small pieces are sent without delay, and dead peers
+  /// are detected. An idle peer counts as dead after two minutes, one that does not acknowledge
+  /// sent bytes after `unacknowledged`.
   void Tune(std::chrono::milliseconds unacknowledged, asio::error_code& error);
 
-  /// Receives at least one byte, unless there is an error. No bytes for an empty span.
+  /// Receives at least one byte and returns their number; 0 after an error or for an empty span.
   std::size_t Receive(std::span<std::uint8_t> room, asio::error_code& error);
   std::size_t Send(std::span<const std::uint8_t> bytes, asio::error_code& error) {
     return Send({}, bytes, error);
   }
-  /// Sends some of `head` and of the bytes after it, with one system call.
+  /// Sends `head` and then `bytes`, with one system call. Returns the number of sent bytes, which
+  /// may be fewer than all.
   std::size_t Send(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
                    asio::error_code& error);
 
-  /// The next byte, which remains unread.
+  /// Returns the next byte without consuming it; 0 after an error.
   std::uint8_t Peek(asio::error_code& error);
 
-  /// Whether an idle peer is still connected: it has neither closed nor sent anything. Does not
-  /// block.
+  /// Whether the peer is idle and still connected: it has neither closed nor sent anything that is
+  /// unread. Does not block.
   [[nodiscard]] bool IsQuiet() const;
 
-  /// Half-closes: the peer sees the end of the stream after the sent bytes. Reading continues.
+  /// Half-closes: the peer sees the end of the stream after the sent bytes. Receiving still works.
   void EndWriting();
-  /// Ends both directions at once. Thread-safe.
+  /// Ends both directions immediately; a blocked operation returns. Thread-safe.
   void Cut();
 
   [[nodiscard]] int Descriptor() const { return m_socket.get(); }
@@ -97,7 +100,8 @@ class PatientSocket {
   [[nodiscard]] bool IsLimited() const {
     return m_deadline || m_span || m_silence || m_dontWait || m_abort >= 0;
   }
-  /// `waited` counts as waiting time that has passed.
+  /// Waits for poll(2) events. `waited` is time that the operation has waited before. False with
+  /// `error` set if a limit is over or AbortBy ends the wait.
   bool Wait(short events, asio::error_code& error, std::chrono::milliseconds waited = {});
   void Moved(std::size_t bytes);
 
