@@ -12,7 +12,7 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// A connection, its settings, and the index of its server in them.
+/// A connection, the settings that it was opened with, and the index of its server in these.
 struct Line {
   std::unique_ptr<Connection> connection;
   std::shared_ptr<const ClientSettings> settings;
@@ -27,15 +27,16 @@ class ConnectionPool {
  public:
   using Clock = PatientSocket::Clock;
 
-  /// Returns an open idle connection of that configuration revision or a later one; a Line without
-  /// a connection if there is none. Closes unusable ones that it meets.
+  /// Returns an idle connection that was opened with that revision of the configuration or a later
+  /// one. Its peer has neither closed it nor sent anything. Without such a connection, the Line has
+  /// none. Closes connections that are outdated, idle for too long or unusable.
   Line Take(unsigned revision, Clock::time_point now);
 
-  /// Keeps the connection for the next command, unless the pool is full or the configuration has
-  /// changed. Closes connections that have been idle for too long.
+  /// Keeps the connection for a later command; closes it if the pool is full or the configuration
+  /// has changed. Closes connections that have been idle for too long.
   void Give(Line line, Clock::time_point now);
 
-  /// The idle time after which a later command closes a connection.
+  /// A command closes connections that have been idle for longer than this.
   static constexpr std::chrono::seconds kLongestRest{60};
 
   /// This many of the most recently used idle connections keep their buffers.
@@ -47,8 +48,8 @@ class ConnectionPool {
   Line TakeAny(unsigned revision, Clock::time_point now);
   void DropOld(Clock::time_point now, Lines& dropped);
 
-  // Guarded by m_mutex, which is held for moves and freed buffers only: connections are closed
-  // without it. The most recently used connection is at the end, and is taken first.
+  // Guarded by m_mutex, which is held only to move connections and to free buffers: connections are
+  // closed after it is released. The most recently used one is at the end, and is taken first.
   std::mutex m_mutex;
   unsigned m_revision = 0;
   Lines m_idle;

@@ -16,12 +16,13 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// The connections without a thread: new ones, those between commands, and those whose last answer
-/// is being sent. Each has a deadline. Everything runs on the thread of the io_context.
+/// The clients, called guests here, that need no thread: new ones, those between commands, and
+/// those whose last answer is being sent. Each has a deadline. Everything runs on the thread of the
+/// io_context.
 class Lobby {
  public:
   using Clock = std::chrono::steady_clock;
-  /// Takes over a guest whose next command has its header here.
+  /// Takes over a guest as soon as the header of its next command has arrived.
   using Called = std::function<void(Guest)>;
 
   /// Options and events must outlive it.
@@ -35,19 +36,21 @@ class Lobby {
   void Greet(Guest guest);
   /// Waits for the next command of a greeted guest.
   void Await(Guest guest);
-  /// Answers the command whose header has arrived with "not begun", and closes.
+  /// Answers the command whose header has arrived with "not begun" and `why`. Then closes.
   void Refuse(Guest guest, const std::string& why, Refusal kind);
-  /// Answers the next command in advance with "not begun". Then closes.
+  /// Answers the guest's next command with "not begun" and `why`, before it arrives. Then closes.
   void SayGoodbye(Guest guest, const std::string& why);
-  /// Closes once the guest has read all answers, or after a time limit.
+  /// Sends the end of the stream, and closes once the guest has closed or a time limit is over. So
+  /// the guest can read the last answer.
   void Close(Guest guest);
 
-  /// Stops waiting for commands: guests are told, and leave soon.
+  /// The server is about to end. Closes guests that were not greeted yet, and says goodbye to those
+  /// that wait. Time limits for closing become shorter.
   void GoAway(const std::string& why);
   /// Closes all connections at once.
   void Cut();
-  /// Closes the oldest connection, preferably one that never sent a command. False if there is
-  /// none.
+  /// Closes the oldest connection, preferably one that has not sent a command. False if there is no
+  /// connection.
   bool DropOldest();
 
   [[nodiscard]] std::size_t size() const { return m_rows[0].size() + m_rows[1].size(); }
