@@ -49,7 +49,7 @@ void Check(JNIEnv* env) {
   }
 }
 
-jbyteArray makeCommand(JNIEnv* env, const std::uint8_t* message, int length) {
+jbyteArray MakeCommand(JNIEnv* env, const std::uint8_t* message, int length) {
   jbyteArray command = env->NewByteArray(length);
   Check(env);
   env->SetByteArrayRegion(command, 0, length, reinterpret_cast<const jbyte*>(message));
@@ -60,7 +60,7 @@ jbyteArray makeCommand(JNIEnv* env, const std::uint8_t* message, int length) {
 jbyteArray MakeCommandUnderLock(JNIEnv* env, const std::uint8_t* message, int length) {
   static Ferrolink::Native::BriefMutex mutex;
   const std::lock_guard<Ferrolink::Native::BriefMutex> lock(mutex);
-  return makeCommand(env, message, length);
+  return MakeCommand(env, message, length);
 }
 
 template <auto make>

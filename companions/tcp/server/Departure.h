@@ -21,7 +21,7 @@ class Departure {
     }
   }
 
-  void begin() {
+  void Begin() {
     m_begun.store(true);
     eventfd_write(m_event.get(), 1);
   }

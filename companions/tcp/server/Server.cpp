@@ -299,24 +299,24 @@ void Server::Drain() {
   m_operations.readiness.BeginDraining();
   m_operations.manager.NotifyStopping();
   if (m_options.drain.count() == 0) {
-    end();
+    End();
     return;
   }
   m_grace.expires_after(m_options.drain);
   m_grace.async_wait([this](const asio::error_code& error) {
     if (!error) {
-      end();
+      End();
     }
   });
 }
 
-void Server::end() {
+void Server::End() {
   m_hangUp.Ignore();
   m_pause.cancel();
   m_fileCheck.cancel();
   m_trim.cancel();
   m_acceptor.close();
-  m_departure.begin();
+  m_departure.Begin();
   m_lobby.GoAway(Refusals::kGoingAway);
   if (m_sessions.empty()) {
     return;

@@ -88,7 +88,7 @@ class Server {
   void GiveMemoryBack();
 
   void Drain();
-  void end();
+  void End();
   void Cut();
 
   const ServerOptions& m_options;
