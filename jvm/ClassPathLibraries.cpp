@@ -16,6 +16,8 @@
 #include "native/LibrariesFinder.h"
 #include "native/LowerCase.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 namespace fs = std::filesystem;
 using Ferrolink::Native::Console::PrintOut;
 using Ferrolink::Native::LibrariesFinder::LibrariesFinder;
@@ -187,3 +189,5 @@ void ClassPathLibraries::ReleaseOptions() {
   m_options.reset();
   m_arguments.options = nullptr;
 }
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native

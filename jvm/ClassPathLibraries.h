@@ -12,6 +12,8 @@
 
 #include "jvm/LauncherErrors.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 /// The Java archives on the class path of a new JVM besides the installation's own, the
 /// load-library command that adds them, and the options for the JVM.
 ///
@@ -70,5 +72,7 @@ class ClassPathLibraries {
   std::unique_ptr<JavaVMOption[]> m_options;
   JavaVMInitArgs m_arguments{};
 };
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native
 
 #endif

@@ -8,7 +8,7 @@
 #include "jvm/NativeError.h"
 #include "native/BriefMutex.h"
 
-namespace JavaCallback {
+namespace Ferrolink::Runtimes::Jvm::Native::JavaCallback {
 namespace {
 
 using Callback = Jni::GlobalReference<jobject>;
@@ -108,4 +108,4 @@ bool IsByteArray(JNIEnv* env, jobject result) {
   return byteArray != nullptr && env->IsInstanceOf(result, byteArray) != JNI_FALSE;
 }
 
-}  // namespace JavaCallback
+}  // namespace Ferrolink::Runtimes::Jvm::Native::JavaCallback

@@ -10,7 +10,7 @@
 ///
 /// Thread rule: any thread. Which of two concurrent registrations wins is unspecified. A command
 /// that has borrowed a callback finishes with it, even if another one is registered meanwhile.
-namespace JavaCallback {
+namespace Ferrolink::Runtimes::Jvm::Native::JavaCallback {
 
 /// A callback in use: a local reference of the borrowing thread, and its method apply(Object).
 struct Borrowed {
@@ -33,6 +33,6 @@ Borrowed Borrow(JNIEnv* env);
 /// that is no byte array would crash the JVM. False if the JVM cannot be asked.
 bool IsByteArray(JNIEnv* env, jobject result);
 
-}  // namespace JavaCallback
+}  // namespace Ferrolink::Runtimes::Jvm::Native::JavaCallback
 
 #endif

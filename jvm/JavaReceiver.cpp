@@ -13,6 +13,8 @@
 #include "native/ThreadLocal.h"
 #include "native/interfaces/CommandHeader.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 using Ferrolink::Native::ReentryGuard;
 using Ferrolink::Native::ThreadResponses;
 namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;
@@ -308,3 +310,5 @@ std::string JavaReceiver::AskForInfo(JNIEnv* env) {
   m_errors.Check(env, "031");
   return info;
 }
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native

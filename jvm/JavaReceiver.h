@@ -14,6 +14,8 @@
 #include "native/BriefMutex.h"
 #include "native/ThreadResponses.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 /// The Java side that answers commands: the static methods of com.ferrolink.core.receiver.Receiver
 /// in a JVM that the launcher starts or adopts, or else the callback that Java registered.
 ///
@@ -110,5 +112,7 @@ class JavaReceiver {
   // Held while a Java array is created and filled.
   Ferrolink::Native::BriefMutex m_arrayMutex;
 };
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native
 
 #endif

@@ -8,7 +8,7 @@
 /// Owners of JNI resources. Each belongs to the thread of the environment that it was made with,
 /// and alone releases its resource. Releasing is allowed while a Java exception is pending and
 /// leaves it pending.
-namespace Jni {
+namespace Ferrolink::Runtimes::Jvm::Native::Jni {
 
 /// For errors that are raised for a null result: a pending Java exception would disturb every later
 /// JNI call of the thread.
@@ -118,6 +118,6 @@ class StringCharacters {
   const char* m_characters;
 };
 
-}  // namespace Jni
+}  // namespace Ferrolink::Runtimes::Jvm::Native::Jni
 
 #endif

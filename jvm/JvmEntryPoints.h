@@ -3,8 +3,12 @@
 
 #include <jni.h>
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 /// The functions of a JVM library that find or create a JVM.
 using GetCreatedJavaVMsFunction = jint(JavaVM**, jsize, jsize*);  ///< JNI_GetCreatedJavaVMs
 using CreateJavaVMFunction = jint(JavaVM**, void**, void*);       ///< JNI_CreateJavaVM
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native
 
 #endif

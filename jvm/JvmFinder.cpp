@@ -10,6 +10,8 @@
 #include "native/ConfigHandler.h"
 #include "native/Console.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 using Ferrolink::Native::ConfigHandler::ConfigHandler;
 using Ferrolink::Native::Console::PrintOut;
 namespace Loader = Ferrolink::Native::Loader;
@@ -124,3 +126,5 @@ std::string JvmFinder::LibraryPath() const {
   const std::lock_guard<std::mutex> lock(m_pathMutex);
   return m_libraryPath;
 }
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native

@@ -9,6 +9,8 @@
 #include "jvm/LauncherErrors.h"
 #include "native/Loader.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 /// Finds a JVM library and owns it. Steps: SetRuntimePath, OpenLibrary, FindEntryPoints, in this
 /// order.
 ///
@@ -60,5 +62,7 @@ class JvmFinder {
   std::atomic<GetCreatedJavaVMsFunction*> m_getCreatedJavaVMs{nullptr};
   std::atomic<CreateJavaVMFunction*> m_createJavaVM{nullptr};
 };
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native
 
 #endif

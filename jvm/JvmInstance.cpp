@@ -9,6 +9,8 @@
 #include "jvm/LoadedJvm.h"
 #include "native/Console.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 namespace {
 
 // False if the library has no JVM. True with a null `vm` if the JVM ended between the two calls.
@@ -181,3 +183,5 @@ void JvmInstance::ForgetStartingThread() {
   ThreadToken self = CurrentThreadToken();
   m_startingThread.compare_exchange_strong(self, 0);
 }
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native

@@ -11,6 +11,8 @@
 #include "jvm/LauncherErrors.h"
 #include "jvm/ThreadJniEnv.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 /// The JVM of a launcher: created, adopted or bound. Knows the thread that created it, and has the
 /// lock that makes start-up happen once.
 ///
@@ -144,5 +146,7 @@ class JvmInstance::AdoptersAttachment {
  private:
   JvmInstance& m_jvm;
 };
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native
 
 #endif

@@ -9,6 +9,12 @@
 #include "native/LowerCase.h"
 #include "native/interfaces/CommandHeader.h"
 
+using Ferrolink::Runtimes::Jvm::Native::ClassPathLibraries;
+namespace JavaCallback = Ferrolink::Runtimes::Jvm::Native::JavaCallback;
+
+using Ferrolink::Runtimes::Jvm::Native::JavaReceiver;
+using Ferrolink::Runtimes::Jvm::Native::JvmInstance;
+
 using Ferrolink::Native::Console::PrintOut;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;

@@ -107,15 +107,15 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   const bool m_launching;
   const bool m_debugMode;
   const std::string m_runtimeName = "Jvm";
-  const LauncherErrors m_errors;
+  const Ferrolink::Runtimes::Jvm::Native::LauncherErrors m_errors;
 
   // Each has its own synchronisation. A part knows only those before it that it is given; no part
   // knows the launcher.
-  JvmFinder m_finder;
-  ClassPathLibraries m_libraries;
-  JvmInstance m_jvm;
+  Ferrolink::Runtimes::Jvm::Native::JvmFinder m_finder;
+  Ferrolink::Runtimes::Jvm::Native::ClassPathLibraries m_libraries;
+  Ferrolink::Runtimes::Jvm::Native::JvmInstance m_jvm;
   Ferrolink::Native::ThreadResponses m_responses;
-  JavaReceiver m_receiver;
+  Ferrolink::Runtimes::Jvm::Native::JavaReceiver m_receiver;
 };
 
 /// The body of the short-lived thread on which a launcher creates its JVM. An error is logged and,

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 LauncherErrors::LauncherErrors(RuntimeInfo runtimeInfo) : m_runtimeInfo(std::move(runtimeInfo)) {}
 
 void LauncherErrors::Raise(const std::string& text) const {
@@ -31,3 +33,5 @@ bool LauncherErrors::RaisePending(JNIEnv* env, const std::string& code, bool cle
 void LauncherErrors::RaisePending(JNIEnv* env, const char* code) const {
   RaisePending(env, code, true);
 }
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native

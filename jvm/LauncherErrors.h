@@ -8,6 +8,8 @@
 
 #include "native/FerrolinkNativeException.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 /// Raises the launcher's errors as FerrolinkNativeException. Every text ends with "\nRUNTIME
 /// INFO:\n" and the runtime information, which is obtained when the error is raised. The launcher
 /// supplies the function for it, so its parts raise complete errors without knowing it. Immutable.
@@ -46,5 +48,7 @@ class LauncherErrors {
 
   const RuntimeInfo m_runtimeInfo;
 };
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native
 
 #endif

@@ -12,6 +12,8 @@
 #include "jvm/JvmEntryPoints.h"
 #include "native/Loader.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 namespace {
 
 namespace Loader = Ferrolink::Native::Loader;
@@ -62,3 +64,5 @@ JavaVM* FindLoadedJvm() {
   }
   return nullptr;
 }
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native

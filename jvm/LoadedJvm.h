@@ -3,6 +3,8 @@
 
 #include <jni.h>
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 /// The JVM that runs under any JVM library of the process: libjvm.so, also if it was opened through
 /// a link with another name. Null if none runs. Loads nothing. Any thread.
 ///
@@ -10,5 +12,7 @@
 /// libraries: a Java program's own, and the one that JAVA_HOME names. A second JVM would end the
 /// process.
 JavaVM* FindLoadedJvm();
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native
 
 #endif

@@ -2,6 +2,8 @@
 
 #include <cstddef>
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
@@ -113,3 +115,5 @@ std::string ToModifiedUtf8(std::string_view text) {
   }
   return out;
 }
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native

@@ -8,7 +8,7 @@
 
 #include "native/ThreadLocal.h"
 
-namespace NativeError {
+namespace Ferrolink::Runtimes::Jvm::Native::NativeError {
 namespace {
 
 std::mutex errorMessageMutex;  // held for a copy only
@@ -100,4 +100,4 @@ void ForgetOwn() noexcept {
   std::string().swap(OwnString());
 }
 
-}  // namespace NativeError
+}  // namespace Ferrolink::Runtimes::Jvm::Native::NativeError

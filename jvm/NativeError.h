@@ -9,7 +9,7 @@
 /// text of the last failure of the process, on whichever thread it happened: "Undefined error" at
 /// first, overwritten by each failure, never cleared. A text is never torn. The thread's own text
 /// ends with the thread. Thread rule: any thread.
-namespace NativeError {
+namespace Ferrolink::Runtimes::Jvm::Native::NativeError {
 
 /// Stores the text of a failure. Raises nothing, since no exception may leave a native method. If
 /// there is no memory for the text, "std::bad_alloc" is stored.
@@ -22,6 +22,6 @@ std::string Text();
 /// Marks the thread's own text as read: later reads give the process's.
 void ForgetOwn() noexcept;
 
-}  // namespace NativeError
+}  // namespace Ferrolink::Runtimes::Jvm::Native::NativeError
 
 #endif

@@ -11,6 +11,9 @@
 #include "native/FerrolinkNativeException.h"
 #include "native/ThreadLocal.h"
 
+using Ferrolink::Runtimes::Jvm::Native::CurrentThreadToken;
+using Ferrolink::Runtimes::Jvm::Native::ThreadToken;
+
 namespace {
 
 [[noreturn]] void Fail(const std::string& text) {
@@ -60,7 +63,7 @@ FERROLINK_THREAD_LOCAL ThreadToken threadToken = 0;
 
 }  // namespace
 
-ThreadToken CurrentThreadToken() {
+ThreadToken Ferrolink::Runtimes::Jvm::Native::CurrentThreadToken() {
   if (threadToken == 0) {
     threadToken = lastThreadToken.fetch_add(1, std::memory_order_relaxed) + 1;
   }

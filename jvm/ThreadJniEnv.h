@@ -5,10 +5,14 @@
 
 #include "native/Export.h"
 
+namespace Ferrolink::Runtimes::Jvm::Native {
+
 /// A number that is unique among all threads of the process, also ended ones. A thread id is
 /// reused; a token tells whether the calling thread is the one that left it.
 using ThreadToken = unsigned long;
 ThreadToken CurrentThreadToken();
+
+}  // namespace Ferrolink::Runtimes::Jvm::Native
 
 /// Scoped JNI environment of the calling thread. Attaches the thread if the JVM does not know it,
 /// and detaches it only in that case. A thread that was attached stays attached.
@@ -35,7 +39,7 @@ class ThreadJniEnv {
   // DetachCurrentThread detaches whichever thread calls it. The process-wide holder below may be
   // destroyed on another thread (the one that runs exit; after System.exit the JVM's own VM
   // thread), which must stay attached.
-  ThreadToken m_thread = 0;  ///< set if attached
+  Ferrolink::Runtimes::Jvm::Native::ThreadToken m_thread = 0;  ///< set if attached
 };
 
 /// The environment of the process-wide holder, which the first call makes for its own thread.

@@ -24,6 +24,12 @@
 #include "native/RoleSingletons.h"
 #include "native/interfaces/ITransmitter.h"
 
+using Ferrolink::Runtimes::Jvm::Native::FromModifiedUtf8;
+using Ferrolink::Runtimes::Jvm::Native::ToModifiedUtf8;
+namespace NativeError = Ferrolink::Runtimes::Jvm::Native::NativeError;
+namespace JavaCallback = Ferrolink::Runtimes::Jvm::Native::JavaCallback;
+namespace Jni = Ferrolink::Runtimes::Jvm::Native::Jni;
+
 namespace {
 
 using Ferrolink::Native::transmitter;

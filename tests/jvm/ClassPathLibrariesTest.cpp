@@ -11,6 +11,8 @@
 namespace fs = std::filesystem;
 
 namespace Ferrolink::Tests {
+
+using Ferrolink::Runtimes::Jvm::Native::ClassPathLibraries;
 namespace {
 
 std::string Touch(const fs::path& file) {

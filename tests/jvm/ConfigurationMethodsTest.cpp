@@ -13,6 +13,8 @@
 using Ferrolink::Native::operationMode;
 
 namespace Ferrolink::Tests {
+
+namespace NativeError = Ferrolink::Runtimes::Jvm::Native::NativeError;
 namespace {
 
 const std::string kStringCalls = "GetStringUTFChars ReleaseStringUTFChars";

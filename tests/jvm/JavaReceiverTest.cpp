@@ -6,6 +6,8 @@
 #include "tests/jvm/LauncherParts.h"
 
 namespace Ferrolink::Tests {
+
+using Ferrolink::Runtimes::Jvm::Native::JavaReceiver;
 namespace {
 
 const std::string kEcho14 = "14: " + Numbers(Command());

@@ -8,6 +8,8 @@
 #include "tests/jvm/LauncherParts.h"
 
 namespace Ferrolink::Tests {
+
+namespace Jni = Ferrolink::Runtimes::Jvm::Native::Jni;
 namespace {
 
 struct ReferencesFixture : PartsFixture {

@@ -9,6 +9,9 @@
 namespace fs = std::filesystem;
 
 namespace Ferrolink::Tests {
+
+using Ferrolink::Runtimes::Jvm::Native::JvmFinder;
+using Ferrolink::Runtimes::Jvm::Native::LauncherErrors;
 namespace {
 
 const std::string kHint =

@@ -6,6 +6,8 @@
 #include "tests/jvm/LauncherParts.h"
 
 namespace Ferrolink::Tests {
+
+using Ferrolink::Runtimes::Jvm::Native::JvmInstance;
 namespace {
 
 void ReportState(const JvmInstance& instance, JavaVM* expected) {

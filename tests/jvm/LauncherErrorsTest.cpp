@@ -6,6 +6,8 @@
 
 namespace Ferrolink::Tests {
 
+using Ferrolink::Runtimes::Jvm::Native::LauncherErrors;
+
 PROCESS_CASE(raisesTwice) {
   int asked = 0;
   const LauncherErrors errors([&] { return "asked " + std::to_string(++asked); });

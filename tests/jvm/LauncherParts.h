@@ -15,6 +15,11 @@
 /// Helpers for the tests of the launcher's parts.
 namespace Ferrolink::Tests {
 
+using Ferrolink::Runtimes::Jvm::Native::CreateJavaVMFunction;
+using Ferrolink::Runtimes::Jvm::Native::GetCreatedJavaVMsFunction;
+using Ferrolink::Runtimes::Jvm::Native::JvmInstance;
+using Ferrolink::Runtimes::Jvm::Native::LauncherErrors;
+
 /// What each part needs, and the fake JVM library. For bodies of process cases.
 struct PartsFixture {
   LauncherErrors errors{[] { return std::string("the information"); }};

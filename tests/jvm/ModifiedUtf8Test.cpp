@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+using Ferrolink::Runtimes::Jvm::Native::FromModifiedUtf8;
+using Ferrolink::Runtimes::Jvm::Native::ToModifiedUtf8;
+
 using namespace std::string_literals;
 
 namespace {

@@ -11,6 +11,8 @@
 #include "tests/jvm/FakeJavaHost.h"
 
 namespace Ferrolink::Tests {
+
+namespace NativeError = Ferrolink::Runtimes::Jvm::Native::NativeError;
 namespace {
 
 constexpr int kThreads = 8;

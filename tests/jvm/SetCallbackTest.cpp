@@ -11,6 +11,8 @@ using Ferrolink::Native::operationMode;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
 namespace Ferrolink::Tests {
+
+namespace JavaCallback = Ferrolink::Runtimes::Jvm::Native::JavaCallback;
 namespace {
 
 const std::string kApply = "GetMethodID(apply, (Ljava/lang/Object;)Ljava/lang/Object;)";

@@ -10,6 +10,9 @@
 
 namespace Ferrolink::Tests {
 
+using Ferrolink::Runtimes::Jvm::Native::CurrentThreadToken;
+using Ferrolink::Runtimes::Jvm::Native::ThreadToken;
+
 PROCESS_CASE(freshThread) {
   FakeJvmClient jvm(FAKEJVM_PATH);
   JavaVM* vm = jvm.StartJvm();
