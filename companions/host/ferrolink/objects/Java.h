@@ -80,7 +80,7 @@ class Java {
   }
 
   /// The java.lang.Class, also of a primitive type ("int") or an array ("int[]").
-  [[nodiscard]] Object FindClass(std::string_view name) const {
+  Object FindClass(std::string_view name) const {
     detail::Request request(*m_session, detail::Operation::Class);
     detail::Writer(request.Out(), detail::Handing::Lent).WriteText(name);
     detail::Reader reply = request.Send();
@@ -111,7 +111,7 @@ class Java {
   }
 
   /// How many objects are held, by class: what grows, leaks.
-  [[nodiscard]] Statistics LiveObjects() const {
+  Statistics LiveObjects() const {
     detail::Request request(*m_session, detail::Operation::Statistics);
     detail::Reader reply = request.Send();
     Statistics statistics;
@@ -126,7 +126,7 @@ class Java {
   }
 
   /// The members of a class as Java source declares them, one a line.
-  [[nodiscard]] std::string Describe(const ClassReference& type) const {
+  std::string Describe(const ClassReference& type) const {
     detail::Request request(*m_session, detail::Operation::Describe);
     detail::Writer writer(request.Out(), detail::Handing::Lent);
     if (type.Type() != nullptr) {

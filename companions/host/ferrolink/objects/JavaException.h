@@ -44,23 +44,23 @@ class JavaException : public Host::RemoteError {
       : RemoteError(thrown->report), m_thrown(std::move(thrown)) {}
 
   /// As Class.getName, say "java.io.FileNotFoundException".
-  [[nodiscard]] const std::string& ClassName() const noexcept { return m_thrown->className; }
+  const std::string& ClassName() const noexcept { return m_thrown->className; }
 
   /// Throwable.getMessage; empty if that is null.
-  [[nodiscard]] const std::string& Message() const noexcept { return m_thrown->message; }
+  const std::string& Message() const noexcept { return m_thrown->message; }
 
   /// Whether it is of that class, or of one derived from it, or implements that interface.
-  [[nodiscard]] bool Is(std::string_view className) const noexcept {
+  bool Is(std::string_view className) const noexcept {
     const std::vector<std::string>& names = m_thrown->supertypes;
     return className == m_thrown->className ||
            std::find(names.begin(), names.end(), className) != names.end();
   }
 
   /// Throwable.getCause. Asks Java, with the errors of a command.
-  [[nodiscard]] std::optional<JavaException> Cause() const;
+  std::optional<JavaException> Cause() const;
 
   /// The exception as an object.
-  [[nodiscard]] const Object& Throwable() const noexcept { return m_thrown->throwable; }
+  const Object& Throwable() const noexcept { return m_thrown->throwable; }
 
  private:
   std::shared_ptr<const detail::ThrownObject> m_thrown;

@@ -41,7 +41,7 @@ class Object {
   Object() noexcept = default;
   Object(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
 
-  [[nodiscard]] bool IsNull() const noexcept { return m_handle.Get() == nullptr; }
+  bool IsNull() const noexcept { return m_handle.Get() == nullptr; }
 
   /// Calls the method of that name whose parameters fit, chosen as Java chooses overloads.
   template <class R = Object, class... Arguments>
@@ -67,16 +67,16 @@ class Object {
   Elements<T> Iterate(std::size_t chunk = 1024) const;
 
   /// String.valueOf, Objects.hashCode, Objects.equals of the object.
-  [[nodiscard]] std::string ToString() const;
-  [[nodiscard]] std::int32_t HashCode() const;
+  std::string ToString() const;
+  std::int32_t HashCode() const;
   template <class T>
-  [[nodiscard]] bool Equals(const T& other) const;
+  bool Equals(const T& other) const;
 
   /// Whether it is of that class, or implements that interface. False for null.
-  [[nodiscard]] bool InstanceOf(std::string_view className) const;
+  bool InstanceOf(std::string_view className) const;
 
   /// As Class.getName, say "java.util.ArrayList".
-  [[nodiscard]] std::string ClassName() const;
+  std::string ClassName() const;
 
  private:
   friend struct detail::ObjectAccess;
