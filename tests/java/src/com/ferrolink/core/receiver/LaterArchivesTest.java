@@ -177,7 +177,7 @@ final class LaterArchivesTest {
         assertEquals("", load(link));
         assertEquals("", load(directory));
         assertEquals("Archives added later:\n  " + archive + "\n", addedArchives());
-        assertEquals("Unknown handler 'no'. Known handlers: digest, echo, load-archives, one.",
+        assertEquals("Unknown handler 'no'. Known handlers: digest, echo, load-archives, objects, one.",
                 refusal(Commands.call("no", "")));
     }
 
