@@ -35,10 +35,16 @@ public final class ObjectBroker {
      * @param report describes a Throwable with its causes, not null
      */
     public ObjectBroker(Supplier<ClassLoader> loader, Function<Throwable, String> report) {
+        this(loader, report, FunctionRegistry.shared());
+    }
+
+    /** Tests put functions of their own in place of those of the process. */
+    ObjectBroker(Supplier<ClassLoader> loader, Function<Throwable, String> report,
+            FunctionRegistry functions) {
         this.classes = new ClassFinder(loader);
         this.report = report;
-        this.operations = new Operations(HandleTable.shared(), MemberTable.shared(), classes,
-                FunctionRegistry.shared());
+        this.operations =
+                new Operations(HandleTable.shared(), MemberTable.shared(), classes, functions);
     }
 
     /**

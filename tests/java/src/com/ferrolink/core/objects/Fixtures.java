@@ -2,6 +2,7 @@ package com.ferrolink.core.objects;
 
 import java.io.IOException;
 import java.util.AbstractList;
+import java.util.Iterator;
 import java.util.List;
 
 /** Classes to call; public, as those of users are. */
@@ -133,6 +134,32 @@ public final class Fixtures {
         int size();
     }
 
+    /** One that is not public. */
+    interface HiddenGreeting extends Greeting {
+        default String greetHidden() {
+            return "hidden " + size();
+        }
+    }
+
+    /** Parameters and results of many types. */
+    public interface Shapes {
+        long number();
+
+        short narrow();
+
+        String text();
+
+        void nothing();
+
+        Object checked() throws IOException;
+
+        String all(int a, long b, String c, Object d, Integer e, int[] f, String g, char h, boolean i);
+    }
+
+    public static String greetHidden(Object greeting) {
+        return ((HiddenGreeting) greeting).greetHidden();
+    }
+
     /** With a nested class and an inner one. */
     public static final class Outer {
         private final int number;
@@ -154,6 +181,47 @@ public final class Fixtures {
 
     public static Object hidden() {
         return new Hidden();
+    }
+
+    /** Its initialiser fails. */
+    public static final class Broken {
+        /** Never seen. */
+        public static int value = Integer.parseInt("none");
+    }
+
+    /** Its message fails. */
+    public static final class Hostile extends RuntimeException {
+        private static final long serialVersionUID = 1L;
+
+        @Override
+        public String getMessage() {
+            throw new UnsupportedOperationException();
+        }
+    }
+
+    public static int recurse(int depth) {
+        return recurse(depth + 1) + 1;
+    }
+
+    public static void throwHostile() {
+        throw new Hostile();
+    }
+
+    /** Divides by zero behind so many elements. */
+    public static Iterator<Object> failingAfter(int count) {
+        return new Iterator<Object>() {
+            private int left = count;
+
+            @Override
+            public boolean hasNext() {
+                return true;
+            }
+
+            @Override
+            public Object next() {
+                return 1 / left-- == 5 ? "" : "element";
+            }
+        };
     }
 
     public static int[][] grid() {
