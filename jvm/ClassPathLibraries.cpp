@@ -15,7 +15,7 @@
 #include "native/LowerCase.h"
 
 namespace fs = std::filesystem;
-using Ferrolink::Native::Console::printOut;
+using Ferrolink::Native::Console::PrintOut;
 using Ferrolink::Native::LibrariesFinder::LibrariesFinder;
 
 namespace {
@@ -24,12 +24,12 @@ constexpr int kPathOffset = 24;
 constexpr int kDebugHeapSize = 2048;
 constexpr const char* kDebugHeapUnit = "m";
 
-bool isArchive(const fs::path& file) {
+bool IsArchive(const fs::path& file) {
   return fs::is_regular_file(file) &&
-         Ferrolink::Native::lowerCase(file.extension().string()) == ".jar";
+         Ferrolink::Native::LowerCase(file.extension().string()) == ".jar";
 }
 
-[[noreturn]] void raiseFileSystemError(const char* what, const fs::path& path) {
+[[noreturn]] void RaiseFileSystemError(const char* what, const fs::path& path) {
   throw fs::filesystem_error(what, path, std::error_code(errno, std::generic_category()));
 }
 
@@ -38,7 +38,7 @@ class Directory {
  public:
   explicit Directory(const fs::path& path) : m_path(path), m_stream(opendir(path.c_str())) {
     if (m_stream == nullptr) {
-      raiseFileSystemError("directory iterator cannot open directory", path);
+      RaiseFileSystemError("directory iterator cannot open directory", path);
     }
   }
   Directory(const Directory&) = delete;
@@ -46,11 +46,11 @@ class Directory {
   ~Directory() { closedir(m_stream); }
 
   /// The next entry's name; null after the last one.
-  const char* next() {
+  const char* Next() {
     errno = 0;
     const dirent* entry = readdir(m_stream);
     if (entry == nullptr && errno != 0) {
-      raiseFileSystemError("directory iterator cannot advance", m_path);
+      RaiseFileSystemError("directory iterator cannot advance", m_path);
     }
     return entry != nullptr ? entry->d_name : nullptr;
   }
@@ -61,22 +61,22 @@ class Directory {
 };
 
 // The archives to add: those of a directory, in the order of its listing, or the path itself.
-std::vector<std::string> listArchives(const fs::path& path) {
+std::vector<std::string> ListArchives(const fs::path& path) {
   std::vector<std::string> archives;
   if (!fs::is_directory(path)) {
     archives.push_back(path.generic_string());
     return archives;
   }
   Directory directory(path);
-  while (const char* name = directory.next()) {
-    if (const fs::path file = path / name; isArchive(file)) {
+  while (const char* name = directory.Next()) {
+    if (const fs::path file = path / name; IsArchive(file)) {
       archives.push_back(file.generic_string());
     }
   }
   return archives;
 }
 
-void printPath(const std::string& text, std::size_t capacity) {
+void PrintPath(const std::string& text, std::size_t capacity) {
   std::string trace = "LoadLibrary path length: " + std::to_string(text.size()) +
                       " (payload capacity " + std::to_string(capacity) + ")\n";
   for (const char byte : text) {
@@ -85,7 +85,7 @@ void printPath(const std::string& text, std::size_t capacity) {
                   static_cast<unsigned>(static_cast<unsigned char>(byte)));
     trace += hexadecimal.data();
   }
-  printOut(trace + "\n");
+  PrintOut(trace + "\n");
 }
 
 }  // namespace
@@ -93,33 +93,33 @@ void printPath(const std::string& text, std::size_t capacity) {
 ClassPathLibraries::ClassPathLibraries(const LauncherErrors& errors, bool debugMode)
     : m_errors(errors), m_debugMode(debugMode) {}
 
-void ClassPathLibraries::load(const std::uint8_t* message, int length) {
+void ClassPathLibraries::Load(const std::uint8_t* message, int length) {
   if (length <= kPathOffset) {
-    m_errors.raise("004. \nLoadLibrary message too short\n");
+    m_errors.Raise("004. \nLoadLibrary message too short\n");
   }
   const auto capacity = static_cast<std::size_t>(length - kPathOffset);
   const auto* pathBytes = reinterpret_cast<const char*>(message + kPathOffset);
   const std::string text(pathBytes, strnlen(pathBytes, capacity));
   if (m_debugMode) {
-    printPath(text, capacity);
+    PrintPath(text, capacity);
   }
   fs::path path = text;
   if (!fs::exists(path)) {
     path = fs::current_path() / path;
     if (!fs::exists(path)) {
-      m_errors.raise("004. \nCannot find file: " + text + "\n");
+      m_errors.Raise("004. \nCannot find file: " + text + "\n");
     }
   }
-  add(path.generic_string());
+  Add(path.generic_string());
 }
 
-void ClassPathLibraries::add(const std::string& path) {
+void ClassPathLibraries::Add(const std::string& path) {
   const std::lock_guard<std::mutex> lock(m_librariesMutex);
   if (!fs::exists(path)) {
     throw FerrolinkNativeException(
         "JVM Launcher: Exception code 004. \nCannot find file: " + path + "\n", "Unknown");
   }
-  for (std::string& archive : listArchives(path)) {
+  for (std::string& archive : ListArchives(path)) {
     if (std::find(m_librariesToLoad.begin(), m_librariesToLoad.end(), archive) ==
         m_librariesToLoad.end()) {
       m_librariesToLoad.push_back(std::move(archive));
@@ -127,12 +127,12 @@ void ClassPathLibraries::add(const std::string& path) {
   }
 }
 
-std::vector<std::string> ClassPathLibraries::list() const {
+std::vector<std::string> ClassPathLibraries::List() const {
   const std::lock_guard<std::mutex> lock(m_librariesMutex);
   return m_librariesToLoad;
 }
 
-void ClassPathLibraries::createClassPath() {
+void ClassPathLibraries::CreateClassPath() {
   fs::path archive = LibrariesFinder::getBinariesRootPath();
   archive /= "Binaries";
   archive /= "Jvm";
@@ -145,16 +145,16 @@ void ClassPathLibraries::createClassPath() {
   }
 }
 
-void ClassPathLibraries::printClassPath() const {
-  printOut("Final classPath = [" + m_classPath + "]\n");
-  printOut("JVM option (full) = [" + m_classPathOption + "]\n");
+void ClassPathLibraries::PrintClassPath() const {
+  PrintOut("Final classPath = [" + m_classPath + "]\n");
+  PrintOut("JVM option (full) = [" + m_classPathOption + "]\n");
 }
 
-void ClassPathLibraries::buildOptions(const std::string& runtimePath) {
-  createClassPath();
+void ClassPathLibraries::BuildOptions(const std::string& runtimePath) {
+  CreateClassPath();
   m_classPathOption = "-Djava.class.path=" + m_classPath;
   if (m_debugMode) {
-    printClassPath();
+    PrintClassPath();
   }
   // If the runtime path names the library file itself, this option has no effect.
   m_libraryPathOption =
@@ -181,7 +181,7 @@ void ClassPathLibraries::buildOptions(const std::string& runtimePath) {
   m_arguments.ignoreUnrecognized = JNI_FALSE;
 }
 
-void ClassPathLibraries::releaseOptions() {
+void ClassPathLibraries::ReleaseOptions() {
   m_options.reset();
   m_arguments.options = nullptr;
 }

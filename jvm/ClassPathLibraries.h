@@ -31,29 +31,29 @@ class ClassPathLibraries {
 
   /// Executes a load-library command, whose answer is kLoaded. A path that does not exist is looked
   /// for below the working directory. Errors: 004; those of add.
-  void load(const std::uint8_t* message, int length);
+  void Load(const std::uint8_t* message, int length);
 
   /// Adds an archive, or for a directory its top-level ".jar" files (case-insensitive). What is in
   /// the list already is not added again. If the listing fails, the list stays as it was.
   /// Errors: 004, without runtime information; std::filesystem::filesystem_error.
-  void add(const std::string& path);
+  void Add(const std::string& path);
 
   /// A copy of the list, in the order of addition.
-  [[nodiscard]] std::vector<std::string> list() const;
+  [[nodiscard]] std::vector<std::string> List() const;
 
   /// Composes the class path: the installation's archive, then the list.
-  void createClassPath();
+  void CreateClassPath();
 
   /// Composes the class path and the options of a JVM whose runtime path is given. In debug mode
   /// the class path is printed.
-  void buildOptions(const std::string& runtimePath);
+  void BuildOptions(const std::string& runtimePath);
 
   /// What JNI_CreateJavaVM takes. Points to the options until they are released.
-  [[nodiscard]] JavaVMInitArgs* arguments() { return &m_arguments; }
-  void releaseOptions();
+  [[nodiscard]] JavaVMInitArgs* Arguments() { return &m_arguments; }
+  void ReleaseOptions();
 
  private:
-  void printClassPath() const;
+  void PrintClassPath() const;
 
   // Constant after construction.
   const LauncherErrors& m_errors;

@@ -19,13 +19,13 @@ Ferrolink::Native::BriefMutex callbackMutex;
 // that failed, and never dropped.
 std::atomic<jclass> byteArrayClass{nullptr};
 
-void keepByteArrayClass(JNIEnv* env) {
+void KeepByteArrayClass(JNIEnv* env) {
   if (byteArrayClass.load() != nullptr) {
     return;
   }
   const Jni::LocalReference<jclass> found(env, env->FindClass("[B"));
   jobject global = found ? env->NewGlobalRef(found.get()) : nullptr;
-  Jni::clearPendingException(env);
+  Jni::ClearPendingException(env);
   jclass expected = nullptr;
   if (global != nullptr &&
       !byteArrayClass.compare_exchange_strong(expected, static_cast<jclass>(global))) {
@@ -34,63 +34,63 @@ void keepByteArrayClass(JNIEnv* env) {
 }
 
 // Takes over the global reference, or null; returns the one that was held before.
-jobject replace(jobject object, jmethodID method) {
+jobject Replace(jobject object, jmethodID method) {
   const std::lock_guard<Ferrolink::Native::BriefMutex> lock(callbackMutex);
   sendCommandCallbackMethod.store(method);
   return sendCommandCallbackObject.exchange(object);
 }
 
-void drop(JNIEnv* env, jobject global) {
+void Drop(JNIEnv* env, jobject global) {
   if (global != nullptr) {
     env->DeleteGlobalRef(global);
   }
 }
 
 // Null, with code 008 stored, where the object has no apply(Object).
-jmethodID findApply(JNIEnv* env, jclass callbackClass) {
+jmethodID FindApply(JNIEnv* env, jclass callbackClass) {
   jmethodID method =
       env->GetMethodID(callbackClass, "apply", "(Ljava/lang/Object;)Ljava/lang/Object;");
   if (method == nullptr) {
-    Jni::clearPendingException(env);
-    NativeError::store("JVM Lib: Exception code 008. Callback must expose apply(Object)->Object");
+    Jni::ClearPendingException(env);
+    NativeError::Store("JVM Lib: Exception code 008. Callback must expose apply(Object)->Object");
   }
   return method;
 }
 
 }  // namespace
 
-void set(JNIEnv* env, jobject callback) {
+void Set(JNIEnv* env, jobject callback) {
   javaEnv.store(env);
   JavaVM* vm = nullptr;
   if (env->GetJavaVM(&vm) != JNI_OK) {
     vm = nullptr;
-    NativeError::store("JVM Lib: Exception code 007. Failed to obtain JavaVM in setCallback");
+    NativeError::Store("JVM Lib: Exception code 007. Failed to obtain JavaVM in setCallback");
   }
   callbackJavaVM.store(vm);
-  drop(env, replace(nullptr, nullptr));
+  Drop(env, Replace(nullptr, nullptr));
   if (callback == nullptr) {
     return;
   }
   jobject global = env->NewGlobalRef(callback);
   if (global == nullptr) {
-    Jni::clearPendingException(env);
+    Jni::ClearPendingException(env);
     return;
   }
   const Jni::LocalReference<jclass> callbackClass(env, env->GetObjectClass(callback));
   if (!callbackClass) {
-    Jni::clearPendingException(env);
+    Jni::ClearPendingException(env);
     env->DeleteGlobalRef(global);
     return;
   }
-  keepByteArrayClass(env);
-  drop(env, replace(global, findApply(env, callbackClass.get())));
+  KeepByteArrayClass(env);
+  Drop(env, Replace(global, FindApply(env, callbackClass.get())));
 }
 
-bool isSet() {
+bool IsSet() {
   return sendCommandCallbackObject.load() != nullptr && sendCommandCallbackMethod.load() != nullptr;
 }
 
-Borrowed borrow(JNIEnv* env) {
+Borrowed Borrow(JNIEnv* env) {
   const std::lock_guard<Ferrolink::Native::BriefMutex> lock(callbackMutex);
   jobject object = sendCommandCallbackObject.load();
   jmethodID method = sendCommandCallbackMethod.load();
@@ -99,15 +99,15 @@ Borrowed borrow(JNIEnv* env) {
   }
   Jni::LocalReference<jobject> local(env, env->NewLocalRef(object));
   if (!local) {
-    Jni::clearPendingException(env);
+    Jni::ClearPendingException(env);
   }
   return {std::move(local), method};
 }
 
-bool isByteArray(JNIEnv* env, jobject result) {
+bool IsByteArray(JNIEnv* env, jobject result) {
   jclass byteArray = byteArrayClass.load();
   if (byteArray == nullptr) [[unlikely]] {
-    keepByteArrayClass(env);
+    KeepByteArrayClass(env);
     byteArray = byteArrayClass.load();
   }
   return byteArray != nullptr && env->IsInstanceOf(result, byteArray) != JNI_FALSE;

@@ -21,18 +21,18 @@ struct Borrowed {
 /// Replaces the callback; the previous global reference is dropped first. A null `callback`
 /// unregisters. Stores code 007 or 008 as the last native error where the JVM cannot be had or
 /// `callback` has no apply(Object), and leaves no Java exception pending.
-void set(JNIEnv* env, jobject callback);
+void Set(JNIEnv* env, jobject callback);
 
 /// Whether both object and method are there. Takes no lock: a command asks again when it borrows.
-bool isSet();
+bool IsSet();
 
 /// The callback, for one call on this thread; empty where none is set.
-Borrowed borrow(JNIEnv* env);
+Borrowed Borrow(JNIEnv* env);
 
 /// Whether a callback's result is what a command is answered with. apply may return any object, and
 /// reading the elements of one that is no byte array would crash the JVM. Never true unless the JVM
 /// was asked; false where it cannot be.
-bool isByteArray(JNIEnv* env, jobject result);
+bool IsByteArray(JNIEnv* env, jobject result);
 
 }  // namespace JavaCallback
 

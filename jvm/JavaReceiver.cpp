@@ -25,7 +25,7 @@ constexpr const char* kReceiverClass = "com/ferrolink/core/receiver/Receiver";
 FERROLINK_THREAD_LOCAL bool askingManagedRuntime = false;
 
 // A command without a complete header has no command type.
-bool isHeartBeat(const std::uint8_t* message, int length) {
+bool IsHeartBeat(const std::uint8_t* message, int length) {
   return length >= CommandHeader::kSize &&
          message[CommandHeader::kCommandType] == CommandHeader::kTypeHeartBeat;
 }
@@ -65,60 +65,60 @@ JavaReceiver::JavaReceiver(Kind kind, const LauncherErrors& errors, JvmInstance&
       m_responses(responses) {}
 
 // A thread that cannot be attached has no environment. The reason is reported already.
-[[gnu::always_inline]] inline ThreadJniEnv JavaReceiver::enterJvm() {
+[[gnu::always_inline]] inline ThreadJniEnv JavaReceiver::EnterJvm() {
   try {
-    return ThreadJniEnv(m_jvm.knownVm());
+    return ThreadJniEnv(m_jvm.KnownVm());
   } catch (const FerrolinkNativeException&) {
   }
-  raiseFailedAttach();
+  RaiseFailedAttach();
 }
 
 // The guard prevents a second attempt to describe the Java side: the thread was just refused.
-void JavaReceiver::raiseFailedAttach() {
+void JavaReceiver::RaiseFailedAttach() {
   const ReentryGuard guard(askingManagedRuntime);
-  m_errors.raise("019. Failed to attach thread to JVM");
+  m_errors.Raise("019. Failed to attach thread to JVM");
 }
 
-int JavaReceiver::send(std::uint8_t* message, int length) {
-  const ThreadJniEnv thread = enterJvm();
-  m_jvm.noteAttachment(thread);
-  return dispatch(thread.m_jniEnv, message, length);
+int JavaReceiver::Send(std::uint8_t* message, int length) {
+  const ThreadJniEnv thread = EnterJvm();
+  m_jvm.NoteAttachment(thread);
+  return Dispatch(thread.m_jniEnv, message, length);
 }
 
-int JavaReceiver::sendAfterLookUp(std::uint8_t* message, int length) {
-  const ThreadJniEnv thread = enterJvm();
-  m_jvm.noteAttachment(thread);
-  if (!isKnown()) {
-    lookUpOnce(thread.m_jniEnv);
+int JavaReceiver::SendAfterLookUp(std::uint8_t* message, int length) {
+  const ThreadJniEnv thread = EnterJvm();
+  m_jvm.NoteAttachment(thread);
+  if (!IsKnown()) {
+    LookUpOnce(thread.m_jniEnv);
   }
-  return dispatch(thread.m_jniEnv, message, length);
+  return Dispatch(thread.m_jniEnv, message, length);
 }
 
-[[gnu::always_inline]] inline int JavaReceiver::dispatch(JNIEnv* env, std::uint8_t* message,
+[[gnu::always_inline]] inline int JavaReceiver::Dispatch(JNIEnv* env, std::uint8_t* message,
                                                          int length) {
-  Jni::LocalReference<jbyteArray> command = makeCommandArray(env, message, length);
+  Jni::LocalReference<jbyteArray> command = MakeCommandArray(env, message, length);
   Jni::LocalReference<jbyteArray> response =
-      callJava(env, command.get(), isHeartBeat(message, length));
+      CallJava(env, command.get(), IsHeartBeat(message, length));
   if (!response) {
-    command.reset();
-    m_errors.raise(m_isClass ? "024. Null response from JVM"
+    command.Reset();
+    m_errors.Raise(m_isClass ? "024. Null response from JVM"
                              : "024. Null response from runtime callback");
   }
-  const int stored = storeResponse(env, response.get());
-  command.reset();
+  const int stored = StoreResponse(env, response.get());
+  command.Reset();
   return stored;
 }
 
 // The lock is given back before anything is raised: the runtime information that every error text
 // carries comes out of Java.
-[[gnu::always_inline]] inline Jni::LocalReference<jbyteArray> JavaReceiver::makeCommandArray(
+[[gnu::always_inline]] inline Jni::LocalReference<jbyteArray> JavaReceiver::MakeCommandArray(
     JNIEnv* env, const std::uint8_t* message, int length) {
   std::unique_lock<Ferrolink::Native::BriefMutex> lock(m_arrayMutex);
   Jni::LocalReference<jbyteArray> command(env, env->NewByteArray(length));
   if (!command) {
     lock.unlock();
-    Jni::clearPendingException(env);
-    m_errors.raise("020. Failed to create byte array");
+    Jni::ClearPendingException(env);
+    m_errors.Raise("020. Failed to create byte array");
   }
   const char* failed = nullptr;
   if (env->ExceptionCheck() != JNI_FALSE) {
@@ -131,83 +131,83 @@ int JavaReceiver::sendAfterLookUp(std::uint8_t* message, int length) {
   }
   lock.unlock();
   if (failed != nullptr) {
-    m_errors.raisePending(env, failed, true);
+    m_errors.RaisePending(env, failed, true);
   }
   return command;
 }
 
-[[gnu::always_inline]] inline jobject JavaReceiver::callReceiver(JNIEnv* env, jbyteArray command,
+[[gnu::always_inline]] inline jobject JavaReceiver::CallReceiver(JNIEnv* env, jbyteArray command,
                                                                  bool heartBeat) {
   const std::atomic<jmethodID>& method = heartBeat ? m_heartBeatMethod : m_sendCommandMethod;
-  if (jclass known = knownClassFor(env)) [[likely]] {
+  if (jclass known = KnownClassFor(env)) [[likely]] {
     const InsideJava inside(*this, known);
     return env->CallStaticObjectMethod(known, method.load(std::memory_order_relaxed), command);
   }
-  const UsableClass found = classFor(env);
+  const UsableClass found = ClassFor(env);
   return env->CallStaticObjectMethod(found.usable, method.load(std::memory_order_relaxed), command);
 }
 
-[[gnu::always_inline]] inline Jni::LocalReference<jbyteArray> JavaReceiver::callJava(
+[[gnu::always_inline]] inline Jni::LocalReference<jbyteArray> JavaReceiver::CallJava(
     JNIEnv* env, jbyteArray command, bool heartBeat) {
   jobject result = nullptr;
   if (m_isClass) {
-    result = callReceiver(env, command, heartBeat);
+    result = CallReceiver(env, command, heartBeat);
   } else {
-    const JavaCallback::Borrowed callback = JavaCallback::borrow(env);
+    const JavaCallback::Borrowed callback = JavaCallback::Borrow(env);
     if (!callback.object) {
-      m_errors.raise("032. Java callback is not set");
+      m_errors.Raise("032. Java callback is not set");
     }
     result = env->CallObjectMethod(callback.object.get(), callback.method, command);
   }
   Jni::LocalReference<jbyteArray> response(env, static_cast<jbyteArray>(result));
-  m_errors.check(env, "023");
-  if (!m_isClass && response && !JavaCallback::isByteArray(env, response.get())) {
-    m_errors.raise("025. Failed to get callback response bytes");
+  m_errors.Check(env, "023");
+  if (!m_isClass && response && !JavaCallback::IsByteArray(env, response.get())) {
+    m_errors.Raise("025. Failed to get callback response bytes");
   }
   return response;
 }
 
-[[gnu::always_inline]] inline int JavaReceiver::storeResponse(JNIEnv* env, jbyteArray response) {
+[[gnu::always_inline]] inline int JavaReceiver::StoreResponse(JNIEnv* env, jbyteArray response) {
   const Jni::ByteArrayElements elements(env, response);
   if (elements.get() == nullptr) {
-    Jni::clearPendingException(env);
-    m_errors.raise(m_isClass ? "025. Failed to get byte array elements"
+    Jni::ClearPendingException(env);
+    m_errors.Raise(m_isClass ? "025. Failed to get byte array elements"
                              : "025. Failed to get callback response bytes");
   }
-  m_errors.check(env, "026");
+  m_errors.Check(env, "026");
   const jsize length = env->GetArrayLength(response);
-  m_errors.check(env, "027");
-  m_responses.store(reinterpret_cast<const std::uint8_t*>(elements.get()),
+  m_errors.Check(env, "027");
+  m_responses.Store(reinterpret_cast<const std::uint8_t*>(elements.get()),
                     static_cast<std::size_t>(length));
   return length;
 }
 
-void JavaReceiver::lookUpOnce(JNIEnv* env) {
+void JavaReceiver::LookUpOnce(JNIEnv* env) {
   const JvmInstance::StartUpLock lock(m_jvm);
-  if (!isKnown()) {
-    lookUpWith(env);
+  if (!IsKnown()) {
+    LookUpWith(env);
   }
 }
 
-void JavaReceiver::lookUp() {
-  if (!m_jvm.hasEnvironment()) {
-    m_errors.raise("006. \nReinstall Ferrolink package");
+void JavaReceiver::LookUp() {
+  if (!m_jvm.HasEnvironment()) {
+    m_errors.Raise("006. \nReinstall Ferrolink package");
   }
-  const ThreadJniEnv thread(m_jvm.vm());
-  m_jvm.noteAttachment(thread);
-  lookUpWith(thread.m_jniEnv);
+  const ThreadJniEnv thread(m_jvm.Vm());
+  m_jvm.NoteAttachment(thread);
+  LookUpWith(thread.m_jniEnv);
 }
 
-void JavaReceiver::lookUpWith(JNIEnv* env) {
-  Jni::LocalReference<jclass> found = findClass(env);
-  jmethodID sendCommand = findMethod(env, found.get(), "sendCommand", "([B)[B", "034", "008");
-  jmethodID heartBeat = findMethod(env, found.get(), "heartBeat", "([B)[B", "035", "009");
+void JavaReceiver::LookUpWith(JNIEnv* env) {
+  Jni::LocalReference<jclass> found = FindClass(env);
+  jmethodID sendCommand = FindMethod(env, found.get(), "sendCommand", "([B)[B", "034", "008");
+  jmethodID heartBeat = FindMethod(env, found.get(), "heartBeat", "([B)[B", "035", "009");
   jmethodID runtimeInfo =
-      findMethod(env, found.get(), "getRuntimeInfo", "()Ljava/lang/String;", "036", "010");
-  if (m_jvm.isStartingThread(env)) {
-    m_class.store(found.release());
+      FindMethod(env, found.get(), "getRuntimeInfo", "()Ljava/lang/String;", "036", "010");
+  if (m_jvm.IsStartingThread(env)) {
+    m_class.store(found.Release());
   } else {
-    shareClass(env, found.get());
+    ShareClass(env, found.get());
   }
   m_sendCommandMethod.store(sendCommand);
   m_heartBeatMethod.store(heartBeat);
@@ -215,22 +215,22 @@ void JavaReceiver::lookUpWith(JNIEnv* env) {
   m_known.store(true);
 }
 
-Jni::LocalReference<jclass> JavaReceiver::findClass(JNIEnv* env) {
+Jni::LocalReference<jclass> JavaReceiver::FindClass(JNIEnv* env) {
   Jni::LocalReference<jclass> found(env, env->FindClass(kReceiverClass));
-  m_errors.check(env, "033");
+  m_errors.Check(env, "033");
   if (!found) {
-    m_errors.raise("007. \nReinstall Ferrolink package");
+    m_errors.Raise("007. \nReinstall Ferrolink package");
   }
   return found;
 }
 
-jmethodID JavaReceiver::findMethod(JNIEnv* env, jclass receiverClass, const char* name,
+jmethodID JavaReceiver::FindMethod(JNIEnv* env, jclass receiverClass, const char* name,
                                    const char* signature, const char* checkCode,
                                    const char* nullCode) {
   jmethodID method = env->GetStaticMethodID(receiverClass, name, signature);
-  m_errors.check(env, checkCode);
+  m_errors.Check(env, checkCode);
   if (method == nullptr) {
-    m_errors.raise(std::string(nullCode) + ". \nReinstall Ferrolink package");
+    m_errors.Raise(std::string(nullCode) + ". \nReinstall Ferrolink package");
   }
   return method;
 }
@@ -239,12 +239,12 @@ jmethodID JavaReceiver::findMethod(JNIEnv* env, jclass receiverClass, const char
 // use one shared global reference. The first other thread makes it of its own FindClass result.
 // Threads that come meanwhile use their own result for the one call, so no thread waits and exactly
 // one global reference is made.
-JavaReceiver::UsableClass JavaReceiver::classFor(JNIEnv* env) {
-  if (jclass known = knownClassFor(env)) {
+JavaReceiver::UsableClass JavaReceiver::ClassFor(JNIEnv* env) {
+  if (jclass known = KnownClassFor(env)) {
     return {known, {}};
   }
-  Jni::LocalReference<jclass> own = findClass(env);
-  if (jclass shared = shareClass(env, own.get())) {
+  Jni::LocalReference<jclass> own = FindClass(env);
+  if (jclass shared = ShareClass(env, own.get())) {
     return {shared, {}};
   }
   jclass usable = own.get();
@@ -252,13 +252,13 @@ JavaReceiver::UsableClass JavaReceiver::classFor(JNIEnv* env) {
 }
 
 // Null if another thread makes the reference at this moment, or if the JVM makes none.
-jclass JavaReceiver::shareClass(JNIEnv* env, jclass found) {
+jclass JavaReceiver::ShareClass(JNIEnv* env, jclass found) {
   if (m_sharingClass.exchange(true)) {
     return nullptr;
   }
   auto shared = static_cast<jclass>(env->NewGlobalRef(found));
   if (shared == nullptr) {
-    Jni::clearPendingException(env);
+    Jni::ClearPendingException(env);
     m_sharingClass.store(false);
     return nullptr;
   }
@@ -266,43 +266,43 @@ jclass JavaReceiver::shareClass(JNIEnv* env, jclass found) {
   return shared;
 }
 
-std::string JavaReceiver::describe() {
-  if (!m_isClass || !m_jvm.hasEnvironment() || !isKnown()) {
+std::string JavaReceiver::Describe() {
+  if (!m_isClass || !m_jvm.HasEnvironment() || !IsKnown()) {
     return {};
   }
   const ReentryGuard guard(askingManagedRuntime);
-  if (!guard.outermost()) {
+  if (!guard.Outermost()) {
     return {};
   }
   try {
-    const ThreadJniEnv thread(m_jvm.vm());
-    m_jvm.noteAttachment(thread);
-    return askForInfo(thread.m_jniEnv);
+    const ThreadJniEnv thread(m_jvm.Vm());
+    m_jvm.NoteAttachment(thread);
+    return AskForInfo(thread.m_jniEnv);
   } catch (const std::exception&) {
     return {};
   }
 }
 
-std::string JavaReceiver::askForInfo(JNIEnv* env) {
-  const UsableClass receiverClass = classFor(env);
+std::string JavaReceiver::AskForInfo(JNIEnv* env) {
+  const UsableClass receiverClass = ClassFor(env);
   const auto askJava = [&] {
     const InsideJava inside(*this, receiverClass.usable);
     return env->CallStaticObjectMethod(receiverClass.usable, m_runtimeInfoMethod.load());
   };
   Jni::LocalReference<jstring> text(env, static_cast<jstring>(askJava()));
-  m_errors.check(env, "028");
+  m_errors.Check(env, "028");
   if (!text) {
     return {};
   }
   Jni::StringCharacters characters(env, text.get());
   if (characters.get() == nullptr) {
-    Jni::clearPendingException(env);
-    text.reset();
-    m_errors.raise("029. Failed to get UTF chars");
+    Jni::ClearPendingException(env);
+    text.Reset();
+    m_errors.Raise("029. Failed to get UTF chars");
   }
-  m_errors.check(env, "030");
+  m_errors.Check(env, "030");
   std::string info = characters.get();
-  characters.reset();
-  m_errors.check(env, "031");
+  characters.Reset();
+  m_errors.Check(env, "031");
   return info;
 }

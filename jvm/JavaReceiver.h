@@ -33,22 +33,22 @@ class JavaReceiver {
   ~JavaReceiver() = default;
 
   /// Whether the look-up has succeeded.
-  [[nodiscard]] bool isKnown() const { return m_known.load(std::memory_order_acquire); }
+  [[nodiscard]] bool IsKnown() const { return m_known.load(std::memory_order_acquire); }
 
   /// Looks the class and its methods up. The caller holds the start-up lock.
-  void lookUp();
+  void LookUp();
 
   /// Executes a command and stores the answer, whose length it returns. The receiver class must be
   /// known.
-  int send(std::uint8_t* message, int length);
+  int Send(std::uint8_t* message, int length);
 
   /// As send, but looks the class up once if it is not known: after a start-up that failed, and in
   /// a JVM that was adopted.
-  int sendAfterLookUp(std::uint8_t* message, int length);
+  int SendAfterLookUp(std::uint8_t* message, int length);
 
   /// What the receiver class says of itself; empty for a callback, before the look-up, if anything
   /// fails, and while this thread asks already.
-  std::string describe();
+  std::string Describe();
 
  private:
   /// What a command needs of the receiver class on the calling thread.
@@ -59,33 +59,33 @@ class JavaReceiver {
 
   class InsideJava;
 
-  void lookUpOnce(JNIEnv* env);
-  void lookUpWith(JNIEnv* env);
-  Jni::LocalReference<jclass> findClass(JNIEnv* env);
-  jmethodID findMethod(JNIEnv* env, jclass receiverClass, const char* name, const char* signature,
+  void LookUpOnce(JNIEnv* env);
+  void LookUpWith(JNIEnv* env);
+  Jni::LocalReference<jclass> FindClass(JNIEnv* env);
+  jmethodID FindMethod(JNIEnv* env, jclass receiverClass, const char* name, const char* signature,
                        const char* checkCode, const char* nullCode);
-  UsableClass classFor(JNIEnv* env);
-  jclass shareClass(JNIEnv* env, jclass found);
+  UsableClass ClassFor(JNIEnv* env);
+  jclass ShareClass(JNIEnv* env, jclass found);
 
   /// A reference to the receiver class that the calling thread may use; null if there is none.
-  [[nodiscard]] jclass knownClassFor(JNIEnv* env) const {
+  [[nodiscard]] jclass KnownClassFor(JNIEnv* env) const {
     if (jclass shared = m_sharedClass.load(std::memory_order_acquire)) {
       return shared;
     }
-    return m_jvm.isStartingThread(env) && !m_startingThreadInJava
+    return m_jvm.IsStartingThread(env) && !m_startingThreadInJava
                ? m_class.load(std::memory_order_relaxed)
                : nullptr;
   }
 
-  ThreadJniEnv enterJvm();
-  [[noreturn]] void raiseFailedAttach();
-  int dispatch(JNIEnv* env, std::uint8_t* message, int length);
-  Jni::LocalReference<jbyteArray> makeCommandArray(JNIEnv* env, const std::uint8_t* message,
+  ThreadJniEnv EnterJvm();
+  [[noreturn]] void RaiseFailedAttach();
+  int Dispatch(JNIEnv* env, std::uint8_t* message, int length);
+  Jni::LocalReference<jbyteArray> MakeCommandArray(JNIEnv* env, const std::uint8_t* message,
                                                    int length);
-  jobject callReceiver(JNIEnv* env, jbyteArray command, bool heartBeat);
-  Jni::LocalReference<jbyteArray> callJava(JNIEnv* env, jbyteArray command, bool heartBeat);
-  int storeResponse(JNIEnv* env, jbyteArray response);
-  std::string askForInfo(JNIEnv* env);
+  jobject CallReceiver(JNIEnv* env, jbyteArray command, bool heartBeat);
+  Jni::LocalReference<jbyteArray> CallJava(JNIEnv* env, jbyteArray command, bool heartBeat);
+  int StoreResponse(JNIEnv* env, jbyteArray response);
+  std::string AskForInfo(JNIEnv* env);
 
   // Constant after construction; what is referred to provides its own synchronisation.
   const bool m_isClass;

@@ -12,7 +12,7 @@ namespace Jni {
 
 /// For codes that are raised for a null result: the Java exception behind it would disturb every
 /// later JNI call of the thread.
-inline void clearPendingException(JNIEnv* env) {
+inline void ClearPendingException(JNIEnv* env) {
   if (env->ExceptionCheck() != JNI_FALSE) {
     env->ExceptionClear();
   }
@@ -25,24 +25,24 @@ class LocalReference {
   LocalReference() = default;
   LocalReference(JNIEnv* env, Reference adopted) : m_env(env), m_reference(adopted) {}
   LocalReference(LocalReference&& other) noexcept
-      : m_env(other.m_env), m_reference(other.release()) {}
+      : m_env(other.m_env), m_reference(other.Release()) {}
   LocalReference& operator=(LocalReference&& other) noexcept {
     if (this != &other) {
-      reset();
+      Reset();
       m_env = other.m_env;
-      m_reference = other.release();
+      m_reference = other.Release();
     }
     return *this;
   }
   LocalReference(const LocalReference&) = delete;
   LocalReference& operator=(const LocalReference&) = delete;
-  ~LocalReference() { reset(); }
+  ~LocalReference() { Reset(); }
 
   [[nodiscard]] Reference get() const { return m_reference; }
   [[nodiscard]] explicit operator bool() const { return m_reference != nullptr; }
-  [[nodiscard]] Reference release() { return std::exchange(m_reference, nullptr); }
+  [[nodiscard]] Reference Release() { return std::exchange(m_reference, nullptr); }
 
-  void reset() {
+  void Reset() {
     if (m_reference != nullptr) {
       m_env->DeleteLocalRef(std::exchange(m_reference, nullptr));
     }
@@ -82,12 +82,12 @@ class StringCharacters {
       : m_env(env), m_string(string), m_characters(env->GetStringUTFChars(string, copied)) {}
   StringCharacters(const StringCharacters&) = delete;
   StringCharacters& operator=(const StringCharacters&) = delete;
-  ~StringCharacters() { reset(); }
+  ~StringCharacters() { Reset(); }
 
   /// Null where the JVM could not supply the characters.
   [[nodiscard]] const char* get() const { return m_characters; }
 
-  void reset() {
+  void Reset() {
     if (m_characters != nullptr) {
       m_env->ReleaseStringUTFChars(m_string, std::exchange(m_characters, nullptr));
     }

@@ -10,13 +10,13 @@
 #include "native/Console.h"
 
 using Ferrolink::Native::ConfigHandler::ConfigHandler;
-using Ferrolink::Native::Console::printOut;
+using Ferrolink::Native::Console::PrintOut;
 namespace Loader = Ferrolink::Native::Loader;
 
 namespace {
 
 // A configuration that cannot be asked only skips this place to look.
-std::string configuredRuntimePath() {
+std::string ConfiguredRuntimePath() {
   try {
     return ConfigHandler::GetChannelRuntimePath("jvm", "default");
   } catch (const std::exception&) {
@@ -25,7 +25,7 @@ std::string configuredRuntimePath() {
 }
 
 // Opening a pipe or a device may block for ever.
-bool isPipeOrDevice(const std::string& path) {
+bool IsPipeOrDevice(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
@@ -34,17 +34,17 @@ bool isPipeOrDevice(const std::string& path) {
 
 JvmFinder::JvmFinder(const LauncherErrors& errors) : m_errors(errors) {}
 
-void JvmFinder::setRuntimePath() {
-  std::string path = configuredRuntimePath();
-  keepRuntimePath(path);
+void JvmFinder::SetRuntimePath() {
+  std::string path = ConfiguredRuntimePath();
+  KeepRuntimePath(path);
   if (!path.empty()) {
-    printOut("Looking for JVM runtime in path: " + path + "\n");
+    PrintOut("Looking for JVM runtime in path: " + path + "\n");
     return;
   }
   if (const char* variable = std::getenv("FERROLINK_JVM_RUNTIME_PATH")) {
     path = variable;
-    keepRuntimePath(path);
-    printOut("Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " + path +
+    KeepRuntimePath(path);
+    PrintOut("Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " + path +
              "\n");
   }
   if (!path.empty()) {
@@ -52,22 +52,22 @@ void JvmFinder::setRuntimePath() {
   }
   const char* javaHome = std::getenv("JAVA_HOME");
   if (javaHome == nullptr) {
-    m_errors.raise("001. \nSet JAVA_HOME environment variable");
+    m_errors.Raise("001. \nSet JAVA_HOME environment variable");
   }
-  keepRuntimePath(javaHome);
+  KeepRuntimePath(javaHome);
 }
 
-void JvmFinder::keepRuntimePath(const std::string& path) {
+void JvmFinder::KeepRuntimePath(const std::string& path) {
   const std::lock_guard<std::mutex> lock(m_pathMutex);
   m_runtimePath = path;
 }
 
-bool JvmFinder::tryToOpen(const std::string& candidate) {
+bool JvmFinder::TryToOpen(const std::string& candidate) {
   {
     const std::lock_guard<std::mutex> lock(m_pathMutex);
     m_libraryPath = candidate;
   }
-  if (isPipeOrDevice(candidate)) {
+  if (IsPipeOrDevice(candidate)) {
     return false;
   }
   // With deep binding the JVM uses its own symbols, whatever the host exports.
@@ -75,11 +75,11 @@ bool JvmFinder::tryToOpen(const std::string& candidate) {
   if (handle == nullptr) {
     return false;
   }
-  m_library.adopt(handle);
+  m_library.Adopt(handle);
   return true;
 }
 
-void JvmFinder::openLibrary() {
+void JvmFinder::OpenLibrary() {
   std::string path;
   {
     const std::lock_guard<std::mutex> lock(m_pathMutex);
@@ -88,37 +88,37 @@ void JvmFinder::openLibrary() {
     }
     path = m_runtimePath;
   }
-  if (tryToOpen(path) || tryToOpen(path + "/jre/lib/server/libjvm.so") ||
-      tryToOpen(path + "/lib/server/libjvm.so")) {
+  if (TryToOpen(path) || TryToOpen(path + "/jre/lib/server/libjvm.so") ||
+      TryToOpen(path + "/lib/server/libjvm.so")) {
     return;
   }
   if (dlerror() == nullptr) {
     return;
   }
-  m_errors.raise(
+  m_errors.Raise(
       "002. \nCheck JRE installation. Set JAVA_HOME to JRE or JDK root directory or set "
       "FERROLINK_JVM_RUNTIME_PATH to proper jvm shared library file (libjvm.so)");
 }
 
-void JvmFinder::findEntryPoints() {
+void JvmFinder::FindEntryPoints() {
   void* library = m_library.get();
   m_getCreatedJavaVMs =
-      Loader::findFunction<GetCreatedJavaVMsFunction>(library, "JNI_GetCreatedJavaVMs");
-  m_createJavaVM = Loader::findFunction<CreateJavaVMFunction>(library, "JNI_CreateJavaVM");
+      Loader::FindFunction<GetCreatedJavaVMsFunction>(library, "JNI_GetCreatedJavaVMs");
+  m_createJavaVM = Loader::FindFunction<CreateJavaVMFunction>(library, "JNI_CreateJavaVM");
   if (m_getCreatedJavaVMs == nullptr || m_createJavaVM == nullptr) {
-    m_errors.raise(
+    m_errors.Raise(
         "003. \nCheck JRE installation. Set JAVA_HOME to JRE or JDK root directory or set "
         "FERROLINK_JVM_RUNTIME_PATH to proper jvm shared library file (jvm.dll or libjvm.so or "
         "libjvm.dylib)");
   }
 }
 
-std::string JvmFinder::runtimePath() const {
+std::string JvmFinder::RuntimePath() const {
   const std::lock_guard<std::mutex> lock(m_pathMutex);
   return m_runtimePath;
 }
 
-std::string JvmFinder::libraryPath() const {
+std::string JvmFinder::LibraryPath() const {
   const std::lock_guard<std::mutex> lock(m_pathMutex);
   return m_libraryPath;
 }

@@ -9,8 +9,8 @@
 #include "jvm/LauncherErrors.h"
 #include "native/Loader.h"
 
-/// Finds a JVM library on the machine and owns it. Steps: setRuntimePath, openLibrary,
-/// findEntryPoints, in this order.
+/// Finds a JVM library on the machine and owns it. Steps: SetRuntimePath, OpenLibrary,
+/// FindEntryPoints, in this order.
 ///
 /// Thread rule: the steps on one thread at a time; everything else on any thread, also meanwhile.
 /// Errors: 001 to 003. Lifetime: closes the library, so no JVM of it may be in use any more.
@@ -23,29 +23,29 @@ class JvmFinder {
 
   /// Takes the path from the configuration, else from FERROLINK_JVM_RUNTIME_PATH, else from
   /// JAVA_HOME. Errors: 001 if none of them has it.
-  void setRuntimePath();
+  void SetRuntimePath();
 
   /// Opens the first of three candidates: the path itself, then libjvm.so in the layout of a JDK 8,
   /// then in that of a JRE or a later JDK. Errors: 002 if none can be opened and the loader says
   /// why; without a text of the loader this returns and the finder has no library.
-  void openLibrary();
+  void OpenLibrary();
 
   /// Without a library the entry points are looked up in the process's global scope, where a host
   /// may have loaded a JVM library. Errors: 003 if one is missing.
-  void findEntryPoints();
+  void FindEntryPoints();
 
-  /// A JVM library or a Java home directory; empty before setRuntimePath.
-  [[nodiscard]] std::string runtimePath() const;
-  /// The candidate that was tried last; empty before openLibrary.
-  [[nodiscard]] std::string libraryPath() const;
+  /// A JVM library or a Java home directory; empty before SetRuntimePath.
+  [[nodiscard]] std::string RuntimePath() const;
+  /// The candidate that was tried last; empty before OpenLibrary.
+  [[nodiscard]] std::string LibraryPath() const;
 
   /// The entry points; null before they are found.
-  [[nodiscard]] GetCreatedJavaVMsFunction* getCreatedJavaVMs() const { return m_getCreatedJavaVMs; }
-  [[nodiscard]] CreateJavaVMFunction* createJavaVM() const { return m_createJavaVM; }
+  [[nodiscard]] GetCreatedJavaVMsFunction* GetCreatedJavaVMs() const { return m_getCreatedJavaVMs; }
+  [[nodiscard]] CreateJavaVMFunction* CreateJavaVm() const { return m_createJavaVM; }
 
  private:
-  void keepRuntimePath(const std::string& path);
-  bool tryToOpen(const std::string& candidate);
+  void KeepRuntimePath(const std::string& path);
+  bool TryToOpen(const std::string& candidate);
 
   const LauncherErrors& m_errors;
 

@@ -10,7 +10,7 @@
 namespace {
 
 // False if the library has no JVM. Null if a JVM ended between the two questions.
-bool findOwnJvm(GetCreatedJavaVMsFunction* getCreatedJavaVMs, JavaVM*& vm) {
+bool FindOwnJvm(GetCreatedJavaVMsFunction* getCreatedJavaVMs, JavaVM*& vm) {
   jsize count = 0;
   getCreatedJavaVMs(nullptr, 0, &count);
   if (count < 1) {
@@ -26,7 +26,7 @@ bool findOwnJvm(GetCreatedJavaVMsFunction* getCreatedJavaVMs, JavaVM*& vm) {
 
 JvmInstance::StartUpLock::StartUpLock(JvmInstance& jvm) : m_jvm(jvm) {
   m_jvm.m_startUpMutex.lock();
-  m_jvm.m_startUpOwner.store(currentThreadToken(), std::memory_order_relaxed);
+  m_jvm.m_startUpOwner.store(CurrentThreadToken(), std::memory_order_relaxed);
 }
 
 JvmInstance::StartUpLock::~StartUpLock() {
@@ -35,7 +35,7 @@ JvmInstance::StartUpLock::~StartUpLock() {
 }
 
 JvmInstance::AdoptersAttachment::~AdoptersAttachment() {
-  ThreadToken self = currentThreadToken();
+  ThreadToken self = CurrentThreadToken();
   if (m_jvm.m_attachedAdopter.compare_exchange_strong(self, 0)) {
     m_jvm.m_javaVM.load()->DetachCurrentThread();
   }
@@ -43,7 +43,7 @@ JvmInstance::AdoptersAttachment::~AdoptersAttachment() {
 
 JvmInstance::JvmInstance(const LauncherErrors& errors) : m_errors(errors) {}
 
-bool JvmInstance::bindToCallbacksJvm() {
+bool JvmInstance::BindToCallbacksJvm() {
   JavaVM* callback = callbackJavaVM.load();
   if (callback == nullptr) {
     return false;
@@ -52,44 +52,44 @@ bool JvmInstance::bindToCallbacksJvm() {
   return true;
 }
 
-bool JvmInstance::adopt(GetCreatedJavaVMsFunction* getCreatedJavaVMs) {
+bool JvmInstance::Adopt(GetCreatedJavaVMsFunction* getCreatedJavaVMs) {
   if (getCreatedJavaVMs == nullptr) {
     return false;  // binding: no JVM library was opened
   }
   // A process has one JVM. It may run under another JVM library than the one that was found.
   JavaVM* vm = nullptr;
-  if (!findOwnJvm(getCreatedJavaVMs, vm)) {
-    vm = findLoadedJvm();
+  if (!FindOwnJvm(getCreatedJavaVMs, vm)) {
+    vm = FindLoadedJvm();
     if (vm == nullptr) {
       return false;
     }
   }
   if (vm == nullptr) {
-    m_errors.raise("018. JVM not initialized");
+    m_errors.Raise("018. JVM not initialized");
   }
   m_startingThread.store(0);
-  attachAdopter(vm);
+  AttachAdopter(vm);
   m_javaVM.store(vm);
   return true;
 }
 
-void JvmInstance::attachAdopter(JavaVM* vm) {
+void JvmInstance::AttachAdopter(JavaVM* vm) {
   JNIEnv* env = nullptr;
   const jint known = vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8);
   if (known == JNI_OK || known == JNI_EDETACHED) {
     const jint attached = vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
     if (known == JNI_EDETACHED && attached == JNI_OK) {
-      m_attachedAdopter.store(currentThreadToken());
+      m_attachedAdopter.store(CurrentThreadToken());
     }
   }
   m_JvmEnv.store(env);
 }
 
-void JvmInstance::runStartUpThread(const std::function<void()>& create) {
+void JvmInstance::RunStartUpThread(const std::function<void()>& create) {
   std::thread(create).join();
 }
 
-void JvmInstance::create(CreateJavaVMFunction* createJavaVM, JavaVMInitArgs* arguments) {
+void JvmInstance::Create(CreateJavaVMFunction* createJavaVM, JavaVMInitArgs* arguments) {
   JavaVM* vm = nullptr;
   JNIEnv* env = nullptr;
   m_createResult = createJavaVM(&vm, reinterpret_cast<void**>(&env), arguments);
@@ -98,26 +98,26 @@ void JvmInstance::create(CreateJavaVMFunction* createJavaVM, JavaVMInitArgs* arg
   m_created = m_createResult == JNI_OK;
 }
 
-void JvmInstance::raiseCreateError() const {
+void JvmInstance::RaiseCreateError() const {
   switch (m_createResult) {
     case JNI_ERR:
-      m_errors.raise("011");
+      m_errors.Raise("011");
     case JNI_EDETACHED:
-      m_errors.raise("012");
+      m_errors.Raise("012");
     case JNI_EVERSION:
-      m_errors.raise("013");
+      m_errors.Raise("013");
     case JNI_ENOMEM:
-      m_errors.raise("014");
+      m_errors.Raise("014");
     case JNI_EEXIST:
-      m_errors.raise("015");
+      m_errors.Raise("015");
     case JNI_EINVAL:
-      m_errors.raise("016");
+      m_errors.Raise("016");
     default:
       return;
   }
 }
 
-void JvmInstance::attachStartingThread() {
+void JvmInstance::AttachStartingThread() {
   JavaVM* vm = m_javaVM.load();
   JNIEnv* env = getJniEnvForThread(vm);
   if (vm == nullptr) {
@@ -131,11 +131,11 @@ void JvmInstance::attachStartingThread() {
     env = nullptr;
     vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
   }
-  m_startingThread.store(currentThreadToken());
+  m_startingThread.store(CurrentThreadToken());
   m_JvmEnv.store(env);
 }
 
-void JvmInstance::destroy() {
+void JvmInstance::Destroy() {
   JavaVM* vm = m_javaVM.load();
   if (vm == nullptr || !m_created) {
     return;
@@ -148,8 +148,8 @@ void JvmInstance::destroy() {
   vm->DestroyJavaVM();
 }
 
-jint JvmInstance::version() const {
-  if (!hasEnvironment()) {
+jint JvmInstance::Version() const {
+  if (!HasEnvironment()) {
     return 0;
   }
   try {
@@ -160,7 +160,7 @@ jint JvmInstance::version() const {
   }
 }
 
-void JvmInstance::forgetStartingThread() {
-  ThreadToken self = currentThreadToken();
+void JvmInstance::ForgetStartingThread() {
+  ThreadToken self = CurrentThreadToken();
   m_startingThread.compare_exchange_strong(self, 0);
 }

@@ -32,71 +32,71 @@ class JvmInstance {
 
   /// Takes the JVM whose Java side registered a callback, unless there is a JVM already. False if
   /// there is none. Attaches nothing.
-  bool bind() { return m_javaVM.load() != nullptr || bindToCallbacksJvm(); }
+  bool Bind() { return m_javaVM.load() != nullptr || BindToCallbacksJvm(); }
 
   /// Takes the JVM that the process has, under whichever JVM library, and attaches the calling
   /// thread. False if there is none. There is no starting thread then: a class that FindClass gives
   /// to a thread that Java called is valid only until that native method returns.
-  bool adopt(GetCreatedJavaVMsFunction* getCreatedJavaVMs);
+  bool Adopt(GetCreatedJavaVMsFunction* getCreatedJavaVMs);
 
   /// Runs `create` on a thread that does nothing else, and waits for it to end. What leaves
   /// `create` ends the process.
-  static void runStartUpThread(const std::function<void()>& create);
+  static void RunStartUpThread(const std::function<void()>& create);
 
   /// Creates the JVM on the calling thread, which stays attached. The result is kept.
-  void create(CreateJavaVMFunction* createJavaVM, JavaVMInitArgs* arguments);
+  void Create(CreateJavaVMFunction* createJavaVM, JavaVMInitArgs* arguments);
 
   /// Raises the error of create's result, if it is one.
-  void raiseCreateError() const;
+  void RaiseCreateError() const;
 
   /// Makes the calling thread the starting thread of a JVM that was created.
-  void attachStartingThread();
+  void AttachStartingThread();
 
   /// Keeps the JNI version for destroy.
-  void keepVersion() { m_jniVersion = version(); }
+  void KeepVersion() { m_jniVersion = Version(); }
 
   /// Ends the JVM if create made it.
-  void destroy();
+  void Destroy();
 
-  [[nodiscard]] bool isInitialized() const { return m_initialized.load(std::memory_order_acquire); }
-  void setInitialized() { m_initialized.exchange(true); }
+  [[nodiscard]] bool IsInitialized() const { return m_initialized.load(std::memory_order_acquire); }
+  void SetInitialized() { m_initialized.exchange(true); }
 
   /// Null before a JVM was created, adopted or bound.
-  [[nodiscard]] JavaVM* vm() const { return m_javaVM.load(); }
+  [[nodiscard]] JavaVM* Vm() const { return m_javaVM.load(); }
   /// As vm, for threads that know from elsewhere that there is a JVM.
-  [[nodiscard]] JavaVM* knownVm() const { return m_javaVM.load(std::memory_order_relaxed); }
+  [[nodiscard]] JavaVM* KnownVm() const { return m_javaVM.load(std::memory_order_relaxed); }
 
-  /// Whether create, adopt or attachStartingThread got an environment, which is of use only to the
+  /// Whether create, adopt or AttachStartingThread got an environment, which is of use only to the
   /// thread that called them.
-  [[nodiscard]] bool hasEnvironment() const { return m_JvmEnv.load() != nullptr; }
+  [[nodiscard]] bool HasEnvironment() const { return m_JvmEnv.load() != nullptr; }
 
   /// The JNI version number; 0 without an environment or if the JVM cannot be asked.
-  [[nodiscard]] jint version() const;
+  [[nodiscard]] jint Version() const;
 
   /// Whether the calling thread holds the start-up lock.
-  [[nodiscard]] bool isStartingUpHere() const {
-    return m_startUpOwner.load(std::memory_order_relaxed) == currentThreadToken();
+  [[nodiscard]] bool IsStartingUpHere() const {
+    return m_startUpOwner.load(std::memory_order_relaxed) == CurrentThreadToken();
   }
 
   /// Whether the calling thread, whose environment is `env`, is the starting thread. A different
   /// environment proves that it is not; the same one proves nothing, since a JVM reuses addresses.
-  [[nodiscard]] bool isStartingThread(JNIEnv* env) const {
+  [[nodiscard]] bool IsStartingThread(JNIEnv* env) const {
     return m_JvmEnv.load(std::memory_order_relaxed) == env &&
-           m_startingThread.load(std::memory_order_relaxed) == currentThreadToken();
+           m_startingThread.load(std::memory_order_relaxed) == CurrentThreadToken();
   }
 
   /// A starting thread that had to be attached again is one no more: the local references of its
   /// first attachment are gone.
-  void noteAttachment(const ThreadJniEnv& thread) {
-    if (thread.attachedThread()) [[unlikely]] {
-      forgetStartingThread();
+  void NoteAttachment(const ThreadJniEnv& thread) {
+    if (thread.AttachedThread()) [[unlikely]] {
+      ForgetStartingThread();
     }
   }
 
  private:
-  bool bindToCallbacksJvm();
-  void attachAdopter(JavaVM* vm);
-  void forgetStartingThread();
+  bool BindToCallbacksJvm();
+  void AttachAdopter(JavaVM* vm);
+  void ForgetStartingThread();
 
   const LauncherErrors& m_errors;
 

@@ -9,30 +9,30 @@
 #include "native/LowerCase.h"
 #include "native/interfaces/CommandHeader.h"
 
-using Ferrolink::Native::Console::printOut;
+using Ferrolink::Native::Console::PrintOut;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;
 
 namespace {
 
 // "true" in any mix of case; a variable that is set is announced.
-bool readDebugMode() {
+bool ReadDebugMode() {
   const char* value = std::getenv("FERROLINK_DEBUG_MODE");
   if (value == nullptr) {
     return false;
   }
-  printOut(std::string("FERROLINK_DEBUG_MODE found: ") + value + "\n");
-  return Ferrolink::Native::lowerCase(value) == "true";
+  PrintOut(std::string("FERROLINK_DEBUG_MODE found: ") + value + "\n");
+  return Ferrolink::Native::LowerCase(value) == "true";
 }
 
 // A command without a complete header has no command type.
-bool isLoadLibraryCommand(const std::uint8_t* message, int length) {
+bool IsLoadLibraryCommand(const std::uint8_t* message, int length) {
   return length >= CommandHeader::kSize &&
          message[CommandHeader::kCommandType] == CommandHeader::kTypeLoadLibrary;
 }
 
 // Four bits of each half are the version; the others are dropped.
-std::string versionText(jint version) {
+std::string VersionText(jint version) {
   const auto bits = static_cast<unsigned>(version);
   return std::to_string((bits >> 16U) & 0xFU) + "." + std::to_string(bits & 0xFU);
 }
@@ -42,7 +42,7 @@ std::string versionText(jint version) {
 JvmLauncher::JvmLauncher(RuntimeOperationMode mode)
     : NativeLauncher(mode),
       m_launching(mode == RuntimeOperationMode::CalledRuntime),
-      m_debugMode(readDebugMode()),
+      m_debugMode(ReadDebugMode()),
       m_errors([this] { return GetRuntimeInfo(); }),
       m_finder(m_errors),
       m_libraries(m_errors, m_debugMode),
@@ -54,7 +54,7 @@ JvmLauncher::JvmLauncher(RuntimeOperationMode mode)
 // A JVM that this launcher did not create, bound or adopted, is left running.
 JvmLauncher::~JvmLauncher() {
   if (m_launching) {
-    m_jvm.destroy();
+    m_jvm.Destroy();
   }
 }
 
@@ -67,7 +67,7 @@ int JvmLauncher::Initialize(std::uint8_t /*launchArgument*/) {
     TryBindToCallingRuntimeJavaVm();
   }
   if (m_debugMode) {
-    printOut(
+    PrintOut(
         "Jvm Launcher: Debug mode enabled. Listening on port 8988. Waiting for debugger to "
         "attach...\n");
   }
@@ -76,56 +76,56 @@ int JvmLauncher::Initialize(std::uint8_t /*launchArgument*/) {
 
 int JvmLauncher::SendCommand(std::uint8_t* message, int length) {
   if (!m_launching) {
-    return sendToCallback(message, length);
+    return SendToCallback(message, length);
   }
-  if (isLoadLibraryCommand(message, length)) [[unlikely]] {
+  if (IsLoadLibraryCommand(message, length)) [[unlikely]] {
     return HandleLoadLibraryCommand(message, length);
   }
-  if (!m_receiver.isKnown()) [[unlikely]] {
-    return sendUnprepared(message, length);
+  if (!m_receiver.IsKnown()) [[unlikely]] {
+    return SendUnprepared(message, length);
   }
-  return m_receiver.send(message, length);
+  return m_receiver.Send(message, length);
 }
 
 // A command that comes before the receiver is known. While start-up prints what the receiver says
 // of itself, the receiver is known: commands do not pass here, so they do not wait for start-up,
 // which may be waiting for them. A command out of the receiver's class initialiser would wait for
 // itself: it fails instead.
-int JvmLauncher::sendUnprepared(std::uint8_t* message, int length) {
-  if (m_jvm.isStartingUpHere()) {
-    m_errors.raise("018. JVM not initialized");
+int JvmLauncher::SendUnprepared(std::uint8_t* message, int length) {
+  if (m_jvm.IsStartingUpHere()) {
+    m_errors.Raise("018. JVM not initialized");
   }
   const JvmInstance::AdoptersAttachment attachment(m_jvm);
-  if (!m_jvm.isInitialized()) {
-    initializeJvmOnce();
+  if (!m_jvm.IsInitialized()) {
+    InitializeJvmOnce();
   }
-  if (m_jvm.knownVm() == nullptr) {
-    m_errors.raise("018. JVM not initialized");
+  if (m_jvm.KnownVm() == nullptr) {
+    m_errors.Raise("018. JVM not initialized");
   }
-  return m_receiver.sendAfterLookUp(message, length);
+  return m_receiver.SendAfterLookUp(message, length);
 }
 
-void JvmLauncher::initializeJvmOnce() {
+void JvmLauncher::InitializeJvmOnce() {
   const JvmInstance::StartUpLock lock(m_jvm);
-  if (!m_jvm.isInitialized()) {
+  if (!m_jvm.IsInitialized()) {
     InitializeJvm();
-    m_jvm.setInitialized();
+    m_jvm.SetInitialized();
   }
 }
 
-int JvmLauncher::sendToCallback(std::uint8_t* message, int length) {
+int JvmLauncher::SendToCallback(std::uint8_t* message, int length) {
   if (!TryBindToCallingRuntimeJavaVm()) {
-    m_errors.raise("018. JVM not initialized");
+    m_errors.Raise("018. JVM not initialized");
   }
-  if (!JavaCallback::isSet()) {
-    m_errors.raise("032. Java callback is not set");
+  if (!JavaCallback::IsSet()) {
+    m_errors.Raise("032. Java callback is not set");
   }
-  return m_receiver.send(message, length);
+  return m_receiver.Send(message, length);
 }
 
 int JvmLauncher::ReadResponse(std::uint8_t* buffer, int length) {
-  if (!m_responses.read(buffer, length)) {
-    m_errors.raise("017.\nError while reading response");
+  if (!m_responses.Read(buffer, length)) {
+    m_errors.Raise("017.\nError while reading response");
   }
   return 0;
 }
@@ -144,73 +144,73 @@ int JvmLauncher::DeployRuntime(std::uint8_t* /*message*/, int /*length*/, std::s
 }
 
 void JvmLauncher::SetJvmRuntimePath() {
-  m_finder.setRuntimePath();
+  m_finder.SetRuntimePath();
 }
 
 void JvmLauncher::LoadJvmSharedLibraryAndExportedFunctions() {
-  m_finder.openLibrary();
+  m_finder.OpenLibrary();
 }
 
 void JvmLauncher::GetFunctionsPointers() {
-  m_finder.findEntryPoints();
+  m_finder.FindEntryPoints();
 }
 
 bool JvmLauncher::TryBindToCallingRuntimeJavaVm() {
-  return m_jvm.bind();
+  return m_jvm.Bind();
 }
 
 void JvmLauncher::CreateClassPath() {
-  m_libraries.createClassPath();
+  m_libraries.CreateClassPath();
 }
 
 // The command that adopts a JVM looks the receiver up itself, right after this.
 int JvmLauncher::InitializeJvm() {
-  if (m_jvm.adopt(m_finder.getCreatedJavaVMs())) {
+  if (m_jvm.Adopt(m_finder.GetCreatedJavaVMs())) {
     return 0;
   }
   if (m_launching) {
-    startJvm();
+    StartJvm();
   }
-  if (!m_jvm.hasEnvironment()) {
-    m_errors.raise("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package");
+  if (!m_jvm.HasEnvironment()) {
+    m_errors.Raise("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package");
   }
-  m_jvm.keepVersion();
+  m_jvm.KeepVersion();
   GetReceiverClass();
-  printOut(GetRuntimeInfoFromManagedRuntime() + "\n");
+  PrintOut(GetRuntimeInfoFromManagedRuntime() + "\n");
   return 0;
 }
 
-void JvmLauncher::startJvm() {
-  if (m_finder.createJavaVM() == nullptr) {
-    m_errors.raise("018. JVM not initialized");
+void JvmLauncher::StartJvm() {
+  if (m_finder.CreateJavaVm() == nullptr) {
+    m_errors.Raise("018. JVM not initialized");
   }
-  m_libraries.buildOptions(m_finder.runtimePath());
-  JvmInstance::runStartUpThread([this] { createJavaVM(this); });
-  m_libraries.releaseOptions();
-  m_jvm.attachStartingThread();
+  m_libraries.BuildOptions(m_finder.RuntimePath());
+  JvmInstance::RunStartUpThread([this] { CreateJavaVm(this); });
+  m_libraries.ReleaseOptions();
+  m_jvm.AttachStartingThread();
 }
 
-void createJavaVM(JvmLauncher* launcher) {
-  launcher->m_jvm.create(launcher->m_finder.createJavaVM(), launcher->m_libraries.arguments());
+void CreateJavaVm(JvmLauncher* launcher) {
+  launcher->m_jvm.Create(launcher->m_finder.CreateJavaVm(), launcher->m_libraries.Arguments());
   launcher->HandleLaunchJvmError();
 }
 
 void JvmLauncher::HandleLaunchJvmError() {
-  m_jvm.raiseCreateError();
+  m_jvm.RaiseCreateError();
 }
 
 void JvmLauncher::GetReceiverClass() {
-  m_receiver.lookUp();
+  m_receiver.LookUp();
 }
 
 int JvmLauncher::HandleLoadLibraryCommand(std::uint8_t* message, int length) {
-  m_libraries.load(message, length);
-  m_responses.store(ClassPathLibraries::kLoaded.data(), ClassPathLibraries::kLoaded.size());
+  m_libraries.Load(message, length);
+  m_responses.Store(ClassPathLibraries::kLoaded.data(), ClassPathLibraries::kLoaded.size());
   return static_cast<int>(ClassPathLibraries::kLoaded.size());
 }
 
 void JvmLauncher::AddToLibrariesToLoad(std::string path) {
-  m_libraries.add(path);
+  m_libraries.Add(path);
 }
 
 std::string JvmLauncher::GetRuntimeName() {
@@ -218,15 +218,15 @@ std::string JvmLauncher::GetRuntimeName() {
 }
 
 int JvmLauncher::GetVersion() {
-  return m_jvm.version();
+  return m_jvm.Version();
 }
 
 std::string JvmLauncher::GetVersionString() {
-  return versionText(GetVersion());
+  return VersionText(GetVersion());
 }
 
 std::string JvmLauncher::GetRuntimeInfo() {
-  const std::vector<std::string> libraries = m_libraries.list();
+  const std::vector<std::string> libraries = m_libraries.List();
   std::string info;
   if (!libraries.empty()) {
     info += "Loaded custom libraries:\n";
@@ -240,17 +240,17 @@ std::string JvmLauncher::GetRuntimeInfo() {
 
 std::string JvmLauncher::GetRuntimeInfoFromNativeLevel() {
   return "JVM Native Launcher Runtime Info: \nJVM shared library search path: " +
-         m_finder.libraryPath();
+         m_finder.LibraryPath();
 }
 
 std::string JvmLauncher::GetRuntimeInfoFromManagedRuntime() {
-  return m_receiver.describe();
+  return m_receiver.Describe();
 }
 
 bool JvmLauncher::CheckAndHandleJvmException(JNIEnv* env, const std::string& code, bool clear) {
-  return m_errors.raisePending(env, code, clear);
+  return m_errors.RaisePending(env, code, clear);
 }
 
 void JvmLauncher::HandleException(FerrolinkNativeException e) {
-  m_errors.raiseAnew(e);
+  m_errors.RaiseAnew(e);
 }

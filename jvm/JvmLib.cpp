@@ -24,22 +24,22 @@ jboolean isCopy = JNI_TRUE;
 
 namespace Ferrolink::Native {
 
-IReceiver* makeReceiver(RuntimeOperationMode mode) {
+IReceiver* MakeReceiver(RuntimeOperationMode mode) {
   return new JvmNativeReceiver(mode);
 }
 
-ITransmitter* makeTransmitter(RuntimeOperationMode mode) {
+ITransmitter* MakeTransmitter(RuntimeOperationMode mode) {
   return new JvmNativeTransmitter(mode);
 }
 
 }  // namespace Ferrolink::Native
 
 IReceiver* CreateReceiver(RuntimeOperationMode mode) {
-  return Ferrolink::Native::createReceiver(mode);
+  return Ferrolink::Native::CreateReceiver(mode);
 }
 
 ITransmitter* CreateTransmitter(RuntimeOperationMode mode) {
-  return Ferrolink::Native::createTransmitter(mode);
+  return Ferrolink::Native::CreateTransmitter(mode);
 }
 
 IReceiver* GetReceiver() {
@@ -55,7 +55,7 @@ JNIEnv* GetJNIEnv() {
 }
 
 int SetOperationModeForTransmitter() {
-  return Ferrolink::Native::setOperationModeForTransmitter();
+  return Ferrolink::Native::SetOperationModeForTransmitter();
 }
 
 int SetConfigSource(std::string source) {
@@ -67,7 +67,7 @@ int SetWorkingDirectoryPath(std::string path) {
 }
 
 void AtStartUp() {
-  Ferrolink::Native::atStartUp();
+  Ferrolink::Native::AtStartUp();
 }
 
-void emptyFunctionInNativeLib() {}
+void EmptyFunctionInNativeLib() {}

@@ -14,7 +14,7 @@ JvmNativeReceiver::JvmNativeReceiver(RuntimeOperationMode mode) : NativeReceiver
     throw FerrolinkNativeException(
         "Ferrolink Native Exception: Exception code 032. \nRuntime not initialized", "Unknown");
   }
-  setLauncher(std::make_unique<JvmLauncher>(mode));
+  SetLauncher(std::make_unique<JvmLauncher>(mode));
 }
 
 JvmNativeReceiver::~JvmNativeReceiver() = default;

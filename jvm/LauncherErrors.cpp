@@ -4,20 +4,20 @@
 
 LauncherErrors::LauncherErrors(RuntimeInfo runtimeInfo) : m_runtimeInfo(std::move(runtimeInfo)) {}
 
-void LauncherErrors::raise(const std::string& text) const {
-  raiseAnew(FerrolinkNativeException("JVM Launcher: Exception code " + text, "Unknown"));
+void LauncherErrors::Raise(const std::string& text) const {
+  RaiseAnew(FerrolinkNativeException("JVM Launcher: Exception code " + text, "Unknown"));
 }
 
-void LauncherErrors::raise(const char* text) const {
-  raise(std::string(text));
+void LauncherErrors::Raise(const char* text) const {
+  Raise(std::string(text));
 }
 
-void LauncherErrors::raiseAnew(const FerrolinkNativeException& error) const {
+void LauncherErrors::RaiseAnew(const FerrolinkNativeException& error) const {
   const std::string message = error.what();
   throw FerrolinkNativeException(message + "\nRUNTIME INFO:\n" + m_runtimeInfo(), "Unknown");
 }
 
-bool LauncherErrors::raisePending(JNIEnv* env, const std::string& code, bool clear) const {
+bool LauncherErrors::RaisePending(JNIEnv* env, const std::string& code, bool clear) const {
   if (env->ExceptionCheck() == JNI_FALSE) {
     return false;
   }
@@ -25,9 +25,9 @@ bool LauncherErrors::raisePending(JNIEnv* env, const std::string& code, bool cle
   if (clear) {
     env->ExceptionClear();
   }
-  raise(code + ". JVM exception occurred");
+  Raise(code + ". JVM exception occurred");
 }
 
-void LauncherErrors::raisePending(JNIEnv* env, const char* code) const {
-  raisePending(env, code, true);
+void LauncherErrors::RaisePending(JNIEnv* env, const char* code) const {
+  RaisePending(env, code, true);
 }

@@ -22,25 +22,25 @@ class LauncherErrors {
   ~LauncherErrors() = default;
 
   /// Raises "JVM Launcher: Exception code " and `text`.
-  [[noreturn]] void raise(const std::string& text) const;
-  [[noreturn, gnu::cold]] void raise(const char* text) const;
+  [[noreturn]] void Raise(const std::string& text) const;
+  [[noreturn, gnu::cold]] void Raise(const char* text) const;
 
   /// Raises a new error with the text of `error` and the runtime information.
-  [[noreturn]] void raiseAnew(const FerrolinkNativeException& error) const;
+  [[noreturn]] void RaiseAnew(const FerrolinkNativeException& error) const;
 
   /// False if no Java exception is pending. Otherwise the JVM describes it on standard error, it is
   /// cleared if `clear`, and the code is raised.
-  bool raisePending(JNIEnv* env, const std::string& code, bool clear) const;
+  bool RaisePending(JNIEnv* env, const std::string& code, bool clear) const;
 
-  /// As raisePending with `clear`. Only the check is inlined.
-  void check(JNIEnv* env, const char* code) const {
+  /// As RaisePending with `clear`. Only the check is inlined.
+  void Check(JNIEnv* env, const char* code) const {
     if (env->ExceptionCheck() != JNI_FALSE) [[unlikely]] {
-      raisePending(env, code);
+      RaisePending(env, code);
     }
   }
 
  private:
-  [[gnu::cold]] void raisePending(JNIEnv* env, const char* code) const;
+  [[gnu::cold]] void RaisePending(JNIEnv* env, const char* code) const;
 
   const RuntimeInfo m_runtimeInfo;
 };

@@ -14,7 +14,7 @@ namespace {
 
 namespace Loader = Ferrolink::Native::Loader;
 
-bool isJvmLibrary(const std::filesystem::path& file) {
+bool IsJvmLibrary(const std::filesystem::path& file) {
   const std::filesystem::path name = "libjvm.so";
   if (file.filename() == name) {
     return true;
@@ -24,7 +24,7 @@ bool isJvmLibrary(const std::filesystem::path& file) {
 }
 
 // The loader holds its lock while it lists, so nothing is opened in there.
-std::vector<std::string> loadedFiles() {
+std::vector<std::string> LoadedFiles() {
   std::vector<std::string> files;
   dl_iterate_phdr(
       [](dl_phdr_info* object, std::size_t, void* data) {
@@ -37,11 +37,11 @@ std::vector<std::string> loadedFiles() {
   return files;
 }
 
-JavaVM* jvmOf(const std::string& file) {
+JavaVM* JvmOf(const std::string& file) {
   Loader::OwnedLibrary library;
-  library.adopt(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD));
+  library.Adopt(dlopen(file.c_str(), RTLD_NOW | RTLD_NOLOAD));
   auto* getCreatedJavaVMs =
-      Loader::findFunctionIn<GetCreatedJavaVMsFunction>(library.get(), "JNI_GetCreatedJavaVMs");
+      Loader::FindFunctionIn<GetCreatedJavaVMsFunction>(library.get(), "JNI_GetCreatedJavaVMs");
   JavaVM* vm = nullptr;
   jsize count = 0;
   if (getCreatedJavaVMs == nullptr || getCreatedJavaVMs(&vm, 1, &count) != JNI_OK || count < 1) {
@@ -52,9 +52,9 @@ JavaVM* jvmOf(const std::string& file) {
 
 }  // namespace
 
-JavaVM* findLoadedJvm() {
-  for (const std::string& file : loadedFiles()) {
-    if (JavaVM* vm = isJvmLibrary(file) ? jvmOf(file) : nullptr) {
+JavaVM* FindLoadedJvm() {
+  for (const std::string& file : LoadedFiles()) {
+    if (JavaVM* vm = IsJvmLibrary(file) ? JvmOf(file) : nullptr) {
       return vm;
     }
   }

@@ -9,6 +9,6 @@
 /// JNI_GetCreatedJavaVMs knows only the JVM of its own library, and two JVM libraries can be
 /// loaded: a Java program's own, and the one that JAVA_HOME names. A second JVM in a process would
 /// end it.
-JavaVM* findLoadedJvm();
+JavaVM* FindLoadedJvm();
 
 #endif

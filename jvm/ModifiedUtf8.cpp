@@ -7,7 +7,7 @@ namespace {
 constexpr char32_t kReplacement = 0xFFFD;
 constexpr std::string_view kModifiedZero = "\xC0\x80";
 
-bool isContinuation(unsigned char byte) {
+bool IsContinuation(unsigned char byte) {
   return (byte & 0xC0U) == 0x80U;
 }
 
@@ -17,7 +17,7 @@ struct Decoded {
   std::size_t size;
 };
 
-Decoded decode(std::string_view text) {
+Decoded Decode(std::string_view text) {
   const auto first = static_cast<unsigned char>(text.front());
   if (first < 0x80U) {
     return {first, 1};
@@ -32,7 +32,7 @@ Decoded decode(std::string_view text) {
   char32_t character = first & (0xFFU >> (size + 1));
   for (std::size_t i = 1; i < size; ++i) {
     const auto next = static_cast<unsigned char>(text[i]);
-    if (!isContinuation(next)) {
+    if (!IsContinuation(next)) {
       return {kReplacement, 1};
     }
     character = (character << 6U) | (next & 0x3FU);
@@ -44,19 +44,19 @@ Decoded decode(std::string_view text) {
   return {character, size};
 }
 
-void appendThreeBytes(std::string& out, char32_t unit) {
+void AppendThreeBytes(std::string& out, char32_t unit) {
   out.push_back(static_cast<char>(0xE0U | (unit >> 12U)));
   out.push_back(static_cast<char>(0x80U | ((unit >> 6U) & 0x3FU)));
   out.push_back(static_cast<char>(0x80U | (unit & 0x3FU)));
 }
 
-void append(std::string& out, char32_t character) {
+void Append(std::string& out, char32_t character) {
   if (character >= 0x10000U) {
     const char32_t offset = character - 0x10000U;
-    appendThreeBytes(out, 0xD800U + (offset >> 10U));
-    appendThreeBytes(out, 0xDC00U + (offset & 0x3FFU));
+    AppendThreeBytes(out, 0xD800U + (offset >> 10U));
+    AppendThreeBytes(out, 0xDC00U + (offset & 0x3FFU));
   } else if (character >= 0x800U) {
-    appendThreeBytes(out, character);
+    AppendThreeBytes(out, character);
   } else if (character >= 0x80U || character == 0) {
     out.push_back(static_cast<char>(0xC0U | (character >> 6U)));
     out.push_back(static_cast<char>(0x80U | (character & 0x3FU)));
@@ -65,15 +65,15 @@ void append(std::string& out, char32_t character) {
   }
 }
 
-bool isHighSurrogate(char32_t character) {
+bool IsHighSurrogate(char32_t character) {
   return character >= 0xD800U && character <= 0xDBFFU;
 }
 
-bool isLowSurrogate(char32_t character) {
+bool IsLowSurrogate(char32_t character) {
   return character >= 0xDC00U && character <= 0xDFFFU;
 }
 
-void appendFourBytes(std::string& out, char32_t character) {
+void AppendFourBytes(std::string& out, char32_t character) {
   out.push_back(static_cast<char>(0xF0U | (character >> 18U)));
   out.push_back(static_cast<char>(0x80U | ((character >> 12U) & 0x3FU)));
   out.push_back(static_cast<char>(0x80U | ((character >> 6U) & 0x3FU)));
@@ -82,17 +82,17 @@ void appendFourBytes(std::string& out, char32_t character) {
 
 }  // namespace
 
-std::string fromModifiedUtf8(std::string_view text) {
+std::string FromModifiedUtf8(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const Decoded high = decode(text);
-    const Decoded low = isHighSurrogate(high.character) && text.size() > high.size
-                            ? decode(text.substr(high.size))
+    const Decoded high = Decode(text);
+    const Decoded low = IsHighSurrogate(high.character) && text.size() > high.size
+                            ? Decode(text.substr(high.size))
                             : Decoded{0, 0};
     std::size_t taken = high.size;
-    if (isLowSurrogate(low.character)) {
-      appendFourBytes(out,
+    if (IsLowSurrogate(low.character)) {
+      AppendFourBytes(out,
                       0x10000U + ((high.character - 0xD800U) << 10U) + (low.character - 0xDC00U));
       taken += low.size;
     } else {
@@ -103,12 +103,12 @@ std::string fromModifiedUtf8(std::string_view text) {
   return out;
 }
 
-std::string toModifiedUtf8(std::string_view text) {
+std::string ToModifiedUtf8(std::string_view text) {
   std::string out;
   out.reserve(text.size());
   while (!text.empty()) {
-    const Decoded decoded = decode(text);
-    append(out, decoded.character);
+    const Decoded decoded = Decode(text);
+    Append(out, decoded.character);
     text.remove_prefix(decoded.size);
   }
   return out;

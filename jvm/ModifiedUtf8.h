@@ -11,10 +11,10 @@
 /// Error texts hold what files and other libraries put into them, and the JVM reads beyond what is
 /// malformed: every byte that is neither kind of UTF-8 becomes U+FFFD. What is modified UTF-8
 /// already stays as it is.
-std::string toModifiedUtf8(std::string_view text);
+std::string ToModifiedUtf8(std::string_view text);
 
 /// What the JVM gave, with supplementary characters as four bytes. The character zero stays two
 /// bytes: to a path it would be the end.
-std::string fromModifiedUtf8(std::string_view text);
+std::string FromModifiedUtf8(std::string_view text);
 
 #endif

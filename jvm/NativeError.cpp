@@ -25,15 +25,15 @@ struct OwnText {
 };
 FERROLINK_THREAD_LOCAL OwnText own{};
 
-std::string& ownString() {
+std::string& OwnString() {
   return *std::launder(reinterpret_cast<std::string*>(own.room));
 }
 
 // Other destructors of this thread may fail after this: the thread then begins anew, and this runs
 // again.
-void endThisThread(void* /*mark*/) {
+void EndThisThread(void* /*mark*/) {
   if (own.made) {
-    ownString().~basic_string();
+    OwnString().~basic_string();
   }
   own.made = false;
   own.waiting = false;
@@ -46,16 +46,16 @@ struct ThreadEndKey {
 
 // A key of the threads library, made once and never given back: its destructor is code of a library
 // that stays mapped, and runs for no thread when the process exits.
-bool noticeEndOfThisThread() {
+bool NoticeEndOfThisThread() {
   static const ThreadEndKey end = [] {
     ThreadEndKey made{};
-    made.made = pthread_key_create(&made.key, &endThisThread) == 0;
+    made.made = pthread_key_create(&made.key, &EndThisThread) == 0;
     return made;
   }();
   return end.made && pthread_setspecific(end.key, &own) == 0;
 }
 
-void assign(std::string& to, const char* text) noexcept {
+void Assign(std::string& to, const char* text) noexcept {
   try {
     to = text;
   } catch (const std::exception&) {
@@ -65,40 +65,40 @@ void assign(std::string& to, const char* text) noexcept {
 
 // Where the end of the thread would go unnoticed, it has no text of its own: that would never be
 // freed.
-void storeOwn(const char* text) noexcept {
+void StoreOwn(const char* text) noexcept {
   if (!own.made) {
-    if (!noticeEndOfThisThread()) {
+    if (!NoticeEndOfThisThread()) {
       return;
     }
     new (own.room) std::string();
     own.made = true;
   }
-  assign(ownString(), text);
+  Assign(OwnString(), text);
   own.waiting = true;
 }
 
 }  // namespace
 
-void store(const char* text) noexcept {
-  storeOwn(text);
+void Store(const char* text) noexcept {
+  StoreOwn(text);
   const std::lock_guard<std::mutex> lock(errorMessageMutex);
-  assign(errorMessage, text);
+  Assign(errorMessage, text);
 }
 
-std::string text() {
+std::string Text() {
   if (own.waiting) {
-    return ownString();
+    return OwnString();
   }
   const std::lock_guard<std::mutex> lock(errorMessageMutex);
   return errorMessage;
 }
 
-void forgetOwn() noexcept {
+void ForgetOwn() noexcept {
   if (!own.waiting) {
     return;
   }
   own.waiting = false;
-  std::string().swap(ownString());
+  std::string().swap(OwnString());
 }
 
 }  // namespace NativeError

@@ -13,14 +13,14 @@ namespace NativeError {
 
 /// Raises nothing, since no exception may leave a native method; where there is no memory for the
 /// text, it becomes "std::bad_alloc".
-void store(const char* text) noexcept;
+void Store(const char* text) noexcept;
 
 /// The calling thread's own text where one waits, else the process's. Errors: std::bad_alloc, and
 /// an own text goes on waiting.
-std::string text();
+std::string Text();
 
 /// The thread has got its own text: later reads give the process's.
-void forgetOwn() noexcept;
+void ForgetOwn() noexcept;
 
 }  // namespace NativeError
 

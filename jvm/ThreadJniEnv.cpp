@@ -12,13 +12,13 @@
 
 namespace {
 
-[[noreturn]] void fail(const std::string& text) {
+[[noreturn]] void Fail(const std::string& text) {
   throw FerrolinkNativeException(text, "Unknown");
 }
 
-[[noreturn]] void printAndFail(const std::string& text) {
-  Ferrolink::Native::Console::printOut(text + "\n");
-  fail(text);
+[[noreturn]] void PrintAndFail(const std::string& text) {
+  Ferrolink::Native::Console::PrintOut(text + "\n");
+  Fail(text);
 }
 
 /// Owns the process-wide ThreadJniEnv. Not locked: first calls that race may both build one, and
@@ -35,13 +35,13 @@ class ProcessHolder {
   ProcessHolder& operator=(const ProcessHolder&) = delete;
   ~ProcessHolder() {
     if (m_process.load(std::memory_order_relaxed) == getpid()) {
-      install(nullptr);
+      Install(nullptr);
     }
   }
 
   [[nodiscard]] ThreadJniEnv* get() const { return m_holder.load(std::memory_order_acquire); }
 
-  void install(std::unique_ptr<ThreadJniEnv> holder) {
+  void Install(std::unique_ptr<ThreadJniEnv> holder) {
     m_process.store(getpid(), std::memory_order_relaxed);
     const std::unique_ptr<ThreadJniEnv> replaced(
         m_holder.exchange(holder.release(), std::memory_order_acq_rel));
@@ -59,7 +59,7 @@ FERROLINK_THREAD_LOCAL ThreadToken threadToken = 0;
 
 }  // namespace
 
-ThreadToken currentThreadToken() {
+ThreadToken CurrentThreadToken() {
   if (threadToken == 0) {
     threadToken = lastThreadToken.fetch_add(1, std::memory_order_relaxed) + 1;
   }
@@ -68,7 +68,7 @@ ThreadToken currentThreadToken() {
 
 ThreadJniEnv::ThreadJniEnv(JavaVM* vm) : m_javaVM(vm) {
   if (vm == nullptr) {
-    fail("ThreadJniEnv: JavaVM pointer is null");
+    Fail("ThreadJniEnv: JavaVM pointer is null");
   }
   const jint result = vm->GetEnv(reinterpret_cast<void**>(&m_jniEnv), JNI_VERSION_1_8);
   if (result == JNI_OK && m_jniEnv != nullptr) [[likely]] {
@@ -76,25 +76,25 @@ ThreadJniEnv::ThreadJniEnv(JavaVM* vm) : m_javaVM(vm) {
   }
   if (result == JNI_EDETACHED) {
     if (vm->AttachCurrentThread(reinterpret_cast<void**>(&m_jniEnv), nullptr) != JNI_OK) {
-      printAndFail("ThreadJniEnv: failed to attach thread to JVM");
+      PrintAndFail("ThreadJniEnv: failed to attach thread to JVM");
     }
     m_attached = true;
-    m_thread = currentThreadToken();
+    m_thread = CurrentThreadToken();
   } else if (result == JNI_EVERSION) {
-    printAndFail("ThreadJniEnv: JNI version not supported");
+    PrintAndFail("ThreadJniEnv: JNI version not supported");
   } else if (result != JNI_OK) {
-    printAndFail("ThreadJniEnv: unknown error getting JNI environment");
+    PrintAndFail("ThreadJniEnv: unknown error getting JNI environment");
   }
   if (m_jniEnv == nullptr) {
     if (m_attached) {
       vm->DetachCurrentThread();
     }
-    fail("ThreadJniEnv: m_jniEnv is nullptr after initialization");
+    Fail("ThreadJniEnv: m_jniEnv is nullptr after initialization");
   }
 }
 
 ThreadJniEnv::~ThreadJniEnv() {
-  if (m_attached && m_javaVM != nullptr && m_thread == currentThreadToken()) {
+  if (m_attached && m_javaVM != nullptr && m_thread == CurrentThreadToken()) {
     m_javaVM->DetachCurrentThread();
   }
 }
@@ -105,6 +105,6 @@ JNIEnv* getJniEnvForThread(JavaVM* vm) {
   }
   auto holder = std::make_unique<ThreadJniEnv>(vm);
   JNIEnv* environment = holder->m_jniEnv;
-  threadJniEnv.install(std::move(holder));
+  threadJniEnv.Install(std::move(holder));
   return environment;
 }

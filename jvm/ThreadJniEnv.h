@@ -8,7 +8,7 @@
 /// A value that no other thread of the process has or ever had. Unlike a thread id it is not given
 /// again to a later thread, so it tells whether the calling thread is the one that left it.
 using ThreadToken = unsigned long;
-ThreadToken currentThreadToken();
+ThreadToken CurrentThreadToken();
 
 /// Scoped JNI environment of the calling thread: attaches the thread where the JVM does not know it
 /// yet, and detaches it again only if it did so itself. A Java thread, or one attached elsewhere,
@@ -27,7 +27,7 @@ class ThreadJniEnv {
   JNIEnv* m_jniEnv = nullptr;
 
   /// Whether the JVM did not know the thread before this holder was made.
-  [[nodiscard]] bool attachedThread() const { return m_attached; }
+  [[nodiscard]] bool AttachedThread() const { return m_attached; }
 
  private:
   JavaVM* m_javaVM;

@@ -30,26 +30,26 @@ using Ferrolink::Native::Interfaces::ITransmitter;
 constexpr jsize kShortestDeployment = 10;
 
 template <class Body>
-jint guarded(jint failure, Body body) {
+jint Guarded(jint failure, Body body) {
   try {
     return body();
   } catch (const std::exception& error) {
-    NativeError::store(error.what());
+    NativeError::Store(error.what());
     return failure;
   }
 }
 
-[[noreturn]] void raise(const char* text) {
+[[noreturn]] void Raise(const char* text) {
   throw FerrolinkNativeException(std::string("JVM Lib: Exception code ") + text, "Unknown");
 }
 
-void requireArray(jbyteArray array) {
+void RequireArray(jbyteArray array) {
   if (array == nullptr) {
-    raise("002. Command byte array is null");
+    Raise("002. Command byte array is null");
   }
 }
 
-ITransmitter& currentTransmitter() {
+ITransmitter& CurrentTransmitter() {
   ITransmitter* current = transmitter.load();
   if (current == nullptr) {
     throw FerrolinkNativeException(
@@ -64,47 +64,47 @@ ITransmitter& currentTransmitter() {
 class TextArgument {
  public:
   TextArgument() = default;
-  TextArgument(JNIEnv* env, jstring string, jboolean* copied) { take(env, string, copied); }
+  TextArgument(JNIEnv* env, jstring string, jboolean* copied) { Take(env, string, copied); }
 
-  void take(JNIEnv* env, jstring string, jboolean* copied) {
+  void Take(JNIEnv* env, jstring string, jboolean* copied) {
     if (string != nullptr) {
       m_characters.emplace(env, string, copied);
       if (m_characters->get() != nullptr) {
         return;
       }
-      Jni::clearPendingException(env);
+      Jni::ClearPendingException(env);
     }
     throw std::logic_error("basic_string::_M_construct null not valid");
   }
 
-  [[nodiscard]] std::string copy() const { return fromModifiedUtf8(m_characters->get()); }
+  [[nodiscard]] std::string Copy() const { return FromModifiedUtf8(m_characters->get()); }
 
  private:
   std::optional<Jni::StringCharacters> m_characters;
 };
 
-void requireElements(JNIEnv* env, const Jni::ByteArrayElements& elements) {
+void RequireElements(JNIEnv* env, const Jni::ByteArrayElements& elements) {
   if (elements.get() == nullptr) {
-    Jni::clearPendingException(env);
-    raise("001. Failed to access command byte array");
+    Jni::ClearPendingException(env);
+    Raise("001. Failed to access command byte array");
   }
 }
 
-std::uint8_t* bytesOf(const Jni::ByteArrayElements& elements) {
+std::uint8_t* BytesOf(const Jni::ByteArrayElements& elements) {
   return reinterpret_cast<std::uint8_t*>(elements.get());
 }
 
 jint sendCommand(JNIEnv* env, jbyteArray message) {
   AtStartUp();
-  requireArray(message);
+  RequireArray(message);
   const jsize length = env->GetArrayLength(message);
   if (length == 0) {
     return 0;
   }
   jboolean copied = JNI_FALSE;
   const Jni::ByteArrayElements elements(env, message, &copied);
-  requireElements(env, elements);
-  return currentTransmitter().SendCommand(bytesOf(elements), length);
+  RequireElements(env, elements);
+  return CurrentTransmitter().SendCommand(BytesOf(elements), length);
 }
 
 /// Zeroed bytes for one response; small ones lie in the object itself.
@@ -122,8 +122,8 @@ class ResponseBuffer {
   ResponseBuffer& operator=(const ResponseBuffer&) = delete;
   ~ResponseBuffer() = default;
 
-  [[nodiscard]] std::uint8_t* bytes() { return m_bytes; }
-  [[nodiscard]] jbyte* javaBytes() { return reinterpret_cast<jbyte*>(m_bytes); }
+  [[nodiscard]] std::uint8_t* Bytes() { return m_bytes; }
+  [[nodiscard]] jbyte* JavaBytes() { return reinterpret_cast<jbyte*>(m_bytes); }
 
  private:
   std::array<std::uint8_t, 2048> m_small;
@@ -133,30 +133,30 @@ class ResponseBuffer {
 
 // One byte comes down: the target runtime, by which in-process channels route the read.
 jint readResponse(JNIEnv* env, jbyteArray buffer) {
-  requireArray(buffer);
+  RequireArray(buffer);
   const jsize length = env->GetArrayLength(buffer);
   if (length == 0) {
     return 0;
   }
   ResponseBuffer response(static_cast<std::size_t>(length));
-  env->GetByteArrayRegion(buffer, 0, 1, response.javaBytes());
-  currentTransmitter().ReadResponse(response.bytes(), length);
-  env->SetByteArrayRegion(buffer, 0, length, response.javaBytes());
+  env->GetByteArrayRegion(buffer, 0, 1, response.JavaBytes());
+  CurrentTransmitter().ReadResponse(response.Bytes(), length);
+  env->SetByteArrayRegion(buffer, 0, length, response.JavaBytes());
   return 0;
 }
 
 jint deployRuntime(JNIEnv* env, jbyteArray message, jstring path, jint flag) {
   AtStartUp();
-  requireArray(message);
+  RequireArray(message);
   const jsize length = env->GetArrayLength(message);
   TextArgument pathText;  // released after the elements
   const Jni::ByteArrayElements elements(env, message, &isCopy);
-  requireElements(env, elements);
-  pathText.take(env, path, &isCopy);
+  RequireElements(env, elements);
+  pathText.Take(env, path, &isCopy);
   if (length < kShortestDeployment) {
     throw FerrolinkNativeException("Message byte array length is less than 11", "Unknown");
   }
-  return currentTransmitter().DeployRuntime(bytesOf(elements), length, pathText.copy(),
+  return CurrentTransmitter().DeployRuntime(BytesOf(elements), length, pathText.Copy(),
                                             static_cast<std::uint8_t>(flag));
 }
 
@@ -167,50 +167,50 @@ jint deployRuntime(JNIEnv* env, jbyteArray message, jstring path, jint flag) {
       Java_com_ferrolink_core_transmitter_TransmitterWrapper_##method
 
 TRANSMITTER_WRAPPER(jint, sendCommand)(JNIEnv* env, jobject /*self*/, jbyteArray message) {
-  return guarded(-2, [&] { return sendCommand(env, message); });
+  return Guarded(-2, [&] { return sendCommand(env, message); });
 }
 
 TRANSMITTER_WRAPPER(jint, readResponse)(JNIEnv* env, jobject /*self*/, jbyteArray buffer) {
-  return guarded(-3, [&] { return readResponse(env, buffer); });
+  return Guarded(-3, [&] { return readResponse(env, buffer); });
 }
 
 TRANSMITTER_WRAPPER(jint, setEmbeddedRuntime)
 (JNIEnv* env, jobject /*self*/, jint callingRuntime, jint calledRuntime, jint launchArgument,
  jstring path) {
-  return guarded(-4, [&] {
+  return Guarded(-4, [&] {
     AtStartUp();
     const TextArgument pathText(env, path, &isCopy);
-    return currentTransmitter().SetEmbeddedRuntime(
+    return CurrentTransmitter().SetEmbeddedRuntime(
         static_cast<std::uint8_t>(callingRuntime), static_cast<std::uint8_t>(calledRuntime),
-        static_cast<std::uint8_t>(launchArgument), pathText.copy());
+        static_cast<std::uint8_t>(launchArgument), pathText.Copy());
   });
 }
 
 TRANSMITTER_WRAPPER(jint, deployRuntime)
 (JNIEnv* env, jobject /*self*/, jbyteArray message, jstring path, jint flag) {
-  return guarded(-5, [&] { return deployRuntime(env, message, path, flag); });
+  return Guarded(-5, [&] { return deployRuntime(env, message, path, flag); });
 }
 
 TRANSMITTER_WRAPPER(jint, setConfigSource)(JNIEnv* env, jobject /*self*/, jstring source) {
-  return guarded(-6, [&] {
+  return Guarded(-6, [&] {
     const TextArgument text(env, source, nullptr);
-    return SetConfigSource(text.copy());
+    return SetConfigSource(text.Copy());
   });
 }
 
 TRANSMITTER_WRAPPER(jint, setWorkingDirectory)(JNIEnv* env, jobject /*self*/, jstring path) {
-  return guarded(-7, [&] {
+  return Guarded(-7, [&] {
     const TextArgument text(env, path, nullptr);
-    return SetWorkingDirectoryPath(text.copy());
+    return SetWorkingDirectoryPath(text.Copy());
   });
 }
 
 TRANSMITTER_WRAPPER(jstring, getNativeError)(JNIEnv* env, jobject /*self*/) {
   try {
-    jstring text = env->NewStringUTF(toModifiedUtf8(NativeError::text()).c_str());
-    Jni::clearPendingException(env);
+    jstring text = env->NewStringUTF(ToModifiedUtf8(NativeError::Text()).c_str());
+    Jni::ClearPendingException(env);
     if (text != nullptr) {
-      NativeError::forgetOwn();
+      NativeError::ForgetOwn();
     }
     return text;
   } catch (const std::exception&) {
@@ -219,5 +219,5 @@ TRANSMITTER_WRAPPER(jstring, getNativeError)(JNIEnv* env, jobject /*self*/) {
 }
 
 TRANSMITTER_WRAPPER(void, setCallback)(JNIEnv* env, jobject /*self*/, jobject callback) {
-  JavaCallback::set(env, callback);
+  JavaCallback::Set(env, callback);
 }

@@ -13,7 +13,7 @@ namespace {
 
 FERROLINK_THREAD_LOCAL bool forwarding = false;
 
-void* openUtilsLibrary() {
+void* OpenUtilsLibrary() {
   try {
     return LibrariesFinder::LibrariesFinder::loadUtilsLibrary(false);
   } catch (const std::exception&) {
@@ -26,16 +26,16 @@ void* openUtilsLibrary() {
 std::atomic<void*> AppInsightLogger::utilsLibraryInstance{nullptr};
 std::atomic<AppInsightLogger::LogMessageFunction*> AppInsightLogger::LogMessage_Fn{nullptr};
 
-int AppInsightLogger::initialize() {
+int AppInsightLogger::Initialize() {
   if (utilsLibraryInstance.load(std::memory_order_acquire) == nullptr) {
-    void* handle = openUtilsLibrary();
+    void* handle = OpenUtilsLibrary();
     if (handle == nullptr) {
       return 1;
     }
     utilsLibraryInstance.store(handle, std::memory_order_release);
   }
   if (LogMessage_Fn.load(std::memory_order_acquire) == nullptr) {
-    LogMessage_Fn.store(Loader::findFunction<LogMessageFunction>(
+    LogMessage_Fn.store(Loader::FindFunction<LogMessageFunction>(
                             utilsLibraryInstance.load(std::memory_order_acquire), "LogMessage"),
                         std::memory_order_release);
   }
@@ -48,11 +48,11 @@ __attribute__((no_sanitize("null"))) int AppInsightLogger::LogMessage(std::strin
                                                                       std::string second,
                                                                       std::string third) {
   const ReentryGuard guard(forwarding);
-  if (!guard.outermost()) {
+  if (!guard.Outermost()) {
     return 0;
   }
   try {
-    initialize();
+    Initialize();
     if (LogMessageFunction* function = LogMessage_Fn.load(std::memory_order_acquire)) {
       function(first.c_str(), second.c_str(), third.c_str());
     }

@@ -22,7 +22,7 @@ constexpr int kUndecided = -1;
 static_assert(sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t));
 
 // Adds the processors that the thread may use; false where the kernel does not say.
-bool addProcessorsOf(pid_t thread, cpu_set_t& processors) noexcept {
+bool AddProcessorsOf(pid_t thread, cpu_set_t& processors) noexcept {
   cpu_set_t own;
   CPU_ZERO(&own);
   if (sched_getaffinity(thread, sizeof own, &own) != 0) {
@@ -37,20 +37,20 @@ bool addProcessorsOf(pid_t thread, cpu_set_t& processors) noexcept {
 // Asked are the initial thread, whose list the others inherit, and the calling one: a thread that
 // is kept to one processor does not speak for the rest. Where the kernel does not say, there are
 // several.
-int decideLooks() noexcept {
+int DecideLooks() noexcept {
   cpu_set_t processors;
   CPU_ZERO(&processors);
-  const bool known = addProcessorsOf(getpid(), processors) && addProcessorsOf(0, processors);
+  const bool known = AddProcessorsOf(getpid(), processors) && AddProcessorsOf(0, processors);
   return known && CPU_COUNT(&processors) == 1 ? 0 : kLooks;
 }
 
 // Decided by the first thread that finds a mutex taken, and never again: two system calls in the
 // life of the process. Threads that come at the same time may decide it twice.
-int looksBeforeSleep() noexcept {
+int LooksBeforeSleep() noexcept {
   static std::atomic<int> decided{kUndecided};
   int looks = decided.load(std::memory_order_relaxed);
   if (looks == kUndecided) [[unlikely]] {
-    looks = decideLooks();
+    looks = DecideLooks();
     decided.store(looks, std::memory_order_relaxed);
   }
   return looks;
@@ -58,16 +58,16 @@ int looksBeforeSleep() noexcept {
 
 }  // namespace
 
-void BriefMutex::lockTaken() noexcept {
-  if (!spin()) {
-    sleep();
+void BriefMutex::LockTaken() noexcept {
+  if (!Spin()) {
+    Sleep();
   }
 }
 
 // True where the calling thread has taken the mutex. Looks before it tries: a try would take the
 // cache line from the thread that is giving the mutex back.
-bool BriefMutex::spin() noexcept {
-  const int looks = looksBeforeSleep();
+bool BriefMutex::Spin() noexcept {
+  const int looks = LooksBeforeSleep();
   for (int look = 0; look < looks; ++look) {
     for (int pause = 0; pause < kPausesBetweenLooks; ++pause) {
       __builtin_ia32_pause();
@@ -82,13 +82,13 @@ bool BriefMutex::spin() noexcept {
 }
 
 // The kernel puts the thread to sleep only while the note that it leaves is there.
-void BriefMutex::sleep() noexcept {
+void BriefMutex::Sleep() noexcept {
   while (m_state.exchange(kTakenWithSleepers, std::memory_order_acquire) != kFree) {
     syscall(SYS_futex, &m_state, FUTEX_WAIT_PRIVATE, kTakenWithSleepers, nullptr, nullptr, 0);
   }
 }
 
-void BriefMutex::wakeOne() noexcept {
+void BriefMutex::WakeOne() noexcept {
   syscall(SYS_futex, &m_state, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 

@@ -25,13 +25,13 @@ class BriefMutex {
     std::uint32_t expected = kFree;
     if (!m_state.compare_exchange_strong(expected, kTaken, std::memory_order_acquire,
                                          std::memory_order_relaxed)) [[unlikely]] {
-      lockTaken();
+      LockTaken();
     }
   }
 
   void unlock() noexcept {
     if (m_state.exchange(kFree, std::memory_order_release) == kTakenWithSleepers) [[unlikely]] {
-      wakeOne();
+      WakeOne();
     }
   }
 
@@ -40,10 +40,10 @@ class BriefMutex {
   static constexpr std::uint32_t kTaken = 1;
   static constexpr std::uint32_t kTakenWithSleepers = 2;
 
-  void lockTaken() noexcept;
-  [[nodiscard]] bool spin() noexcept;
-  void sleep() noexcept;
-  void wakeOne() noexcept;
+  void LockTaken() noexcept;
+  [[nodiscard]] bool Spin() noexcept;
+  void Sleep() noexcept;
+  void WakeOne() noexcept;
 
   // Alone on its cache line: what lies beside it is read by threads that do not take the lock.
   alignas(64) std::atomic<std::uint32_t> m_state{kFree};

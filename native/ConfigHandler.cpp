@@ -36,8 +36,8 @@ std::string CallConfigStringFunction(Function* function, const Texts&... texts) 
 }
 
 template <class Function>
-Function* findFunction(void* library, const char* name) {
-  auto* function = Loader::findFunction<Function>(library, name);
+Function* FindFunction(void* library, const char* name) {
+  auto* function = Loader::FindFunction<Function>(library, name);
   if (function == nullptr) {
     throw FerrolinkNativeException(std::string(name) + " function not found in Utils library",
                                    "Unknown");
@@ -48,7 +48,7 @@ Function* findFunction(void* library, const char* name) {
 // Whatever the configuration library throws, and a missing function as well, reaches the caller as
 // a newly raised exception with the same text.
 template <class Call>
-auto reraised(Call call) -> decltype(call()) {
+auto Reraised(Call call) -> decltype(call()) {
   try {
     return call();
   } catch (const std::exception& error) {
@@ -57,18 +57,18 @@ auto reraised(Call call) -> decltype(call()) {
 }
 
 template <class Function, class... Texts>
-int askNumber(void* library, const char* name, const Texts&... texts) {
-  return reraised([&] { return findFunction<Function>(library, name)(texts.c_str()...); });
+int AskNumber(void* library, const char* name, const Texts&... texts) {
+  return Reraised([&] { return FindFunction<Function>(library, name)(texts.c_str()...); });
 }
 
 template <class Function, class... Texts>
-std::string askText(void* library, const char* name, const Texts&... texts) {
-  return reraised(
-      [&] { return CallConfigStringFunction(findFunction<Function>(library, name), texts...); });
+std::string AskText(void* library, const char* name, const Texts&... texts) {
+  return Reraised(
+      [&] { return CallConfigStringFunction(FindFunction<Function>(library, name), texts...); });
 }
 
 // The level of a level word in lower case; -1 for any other text.
-int levelOf(const std::string& word) {
+int LevelOf(const std::string& word) {
   if (word == "off") {
     return 0;
   }
@@ -89,87 +89,87 @@ void ConfigHandler::initializeConfigsLibrary() {
   }
 }
 
-void* ConfigHandler::configsLibrary() {
+void* ConfigHandler::ConfigsLibrary() {
   initializeConfigsLibrary();
   return configsLibraryInstance.load(std::memory_order_acquire);
 }
 
 int ConfigHandler::SetConfigSource(const std::string& source) {
-  return askNumber<DirectTextFunction>(configsLibrary(), "SetConfigSource", source);
+  return AskNumber<DirectTextFunction>(ConfigsLibrary(), "SetConfigSource", source);
 }
 
 int ConfigHandler::SetWorkingDirectory(const std::string& path) {
-  return askNumber<DirectTextFunction>(configsLibrary(), "SetWorkingDirectory", path);
+  return AskNumber<DirectTextFunction>(ConfigsLibrary(), "SetWorkingDirectory", path);
 }
 
 int ConfigHandler::GetChannelPort(const std::string& runtimeName, const std::string& configName) {
-  return askNumber<DirectChannelFunction>(configsLibrary(), "GetChannelPort", runtimeName,
+  return AskNumber<DirectChannelFunction>(ConfigsLibrary(), "GetChannelPort", runtimeName,
                                           configName);
 }
 
 int ConfigHandler::ProxyExists() {
-  return askNumber<DirectFunction>(configsLibrary(), "ProxyExists");
+  return AskNumber<DirectFunction>(ConfigsLibrary(), "ProxyExists");
 }
 
 int ConfigHandler::GetProxyPort() {
-  return askNumber<DirectFunction>(configsLibrary(), "GetProxyPort");
+  return AskNumber<DirectFunction>(ConfigsLibrary(), "GetProxyPort");
 }
 
 std::string ConfigHandler::GetConfigSource() {
-  return askText<TextFunction>(configsLibrary(), "GetConfigSource");
+  return AskText<TextFunction>(ConfigsLibrary(), "GetConfigSource");
 }
 
 std::string ConfigHandler::GetWorkingDirectory() {
-  return askText<TextFunction>(configsLibrary(), "GetWorkingDirectory");
+  return AskText<TextFunction>(ConfigsLibrary(), "GetWorkingDirectory");
 }
 
 std::string ConfigHandler::GetProxyHost() {
-  return askText<TextFunction>(configsLibrary(), "GetProxyHost");
+  return AskText<TextFunction>(ConfigsLibrary(), "GetProxyHost");
 }
 
 std::string ConfigHandler::GetProxyUsername() {
-  return askText<TextFunction>(configsLibrary(), "GetProxyUsername");
+  return AskText<TextFunction>(ConfigsLibrary(), "GetProxyUsername");
 }
 
 std::string ConfigHandler::GetProxyPassword() {
-  return askText<TextFunction>(configsLibrary(), "GetProxyPassword");
+  return AskText<TextFunction>(ConfigsLibrary(), "GetProxyPassword");
 }
 
 std::string ConfigHandler::GetProxyDomain() {
-  return askText<TextFunction>(configsLibrary(), "GetProxyDomain");
+  return AskText<TextFunction>(ConfigsLibrary(), "GetProxyDomain");
 }
 
 std::string ConfigHandler::GetRuntimeName(const std::string& runtimeName,
                                           const std::string& configName) {
-  return askText<ChannelTextFunction>(configsLibrary(), "GetRuntimeName", runtimeName, configName);
+  return AskText<ChannelTextFunction>(ConfigsLibrary(), "GetRuntimeName", runtimeName, configName);
 }
 
 std::string ConfigHandler::GetChannelType(const std::string& runtimeName,
                                           const std::string& configName) {
-  return askText<ChannelTextFunction>(configsLibrary(), "GetChannelType", runtimeName, configName);
+  return AskText<ChannelTextFunction>(ConfigsLibrary(), "GetChannelType", runtimeName, configName);
 }
 
 std::string ConfigHandler::GetChannelHost(const std::string& runtimeName,
                                           const std::string& configName) {
-  return askText<ChannelTextFunction>(configsLibrary(), "GetChannelHost", runtimeName, configName);
+  return AskText<ChannelTextFunction>(ConfigsLibrary(), "GetChannelHost", runtimeName, configName);
 }
 
 std::string ConfigHandler::GetChannelRuntimePath(const std::string& runtimeName,
                                                  const std::string& configName) {
-  return askText<ChannelTextFunction>(configsLibrary(), "GetChannelRuntimePath", runtimeName,
+  return AskText<ChannelTextFunction>(ConfigsLibrary(), "GetChannelRuntimePath", runtimeName,
                                       configName);
 }
 
 int ConfigHandler::GetLoggingLevel() {
   if (const char* value = std::getenv("FERROLINK_LOGGING_LEVEL")) {
-    const int level = levelOf(lowerCase(value));
+    const int level = LevelOf(LowerCase(value));
     if (level >= 0) {
       return level;
     }
   }
   try {
-    const int level = levelOf(lowerCase(
-        CallConfigStringFunction(findFunction<TextFunction>(configsLibrary(), "GetLoggingLevel"))));
+    const int level = LevelOf(LowerCase(
+        CallConfigStringFunction(FindFunction<TextFunction>(ConfigsLibrary(), "GetLoggingLevel"))));
     return level >= 0 ? level : 1;
   } catch (const std::exception&) {
     return 1;

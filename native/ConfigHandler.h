@@ -50,7 +50,7 @@ class ConfigHandler {
   FERROLINK_EXPORT static int GetLoggingLevel();
 
  private:
-  static void* configsLibrary();
+  static void* ConfigsLibrary();
 
   static std::atomic<void*> configsLibraryInstance;
 };

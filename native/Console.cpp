@@ -9,23 +9,23 @@ namespace Ferrolink::Native::Console {
 namespace {
 
 // A console that cannot be written to is nobody's error here: the text is lost, the work goes on.
-void print(std::FILE* stream, std::string_view text) {
+void Print(std::FILE* stream, std::string_view text) {
   WriteSignalGuard guard;
   if (std::fwrite(text.data(), 1, text.size(), stream) != text.size()) {
-    guard.failed(errno);
+    guard.Failed(errno);
   }
   if (std::fflush(stream) != 0) {
-    guard.failed(errno);
+    guard.Failed(errno);
   }
 }
 
 }  // namespace
 
-void printOut(std::string_view text) {
-  print(stdout, text);
+void PrintOut(std::string_view text) {
+  Print(stdout, text);
 }
-void printError(std::string_view text) {
-  print(stderr, text);
+void PrintError(std::string_view text) {
+  Print(stderr, text);
 }
 
 }  // namespace Ferrolink::Native::Console

@@ -11,8 +11,8 @@
 /// that may not grow, is lost; the signal that comes with it is not raised. Any thread.
 namespace Ferrolink::Native::Console {
 
-void printOut(std::string_view text);
-void printError(std::string_view text);
+void PrintOut(std::string_view text);
+void PrintError(std::string_view text);
 
 }  // namespace Ferrolink::Native::Console
 

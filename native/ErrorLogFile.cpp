@@ -20,7 +20,7 @@ namespace {
 using FileBuffer = __gnu_cxx::stdio_filebuf<char>;
 constexpr std::size_t kUnbuffered = 1;
 
-int openDescriptor(const char* path, int access) {
+int OpenDescriptor(const char* path, int access) {
   constexpr int kFlags = O_APPEND | O_CREAT | O_NONBLOCK | O_NOFOLLOW | O_NOCTTY | O_CLOEXEC;
   constexpr mode_t kMode = 0666;
   int descriptor = -1;
@@ -31,10 +31,10 @@ int openDescriptor(const char* path, int access) {
 }
 
 // Reading tells how the file ends; a log that may only be written to does without.
-FileBuffer openFile(const char* path) {
-  int descriptor = openDescriptor(path, O_RDWR);
+FileBuffer OpenFile(const char* path) {
+  int descriptor = OpenDescriptor(path, O_RDWR);
   if (descriptor < 0 && errno == EACCES) {
-    descriptor = openDescriptor(path, O_WRONLY);
+    descriptor = OpenDescriptor(path, O_WRONLY);
   }
   if (descriptor < 0) {
     return {};
@@ -50,28 +50,28 @@ FileBuffer openFile(const char* path) {
 // another writer is still appending would look like one that was cut.
 std::atomic<bool> lineWasCut{false};
 
-bool endsWithinALine(int descriptor, off_t size) {
+bool EndsWithinALine(int descriptor, off_t size) {
   char last = '\n';
   return size > 0 && pread(descriptor, &last, 1, size - 1) == 1 && last != '\n';
 }
 
 }  // namespace
 
-void append(std::ofstream& file, const std::string& path, const std::string& line) {
-  FileBuffer buffer = openFile(path.c_str());
+void Append(std::ofstream& file, const std::string& path, const std::string& line) {
+  FileBuffer buffer = OpenFile(path.c_str());
   struct stat status {};
   if (!buffer.is_open() || fstat(buffer.fd(), &status) != 0 || !S_ISREG(status.st_mode)) {
     file.setstate(std::ios::failbit);
     return;
   }
-  const bool unfinished = lineWasCut.load() && endsWithinALine(buffer.fd(), status.st_size);
+  const bool unfinished = lineWasCut.load() && EndsWithinALine(buffer.fd(), status.st_size);
   *file.rdbuf() = std::move(buffer);
   file.imbue(std::locale::classic());  // the buffer came with the host's
   WriteSignalGuard guard;
   file << (unfinished ? "\n" + line : line);
   lineWasCut.store(!file);
   if (!file) {
-    guard.failed(EFBIG);
+    guard.Failed(EFBIG);
   }
 }
 

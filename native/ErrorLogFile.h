@@ -13,7 +13,7 @@ namespace Ferrolink::Native::ErrorLogFile {
 /// link in the file's own place is not followed: `file` stays closed and failed, as where the file
 /// cannot be opened. Where there is room for a part of the line only, that part stays and `file` is
 /// failed; the next line starts with a line break, so that it stays a line of its own.
-void append(std::ofstream& file, const std::string& path, const std::string& line);
+void Append(std::ofstream& file, const std::string& path, const std::string& line);
 
 }  // namespace Ferrolink::Native::ErrorLogFile
 

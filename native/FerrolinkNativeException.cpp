@@ -28,7 +28,7 @@ constexpr std::string_view kSupportHint =
 // configuration that the outer one asks; asking again would never end.
 FERROLINK_THREAD_LOCAL bool constructingException = false;
 
-std::optional<std::string> workingDirectory() {
+std::optional<std::string> WorkingDirectory() {
   try {
     return ConfigHandler::GetWorkingDirectory();
   } catch (const FerrolinkNativeException&) {
@@ -37,7 +37,7 @@ std::optional<std::string> workingDirectory() {
 }
 
 // The pause after every log line keeps a flood of errors from filling the disk in no time.
-void pauseAfterLogLine() {
+void PauseAfterLogLine() {
   timespec rest{0, 50'000'000};
   while (nanosleep(&rest, &rest) == -1 && errno == EINTR) {
   }
@@ -47,13 +47,13 @@ void pauseAfterLogLine() {
 
 FerrolinkNativeException::FerrolinkNativeException(const std::string& message, std::string context)
     : std::runtime_error(message), m_supportHint(kSupportHint) {
-  stampDates();
+  StampDates();
   const ReentryGuard guard(constructingException);
-  if (guard.outermost()) {
-    echoToConsole();
-    appendToErrorLog();
+  if (guard.Outermost()) {
+    EchoToConsole();
+    AppendToErrorLog();
   }
-  forwardToTelemetry(context);
+  ForwardToTelemetry(context);
 }
 
 FerrolinkNativeException::FerrolinkNativeException(const FerrolinkNativeException& other)
@@ -61,7 +61,7 @@ FerrolinkNativeException::FerrolinkNativeException(const FerrolinkNativeExceptio
 
 FerrolinkNativeException::~FerrolinkNativeException() = default;
 
-void FerrolinkNativeException::stampDates() {
+void FerrolinkNativeException::StampDates() {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);
@@ -74,34 +74,34 @@ void FerrolinkNativeException::stampDates() {
   m_dateTime = m_dateTimeStream.str();
 }
 
-std::string FerrolinkNativeException::lineStart() const {
+std::string FerrolinkNativeException::LineStart() const {
   std::ostringstream threadId;
   threadId.imbue(std::locale::classic());
   threadId << std::this_thread::get_id();
   return m_dateTime + "\tThread ID: " + threadId.str() + "\t";
 }
 
-void FerrolinkNativeException::echoToConsole() const {
+void FerrolinkNativeException::EchoToConsole() const {
   if (ConfigHandler::GetLoggingLevel() != 0) {
-    Ferrolink::Native::Console::printError(lineStart() + what() + m_supportHint + "\n");
+    Ferrolink::Native::Console::PrintError(LineStart() + what() + m_supportHint + "\n");
   }
 }
 
-void FerrolinkNativeException::appendToErrorLog() {
-  const std::optional<std::string> directory = workingDirectory();
+void FerrolinkNativeException::AppendToErrorLog() {
+  const std::optional<std::string> directory = WorkingDirectory();
   if (!directory) {
     return;
   }
   m_logFilePath = *directory + "/_FerrolinkNativeErrorLogger_" + m_date + ".txt";
-  Ferrolink::Native::ErrorLogFile::append(m_logFile, m_logFilePath, lineStart() + what() + "\n");
+  Ferrolink::Native::ErrorLogFile::Append(m_logFile, m_logFilePath, LineStart() + what() + "\n");
   if (!m_logFile.is_open()) {
     return;
   }
-  pauseAfterLogLine();
+  PauseAfterLogLine();
   m_logFile.close();
 }
 
-void FerrolinkNativeException::forwardToTelemetry(const std::string& context) const {
+void FerrolinkNativeException::ForwardToTelemetry(const std::string& context) const {
   std::string message = what();
   message.erase(std::remove(message.begin(), message.end(), '\n'), message.end());
   AppInsightLogger::LogMessage("Native exception", message, context);

@@ -33,11 +33,11 @@ class FERROLINK_EXPORT FerrolinkNativeException : public std::runtime_error {
   ~FerrolinkNativeException() override;
 
  private:
-  FERROLINK_LOCAL void stampDates();
-  FERROLINK_LOCAL void echoToConsole() const;
-  FERROLINK_LOCAL void appendToErrorLog();
-  FERROLINK_LOCAL void forwardToTelemetry(const std::string& context) const;
-  [[nodiscard]] FERROLINK_LOCAL std::string lineStart() const;
+  FERROLINK_LOCAL void StampDates();
+  FERROLINK_LOCAL void EchoToConsole() const;
+  FERROLINK_LOCAL void AppendToErrorLog();
+  FERROLINK_LOCAL void ForwardToTelemetry(const std::string& context) const;
+  [[nodiscard]] FERROLINK_LOCAL std::string LineStart() const;
 
   std::ofstream m_logFile;
   std::stringstream m_dateStream;

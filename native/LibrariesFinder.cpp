@@ -14,7 +14,7 @@
 namespace Ferrolink::Native::LibrariesFinder {
 namespace {
 
-void* openLibrary(const std::string& path, int flags, bool throwOnError, bool printError) {
+void* OpenLibrary(const std::string& path, int flags, bool throwOnError, bool printError) {
   std::string reason;
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
@@ -24,7 +24,7 @@ void* openLibrary(const std::string& path, int flags, bool throwOnError, bool pr
   } else if (void* handle = dlopen(path.c_str(), flags)) {
     return handle;
   } else {
-    reason = Loader::errorText();
+    reason = Loader::ErrorText();
   }
   const std::string message =
       "Ferrolink Native Exception: Exception code 001. \nCannot load: " + path +
@@ -33,12 +33,12 @@ void* openLibrary(const std::string& path, int flags, bool throwOnError, bool pr
     throw FerrolinkNativeException(message, "Unknown");
   }
   if (printError) {
-    Console::printError(message + "\n");
+    Console::PrintError(message + "\n");
   }
   return nullptr;
 }
 
-void* openOnce(std::atomic<void*>& instance, const char* fileName, bool throwOnError,
+void* OpenOnce(std::atomic<void*>& instance, const char* fileName, bool throwOnError,
                bool printError) {
   if (void* handle = instance.load(std::memory_order_acquire)) {
     return handle;
@@ -64,9 +64,9 @@ std::string LibrariesFinder::getCurrentWorkingDirectory() {
 
 std::string LibrariesFinder::getThisLibraryPath() {
   Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&emptyFunctionInNativeLib), &info) == 0) {
+  if (dladdr(reinterpret_cast<void*>(&EmptyFunctionInNativeLib), &info) == 0) {
     throw FerrolinkNativeException(
-        "Ferrolink Native Exception: Exception code 002. \nError: " + Loader::errorText(),
+        "Ferrolink Native Exception: Exception code 002. \nError: " + Loader::ErrorText(),
         "Unknown");
   }
   const std::string file = info.dli_fname;
@@ -99,33 +99,33 @@ const std::string& LibrariesFinder::getNativeDirectoryRelativePath() {
 }
 
 void* LibrariesFinder::loadLibrary(std::string path, bool throwOnError, bool printError) {
-  return openLibrary(path, Loader::kBindNow, throwOnError, printError);
+  return OpenLibrary(path, Loader::kBindNow, throwOnError, printError);
 }
 
 void* LibrariesFinder::loadLibraryDeepBind(std::string path, bool throwOnError, bool printError) {
-  return openLibrary(path, Loader::kBindDeep, throwOnError, printError);
+  return OpenLibrary(path, Loader::kBindDeep, throwOnError, printError);
 }
 
 void* LibrariesFinder::loadUtilsLibrary(bool throwOnError) {
-  return openOnce(utilsLibraryInstance, "libUtils.so", throwOnError, false);
+  return OpenOnce(utilsLibraryInstance, "libUtils.so", throwOnError, false);
 }
 
 void* LibrariesFinder::loadConfigsLibrary(bool throwOnError) {
-  return openOnce(configsLibraryInstance, "libConfigs.so", throwOnError, false);
+  return OpenOnce(configsLibraryInstance, "libConfigs.so", throwOnError, false);
 }
 
 void* LibrariesFinder::loadTcpClientLibrary(bool throwOnError) {
-  return openOnce(tcpClientLibraryInstance, "libFerrolinkTcpClient.so", throwOnError, true);
+  return OpenOnce(tcpClientLibraryInstance, "libFerrolinkTcpClient.so", throwOnError, true);
 }
 
 void* LibrariesFinder::loadTcpTlsClientLibrary(bool throwOnError) {
   void* handle =
-      openOnce(tcpTlsClientLibraryInstance, "libFerrolinkTcpTlsClient.so", throwOnError, true);
+      OpenOnce(tcpTlsClientLibraryInstance, "libFerrolinkTcpTlsClient.so", throwOnError, true);
   if (handle != nullptr) {
     return handle;
   }
   // The directory ends in "/" already; the doubled slash is one slash to the loader.
-  return openOnce(tcpTlsClientLibraryInstance, "/openssl3/libFerrolinkTcpTlsClient.so",
+  return OpenOnce(tcpTlsClientLibraryInstance, "/openssl3/libFerrolinkTcpTlsClient.so",
                   throwOnError, true);
 }
 

@@ -8,7 +8,7 @@
 
 /// Does nothing. Its address certainly lies inside this library, so the loader can be asked for the
 /// library's own file by it. Each member of the family defines it in its entry layer.
-FERROLINK_EXPORT void emptyFunctionInNativeLib();
+FERROLINK_EXPORT void EmptyFunctionInNativeLib();
 
 namespace Ferrolink::Native::LibrariesFinder {
 
@@ -19,7 +19,7 @@ namespace Ferrolink::Native::LibrariesFinder {
 /// companion may both open it, which yields the same handle.
 ///
 /// The loading operations take `throwOnError`: with it a failure is raised (code 001), without it
-/// null is returned, after an echo on standard error where the operation's `printError` is set.
+/// null is returned, after an echo on standard error where the operation's `PrintError` is set.
 class LibrariesFinder {
  public:
   /// The process's current directory, with "/" for every "\" and a "/" appended.

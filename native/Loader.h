@@ -23,7 +23,7 @@ inline constexpr int kBindDeep = RTLD_NOW | RTLD_DEEPBIND;
 
 /// The loader's last error on this thread, which this call consumes; "unknown loader error" where
 /// the loader has none to tell.
-inline std::string errorText() {
+inline std::string ErrorText() {
   const char* text = dlerror();
   return text != nullptr ? text : "unknown loader error";
 }
@@ -31,14 +31,14 @@ inline std::string errorText() {
 /// A function of an opened library; null where the library does not export it. A null handle means
 /// the process's global symbol scope, as for dlsym.
 template <class Function>
-Function* findFunction(void* library, const char* name) {
+Function* FindFunction(void* library, const char* name) {
   return reinterpret_cast<Function*>(dlsym(library, name));
 }
 
-/// As findFunction, but finds nothing in a library that is not open.
+/// As FindFunction, but finds nothing in a library that is not open.
 template <class Function>
-Function* findFunctionIn(void* library, const char* name) {
-  return library == nullptr ? nullptr : findFunction<Function>(library, name);
+Function* FindFunctionIn(void* library, const char* name) {
+  return library == nullptr ? nullptr : FindFunction<Function>(library, name);
 }
 
 /// Owns one open library and closes it. Any thread may read or replace the handle.
@@ -47,12 +47,12 @@ class OwnedLibrary {
   OwnedLibrary() = default;
   OwnedLibrary(const OwnedLibrary&) = delete;
   OwnedLibrary& operator=(const OwnedLibrary&) = delete;
-  ~OwnedLibrary() { adopt(nullptr); }
+  ~OwnedLibrary() { Adopt(nullptr); }
 
   [[nodiscard]] void* get() const { return m_handle.load(std::memory_order_acquire); }
 
   /// Takes over `handle` and closes the library that was owned before.
-  void adopt(void* handle) {
+  void Adopt(void* handle) {
     if (void* previous = m_handle.exchange(handle, std::memory_order_acq_rel)) {
       dlclose(previous);
     }

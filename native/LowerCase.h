@@ -8,7 +8,7 @@ namespace Ferrolink::Native {
 
 /// Lowers the letters of ASCII alone. The words compared so are such, and the host's locale may
 /// lower others, or "I", in its own way.
-inline std::string lowerCase(std::string text) {
+inline std::string LowerCase(std::string text) {
   std::transform(text.begin(), text.end(), text.begin(), [](char letter) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
   });

@@ -25,7 +25,7 @@ class FERROLINK_EXPORT NativeLauncher : public Interfaces::ILauncher {
   std::string GetRuntimeInfo() override;
 
  protected:
-  [[nodiscard]] Definitions::RuntimeOperationMode operationMode() const { return m_operationMode; }
+  [[nodiscard]] Definitions::RuntimeOperationMode OperationMode() const { return m_operationMode; }
 
  private:
   const Definitions::RuntimeOperationMode m_operationMode;

@@ -18,7 +18,7 @@ using ConfigHandler::ConfigHandler;
 using Definitions::RuntimeOperationMode;
 using RuntimeNameHandler::RuntimeNameHandler;
 
-std::string printableText(const std::uint8_t* message, int length) {
+std::string PrintableText(const std::uint8_t* message, int length) {
   std::string text;
   for (int i = 0; i < length; ++i) {
     const bool printable = message[i] >= 32 && message[i] <= 126;
@@ -33,7 +33,7 @@ NativeReceiver::NativeReceiver(RuntimeOperationMode mode) : m_operationMode(mode
 
 NativeReceiver::~NativeReceiver() = default;
 
-void NativeReceiver::setLauncher(std::unique_ptr<Interfaces::ILauncher> launcher) {
+void NativeReceiver::SetLauncher(std::unique_ptr<Interfaces::ILauncher> launcher) {
   m_launcher = std::move(launcher);
 }
 
@@ -55,12 +55,12 @@ int NativeReceiver::Initialize(std::uint8_t callingRuntime, std::uint8_t calledR
   m_launcher->Initialize(launchArgument);
   m_launcher->SetInitialized();
   if (m_operationMode == RuntimeOperationMode::CalledRuntime) {
-    announceInitialized();
+    AnnounceInitialized();
   }
   return 0;
 }
 
-void NativeReceiver::announceInitialized() {
+void NativeReceiver::AnnounceInitialized() {
   AppInsightLogger::LogMessage("Native message",
                                RuntimeNameHandler::GetRuntimeName(m_calledRuntime) + " initialized",
                                RuntimeNameHandler::GetRuntimeName(m_callingRuntime));
@@ -68,7 +68,7 @@ void NativeReceiver::announceInitialized() {
   if (m_runtimeInfoPrinted || level == 0) {
     return;
   }
-  Console::printOut(m_launcher->GetRuntimeInfo() + "\n");
+  Console::PrintOut(m_launcher->GetRuntimeInfo() + "\n");
   m_runtimeInfoPrinted = true;
 }
 
@@ -87,7 +87,7 @@ int NativeReceiver::ReadResponse(std::uint8_t* buffer, int length) {
 
 void NativeReceiver::LogException(std::uint8_t* message, int length) {
   AppInsightLogger::LogMessage(RuntimeNameHandler::GetRuntimeName(m_calledRuntime) + " exception",
-                               printableText(message, length),
+                               PrintableText(message, length),
                                RuntimeNameHandler::GetRuntimeName(m_callingRuntime));
 }
 

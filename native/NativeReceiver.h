@@ -52,10 +52,10 @@ class FERROLINK_EXPORT NativeReceiver : public Interfaces::IReceiver {
 
  protected:
   /// To be called once, by the constructor of the runtime's own class.
-  FERROLINK_LOCAL void setLauncher(std::unique_ptr<Interfaces::ILauncher> launcher);
+  FERROLINK_LOCAL void SetLauncher(std::unique_ptr<Interfaces::ILauncher> launcher);
 
  private:
-  FERROLINK_LOCAL void announceInitialized();
+  FERROLINK_LOCAL void AnnounceInitialized();
 
   static constexpr std::uint8_t kNoRuntime = 255;
 

@@ -29,7 +29,7 @@ using EndpointCode = std::uint64_t;
 constexpr EndpointCode kThisProcess = 0;
 constexpr EndpointCode kNetworkMark = EndpointCode{1} << 48U;
 
-EndpointCode networkCode(const std::uint8_t* message) {
+EndpointCode NetworkCode(const std::uint8_t* message) {
   EndpointCode code = kNetworkMark;
   std::memcpy(&code, message + CommandHeader::kAddress, 6);
   return code;
@@ -57,7 +57,7 @@ class KeptSelection {
   const ThreadSelection m_selection;
 };
 
-std::string addressIn(EndpointCode code) {
+std::string AddressIn(EndpointCode code) {
   std::string address;
   for (unsigned octet = 0; octet < 4; ++octet) {
     address += (octet == 0 ? "" : ".") + std::to_string((code >> (8U * octet)) & 0xFFU);
@@ -65,22 +65,22 @@ std::string addressIn(EndpointCode code) {
   return address;
 }
 
-std::uint16_t portIn(EndpointCode code) {
+std::uint16_t PortIn(EndpointCode code) {
   return static_cast<std::uint16_t>(code >> 32U);
 }
 
-void initialize(ITransport& channel, const std::uint8_t* message) {
+void Initialize(ITransport& channel, const std::uint8_t* message) {
   channel.Initialize(message[CommandHeader::kCallingRuntime],
                      message[CommandHeader::kTargetRuntime],
                      message[CommandHeader::kLaunchArgument]);
 }
 
-[[noreturn, gnu::cold]] void raise(const std::string& text) {
+[[noreturn, gnu::cold]] void Raise(const std::string& text) {
   throw FerrolinkNativeException(text, "Unknown");
 }
 
-[[noreturn, gnu::cold]] void raiseTooShort() {
-  raise("Message byte array length is less than " + std::to_string(CommandHeader::kSize));
+[[noreturn, gnu::cold]] void RaiseTooShort() {
+  Raise("Message byte array length is less than " + std::to_string(CommandHeader::kSize));
 }
 
 }  // namespace
@@ -97,11 +97,11 @@ NativeTransmitter::~NativeTransmitter() = default;
 
 int NativeTransmitter::SendCommand(std::uint8_t* message, int length) {
   if (length < CommandHeader::kSize) {
-    raiseTooShort();
+    RaiseTooShort();
   }
-  ITransport& channel = select(message);
+  ITransport& channel = Select(message);
   const KeptSelection kept;
-  initialize(channel, message);
+  Initialize(channel, message);
   return channel.SendCommand(message, length);
 }
 
@@ -116,7 +116,7 @@ int NativeTransmitter::ReadResponse(std::uint8_t* buffer, int length) {
     current = m_currentChannel;
   }
   if (current == nullptr) {
-    raise("Ferrolink Native Exception: Exception code 020. \nNo channel selected");
+    Raise("Ferrolink Native Exception: Exception code 020. \nNo channel selected");
   }
   return current->ReadResponse(buffer, length);
 }
@@ -131,7 +131,7 @@ void NativeTransmitter::SetTransportChannel(ITransport* channel) {
 
 int NativeTransmitter::SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                           std::uint8_t launchArgument, std::string path) {
-  ITransport& channel = select(Endpoint{kThisProcess, false});
+  ITransport& channel = Select(Endpoint{kThisProcess, false});
   const KeptSelection kept;
   channel.Initialize(callingRuntime, calledRuntime, launchArgument);
   return channel.SetEmbeddedRuntime(callingRuntime, calledRuntime, launchArgument, std::move(path));
@@ -139,40 +139,40 @@ int NativeTransmitter::SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint
 
 int NativeTransmitter::DeployRuntime(std::uint8_t* message, int length, std::string path,
                                      std::uint8_t flag) {
-  ITransport& channel = select(message);
+  ITransport& channel = Select(message);
   const KeptSelection kept;
-  initialize(channel, message);
+  Initialize(channel, message);
   return channel.DeployRuntime(message, length, std::move(path), flag);
 }
 
-ITransport& NativeTransmitter::select(const std::uint8_t* message) {
+ITransport& NativeTransmitter::Select(const std::uint8_t* message) {
   switch (message[CommandHeader::kChannelType]) {
     case kInMemory:
-      return select(Endpoint{kThisProcess, false});
+      return Select(Endpoint{kThisProcess, false});
     case kTcp:
-      return select(Endpoint{networkCode(message), false});
+      return Select(Endpoint{NetworkCode(message), false});
     case kTcpTls:
-      return select(Endpoint{networkCode(message), true});
+      return Select(Endpoint{NetworkCode(message), true});
     default:
-      raise("Ferrolink Native Exception: Exception code 023.");
+      Raise("Ferrolink Native Exception: Exception code 023.");
   }
 }
 
-ITransport& NativeTransmitter::select(const Endpoint& endpoint) {
+ITransport& NativeTransmitter::Select(const Endpoint& endpoint) {
   if (threadSelection.transmitter == m_number && threadSelection.endpoint == endpoint.code &&
       threadSelection.channel != nullptr && threadSelection.channel == m_current.load()) {
     return *threadSelection.channel;
   }
-  return selectAnew(endpoint);
+  return SelectAnew(endpoint);
 }
 
 // The channel that was current is released after the lock: its destructor may do anything.
-ITransport& NativeTransmitter::selectAnew(const Endpoint& endpoint) {
+ITransport& NativeTransmitter::SelectAnew(const Endpoint& endpoint) {
   Channel replaced;
   ITransport* selected = nullptr;
   {
     const std::lock_guard<BriefMutex> lock(m_channelsMutex);
-    replaced = channelTo(endpoint);
+    replaced = ChannelTo(endpoint);
     selected = replaced.get();
     m_currentChannel.swap(replaced);
     m_current.store(selected);
@@ -181,15 +181,15 @@ ITransport& NativeTransmitter::selectAnew(const Endpoint& endpoint) {
   return *selected;
 }
 
-NativeTransmitter::Channel& NativeTransmitter::channelTo(const Endpoint& endpoint) {
+NativeTransmitter::Channel& NativeTransmitter::ChannelTo(const Endpoint& endpoint) {
   if (endpoint.code == kThisProcess) {
     if (m_inMemoryChannel == nullptr) {
       m_inMemoryChannel = std::make_shared<TransportInMemory>();
     }
     return m_inMemoryChannel;
   }
-  const std::string address = addressIn(endpoint.code);
-  const std::uint16_t port = portIn(endpoint.code);
+  const std::string address = AddressIn(endpoint.code);
+  const std::uint16_t port = PortIn(endpoint.code);
   Channel& channel = m_channels[address + ":" + std::to_string(port)];
   if (channel == nullptr) {
     channel = std::make_shared<TransportNetwork>(address, port, endpoint.useTls);

@@ -53,10 +53,10 @@ class FERROLINK_EXPORT NativeTransmitter : public Interfaces::ITransmitter {
   struct Endpoint;
   using Channel = std::shared_ptr<Interfaces::ITransport>;
 
-  FERROLINK_LOCAL Interfaces::ITransport& select(const std::uint8_t* message);
-  FERROLINK_LOCAL Interfaces::ITransport& select(const Endpoint& endpoint);
-  FERROLINK_LOCAL Interfaces::ITransport& selectAnew(const Endpoint& endpoint);
-  FERROLINK_LOCAL Channel& channelTo(const Endpoint& endpoint);
+  FERROLINK_LOCAL Interfaces::ITransport& Select(const std::uint8_t* message);
+  FERROLINK_LOCAL Interfaces::ITransport& Select(const Endpoint& endpoint);
+  FERROLINK_LOCAL Interfaces::ITransport& SelectAnew(const Endpoint& endpoint);
+  FERROLINK_LOCAL Channel& ChannelTo(const Endpoint& endpoint);
 
   // Guarded by m_channelsMutex, held for a look-up or an assignment only, never across a channel's
   // operation. Destroyed in reverse order: current channel, registry, in-memory channel.

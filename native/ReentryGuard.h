@@ -13,7 +13,7 @@ class ReentryGuard {
   ~ReentryGuard() { m_inside = !m_outermost; }
 
   /// False where this thread was inside already.
-  [[nodiscard]] bool outermost() const { return m_outermost; }
+  [[nodiscard]] bool Outermost() const { return m_outermost; }
 
  private:
   bool& m_inside;

@@ -11,7 +11,7 @@ using Interfaces::ITransmitter;
 
 // The role, where it exists and the mode is settled; null otherwise. Takes no lock.
 template <class Role>
-Role* settled(const std::atomic<Role*>& role) {
+Role* Settled(const std::atomic<Role*>& role) {
   return operationMode.load() != RuntimeOperationMode::NotSet ? role.load() : nullptr;
 }
 
@@ -19,7 +19,7 @@ Role* settled(const std::atomic<Role*>& role) {
 // the same, and of two that are made at the same time one goes. A maker that throws leaves the role
 // null and the mode as it was fixed.
 template <class Role>
-void settle(RuntimeOperationMode mode, std::atomic<Role*>& role,
+void Settle(RuntimeOperationMode mode, std::atomic<Role*>& role,
             Role* (*make)(RuntimeOperationMode)) {
   RuntimeOperationMode notSet = RuntimeOperationMode::NotSet;
   operationMode.compare_exchange_strong(notSet, mode);
@@ -33,13 +33,13 @@ void settle(RuntimeOperationMode mode, std::atomic<Role*>& role,
 }
 
 template <class Role>
-Role* create(RuntimeOperationMode mode, std::atomic<Role*>& role,
+Role* Create(RuntimeOperationMode mode, std::atomic<Role*>& role,
              Role* (*make)(RuntimeOperationMode)) {
-  if (Role* existing = settled(role)) {
+  if (Role* existing = Settled(role)) {
     return existing;
   }
   const std::unique_lock<std::shared_mutex> lock(createReceiverMutex);
-  settle(mode, role, make);
+  Settle(mode, role, make);
   return role.load();
 }
 
@@ -54,26 +54,26 @@ std::shared_mutex createTransmitterMutex;
 std::shared_mutex setOperationModeForTransmitterMutex;
 std::mutex initializationMutex;
 
-IReceiver* createReceiver(RuntimeOperationMode mode) {
-  return create(mode, receiver, makeReceiver);
+IReceiver* CreateReceiver(RuntimeOperationMode mode) {
+  return Create(mode, receiver, MakeReceiver);
 }
 
-ITransmitter* createTransmitter(RuntimeOperationMode mode) {
-  return create(mode, transmitter, makeTransmitter);
+ITransmitter* CreateTransmitter(RuntimeOperationMode mode) {
+  return Create(mode, transmitter, MakeTransmitter);
 }
 
-int setOperationModeForTransmitter() {
-  if (settled(transmitter) != nullptr) {
+int SetOperationModeForTransmitter() {
+  if (Settled(transmitter) != nullptr) {
     return 0;
   }
   const std::unique_lock<std::shared_mutex> lock(setOperationModeForTransmitterMutex);
-  settle(RuntimeOperationMode::CallingRuntime, transmitter, makeTransmitter);
+  Settle(RuntimeOperationMode::CallingRuntime, transmitter, MakeTransmitter);
   return 0;
 }
 
-void atStartUp() {
+void AtStartUp() {
   if (firstCall.load(std::memory_order_acquire)) {
-    setOperationModeForTransmitter();
+    SetOperationModeForTransmitter();
     firstCall.store(false, std::memory_order_release);
   }
 }

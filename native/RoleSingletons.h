@@ -17,7 +17,7 @@ namespace Ferrolink::Native {
 /// Fixed by the first creator of a role and never changed afterwards. Read without a lock.
 extern std::atomic<Definitions::RuntimeOperationMode> operationMode;
 
-/// Whether atStartUp still has its one-time work to do. Not guarded: a double run is harmless.
+/// Whether AtStartUp still has its one-time work to do. Not guarded: a double run is harmless.
 extern std::atomic<bool> firstCall;
 
 /// Created under a lock, read without one, never deleted.
@@ -31,27 +31,27 @@ extern std::shared_mutex createReceiverMutex;
 /// Taken by nothing: the transmitter's creation shares createReceiverMutex on purpose.
 extern std::shared_mutex createTransmitterMutex;
 
-/// Taken exclusively by setOperationModeForTransmitter, which thereby serialises against itself
-/// only, not against createTransmitter.
+/// Taken exclusively by SetOperationModeForTransmitter, which thereby serialises against itself
+/// only, not against CreateTransmitter.
 extern std::shared_mutex setOperationModeForTransmitterMutex;
 
 /// Serialises channel initialisation in all in-memory transports of the process.
 extern std::mutex initializationMutex;
 
 /// The member's own role classes; supplied by its entry layer. Errors pass through the creators.
-Interfaces::IReceiver* makeReceiver(Definitions::RuntimeOperationMode mode);
-Interfaces::ITransmitter* makeTransmitter(Definitions::RuntimeOperationMode mode);
+Interfaces::IReceiver* MakeReceiver(Definitions::RuntimeOperationMode mode);
+Interfaces::ITransmitter* MakeTransmitter(Definitions::RuntimeOperationMode mode);
 
 /// Never null. `mode` counts only for the first creator of either role. A creator that is entered
 /// again on the same thread fails with std::system_error.
-Interfaces::IReceiver* createReceiver(Definitions::RuntimeOperationMode mode);
-Interfaces::ITransmitter* createTransmitter(Definitions::RuntimeOperationMode mode);
+Interfaces::IReceiver* CreateReceiver(Definitions::RuntimeOperationMode mode);
+Interfaces::ITransmitter* CreateTransmitter(Definitions::RuntimeOperationMode mode);
 
 /// Settles mode 0 and makes the transmitter where neither is settled yet. Returns 0.
-int setOperationModeForTransmitter();
+int SetOperationModeForTransmitter();
 
 /// What the first call out of this runtime has to do before it.
-void atStartUp();
+void AtStartUp();
 
 }  // namespace Ferrolink::Native
 

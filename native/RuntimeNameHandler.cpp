@@ -11,18 +11,18 @@ constexpr std::array<std::string_view, 11> kNames = {
 };
 
 // Tested as an unsigned value, so that a negative identifier falls to "Unknown" as well.
-bool isKnown(int runtime) {
+bool IsKnown(int runtime) {
   return static_cast<unsigned>(runtime) < kNames.size();
 }
 
 }  // namespace
 
 std::string RuntimeNameHandler::GetRuntimeName(int runtime) {
-  return isKnown(runtime) ? std::string(kNames[static_cast<unsigned>(runtime)]) : "Unknown";
+  return IsKnown(runtime) ? std::string(kNames[static_cast<unsigned>(runtime)]) : "Unknown";
 }
 
 std::string RuntimeNameHandler::getRuntimeLibraryName(int runtime) {
-  return isKnown(runtime) ? "libFerrolink" + GetRuntimeName(runtime) + "RuntimeNative.so"
+  return IsKnown(runtime) ? "libFerrolink" + GetRuntimeName(runtime) + "RuntimeNative.so"
                           : "Unknown";
 }
 

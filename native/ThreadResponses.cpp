@@ -35,7 +35,7 @@ FERROLINK_THREAD_LOCAL LastUsed lastUsed{0, nullptr};
 std::shared_mutex objectsMutex;
 ThreadResponses* objects = nullptr;
 
-// Whether endThisThread will run. A thread whose end nobody notices keeps no large block.
+// Whether EndThisThread will run. A thread whose end nobody notices keeps no large block.
 FERROLINK_THREAD_LOCAL bool endIsNoticed = false;
 
 struct ThreadEndKey {
@@ -68,10 +68,10 @@ ThreadResponses::~ThreadResponses() {
 
 // A key of the threads library, made once and never given back: its destructor is code of a library
 // that stays mapped, and runs for no thread when the process exits.
-bool ThreadResponses::noticeEndOfThisThread() {
+bool ThreadResponses::NoticeEndOfThisThread() {
   static const ThreadEndKey end = [] {
     ThreadEndKey made{};
-    made.made = pthread_key_create(&made.key, &ThreadResponses::endThisThread) == 0;
+    made.made = pthread_key_create(&made.key, &ThreadResponses::EndThisThread) == 0;
     return made;
   }();
   return end.made && pthread_setspecific(end.key, &endIsNoticed) == 0;
@@ -79,17 +79,17 @@ bool ThreadResponses::noticeEndOfThisThread() {
 
 // Other destructors of this thread may send commands after this: the thread then begins anew, and
 // this runs again.
-void ThreadResponses::endThisThread(void* /*mark*/) {
+void ThreadResponses::EndThisThread(void* /*mark*/) {
   endIsNoticed = false;
   lastUsed = {0, nullptr};
   const std::shared_lock<std::shared_mutex> lock(objectsMutex);
   for (ThreadResponses* each = objects; each != nullptr; each = each->m_next) {
-    each->dropOwnEntry();
+    each->DropOwnEntry();
   }
 }
 
 // A response that was not read stays, for a later thread with this id, but keeps no share.
-void ThreadResponses::dropOwnEntry() {
+void ThreadResponses::DropOwnEntry() {
   Entries::node_type dropped;  // freed after the lock
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto found = m_entries.find(std::this_thread::get_id());
@@ -103,16 +103,16 @@ void ThreadResponses::dropOwnEntry() {
   }
 }
 
-inline ThreadResponses::Entry& ThreadResponses::ownEntry() {
+inline ThreadResponses::Entry& ThreadResponses::OwnEntry() {
   if (lastUsed.owner == m_number) {
     return *static_cast<Entry*>(lastUsed.entry);
   }
-  return lookUpOwnEntry();
+  return LookUpOwnEntry();
 }
 
-ThreadResponses::Entry& ThreadResponses::lookUpOwnEntry() {
+ThreadResponses::Entry& ThreadResponses::LookUpOwnEntry() {
   if (!endIsNoticed) {
-    endIsNoticed = noticeEndOfThisThread();
+    endIsNoticed = NoticeEndOfThisThread();
   }
   const std::lock_guard<std::mutex> lock(m_mutex);
   Entry& entry = m_entries[std::this_thread::get_id()];
@@ -120,29 +120,29 @@ ThreadResponses::Entry& ThreadResponses::lookUpOwnEntry() {
   return entry;
 }
 
-inline void ThreadResponses::release(Entry& entry) {
+inline void ThreadResponses::Release(Entry& entry) {
   const std::size_t size = entry.bytes.capacity();
   if (size != entry.charged && (size > kKeptAlways || entry.charged != 0)) {
-    keepOrFree(entry);
+    KeepOrFree(entry);
   }
   entry.waiting.store(false, std::memory_order_release);
 }
 
-void ThreadResponses::store(const std::uint8_t* bytes, std::size_t length) {
-  Entry& entry = ownEntry();
+void ThreadResponses::Store(const std::uint8_t* bytes, std::size_t length) {
+  Entry& entry = OwnEntry();
   static_cast<void>(entry.waiting.load(std::memory_order_acquire));
   entry.bytes.assign(bytes, bytes + length);
   entry.waiting.store(true, std::memory_order_release);
 }
 
-void ThreadResponses::store(Response response) {
-  Entry& entry = ownEntry();
+void ThreadResponses::Store(Response response) {
+  Entry& entry = OwnEntry();
   static_cast<void>(entry.waiting.load(std::memory_order_acquire));
   entry.bytes.swap(response);
   entry.waiting.store(true, std::memory_order_release);
 }
 
-void ThreadResponses::keepOrFree(Entry& entry) {
+void ThreadResponses::KeepOrFree(Entry& entry) {
   const std::size_t size = entry.bytes.capacity();
   keptTogether.fetch_sub(std::exchange(entry.charged, 0));
   if (size <= kKeptAlways) {
@@ -157,14 +157,14 @@ void ThreadResponses::keepOrFree(Entry& entry) {
   Response().swap(entry.bytes);
 }
 
-ThreadResponses::Response ThreadResponses::room() {
-  Response response = usedRoom();
+ThreadResponses::Response ThreadResponses::Room() {
+  Response response = UsedRoom();
   response.clear();
   return response;
 }
 
-ThreadResponses::Response ThreadResponses::usedRoom() {
-  Entry& entry = ownEntry();
+ThreadResponses::Response ThreadResponses::UsedRoom() {
+  Entry& entry = OwnEntry();
   Response response;
   if (!entry.waiting.load(std::memory_order_acquire)) {
     response.swap(entry.bytes);
@@ -172,8 +172,8 @@ ThreadResponses::Response ThreadResponses::usedRoom() {
   return response;
 }
 
-bool ThreadResponses::read(std::uint8_t* buffer, int length) {
-  Entry& entry = ownEntry();
+bool ThreadResponses::Read(std::uint8_t* buffer, int length) {
+  Entry& entry = OwnEntry();
   if (!entry.waiting.load(std::memory_order_acquire)) {
     return false;
   }
@@ -182,14 +182,14 @@ bool ThreadResponses::read(std::uint8_t* buffer, int length) {
   if (const std::size_t copied = std::min(entry.bytes.size(), room); copied > 0) {
     std::memcpy(buffer, entry.bytes.data(), copied);
   }
-  release(entry);
+  Release(entry);
   return true;
 }
 
-void ThreadResponses::forget() {
-  Entry& entry = ownEntry();
+void ThreadResponses::Forget() {
+  Entry& entry = OwnEntry();
   static_cast<void>(entry.waiting.load(std::memory_order_acquire));
-  release(entry);
+  Release(entry);
 }
 
 }  // namespace Ferrolink::Native

@@ -25,19 +25,19 @@ class ThreadResponses {
   ~ThreadResponses();
 
   /// Replaces the calling thread's response, which stays where memory runs out (std::bad_alloc).
-  void store(const std::uint8_t* bytes, std::size_t length);
-  void store(Response response);
+  void Store(const std::uint8_t* bytes, std::size_t length);
+  void Store(Response response);
 
   /// An empty response to fill and store, which makes use of a block that the thread has kept.
-  Response room();
+  Response Room();
   /// The same with an earlier response in it, for those who overwrite: it needs no zeros.
-  Response usedRoom();
+  Response UsedRoom();
 
   /// Copies the calling thread's response into `buffer`, as much of it as `length` bytes hold, and
   /// forgets all of it. A negative length copies the whole response. False where there is none.
-  bool read(std::uint8_t* buffer, int length);
+  bool Read(std::uint8_t* buffer, int length);
 
-  void forget();
+  void Forget();
 
  private:
   /// Belongs to the thread whose id it is kept under; the flag hands it on where a later thread is
@@ -50,14 +50,14 @@ class ThreadResponses {
 
   using Entries = std::unordered_map<std::thread::id, Entry>;
 
-  Entry& ownEntry();
-  Entry& lookUpOwnEntry();
-  static void release(Entry& entry);
-  static void keepOrFree(Entry& entry);
+  Entry& OwnEntry();
+  Entry& LookUpOwnEntry();
+  static void Release(Entry& entry);
+  static void KeepOrFree(Entry& entry);
 
-  static bool noticeEndOfThisThread();
-  static void endThisThread(void* mark);
-  void dropOwnEntry();
+  static bool NoticeEndOfThisThread();
+  static void EndThisThread(void* mark);
+  void DropOwnEntry();
 
   // Tells this object from all others that ever were.
   const unsigned long m_number;

@@ -7,7 +7,7 @@ namespace Ferrolink::Native {
 namespace {
 
 // The thread's own pending signal is taken before one of the whole process.
-void takeAway(int number) {
+void TakeAway(int number) {
   sigset_t signal;
   sigemptyset(&signal);
   sigaddset(&signal, number);
@@ -32,15 +32,15 @@ WriteSignalGuard::~WriteSignalGuard() {
     return;
   }
   if (m_closedPipe && sigismember(&m_pendingBefore, SIGPIPE) == 0) {
-    takeAway(SIGPIPE);
+    TakeAway(SIGPIPE);
   }
   if (m_sizeLimit && sigismember(&m_pendingBefore, SIGXFSZ) == 0) {
-    takeAway(SIGXFSZ);
+    TakeAway(SIGXFSZ);
   }
   pthread_sigmask(SIG_SETMASK, &m_previousMask, nullptr);
 }
 
-void WriteSignalGuard::failed(int error) {
+void WriteSignalGuard::Failed(int error) {
   m_closedPipe = m_closedPipe || error == EPIPE;
   m_sizeLimit = m_sizeLimit || error == EFBIG;
 }

@@ -19,7 +19,7 @@ class WriteSignalGuard {
   ~WriteSignalGuard();
 
   /// Reports that a write failed with this error number.
-  void failed(int error);
+  void Failed(int error);
 
  private:
   sigset_t m_previousMask{};

@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace FerrolinkBench;
+using namespace Ferrolink::Bench;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::ITransmitter;
 
@@ -30,9 +30,9 @@ thread_local Waiting waiting;
 IReceiver* handWritten = nullptr;
 
 // The receiver of the Java member, which lies next to this library and is open already.
-IReceiver* javaMember() {
+IReceiver* JavaMember() {
   Dl_info info{};
-  dladdr(reinterpret_cast<void*>(&javaMember), &info);
+  dladdr(reinterpret_cast<void*>(&JavaMember), &info);
   const std::string file = info.dli_fname;
   const std::string member = file.substr(0, file.rfind('/')) + "/libFerrolinkJvmRuntimeNative.so";
   void* library = dlopen(member.c_str(), RTLD_NOW | RTLD_NOLOAD);
@@ -47,11 +47,11 @@ class EchoReceiver final : public IReceiver {
     Waiting& mine = waiting;
     switch (message[kRouteOffset]) {
       case kThroughLibrary: {
-        static IReceiver* const library = javaMember();
-        return passOn(*library, message, length);
+        static IReceiver* const library = JavaMember();
+        return PassOn(*library, message, length);
       }
       case kThroughHandWritten:
-        return passOn(*handWritten, message, length);
+        return PassOn(*handWritten, message, length);
       default:
         std::memcpy(mine.bytes.data(), message, static_cast<std::size_t>(length));
         mine.length = length;
@@ -71,7 +71,7 @@ class EchoReceiver final : public IReceiver {
   int DeployRuntime(std::uint8_t*, int, std::string, std::uint8_t) override { return 0; }
 
  private:
-  static int passOn(IReceiver& java, std::uint8_t* message, int length) {
+  static int PassOn(IReceiver& java, std::uint8_t* message, int length) {
     Waiting& mine = waiting;
     mine.length = java.SendCommand(message, length);
     java.ReadResponse(mine.bytes.data(), mine.length);
@@ -91,6 +91,6 @@ extern "C" FERROLINK_EXPORT ITransmitter* CreateTransmitter(RuntimeOperationMode
   return nullptr;
 }
 
-extern "C" FERROLINK_EXPORT void benchSetHandWritten(IReceiver* receiver) {
+extern "C" FERROLINK_EXPORT void BenchSetHandWritten(IReceiver* receiver) {
   handWritten = receiver;
 }

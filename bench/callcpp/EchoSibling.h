@@ -5,7 +5,7 @@
 
 #include "native/interfaces/IReceiver.h"
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 using Ferrolink::Native::Interfaces::IReceiver;
 
@@ -14,9 +14,9 @@ inline constexpr int kRouteOffset = 11;
 inline constexpr std::uint8_t kThroughLibrary = 2;
 inline constexpr std::uint8_t kThroughHandWritten = 3;
 
-/// Exported by the sibling as benchSetHandWritten: what kThroughHandWritten goes through.
+/// Exported by the sibling as BenchSetHandWritten: what kThroughHandWritten goes through.
 using SetHandWritten = void(IReceiver*);
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

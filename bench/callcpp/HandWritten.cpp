@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace FerrolinkBench;
+using namespace Ferrolink::Bench;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
 JavaVM* javaVm = nullptr;
@@ -22,11 +22,11 @@ jobject callback = nullptr;
 jmethodID apply = nullptr;
 jclass byteArray = nullptr;
 
-std::uint8_t* bytesOf(jbyte* elements) {
+std::uint8_t* BytesOf(jbyte* elements) {
   return reinterpret_cast<std::uint8_t*>(elements);
 }
 
-void check(JNIEnv* env) {
+void Check(JNIEnv* env) {
   if (env->ExceptionCheck() != JNI_FALSE) [[unlikely]] {
     throw std::runtime_error("an exception in Java");
   }
@@ -40,17 +40,17 @@ class JavaByHand final : public IReceiver {
     JNIEnv* env = nullptr;
     javaVm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8);
     jbyteArray command = env->NewByteArray(length);
-    check(env);
+    Check(env);
     env->SetByteArrayRegion(command, 0, length, reinterpret_cast<const jbyte*>(message));
-    check(env);
+    Check(env);
     jobject kept = env->NewLocalRef(callback);
     auto response = static_cast<jbyteArray>(env->CallObjectMethod(kept, apply, command));
     env->DeleteLocalRef(kept);
-    check(env);
+    Check(env);
     if (env->IsInstanceOf(response, byteArray) == JNI_FALSE) {
       throw std::runtime_error("no bytes");
     }
-    const int answered = keep(env, response);
+    const int answered = Keep(env, response);
     env->DeleteLocalRef(command);
     env->DeleteLocalRef(response);
     return answered;
@@ -68,11 +68,11 @@ class JavaByHand final : public IReceiver {
   int DeployRuntime(std::uint8_t*, int, std::string, std::uint8_t) override { return 0; }
 
  private:
-  static int keep(JNIEnv* env, jbyteArray response) {
+  static int Keep(JNIEnv* env, jbyteArray response) {
     jbyte* elements = env->GetByteArrayElements(response, nullptr);
-    check(env);
+    Check(env);
     const jsize length = env->GetArrayLength(response);
-    check(env);
+    Check(env);
     if (m_waiting.size() < static_cast<std::size_t>(length)) {
       m_waiting.resize(static_cast<std::size_t>(length));
     }
@@ -114,7 +114,7 @@ HAND_WRITTEN(jint, sendCommand)(JNIEnv* env, jclass /*self*/, jbyteArray message
   const jsize length = env->GetArrayLength(message);
   jboolean copied = JNI_FALSE;
   jbyte* elements = env->GetByteArrayElements(message, &copied);
-  const int answered = sibling->SendCommand(bytesOf(elements), length);
+  const int answered = sibling->SendCommand(BytesOf(elements), length);
   env->ReleaseByteArrayElements(message, elements, JNI_ABORT);
   return answered;
 }

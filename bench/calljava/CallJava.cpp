@@ -17,7 +17,7 @@
 
 namespace {
 
-using namespace FerrolinkBench;
+using namespace Ferrolink::Bench;
 
 constexpr const char* kUsage =
     "usage: ferrolink-bench-call-java [--home DIR] [--sizes 64,1024,65536,1048576]\n"
@@ -36,32 +36,32 @@ constexpr const char* kOurs = "ours";
 class Caller {
  public:
   Caller(const JavaHost& java, const JavaMethod& method, std::size_t size, bool clone)
-      : m_receiver(java.receiver()),
+      : m_receiver(java.Receiver()),
         m_method(method),
-        m_command(java.handler() ? handlerCommand(size) : echoCommand(size, clone)),
+        m_command(java.Handler() ? HandlerCommand(size) : EchoCommand(size, clone)),
         m_answer(size) {}
 
-  void floor(JNIEnv* env) {
-    callWithFloor(env, m_method, m_command.data(), length(), m_answer.data());
+  void Floor(JNIEnv* env) {
+    CallWithFloor(env, m_method, m_command.data(), Length(), m_answer.data());
   }
-  void floorOfUnattachedThread() {
+  void FloorOfUnattachedThread() {
     const Attached thread(m_method.vm);
-    floor(thread.env());
+    Floor(thread.Env());
   }
-  void sameSequence() {
-    callWithSameSequence(m_method, m_command.data(), length(), m_answer.data(), m_waiting);
+  void SameSequence() {
+    CallWithSameSequence(m_method, m_command.data(), Length(), m_answer.data(), m_waiting);
   }
-  void oneLock() {
-    callWithOneLock(m_method, m_command.data(), length(), m_answer.data(), m_waiting);
+  void OneLock() {
+    CallWithOneLock(m_method, m_command.data(), Length(), m_answer.data(), m_waiting);
   }
-  void ours() {
-    const int answered = m_receiver->SendCommand(m_command.data(), length());
+  void Ours() {
+    const int answered = m_receiver->SendCommand(m_command.data(), Length());
     m_receiver->ReadResponse(m_answer.data(), answered);
   }
 
   /// A contender that does not do the work is not to win. For the bench's receiver.
   template <class Call>
-  void verify(Call call) {
+  void Verify(Call call) {
     m_answer.assign(m_answer.size(), 0);
     call();
     if (m_answer != m_command) {
@@ -70,7 +70,7 @@ class Caller {
   }
 
  private:
-  [[nodiscard]] int length() const { return static_cast<int>(m_command.size()); }
+  [[nodiscard]] int Length() const { return static_cast<int>(m_command.size()); }
 
   IReceiver* m_receiver;
   const JavaMethod& m_method;
@@ -82,53 +82,53 @@ class Caller {
 class Benchmark {
  public:
   Benchmark(const JavaHost& java, const Plan& plan, Report& report)
-      : m_java(java), m_method(findReceiver(java.vm())), m_plan(plan), m_report(report) {}
+      : m_java(java), m_method(FindReceiver(java.Vm())), m_plan(plan), m_report(report) {}
 
   /// On a thread that the host has attached.
-  void attached(std::size_t size, bool clone) {
-    const Attached thread(m_java.vm());
+  void OnAttachedThread(std::size_t size, bool clone) {
+    const Attached thread(m_java.Vm());
     Caller caller(m_java, m_method, size, clone);
-    const auto floor = [&] { caller.floor(thread.env()); };
-    const auto same = [&] { caller.sameSequence(); };
-    const auto ours = [&] { caller.ours(); };
-    compare(clone ? "attached, clone" : "attached", size, caller, floor, same, ours);
+    const auto floor = [&] { caller.Floor(thread.Env()); };
+    const auto same = [&] { caller.SameSequence(); };
+    const auto ours = [&] { caller.Ours(); };
+    Compare(clone ? "attached, clone" : "attached", size, caller, floor, same, ours);
   }
 
   /// On a thread that the JVM does not know: each call attaches it and detaches it.
-  void detached(std::size_t size) {
+  void Detached(std::size_t size) {
     Caller caller(m_java, m_method, size, false);
-    const auto floor = [&] { caller.floorOfUnattachedThread(); };
-    const auto same = [&] { caller.sameSequence(); };
-    const auto ours = [&] { caller.ours(); };
-    compare("attach and detach", size, caller, floor, same, ours);
+    const auto floor = [&] { caller.FloorOfUnattachedThread(); };
+    const auto same = [&] { caller.SameSequence(); };
+    const auto ours = [&] { caller.Ours(); };
+    Compare("attach and detach", size, caller, floor, same, ours);
   }
 
   /// On two attached threads at once, each on a processor of its own.
-  void pair(std::size_t size) { together(2, size, m_plan); }
+  void Pair(std::size_t size) { Together(2, size, m_plan); }
 
   /// On more attached threads than there are processors, as a rule. Turns are so long that each
   /// thread loses its processor several times, and with it, now and then, while it has a lock.
-  void crowd(std::size_t threads, std::size_t size) {
+  void Crowd(std::size_t threads, std::size_t size) {
     Plan plan = m_plan;
     plan.batchMilliseconds *= static_cast<double>(threads);
-    together(threads, size, plan);
+    Together(threads, size, plan);
   }
 
  private:
-  void together(std::size_t count, std::size_t size, const Plan& plan) {
+  void Together(std::size_t count, std::size_t size, const Plan& plan) {
     std::vector<JNIEnv*> environments(count);
     std::vector<Caller> callers(count, Caller(m_java, m_method, size, false));
     Team team(
         count,
         [this] {
           JNIEnv* env = nullptr;
-          m_java.vm()->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
+          m_java.Vm()->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
         },
-        [this] { m_java.vm()->DetachCurrentThread(); });
+        [this] { m_java.Vm()->DetachCurrentThread(); });
     const Team::Work takeEnvironment = [&](std::size_t thread, long) {
-      m_java.vm()->GetEnv(reinterpret_cast<void**>(&environments.at(thread)), JNI_VERSION_1_8);
+      m_java.Vm()->GetEnv(reinterpret_cast<void**>(&environments.at(thread)), JNI_VERSION_1_8);
     };
-    team.run(takeEnvironment, 1);
+    team.Run(takeEnvironment, 1);
     const auto batch = [&team](auto call) {
       return [&team, call](long calls) {
         const Team::Work work = [&call](std::size_t thread, long repetitions) {
@@ -136,34 +136,34 @@ class Benchmark {
             call(thread);
           }
         };
-        return team.run(work, calls);
+        return team.Run(work, calls);
       };
     };
     double commands = 0;
     const auto ours = [&](long calls) {
       commands += static_cast<double>(calls) * static_cast<double>(count);
-      return batch([&](std::size_t i) { callers.at(i).ours(); })(calls);
+      return batch([&](std::size_t i) { callers.at(i).Ours(); })(calls);
     };
-    const long wakesBefore = wakeCalls();
+    const long wakesBefore = WakeCalls();
     const std::vector<Series> series =
-        measure({{kFloor, batch([&](std::size_t i) { callers.at(i).floor(environments.at(i)); })},
-                 {kSameSequence, batch([&](std::size_t i) { callers.at(i).sameSequence(); })},
-                 {kOneLock, batch([&](std::size_t i) { callers.at(i).oneLock(); })},
+        Measure({{kFloor, batch([&](std::size_t i) { callers.at(i).Floor(environments.at(i)); })},
+                 {kSameSequence, batch([&](std::size_t i) { callers.at(i).SameSequence(); })},
+                 {kOneLock, batch([&](std::size_t i) { callers.at(i).OneLock(); })},
                  {kOurs, ours}},
                 plan);
-    const auto wakes = static_cast<double>(wakeCalls() - wakesBefore);
-    m_report.add({std::to_string(count) + " threads", size, 1000 * wakes / commands}, series);
+    const auto wakes = static_cast<double>(WakeCalls() - wakesBefore);
+    m_report.Add({std::to_string(count) + " threads", size, 1000 * wakes / commands}, series);
   }
 
   template <class Floor, class Same, class Ours>
-  void compare(const char* name, std::size_t size, Caller& caller, Floor floor, Same same,
+  void Compare(const char* name, std::size_t size, Caller& caller, Floor floor, Same same,
                Ours ours) {
-    caller.verify(floor);
-    caller.verify(same);
-    caller.verify(ours);
-    m_report.add(
+    caller.Verify(floor);
+    caller.Verify(same);
+    caller.Verify(ours);
+    m_report.Add(
         {name, size},
-        measure({{kFloor, repeat(floor)}, {kSameSequence, repeat(same)}, {kOurs, repeat(ours)}},
+        Measure({{kFloor, Repeat(floor)}, {kSameSequence, Repeat(same)}, {kOurs, Repeat(ours)}},
                 m_plan));
   }
 
@@ -173,45 +173,45 @@ class Benchmark {
   Report& m_report;
 };
 
-void runUnit(Benchmark& benchmark, const Arguments& arguments, const std::string& unit,
+void RunUnit(Benchmark& benchmark, const Arguments& arguments, const std::string& unit,
              std::size_t size) {
   if (unit == "attached") {
-    benchmark.attached(size, false);
+    benchmark.OnAttachedThread(size, false);
   } else if (unit == "clone") {
-    benchmark.attached(size, true);
+    benchmark.OnAttachedThread(size, true);
   } else if (unit == "detached") {
-    benchmark.detached(size);
+    benchmark.Detached(size);
   } else if (unit == "pair") {
-    benchmark.pair(size);
+    benchmark.Pair(size);
   } else if (unit == "crowd") {
-    for (const std::string& threads : arguments.list("threads", "8,64")) {
-      benchmark.crowd(std::stoul(threads), size);
+    for (const std::string& threads : arguments.List("threads", "8,64")) {
+      benchmark.Crowd(std::stoul(threads), size);
     }
   } else {
     throw std::runtime_error("no such unit: " + unit);
   }
 }
 
-void measureUnits(const JavaHost& java, const Arguments& arguments) {
+void MeasureUnits(const JavaHost& java, const Arguments& arguments) {
   Plan plan;
-  plan.rounds = static_cast<int>(arguments.number("rounds", plan.rounds));
-  plan.warmUpMilliseconds = arguments.number("warm-up", plan.warmUpMilliseconds);
-  plan.batchMilliseconds = arguments.number("batch", plan.batchMilliseconds);
-  Report report(kSameSequence, arguments.text("json", ""));
+  plan.rounds = static_cast<int>(arguments.Number("rounds", plan.rounds));
+  plan.warmUpMilliseconds = arguments.Number("warm-up", plan.warmUpMilliseconds);
+  plan.batchMilliseconds = arguments.Number("batch", plan.batchMilliseconds);
+  Report report(kSameSequence, arguments.Text("json", ""));
   Benchmark benchmark(java, plan, report);
-  for (const std::string& unit : arguments.list("units", "attached,clone,detached,pair")) {
-    for (const std::size_t size : arguments.sizes("64,1024,65536,1048576")) {
-      runUnit(benchmark, arguments, unit, size);
+  for (const std::string& unit : arguments.List("units", "attached,clone,detached,pair")) {
+    for (const std::size_t size : arguments.Sizes("64,1024,65536,1048576")) {
+      RunUnit(benchmark, arguments, unit, size);
     }
   }
 }
 
-void serveCalls(const JavaHost& java) {
-  const JavaMethod method = findReceiver(java.vm());
-  const Attached thread(java.vm());
-  serve([&](std::size_t size, long calls) {
+void ServeCalls(const JavaHost& java) {
+  const JavaMethod method = FindReceiver(java.Vm());
+  const Attached thread(java.Vm());
+  Serve([&](std::size_t size, long calls) {
     Caller caller(java, method, size, false);
-    return repeat([&] { caller.ours(); })(calls);
+    return Repeat([&] { caller.Ours(); })(calls);
   });
 }
 
@@ -223,13 +223,13 @@ int main(int count, char** values) {
         count, values, kUsage,
         {"home", "sizes", "units", "threads", "rounds", "warm-up", "batch", "json"},
         {"serve", "handler"});
-    const JavaHost java(arguments.text("home", BENCH_HOME), arguments.has("handler"));
+    const JavaHost java(arguments.Text("home", BENCH_HOME), arguments.Has("handler"));
     // The thread that starts the JVM is a special case to the library; others are the rule.
     std::async(std::launch::async, [&] {
-      if (arguments.has("serve")) {
-        serveCalls(java);
+      if (arguments.Has("serve")) {
+        ServeCalls(java);
       } else {
-        measureUnits(java, arguments);
+        MeasureUnits(java, arguments);
       }
     }).get();
   } catch (const std::exception& error) {

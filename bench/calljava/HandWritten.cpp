@@ -7,11 +7,11 @@
 #include "bench/harness/JavaHost.h"
 #include "native/BriefMutex.h"
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
-JavaMethod findReceiver(JavaVM* vm) {
+JavaMethod FindReceiver(JavaVM* vm) {
   const Attached thread(vm);
-  JNIEnv* env = thread.env();
+  JNIEnv* env = thread.Env();
   JavaMethod method;
   method.vm = vm;
   jclass local = env->FindClass("com/ferrolink/core/receiver/Receiver");
@@ -24,7 +24,7 @@ JavaMethod findReceiver(JavaVM* vm) {
   return method;
 }
 
-int callWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
+int CallWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
                   std::uint8_t* answer) {
   jbyteArray command = env->NewByteArray(length);
   env->SetByteArrayRegion(command, 0, length, reinterpret_cast<const jbyte*>(message));
@@ -43,7 +43,7 @@ int callWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* mes
 namespace {
 
 // A failure would be an error text in the library; here it only has to be looked for.
-void check(JNIEnv* env) {
+void Check(JNIEnv* env) {
   if (env->ExceptionCheck() != JNI_FALSE) [[unlikely]] {
     throw std::runtime_error("an exception in Java");
   }
@@ -51,29 +51,29 @@ void check(JNIEnv* env) {
 
 jbyteArray makeCommand(JNIEnv* env, const std::uint8_t* message, int length) {
   jbyteArray command = env->NewByteArray(length);
-  check(env);
+  Check(env);
   env->SetByteArrayRegion(command, 0, length, reinterpret_cast<const jbyte*>(message));
-  check(env);
+  Check(env);
   return command;
 }
 
-jbyteArray makeCommandUnderLock(JNIEnv* env, const std::uint8_t* message, int length) {
+jbyteArray MakeCommandUnderLock(JNIEnv* env, const std::uint8_t* message, int length) {
   static Ferrolink::Native::BriefMutex mutex;
   const std::lock_guard<Ferrolink::Native::BriefMutex> lock(mutex);
   return makeCommand(env, message, length);
 }
 
 template <auto make>
-int send(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
+int Send(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
          std::vector<std::uint8_t>& waiting) {
   jbyteArray command = make(env, message, length);
   auto response = static_cast<jbyteArray>(
       env->CallStaticObjectMethod(method.receiver, method.sendCommand, command));
-  check(env);
+  Check(env);
   jbyte* elements = env->GetByteArrayElements(response, nullptr);
-  check(env);
+  Check(env);
   const jsize answered = env->GetArrayLength(response);
-  check(env);
+  Check(env);
   if (waiting.size() < static_cast<std::size_t>(answered)) {
     waiting.resize(static_cast<std::size_t>(answered));
   }
@@ -85,14 +85,14 @@ int send(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int
 }
 
 template <auto make>
-int call(const JavaMethod& method, const std::uint8_t* message, int length, std::uint8_t* answer,
+int Call(const JavaMethod& method, const std::uint8_t* message, int length, std::uint8_t* answer,
          std::vector<std::uint8_t>& waiting) {
   JNIEnv* env = nullptr;
   const bool attach = method.vm->GetEnv(reinterpret_cast<void**>(&env), JNI_VERSION_1_8) != JNI_OK;
   if (attach) {
     method.vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
   }
-  const int answered = send<make>(env, method, message, length, waiting);
+  const int answered = Send<make>(env, method, message, length, waiting);
   if (attach) {
     method.vm->DetachCurrentThread();
   }
@@ -102,14 +102,14 @@ int call(const JavaMethod& method, const std::uint8_t* message, int length, std:
 
 }  // namespace
 
-int callWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
+int CallWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
                          std::uint8_t* answer, std::vector<std::uint8_t>& waiting) {
-  return call<makeCommand>(method, message, length, answer, waiting);
+  return Call<makeCommand>(method, message, length, answer, waiting);
 }
 
-int callWithOneLock(const JavaMethod& method, const std::uint8_t* message, int length,
+int CallWithOneLock(const JavaMethod& method, const std::uint8_t* message, int length,
                     std::uint8_t* answer, std::vector<std::uint8_t>& waiting) {
-  return call<makeCommandUnderLock>(method, message, length, answer, waiting);
+  return Call<MakeCommandUnderLock>(method, message, length, answer, waiting);
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 /// What hand-written JNI keeps between calls.
 struct JavaMethod {
@@ -14,27 +14,27 @@ struct JavaMethod {
   jclass receiver = nullptr;  ///< a global reference
   jmethodID sendCommand = nullptr;
 };
-JavaMethod findReceiver(JavaVM* vm);
+JavaMethod FindReceiver(JavaVM* vm);
 
 /// The least that JNI can do: an array made for each call, one copy in, one copy out. Whoever
 /// writes this holds an environment of the thread, trusts that nothing fails but the method itself,
 /// and copies straight into the caller's buffer.
 ///
 /// Returns the answer's length; 0 where Java threw.
-int callWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
+int CallWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,
                   std::uint8_t* answer);
 
 /// The JNI calls that the library makes for a command (SendCommand, then ReadResponse), all of them
 /// and in that order, and its two copies of the answer; without its locks and its table of
 /// responses. The answer waits in `waiting`, whose memory is kept between calls.
-int callWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
+int CallWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
                          std::uint8_t* answer, std::vector<std::uint8_t>& waiting);
 
 /// The same, and the command's array is made and filled under one lock of the process, as the
 /// library does it, with the library's own lock.
-int callWithOneLock(const JavaMethod& method, const std::uint8_t* message, int length,
+int CallWithOneLock(const JavaMethod& method, const std::uint8_t* message, int length,
                     std::uint8_t* answer, std::vector<std::uint8_t>& waiting);
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <sstream>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 Arguments::Arguments(int count, char** values, const std::string& usage,
                      const std::set<std::string>& names, const std::set<std::string>& flags) {
@@ -22,19 +22,19 @@ Arguments::Arguments(int count, char** values, const std::string& usage,
   }
 }
 
-std::string Arguments::text(const std::string& name, const std::string& otherwise) const {
+std::string Arguments::Text(const std::string& name, const std::string& otherwise) const {
   const auto found = m_values.find(name);
   return found != m_values.end() ? found->second : otherwise;
 }
 
-double Arguments::number(const std::string& name, double otherwise) const {
+double Arguments::Number(const std::string& name, double otherwise) const {
   const auto found = m_values.find(name);
   return found != m_values.end() ? std::stod(found->second) : otherwise;
 }
 
-std::vector<std::string> Arguments::list(const std::string& name,
+std::vector<std::string> Arguments::List(const std::string& name,
                                          const std::string& otherwise) const {
-  std::istringstream text(this->text(name, otherwise));
+  std::istringstream text(this->Text(name, otherwise));
   std::vector<std::string> items;
   for (std::string item; std::getline(text, item, ',');) {
     items.push_back(item);
@@ -42,12 +42,12 @@ std::vector<std::string> Arguments::list(const std::string& name,
   return items;
 }
 
-std::vector<std::size_t> Arguments::sizes(const std::string& otherwise) const {
+std::vector<std::size_t> Arguments::Sizes(const std::string& otherwise) const {
   std::vector<std::size_t> sizes;
-  for (const std::string& item : list("sizes", otherwise)) {
+  for (const std::string& item : List("sizes", otherwise)) {
     sizes.push_back(std::stoul(item));
   }
   return sizes;
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench

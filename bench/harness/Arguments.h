@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 /// A program's arguments: "--name value", and "--name" alone for the names given as flags.
 class Arguments {
@@ -15,18 +15,18 @@ class Arguments {
   Arguments(int count, char** values, const std::string& usage, const std::set<std::string>& names,
             const std::set<std::string>& flags = {});
 
-  [[nodiscard]] bool has(const std::string& name) const { return m_values.count(name) > 0; }
-  [[nodiscard]] std::string text(const std::string& name, const std::string& otherwise) const;
-  [[nodiscard]] double number(const std::string& name, double otherwise) const;
+  [[nodiscard]] bool Has(const std::string& name) const { return m_values.count(name) > 0; }
+  [[nodiscard]] std::string Text(const std::string& name, const std::string& otherwise) const;
+  [[nodiscard]] double Number(const std::string& name, double otherwise) const;
   /// A list separated by commas.
-  [[nodiscard]] std::vector<std::string> list(const std::string& name,
+  [[nodiscard]] std::vector<std::string> List(const std::string& name,
                                               const std::string& otherwise) const;
-  [[nodiscard]] std::vector<std::size_t> sizes(const std::string& otherwise) const;
+  [[nodiscard]] std::vector<std::size_t> Sizes(const std::string& otherwise) const;
 
  private:
   std::map<std::string, std::string> m_values;
 };
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 namespace {
 
 namespace Header = Ferrolink::Native::Definitions::CommandHeader;
@@ -16,7 +16,7 @@ constexpr std::uint8_t kCpp = 8;
 constexpr std::uint8_t kJvm = 2;
 constexpr std::uint8_t kTypeCall = 2;
 
-JavaVM* createdVm() {
+JavaVM* CreatedVm() {
   void* library = dlopen(Ferrolink::Host::JvmLibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
   using GetCreated = jint(JavaVM**, jsize, jsize*);
   auto* getCreated = reinterpret_cast<GetCreated*>(dlsym(library, "JNI_GetCreatedJavaVMs"));
@@ -30,8 +30,8 @@ JavaVM* createdVm() {
 
 constexpr std::size_t kHandlerHead = Header::kSize + 5;  // the name's length, and "echo"
 
-void sendFirstCommand(IReceiver& receiver, bool handler) {
-  Bytes command = handler ? handlerCommand(64) : echoCommand(64, false);
+void SendFirstCommand(IReceiver& receiver, bool handler) {
+  Bytes command = handler ? HandlerCommand(64) : EchoCommand(64, false);
   const int length = receiver.SendCommand(command.data(), static_cast<int>(command.size()));
   Bytes answer(static_cast<std::size_t>(length));
   receiver.ReadResponse(answer.data(), length);
@@ -46,22 +46,22 @@ void sendFirstCommand(IReceiver& receiver, bool handler) {
 
 }  // namespace
 
-void setDefaultEnvironment() {
+void SetDefaultEnvironment() {
   setenv("JAVA_HOME", BENCH_JAVA_HOME, 0);
   setenv("JAVA_TOOL_OPTIONS", "-Xms1g -Xmx1g -XX:+AlwaysPreTouch", 0);
   setenv("FERROLINK_LOGGING_LEVEL", "off", 0);
 }
 
 JavaHost::JavaHost(const std::string& home, bool handler) : m_handler(handler) {
-  setDefaultEnvironment();
-  m_receiver = Ferrolink::Host::detail::openReceiver(
+  SetDefaultEnvironment();
+  m_receiver = Ferrolink::Host::detail::OpenReceiver(
       home + "/Binaries/Native/Linux/X64/libFerrolinkJvmRuntimeNative.so");
   m_receiver->Initialize(kCpp, kJvm, 0);
-  sendFirstCommand(*m_receiver, handler);
-  m_vm = createdVm();
+  SendFirstCommand(*m_receiver, handler);
+  m_vm = CreatedVm();
 }
 
-Bytes echoCommand(std::size_t size, bool clone) {
+Bytes EchoCommand(std::size_t size, bool clone) {
   Bytes command(size);
   for (std::size_t i = 0; i < size; ++i) {
     command[i] = static_cast<std::uint8_t>(i);
@@ -73,8 +73,8 @@ Bytes echoCommand(std::size_t size, bool clone) {
   return command;
 }
 
-Bytes handlerCommand(std::size_t size) {
-  Bytes command = echoCommand(size, false);
+Bytes HandlerCommand(std::size_t size) {
+  Bytes command = EchoCommand(size, false);
   const Bytes name = {4, 'e', 'c', 'h', 'o'};
   std::copy(name.begin(), name.end(), command.begin() + Header::kSize);
   return command;
@@ -86,4 +86,4 @@ Attached::Attached(JavaVM* vm) : m_vm(vm) {
   }
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench

@@ -10,7 +10,7 @@
 
 #include "native/interfaces/IReceiver.h"
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 using Ferrolink::Native::Interfaces::IReceiver;
 using Bytes = std::vector<std::uint8_t>;
@@ -25,10 +25,10 @@ class JavaHost {
   /// `handler`: its archive is the installation's, not the bench's.
   explicit JavaHost(const std::string& home, bool handler = false);
 
-  [[nodiscard]] bool handler() const { return m_handler; }
-  [[nodiscard]] IReceiver* receiver() const { return m_receiver; }
+  [[nodiscard]] bool Handler() const { return m_handler; }
+  [[nodiscard]] IReceiver* Receiver() const { return m_receiver; }
   /// The JVM that the library has started, for hand-written JNI in the same process.
-  [[nodiscard]] JavaVM* vm() const { return m_vm; }
+  [[nodiscard]] JavaVM* Vm() const { return m_vm; }
 
  private:
   const bool m_handler;
@@ -37,10 +37,10 @@ class JavaHost {
 };
 
 /// A command for the bench's receiver, which answers with the same bytes.
-Bytes echoCommand(std::size_t size, bool clone);
+Bytes EchoCommand(std::size_t size, bool clone);
 
 /// A command of that size for the archive's own handler "echo", which answers with its payload.
-Bytes handlerCommand(std::size_t size);
+Bytes HandlerCommand(std::size_t size);
 
 /// A thread that the host attaches, for as long as this object lives.
 class Attached {
@@ -50,7 +50,7 @@ class Attached {
   Attached& operator=(const Attached&) = delete;
   ~Attached() { m_vm->DetachCurrentThread(); }
 
-  [[nodiscard]] JNIEnv* env() const { return m_env; }
+  [[nodiscard]] JNIEnv* Env() const { return m_env; }
 
  private:
   JavaVM* m_vm;
@@ -58,8 +58,8 @@ class Attached {
 };
 
 /// Sets what the library and the JVM read, unless it is set already.
-void setDefaultEnvironment();
+void SetDefaultEnvironment();
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 Report::Report(std::string baseline, const std::string& jsonPath)
     : m_baseline(std::move(baseline)) {
@@ -22,20 +22,20 @@ Report::~Report() {
   }
 }
 
-void Report::add(const Unit& unit, const std::vector<Series>& series) {
-  addToTable(unit, series);
+void Report::Add(const Unit& unit, const std::vector<Series>& series) {
+  AddToTable(unit, series);
   if (m_json != nullptr) {
-    addToJson(unit, series);
+    AddToJson(unit, series);
   }
 }
 
-void Report::addToTable(const Unit& unit, const std::vector<Series>& series) {
+void Report::AddToTable(const Unit& unit, const std::vector<Series>& series) {
   const auto baseline = std::find_if(series.begin(), series.end(),
                                      [&](const Series& one) { return one.name == m_baseline; });
   std::printf("%s, %zu bytes\n", unit.name.c_str(), unit.size);
   for (const Series& one : series) {
-    const Quartiles absolute = quartilesOf(one.nanoseconds);
-    const Quartiles relative = baseline != series.end() ? ratio(one, *baseline) : Quartiles{};
+    const Quartiles absolute = QuartilesOf(one.nanoseconds);
+    const Quartiles relative = baseline != series.end() ? Ratio(one, *baseline) : Quartiles{};
     std::printf("  %-24s %12.1f ns   %6.3f  [%.3f .. %.3f]\n", one.name.c_str(), absolute.median,
                 relative.median, relative.first, relative.third);
   }
@@ -45,7 +45,7 @@ void Report::addToTable(const Unit& unit, const std::vector<Series>& series) {
   std::fflush(stdout);
 }
 
-void Report::addToJson(const Unit& unit, const std::vector<Series>& series) {
+void Report::AddToJson(const Unit& unit, const std::vector<Series>& series) {
   std::fprintf(m_json, "{\"unit\": \"%s\", \"size\": %zu, ", unit.name.c_str(), unit.size);
   if (unit.wakeCalls) {
     std::fprintf(m_json, "\"wakeCalls\": %.2f, ", *unit.wakeCalls);
@@ -66,4 +66,4 @@ void Report::addToJson(const Unit& unit, const std::vector<Series>& series) {
   std::fflush(m_json);
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench

@@ -9,7 +9,7 @@
 
 #include "bench/harness/Rounds.h"
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 /// One row: what was done, with how many bytes.
 struct Unit {
@@ -29,16 +29,16 @@ class Report {
   Report& operator=(const Report&) = delete;
   ~Report();
 
-  void add(const Unit& unit, const std::vector<Series>& series);
+  void Add(const Unit& unit, const std::vector<Series>& series);
 
  private:
-  void addToTable(const Unit& unit, const std::vector<Series>& series);
-  void addToJson(const Unit& unit, const std::vector<Series>& series);
+  void AddToTable(const Unit& unit, const std::vector<Series>& series);
+  void AddToJson(const Unit& unit, const std::vector<Series>& series);
 
   std::string m_baseline;
   std::FILE* m_json = nullptr;
 };
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

@@ -4,7 +4,7 @@
 #include <cmath>
 #include <random>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 namespace {
 
 constexpr double kNanosecondsInMillisecond = 1e6;
@@ -12,7 +12,7 @@ constexpr long kFewestCalls = 4;
 constexpr unsigned kSeed = 1;  // the same orders in every run
 
 // Also tells how long a call takes once everything is compiled and cached.
-double warmUp(const Contender& contender, double milliseconds) {
+double WarmUp(const Contender& contender, double milliseconds) {
   double spent = 0;
   double perCall = 0;
   for (long calls = 1; spent < milliseconds * kNanosecondsInMillisecond;) {
@@ -28,12 +28,12 @@ double warmUp(const Contender& contender, double milliseconds) {
 
 }  // namespace
 
-std::vector<Series> measure(const std::vector<Contender>& contenders, const Plan& plan) {
+std::vector<Series> Measure(const std::vector<Contender>& contenders, const Plan& plan) {
   std::vector<Series> series;
   std::vector<long> calls;
   std::vector<std::size_t> order;
   for (const Contender& contender : contenders) {
-    const double perCall = warmUp(contender, plan.warmUpMilliseconds);
+    const double perCall = WarmUp(contender, plan.warmUpMilliseconds);
     calls.push_back(std::max(
         kFewestCalls, std::lround(plan.batchMilliseconds * kNanosecondsInMillisecond / perCall)));
     order.push_back(series.size());
@@ -52,7 +52,7 @@ std::vector<Series> measure(const std::vector<Contender>& contenders, const Plan
   return series;
 }
 
-Quartiles quartilesOf(std::vector<double> values) {
+Quartiles QuartilesOf(std::vector<double> values) {
   if (values.empty()) {
     return {};
   }
@@ -66,12 +66,12 @@ Quartiles quartilesOf(std::vector<double> values) {
   return {at(0.25), at(0.5), at(0.75)};
 }
 
-Quartiles ratio(const Series& a, const Series& b) {
+Quartiles Ratio(const Series& a, const Series& b) {
   std::vector<double> ratios;
   for (std::size_t round = 0; round < a.nanoseconds.size(); ++round) {
     ratios.push_back(a.nanoseconds.at(round) / b.nanoseconds.at(round));
   }
-  return quartilesOf(std::move(ratios));
+  return QuartilesOf(std::move(ratios));
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench

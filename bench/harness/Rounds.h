@@ -15,7 +15,7 @@
 /// since a contender finds the caches and the allocator as the one before it left them. Google
 /// Benchmark interleaves repetitions, but only reports each contender's own mean or median of them,
 /// which is why it is not used.
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 /// Makes `calls` calls; returns how many nanoseconds they took together.
 using Batch = std::function<double(long calls)>;
@@ -38,21 +38,21 @@ struct Plan {
   double batchMilliseconds = 1;     ///< how long each turn lasts
 };
 
-std::vector<Series> measure(const std::vector<Contender>& contenders, const Plan& plan);
+std::vector<Series> Measure(const std::vector<Contender>& contenders, const Plan& plan);
 
 struct Quartiles {
   double first = 0;
   double median = 0;
   double third = 0;
 };
-Quartiles quartilesOf(std::vector<double> values);
+Quartiles QuartilesOf(std::vector<double> values);
 
 /// The quartiles of a / b, taken round by round.
-Quartiles ratio(const Series& a, const Series& b);
+Quartiles Ratio(const Series& a, const Series& b);
 
 /// A batch that repeats `call` on the calling thread.
 template <class Call>
-Batch repeat(Call call) {
+Batch Repeat(Call call) {
   return [call](long calls) mutable {
     const auto begin = std::chrono::steady_clock::now();
     for (long i = 0; i < calls; ++i) {
@@ -63,6 +63,6 @@ Batch repeat(Call call) {
   };
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

@@ -3,9 +3,9 @@
 #include <cstdio>
 #include <iostream>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
-void serve(const std::function<double(std::size_t size, long calls)>& run) {
+void Serve(const std::function<double(std::size_t size, long calls)>& run) {
   std::size_t size = 0;
   long calls = 0;
   while (std::cin >> size >> calls) {
@@ -14,4 +14,4 @@ void serve(const std::function<double(std::size_t size, long calls)>& run) {
   }
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench

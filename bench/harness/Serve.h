@@ -4,13 +4,13 @@
 #include <cstddef>
 #include <functional>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 /// Lets bench/driver interleave programs: for each line "SIZE CALLS" of standard input, `run` makes
 /// that many calls of that many bytes, and a line "= NANOSECONDS" says how long they took together.
 /// Ends with standard input.
-void serve(const std::function<double(std::size_t size, long calls)>& run);
+void Serve(const std::function<double(std::size_t size, long calls)>& run);
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

@@ -6,16 +6,16 @@
 #include <algorithm>
 #include <chrono>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 namespace {
 
-std::int64_t now() {
+std::int64_t Now() {
   return std::chrono::duration_cast<std::chrono::nanoseconds>(
              std::chrono::steady_clock::now().time_since_epoch())
       .count();
 }
 
-std::vector<std::size_t> usableProcessors() {
+std::vector<std::size_t> UsableProcessors() {
   cpu_set_t allowed;
   std::vector<std::size_t> processors;
   if (sched_getaffinity(0, sizeof allowed, &allowed) == 0) {
@@ -29,7 +29,7 @@ std::vector<std::size_t> usableProcessors() {
 }
 
 // Woken by the same thread, two would often share its processor and take turns.
-void keepToProcessor(std::size_t processor) {
+void KeepToProcessor(std::size_t processor) {
   cpu_set_t one;
   CPU_ZERO(&one);
   CPU_SET(processor, &one);
@@ -39,10 +39,10 @@ void keepToProcessor(std::size_t processor) {
 }  // namespace
 
 Team::Team(std::size_t threads, const Hook& begin, const Hook& end)
-    : m_pinned(threads <= usableProcessors().size()), m_members(threads) {
+    : m_pinned(threads <= UsableProcessors().size()), m_members(threads) {
   for (std::size_t thread = 0; thread < threads; ++thread) {
     m_members[thread].thread =
-        std::thread([this, thread, begin, end] { serve(thread, begin, end); });
+        std::thread([this, thread, begin, end] { Serve(thread, begin, end); });
   }
 }
 
@@ -58,7 +58,7 @@ Team::~Team() {
   }
 }
 
-double Team::run(const Work& work, long calls) {
+double Team::Run(const Work& work, long calls) {
   std::unique_lock<std::mutex> lock(m_mutex);
   m_work = &work;
   m_calls = calls;
@@ -76,24 +76,24 @@ double Team::run(const Work& work, long calls) {
   return static_cast<double>(end - begin);
 }
 
-void Team::serve(std::size_t thread, const Hook& begin, const Hook& end) {
+void Team::Serve(std::size_t thread, const Hook& begin, const Hook& end) {
   if (m_pinned) {
-    keepToProcessor(usableProcessors()[thread]);
+    KeepToProcessor(UsableProcessors()[thread]);
   }
   begin();
   Member& member = m_members[thread];
-  for (unsigned turn = 0; awaitTurn(turn);) {
-    meet();
-    member.begin = now();
+  for (unsigned turn = 0; AwaitTurn(turn);) {
+    Meet();
+    member.begin = Now();
     (*m_work)(thread, m_calls);
-    member.end = now();
-    finish();
+    member.end = Now();
+    Finish();
   }
   end();
 }
 
 // False where there is none left. The work stays as it is until all threads have finished it.
-bool Team::awaitTurn(unsigned& turn) {
+bool Team::AwaitTurn(unsigned& turn) {
   std::unique_lock<std::mutex> lock(m_mutex);
   m_begin.wait(lock, [&] { return m_turn != turn; });
   turn = m_turn;
@@ -102,7 +102,7 @@ bool Team::awaitTurn(unsigned& turn) {
 
 // Waking up takes longer than some turns last, so threads with processors of their own begin
 // together. Others take turns on the processors anyway.
-void Team::meet() {
+void Team::Meet() {
   if (m_pinned) {
     m_ready.fetch_add(1);
     while (m_ready.load() < m_members.size()) {
@@ -111,11 +111,11 @@ void Team::meet() {
   }
 }
 
-void Team::finish() {
+void Team::Finish() {
   const std::lock_guard<std::mutex> lock(m_mutex);
   if (--m_busy == 0) {
     m_end.notify_one();
   }
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench

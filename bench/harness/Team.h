@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 /// Threads that do the same work at the same time: each on a processor of its own where there are
 /// enough, else wherever the kernel puts them.
@@ -26,7 +26,7 @@ class Team {
 
   /// Has each thread do `work` with `calls` calls; returns the nanoseconds from the moment that the
   /// first begins to the moment that the last is done.
-  double run(const Work& work, long calls);
+  double Run(const Work& work, long calls);
 
  private:
   using Moment = std::int64_t;  // nanoseconds of the steady clock
@@ -37,10 +37,10 @@ class Team {
     Moment end = 0;
   };
 
-  void serve(std::size_t thread, const Hook& begin, const Hook& end);
-  bool awaitTurn(unsigned& turn);
-  void meet();
-  void finish();
+  void Serve(std::size_t thread, const Hook& begin, const Hook& end);
+  bool AwaitTurn(unsigned& turn);
+  void Meet();
+  void Finish();
 
   const bool m_pinned;
 
@@ -59,6 +59,6 @@ class Team {
   std::vector<Member> m_members;
 };
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

@@ -14,7 +14,7 @@ std::atomic<long> counted{0};
 
 using SystemCall = long(long number, ...);
 
-SystemCall* realSystemCall() {
+SystemCall* RealSystemCall() {
   static auto* found = reinterpret_cast<SystemCall*>(dlsym(RTLD_NEXT, "syscall"));
   return found;
 }
@@ -32,14 +32,14 @@ extern "C" __attribute__((visibility("default"))) long syscall(long number, ...)
   if (number == SYS_futex && (arguments[1] & ~FUTEX_PRIVATE_FLAG) == FUTEX_WAKE) {
     counted.fetch_add(1, std::memory_order_relaxed);
   }
-  return realSystemCall()(number, arguments[0], arguments[1], arguments[2], arguments[3],
+  return RealSystemCall()(number, arguments[0], arguments[1], arguments[2], arguments[3],
                           arguments[4], arguments[5]);
 }
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
-long wakeCalls() {
+long WakeCalls() {
   return counted.load();
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench

@@ -20,7 +20,7 @@ namespace {
 
 using Command = std::array<std::uint8_t, 64>;
 
-Command command() {
+Command EchoCommand() {
   Command bytes{};
   bytes[0] = 2;
   bytes[9] = 8;
@@ -29,7 +29,7 @@ Command command() {
 }
 
 template <class Function>
-Function* find(const char* path, const char* name) {
+Function* Find(const char* path, const char* name) {
   void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
   auto* function = library != nullptr ? reinterpret_cast<Function*>(dlsym(library, name)) : nullptr;
   if (function == nullptr) {
@@ -42,7 +42,7 @@ Function* find(const char* path, const char* name) {
 }  // namespace
 
 // Found by its name in callgrind's output; what it calls is what is counted.
-extern "C" __attribute__((noinline)) void benchMeasuredCalls(IReceiver* receiver,
+extern "C" __attribute__((noinline)) void BenchMeasuredCalls(IReceiver* receiver,
                                                              std::uint8_t* message,
                                                              std::uint8_t* answer, long calls) {
   for (long i = 0; i < calls; ++i) {
@@ -60,10 +60,10 @@ int main(int count, char** values) {
   const long calls = std::atol(values[3]);
   using CreateReceiver = IReceiver*(RuntimeOperationMode);
   IReceiver* receiver =
-      find<CreateReceiver>(values[1], "CreateReceiver")(RuntimeOperationMode::CalledRuntime);
+      Find<CreateReceiver>(values[1], "CreateReceiver")(RuntimeOperationMode::CalledRuntime);
   receiver->Initialize(8, 2, 0);
   const auto warmUp = [receiver] {
-    Command message = command();
+    Command message = EchoCommand();
     Command answer{};
     for (int i = 0; i < 10; ++i) {
       receiver->ReadResponse(answer.data(), receiver->SendCommand(message.data(), 64));
@@ -76,14 +76,14 @@ int main(int count, char** values) {
   JavaVM* vm = nullptr;
   jsize created = 0;
   using GetCreated = jint(JavaVM**, jsize, jsize*);
-  find<GetCreated>(values[2], "JNI_GetCreatedJavaVMs")(&vm, 1, &created);
+  Find<GetCreated>(values[2], "JNI_GetCreatedJavaVMs")(&vm, 1, &created);
   std::thread([&] {
     JNIEnv* env = nullptr;
     vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
     warmUp();
-    Command message = command();
+    Command message = EchoCommand();
     Command answer{};
-    benchMeasuredCalls(receiver, message.data(), answer.data(), calls);
+    BenchMeasuredCalls(receiver, message.data(), answer.data(), calls);
     vm->DetachCurrentThread();
   }).join();
   // Past the library's end: the fake would wait for its JVM to be destroyed.

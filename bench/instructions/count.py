@@ -2,8 +2,8 @@
 """Counts the instructions of one attached command of 64 bytes and its answer, by callgrind.
 
 The program makes its calls against the fake JVM of the tests. Callgrind collects inside
-benchMeasuredCalls alone and records, for each pair of caller and callee, what the callee and all
-that it called executed. Counted is what benchMeasuredCalls calls, less what is called from outside
+BenchMeasuredCalls alone and records, for each pair of caller and callee, what the callee and all
+that it called executed. Counted is what BenchMeasuredCalls calls, less what is called from outside
 the fake JVM's library into it: this leaves the library's own code and what it makes the C and C++
 libraries do, and none of what the fake does or makes them do.
 
@@ -18,7 +18,7 @@ import sys
 import tempfile
 
 CALLS = 1000
-MEASURED = "benchMeasuredCalls"
+MEASURED = "BenchMeasuredCalls"
 
 
 class Profile:

@@ -1,4 +1,4 @@
 // A library with nothing in it: what the loader alone costs.
-extern "C" __attribute__((visibility("default"))) int benchEmpty() {
+extern "C" __attribute__((visibility("default"))) int BenchEmpty() {
   return 0;
 }

@@ -10,7 +10,7 @@
 
 namespace {
 
-long residentBytes() {
+long ResidentBytes() {
   std::ifstream statm("/proc/self/statm");
   long total = 0;
   long resident = 0;
@@ -21,12 +21,12 @@ long residentBytes() {
 }  // namespace
 
 int main(int /*count*/, char** values) {
-  residentBytes();  // what the stream needs is there already
-  const long before = residentBytes();
+  ResidentBytes();  // what the stream needs is there already
+  const long before = ResidentBytes();
   const auto begin = std::chrono::steady_clock::now();
   void* library = dlopen(values[1], RTLD_NOW | RTLD_LOCAL);
   const std::chrono::nanoseconds took = std::chrono::steady_clock::now() - begin;
-  const long after = residentBytes();
+  const long after = ResidentBytes();
   if (library == nullptr) {
     std::cerr << dlerror() << '\n';
     return 1;

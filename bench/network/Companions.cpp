@@ -42,7 +42,7 @@ struct Options {
 };
 
 // The port that the server's first line names.
-std::uint16_t portIn(const std::string& line) {
+std::uint16_t PortIn(const std::string& line) {
   const std::size_t address = line.find("127.0.0.1:");
   if (address == std::string::npos) {
     throw std::runtime_error("the server does not listen: " + line);
@@ -51,7 +51,7 @@ std::uint16_t portIn(const std::string& line) {
 }
 
 // Each thread keeps a connection, and the server has one slot for each.
-void makeRoomFor(std::size_t threads) {
+void MakeRoomFor(std::size_t threads) {
   rlimit descriptors{};
   getrlimit(RLIMIT_NOFILE, &descriptors);
   descriptors.rlim_cur = descriptors.rlim_max;
@@ -59,7 +59,7 @@ void makeRoomFor(std::size_t threads) {
   setenv("FERROLINK_POOL_SIZE", std::to_string(threads).c_str(), 1);
 }
 
-std::vector<std::string> commandLine(const Options& options) {
+std::vector<std::string> CommandLine(const Options& options) {
   std::vector<std::string> line = {options.server,
                                    "--runtime",
                                    "cpp",
@@ -75,7 +75,7 @@ std::vector<std::string> commandLine(const Options& options) {
   return line;
 }
 
-std::uint16_t startServer(const Options& options) {
+std::uint16_t StartServer(const Options& options) {
   int output[2];
   if (pipe(output) != 0) {
     throw std::runtime_error("pipe");
@@ -83,7 +83,7 @@ std::uint16_t startServer(const Options& options) {
   if (fork() == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(output[1], STDOUT_FILENO);
-    std::vector<std::string> line = commandLine(options);
+    std::vector<std::string> line = CommandLine(options);
     std::vector<char*> arguments;
     for (std::string& argument : line) {
       arguments.push_back(argument.data());
@@ -97,10 +97,10 @@ std::uint16_t startServer(const Options& options) {
   for (char byte = 0; read(output[0], &byte, 1) == 1 && byte != '\n';) {
     line.push_back(byte);
   }
-  return portIn(line);
+  return PortIn(line);
 }
 
-ITransport* openChannel(const Options& options, std::uint16_t port) {
+ITransport* OpenChannel(const Options& options, std::uint16_t port) {
   void* library = dlopen(options.library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (library == nullptr) {
     throw std::runtime_error(dlerror());
@@ -113,7 +113,7 @@ ITransport* openChannel(const Options& options, std::uint16_t port) {
   return channel;
 }
 
-Bytes commandOf(const Options& options, std::uint16_t port, std::size_t size) {
+Bytes CommandOf(const Options& options, std::uint16_t port, std::size_t size) {
   Bytes command(Header::kSize);
   command[Header::kTargetRuntime] = static_cast<std::uint8_t>(Runtime::Cpp);
   command[Header::kChannelType] = options.channel;
@@ -130,7 +130,7 @@ Bytes commandOf(const Options& options, std::uint16_t port, std::size_t size) {
   return command;
 }
 
-void callMany(ITransport& channel, Bytes command, std::size_t size, long calls) {
+void CallMany(ITransport& channel, Bytes command, std::size_t size, long calls) {
   const int expected = static_cast<int>(Header::kSize + size);
   Bytes answer(static_cast<std::size_t>(expected));
   for (long i = 0; i < calls; ++i) {
@@ -141,18 +141,18 @@ void callMany(ITransport& channel, Bytes command, std::size_t size, long calls) 
   }
 }
 
-void run(const Options& options) {
-  makeRoomFor(options.threads);
-  const std::uint16_t port = startServer(options);
+void Run(const Options& options) {
+  MakeRoomFor(options.threads);
+  const std::uint16_t port = StartServer(options);
   if (options.channel == kTls) {
     setenv("FERROLINK_TLS_CA_FILE", options.certificate.c_str(), 1);
   }
-  ITransport* channel = openChannel(options, port);
-  FerrolinkBench::Team team(
+  ITransport* channel = OpenChannel(options, port);
+  Ferrolink::Bench::Team team(
       options.threads, [] {}, [] {});
-  FerrolinkBench::serve([&](std::size_t size, long calls) {
-    const Bytes command = commandOf(options, port, size);
-    return team.run([&](std::size_t, long own) { callMany(*channel, command, size, own); },
+  Ferrolink::Bench::Serve([&](std::size_t size, long calls) {
+    const Bytes command = CommandOf(options, port, size);
+    return team.Run([&](std::size_t, long own) { CallMany(*channel, command, size, own); },
                     std::max(1L, calls / static_cast<long>(options.threads)));
   });
 }
@@ -178,7 +178,7 @@ int main(int count, char** values) {
     options.key = values[7];
   }
   try {
-    run(options);
+    Run(options);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

@@ -11,7 +11,7 @@
 
 /// The framing of the network companions, by hand: a header of 16 bytes whose first four are a
 /// length, and that many bytes.
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 inline constexpr std::size_t kFrameHeader = 16;
 /// What a call of the handler "echo" adds to its payload on the way there, and on the way back.
@@ -21,7 +21,7 @@ inline constexpr std::size_t kAnswerExtra = 11;
 using Bytes = std::vector<char>;
 
 /// A frame of that many bytes behind the header.
-inline Bytes frameOf(std::size_t size) {
+inline Bytes FrameOf(std::size_t size) {
   Bytes frame(kFrameHeader + size, 'x');
   const auto length = static_cast<std::uint32_t>(size);
   std::memcpy(frame.data(), &length, sizeof length);
@@ -29,7 +29,7 @@ inline Bytes frameOf(std::size_t size) {
 }
 
 template <class End>
-void sendAll(End& end, const char* bytes, std::size_t size) {
+void SendAll(End& end, const char* bytes, std::size_t size) {
   while (size > 0) {
     const long sent = end.write(bytes, size);
     if (sent <= 0) {
@@ -47,7 +47,7 @@ class FrameReader {
   explicit FrameReader(End& end) : m_end(end) {}
 
   /// False at the end of the connection. The frame's bytes, without its header.
-  bool receive(Bytes& bytes) {
+  bool Receive(Bytes& bytes) {
     while (m_filled < kFrameHeader) {
       const long got = m_end.read(m_ahead.data() + m_filled, m_ahead.size() - m_filled);
       if (got <= 0) {
@@ -78,6 +78,6 @@ class FrameReader {
   std::size_t m_filled = 0;
 };
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

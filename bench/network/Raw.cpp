@@ -20,9 +20,9 @@
 
 namespace {
 
-using namespace FerrolinkBench;
+using namespace Ferrolink::Bench;
 
-void require(bool condition, const char* what) {
+void Require(bool condition, const char* what) {
   if (!condition) {
     throw std::runtime_error(what);
   }
@@ -42,18 +42,18 @@ class TlsEnd {
  public:
   TlsEnd(SSL_CTX* context, int socket, bool server) : m_tls(SSL_new(context)) {
     SSL_set_fd(m_tls.get(), socket);
-    require((server ? SSL_accept(m_tls.get()) : SSL_connect(m_tls.get())) == 1, "handshake");
+    Require((server ? SSL_accept(m_tls.get()) : SSL_connect(m_tls.get())) == 1, "handshake");
   }
-  long read(char* room, std::size_t size) { return SSL_read(m_tls.get(), room, clamp(size)); }
+  long read(char* room, std::size_t size) { return SSL_read(m_tls.get(), room, Clamp(size)); }
   long write(const char* bytes, std::size_t size) {
-    return SSL_write(m_tls.get(), bytes, clamp(size));
+    return SSL_write(m_tls.get(), bytes, Clamp(size));
   }
 
  private:
   struct Free {
     void operator()(SSL* tls) const { SSL_free(tls); }
   };
-  static int clamp(std::size_t size) {
+  static int Clamp(std::size_t size) {
     return static_cast<int>(std::min<std::size_t>(size, 1U << 30U));
   }
 
@@ -61,47 +61,47 @@ class TlsEnd {
 };
 
 // Null for plain TCP.
-SSL_CTX* contextOf(const SSL_METHOD* method, const char* certificate, const char* key) {
+SSL_CTX* ContextOf(const SSL_METHOD* method, const char* certificate, const char* key) {
   SSL_CTX* context = SSL_CTX_new(method);
   SSL_CTX_set_num_tickets(context, 0);
   SSL_CTX_set_read_ahead(context, 1);
   if (certificate != nullptr) {
-    require(SSL_CTX_use_certificate_chain_file(context, certificate) == 1 &&
+    Require(SSL_CTX_use_certificate_chain_file(context, certificate) == 1 &&
                 SSL_CTX_use_PrivateKey_file(context, key, SSL_FILETYPE_PEM) == 1,
             "certificate");
   }
   return context;
 }
 
-void tune(int socket) {
+void Tune(int socket) {
   const int on = 1;
   setsockopt(socket, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
 template <class End>
-void echo(End end) {
+void Echo(End end) {
   FrameReader<End> reader(end);
   Bytes command;
   Bytes answer;
-  while (reader.receive(command)) {
+  while (reader.Receive(command)) {
     const std::size_t size = command.size() - kCommandExtra + kAnswerExtra;
     if (answer.size() != kFrameHeader + size) {
-      answer = frameOf(size);
+      answer = FrameOf(size);
     }
     std::memcpy(answer.data() + kFrameHeader, command.data() + (command.size() - size), size);
-    sendAll(end, answer.data(), answer.size());
+    SendAll(end, answer.data(), answer.size());
   }
 }
 
-[[noreturn]] void runServer(int listener, SSL_CTX* context) {
+[[noreturn]] void RunServer(int listener, SSL_CTX* context) {
   for (;;) {
     const int socket = accept(listener, nullptr, nullptr);
-    tune(socket);
+    Tune(socket);
     std::thread([socket, context] {
       if (context == nullptr) {
-        echo(PlainEnd(socket));
+        Echo(PlainEnd(socket));
       } else {
-        echo(TlsEnd(context, socket, true));
+        Echo(TlsEnd(context, socket, true));
       }
       close(socket);
     }).detach();
@@ -113,43 +113,43 @@ struct Listener {
   sockaddr_in address{};
 };
 
-Listener listenOnLoopback() {
+Listener ListenOnLoopback() {
   Listener listener;
   listener.socket = socket(AF_INET, SOCK_STREAM, 0);
   listener.address.sin_family = AF_INET;
   listener.address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof listener.address;
   auto* generic = reinterpret_cast<sockaddr*>(&listener.address);
-  require(bind(listener.socket, generic, size) == 0 && listen(listener.socket, 64) == 0, "listen");
-  require(getsockname(listener.socket, generic, &size) == 0, "getsockname");
+  Require(bind(listener.socket, generic, size) == 0 && listen(listener.socket, 64) == 0, "listen");
+  Require(getsockname(listener.socket, generic, &size) == 0, "getsockname");
   return listener;
 }
 
 template <class End>
-void callMany(End& end, std::size_t size, long calls) {
-  const Bytes command = frameOf(size + kCommandExtra);
+void CallMany(End& end, std::size_t size, long calls) {
+  const Bytes command = FrameOf(size + kCommandExtra);
   Bytes answer;
   FrameReader<End> reader(end);
   for (long i = 0; i < calls; ++i) {
-    sendAll(end, command.data(), command.size());
-    require(reader.receive(answer) && answer.size() == size + kAnswerExtra, "answer");
+    SendAll(end, command.data(), command.size());
+    Require(reader.Receive(answer) && answer.size() == size + kAnswerExtra, "answer");
   }
 }
 
-int connectTo(const sockaddr_in& address) {
+int ConnectTo(const sockaddr_in& address) {
   const int made = socket(AF_INET, SOCK_STREAM, 0);
-  require(connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
+  Require(connect(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
           "connect");
-  tune(made);
+  Tune(made);
   return made;
 }
 
 template <class End>
-void runClient(std::vector<End> ends) {
+void RunClient(std::vector<End> ends) {
   Team team(
       ends.size(), [] {}, [] {});
-  serve([&](std::size_t size, long calls) {
-    return team.run([&](std::size_t thread, long own) { callMany(ends[thread], size, own); },
+  Serve([&](std::size_t size, long calls) {
+    return team.Run([&](std::size_t thread, long own) { CallMany(ends[thread], size, own); },
                     std::max(1L, calls / static_cast<long>(ends.size())));
   });
 }
@@ -164,25 +164,25 @@ int main(int count, char** values) {
     return 2;
   }
   try {
-    const Listener listener = listenOnLoopback();
+    const Listener listener = ListenOnLoopback();
     if (fork() == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
-      runServer(listener.socket,
-                tls ? contextOf(TLS_server_method(), values[3], values[4]) : nullptr);
+      RunServer(listener.socket,
+                tls ? ContextOf(TLS_server_method(), values[3], values[4]) : nullptr);
     }
     if (tls) {
-      SSL_CTX* context = contextOf(TLS_client_method(), nullptr, nullptr);
+      SSL_CTX* context = ContextOf(TLS_client_method(), nullptr, nullptr);
       std::vector<TlsEnd> ends;
       for (std::size_t i = 0; i < threads; ++i) {
-        ends.emplace_back(context, connectTo(listener.address), false);
+        ends.emplace_back(context, ConnectTo(listener.address), false);
       }
-      runClient(std::move(ends));
+      RunClient(std::move(ends));
     } else {
       std::vector<PlainEnd> ends;
       for (std::size_t i = 0; i < threads; ++i) {
-        ends.emplace_back(connectTo(listener.address));
+        ends.emplace_back(ConnectTo(listener.address));
       }
-      runClient(std::move(ends));
+      RunClient(std::move(ends));
     }
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());

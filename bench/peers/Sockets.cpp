@@ -23,22 +23,22 @@ namespace {
 
 using Frame = std::vector<char>;  // a length of four bytes and the bytes
 
-void require(bool condition, const char* what) {
+void Require(bool condition, const char* what) {
   if (!condition) {
     throw std::runtime_error(what);
   }
 }
 
-void send(int socket, const Frame& frame) {
+void Send(int socket, const Frame& frame) {
   for (std::size_t sent = 0; sent < frame.size();) {
     const ssize_t count = write(socket, frame.data() + sent, frame.size() - sent);
-    require(count > 0, "write");
+    Require(count > 0, "write");
     sent += static_cast<std::size_t>(count);
   }
 }
 
 // False at the end of the connection.
-bool receive(int socket, Frame& frame) {
+bool Receive(int socket, Frame& frame) {
   std::uint32_t length = 0;
   frame.resize(sizeof length);
   std::size_t wanted = sizeof length;
@@ -65,17 +65,17 @@ struct Ends {
   int server;
 };
 
-Ends tcpConnection() {
+Ends TcpConnection() {
   const int listener = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof address;
   auto* generic = reinterpret_cast<sockaddr*>(&address);
-  require(bind(listener, generic, size) == 0 && listen(listener, 1) == 0, "listen");
-  require(getsockname(listener, generic, &size) == 0, "getsockname");
+  Require(bind(listener, generic, size) == 0 && listen(listener, 1) == 0, "listen");
+  Require(getsockname(listener, generic, &size) == 0, "getsockname");
   const int client = socket(AF_INET, SOCK_STREAM, 0);
-  require(connect(client, generic, size) == 0, "connect");
+  Require(connect(client, generic, size) == 0, "connect");
   const int server = accept(listener, nullptr, nullptr);
   for (const int end : {client, server}) {
     const int on = 1;
@@ -85,27 +85,27 @@ Ends tcpConnection() {
   return {client, server};
 }
 
-Ends unixConnection() {
+Ends UnixConnection() {
   int ends[2];
-  require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "socketpair");
+  Require(socketpair(AF_UNIX, SOCK_STREAM, 0, ends) == 0, "socketpair");
   return {ends[0], ends[1]};
 }
 
-void runServer(int socket) {
-  for (Frame frame; receive(socket, frame);) {
-    send(socket, frame);
+void RunServer(int socket) {
+  for (Frame frame; Receive(socket, frame);) {
+    Send(socket, frame);
   }
 }
 
-void runClient(int socket) {
-  FerrolinkBench::serve([socket](std::size_t size, long calls) {
+void RunClient(int socket) {
+  Ferrolink::Bench::Serve([socket](std::size_t size, long calls) {
     const auto length = static_cast<std::uint32_t>(size);
     Frame request(sizeof length + size, 'x');
     std::memcpy(request.data(), &length, sizeof length);
     Frame answer;
-    return FerrolinkBench::repeat([&] {
-      send(socket, request);
-      require(receive(socket, answer) && answer.size() == request.size(), "answer");
+    return Ferrolink::Bench::Repeat([&] {
+      Send(socket, request);
+      Require(Receive(socket, answer) && answer.size() == request.size(), "answer");
     })(calls);
   });
 }
@@ -119,15 +119,15 @@ int main(int count, char** values) {
     return 2;
   }
   try {
-    const Ends ends = kind == "tcp" ? tcpConnection() : unixConnection();
+    const Ends ends = kind == "tcp" ? TcpConnection() : UnixConnection();
     if (fork() == 0) {
       prctl(PR_SET_PDEATHSIG, SIGKILL);
       close(ends.client);
-      runServer(ends.server);
+      RunServer(ends.server);
       return 0;
     }
     close(ends.server);
-    runClient(ends.client);
+    RunClient(ends.client);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

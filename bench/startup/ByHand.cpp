@@ -12,7 +12,7 @@
 
 namespace {
 
-void printRuntimeInfo(JNIEnv* env, jclass receiver) {
+void PrintRuntimeInfo(JNIEnv* env, jclass receiver) {
   jmethodID method = env->GetStaticMethodID(receiver, "getRuntimeInfo", "()Ljava/lang/String;");
   auto text = static_cast<jstring>(env->CallStaticObjectMethod(receiver, method));
   const char* characters = env->GetStringUTFChars(text, nullptr);
@@ -42,9 +42,9 @@ int main(int count, char** values) {
   jclass receiver = env->FindClass("com/ferrolink/core/receiver/Receiver");
   jmethodID method = env->GetStaticMethodID(receiver, "sendCommand", "([B)[B");
   if (count > 3) {
-    printRuntimeInfo(env, receiver);
+    PrintRuntimeInfo(env, receiver);
   }
-  const std::vector<std::uint8_t> command = FerrolinkBench::firstCommand();
+  const std::vector<std::uint8_t> command = Ferrolink::Bench::FirstCommand();
   const auto length = static_cast<jsize>(command.size());
   jbyteArray message = env->NewByteArray(length);
   env->SetByteArrayRegion(message, 0, length, reinterpret_cast<const jbyte*>(command.data()));
@@ -52,5 +52,5 @@ int main(int count, char** values) {
   std::vector<std::uint8_t> answer(static_cast<std::size_t>(env->GetArrayLength(response)));
   env->GetByteArrayRegion(response, 0, static_cast<jsize>(answer.size()),
                           reinterpret_cast<jbyte*>(answer.data()));
-  FerrolinkBench::answered(answer.size() > 10 && answer[10] != 10 && answer.back() == 0);
+  Ferrolink::Bench::Answered(answer.size() > 10 && answer[10] != 10 && answer.back() == 0);
 }

@@ -7,11 +7,11 @@
 int main(int /*count*/, char** values) {
   const std::filesystem::path directory = values[1];
   auto* receiver =
-      Ferrolink::Host::detail::openReceiver(directory / Ferrolink::Host::detail::kLibraryName);
+      Ferrolink::Host::detail::OpenReceiver(directory / Ferrolink::Host::detail::kLibraryName);
   receiver->Initialize(8, 2, 0);
-  std::vector<std::uint8_t> command = FerrolinkBench::firstCommand();
+  std::vector<std::uint8_t> command = Ferrolink::Bench::FirstCommand();
   const int length = receiver->SendCommand(command.data(), static_cast<int>(command.size()));
   std::vector<std::uint8_t> answer(static_cast<std::size_t>(length));
   receiver->ReadResponse(answer.data(), length);
-  FerrolinkBench::answered(answer.size() > 10 && answer[10] != 10 && answer.back() == 0);
+  Ferrolink::Bench::Answered(answer.size() > 10 && answer[10] != 10 && answer.back() == 0);
 }

@@ -7,10 +7,10 @@
 #include <string_view>
 #include <vector>
 
-namespace FerrolinkBench {
+namespace Ferrolink::Bench {
 
 /// A call of the handler "echo", which the benchmark's receiver echoes as well.
-inline std::vector<std::uint8_t> firstCommand() {
+inline std::vector<std::uint8_t> FirstCommand() {
   std::vector<std::uint8_t> command(64);
   constexpr std::uint8_t kJvm = 2;
   constexpr std::uint8_t kCpp = 8;
@@ -26,7 +26,7 @@ inline std::vector<std::uint8_t> firstCommand() {
 }
 
 /// Tells bench/driver that the answer is there, and ends the process without taking the JVM down.
-[[noreturn]] inline void answered(bool right) {
+[[noreturn]] inline void Answered(bool right) {
   constexpr std::string_view kLine = "\nanswered\n";
   if (right && write(STDOUT_FILENO, kLine.data(), kLine.size()) < 0) {
     _exit(1);
@@ -34,6 +34,6 @@ inline std::vector<std::uint8_t> firstCommand() {
   _exit(right ? 0 : 1);
 }
 
-}  // namespace FerrolinkBench
+}  // namespace Ferrolink::Bench
 
 #endif

@@ -22,7 +22,7 @@ constexpr int kRefused = -1;
 
 // The outermost frame of every exported function: what `body` throws goes to `report` as a text.
 template <class Body, class Report>
-int guarded(Body body, Report report) {
+int Guarded(Body body, Report report) {
   try {
     return body();
   } catch (const std::exception& error) {
@@ -35,7 +35,7 @@ int guarded(Body body, Report report) {
 }
 
 // One write for the whole line, so that lines of several threads do not mix.
-int printRefusal(const char* reason) {
+int PrintRefusal(const char* reason) {
   try {
     const std::string line = std::string("Ferrolink configuration: ") + reason + "\n";
     std::fwrite(line.data(), 1, line.size(), stderr);
@@ -45,54 +45,54 @@ int printRefusal(const char* reason) {
   return kRefused;
 }
 
-int refuseSilently(const char* /*reason*/) {
+int RefuseSilently(const char* /*reason*/) {
   return kRefused;
 }
 
-const char* notNull(const char* text, const char* what) {
+const char* NotNull(const char* text, const char* what) {
   if (text == nullptr) {
     throw ConfigurationError(std::string(what) + " is a null pointer");
   }
   return text;
 }
 
-void copyWithEnd(std::string_view text, char* buffer) {
+void CopyWithEnd(std::string_view text, char* buffer) {
   std::memcpy(buffer, text.data(), text.size());
   buffer[text.size()] = '\0';
 }
 
 // Writes the text that `select` takes from the configuration. `place` names it in an error text.
 template <class Select, class Place>
-int giveText(char* buffer, std::size_t size, Place place, Select select) {
+int GiveText(char* buffer, std::size_t size, Place place, Select select) {
   if (buffer == nullptr || size == 0) {
     return kRefused;
   }
   const auto give = [&] {
-    const std::string text = select(ConfigurationStore::instance().current());
+    const std::string text = select(ConfigurationStore::Instance().Current());
     if (text.size() >= size) {
       throw ConfigurationError(std::string(place()) + ": the value does not fit into a buffer of " +
                                std::to_string(size) + " bytes");
     }
-    copyWithEnd(text, buffer);
+    CopyWithEnd(text, buffer);
     return static_cast<int>(text.size());
   };
-  return guarded(give, [&](const char* reason) {
-    copyWithEnd(std::string_view(reason, prefixLength(reason, size - 1)), buffer);
+  return Guarded(give, [&](const char* reason) {
+    CopyWithEnd(std::string_view(reason, PrefixLength(reason, size - 1)), buffer);
     return kRefused;
   });
 }
 
-int giveProxyText(char* buffer, std::size_t size, const char* place, std::string Proxy::*member) {
-  return giveText(
+int GiveProxyText(char* buffer, std::size_t size, const char* place, std::string Proxy::*member) {
+  return GiveText(
       buffer, size, [&] { return place; },
       [&](const ConfigurationStore::Snapshot& now) { return now.configuration->proxy.*member; });
 }
 
 // The defaults where the channel is not configured.
-Channel channelOf(const Configuration& configuration, const char* runtimeName,
+Channel ChannelOf(const Configuration& configuration, const char* runtimeName,
                   const char* configName) {
-  const std::string runtime = lowerCase(notNull(runtimeName, "the runtime name"));
-  const std::string config = notNull(configName, "the configuration name");
+  const std::string runtime = LowerCase(NotNull(runtimeName, "the runtime name"));
+  const std::string config = NotNull(configName, "the configuration name");
   const auto configs = configuration.runtimes.find(runtime);
   if (configs == configuration.runtimes.end()) {
     return {};
@@ -101,140 +101,140 @@ Channel channelOf(const Configuration& configuration, const char* runtimeName,
   return channel == configs->second.end() ? Channel{} : channel->second;
 }
 
-int giveChannelText(const char* runtimeName, const char* configName, char* buffer, std::size_t size,
+int GiveChannelText(const char* runtimeName, const char* configName, char* buffer, std::size_t size,
                     const char* key, std::string Channel::*member) {
   const auto place = [&] {
-    return memberPointer(memberPointer("/runtimes", runtimeName), configName) + "/" + key;
+    return MemberPointer(MemberPointer("/runtimes", runtimeName), configName) + "/" + key;
   };
-  return giveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
-    return channelOf(*now.configuration, runtimeName, configName).*member;
+  return GiveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
+    return ChannelOf(*now.configuration, runtimeName, configName).*member;
   });
 }
 
 }  // namespace
 
 int SetConfigSource(const char* source) {
-  return guarded(
+  return Guarded(
       [&] {
-        Configuration configuration = loadConfiguration(notNull(source, "the source"));
-        ConfigurationStore::instance().replaceConfiguration(std::move(configuration));
+        Configuration configuration = LoadConfiguration(NotNull(source, "the source"));
+        ConfigurationStore::Instance().ReplaceConfiguration(std::move(configuration));
         return 0;
       },
-      printRefusal);
+      PrintRefusal);
 }
 
 int SetWorkingDirectory(const char* path) {
-  return guarded(
+  return Guarded(
       [&] {
-        const std::string_view given = notNull(path, "the working directory");
+        const std::string_view given = NotNull(path, "the working directory");
         if (given.empty()) {
           throw ConfigurationError("the working directory is empty");
         }
-        std::string directory = absolutePath(given, currentDirectory());
-        if (const std::string reason = whyNoDirectory(directory); !reason.empty()) {
+        std::string directory = AbsolutePath(given, CurrentDirectory());
+        if (const std::string reason = WhyNoDirectory(directory); !reason.empty()) {
           throw ConfigurationError("the working directory: " + reason);
         }
-        ConfigurationStore::instance().overrideDirectory(std::move(directory));
+        ConfigurationStore::Instance().OverrideDirectory(std::move(directory));
         return 0;
       },
-      printRefusal);
+      PrintRefusal);
 }
 
 int GetChannelPort(const char* runtimeName, const char* configName) {
-  return guarded(
+  return Guarded(
       [&] {
-        const auto now = ConfigurationStore::instance().current();
-        return channelOf(*now.configuration, runtimeName, configName).port;
+        const auto now = ConfigurationStore::Instance().Current();
+        return ChannelOf(*now.configuration, runtimeName, configName).port;
       },
-      refuseSilently);
+      RefuseSilently);
 }
 
 int ProxyExists(void) {
-  return guarded(
+  return Guarded(
       [] {
-        const auto now = ConfigurationStore::instance().current();
+        const auto now = ConfigurationStore::Instance().Current();
         return now.configuration->proxy.host.empty() ? 0 : 1;
       },
       [](const char*) { return 0; });
 }
 
 int GetProxyPort(void) {
-  return guarded([] { return ConfigurationStore::instance().current().configuration->proxy.port; },
-                 refuseSilently);
+  return Guarded([] { return ConfigurationStore::Instance().Current().configuration->proxy.port; },
+                 RefuseSilently);
 }
 
 int GetConfigSource(char* buffer, std::size_t size) {
-  return giveText(
+  return GiveText(
       buffer, size, [] { return "the source"; },
       [](const ConfigurationStore::Snapshot& now) { return now.configuration->source; });
 }
 
 int GetWorkingDirectory(char* buffer, std::size_t size) {
-  return giveText(
+  return GiveText(
       buffer, size, [] { return "/workingDirectory"; },
       [](const ConfigurationStore::Snapshot& now) {
         if (now.directoryOverride != nullptr) {
           return *now.directoryOverride;
         }
         const std::string& configured = now.configuration->workingDirectory;
-        return configured.empty() ? currentDirectory() : configured;
+        return configured.empty() ? CurrentDirectory() : configured;
       });
 }
 
 int GetLoggingLevel(char* buffer, std::size_t size) {
-  return giveText(
+  return GiveText(
       buffer, size, [] { return "/loggingLevel"; },
       [](const ConfigurationStore::Snapshot& now) { return now.configuration->loggingLevel; });
 }
 
 int GetProxyHost(char* buffer, std::size_t size) {
-  return giveProxyText(buffer, size, "/proxy/host", &Proxy::host);
+  return GiveProxyText(buffer, size, "/proxy/host", &Proxy::host);
 }
 
 int GetProxyUsername(char* buffer, std::size_t size) {
-  return giveProxyText(buffer, size, "/proxy/username", &Proxy::username);
+  return GiveProxyText(buffer, size, "/proxy/username", &Proxy::username);
 }
 
 int GetProxyPassword(char* buffer, std::size_t size) {
-  return giveProxyText(buffer, size, "/proxy/password", &Proxy::password);
+  return GiveProxyText(buffer, size, "/proxy/password", &Proxy::password);
 }
 
 int GetProxyDomain(char* buffer, std::size_t size) {
-  return giveProxyText(buffer, size, "/proxy/domain", &Proxy::domain);
+  return GiveProxyText(buffer, size, "/proxy/domain", &Proxy::domain);
 }
 
 int GetRuntimeName(const char* runtimeName, const char* configName, char* buffer,
                    std::size_t size) {
   const auto place = [&] {
-    return memberPointer(memberPointer("/runtimes", runtimeName), configName) + "/runtimeName";
+    return MemberPointer(MemberPointer("/runtimes", runtimeName), configName) + "/runtimeName";
   };
-  return giveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
-    const Channel channel = channelOf(*now.configuration, runtimeName, configName);
+  return GiveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
+    const Channel channel = ChannelOf(*now.configuration, runtimeName, configName);
     return channel.runtimeName.empty() ? std::string(runtimeName) : channel.runtimeName;
   });
 }
 
 int GetChannelType(const char* runtimeName, const char* configName, char* buffer,
                    std::size_t size) {
-  return giveChannelText(runtimeName, configName, buffer, size, "channel", &Channel::type);
+  return GiveChannelText(runtimeName, configName, buffer, size, "channel", &Channel::type);
 }
 
 int GetChannelHost(const char* runtimeName, const char* configName, char* buffer,
                    std::size_t size) {
-  return giveChannelText(runtimeName, configName, buffer, size, "host", &Channel::host);
+  return GiveChannelText(runtimeName, configName, buffer, size, "host", &Channel::host);
 }
 
 int GetChannelRuntimePath(const char* runtimeName, const char* configName, char* buffer,
                           std::size_t size) {
-  return giveChannelText(runtimeName, configName, buffer, size, "runtimePath",
+  return GiveChannelText(runtimeName, configName, buffer, size, "runtimePath",
                          &Channel::runtimePath);
 }
 
 int GetEndpoint(const char* address, char* buffer, std::size_t size) {
-  const auto place = [&] { return memberPointer("/endpoints", address); };
-  return giveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
+  const auto place = [&] { return MemberPointer("/endpoints", address); };
+  return GiveText(buffer, size, place, [&](const ConfigurationStore::Snapshot& now) {
     const auto& endpoints = now.configuration->endpoints;
-    const auto found = endpoints.find(std::string_view(notNull(address, "the address")));
+    const auto found = endpoints.find(std::string_view(NotNull(address, "the address")));
     std::string lines;
     if (found != endpoints.end()) {
       for (const auto& [key, value] : found->second) {
@@ -246,5 +246,5 @@ int GetEndpoint(const char* address, char* buffer, std::size_t size) {
 }
 
 unsigned GetConfigRevision(void) {
-  return ConfigurationStore::instance().revision();
+  return ConfigurationStore::Instance().Revision();
 }

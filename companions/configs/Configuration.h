@@ -52,7 +52,7 @@ struct Configuration {
 };
 
 /// Of ASCII letters only, whatever the host's locale.
-inline std::string lowerCase(std::string_view text) {
+inline std::string LowerCase(std::string_view text) {
   std::string lower(text);
   std::transform(lower.begin(), lower.end(), lower.begin(), [](char letter) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;

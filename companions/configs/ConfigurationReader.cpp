@@ -25,102 +25,102 @@ constexpr std::string_view kInMemory = "inMemory";
 constexpr std::array<std::string_view, 3> kChannelTypes = {kInMemory, "tcp", "tcpTls"};
 constexpr std::array<std::string_view, 3> kLoggingLevels = {"off", "runtimeinfo", "all"};
 
-void readText(const JsonNode& object, std::string_view key, std::string& target) {
-  if (const auto node = object.member(key)) {
-    target = node->text();
+void ReadText(const JsonNode& object, std::string_view key, std::string& target) {
+  if (const auto node = object.Member(key)) {
+    target = node->Text();
   }
 }
 
-void readPort(const JsonNode& object, int& target) {
-  if (const auto node = object.member("port")) {
-    target = node->port();
+void ReadPort(const JsonNode& object, int& target) {
+  if (const auto node = object.Member("port")) {
+    target = node->Port();
   }
 }
 
-Proxy readProxy(const JsonNode& node) {
-  node.requireKeys(kProxyKeys);
+Proxy ReadProxy(const JsonNode& node) {
+  node.RequireKeys(kProxyKeys);
   Proxy proxy;
-  readText(node, "host", proxy.host);
-  readPort(node, proxy.port);
-  readText(node, "username", proxy.username);
-  readText(node, "password", proxy.password);
-  readText(node, "domain", proxy.domain);
+  ReadText(node, "host", proxy.host);
+  ReadPort(node, proxy.port);
+  ReadText(node, "username", proxy.username);
+  ReadText(node, "password", proxy.password);
+  ReadText(node, "domain", proxy.domain);
   if (proxy.host.empty()) {
-    node.refuse("a proxy needs \"host\"");
+    node.Refuse("a proxy needs \"host\"");
   }
   return proxy;
 }
 
 // In lower case. Throws for what is neither a key of "runtimes" nor a "runtimeName".
-std::string requireRuntimeName(const JsonNode& node, const std::string& name) {
-  std::string lower = lowerCase(name);
+std::string RequireRuntimeName(const JsonNode& node, const std::string& name) {
+  std::string lower = LowerCase(name);
   if (std::find(kRuntimes.begin(), kRuntimes.end(), lower) == kRuntimes.end()) {
-    node.refuse("unknown runtime; known are " + listed(kRuntimes));
+    node.Refuse("unknown runtime; known are " + Listed(kRuntimes));
   }
   return lower;
 }
 
-Channel readChannel(const JsonNode& node, const std::string& baseDirectory) {
-  node.requireKeys(kChannelKeys);
+Channel ReadChannel(const JsonNode& node, const std::string& baseDirectory) {
+  node.RequireKeys(kChannelKeys);
   Channel channel;
-  if (const auto name = node.member("runtimeName")) {
-    channel.runtimeName = name->text();
-    requireRuntimeName(*name, channel.runtimeName);
+  if (const auto name = node.Member("runtimeName")) {
+    channel.runtimeName = name->Text();
+    RequireRuntimeName(*name, channel.runtimeName);
   }
-  if (const auto type = node.member("channel")) {
-    channel.type = type->word(kChannelTypes);
+  if (const auto type = node.Member("channel")) {
+    channel.type = type->Word(kChannelTypes);
   }
-  readText(node, "host", channel.host);
-  readPort(node, channel.port);
-  if (const auto path = node.member("runtimePath")) {
-    channel.runtimePath = absolutePath(path->text(), baseDirectory);
+  ReadText(node, "host", channel.host);
+  ReadPort(node, channel.port);
+  if (const auto path = node.Member("runtimePath")) {
+    channel.runtimePath = AbsolutePath(path->Text(), baseDirectory);
   }
   if (channel.type != kInMemory && (channel.host.empty() || channel.port == kNoPort)) {
-    node.refuse("the channel \"" + channel.type + "\" needs \"host\" and \"port\"");
+    node.Refuse("the channel \"" + channel.type + "\" needs \"host\" and \"port\"");
   }
   return channel;
 }
 
-void readRuntimes(const JsonNode& node, const std::string& baseDirectory,
+void ReadRuntimes(const JsonNode& node, const std::string& baseDirectory,
                   Configuration& configuration) {
-  node.eachMember([&](const std::string& runtime, const JsonNode& configs) {
+  node.EachMember([&](const std::string& runtime, const JsonNode& configs) {
     auto& channels = configuration.runtimes;
-    const auto [place, isNew] = channels.try_emplace(requireRuntimeName(configs, runtime));
+    const auto [place, isNew] = channels.try_emplace(RequireRuntimeName(configs, runtime));
     if (!isNew) {
-      configs.refuse("the runtime appears twice, in different case of letters");
+      configs.Refuse("the runtime appears twice, in different case of letters");
     }
-    configs.eachMember([&, &target = place->second](const std::string& name, const JsonNode& one) {
-      target.emplace(name, readChannel(one, baseDirectory));
+    configs.EachMember([&, &target = place->second](const std::string& name, const JsonNode& one) {
+      target.emplace(name, ReadChannel(one, baseDirectory));
     });
   });
 }
 
 }  // namespace
 
-Configuration readConfiguration(const std::string& text, const std::string& baseDirectory) {
-  const nlohmann::json document = parseJson(text);
+Configuration ReadConfiguration(const std::string& text, const std::string& baseDirectory) {
+  const nlohmann::json document = ParseJson(text);
   const JsonNode root(document);
-  root.requireKeys(kDocumentKeys);
+  root.RequireKeys(kDocumentKeys);
   Configuration configuration;
-  if (const auto directory = root.member("workingDirectory")) {
-    configuration.workingDirectory = absolutePath(directory->text(), baseDirectory);
-    if (const std::string reason = whyNoDirectory(configuration.workingDirectory);
+  if (const auto directory = root.Member("workingDirectory")) {
+    configuration.workingDirectory = AbsolutePath(directory->Text(), baseDirectory);
+    if (const std::string reason = WhyNoDirectory(configuration.workingDirectory);
         !reason.empty()) {
-      directory->refuse(reason);
+      directory->Refuse(reason);
     }
   }
-  if (const auto level = root.member("loggingLevel")) {
-    configuration.loggingLevel = level->word(kLoggingLevels);
+  if (const auto level = root.Member("loggingLevel")) {
+    configuration.loggingLevel = level->Word(kLoggingLevels);
   }
-  if (const auto proxy = root.member("proxy")) {
-    configuration.proxy = readProxy(proxy->secret());
+  if (const auto proxy = root.Member("proxy")) {
+    configuration.proxy = ReadProxy(proxy->Secret());
   }
-  if (const auto runtimes = root.member("runtimes")) {
-    readRuntimes(*runtimes, baseDirectory, configuration);
+  if (const auto runtimes = root.Member("runtimes")) {
+    ReadRuntimes(*runtimes, baseDirectory, configuration);
   }
-  if (const auto endpoints = root.member("endpoints")) {
-    endpoints->eachMember([&](const std::string& address, const JsonNode& endpoint) {
-      configuration.endpoints.emplace(address, readEndpoint(address, endpoint, baseDirectory));
+  if (const auto endpoints = root.Member("endpoints")) {
+    endpoints->EachMember([&](const std::string& address, const JsonNode& endpoint) {
+      configuration.endpoints.emplace(address, ReadEndpoint(address, endpoint, baseDirectory));
     });
   }
   return configuration;

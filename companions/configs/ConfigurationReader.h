@@ -10,7 +10,7 @@ namespace Ferrolink::Companions {
 /// The configuration that the JSON text `text` describes; relative paths in it count from the
 /// absolute path `baseDirectory`. `source` stays empty. Throws ConfigurationError at the first
 /// value that is not as documented; its text contains no value of the proxy.
-Configuration readConfiguration(const std::string& text, const std::string& baseDirectory);
+Configuration ReadConfiguration(const std::string& text, const std::string& baseDirectory);
 
 }  // namespace Ferrolink::Companions
 

@@ -17,11 +17,11 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-std::string reasonOf(int error) {
+std::string ReasonOf(int error) {
   return std::generic_category().message(error);
 }
 
-bool isJsonText(std::string_view source) {
+bool IsJsonText(std::string_view source) {
   if (source.substr(0, kByteOrderMark.size()) == kByteOrderMark) {
     source.remove_prefix(kByteOrderMark.size());
   }
@@ -31,47 +31,47 @@ bool isJsonText(std::string_view source) {
 
 // How error texts name a source that is taken for a path. One that looks as if it were meant to be
 // text is not repeated: it may contain a password.
-std::string nameOf(const std::string& path) {
+std::string NameOf(const std::string& path) {
   const bool looksLikeText =
       path.size() >= PATH_MAX || path.find_first_of("{}\"\r\n") != std::string::npos;
   return looksLikeText ? "the source, taken for a path as it does not begin with \"{\""
-                       : printable(path);
+                       : Printable(path);
 }
 
-Configuration loadText(const std::string& source) {
+Configuration LoadText(const std::string& source) {
   try {
     if (source.size() > kLargestSource) {
       throw ConfigurationError(std::string(kTooLarge));
     }
-    return readConfiguration(source, currentDirectory());
+    return ReadConfiguration(source, CurrentDirectory());
   } catch (const ConfigurationError& error) {
     throw ConfigurationError(std::string("JSON text: ") + error.what());
   }
 }
 
-Configuration loadFile(const std::string& path) {
+Configuration LoadFile(const std::string& path) {
   try {
-    const std::string text = readSourceFile(path);
+    const std::string text = ReadSourceFile(path);
     const std::string directory =
-        std::filesystem::path(absolutePath(path, currentDirectory())).parent_path().string();
-    return readConfiguration(text, directory);
+        std::filesystem::path(AbsolutePath(path, CurrentDirectory())).parent_path().string();
+    return ReadConfiguration(text, directory);
   } catch (const ConfigurationError& error) {
-    throw ConfigurationError(nameOf(path) + ": " + error.what());
+    throw ConfigurationError(NameOf(path) + ": " + error.what());
   }
 }
 
 }  // namespace
 
-std::string currentDirectory() {
+std::string CurrentDirectory() {
   std::error_code error;
   const std::filesystem::path directory = std::filesystem::current_path(error);
   if (error) {
-    throw ConfigurationError("the current directory is not known: " + reasonOf(error.value()));
+    throw ConfigurationError("the current directory is not known: " + ReasonOf(error.value()));
   }
   return directory.string();
 }
 
-std::string absolutePath(std::string_view path, const std::string& baseDirectory) {
+std::string AbsolutePath(std::string_view path, const std::string& baseDirectory) {
   const std::filesystem::path given(path);
   if (given.is_absolute()) {
     return given.string();
@@ -85,20 +85,20 @@ std::string absolutePath(std::string_view path, const std::string& baseDirectory
   return absolute.string();
 }
 
-std::string whyNoDirectory(const std::string& path) {
+std::string WhyNoDirectory(const std::string& path) {
   struct stat status {};
   if (stat(path.c_str(), &status) != 0) {
-    return "no directory " + printable(path) + ": " + reasonOf(errno);
+    return "no directory " + Printable(path) + ": " + ReasonOf(errno);
   }
   return S_ISDIR(status.st_mode) ? ""
-                                 : "no directory " + printable(path) + ": it is something else";
+                                 : "no directory " + Printable(path) + ": it is something else";
 }
 
-Configuration loadConfiguration(const std::string& source) {
+Configuration LoadConfiguration(const std::string& source) {
   if (source.find_first_not_of(" \t\r\n") == std::string::npos) {
     throw ConfigurationError("the source is empty");
   }
-  Configuration configuration = isJsonText(source) ? loadText(source) : loadFile(source);
+  Configuration configuration = IsJsonText(source) ? LoadText(source) : LoadFile(source);
   configuration.source = source;
   return configuration;
 }

@@ -9,18 +9,18 @@
 namespace Ferrolink::Companions {
 
 /// The process's current directory. Throws ConfigurationError where there is none any more.
-std::string currentDirectory();
+std::string CurrentDirectory();
 
 /// `path` if it is absolute, else `path` below the absolute `baseDirectory`, without "."
 /// components. Nothing is looked up: ".." and symbolic links stay.
-std::string absolutePath(std::string_view path, const std::string& baseDirectory);
+std::string AbsolutePath(std::string_view path, const std::string& baseDirectory);
 
 /// Empty if `path` is an existing directory, else a text that says why not.
-std::string whyNoDirectory(const std::string& path);
+std::string WhyNoDirectory(const std::string& path);
 
 /// The configuration that `source`, JSON text or the path of a file with it, describes. Throws
 /// ConfigurationError; the text says which file, and is fit for one line.
-Configuration loadConfiguration(const std::string& source);
+Configuration LoadConfiguration(const std::string& source);
 
 }  // namespace Ferrolink::Companions
 

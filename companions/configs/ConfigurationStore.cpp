@@ -4,31 +4,31 @@
 
 namespace Ferrolink::Companions {
 
-ConfigurationStore& ConfigurationStore::instance() {
+ConfigurationStore& ConfigurationStore::Instance() {
   static ConfigurationStore& store = *new ConfigurationStore;
   return store;
 }
 
 ConfigurationStore::ConfigurationStore()
-    : snapshot{std::make_shared<const Configuration>(), nullptr} {}
+    : m_snapshot{std::make_shared<const Configuration>(), nullptr} {}
 
-ConfigurationStore::Snapshot ConfigurationStore::current() const {
-  const std::lock_guard lock(mutex);
-  return snapshot;
+ConfigurationStore::Snapshot ConfigurationStore::Current() const {
+  const std::lock_guard lock(m_mutex);
+  return m_snapshot;
 }
 
-void ConfigurationStore::replaceConfiguration(Configuration configuration) {
+void ConfigurationStore::ReplaceConfiguration(Configuration configuration) {
   // What was replaced is given up after the lock, if this is its last owner.
   auto exchanged = std::make_shared<const Configuration>(std::move(configuration));
-  const std::lock_guard lock(mutex);
-  snapshot.configuration.swap(exchanged);
-  changes.fetch_add(1, std::memory_order_release);
+  const std::lock_guard lock(m_mutex);
+  m_snapshot.configuration.swap(exchanged);
+  m_changes.fetch_add(1, std::memory_order_release);
 }
 
-void ConfigurationStore::overrideDirectory(std::string directory) {
+void ConfigurationStore::OverrideDirectory(std::string directory) {
   auto exchanged = std::make_shared<const std::string>(std::move(directory));
-  const std::lock_guard lock(mutex);
-  snapshot.directoryOverride.swap(exchanged);
+  const std::lock_guard lock(m_mutex);
+  m_snapshot.directoryOverride.swap(exchanged);
 }
 
 }  // namespace Ferrolink::Companions

@@ -22,21 +22,21 @@ class ConfigurationStore {
 
   /// The only one. It lives as long as the process: threads of the host may still ask while the
   /// process exits.
-  static ConfigurationStore& instance();
+  static ConfigurationStore& Instance();
 
   ConfigurationStore();
 
-  [[nodiscard]] Snapshot current() const;
+  [[nodiscard]] Snapshot Current() const;
   /// How many configurations have been replaced. Changes after the configuration that it counts.
-  [[nodiscard]] unsigned revision() const { return changes.load(std::memory_order_acquire); }
-  void replaceConfiguration(Configuration configuration);
-  void overrideDirectory(std::string directory);
+  [[nodiscard]] unsigned Revision() const { return m_changes.load(std::memory_order_acquire); }
+  void ReplaceConfiguration(Configuration configuration);
+  void OverrideDirectory(std::string directory);
 
  private:
-  mutable std::mutex mutex;
-  Snapshot snapshot;
+  mutable std::mutex m_mutex;
+  Snapshot m_snapshot;
 
-  std::atomic<unsigned> changes{0};
+  std::atomic<unsigned> m_changes{0};
 };
 
 }  // namespace Ferrolink::Companions

@@ -41,73 +41,73 @@ constexpr std::array<Range, 5> kNumbers = {{{"connectTimeoutMs", 1, kHour},
                                             {"unacknowledgedTimeoutMs", 1, kHour},
                                             {"poolSize", 0, 4096}}};
 
-bool isPort(std::string_view text) {
+bool IsPort(std::string_view text) {
   unsigned number = 0;
   const char* end = text.data() + text.size();
   const auto [rest, error] = std::from_chars(text.data(), end, number);
   return error == std::errc() && rest == end && text[0] != '0' && number <= 65535;
 }
 
-bool isAddressOf(int family, std::string_view text) {
+bool IsAddressOf(int family, std::string_view text) {
   std::array<unsigned char, sizeof(in6_addr)> bytes{};
   return inet_pton(family, std::string(text).c_str(), bytes.data()) == 1;
 }
 
 // "host:port", with an IPv6 address in brackets.
-bool isTarget(std::string_view text) {
+bool IsTarget(std::string_view text) {
   const std::size_t colon = text.rfind(':');
-  if (colon == std::string_view::npos || colon == 0 || !isPort(text.substr(colon + 1))) {
+  if (colon == std::string_view::npos || colon == 0 || !IsPort(text.substr(colon + 1))) {
     return false;
   }
   const std::string_view host = text.substr(0, colon);
   if (host.front() == '[') {
-    return host.back() == ']' && isAddressOf(AF_INET6, host.substr(1, host.size() - 2));
+    return host.back() == ']' && IsAddressOf(AF_INET6, host.substr(1, host.size() - 2));
   }
   return host.find_first_of(":[]/ ") == std::string_view::npos;
 }
 
-void requireAddress(const std::string& address, const JsonNode& node) {
+void RequireAddress(const std::string& address, const JsonNode& node) {
   const std::size_t colon = address.rfind(':');
-  if (colon == std::string::npos || !isAddressOf(AF_INET, address.substr(0, colon)) ||
-      !isPort(std::string_view(address).substr(colon + 1))) {
-    node.refuse("expected an IPv4 address and a port as the key, such as \"10.0.0.1:8080\"");
+  if (colon == std::string::npos || !IsAddressOf(AF_INET, address.substr(0, colon)) ||
+      !IsPort(std::string_view(address).substr(colon + 1))) {
+    node.Refuse("expected an IPv4 address and a port as the key, such as \"10.0.0.1:8080\"");
   }
 }
 
 }  // namespace
 
-Endpoint readEndpoint(const std::string& address, const JsonNode& node,
+Endpoint ReadEndpoint(const std::string& address, const JsonNode& node,
                       const std::string& baseDirectory) {
-  requireAddress(address, node);
-  node.requireKeys(kKeys);
+  RequireAddress(address, node);
+  node.RequireKeys(kKeys);
   Endpoint endpoint;
-  if (const auto connect = node.member("connect")) {
-    for (const JsonNode& target : connect->oneOrMore()) {
-      const std::string text = target.text();
-      if (!isTarget(text)) {
-        target.refuseFor("\"host:port\" or \"[IPv6]:port\"");
+  if (const auto connect = node.Member("connect")) {
+    for (const JsonNode& target : connect->OneOrMore()) {
+      const std::string text = target.Text();
+      if (!IsTarget(text)) {
+        target.RefuseFor("\"host:port\" or \"[IPv6]:port\"");
       }
       endpoint.emplace_back("connect", text);
     }
   }
-  if (const auto name = node.member("name")) {
-    endpoint.emplace_back("name", name->text());
+  if (const auto name = node.Member("name")) {
+    endpoint.emplace_back("name", name->Text());
   }
   for (const std::string_view key : kFiles) {
-    if (const auto file = node.member(key)) {
-      endpoint.emplace_back(key, absolutePath(file->text(), baseDirectory));
+    if (const auto file = node.Member(key)) {
+      endpoint.emplace_back(key, AbsolutePath(file->Text(), baseDirectory));
     }
   }
-  if (node.member("certificate").has_value() != node.member("key").has_value()) {
-    node.refuse("\"certificate\" and \"key\" need each other");
+  if (node.Member("certificate").has_value() != node.Member("key").has_value()) {
+    node.Refuse("\"certificate\" and \"key\" need each other");
   }
-  if (const auto tls = node.member("tls")) {
-    endpoint.emplace_back("tls", tls->word(kTls));
+  if (const auto tls = node.Member("tls")) {
+    endpoint.emplace_back("tls", tls->Word(kTls));
   }
   for (const Range& range : kNumbers) {
-    if (const auto number = node.member(range.key)) {
+    if (const auto number = node.Member(range.key)) {
       endpoint.emplace_back(range.key,
-                            std::to_string(number->integer(range.least, range.greatest)));
+                            std::to_string(number->Integer(range.least, range.greatest)));
     }
   }
   return endpoint;

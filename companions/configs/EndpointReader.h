@@ -10,7 +10,7 @@ namespace Ferrolink::Companions {
 
 /// The endpoint `node`, which stands under the key `address`; relative paths in it count from
 /// `baseDirectory`. Throws ConfigurationError at the first value that is not as documented.
-Endpoint readEndpoint(const std::string& address, const JsonNode& node,
+Endpoint ReadEndpoint(const std::string& address, const JsonNode& node,
                       const std::string& baseDirectory);
 
 }  // namespace Ferrolink::Companions

@@ -19,18 +19,18 @@ constexpr std::size_t kLongestKey = 100;
 // Sees the keys while the parser reads, since the finished document has each key only once.
 class KeyWatcher {
  public:
-  void see(Json::parse_event_t event, const Json& parsed) {
+  void See(Json::parse_event_t event, const Json& parsed) {
     switch (event) {
       case Json::parse_event_t::object_start:
       case Json::parse_event_t::array_start:
-        enter();
+        Enter();
         break;
       case Json::parse_event_t::object_end:
       case Json::parse_event_t::array_end:
-        levels.pop_back();
+        m_levels.pop_back();
         break;
       case Json::parse_event_t::key:
-        seeKey(parsed.get_ref<const std::string&>());
+        SeeKey(parsed.get_ref<const std::string&>());
         break;
       case Json::parse_event_t::value:
         break;
@@ -38,8 +38,9 @@ class KeyWatcher {
   }
 
   // Of the value that is being read.
-  [[nodiscard]] std::string place() const {
-    return levels.empty() ? "" : memberPointer(levels.back().pointer, levels.back().currentKey);
+  [[nodiscard]] std::string Place() const {
+    return m_levels.empty() ? ""
+                            : MemberPointer(m_levels.back().pointer, m_levels.back().currentKey);
   }
 
  private:
@@ -49,26 +50,26 @@ class KeyWatcher {
     std::set<std::string> keys;
   };
 
-  void enter() {
-    if (levels.size() == kDeepestNesting) {
+  void Enter() {
+    if (m_levels.size() == kDeepestNesting) {
       throw ConfigurationError("nested more than " + std::to_string(kDeepestNesting) +
                                " levels deep");
     }
-    levels.push_back({place(), {}, {}});
+    m_levels.push_back({Place(), {}, {}});
   }
 
-  void seeKey(const std::string& key) {
-    Level& level = levels.back();
+  void SeeKey(const std::string& key) {
+    Level& level = m_levels.back();
     if (!level.keys.insert(key).second) {
-      throw ConfigurationError(memberPointer(level.pointer, key) + ": the key appears twice");
+      throw ConfigurationError(MemberPointer(level.pointer, key) + ": the key appears twice");
     }
     level.currentKey = key;
   }
 
-  std::vector<Level> levels;
+  std::vector<Level> m_levels;
 };
 
-std::string lineAndColumn(const std::string& text, std::size_t offset) {
+std::string LineAndColumn(const std::string& text, std::size_t offset) {
   const std::string_view before = std::string_view(text).substr(0, offset);
   const std::size_t newline = before.rfind('\n');
   const std::string_view line =
@@ -82,7 +83,7 @@ std::string lineAndColumn(const std::string& text, std::size_t offset) {
 
 // What the parser's own text says between its position and the text that it last read. The latter
 // may be a part of a password.
-std::string reasonOf(const Json::parse_error& error) {
+std::string ReasonOf(const Json::parse_error& error) {
   std::string_view text = error.what();
   text = text.substr(0, text.find("; last read: "));
   const std::size_t dash = text.find(" - ");
@@ -91,8 +92,8 @@ std::string reasonOf(const Json::parse_error& error) {
 
 }  // namespace
 
-std::string memberPointer(const std::string& pointer, std::string_view key) {
-  const std::size_t shown = prefixLength(key, kLongestKey);
+std::string MemberPointer(const std::string& pointer, std::string_view key) {
+  const std::size_t shown = PrefixLength(key, kLongestKey);
   std::string escaped;
   for (const char letter : key.substr(0, shown)) {
     if (letter == '~') {
@@ -103,26 +104,26 @@ std::string memberPointer(const std::string& pointer, std::string_view key) {
       escaped += letter;
     }
   }
-  return pointer + "/" + printable(escaped) + (shown < key.size() ? "..." : "");
+  return pointer + "/" + Printable(escaped) + (shown < key.size() ? "..." : "");
 }
 
-Json parseJson(const std::string& text) {
+Json ParseJson(const std::string& text) {
   // The parser would take it for the end and ignore what follows.
   if (const std::size_t nul = text.find('\0'); nul != std::string::npos) {
-    throw ConfigurationError(lineAndColumn(text, nul) + ": a NUL character");
+    throw ConfigurationError(LineAndColumn(text, nul) + ": a NUL character");
   }
   KeyWatcher watcher;
   const auto watch = [&watcher](int /*depth*/, Json::parse_event_t event, Json& parsed) {
-    watcher.see(event, parsed);
+    watcher.See(event, parsed);
     return true;
   };
   try {
     return Json::parse(text, watch);
   } catch (const Json::parse_error& error) {
     const std::size_t offset = std::min(error.byte == 0 ? 0 : error.byte - 1, text.size());
-    throw ConfigurationError(lineAndColumn(text, offset) + ": " + reasonOf(error));
+    throw ConfigurationError(LineAndColumn(text, offset) + ": " + ReasonOf(error));
   } catch (const Json::out_of_range&) {
-    throw ConfigurationError(watcher.place() + ": a number is out of range");
+    throw ConfigurationError(watcher.Place() + ": a number is out of range");
   }
 }
 

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t kLongestQuotation = 60;
 
-std::string kindOf(const nlohmann::json& value) {
+std::string KindOf(const nlohmann::json& value) {
   switch (value.type()) {
     case nlohmann::json::value_t::object:
       return "an object";
@@ -29,14 +29,14 @@ std::string kindOf(const nlohmann::json& value) {
   }
 }
 
-bool isControlCharacter(char letter) {
+bool IsControlCharacter(char letter) {
   const auto byte = static_cast<unsigned char>(letter);
   return byte < 0x20U || byte == 0x7FU;
 }
 
 }  // namespace
 
-std::string listed(JsonNode::Words words) {
+std::string Listed(JsonNode::Words words) {
   std::string list;
   for (const std::string_view word : words) {
     list += list.empty() ? "\"" : ", \"";
@@ -46,128 +46,128 @@ std::string listed(JsonNode::Words words) {
   return list;
 }
 
-JsonNode JsonNode::secret() const {
-  return {value, pointer, true};
+JsonNode JsonNode::Secret() const {
+  return {m_value, m_pointer, true};
 }
 
-void JsonNode::refuse(const std::string& reason) const {
-  throw ConfigurationError(pointer.empty() ? reason : pointer + ": " + reason);
+void JsonNode::Refuse(const std::string& reason) const {
+  throw ConfigurationError(m_pointer.empty() ? reason : m_pointer + ": " + reason);
 }
 
-void JsonNode::refuseFor(const std::string& wanted) const {
-  refuse("expected " + wanted + ", got " + description());
+void JsonNode::RefuseFor(const std::string& wanted) const {
+  Refuse("expected " + wanted + ", got " + Description());
 }
 
-std::string JsonNode::description() const {
-  if (hidden || value.is_structured() || value.is_null()) {
-    return kindOf(value);
+std::string JsonNode::Description() const {
+  if (m_hidden || m_value.is_structured() || m_value.is_null()) {
+    return KindOf(m_value);
   }
-  if (!value.is_string()) {
-    return value.dump();
+  if (!m_value.is_string()) {
+    return m_value.dump();
   }
-  const auto& text = value.get_ref<const std::string&>();
-  const std::size_t shown = prefixLength(text, kLongestQuotation);
-  return '"' + printable(std::string_view(text).substr(0, shown)) +
+  const auto& text = m_value.get_ref<const std::string&>();
+  const std::size_t shown = PrefixLength(text, kLongestQuotation);
+  return '"' + Printable(std::string_view(text).substr(0, shown)) +
          (shown < text.size() ? "...\"" : "\"");
 }
 
-void JsonNode::requireObject() const {
-  if (!value.is_object()) {
-    refuseFor("an object");
+void JsonNode::RequireObject() const {
+  if (!m_value.is_object()) {
+    RefuseFor("an object");
   }
 }
 
-void JsonNode::requireKeys(Words allowed) const {
-  requireObject();
-  for (const auto& [key, ignored] : value.items()) {
+void JsonNode::RequireKeys(Words allowed) const {
+  RequireObject();
+  for (const auto& [key, ignored] : m_value.items()) {
     if (std::find(allowed.begin(), allowed.end(), key) == allowed.end()) {
-      throw ConfigurationError(memberPointer(pointer, key) + ": unknown key; allowed are " +
-                               listed(allowed));
+      throw ConfigurationError(MemberPointer(m_pointer, key) + ": unknown key; allowed are " +
+                               Listed(allowed));
     }
   }
 }
 
-std::optional<JsonNode> JsonNode::member(std::string_view key) const {
-  const auto found = value.find(key);
-  if (found == value.end()) {
+std::optional<JsonNode> JsonNode::Member(std::string_view key) const {
+  const auto found = m_value.find(key);
+  if (found == m_value.end()) {
     return std::nullopt;
   }
-  return JsonNode(*found, memberPointer(pointer, key), hidden);
+  return JsonNode(*found, MemberPointer(m_pointer, key), m_hidden);
 }
 
-void JsonNode::eachMember(
+void JsonNode::EachMember(
     const std::function<void(const std::string&, const JsonNode&)>& visit) const {
-  requireObject();
-  for (const auto& [key, memberValue] : value.items()) {
-    visit(key, JsonNode(memberValue, memberPointer(pointer, key), hidden));
+  RequireObject();
+  for (const auto& [key, memberValue] : m_value.items()) {
+    visit(key, JsonNode(memberValue, MemberPointer(m_pointer, key), m_hidden));
   }
 }
 
-std::string JsonNode::text() const {
-  if (!value.is_string() || value.get_ref<const std::string&>().empty()) {
-    refuseFor("a text that is not empty");
+std::string JsonNode::Text() const {
+  if (!m_value.is_string() || m_value.get_ref<const std::string&>().empty()) {
+    RefuseFor("a text that is not empty");
   }
-  const auto& text = value.get_ref<const std::string&>();
-  if (std::any_of(text.begin(), text.end(), isControlCharacter)) {
-    refuseFor("a text without control characters");
+  const auto& text = m_value.get_ref<const std::string&>();
+  if (std::any_of(text.begin(), text.end(), IsControlCharacter)) {
+    RefuseFor("a text without control characters");
   }
   return text;
 }
 
-std::string JsonNode::word(Words words) const {
-  if (value.is_string()) {
-    const std::string given = lowerCase(value.get_ref<const std::string&>());
+std::string JsonNode::Word(Words words) const {
+  if (m_value.is_string()) {
+    const std::string given = LowerCase(m_value.get_ref<const std::string&>());
     const auto found = std::find_if(words.begin(), words.end(), [&](std::string_view word) {
-      return lowerCase(word) == given;
+      return LowerCase(word) == given;
     });
     if (found != words.end()) {
       return std::string(*found);
     }
   }
-  refuseFor("one of " + listed(words));
+  RefuseFor("one of " + Listed(words));
 }
 
-std::vector<JsonNode> JsonNode::oneOrMore() const {
-  if (!value.is_array()) {
+std::vector<JsonNode> JsonNode::OneOrMore() const {
+  if (!m_value.is_array()) {
     return {*this};
   }
-  if (value.empty()) {
-    refuse("expected at least one element");
+  if (m_value.empty()) {
+    Refuse("expected at least one element");
   }
   std::vector<JsonNode> elements;
-  for (const auto& [key, element] : value.items()) {
-    elements.push_back(JsonNode(element, memberPointer(pointer, key), hidden));
+  for (const auto& [key, element] : m_value.items()) {
+    elements.push_back(JsonNode(element, MemberPointer(m_pointer, key), m_hidden));
   }
   return elements;
 }
 
-int JsonNode::port() const {
+int JsonNode::Port() const {
   constexpr int kHighest = 65535;
-  return static_cast<int>(integer(1, kHighest));
+  return static_cast<int>(Integer(1, kHighest));
 }
 
-std::uint64_t JsonNode::integer(std::uint64_t least, std::uint64_t greatest) const {
-  if (!value.is_number_unsigned() || value.get<std::uint64_t>() < least ||
-      value.get<std::uint64_t>() > greatest) {
-    refuseFor("an integer " + std::to_string(least) + " to " + std::to_string(greatest));
+std::uint64_t JsonNode::Integer(std::uint64_t least, std::uint64_t greatest) const {
+  if (!m_value.is_number_unsigned() || m_value.get<std::uint64_t>() < least ||
+      m_value.get<std::uint64_t>() > greatest) {
+    RefuseFor("an integer " + std::to_string(least) + " to " + std::to_string(greatest));
   }
-  return value.get<std::uint64_t>();
+  return m_value.get<std::uint64_t>();
 }
 
-bool JsonNode::flag() const {
-  if (!value.is_boolean()) {
-    refuseFor("true or false");
+bool JsonNode::Flag() const {
+  if (!m_value.is_boolean()) {
+    RefuseFor("true or false");
   }
-  return value.get<bool>();
+  return m_value.get<bool>();
 }
 
-void JsonNode::eachElement(const std::function<void(const JsonNode&)>& visit) const {
-  if (!value.is_array()) {
-    refuseFor("an array");
+void JsonNode::EachElement(const std::function<void(const JsonNode&)>& visit) const {
+  if (!m_value.is_array()) {
+    RefuseFor("an array");
   }
   std::size_t index = 0;
-  for (const nlohmann::json& element : value) {
-    visit(JsonNode(element, pointer + '/' + std::to_string(index++), hidden));
+  for (const nlohmann::json& element : m_value) {
+    visit(JsonNode(element, m_pointer + '/' + std::to_string(index++), m_hidden));
   }
 }
 

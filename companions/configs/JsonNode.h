@@ -20,62 +20,62 @@ class JsonNode {
   using Words = std::span<const std::string_view>;
 
   /// The document itself.
-  explicit JsonNode(const nlohmann::json& document) : value(document) {}
+  explicit JsonNode(const nlohmann::json& document) : m_value(document) {}
 
   /// From here downwards error texts say what kind a value is, but not the value.
-  [[nodiscard]] JsonNode secret() const;
+  [[nodiscard]] JsonNode Secret() const;
 
   /// Requires an object that has no other than the `allowed` keys.
-  void requireKeys(Words allowed) const;
+  void RequireKeys(Words allowed) const;
 
   /// The member `key` of the object, if it is there.
-  [[nodiscard]] std::optional<JsonNode> member(std::string_view key) const;
+  [[nodiscard]] std::optional<JsonNode> Member(std::string_view key) const;
 
   /// Requires an object, and calls `visit` for each of its members.
-  void eachMember(const std::function<void(const std::string&, const JsonNode&)>& visit) const;
+  void EachMember(const std::function<void(const std::string&, const JsonNode&)>& visit) const;
 
   /// The elements of an array, of which there must be one at least; of anything else, itself.
-  [[nodiscard]] std::vector<JsonNode> oneOrMore() const;
+  [[nodiscard]] std::vector<JsonNode> OneOrMore() const;
 
   /// A text that is not empty and has no control characters.
-  [[nodiscard]] std::string text() const;
+  [[nodiscard]] std::string Text() const;
 
   /// One of `words` in any case of letters; as the list writes it.
-  [[nodiscard]] std::string word(Words words) const;
+  [[nodiscard]] std::string Word(Words words) const;
 
   /// 1 to 65535.
-  [[nodiscard]] int port() const;
+  [[nodiscard]] int Port() const;
 
   /// An integer of that range.
-  [[nodiscard]] std::uint64_t integer(std::uint64_t least, std::uint64_t greatest) const;
+  [[nodiscard]] std::uint64_t Integer(std::uint64_t least, std::uint64_t greatest) const;
 
-  [[nodiscard]] bool flag() const;
+  [[nodiscard]] bool Flag() const;
 
-  [[nodiscard]] bool isArray() const { return value.is_array(); }
+  [[nodiscard]] bool IsArray() const { return m_value.is_array(); }
 
   /// Requires an array, and calls `visit` for each of its elements.
-  void eachElement(const std::function<void(const JsonNode&)>& visit) const;
+  void EachElement(const std::function<void(const JsonNode&)>& visit) const;
 
   /// Throws ConfigurationError with the place and `reason`.
-  [[noreturn]] void refuse(const std::string& reason) const;
+  [[noreturn]] void Refuse(const std::string& reason) const;
 
   /// The same for a value that is something else than `wanted`.
-  [[noreturn]] void refuseFor(const std::string& wanted) const;
+  [[noreturn]] void RefuseFor(const std::string& wanted) const;
 
  private:
   JsonNode(const nlohmann::json& memberValue, std::string memberPlace, bool isSecret)
-      : value(memberValue), pointer(std::move(memberPlace)), hidden(isSecret) {}
+      : m_value(memberValue), m_pointer(std::move(memberPlace)), m_hidden(isSecret) {}
 
-  [[nodiscard]] std::string description() const;
-  void requireObject() const;
+  [[nodiscard]] std::string Description() const;
+  void RequireObject() const;
 
-  const nlohmann::json& value;
-  std::string pointer;
-  bool hidden = false;
+  const nlohmann::json& m_value;
+  std::string m_pointer;
+  bool m_hidden = false;
 };
 
 /// `"a", "b", "c"`
-std::string listed(JsonNode::Words words);
+std::string Listed(JsonNode::Words words);
 
 }  // namespace Ferrolink::Companions
 

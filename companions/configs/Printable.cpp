@@ -7,13 +7,13 @@
 namespace Ferrolink::Companions {
 namespace {
 
-bool isContinuation(char byte) {
+bool IsContinuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
 // The code point of the well-formed character at the beginning of `text`, where it has two or three
 // bytes; all that matter here do.
-unsigned shortCodePoint(std::string_view text) {
+unsigned ShortCodePoint(std::string_view text) {
   const auto bits = [&](std::size_t index, unsigned mask) {
     return static_cast<unsigned char>(text[index]) & mask;
   };
@@ -24,13 +24,13 @@ unsigned shortCodePoint(std::string_view text) {
 }
 
 // Beyond ASCII: C1 controls, separators, embeddings, overrides and isolates.
-bool disturbsALine(unsigned codePoint) {
+bool DisturbsALine(unsigned codePoint) {
   return (codePoint >= 0x80U && codePoint <= 0x9FU) ||
          (codePoint >= 0x2028U && codePoint <= 0x202EU) ||
          (codePoint >= 0x2066U && codePoint <= 0x2069U);
 }
 
-std::string escape(unsigned codePoint) {
+std::string Escape(unsigned codePoint) {
   std::array<char, 8> text{};
   std::snprintf(text.data(), text.size(), "\\u%04x", codePoint & 0xFFFFU);
   return text.data();
@@ -38,22 +38,22 @@ std::string escape(unsigned codePoint) {
 
 }  // namespace
 
-std::string printable(std::string_view text) {
+std::string Printable(std::string_view text) {
   const std::string quoted =
       nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   const std::string_view inner = std::string_view(quoted).substr(1, quoted.size() - 2);
   std::string result;
   for (std::size_t begin = 0; begin < inner.size();) {
     std::size_t end = begin + 1;
-    while (end < inner.size() && isContinuation(inner[end])) {
+    while (end < inner.size() && IsContinuation(inner[end])) {
       ++end;
     }
     const std::string_view character = inner.substr(begin, end - begin);
-    const unsigned codePoint = shortCodePoint(character);
+    const unsigned codePoint = ShortCodePoint(character);
     if (character == "\x7f") {
-      result += escape(0x7FU);
-    } else if (disturbsALine(codePoint)) {
-      result += escape(codePoint);
+      result += Escape(0x7FU);
+    } else if (DisturbsALine(codePoint)) {
+      result += Escape(codePoint);
     } else {
       result += character;
     }
@@ -62,11 +62,11 @@ std::string printable(std::string_view text) {
   return result;
 }
 
-std::size_t prefixLength(std::string_view text, std::size_t limit) {
+std::size_t PrefixLength(std::string_view text, std::size_t limit) {
   if (text.size() <= limit) {
     return text.size();
   }
-  while (limit > 0 && isContinuation(text[limit])) {
+  while (limit > 0 && IsContinuation(text[limit])) {
     --limit;
   }
   return limit;

@@ -10,11 +10,11 @@ namespace Ferrolink::Companions {
 /// `text` for use in an error text: UTF-8 on one line. Quotes, backslashes, control characters,
 /// line and paragraph separators and marks of writing direction appear as JSON escapes, what is not
 /// UTF-8 as U+FFFD.
-std::string printable(std::string_view text);
+std::string Printable(std::string_view text);
 
 /// The length of the longest beginning of `text` of at most `limit` bytes that does not end inside
 /// of a UTF-8 character.
-std::size_t prefixLength(std::string_view text, std::size_t limit);
+std::size_t PrefixLength(std::string_view text, std::size_t limit);
 
 }  // namespace Ferrolink::Companions
 

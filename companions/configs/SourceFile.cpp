@@ -14,10 +14,10 @@
 namespace Ferrolink::Companions {
 
 // Not blocking, since the name may be that of a pipe that nobody writes to.
-std::string readSourceFile(const std::string& path) {
-  const FileDescriptor file = FileDescriptor::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
+std::string ReadSourceFile(const std::string& path) {
+  const FileDescriptor file = FileDescriptor::Open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat status {};
-  if (!file.owns() || fstat(file.get(), &status) != 0) {
+  if (!file.Owns() || fstat(file.get(), &status) != 0) {
     throw ConfigurationError("cannot open: " + std::generic_category().message(errno));
   }
   if (!S_ISREG(status.st_mode)) {

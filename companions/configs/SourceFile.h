@@ -12,7 +12,7 @@ inline constexpr std::string_view kTooLarge = "larger than 1048576 bytes";
 
 /// The content of a regular file that is not too large. Throws ConfigurationError without the
 /// file's name.
-std::string readSourceFile(const std::string& path);
+std::string ReadSourceFile(const std::string& path);
 
 }  // namespace Ferrolink::Companions
 

@@ -23,17 +23,17 @@ constexpr std::size_t kLongestText = 1048576;
 constexpr std::array<std::uint8_t, 17> kLibraryLoaded = {kCpp, 0, 0,    0,    0, 0, 0, 0, 0,
                                                          kCpp, 0, 0x02, 0x04, 0, 0, 0, 0};
 
-std::string_view textOf(Command bytes) {
+std::string_view TextOf(Command bytes) {
   return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
 }  // namespace
 
-std::uint8_t callerOf(Command command) {
+std::uint8_t CallerOf(Command command) {
   return command.size() < Header::kSize ? 0 : command[Header::kCallingRuntime];
 }
 
-HandlerCall handlerCallOf(Command command) {
+HandlerCall HandlerCallOf(Command command) {
   const bool within = command[Header::kCommandType] == kTypeCallWithin;
   const std::size_t nameLength = Header::kSize + (within ? kTimeLeftSize : 0);
   if (command.size() <= nameLength) {
@@ -53,16 +53,16 @@ HandlerCall handlerCallOf(Command command) {
     throw CommandRejected("Malformed command: a handler's name of " + std::to_string(length) +
                           " bytes is announced, " + std::to_string(rest.size()) + " bytes follow.");
   }
-  return {textOf(rest.first(length)), rest.subspan(length)};
+  return {TextOf(rest.first(length)), rest.subspan(length)};
 }
 
-std::string libraryPathOf(Command command) {
+std::string LibraryPathOf(Command command) {
   if (command.size() <= kLibraryPath) {
     throw CommandRejected("Malformed command: a load-library command of " +
                           std::to_string(command.size()) + " bytes, at least " +
                           std::to_string(kLibraryPath + 1) + " are needed.");
   }
-  const std::string_view text = textOf(command.subspan(kLibraryPath));
+  const std::string_view text = TextOf(command.subspan(kLibraryPath));
   std::string path(text.substr(0, text.find('\0')));
   if (path.empty()) {
     throw CommandRejected("Malformed command: the library's path is empty.");
@@ -70,7 +70,7 @@ std::string libraryPathOf(Command command) {
   return path;
 }
 
-Reply emptyReply(std::uint8_t caller, Reply room) {
+Reply EmptyReply(std::uint8_t caller, Reply room) {
   Reply reply = std::move(room);
   reply.assign(Header::kSize, 0);
   reply[Header::kTargetRuntime] = caller;
@@ -78,22 +78,22 @@ Reply emptyReply(std::uint8_t caller, Reply room) {
   return reply;
 }
 
-Reply heartBeatReply(Command command) {
-  Reply reply = emptyReply(callerOf(command));
+Reply HeartBeatReply(Command command) {
+  Reply reply = EmptyReply(CallerOf(command));
   const Command body = command.subspan(Header::kSize);
   reply.insert(reply.end(), body.begin(), body.end());
   return reply;
 }
 
-Reply exceptionReply(std::uint8_t caller, std::string_view text) {
-  Reply reply = emptyReply(caller);
+Reply ExceptionReply(std::uint8_t caller, std::string_view text) {
+  Reply reply = EmptyReply(caller);
   reply[Header::kCommandType] = Header::kTypeExceptionReport;
-  const std::string body = validUtf8(text.substr(0, kLongestText));
+  const std::string body = ValidUtf8(text.substr(0, kLongestText));
   reply.insert(reply.end(), body.begin(), body.end());
   return reply;
 }
 
-Reply libraryLoadedReply() {
+Reply LibraryLoadedReply() {
   return {kLibraryLoaded.begin(), kLibraryLoaded.end()};
 }
 

@@ -35,27 +35,27 @@ struct HandlerCall {
 // All but callerOf expect a complete header.
 
 /// The runtime to address the reply to; 0 for a command that is too short to name it.
-std::uint8_t callerOf(Command command);
+std::uint8_t CallerOf(Command command);
 
 /// Errors: CommandRejected where the body names no handler.
-HandlerCall handlerCallOf(Command command);
+HandlerCall HandlerCallOf(Command command);
 
 /// The path of a load-library command: from offset 24 to the first zero byte or the end. Errors:
 /// CommandRejected for a command of less than 25 bytes and for an empty path.
-std::string libraryPathOf(Command command);
+std::string LibraryPathOf(Command command);
 
 /// A reply of type 0 to `caller` that has no body yet.
-Reply emptyReply(std::uint8_t caller, Reply room = {});
+Reply EmptyReply(std::uint8_t caller, Reply room = {});
 
 /// A reply of type 0 that carries the command's body.
-Reply heartBeatReply(Command command);
+Reply HeartBeatReply(Command command);
 
 /// A reply of type 10 whose body is `text`, of which what is not UTF-8 becomes U+FFFD. A text over
 /// 1 MiB is cut off there.
-Reply exceptionReply(std::uint8_t caller, std::string_view text);
+Reply ExceptionReply(std::uint8_t caller, std::string_view text);
 
 /// The answer to load-library, the same for every caller.
-Reply libraryLoadedReply();
+Reply LibraryLoadedReply();
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native
 

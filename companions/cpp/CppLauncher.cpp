@@ -20,7 +20,7 @@ namespace Header = Ferrolink::Native::Definitions::CommandHeader;
 
 using Ferrolink::Native::ThreadResponses;
 
-Command requireHeader(const std::uint8_t* message, int length) {
+Command RequireHeader(const std::uint8_t* message, int length) {
   if (message == nullptr) {
     throw CommandRejected("Malformed command: null instead of bytes.");
   }
@@ -34,29 +34,29 @@ Command requireHeader(const std::uint8_t* message, int length) {
 
 // The handler is let go before the reply is handed on: what it releases may send commands too,
 // whose responses this one replaces.
-Reply callHandler(Command command, ThreadResponses& responses) {
-  const HandlerCall call = handlerCallOf(command);
-  HandlerRegistry& registry = HandlerRegistry::instance();
-  const HandlerRegistry::Handler handler = registry.find(call.name);
+Reply CallHandler(Command command, ThreadResponses& responses) {
+  const HandlerCall call = HandlerCallOf(command);
+  HandlerRegistry& registry = HandlerRegistry::Instance();
+  const HandlerRegistry::Handler handler = registry.Find(call.name);
   if (handler == nullptr) {
     throw CommandRejected("Unknown handler '" + std::string(call.name) +
-                          "'. Known handlers: " + registry.names() + ".");
+                          "'. Known handlers: " + registry.Names() + ".");
   }
-  ReplyBuilder reply(callerOf(command), responses.room());
-  const std::int32_t result = handler->call(call.payload.data(), call.payload.size(), &reply);
-  return reply.finish(call.name, result);
+  ReplyBuilder reply(CallerOf(command), responses.Room());
+  const std::int32_t result = handler->Call(call.payload.data(), call.payload.size(), &reply);
+  return reply.Finish(call.name, result);
 }
 
-Reply answer(Command command, ThreadResponses& responses) {
+Reply Answer(Command command, ThreadResponses& responses) {
   switch (command[Header::kCommandType]) {
     case kTypeCallHandler:
     case kTypeCallWithin:
-      return callHandler(command, responses);
+      return CallHandler(command, responses);
     case Header::kTypeHeartBeat:
-      return heartBeatReply(command);
+      return HeartBeatReply(command);
     case Header::kTypeLoadLibrary:
-      PlugInLibraries::instance().load(libraryPathOf(command));
-      return libraryLoadedReply();
+      PlugInLibraries::Instance().Load(LibraryPathOf(command));
+      return LibraryLoadedReply();
     default:
       throw CommandRejected("Unknown command type " +
                             std::to_string(command[Header::kCommandType]) +
@@ -68,20 +68,20 @@ Reply answer(Command command, ThreadResponses& responses) {
 // Whatever fails is an answer, but for the end of the thread, which cannot be stopped: it ends the
 // process instead where another runtime would be left with dead frames. The reference that catches
 // it is bound to nothing, which the undefined-behaviour sanitizer would report.
-__attribute__((no_sanitize("null"))) Reply answerAnything(const std::uint8_t* message, int length,
+__attribute__((no_sanitize("null"))) Reply AnswerAnything(const std::uint8_t* message, int length,
                                                           ThreadResponses& responses) {
   std::uint8_t caller = 0;
   try {
-    const Command command = requireHeader(message, length);
-    caller = callerOf(command);
-    return answer(command, responses);
+    const Command command = RequireHeader(message, length);
+    caller = CallerOf(command);
+    return Answer(command, responses);
   } catch (const abi::__forced_unwind&) {
-    requireThreadOfCpp({message, static_cast<std::size_t>(length)});
+    RequireThreadOfCpp({message, static_cast<std::size_t>(length)});
     throw;
   } catch (const CommandRejected& rejected) {
-    return exceptionReply(caller, rejected.what());
+    return ExceptionReply(caller, rejected.what());
   } catch (...) {
-    return exceptionReply(caller, Ferrolink::Cpp::detail::describeCurrentException());
+    return ExceptionReply(caller, Ferrolink::Cpp::detail::DescribeCurrentException());
   }
 }
 
@@ -99,20 +99,20 @@ int CppLauncher::Initialize(std::uint8_t /*launchArgument*/) {
 __attribute__((no_sanitize("null"))) int CppLauncher::SendCommand(std::uint8_t* message,
                                                                   int length) {
   try {
-    Reply reply = answerAnything(message, length, m_responses);
+    Reply reply = AnswerAnything(message, length, m_responses);
     const int replyLength = static_cast<int>(reply.size());
-    m_responses.store(std::move(reply));
+    m_responses.Store(std::move(reply));
     return replyLength;
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (...) {
-    m_responses.forget();
+    m_responses.Forget();
     return 0;
   }
 }
 
 int CppLauncher::ReadResponse(std::uint8_t* buffer, int length) {
-  if (!m_responses.read(buffer, length)) {
+  if (!m_responses.Read(buffer, length)) {
     throw FerrolinkNativeException(
         "Cpp Launcher: Exception code 017.\nError while reading response", "Unknown");
   }
@@ -137,9 +137,9 @@ std::string CppLauncher::GetRuntimeName() {
 }
 
 std::string CppLauncher::GetRuntimeInfo() {
-  const std::string plugIns = PlugInLibraries::instance().paths();
+  const std::string plugIns = PlugInLibraries::Instance().Paths();
   return (plugIns.empty() ? "" : "Loaded plug-in libraries:\n" + plugIns) +
-         "\nCpp Native Launcher Runtime Info: \nHandlers: " + HandlerRegistry::instance().names();
+         "\nCpp Native Launcher Runtime Info: \nHandlers: " + HandlerRegistry::Instance().Names();
 }
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native::Launcher

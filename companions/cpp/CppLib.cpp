@@ -15,22 +15,22 @@ using Ferrolink::Runtimes::Cpp::Native::Transmitter::CppNativeTransmitter;
 
 namespace Ferrolink::Native {
 
-IReceiver* makeReceiver(RuntimeOperationMode mode) {
+IReceiver* MakeReceiver(RuntimeOperationMode mode) {
   return new CppNativeReceiver(mode);
 }
 
-ITransmitter* makeTransmitter(RuntimeOperationMode mode) {
+ITransmitter* MakeTransmitter(RuntimeOperationMode mode) {
   return new CppNativeTransmitter(mode);
 }
 
 }  // namespace Ferrolink::Native
 
 IReceiver* CreateReceiver(RuntimeOperationMode mode) {
-  return Ferrolink::Native::createReceiver(mode);
+  return Ferrolink::Native::CreateReceiver(mode);
 }
 
 ITransmitter* CreateTransmitter(RuntimeOperationMode mode) {
-  return Ferrolink::Native::createTransmitter(mode);
+  return Ferrolink::Native::CreateTransmitter(mode);
 }
 
 IReceiver* GetReceiver() {
@@ -42,7 +42,7 @@ ITransmitter* GetTransmitter() {
 }
 
 int SetOperationModeForTransmitter() {
-  return Ferrolink::Native::setOperationModeForTransmitter();
+  return Ferrolink::Native::SetOperationModeForTransmitter();
 }
 
 int SetConfigSource(std::string source) {
@@ -54,7 +54,7 @@ int SetWorkingDirectoryPath(std::string path) {
 }
 
 void AtStartUp() {
-  Ferrolink::Native::atStartUp();
+  Ferrolink::Native::AtStartUp();
 }
 
-void emptyFunctionInNativeLib() {}
+void EmptyFunctionInNativeLib() {}

@@ -14,7 +14,7 @@ CppNativeReceiver::CppNativeReceiver(RuntimeOperationMode mode) : NativeReceiver
     throw FerrolinkNativeException(
         "Ferrolink Native Exception: Exception code 032. \nRuntime not initialized", "Unknown");
   }
-  setLauncher(std::make_unique<Launcher::CppLauncher>(mode));
+  SetLauncher(std::make_unique<Launcher::CppLauncher>(mode));
 }
 
 CppNativeReceiver::~CppNativeReceiver() = default;

@@ -18,34 +18,34 @@ using Ferrolink::Native::RuntimeNameHandler::RuntimeNameHandler;
 
 constexpr std::uint8_t kInMemory = 0;
 
-bool jvmKnowsThisThread() {
-  Host::detail::JavaVm* vm = Host::detail::findJvmLibrary().vm;
-  return vm != nullptr && vm->knowsThisThread();
+bool JvmKnowsThisThread() {
+  Host::detail::JavaVm* vm = Host::detail::FindJvmLibrary().vm;
+  return vm != nullptr && vm->KnowsThisThread();
 }
 
 // The JVM can be asked; of other runtimes the header is all there is. A header that only claims to
 // be Java's, as a server's or a test's may, leaves no frames of Java.
-bool isFromAnotherRuntime(Command command) {
+bool IsFromAnotherRuntime(Command command) {
   if (command[Header::kChannelType] != kInMemory) {
     return false;
   }
-  switch (static_cast<Runtime>(callerOf(command))) {
+  switch (static_cast<Runtime>(CallerOf(command))) {
     case Runtime::Cpp:
       return false;
     case Runtime::Jvm:
-      return jvmKnowsThisThread();
+      return JvmKnowsThisThread();
     default:
       return true;
   }
 }
 
-std::string whatRan(Command command) {
+std::string WhatRan(Command command) {
   return command[Header::kCommandType] == Header::kTypeLoadLibrary
-             ? "plug-in library '" + libraryPathOf(command) + "'"
-             : "C++ function '" + std::string(handlerCallOf(command).name) + "'";
+             ? "plug-in library '" + LibraryPathOf(command) + "'"
+             : "C++ function '" + std::string(HandlerCallOf(command).name) + "'";
 }
 
-std::string nameOf(std::uint8_t runtime) {
+std::string NameOf(std::uint8_t runtime) {
   return runtime == static_cast<std::uint8_t>(Runtime::Jvm)
              ? "Java"
              : RuntimeNameHandler::GetRuntimeName(runtime);
@@ -53,13 +53,13 @@ std::string nameOf(std::uint8_t runtime) {
 
 }  // namespace
 
-void requireThreadOfCpp(Command command) {
-  if (!isFromAnotherRuntime(command)) {
+void RequireThreadOfCpp(Command command) {
+  if (!IsFromAnotherRuntime(command)) {
     return;
   }
-  const std::string caller = nameOf(callerOf(command));
-  Ferrolink::Native::Console::printError(
-      "Ferrolink: the " + whatRan(command) + ", which " + caller +
+  const std::string caller = NameOf(CallerOf(command));
+  Ferrolink::Native::Console::PrintError(
+      "Ferrolink: the " + WhatRan(command) + ", which " + caller +
       " called, or a function that it called, ended the thread (pthread_exit or cancellation). " +
       caller +
       " cannot go on without its frames on that thread, so the process ends here. Return from the "

@@ -12,7 +12,7 @@ namespace Ferrolink::Runtimes::Cpp::Native {
 /// that runtime's frames are not unwound, and it would go on with a thread that is gone. A JVM
 /// crashes when it next walks that thread's stack. Every command on the stack is asked in turn, so
 /// the nearest one from another runtime decides.
-void requireThreadOfCpp(Command command);
+void RequireThreadOfCpp(Command command);
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native
 

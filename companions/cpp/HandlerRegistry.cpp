@@ -10,24 +10,24 @@ RegisteredHandler::~RegisteredHandler() {
   }
 }
 
-HandlerRegistry& HandlerRegistry::instance() {
+HandlerRegistry& HandlerRegistry::Instance() {
   static auto* const registry = new HandlerRegistry();
   return *registry;
 }
 
 // Everything that can fail comes before the context is taken over, and the handler that is replaced
 // is let go after the lock: its release may do anything.
-void HandlerRegistry::add(std::string_view name, const ferrolink_handler& handler) {
+void HandlerRegistry::Add(std::string_view name, const ferrolink_handler& handler) {
   auto created = std::make_shared<RegisteredHandler>();
   std::string key(name);
   Handler replaced;
   const std::lock_guard<std::mutex> lock(m_mutex);
   Handler& entry = m_handlers[std::move(key)];
-  created->adopt(handler);
+  created->Adopt(handler);
   replaced = std::exchange(entry, std::move(created));
 }
 
-bool HandlerRegistry::remove(std::string_view name) {
+bool HandlerRegistry::Remove(std::string_view name) {
   Handler removed;
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto entry = m_handlers.find(name);
@@ -39,13 +39,13 @@ bool HandlerRegistry::remove(std::string_view name) {
   return true;
 }
 
-HandlerRegistry::Handler HandlerRegistry::find(std::string_view name) const {
+HandlerRegistry::Handler HandlerRegistry::Find(std::string_view name) const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto entry = m_handlers.find(name);
   return entry != m_handlers.end() ? entry->second : nullptr;
 }
 
-std::string HandlerRegistry::names() const {
+std::string HandlerRegistry::Names() const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   std::string names;
   for (const auto& [name, handler] : m_handlers) {

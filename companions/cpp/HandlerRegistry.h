@@ -24,10 +24,10 @@ class RegisteredHandler {
   RegisteredHandler& operator=(const RegisteredHandler&) = delete;
   ~RegisteredHandler();
 
-  void adopt(const ferrolink_handler& handler) { m_handler = handler; }
+  void Adopt(const ferrolink_handler& handler) { m_handler = handler; }
 
   /// Whatever the handler throws passes through.
-  std::int32_t call(const std::uint8_t* payload, std::size_t length, ferrolink_reply* reply) const {
+  std::int32_t Call(const std::uint8_t* payload, std::size_t length, ferrolink_reply* reply) const {
     return m_handler.call(m_handler.context, payload, length, reply);
   }
 
@@ -42,20 +42,20 @@ class HandlerRegistry {
   using Handler = std::shared_ptr<const RegisteredHandler>;
 
   /// The one of this process. Never destroyed: threads may still call when the process ends.
-  static HandlerRegistry& instance();
+  static HandlerRegistry& Instance();
 
   /// Replaces what is registered under that name. Where memory runs out (std::bad_alloc) nothing
   /// has changed and the context is still the caller's.
-  void add(std::string_view name, const ferrolink_handler& handler);
+  void Add(std::string_view name, const ferrolink_handler& handler);
 
   /// False where nothing is registered under that name.
-  bool remove(std::string_view name);
+  bool Remove(std::string_view name);
 
   /// Null where nothing is registered under that name. What is returned stays callable.
-  [[nodiscard]] Handler find(std::string_view name) const;
+  [[nodiscard]] Handler Find(std::string_view name) const;
 
   /// In alphabetical order, separated by ", "; "none" where there are none.
-  [[nodiscard]] std::string names() const;
+  [[nodiscard]] std::string Names() const;
 
  private:
   // Guarded by m_mutex.

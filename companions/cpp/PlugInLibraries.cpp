@@ -19,20 +19,20 @@ using RegisterHandlers = std::remove_pointer_t<ferrolink_register_handlers_funct
 
 }  // namespace
 
-PlugInLibraries& PlugInLibraries::instance() {
+PlugInLibraries& PlugInLibraries::Instance() {
   static auto* const plugIns = new PlugInLibraries();
   return *plugIns;
 }
 
-void PlugInLibraries::load(const std::string& path) {
+void PlugInLibraries::Load(const std::string& path) {
   auto plugIn = std::make_unique<PlugIn>();
   // Absolute, since the loader searches the system's directories for a mere file name.
   plugIn->path = std::filesystem::absolute(path).lexically_normal().string();
   const std::string fullPath = plugIn->path;
   void* handle = LibrariesFinder::loadLibrary(fullPath, true, true);
-  plugIn->library.adopt(handle);
+  plugIn->library.Adopt(handle);
   auto* registerHandlers =
-      Loader::findFunction<RegisterHandlers>(handle, FERROLINK_REGISTER_HANDLERS);
+      Loader::FindFunction<RegisterHandlers>(handle, FERROLINK_REGISTER_HANDLERS);
   if (registerHandlers == nullptr) {
     throw CommandRejected(fullPath +
                           " does not export ferrolink_register_handlers: it is no plug-in library "
@@ -51,7 +51,7 @@ void PlugInLibraries::load(const std::string& path) {
   }
 }
 
-std::string PlugInLibraries::paths() const {
+std::string PlugInLibraries::Paths() const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   std::string paths;
   for (const auto& [handle, plugIn] : m_plugIns) {

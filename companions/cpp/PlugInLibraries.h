@@ -15,16 +15,16 @@ namespace Ferrolink::Runtimes::Cpp::Native {
 class PlugInLibraries {
  public:
   /// The one of this process. Never destroyed: handlers in the plug-ins stay callable.
-  static PlugInLibraries& instance();
+  static PlugInLibraries& Instance();
 
   /// Opens the library, a relative path being one to the current directory, and has it register its
   /// handlers; again where it is open already. Errors: the finder's 001; CommandRejected where it
   /// has no registration function, and is closed again, or where that returns an error; what that
   /// throws.
-  void load(const std::string& path);
+  void Load(const std::string& path);
 
   /// The full paths, one a line.
-  [[nodiscard]] std::string paths() const;
+  [[nodiscard]] std::string Paths() const;
 
  private:
   struct PlugIn {

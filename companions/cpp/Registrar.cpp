@@ -11,32 +11,32 @@ namespace {
 
 using Ferrolink::Runtimes::Cpp::Native::HandlerRegistry;
 
-bool isName(const char* name, std::size_t length) {
+bool IsName(const char* name, std::size_t length) {
   return name != nullptr && length > 0 && length <= FERROLINK_LONGEST_NAME;
 }
 
-std::int32_t registerHandler(const char* name, std::size_t length,
+std::int32_t RegisterHandler(const char* name, std::size_t length,
                              const ferrolink_handler* handler) {
-  if (!isName(name, length) || handler == nullptr || handler->call == nullptr) {
+  if (!IsName(name, length) || handler == nullptr || handler->call == nullptr) {
     return FERROLINK_INVALID_ARGUMENT;
   }
   try {
-    HandlerRegistry::instance().add({name, length}, *handler);
+    HandlerRegistry::Instance().Add({name, length}, *handler);
     return FERROLINK_OK;
   } catch (const std::bad_alloc&) {
     return FERROLINK_OUT_OF_MEMORY;
   }
 }
 
-std::int32_t unregisterHandler(const char* name, std::size_t length) {
-  if (!isName(name, length)) {
+std::int32_t UnregisterHandler(const char* name, std::size_t length) {
+  if (!IsName(name, length)) {
     return FERROLINK_INVALID_ARGUMENT;
   }
-  return HandlerRegistry::instance().remove({name, length}) ? FERROLINK_OK : FERROLINK_NOT_FOUND;
+  return HandlerRegistry::Instance().Remove({name, length}) ? FERROLINK_OK : FERROLINK_NOT_FOUND;
 }
 
 constexpr ferrolink_registrar kTable = {FERROLINK_REGISTRAR_VERSION, sizeof(ferrolink_registrar),
-                                        registerHandler, unregisterHandler};
+                                        RegisterHandler, UnregisterHandler};
 
 }  // namespace
 

@@ -7,38 +7,38 @@
 namespace Ferrolink::Runtimes::Cpp::Native {
 
 ReplyBuilder::ReplyBuilder(std::uint8_t caller, Reply room)
-    : ferrolink_reply{appendBytes, failWith},
+    : ferrolink_reply{AppendBytes, FailWith},
       m_caller(caller),
-      m_reply(emptyReply(caller, std::move(room))) {}
+      m_reply(EmptyReply(caller, std::move(room))) {}
 
-std::int32_t ReplyBuilder::appendBytes(ferrolink_reply* reply, const std::uint8_t* bytes,
+std::int32_t ReplyBuilder::AppendBytes(ferrolink_reply* reply, const std::uint8_t* bytes,
                                        std::size_t length) {
   if (reply == nullptr || (bytes == nullptr && length > 0)) {
     return FERROLINK_INVALID_ARGUMENT;
   }
   auto* self = static_cast<ReplyBuilder*>(reply);
   if (length > INT_MAX - self->m_reply.size()) {
-    return self->noteFailure("The handler's answer is longer than a reply may be (2 GiB).",
+    return self->NoteFailure("The handler's answer is longer than a reply may be (2 GiB).",
                              FERROLINK_TOO_LONG);
   }
   try {
     self->m_reply.insert(self->m_reply.end(), bytes, bytes + length);
     return FERROLINK_OK;
   } catch (const std::bad_alloc&) {
-    return self->noteFailure("Out of memory for the handler's answer.", FERROLINK_OUT_OF_MEMORY);
+    return self->NoteFailure("Out of memory for the handler's answer.", FERROLINK_OUT_OF_MEMORY);
   }
 }
 
-std::int32_t ReplyBuilder::failWith(ferrolink_reply* reply, const char* text, std::size_t length) {
+std::int32_t ReplyBuilder::FailWith(ferrolink_reply* reply, const char* text, std::size_t length) {
   if (reply == nullptr || (text == nullptr && length > 0)) {
     return FERROLINK_INVALID_ARGUMENT;
   }
-  return static_cast<ReplyBuilder*>(reply)->noteFailure({text, length}, FERROLINK_OK);
+  return static_cast<ReplyBuilder*>(reply)->NoteFailure({text, length}, FERROLINK_OK);
 }
 
 // The last failure is the one that is told. Without memory for the text the call has failed all the
 // same.
-std::int32_t ReplyBuilder::noteFailure(std::string_view text, std::int32_t result) {
+std::int32_t ReplyBuilder::NoteFailure(std::string_view text, std::int32_t result) {
   m_failed = true;
   try {
     m_error = text;
@@ -48,7 +48,7 @@ std::int32_t ReplyBuilder::noteFailure(std::string_view text, std::int32_t resul
   }
 }
 
-Reply ReplyBuilder::finish(std::string_view handlerName, std::int32_t result) {
+Reply ReplyBuilder::Finish(std::string_view handlerName, std::int32_t result) {
   if (result == FERROLINK_OK && !m_failed) {
     return std::move(m_reply);
   }
@@ -56,7 +56,7 @@ Reply ReplyBuilder::finish(std::string_view handlerName, std::int32_t result) {
     m_error = "Handler '" + std::string(handlerName) + "' failed with result " +
               std::to_string(result) + " and no text.";
   }
-  return exceptionReply(m_caller, m_error);
+  return ExceptionReply(m_caller, m_error);
 }
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native

@@ -22,14 +22,14 @@ class ReplyBuilder : public ferrolink_reply {
   ~ReplyBuilder() = default;
 
   /// What the caller gets, given what the handler returned. To be called once.
-  Reply finish(std::string_view handlerName, std::int32_t result);
+  Reply Finish(std::string_view handlerName, std::int32_t result);
 
  private:
-  static std::int32_t appendBytes(ferrolink_reply* reply, const std::uint8_t* bytes,
+  static std::int32_t AppendBytes(ferrolink_reply* reply, const std::uint8_t* bytes,
                                   std::size_t length);
-  static std::int32_t failWith(ferrolink_reply* reply, const char* text, std::size_t length);
+  static std::int32_t FailWith(ferrolink_reply* reply, const char* text, std::size_t length);
 
-  std::int32_t noteFailure(std::string_view text, std::int32_t result);
+  std::int32_t NoteFailure(std::string_view text, std::int32_t result);
 
   const std::uint8_t m_caller;
   Reply m_reply;

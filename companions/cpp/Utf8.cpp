@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 
-unsigned byteAt(std::string_view text, std::size_t index) {
+unsigned ByteAt(std::string_view text, std::size_t index) {
   return static_cast<unsigned char>(text[index]);
 }
 
@@ -18,7 +18,7 @@ struct Lead {
   unsigned highest;  // no overlong forms, no surrogates, nothing above U+10FFFF
 };
 
-Lead leadOf(unsigned first) {
+Lead LeadOf(unsigned first) {
   if (first < 0x80) {
     return {1, 0, 0};
   }
@@ -35,13 +35,13 @@ Lead leadOf(unsigned first) {
 }
 
 // The length of the well-formed character at `start`; 0 where there is none.
-std::size_t characterAt(std::string_view text, std::size_t start) {
-  const Lead lead = leadOf(byteAt(text, start));
+std::size_t CharacterAt(std::string_view text, std::size_t start) {
+  const Lead lead = LeadOf(ByteAt(text, start));
   if (lead.length == 0 || text.size() - start < lead.length) {
     return 0;
   }
   for (std::size_t offset = 1; offset < lead.length; ++offset) {
-    const unsigned byte = byteAt(text, start + offset);
+    const unsigned byte = ByteAt(text, start + offset);
     const unsigned lowest = offset == 1 ? lead.lowest : 0x80U;
     const unsigned highest = offset == 1 ? lead.highest : 0xBFU;
     if (byte < lowest || byte > highest) {
@@ -53,12 +53,12 @@ std::size_t characterAt(std::string_view text, std::size_t start) {
 
 }  // namespace
 
-std::string validUtf8(std::string_view text) {
+std::string ValidUtf8(std::string_view text) {
   std::string valid;
   valid.reserve(text.size());
   std::size_t at = 0;
   while (at < text.size()) {
-    const std::size_t length = characterAt(text, at);
+    const std::size_t length = CharacterAt(text, at);
     valid += length > 0 ? text.substr(at, length) : kReplacement;
     at += length > 0 ? length : 1;
   }

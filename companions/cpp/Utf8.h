@@ -7,7 +7,7 @@
 namespace Ferrolink::Runtimes::Cpp::Native {
 
 /// The text as valid UTF-8: every byte that belongs to no well-formed character becomes U+FFFD.
-std::string validUtf8(std::string_view text);
+std::string ValidUtf8(std::string_view text);
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native
 

@@ -13,102 +13,102 @@ namespace {
 // Bytes of a frame that are copied behind its header: two spans cost the kernel more than that.
 constexpr std::size_t kCopied = 2048;
 
-[[noreturn]] void raise(const asio::error_code& error) {
+[[noreturn]] void Raise(const asio::error_code& error) {
   throw std::system_error(error);
 }
 
 }  // namespace
 
-short PlainConnection::awaitedEvents() const {
+short PlainConnection::AwaitedEvents() const {
   return POLLIN;
 }
 
-Wire::GreetingBytes Connection::receiveGreeting() {
+Wire::GreetingBytes Connection::ReceiveGreeting() {
   asio::error_code error;
-  while (unread() < Wire::kGreetingSize && !error) {
-    fill(error);
+  while (Unread() < Wire::kGreetingSize && !error) {
+    Fill(error);
   }
-  if (error && (error != asio::error::eof || unread() == 0)) {
-    raise(error);
+  if (error && (error != asio::error::eof || Unread() == 0)) {
+    Raise(error);
   }
   Wire::GreetingBytes greeting{};
-  const std::size_t got = std::min(unread(), greeting.size());
+  const std::size_t got = std::min(Unread(), greeting.size());
   std::copy_n(m_ahead.begin() + static_cast<std::ptrdiff_t>(m_taken), got, greeting.begin());
   m_taken += got;
   return greeting;
 }
 
-void Connection::send(Wire::FrameHeader header, std::span<const std::uint8_t> bytes) {
+void Connection::Send(Wire::FrameHeader header, std::span<const std::uint8_t> bytes) {
   if (bytes.size() > m_limit) {
     throw FrameTooLong(bytes.size(), m_limit);
   }
   header.length = static_cast<std::uint32_t>(bytes.size());
-  const Wire::FrameHeaderBytes head = Wire::toBytes(header);
+  const Wire::FrameHeaderBytes head = Wire::ToBytes(header);
   if (bytes.size() > kCopied) {
-    writeAll(head, bytes);
+    WriteAll(head, bytes);
     return;
   }
   std::array<std::uint8_t, Wire::kFrameHeaderSize + kCopied> whole;
   std::copy(head.begin(), head.end(), whole.begin());
   std::copy(bytes.begin(), bytes.end(), whole.begin() + head.size());
-  writeAll({}, std::span(whole).first(head.size() + bytes.size()));
+  WriteAll({}, std::span(whole).first(head.size() + bytes.size()));
 }
 
-bool Connection::receiveHeader(Wire::FrameHeader& header) {
+bool Connection::ReceiveHeader(Wire::FrameHeader& header) {
   asio::error_code error;
-  while (unread() < Wire::kFrameHeaderSize && !error) {
-    fill(error);
+  while (Unread() < Wire::kFrameHeaderSize && !error) {
+    Fill(error);
   }
-  if (error == asio::error::eof && unread() == 0) {
+  if (error == asio::error::eof && Unread() == 0) {
     return false;
   }
   if (error) {
-    raise(error);
+    Raise(error);
   }
   Wire::FrameHeaderBytes bytes;
   std::copy_n(m_ahead.begin() + static_cast<std::ptrdiff_t>(m_taken), bytes.size(), bytes.begin());
   m_taken += bytes.size();
-  if (!Wire::isWellFormed(bytes)) {
-    raise(std::make_error_code(std::errc::bad_message));
+  if (!Wire::IsWellFormed(bytes)) {
+    Raise(std::make_error_code(std::errc::bad_message));
   }
-  header = Wire::fromBytes(bytes);
+  header = Wire::FromBytes(bytes);
   if (header.length > m_limit) {
     throw FrameTooLong(header.length, m_limit);
   }
   return true;
 }
 
-void Connection::receiveBytes(Bytes& bytes, std::size_t count) {
+void Connection::ReceiveBytes(Bytes& bytes, std::size_t count) {
   const std::size_t had = bytes.size();
   bytes.resize(had + count);
-  readAll(std::span(bytes).subspan(had));
+  ReadAll(std::span(bytes).subspan(had));
 }
 
-bool Connection::receive(Frame& frame) {
-  if (!receiveHeader(frame.header)) {
+bool Connection::Receive(Frame& frame) {
+  if (!ReceiveHeader(frame.header)) {
     return false;
   }
   const std::size_t length = frame.header.length;
   // Bytes that are there already are overwritten: what is neither freed nor added needs no zeros.
   if (length <= frame.bytes.capacity()) {
     frame.bytes.resize(length);
-    readAll(frame.bytes);
+    ReadAll(frame.bytes);
     return true;
   }
   frame.bytes.clear();
   while (frame.bytes.size() < length) {
     const std::size_t got = frame.bytes.size();
-    receiveBytes(frame.bytes, std::min(length - got, std::max(got, kFirstRoom)));
+    ReceiveBytes(frame.bytes, std::min(length - got, std::max(got, kFirstRoom)));
   }
   return true;
 }
 
-void Connection::writeAll(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes) {
+void Connection::WriteAll(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes) {
   while (!head.empty() || !bytes.empty()) {
     asio::error_code error;
-    const std::size_t written = writeSome(head, bytes, error);
+    const std::size_t written = WriteSome(head, bytes, error);
     if (error) {
-      raise(error);
+      Raise(error);
     }
     const std::size_t ofHead = std::min(written, head.size());
     head = head.subspan(ofHead);
@@ -116,12 +116,12 @@ void Connection::writeAll(std::span<const std::uint8_t> head, std::span<const st
   }
 }
 
-void Connection::readAll(std::span<std::uint8_t> room) {
+void Connection::ReadAll(std::span<std::uint8_t> room) {
   while (!room.empty()) {
     asio::error_code error;
-    const std::size_t got = readUpTo(room, error);
+    const std::size_t got = ReadUpTo(room, error);
     if (error) {
-      raise(error);
+      Raise(error);
     }
     room = room.subspan(got);
   }
@@ -129,28 +129,28 @@ void Connection::readAll(std::span<std::uint8_t> room) {
 
 // What was read ahead comes first. A short rest is read ahead as well, a long one straight to where
 // it belongs.
-std::size_t Connection::readUpTo(std::span<std::uint8_t> room, asio::error_code& error) {
-  if (unread() == 0) {
+std::size_t Connection::ReadUpTo(std::span<std::uint8_t> room, asio::error_code& error) {
+  if (Unread() == 0) {
     if (room.size() >= m_ahead.size()) {
-      return readSome(room, error);
+      return ReadSome(room, error);
     }
-    fill(error);
+    Fill(error);
     if (error) {
       return 0;
     }
   }
-  const std::size_t count = std::min(unread(), room.size());
+  const std::size_t count = std::min(Unread(), room.size());
   std::memcpy(room.data(), m_ahead.data() + m_taken, count);
   m_taken += count;
   return count;
 }
 
 // Only as many bytes are unread when it is called as a header or a greeting has at most.
-void Connection::fill(asio::error_code& error) {
-  std::memmove(m_ahead.data(), m_ahead.data() + m_taken, unread());
-  m_filled = unread();
+void Connection::Fill(asio::error_code& error) {
+  std::memmove(m_ahead.data(), m_ahead.data() + m_taken, Unread());
+  m_filled = Unread();
   m_taken = 0;
-  m_filled += readSome(std::span(m_ahead).subspan(m_filled), error);
+  m_filled += ReadSome(std::span(m_ahead).subspan(m_filled), error);
 }
 
 }  // namespace Ferrolink::Companions::Tcp

@@ -22,45 +22,45 @@ constexpr int kKeepIdleSeconds = 60;
 constexpr int kKeepIntervalSeconds = 10;
 constexpr int kKeepCount = 6;
 
-asio::error_code lastError() {
+asio::error_code LastError() {
   return {errno, asio::system_category()};
 }
 
-bool wouldBlock() {
+bool WouldBlock() {
   return errno == EAGAIN || errno == EWOULDBLOCK;
 }
 
 // Milliseconds for poll(2), rounded up.
-int pollTime(std::chrono::nanoseconds left) {
+int PollTime(std::chrono::nanoseconds left) {
   const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(left).count();
   return static_cast<int>(std::clamp<long long>(milliseconds, 0, INT_MAX));
 }
 
 }  // namespace
 
-void closeOnExec(int descriptor) {
+void CloseOnExec(int descriptor) {
   fcntl(descriptor, F_SETFD, FD_CLOEXEC);
 }
 
-PatientSocket PatientSocket::open(const asio::ip::tcp& protocol) {
+PatientSocket PatientSocket::Open(const asio::ip::tcp& protocol) {
   FileDescriptor socket(
       ::socket(protocol.family(), protocol.type() | SOCK_CLOEXEC, protocol.protocol()));
-  if (!socket.owns()) {
-    throw std::system_error(lastError());
+  if (!socket.Owns()) {
+    throw std::system_error(LastError());
   }
   return PatientSocket(std::move(socket));
 }
 
 // Connecting is done without blocking: only poll(2) can be limited, and a connect that a signal
 // interrupted cannot be repeated.
-void PatientSocket::connect(const Endpoint& endpoint, asio::error_code& error) {
+void PatientSocket::Connect(const Endpoint& endpoint, asio::error_code& error) {
   const int descriptor = m_socket.get();
   const int flags = fcntl(descriptor, F_GETFL);
   fcntl(descriptor, F_SETFL, flags | O_NONBLOCK);
   if (::connect(descriptor, endpoint.data(), static_cast<socklen_t>(endpoint.size())) != 0) {
     if (errno != EINPROGRESS && errno != EINTR) {
-      error = lastError();
-    } else if (wait(POLLOUT, error)) {
+      error = LastError();
+    } else if (Wait(POLLOUT, error)) {
       int reason = 0;
       socklen_t size = sizeof reason;
       getsockopt(descriptor, SOL_SOCKET, SO_ERROR, &reason, &size);
@@ -70,10 +70,10 @@ void PatientSocket::connect(const Endpoint& endpoint, asio::error_code& error) {
   fcntl(descriptor, F_SETFL, flags);
 }
 
-void PatientSocket::tune(std::chrono::milliseconds unacknowledged, asio::error_code& error) {
+void PatientSocket::Tune(std::chrono::milliseconds unacknowledged, asio::error_code& error) {
   const auto set = [&](int level, int option, int value) {
     if (!error && setsockopt(m_socket.get(), level, option, &value, sizeof value) != 0) {
-      error = lastError();
+      error = LastError();
     }
   };
   set(IPPROTO_TCP, TCP_NODELAY, 1);
@@ -87,7 +87,7 @@ void PatientSocket::tune(std::chrono::milliseconds unacknowledged, asio::error_c
 
 // Event loops leave sockets non-blocking. Where the option cannot be set, recv(2) would wait for
 // ever, which the limits do not bear.
-void PatientSocket::expectWithin(std::chrono::milliseconds time) {
+void PatientSocket::ExpectWithin(std::chrono::milliseconds time) {
   timeval limit{};
   limit.tv_sec = time.count() / 1000;
   limit.tv_usec = time.count() % 1000 * 1000;
@@ -97,37 +97,37 @@ void PatientSocket::expectWithin(std::chrono::milliseconds time) {
   m_expected = set ? time : std::chrono::milliseconds(0);
 }
 
-std::size_t PatientSocket::receive(std::span<std::uint8_t> room, asio::error_code& error) {
+std::size_t PatientSocket::Receive(std::span<std::uint8_t> room, asio::error_code& error) {
   error.clear();
   if (room.empty()) {
     return 0;
   }
   bool inKernel = m_expected.count() > 0 && !m_deadline && !m_span && !m_dontWait;
   // With limits it waits first: bytes that are awaited are mostly not there yet.
-  bool waitFirst = isLimited() && !inKernel && !m_dontWait && !m_moreExpected;
+  bool waitFirst = IsLimited() && !inKernel && !m_dontWait && !m_moreExpected;
   std::chrono::milliseconds waited{0};
   for (;;) {
-    if (waitFirst && !wait(POLLIN, error, waited)) {
+    if (waitFirst && !Wait(POLLIN, error, waited)) {
       return 0;
     }
     const ssize_t got = ::recv(m_socket.get(), room.data(), room.size(),
-                               isLimited() && !inKernel ? MSG_DONTWAIT : 0);
+                               IsLimited() && !inKernel ? MSG_DONTWAIT : 0);
     if (got > 0) {
       m_moreExpected = static_cast<std::size_t>(got) == room.size();
-      moved(static_cast<std::size_t>(got));
+      Moved(static_cast<std::size_t>(got));
       return static_cast<std::size_t>(got);
     }
     if (got == 0) {
       error = asio::error::eof;
       return 0;
     }
-    waitFirst = wouldBlock();
+    waitFirst = WouldBlock();
     if (waitFirst && m_dontWait) {
       error = asio::error::would_block;
       return 0;
     }
     if (!waitFirst && errno != EINTR) {
-      error = lastError();
+      error = LastError();
       return 0;
     }
     if (waitFirst && inKernel) {
@@ -137,10 +137,10 @@ std::size_t PatientSocket::receive(std::span<std::uint8_t> room, asio::error_cod
   }
 }
 
-std::size_t PatientSocket::send(std::span<const std::uint8_t> head,
+std::size_t PatientSocket::Send(std::span<const std::uint8_t> head,
                                 std::span<const std::uint8_t> bytes, asio::error_code& error) {
   error.clear();
-  const int flags = MSG_NOSIGNAL | (isLimited() ? MSG_DONTWAIT : 0);
+  const int flags = MSG_NOSIGNAL | (IsLimited() ? MSG_DONTWAIT : 0);
   std::array<iovec, 2> parts{iovec{const_cast<std::uint8_t*>(head.data()), head.size()},
                              iovec{const_cast<std::uint8_t*>(bytes.data()), bytes.size()}};
   msghdr both{};
@@ -150,33 +150,33 @@ std::size_t PatientSocket::send(std::span<const std::uint8_t> head,
     const ssize_t sent = head.empty() ? ::send(m_socket.get(), bytes.data(), bytes.size(), flags)
                                       : ::sendmsg(m_socket.get(), &both, flags);
     if (sent >= 0) {
-      moved(static_cast<std::size_t>(sent));
+      Moved(static_cast<std::size_t>(sent));
       return static_cast<std::size_t>(sent);
     }
-    if (wouldBlock()) {
+    if (WouldBlock()) {
       if (m_dontWait) {
         error = asio::error::would_block;
         return 0;
       }
-      if (!wait(POLLOUT, error)) {
+      if (!Wait(POLLOUT, error)) {
         return 0;
       }
     } else if (errno != EINTR) {
-      error = lastError();
+      error = LastError();
       return 0;
     }
   }
 }
 
-std::uint8_t PatientSocket::peek(asio::error_code& error) {
+std::uint8_t PatientSocket::Peek(asio::error_code& error) {
   error.clear();
   std::uint8_t byte = 0;
   for (;;) {
-    if (!m_dontWait && isLimited() && !wait(POLLIN, error)) {
+    if (!m_dontWait && IsLimited() && !Wait(POLLIN, error)) {
       return 0;
     }
     const ssize_t got =
-        ::recv(m_socket.get(), &byte, 1, MSG_PEEK | (isLimited() ? MSG_DONTWAIT : 0));
+        ::recv(m_socket.get(), &byte, 1, MSG_PEEK | (IsLimited() ? MSG_DONTWAIT : 0));
     if (got > 0) {
       return byte;
     }
@@ -184,31 +184,31 @@ std::uint8_t PatientSocket::peek(asio::error_code& error) {
       error = asio::error::eof;
       return 0;
     }
-    if (wouldBlock() && m_dontWait) {
+    if (WouldBlock() && m_dontWait) {
       error = asio::error::would_block;
       return 0;
     }
-    if (!wouldBlock() && errno != EINTR) {
-      error = lastError();
+    if (!WouldBlock() && errno != EINTR) {
+      error = LastError();
       return 0;
     }
   }
 }
 
-bool PatientSocket::isQuiet() const {
+bool PatientSocket::IsQuiet() const {
   std::uint8_t byte = 0;
-  return ::recv(m_socket.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && wouldBlock();
+  return ::recv(m_socket.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && WouldBlock();
 }
 
-void PatientSocket::endWriting() {
+void PatientSocket::EndWriting() {
   ::shutdown(m_socket.get(), SHUT_WR);
 }
 
-void PatientSocket::cut() {
+void PatientSocket::Cut() {
   ::shutdown(m_socket.get(), SHUT_RDWR);
 }
 
-void PatientSocket::moved(std::size_t bytes) {
+void PatientSocket::Moved(std::size_t bytes) {
   if (m_deadline && m_perByte.count() > 0) {
     const auto bought = m_perByte * static_cast<std::chrono::nanoseconds::rep>(bytes);
     m_deadline = std::min(*m_deadline + bought, Clock::now() + m_progress);
@@ -216,7 +216,7 @@ void PatientSocket::moved(std::size_t bytes) {
 }
 
 // Whether the socket became ready before the limits were over.
-bool PatientSocket::wait(short events, asio::error_code& error, std::chrono::milliseconds waited) {
+bool PatientSocket::Wait(short events, asio::error_code& error, std::chrono::milliseconds waited) {
   const auto started = Clock::now() - waited;
   if (m_span) {
     m_deadline = started + *m_span;
@@ -234,7 +234,7 @@ bool PatientSocket::wait(short events, asio::error_code& error, std::chrono::mil
     }
     std::array<pollfd, 2> watched{pollfd{m_socket.get(), events, 0},
                                   pollfd{events == POLLIN ? m_abort : -1, POLLIN, 0}};
-    const int ready = poll(watched.data(), m_abort >= 0 ? 2 : 1, left ? pollTime(*left) : -1);
+    const int ready = poll(watched.data(), m_abort >= 0 ? 2 : 1, left ? PollTime(*left) : -1);
     if (ready > 0 && watched[1].revents != 0) {
       error = asio::error::operation_aborted;
       return false;
@@ -248,7 +248,7 @@ bool PatientSocket::wait(short events, asio::error_code& error, std::chrono::mil
       return false;
     }
     if (errno != EINTR) {
-      error = lastError();
+      error = LastError();
       return false;
     }
   }

@@ -15,7 +15,7 @@
 namespace Ferrolink::Companions::Tcp {
 
 /// Keeps a descriptor from programs that the process starts.
-void closeOnExec(int descriptor);
+void CloseOnExec(int descriptor);
 
 /// A connected TCP socket that waits for its peer, with or without limits, and that signals do not
 /// disturb. Belongs to no event loop: waiting happens on the calling thread.
@@ -34,10 +34,10 @@ class PatientSocket {
   /// Takes an open stream socket, connected or not.
   explicit PatientSocket(FileDescriptor socket) : m_socket(std::move(socket)) {}
   /// A new socket for endpoints of that kind. Errors: std::system_error.
-  static PatientSocket open(const asio::ip::tcp& protocol);
+  static PatientSocket Open(const asio::ip::tcp& protocol);
 
   /// Every operation ends at that moment at the latest; without one, they do not.
-  void waitUntil(std::optional<Clock::time_point> deadline) {
+  void WaitUntil(std::optional<Clock::time_point> deadline) {
     m_deadline = deadline;
     m_span.reset();
     m_perByte = std::chrono::nanoseconds(0);
@@ -45,61 +45,61 @@ class PatientSocket {
   /// Every operation ends `progress` after the first wait from now on: what need not wait asks no
   /// clock. Each byte that moves then puts that moment off by `perByte`, but never further than to
   /// `progress` after the byte.
-  void waitWhileItFlows(std::chrono::milliseconds progress, std::chrono::nanoseconds perByte) {
+  void WaitWhileItFlows(std::chrono::milliseconds progress, std::chrono::nanoseconds perByte) {
     m_deadline.reset();
     m_span = progress;
     m_perByte = perByte;
     m_progress = progress;
   }
   /// Each wait for a byte to come, or for room for one, ends after that time.
-  void waitAtMost(std::optional<std::chrono::milliseconds> silence) { m_silence = silence; }
+  void WaitAtMost(std::optional<std::chrono::milliseconds> silence) { m_silence = silence; }
   /// Receiving ends with operation_aborted as soon as that descriptor is readable, also where bytes
   /// have come; -1 for none. The descriptor stays its owner's.
-  void abortBy(int descriptor) { m_abort = descriptor; }
+  void AbortBy(int descriptor) { m_abort = descriptor; }
   /// Receiving for which no moment is set waits that long within recv(2) first: one system call in
-  /// place of two where the peer is as quick. abortBy then ends it up to that much later.
-  void expectWithin(std::chrono::milliseconds time);
+  /// place of two where the peer is as quick. AbortBy then ends it up to that much later.
+  void ExpectWithin(std::chrono::milliseconds time);
   /// Operations that would wait report asio::error::would_block instead, as long as this is on.
-  void dontWait(bool on) { m_dontWait = on; }
+  void DontWait(bool on) { m_dontWait = on; }
 
-  void connect(const Endpoint& endpoint, asio::error_code& error);
+  void Connect(const Endpoint& endpoint, asio::error_code& error);
 
   /// Sends small pieces at once and finds out about peers that are gone: an idle one after two
   /// minutes, one that owes us an acknowledgement after `unacknowledged`.
-  void tune(std::chrono::milliseconds unacknowledged, asio::error_code& error);
+  void Tune(std::chrono::milliseconds unacknowledged, asio::error_code& error);
 
   /// At least one byte, unless there is an error. An empty span is none.
-  std::size_t receive(std::span<std::uint8_t> room, asio::error_code& error);
-  std::size_t send(std::span<const std::uint8_t> bytes, asio::error_code& error) {
-    return send({}, bytes, error);
+  std::size_t Receive(std::span<std::uint8_t> room, asio::error_code& error);
+  std::size_t Send(std::span<const std::uint8_t> bytes, asio::error_code& error) {
+    return Send({}, bytes, error);
   }
   /// Some of `head` and of the bytes that follow it, with one system call.
-  std::size_t send(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+  std::size_t Send(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
                    asio::error_code& error);
 
   /// The next byte, which stays to be read.
-  std::uint8_t peek(asio::error_code& error);
+  std::uint8_t Peek(asio::error_code& error);
 
   /// Whether a peer that has nothing to say is still there: it has neither closed nor sent
   /// anything. Does not wait.
-  [[nodiscard]] bool isQuiet() const;
+  [[nodiscard]] bool IsQuiet() const;
 
   /// The peer finds the end of the stream behind what was sent. Reading goes on.
-  void endWriting();
+  void EndWriting();
   /// Any thread: both directions end at once.
-  void cut();
+  void Cut();
 
-  [[nodiscard]] int descriptor() const { return m_socket.get(); }
+  [[nodiscard]] int Descriptor() const { return m_socket.get(); }
   /// Gives the descriptor away; the socket is of no use afterwards.
-  FileDescriptor release() { return std::move(m_socket); }
+  FileDescriptor Release() { return std::move(m_socket); }
 
  private:
-  [[nodiscard]] bool isLimited() const {
+  [[nodiscard]] bool IsLimited() const {
     return m_deadline || m_span || m_silence || m_dontWait || m_abort >= 0;
   }
   /// After so much waiting that counts already.
-  bool wait(short events, asio::error_code& error, std::chrono::milliseconds waited = {});
-  void moved(std::size_t bytes);
+  bool Wait(short events, asio::error_code& error, std::chrono::milliseconds waited = {});
+  void Moved(std::size_t bytes);
 
   FileDescriptor m_socket;
   std::optional<Clock::time_point> m_deadline;

@@ -20,7 +20,7 @@ constexpr std::size_t kRecord = SSL3_RT_MAX_PLAIN_LENGTH;
 constexpr std::size_t kReadAhead = std::size_t{2} * SSL3_RT_MAX_PACKET_SIZE;
 constexpr std::size_t kMostGathered = kReadAhead;
 
-std::string subjectOf(const X509* certificate) {
+std::string SubjectOf(const X509* certificate) {
   const std::unique_ptr<BIO, int (*)(BIO*)> memory(BIO_new(BIO_s_mem()), BIO_free);
   if (!memory || X509_NAME_print_ex(memory.get(), X509_get_subject_name(certificate), 0,
                                     XN_FLAG_RFC2253) < 0) {
@@ -32,21 +32,21 @@ std::string subjectOf(const X509* certificate) {
 }
 
 // After these the connection goes on where it was.
-bool isPassing(const asio::error_code& error) {
+bool IsPassing(const asio::error_code& error) {
   return error == asio::error::would_block || error == asio::error::timed_out ||
          error == asio::error::operation_aborted;
 }
 
 // OpenSSL's own way frees the texts of all errors that there might be, which takes longer than the
 // system call behind a small record.
-void clearErrors() {
+void ClearErrors() {
   if (ERR_peek_error() != 0) {
     ERR_clear_error();
   }
 }
 
 // Where an SSL object says which connection is its own.
-int ownerIndex() {
+int OwnerIndex() {
   static const int index = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
   return index;
 }
@@ -59,14 +59,14 @@ TlsConnection::TlsConnection(PatientSocket socket, std::uint32_t limit, TlsConte
       m_context(std::move(context)),
       m_socket(std::move(socket)),
       m_tls(SSL_new(m_context->native_handle())) {
-  BIO* bio = m_tls ? BIO_new(socketMethod()) : nullptr;
+  BIO* bio = m_tls ? BIO_new(SocketMethod()) : nullptr;
   if (bio == nullptr) {
     throw std::bad_alloc();
   }
   BIO_set_data(bio, this);
   BIO_set_init(bio, 1);
   SSL_set_bio(m_tls.get(), bio, bio);
-  SSL_set_ex_data(m_tls.get(), ownerIndex(), this);
+  SSL_set_ex_data(m_tls.get(), OwnerIndex(), this);
   // One read takes all records that have come.
   SSL_set_read_ahead(m_tls.get(), 1);
   SSL_set_default_read_buffer_len(m_tls.get(), kReadAhead);
@@ -79,33 +79,33 @@ TlsConnection::TlsConnection(PatientSocket socket, std::uint32_t limit, TlsConte
   }
 }
 
-void TlsConnection::handshake(asio::error_code& error) {
-  clearErrors();
+void TlsConnection::Handshake(asio::error_code& error) {
+  ClearErrors();
   const int result = SSL_do_handshake(m_tls.get());
-  error = result == 1 ? asio::error_code() : errorOf(result);
+  error = result == 1 ? asio::error_code() : ErrorOf(result);
 }
 
-short TlsConnection::awaitedEvents() const {
+short TlsConnection::AwaitedEvents() const {
   return SSL_want_write(m_tls.get()) ? POLLOUT : POLLIN;
 }
 
-bool TlsConnection::isQuiet() {
-  if (unread() != 0 || SSL_has_pending(m_tls.get()) != 0) {
+bool TlsConnection::IsQuiet() {
+  if (Unread() != 0 || SSL_has_pending(m_tls.get()) != 0) {
     return false;
   }
-  if (m_socket.isQuiet()) {
+  if (m_socket.IsQuiet()) {
     return true;
   }
   std::uint8_t byte = 0;
-  m_socket.dontWait(true);
-  clearErrors();
+  m_socket.DontWait(true);
+  ClearErrors();
   const int got = SSL_peek(m_tls.get(), &byte, 1);
-  const bool quiet = got <= 0 && errorOf(got) == asio::error::would_block;
-  m_socket.dontWait(false);
+  const bool quiet = got <= 0 && ErrorOf(got) == asio::error::would_block;
+  m_socket.DontWait(false);
   return quiet;
 }
 
-void TlsConnection::keepBuffers(bool keep) {
+void TlsConnection::KeepBuffers(bool keep) {
   if (keep == m_keepsBuffers) {
     return;
   }
@@ -116,88 +116,88 @@ void TlsConnection::keepBuffers(bool keep) {
   }
   SSL_set_mode(m_tls.get(), SSL_MODE_RELEASE_BUFFERS);
   SSL_free_buffers(m_tls.get());
-  freeGathered();
+  FreeGathered();
 }
 
-void TlsConnection::freeGathered() {
+void TlsConnection::FreeGathered() {
   m_gathered.reset();
   m_gatheredSize = 0;
 }
 
-std::string TlsConnection::peerName() {
+std::string TlsConnection::PeerName() {
   const X509* certificate = SSL_get0_peer_certificate(m_tls.get());
-  return certificate == nullptr ? std::string() : subjectOf(certificate);
+  return certificate == nullptr ? std::string() : SubjectOf(certificate);
 }
 
 // The verdict on a certificate that is refused is gone once the handshake has failed.
-int TlsConnection::judgePeer(int verified, X509_STORE_CTX* chain) {
+int TlsConnection::JudgePeer(int verified, X509_STORE_CTX* chain) {
   if (verified != 1) {
     const auto* tls =
         static_cast<SSL*>(X509_STORE_CTX_get_ex_data(chain, SSL_get_ex_data_X509_STORE_CTX_idx()));
-    auto* self = static_cast<TlsConnection*>(SSL_get_ex_data(tls, ownerIndex()));
+    auto* self = static_cast<TlsConnection*>(SSL_get_ex_data(tls, OwnerIndex()));
     const X509* certificate = X509_STORE_CTX_get_current_cert(chain);
     self->m_whyPeerRefused =
         "the certificate of '" +
-        (certificate == nullptr ? std::string("(unknown)") : subjectOf(certificate)) +
+        (certificate == nullptr ? std::string("(unknown)") : SubjectOf(certificate)) +
         "': " + X509_verify_cert_error_string(X509_STORE_CTX_get_error(chain));
   }
   return verified;
 }
 
-void demandCertificate(asio::ssl::context& context) {
+void DemandCertificate(asio::ssl::context& context) {
   SSL_CTX_set_verify(context.native_handle(), SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT,
-                     TlsConnection::judgePeer);
+                     TlsConnection::JudgePeer);
 }
 
-std::size_t TlsConnection::readSome(std::span<std::uint8_t> room, asio::error_code& error) {
+std::size_t TlsConnection::ReadSome(std::span<std::uint8_t> room, asio::error_code& error) {
   std::size_t got = 0;
-  clearErrors();
+  ClearErrors();
   const int result = SSL_read_ex(m_tls.get(), room.data(), room.size(), &got);
-  error = result == 1 ? asio::error_code() : errorOf(result);
+  error = result == 1 ? asio::error_code() : ErrorOf(result);
   return got;
 }
 
 // A record at a time.
-std::size_t TlsConnection::writeSome(std::span<const std::uint8_t> head,
+std::size_t TlsConnection::WriteSome(std::span<const std::uint8_t> head,
                                      std::span<const std::uint8_t> bytes, asio::error_code& error) {
   if (!head.empty()) {
-    return writeFirst(head, bytes, error);
+    return WriteFirst(head, bytes, error);
   }
   const auto record = bytes.first(std::min(bytes.size(), kRecord));
-  return writeRecord(record, record.size() == bytes.size(), error);
+  return WriteRecord(record, record.size() == bytes.size(), error);
 }
 
 // The first record has the head in it.
-std::size_t TlsConnection::writeFirst(std::span<const std::uint8_t> head,
+std::size_t TlsConnection::WriteFirst(std::span<const std::uint8_t> head,
                                       std::span<const std::uint8_t> bytes,
                                       asio::error_code& error) {
   std::array<std::uint8_t, kRecord> first;
   const std::size_t taken = std::min(bytes.size(), first.size() - head.size());
   std::copy(head.begin(), head.end(), first.begin());
   std::copy_n(bytes.begin(), taken, first.begin() + static_cast<std::ptrdiff_t>(head.size()));
-  return writeRecord(std::span(first).first(head.size() + taken), taken == bytes.size(), error);
+  return WriteRecord(std::span(first).first(head.size() + taken), taken == bytes.size(), error);
 }
 
-std::size_t TlsConnection::writeRecord(std::span<const std::uint8_t> record, bool isLast,
+std::size_t TlsConnection::WriteRecord(std::span<const std::uint8_t> record, bool isLast,
                                        asio::error_code& error) {
   if (!isLast && !m_gathered) {
     m_gathered = std::make_unique_for_overwrite<std::uint8_t[]>(kMostGathered);
   }
   m_moreFollows = !isLast;
   std::size_t written = 0;
-  clearErrors();
+  ClearErrors();
   const int result = SSL_write_ex(m_tls.get(), record.data(), record.size(), &written);
-  error = result == 1 ? asio::error_code() : errorOf(result);
+  error = result == 1 ? asio::error_code() : ErrorOf(result);
   m_moreFollows = false;
   if (isLast && !m_keepsBuffers) {
-    freeGathered();
+    FreeGathered();
   }
   return written;
 }
 
 // A peer that closes without saying so under TLS has closed: frames have lengths, so that nothing
 // can be cut off unnoticed.
-asio::error_code TlsConnection::errorOf(int result) {
+asio::error_code TlsConnection::ErrorOf(int result) {
   switch (SSL_get_error(m_tls.get(), result)) {
     case SSL_ERROR_WANT_READ:
     case SSL_ERROR_WANT_WRITE:
@@ -214,26 +214,26 @@ asio::error_code TlsConnection::errorOf(int result) {
   }
 }
 
-const BIO_METHOD* TlsConnection::socketMethod() {
+const BIO_METHOD* TlsConnection::SocketMethod() {
   static const BIO_METHOD* const method = [] {
     BIO_METHOD* made = BIO_meth_new(BIO_get_new_index() | BIO_TYPE_SOURCE_SINK, "socket");
     if (made == nullptr) {
       throw std::bad_alloc();
     }
-    BIO_meth_set_read(made, readSocket);
-    BIO_meth_set_write(made, writeSocket);
-    BIO_meth_set_ctrl(made, controlSocket);
+    BIO_meth_set_read(made, ReadSocket);
+    BIO_meth_set_write(made, WriteSocket);
+    BIO_meth_set_ctrl(made, ControlSocket);
     return made;
   }();
   return method;
 }
 
-int TlsConnection::readSocket(BIO* bio, char* room, int size) {
+int TlsConnection::ReadSocket(BIO* bio, char* room, int size) {
   auto& self = *static_cast<TlsConnection*>(BIO_get_data(bio));
   BIO_clear_retry_flags(bio);
-  const std::size_t got = self.m_socket.receive(
+  const std::size_t got = self.m_socket.Receive(
       {reinterpret_cast<std::uint8_t*>(room), static_cast<std::size_t>(size)}, self.m_socketError);
-  if (isPassing(self.m_socketError)) {
+  if (IsPassing(self.m_socketError)) {
     BIO_set_retry_read(bio);
   }
   if (self.m_socketError == asio::error::eof) {
@@ -245,45 +245,45 @@ int TlsConnection::readSocket(BIO* bio, char* room, int size) {
 
 // Records of one frame are gathered. The last one sends them, and one that finds no room sends
 // those before it.
-int TlsConnection::writeSocket(BIO* bio, const char* bytes, int size) {
+int TlsConnection::WriteSocket(BIO* bio, const char* bytes, int size) {
   auto& self = *static_cast<TlsConnection*>(BIO_get_data(bio));
   BIO_clear_retry_flags(bio);
   const std::span<const std::uint8_t> record(reinterpret_cast<const std::uint8_t*>(bytes),
                                              static_cast<std::size_t>(size));
   std::size_t written = record.size();
   if (self.m_moreFollows || self.m_gatheredSize > 0) {
-    self.gather(record);
+    self.Gather(record);
   } else {
-    written = self.m_socket.send(record, self.m_socketError);
+    written = self.m_socket.Send(record, self.m_socketError);
   }
-  if (isPassing(self.m_socketError)) {
+  if (IsPassing(self.m_socketError)) {
     BIO_set_retry_write(bio);
   }
   return self.m_socketError ? -1 : static_cast<int>(written);
 }
 
-void TlsConnection::gather(std::span<const std::uint8_t> record) {
+void TlsConnection::Gather(std::span<const std::uint8_t> record) {
   m_socketError.clear();
-  if (m_gatheredSize + record.size() > kMostGathered && !sendGathered()) {
+  if (m_gatheredSize + record.size() > kMostGathered && !SendGathered()) {
     return;
   }
   std::copy(record.begin(), record.end(), m_gathered.get() + m_gatheredSize);
   m_gatheredSize += record.size();
   if (!m_moreFollows) {
-    sendGathered();
+    SendGathered();
   }
 }
 
 // What is left after an error is never sent: the connection is of no use then.
-bool TlsConnection::sendGathered() {
+bool TlsConnection::SendGathered() {
   std::span<const std::uint8_t> rest(m_gathered.get(), std::exchange(m_gatheredSize, 0));
   while (!rest.empty() && !m_socketError) {
-    rest = rest.subspan(m_socket.send(rest, m_socketError));
+    rest = rest.subspan(m_socket.Send(rest, m_socketError));
   }
   return !m_socketError;
 }
 
-long TlsConnection::controlSocket(BIO* bio, int command, long /*number*/, void* /*pointer*/) {
+long TlsConnection::ControlSocket(BIO* bio, int command, long /*number*/, void* /*pointer*/) {
   if (command == BIO_CTRL_EOF) {
     return static_cast<TlsConnection*>(BIO_get_data(bio))->m_ended ? 1 : 0;
   }

@@ -13,8 +13,8 @@
 
 namespace Ferrolink::Companions::Tcp {
 
-/// Demands a certificate of the peer; TlsConnection::whyPeerRefused tells what is wrong with one.
-void demandCertificate(asio::ssl::context& context);
+/// Demands a certificate of the peer; TlsConnection::WhyPeerRefused tells what is wrong with one.
+void DemandCertificate(asio::ssl::context& context);
 
 /// TCP with TLS. OpenSSL reads and writes through the socket, with its limits.
 class TlsConnection : public Connection {
@@ -24,42 +24,42 @@ class TlsConnection : public Connection {
   /// Errors: std::bad_alloc.
   TlsConnection(PatientSocket socket, std::uint32_t limit, TlsContext context, Side side);
 
-  PatientSocket& socket() override { return m_socket; }
+  PatientSocket& Socket() override { return m_socket; }
   /// Errors: those of the socket, or of asio's SSL category.
-  void handshake(asio::error_code& error) override;
-  [[nodiscard]] short awaitedEvents() const override;
+  void Handshake(asio::error_code& error) override;
+  [[nodiscard]] short AwaitedEvents() const override;
   /// Takes in what TLS has to say of itself, such as session tickets.
-  bool isQuiet() override;
-  void keepBuffers(bool keep) override;
-  std::string peerName() override;
-  [[nodiscard]] std::string whyPeerRefused() const override { return m_whyPeerRefused; }
+  bool IsQuiet() override;
+  void KeepBuffers(bool keep) override;
+  std::string PeerName() override;
+  [[nodiscard]] std::string WhyPeerRefused() const override { return m_whyPeerRefused; }
 
   /// OpenSSL's object, valid as long as this one.
-  SSL* native() { return m_tls.get(); }
+  SSL* Native() { return m_tls.get(); }
 
  private:
   struct Free {
     void operator()(SSL* tls) const { SSL_free(tls); }
   };
 
-  std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) override;
-  std::size_t writeSome(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+  std::size_t ReadSome(std::span<std::uint8_t> room, asio::error_code& error) override;
+  std::size_t WriteSome(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
                         asio::error_code& error) override;
 
-  std::size_t writeFirst(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+  std::size_t WriteFirst(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
                          asio::error_code& error);
-  std::size_t writeRecord(std::span<const std::uint8_t> record, bool isLast,
+  std::size_t WriteRecord(std::span<const std::uint8_t> record, bool isLast,
                           asio::error_code& error);
-  [[nodiscard]] asio::error_code errorOf(int result);
-  friend void demandCertificate(asio::ssl::context& context);
-  static int judgePeer(int verified, X509_STORE_CTX* chain);
-  static const BIO_METHOD* socketMethod();
-  static int readSocket(BIO* bio, char* room, int size);
-  static int writeSocket(BIO* bio, const char* bytes, int size);
-  void gather(std::span<const std::uint8_t> record);
-  bool sendGathered();
-  void freeGathered();
-  static long controlSocket(BIO* bio, int command, long number, void* pointer);
+  [[nodiscard]] asio::error_code ErrorOf(int result);
+  friend void DemandCertificate(asio::ssl::context& context);
+  static int JudgePeer(int verified, X509_STORE_CTX* chain);
+  static const BIO_METHOD* SocketMethod();
+  static int ReadSocket(BIO* bio, char* room, int size);
+  static int WriteSocket(BIO* bio, const char* bytes, int size);
+  void Gather(std::span<const std::uint8_t> record);
+  bool SendGathered();
+  void FreeGathered();
+  static long ControlSocket(BIO* bio, int command, long number, void* pointer);
 
   const TlsContext m_context;
   PatientSocket m_socket;

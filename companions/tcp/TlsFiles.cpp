@@ -12,14 +12,14 @@
 namespace Ferrolink::Companions::Tcp {
 namespace {
 
-[[noreturn]] void refuse(const std::string& what, const std::string& file,
+[[noreturn]] void Refuse(const std::string& what, const std::string& file,
                          const std::string& reason) {
   ERR_clear_error();
   throw TlsFileError("Cannot use the " + what + " '" + file + "': " + reason + ".");
 }
 
 // OpenSSL's first error is the cause; the following ones say where it was met.
-std::string firstReason() {
+std::string FirstReason() {
   const unsigned long error = ERR_peek_error();
   if (ERR_SYSTEM_ERROR(error)) {
     return std::system_category().message(ERR_GET_REASON(error));
@@ -28,7 +28,7 @@ std::string firstReason() {
   return reason == nullptr ? "it is no PEM file of that kind" : reason;
 }
 
-std::string textOf(const ASN1_TIME* time) {
+std::string TextOf(const ASN1_TIME* time) {
   const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), &BIO_free);
   if (memory == nullptr || ASN1_TIME_print(memory.get(), time) != 1) {
     return "an unknown time";
@@ -39,7 +39,7 @@ std::string textOf(const ASN1_TIME* time) {
 }
 
 // Without a callback OpenSSL would ask for a key's password on the terminal.
-int noteQuestion(char* /*room*/, int /*size*/, int /*writing*/, void* wasAsked) {
+int NoteQuestion(char* /*room*/, int /*size*/, int /*writing*/, void* wasAsked) {
   if (wasAsked != nullptr) {
     *static_cast<bool*>(wasAsked) = true;
   }
@@ -57,70 +57,70 @@ class PasswordQuestions {
   PasswordQuestions& operator=(const PasswordQuestions&) = delete;
   ~PasswordQuestions() { SSL_CTX_set_default_passwd_cb_userdata(m_context, nullptr); }
 
-  [[nodiscard]] bool wereAsked() const { return m_wereAsked; }
+  [[nodiscard]] bool WereAsked() const { return m_wereAsked; }
 
  private:
   SSL_CTX* const m_context;
   bool m_wereAsked = false;
 };
 
-void useKey(SSL_CTX* context, const std::string& certificateFile, const std::string& keyFile) {
+void UseKey(SSL_CTX* context, const std::string& certificateFile, const std::string& keyFile) {
   const PasswordQuestions questions(context);
   const bool isRead = SSL_CTX_use_PrivateKey_file(context, keyFile.c_str(), SSL_FILETYPE_PEM) == 1;
-  if (questions.wereAsked()) {
-    refuse("key", keyFile, "it needs a password; store it without one");
+  if (questions.WereAsked()) {
+    Refuse("key", keyFile, "it needs a password; store it without one");
   }
   // A key of the certificate's kind is compared as it is read, one of another kind only on demand.
   const bool fits = isRead ? SSL_CTX_check_private_key(context) == 1
                            : ERR_GET_REASON(ERR_peek_last_error()) != X509_R_KEY_VALUES_MISMATCH;
   if (!fits) {
-    refuse("key", keyFile, "it does not fit the certificate '" + certificateFile + "'");
+    Refuse("key", keyFile, "it does not fit the certificate '" + certificateFile + "'");
   }
   if (!isRead) {
-    refuse("key", keyFile, firstReason());
+    Refuse("key", keyFile, FirstReason());
   }
 }
 
 }  // namespace
 
-TlsContext makeTlsContext(asio::ssl::context::method method) {
+TlsContext MakeTlsContext(asio::ssl::context::method method) {
   auto context = std::make_shared<asio::ssl::context>(method);
   SSL_CTX* native = context->native_handle();
   SSL_CTX_set_min_proto_version(native, TLS1_2_VERSION);
   SSL_CTX_set_options(native, SSL_OP_NO_COMPRESSION | SSL_OP_NO_RENEGOTIATION | SSL_OP_NO_TICKET);
   SSL_CTX_set_num_tickets(native, 0);
   SSL_CTX_set_session_cache_mode(native, SSL_SESS_CACHE_OFF);
-  SSL_CTX_set_default_passwd_cb(native, noteQuestion);
+  SSL_CTX_set_default_passwd_cb(native, NoteQuestion);
   return context;
 }
 
-void useCertificate(asio::ssl::context& context, const std::string& certificateFile,
+void UseCertificate(asio::ssl::context& context, const std::string& certificateFile,
                     const std::string& keyFile) {
   ERR_clear_error();
   SSL_CTX* native = context.native_handle();
   if (SSL_CTX_use_certificate_chain_file(native, certificateFile.c_str()) != 1) {
-    refuse("certificate", certificateFile, firstReason());
+    Refuse("certificate", certificateFile, FirstReason());
   }
-  useKey(native, certificateFile, keyFile);
+  UseKey(native, certificateFile, keyFile);
 }
 
-void useAuthorities(asio::ssl::context& context, const std::string& file) {
+void UseAuthorities(asio::ssl::context& context, const std::string& file) {
   ERR_clear_error();
   if (SSL_CTX_load_verify_file(context.native_handle(), file.c_str()) != 1) {
-    refuse("authorities", file, firstReason());
+    Refuse("authorities", file, FirstReason());
   }
 }
 
-void useRevocationList(asio::ssl::context& context, const std::string& file) {
+void UseRevocationList(asio::ssl::context& context, const std::string& file) {
   ERR_clear_error();
   X509_STORE* store = SSL_CTX_get_cert_store(context.native_handle());
   X509_LOOKUP* lookup = X509_STORE_add_lookup(store, X509_LOOKUP_file());
   if (lookup == nullptr || X509_load_crl_file(lookup, file.c_str(), X509_FILETYPE_PEM) < 1) {
-    refuse("revocation list", file, firstReason());
+    Refuse("revocation list", file, FirstReason());
   }
 }
 
-void heedRevocationLists(asio::ssl::context& context) {
+void HeedRevocationLists(asio::ssl::context& context) {
   X509_STORE* store = SSL_CTX_get_cert_store(context.native_handle());
   const STACK_OF(X509_OBJECT)* objects = X509_STORE_get0_objects(store);
   for (int i = 0; i < sk_X509_OBJECT_num(objects); ++i) {
@@ -131,7 +131,7 @@ void heedRevocationLists(asio::ssl::context& context) {
   }
 }
 
-std::string whyNotValidNow(asio::ssl::context& context) {
+std::string WhyNotValidNow(asio::ssl::context& context) {
   const X509* certificate = SSL_CTX_get0_certificate(context.native_handle());
   if (certificate == nullptr) {
     return {};
@@ -139,15 +139,15 @@ std::string whyNotValidNow(asio::ssl::context& context) {
   const ASN1_TIME* first = X509_get0_notBefore(certificate);
   const ASN1_TIME* last = X509_get0_notAfter(certificate);
   if (X509_cmp_current_time(last) < 0) {
-    return "it was valid until " + textOf(last);
+    return "it was valid until " + TextOf(last);
   }
   if (X509_cmp_current_time(first) > 0) {
-    return "it is valid from " + textOf(first) + " on";
+    return "it is valid from " + TextOf(first) + " on";
   }
   return {};
 }
 
-std::string fileStamp(const std::string& path) {
+std::string FileStamp(const std::string& path) {
   struct stat status {};
   if (path.empty() || stat(path.c_str(), &status) != 0) {
     return {};

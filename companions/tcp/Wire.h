@@ -26,7 +26,7 @@ inline constexpr std::size_t kGreetingKind = 5;
 
 using GreetingBytes = std::array<std::uint8_t, kGreetingSize>;
 
-constexpr GreetingBytes greeting(Greeting kind) {
+constexpr GreetingBytes BytesOf(Greeting kind) {
   return {'F', 'R', 'L', 'K', kVersion, static_cast<std::uint8_t>(kind), 0, 0};
 }
 
@@ -47,7 +47,7 @@ enum class Status : std::uint8_t {
 
 inline constexpr Status kLastStatus = Status::TimeOver;
 
-constexpr bool endsConnection(Status status) {
+constexpr bool EndsConnection(Status status) {
   return status == Status::FinalError || status == Status::FinalNotBegun;
 }
 
@@ -73,34 +73,34 @@ inline constexpr std::uint32_t kLastNumber = 0xFFFFFFFF;
 
 using FrameHeaderBytes = std::array<std::uint8_t, kFrameHeaderSize>;
 
-constexpr void putNumber(FrameHeaderBytes& bytes, std::size_t at, std::uint32_t number) {
+constexpr void PutNumber(FrameHeaderBytes& bytes, std::size_t at, std::uint32_t number) {
   bytes[at] = static_cast<std::uint8_t>(number >> 24U);
   bytes[at + 1] = static_cast<std::uint8_t>(number >> 16U);
   bytes[at + 2] = static_cast<std::uint8_t>(number >> 8U);
   bytes[at + 3] = static_cast<std::uint8_t>(number);
 }
 
-constexpr std::uint32_t numberAt(const FrameHeaderBytes& bytes, std::size_t at) {
+constexpr std::uint32_t NumberAt(const FrameHeaderBytes& bytes, std::size_t at) {
   return std::uint32_t{bytes[at]} << 24U | std::uint32_t{bytes[at + 1]} << 16U |
          std::uint32_t{bytes[at + 2]} << 8U | std::uint32_t{bytes[at + 3]};
 }
 
-constexpr FrameHeaderBytes toBytes(const FrameHeader& header) {
+constexpr FrameHeaderBytes ToBytes(const FrameHeader& header) {
   FrameHeaderBytes bytes{};
-  putNumber(bytes, 0, header.length);
-  putNumber(bytes, 4, header.number);
-  putNumber(bytes, 8, header.milliseconds);
+  PutNumber(bytes, 0, header.length);
+  PutNumber(bytes, 4, header.number);
+  PutNumber(bytes, 8, header.milliseconds);
   bytes[12] = static_cast<std::uint8_t>(header.status);
   return bytes;
 }
 
-constexpr FrameHeader fromBytes(const FrameHeaderBytes& bytes) {
-  return {numberAt(bytes, 0), numberAt(bytes, 4), numberAt(bytes, 8),
+constexpr FrameHeader FromBytes(const FrameHeaderBytes& bytes) {
+  return {NumberAt(bytes, 0), NumberAt(bytes, 4), NumberAt(bytes, 8),
           static_cast<Status>(bytes[12])};
 }
 
 /// Whether a header is one that this version writes.
-constexpr bool isWellFormed(const FrameHeaderBytes& bytes) {
+constexpr bool IsWellFormed(const FrameHeaderBytes& bytes) {
   return bytes[12] <= static_cast<std::uint8_t>(kLastStatus) && bytes[13] == 0 && bytes[14] == 0 &&
          bytes[15] == 0;
 }

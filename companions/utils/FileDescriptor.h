@@ -15,25 +15,25 @@ class FileDescriptor {
   FileDescriptor() = default;
 
   /// Takes ownership of `descriptor`; a negative number stands for none.
-  explicit FileDescriptor(int descriptor) : number(descriptor) {}
+  explicit FileDescriptor(int descriptor) : m_number(descriptor) {}
 
-  FileDescriptor(FileDescriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
+  FileDescriptor(FileDescriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
-    std::swap(number, other.number);
+    std::swap(m_number, other.m_number);
     return *this;
   }
   FileDescriptor(const FileDescriptor&) = delete;
   FileDescriptor& operator=(const FileDescriptor&) = delete;
 
   ~FileDescriptor() {
-    if (number >= 0) {
-      ::close(number);
+    if (m_number >= 0) {
+      ::close(m_number);
     }
   }
 
   /// Opens `path` as open(2) does, and again when a signal interrupted it. The descriptor never
   /// passes to a program that the host starts. Owns none on failure, with errno set.
-  static FileDescriptor open(const char* path, int flags, mode_t mode = 0) {
+  static FileDescriptor Open(const char* path, int flags, mode_t mode = 0) {
     int descriptor = -1;
     do {
       descriptor = ::open(path, flags | O_CLOEXEC, mode);
@@ -41,11 +41,11 @@ class FileDescriptor {
     return FileDescriptor(descriptor);
   }
 
-  [[nodiscard]] bool owns() const { return number >= 0; }
-  [[nodiscard]] int get() const { return number; }
+  [[nodiscard]] bool Owns() const { return m_number >= 0; }
+  [[nodiscard]] int get() const { return m_number; }
 
  private:
-  int number = -1;
+  int m_number = -1;
 };
 
 }  // namespace Ferrolink::Companions

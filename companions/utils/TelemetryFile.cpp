@@ -19,11 +19,11 @@ namespace {
 // without the lock, which only makes the repair of a short one safe.
 class WritersLock {
  public:
-  explicit WritersLock(const FileDescriptor& lockedFile) : file(lockedFile) {
+  explicit WritersLock(const FileDescriptor& lockedFile) : m_file(lockedFile) {
     constexpr int kAttempts = 100;
     constexpr timespec kPause{0, 1'000'000};
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-      if (flock(file.get(), LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR)) {
+      if (flock(m_file.get(), LOCK_EX | LOCK_NB) == 0 || (errno != EWOULDBLOCK && errno != EINTR)) {
         return;
       }
       nanosleep(&kPause, nullptr);
@@ -36,15 +36,15 @@ class WritersLock {
 
   // Not left to close(): a child that the host forks meanwhile has the descriptor too, and the lock
   // would last as long as the child.
-  ~WritersLock() { flock(file.get(), LOCK_UN); }
+  ~WritersLock() { flock(m_file.get(), LOCK_UN); }
 
  private:
-  const FileDescriptor& file;
+  const FileDescriptor& m_file;
 };
 
 // A full disk or a size limit took part of a line only: takes it back, unless somebody has already
 // written behind it.
-void takeBack(const FileDescriptor& file, off_t sizeBefore, ssize_t written) {
+void TakeBack(const FileDescriptor& file, off_t sizeBefore, ssize_t written) {
   struct stat status {};
   if (fstat(file.get(), &status) == 0 && status.st_size == sizeBefore + written &&
       ftruncate(file.get(), sizeBefore) != 0) {
@@ -54,12 +54,12 @@ void takeBack(const FileDescriptor& file, off_t sizeBefore, ssize_t written) {
 
 }  // namespace
 
-void appendToTelemetryFile(const char* path, const std::string& line) noexcept {
+void AppendToTelemetryFile(const char* path, const std::string& line) noexcept {
   // Not blocking, since the name may be that of a pipe that nobody reads.
   constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY;
-  const FileDescriptor file = FileDescriptor::open(path, kFlags, S_IRUSR | S_IWUSR);
+  const FileDescriptor file = FileDescriptor::Open(path, kFlags, S_IRUSR | S_IWUSR);
   struct stat status {};
-  if (!file.owns() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+  if (!file.Owns() || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
     return;
   }
   Native::WriteSignalGuard guard;
@@ -72,9 +72,9 @@ void appendToTelemetryFile(const char* path, const std::string& line) noexcept {
     written = ::write(file.get(), line.data(), line.size());
   } while (written < 0 && errno == EINTR);
   if (written < 0) {
-    guard.failed(errno);
+    guard.Failed(errno);
   } else if (written > 0 && written < static_cast<ssize_t>(line.size())) {
-    takeBack(file, status.st_size, written);
+    TakeBack(file, status.st_size, written);
   }
 }
 

@@ -11,7 +11,7 @@ namespace Ferrolink::Companions {
 namespace {
 
 // By calendar arithmetic instead of gmtime, which reads the host's TZ under a lock of its own.
-std::string utcNow() {
+std::string UtcNow() {
   using namespace std::chrono;
   const auto now = floor<milliseconds>(system_clock::now());
   const auto today = floor<days>(now);
@@ -28,10 +28,10 @@ std::string utcNow() {
 
 }  // namespace
 
-std::string telemetryLine(const char* category, const char* message, const char* context) {
+std::string TelemetryLine(const char* category, const char* message, const char* context) {
   using Json = nlohmann::ordered_json;
   Json event = Json::object();
-  event["time"] = utcNow();
+  event["time"] = UtcNow();
   event["category"] = category;
   event["message"] = message;
   event["context"] = context;

@@ -9,7 +9,7 @@ namespace Ferrolink::Companions {
 ///
 /// The line is plain ASCII: everything else is escaped, so no text can end the line early, forge a
 /// second one or steer the terminal that shows it. Throws std::bad_alloc only.
-std::string telemetryLine(const char* category, const char* message, const char* context);
+std::string TelemetryLine(const char* category, const char* message, const char* context);
 
 }  // namespace Ferrolink::Companions
 

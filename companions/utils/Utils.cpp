@@ -9,10 +9,10 @@
 
 namespace {
 
-using Ferrolink::Companions::appendToTelemetryFile;
-using Ferrolink::Companions::telemetryLine;
+using Ferrolink::Companions::AppendToTelemetryFile;
+using Ferrolink::Companions::TelemetryLine;
 
-const char* textOrEmpty(const char* text) {
+const char* TextOrEmpty(const char* text) {
   return text == nullptr ? "" : text;
 }
 
@@ -24,8 +24,8 @@ void LogMessage(const char* first, const char* second, const char* third) {
   const char* path = secure_getenv("FERROLINK_TELEMETRY_FILE");
   if (path != nullptr && *path != '\0') {
     try {
-      appendToTelemetryFile(
-          path, telemetryLine(textOrEmpty(first), textOrEmpty(second), textOrEmpty(third)));
+      AppendToTelemetryFile(
+          path, TelemetryLine(TextOrEmpty(first), TextOrEmpty(second), TextOrEmpty(third)));
     } catch (const std::exception&) {
       // Only memory can run out here. What the event reports matters more than its report.
     }

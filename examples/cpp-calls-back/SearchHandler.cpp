@@ -20,7 +20,7 @@ struct Line {
   bool matches = false;
 };
 
-std::vector<Line> linesOf(const std::string& text) {
+std::vector<Line> LinesOf(const std::string& text) {
   std::vector<Line> lines;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find('\n', start), text.size());
@@ -31,7 +31,7 @@ std::vector<Line> linesOf(const std::string& text) {
 }
 
 // Asks Java about every kThreads-th line. Each thread has lines of its own, so they need no lock.
-void askJava(const Caller& caller, std::vector<Line>& lines, std::size_t first) {
+void AskJava(const Caller& caller, std::vector<Line>& lines, std::size_t first) {
   // Without it, Java would attach and detach this thread anew for every question.
   const Ferrolink::Host::ThreadAttachment attachment;
   for (std::size_t i = first; i < lines.size(); i += kThreads) {
@@ -40,13 +40,13 @@ void askJava(const Caller& caller, std::vector<Line>& lines, std::size_t first) 
 }
 
 // What goes wrong on a thread is thrown on the one that waits for it.
-void askJavaOnThreads(const Caller& caller, std::vector<Line>& lines) {
+void AskJavaOnThreads(const Caller& caller, std::vector<Line>& lines) {
   std::vector<std::exception_ptr> failures(std::min(kThreads, lines.size()));
   std::vector<std::thread> threads;
   for (std::size_t first = 0; first < failures.size(); ++first) {
     threads.emplace_back([&, first] {
       try {
-        askJava(caller, lines, first);
+        AskJava(caller, lines, first);
       } catch (...) {
         failures[first] = std::current_exception();
       }
@@ -63,11 +63,11 @@ void askJavaOnThreads(const Caller& caller, std::vector<Line>& lines) {
 }
 
 // A text to its lines that Java picks, with their numbers.
-Bytes search(Span text) {
+Bytes Search(Span text) {
   const Caller caller;
-  std::vector<Line> lines = linesOf(Ferrolink::Cpp::ToText(text));
+  std::vector<Line> lines = LinesOf(Ferrolink::Cpp::ToText(text));
   caller.Call(Runtime::Jvm, "announce", std::to_string(lines.size()));
-  askJavaOnThreads(caller, lines);
+  AskJavaOnThreads(caller, lines);
   std::string found;
   for (std::size_t i = 0; i < lines.size(); ++i) {
     if (lines[i].matches) {
@@ -80,6 +80,6 @@ Bytes search(Span text) {
 }  // namespace
 
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
-  Ferrolink::Cpp::Registrar(table).Register("search", search);
+  Ferrolink::Cpp::Registrar(table).Register("search", Search);
   return FERROLINK_OK;
 }

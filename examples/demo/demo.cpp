@@ -19,18 +19,18 @@ using Ferrolink::Host::Host;
 
 namespace {
 
-void heading(const char* text) {
+void Heading(const char* text) {
   std::printf("\n== %s\n", text);
   std::fflush(stdout);
 }
 
-void require(bool held, const std::string& what) {
+void Require(bool held, const std::string& what) {
   if (!held) {
     throw std::runtime_error("did not hold: " + what);
   }
 }
 
-Bytes readFile(const std::string& path) {
+Bytes ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
     throw std::runtime_error("cannot read " + path);
@@ -38,7 +38,7 @@ Bytes readFile(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-std::string hexadecimal(const Bytes& bytes) {
+std::string Hexadecimal(const Bytes& bytes) {
   std::string text;
   for (const unsigned byte : bytes) {
     std::array<char, 3> digits{};
@@ -48,16 +48,16 @@ std::string hexadecimal(const Bytes& bytes) {
   return text;
 }
 
-Bytes ownDigest(const Bytes& data) {
+Bytes OwnDigest(const Bytes& data) {
   Bytes digest(EVP_MAX_MD_SIZE);
   unsigned size = 0;
-  require(EVP_Digest(data.data(), data.size(), digest.data(), &size, EVP_sha256(), nullptr) == 1,
+  Require(EVP_Digest(data.data(), data.size(), digest.data(), &size, EVP_sha256(), nullptr) == 1,
           "OpenSSL computes a digest");
   digest.resize(size);
   return digest;
 }
 
-Bytes javaDigest(Host& host, const std::string& algorithm, const Bytes& data) {
+Bytes JavaDigest(Host& host, const std::string& algorithm, const Bytes& data) {
   Bytes payload;
   payload.push_back(static_cast<std::uint8_t>(algorithm.size()));
   payload.insert(payload.end(), algorithm.begin(), algorithm.end());
@@ -65,24 +65,24 @@ Bytes javaDigest(Host& host, const std::string& algorithm, const Bytes& data) {
   return host.Call("digest", payload);
 }
 
-void digestFile(Host& host, const std::string& path, const Bytes& data) {
-  heading("Java digests a file");
-  const Bytes fromJava = javaDigest(host, "SHA-256", data);
+void DigestFile(Host& host, const std::string& path, const Bytes& data) {
+  Heading("Java digests a file");
+  const Bytes fromJava = JavaDigest(host, "SHA-256", data);
   std::printf("%s, %zu bytes\n  Java: %s\n  here: %s\n", path.c_str(), data.size(),
-              hexadecimal(fromJava).c_str(), hexadecimal(ownDigest(data)).c_str());
-  require(fromJava == ownDigest(data), "both digests agree");
+              Hexadecimal(fromJava).c_str(), Hexadecimal(OwnDigest(data)).c_str());
+  Require(fromJava == OwnDigest(data), "both digests agree");
 }
 
-void callUserHandler(Host& host, const std::string& archive, const Bytes& data) {
-  heading("A handler of the user's own, added while Java runs");
+void CallUserHandler(Host& host, const std::string& archive, const Bytes& data) {
+  Heading("A handler of the user's own, added while Java runs");
   host.LoadLibrary(archive);
   const std::string counts = Ferrolink::Host::ToText(host.Call("word-count", data));
   std::printf("%s\n  word-count answers: %s\n", archive.c_str(), counts.c_str());
-  require(!counts.empty(), "word-count answers");
+  Require(!counts.empty(), "word-count answers");
 }
 
-void callFromFourThreads(Host& host) {
-  heading("4 threads at once");
+void CallFromFourThreads(Host& host) {
+  Heading("4 threads at once");
   constexpr int kThreads = 4;
   constexpr int kCalls = 2000;
   std::array<int, kThreads> right{};
@@ -102,14 +102,14 @@ void callFromFourThreads(Host& host) {
   }
   for (std::size_t i = 0; i < kThreads; ++i) {
     std::printf("  thread %zu: %d of %d answers are its own\n", i, right[i], kCalls);
-    require(right[i] == kCalls, "each thread reads its own answers");
+    Require(right[i] == kCalls, "each thread reads its own answers");
   }
 }
 
-void provokeJavaException(Host& host) {
-  heading("A Java exception arrives as text, and the process goes on");
+void ProvokeJavaException(Host& host) {
+  Heading("A Java exception arrives as text, and the process goes on");
   try {
-    javaDigest(host, "NO-SUCH-DIGEST", {});
+    JavaDigest(host, "NO-SUCH-DIGEST", {});
     throw std::logic_error("an unknown algorithm was accepted");
   } catch (const Ferrolink::Host::RemoteError& error) {
     std::printf("%s\n", error.what());
@@ -118,8 +118,8 @@ void provokeJavaException(Host& host) {
   std::printf("heartbeat: Java is well\n");
 }
 
-void measureCalls(Host& host) {
-  heading("Calls per second: echo of 64 bytes, one attached thread");
+void MeasureCalls(Host& host) {
+  Heading("Calls per second: echo of 64 bytes, one attached thread");
   constexpr int kCalls = 200'000;
   const Ferrolink::Host::ThreadAttachment attachment;
   const Bytes data(64, 0x2A);
@@ -128,28 +128,28 @@ void measureCalls(Host& host) {
   }
   const auto start = std::chrono::steady_clock::now();
   for (int call = 0; call < kCalls; ++call) {
-    require(host.Call("echo", data) == data, "echo answers what it was sent");
+    Require(host.Call("echo", data) == data, "echo answers what it was sent");
   }
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
   std::printf("  %.0f calls per second (%.2f microseconds each)\n", kCalls / elapsed.count(),
               elapsed.count() * 1e6 / kCalls);
 }
 
-void run(const std::string& path, const std::string& archive) {
-  const Bytes data = readFile(path);
-  heading("Java starts in this process");
+void Run(const std::string& path, const std::string& archive) {
+  const Bytes data = ReadFile(path);
+  Heading("Java starts in this process");
   Host host;
   std::printf("library: %s\n", host.LibraryPath().c_str());
   std::fflush(stdout);
   host.Start();
   std::printf("JVM found: %s\n", Ferrolink::Host::JvmLibraryPath().c_str());
-  require(!Ferrolink::Host::JvmLibraryPath().empty(), "a JVM runs in this process");
-  digestFile(host, path, data);
-  callUserHandler(host, archive, data);
-  callFromFourThreads(host);
-  provokeJavaException(host);
-  measureCalls(host);
-  heading("All of it held");
+  Require(!Ferrolink::Host::JvmLibraryPath().empty(), "a JVM runs in this process");
+  DigestFile(host, path, data);
+  CallUserHandler(host, archive, data);
+  CallFromFourThreads(host);
+  ProvokeJavaException(host);
+  MeasureCalls(host);
+  Heading("All of it held");
 }
 
 }  // namespace
@@ -160,7 +160,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    run(argv[1], argv[2]);
+    Run(argv[1], argv[2]);
     return 0;
   } catch (const std::exception& error) {
     std::fflush(stdout);

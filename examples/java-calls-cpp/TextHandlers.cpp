@@ -9,7 +9,7 @@ using Span = std::span<const std::uint8_t>;
 namespace {
 
 // Any bytes to their CRC-32, the most significant byte first.
-Bytes crc32(Span bytes) {
+Bytes Crc32(Span bytes) {
   std::uint32_t crc = 0xFFFFFFFF;
   for (const std::uint8_t byte : bytes) {
     crc ^= byte;
@@ -26,7 +26,7 @@ Bytes crc32(Span bytes) {
 }
 
 // A word is a run of letters of ASCII, in small letters.
-std::map<std::string, int> countWords(Span text) {
+std::map<std::string, int> CountWords(Span text) {
   std::map<std::string, int> counts;
   std::string word;
   for (const std::uint8_t byte : text) {
@@ -45,11 +45,11 @@ std::map<std::string, int> countWords(Span text) {
 }
 
 // One byte, how many words are wanted, and a text to lines like "13 that", the most frequent first.
-Bytes frequentWords(Span request) {
+Bytes FrequentWords(Span request) {
   if (request.empty() || request[0] == 0) {
     throw std::invalid_argument("frequent-words needs to know how many words are wanted");
   }
-  const std::map<std::string, int> counts = countWords(request.subspan(1));
+  const std::map<std::string, int> counts = CountWords(request.subspan(1));
   std::vector<std::pair<std::string, int>> words(counts.begin(), counts.end());
   std::stable_sort(words.begin(), words.end(),
                    [](const auto& one, const auto& other) { return one.second > other.second; });
@@ -65,7 +65,7 @@ Bytes frequentWords(Span request) {
 
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
   const Ferrolink::Cpp::Registrar registrar(table);
-  registrar.Register("crc-32", crc32);
-  registrar.Register("frequent-words", frequentWords);
+  registrar.Register("crc-32", Crc32);
+  registrar.Register("frequent-words", FrequentWords);
   return FERROLINK_OK;
 }

@@ -29,13 +29,13 @@ struct Innermost {
   std::vector<std::string> fingerprints;
 };
 
-void require(bool held, const std::string& what) {
+void Require(bool held, const std::string& what) {
   if (!held) {
     throw std::runtime_error("did not hold: " + what);
   }
 }
 
-Bytes readFile(const std::string& path) {
+Bytes ReadFile(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   if (!file) {
     throw std::runtime_error("cannot read " + path);
@@ -44,7 +44,7 @@ Bytes readFile(const std::string& path) {
 }
 
 // FNV-1a, as eight hexadecimal digits.
-std::string fingerprintOf(Span bytes) {
+std::string FingerprintOf(Span bytes) {
   std::uint32_t hash = 2166136261U;
   for (const std::uint8_t byte : bytes) {
     hash = (hash ^ byte) * 16777619U;
@@ -54,7 +54,7 @@ std::string fingerprintOf(Span bytes) {
   return digits.data();
 }
 
-std::vector<std::string> linesOf(const std::string& text) {
+std::vector<std::string> LinesOf(const std::string& text) {
   std::vector<std::string> lines;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find('\n', start), text.size());
@@ -64,7 +64,7 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
-void print(const std::vector<std::string>& lines) {
+void Print(const std::vector<std::string>& lines) {
   for (std::size_t i = 0; i < lines.size() && i < kMostLines; ++i) {
     std::printf("  %s\n", lines[i].c_str());
   }
@@ -73,13 +73,13 @@ void print(const std::vector<std::string>& lines) {
   }
 }
 
-void run(const std::string& archive, const std::string& path) {
-  const Bytes text = readFile(path);
+void Run(const std::string& archive, const std::string& path) {
+  const Bytes text = ReadFile(path);
   Innermost innermost;
   const auto mainThread = std::this_thread::get_id();
   Ferrolink::Cpp::Register("fingerprint", [&](Span sentence) {
     innermost.onMainThread &= std::this_thread::get_id() == mainThread;
-    innermost.fingerprints.push_back(fingerprintOf(sentence));
+    innermost.fingerprints.push_back(FingerprintOf(sentence));
     return Ferrolink::Cpp::ToBytes(innermost.fingerprints.back());
   });
 
@@ -88,13 +88,13 @@ void run(const std::string& archive, const std::string& path) {
   const Bytes reply = caller.Call(Runtime::Jvm, "sentences", text);
   Ferrolink::Cpp::Unregister("fingerprint");
 
-  const std::vector<std::string> lines = linesOf(Ferrolink::Cpp::ToText(reply));
+  const std::vector<std::string> lines = LinesOf(Ferrolink::Cpp::ToText(reply));
   std::printf("Java found %zu sentences, and C++ gave each a fingerprint:\n", lines.size());
-  print(lines);
-  require(innermost.onMainThread, "the innermost frame is on the thread of the outermost one");
-  require(innermost.fingerprints.size() == lines.size(), "C++ was called for every sentence");
+  Print(lines);
+  Require(innermost.onMainThread, "the innermost frame is on the thread of the outermost one");
+  Require(innermost.fingerprints.size() == lines.size(), "C++ was called for every sentence");
   for (std::size_t i = 0; i < lines.size(); ++i) {
-    require(lines[i].starts_with(innermost.fingerprints[i]), "Java reports what C++ answered");
+    Require(lines[i].starts_with(innermost.fingerprints[i]), "Java reports what C++ answered");
   }
   std::printf("All of it was one call of main: C++, Java and C++ on one thread.\n");
 }
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    run(argv[1], argv[2]);
+    Run(argv[1], argv[2]);
     return 0;
   } catch (const std::exception& error) {
     std::fflush(stdout);

@@ -36,25 +36,25 @@ FERROLINK_THREAD_LOCAL bool settingUpHere = false;
 
 constexpr auto kPhp = static_cast<std::uint8_t>(Definitions::Runtime::Php);
 
-[[noreturn]] void raise(const std::string& text) {
+[[noreturn]] void Raise(const std::string& text) {
   throw FerrolinkNativeException("Ferrolink Native Exception: Exception code " + text, "Unknown");
 }
 
-[[noreturn]] void raiseReinstall(const char* code) {
-  raise(std::string(code) + ". \nReinstall Ferrolink package");
+[[noreturn]] void RaiseReinstall(const char* code) {
+  Raise(std::string(code) + ". \nReinstall Ferrolink package");
 }
 
-std::string nameOf(std::uint8_t runtime) {
+std::string NameOf(std::uint8_t runtime) {
   return RuntimeNameHandler::RuntimeNameHandler::GetRuntimeName(runtime);
 }
 
-[[noreturn]] void raiseNotLoaded(std::uint8_t runtime) {
-  raise("019. \nRuntime not loaded: " + nameOf(runtime));
+[[noreturn]] void RaiseNotLoaded(std::uint8_t runtime) {
+  Raise("019. \nRuntime not loaded: " + NameOf(runtime));
 }
 
-[[noreturn]] void raiseSentOutOfSetUp(std::uint8_t called, std::uint8_t settingUp) {
-  raise("021. \nA command to " + nameOf(called) + " came out of the set-up of " +
-        nameOf(settingUp) +
+[[noreturn]] void RaiseSentOutOfSetUp(std::uint8_t called, std::uint8_t settingUp) {
+  Raise("021. \nA command to " + NameOf(called) + " came out of the set-up of " +
+        NameOf(settingUp) +
         ", on the same thread, which would wait for itself. Send it after CreateReceiver and "
         "Initialize have returned");
 }
@@ -86,28 +86,28 @@ TransportInMemory::~TransportInMemory() {
 int TransportInMemory::Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                   std::uint8_t launchArgument) {
   // A pair that is set up needs no lock; one that another thread is setting up waits for it.
-  if (isSetUp(callingRuntime, calledRuntime) && !m_settingUp.load()) {
+  if (IsSetUp(callingRuntime, calledRuntime) && !m_settingUp.load()) {
     return 0;
   }
-  return setUp(callingRuntime, calledRuntime, launchArgument);
+  return SetUp(callingRuntime, calledRuntime, launchArgument);
 }
 
-bool TransportInMemory::isSetUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime) const {
+bool TransportInMemory::IsSetUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime) const {
   return m_libraries[callingRuntime].load() != nullptr &&
          m_libraries[calledRuntime].load() != nullptr &&
          m_receivers[calledRuntime].role.load() != nullptr;
 }
 
-int TransportInMemory::setUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+int TransportInMemory::SetUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                              std::uint8_t launchArgument) {
   if (settingUpHere) {
-    if (isSetUp(callingRuntime, calledRuntime)) {
+    if (IsSetUp(callingRuntime, calledRuntime)) {
       return 0;
     }
-    raiseSentOutOfSetUp(calledRuntime, m_calledRuntime);
+    RaiseSentOutOfSetUp(calledRuntime, m_calledRuntime);
   }
   const std::lock_guard<std::mutex> lock(initializationMutex);
-  if (isSetUp(callingRuntime, calledRuntime)) {
+  if (IsSetUp(callingRuntime, calledRuntime)) {
     return 0;
   }
   const ReentryGuard here(settingUpHere);
@@ -149,36 +149,36 @@ void TransportInMemory::ImportCalledLibrary() {
 }
 
 void TransportInMemory::CreateReceiverInCalledRuntime() {
-  createReceiver(m_calledRuntime, RuntimeOperationMode::CalledRuntime, "014", "015");
+  CreateReceiver(m_calledRuntime, RuntimeOperationMode::CalledRuntime, "014", "015");
 }
 
 void TransportInMemory::CreateReceiverInCallingRuntime() {
-  createReceiver(m_callingRuntime, RuntimeOperationMode::CallingRuntime, "017", "018");
+  CreateReceiver(m_callingRuntime, RuntimeOperationMode::CallingRuntime, "017", "018");
 }
 
 void TransportInMemory::CreateTransmitterInCalledRuntime() {
-  createTransmitter(m_calledRuntime, RuntimeOperationMode::CalledRuntime);
+  CreateTransmitter(m_calledRuntime, RuntimeOperationMode::CalledRuntime);
 }
 
 void TransportInMemory::CreateTransmitterInCallingRuntime() {
-  createTransmitter(m_callingRuntime, RuntimeOperationMode::CallingRuntime);
+  CreateTransmitter(m_callingRuntime, RuntimeOperationMode::CallingRuntime);
 }
 
 // A receiver whose Initialize throws stays its library's own; the next attempt is given it again.
-void TransportInMemory::createReceiver(std::uint8_t runtime, RuntimeOperationMode mode,
+void TransportInMemory::CreateReceiver(std::uint8_t runtime, RuntimeOperationMode mode,
                                        const char* missingCode, const char* nullCode) {
   RoleEntry<IReceiver>& entry = m_receivers[runtime];
   if (entry.role.load() != nullptr) {
     return;
   }
   auto* create =
-      Loader::findFunctionIn<CreateReceiverFunction>(m_libraries[runtime].load(), "CreateReceiver");
+      Loader::FindFunctionIn<CreateReceiverFunction>(m_libraries[runtime].load(), "CreateReceiver");
   if (create == nullptr) {
-    raiseReinstall(missingCode);
+    RaiseReinstall(missingCode);
   }
   IReceiver* created = create(mode);
   if (created == nullptr) {
-    raiseReinstall(nullCode);
+    RaiseReinstall(nullCode);
   }
   created->Initialize(m_callingRuntime, m_calledRuntime, m_launchArgument);
   entry.owner.reset(created);
@@ -186,41 +186,41 @@ void TransportInMemory::createReceiver(std::uint8_t runtime, RuntimeOperationMod
 }
 
 // A null result is stored as it is.
-void TransportInMemory::createTransmitter(std::uint8_t runtime, RuntimeOperationMode mode) {
+void TransportInMemory::CreateTransmitter(std::uint8_t runtime, RuntimeOperationMode mode) {
   RoleEntry<ITransmitter>& entry = m_transmitters[runtime];
   if (entry.role.load() != nullptr) {
     return;
   }
-  auto* create = Loader::findFunctionIn<CreateTransmitterFunction>(m_libraries[runtime].load(),
+  auto* create = Loader::FindFunctionIn<CreateTransmitterFunction>(m_libraries[runtime].load(),
                                                                    "CreateTransmitter");
   if (create == nullptr) {
-    raiseReinstall("016");
+    RaiseReinstall("016");
   }
   ITransmitter* created = create(mode);
   entry.owner.reset(created);
   entry.role.store(created);
 }
 
-IReceiver& TransportInMemory::receiverOf(std::uint8_t runtime) const {
+IReceiver& TransportInMemory::ReceiverOf(std::uint8_t runtime) const {
   IReceiver* found = m_receivers[runtime].role.load(std::memory_order_acquire);
   if (found == nullptr) {
-    raiseNotLoaded(runtime);
+    RaiseNotLoaded(runtime);
   }
   return *found;
 }
 
 int TransportInMemory::SendCommand(std::uint8_t* command, int length) {
-  return receiverOf(command[CommandHeader::kTargetRuntime]).SendCommand(command, length);
+  return ReceiverOf(command[CommandHeader::kTargetRuntime]).SendCommand(command, length);
 }
 
 int TransportInMemory::ReadResponse(std::uint8_t* buffer, int length) {
-  return receiverOf(buffer[CommandHeader::kTargetRuntime]).ReadResponse(buffer, length);
+  return ReceiverOf(buffer[CommandHeader::kTargetRuntime]).ReadResponse(buffer, length);
 }
 
 int TransportInMemory::SetEmbeddedRuntime(std::uint8_t /*callingRuntime*/,
                                           std::uint8_t /*calledRuntime*/,
                                           std::uint8_t launchArgument, std::string path) {
-  return receiverOf(m_calledRuntime).SetEmbeddedRuntime(launchArgument, std::move(path));
+  return ReceiverOf(m_calledRuntime).SetEmbeddedRuntime(launchArgument, std::move(path));
 }
 
 int TransportInMemory::DeployRuntime(std::uint8_t* message, int length, std::string path,
@@ -228,26 +228,26 @@ int TransportInMemory::DeployRuntime(std::uint8_t* message, int length, std::str
   const std::uint8_t called = m_calledRuntime;
   ITransmitter* forward = m_transmitters[called].role.load(std::memory_order_acquire);
   if (forward == nullptr) {
-    raiseNotLoaded(called);
+    RaiseNotLoaded(called);
   }
   const ReentryGuard guard(deploying);
-  if (forward == transmitter.load() || !guard.outermost()) {
-    return receiverOf(called).DeployRuntime(message, length, std::move(path), flag);
+  if (forward == transmitter.load() || !guard.Outermost()) {
+    return ReceiverOf(called).DeployRuntime(message, length, std::move(path), flag);
   }
   return forward->DeployRuntime(message, length, std::move(path), flag);
 }
 
 void TransportInMemory::SendHeartBeatToCalledRuntime() {
-  Console::printOut("SendHeartBeatToCalledRuntime\n");
-  sendHeartBeat(m_calledRuntime, m_callingRuntime, m_launchArgument);
+  Console::PrintOut("SendHeartBeatToCalledRuntime\n");
+  SendHeartBeat(m_calledRuntime, m_callingRuntime, m_launchArgument);
 }
 
 void TransportInMemory::SendHeartBeatToCallingRuntime() {
-  Console::printOut("SendHeartBeatToCallingRuntime\n");
-  sendHeartBeat(m_callingRuntime, m_calledRuntime, 0);
+  Console::PrintOut("SendHeartBeatToCallingRuntime\n");
+  SendHeartBeat(m_callingRuntime, m_calledRuntime, 0);
 }
 
-void TransportInMemory::sendHeartBeat(std::uint8_t to, std::uint8_t from,
+void TransportInMemory::SendHeartBeat(std::uint8_t to, std::uint8_t from,
                                       std::uint8_t launchArgument) {
   std::array<std::uint8_t, 13> message{};
   message[CommandHeader::kTargetRuntime] = to;
@@ -256,7 +256,7 @@ void TransportInMemory::sendHeartBeat(std::uint8_t to, std::uint8_t from,
   message[CommandHeader::kCommandType] = CommandHeader::kTypeHeartBeat;
   message[11] = 0x31;
   message[12] = 0x32;
-  receiverOf(to).SendCommand(message.data(), static_cast<int>(message.size()));
+  ReceiverOf(to).SendCommand(message.data(), static_cast<int>(message.size()));
 }
 
 }  // namespace Ferrolink::Native::Transport

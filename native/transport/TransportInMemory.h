@@ -75,16 +75,16 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
     std::atomic<Role*> role{nullptr};
   };
 
-  [[nodiscard]] FERROLINK_LOCAL bool isSetUp(std::uint8_t callingRuntime,
+  [[nodiscard]] FERROLINK_LOCAL bool IsSetUp(std::uint8_t callingRuntime,
                                              std::uint8_t calledRuntime) const;
-  [[gnu::cold]] FERROLINK_LOCAL int setUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
+  [[gnu::cold]] FERROLINK_LOCAL int SetUp(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                           std::uint8_t launchArgument);
-  FERROLINK_LOCAL void createReceiver(std::uint8_t runtime, Definitions::RuntimeOperationMode mode,
+  FERROLINK_LOCAL void CreateReceiver(std::uint8_t runtime, Definitions::RuntimeOperationMode mode,
                                       const char* missingCode, const char* nullCode);
-  FERROLINK_LOCAL void createTransmitter(std::uint8_t runtime,
+  FERROLINK_LOCAL void CreateTransmitter(std::uint8_t runtime,
                                          Definitions::RuntimeOperationMode mode);
-  [[nodiscard]] FERROLINK_LOCAL Interfaces::IReceiver& receiverOf(std::uint8_t runtime) const;
-  FERROLINK_LOCAL void sendHeartBeat(std::uint8_t to, std::uint8_t from,
+  [[nodiscard]] FERROLINK_LOCAL Interfaces::IReceiver& ReceiverOf(std::uint8_t runtime) const;
+  FERROLINK_LOCAL void SendHeartBeat(std::uint8_t to, std::uint8_t from,
                                      std::uint8_t launchArgument);
 
   // Written under initializationMutex, read by every thread without it. Destroyed in reverse order:

@@ -14,7 +14,7 @@ using LibrariesFinder::LibrariesFinder;
 
 using CreateTransportChannelFunction = ITransport*(const char* host, std::uint16_t port);
 
-[[noreturn]] void raise(const char* text) {
+[[noreturn]] void Raise(const char* text) {
   throw FerrolinkNativeException(std::string("Ferrolink Native Exception: Exception code ") + text,
                                  "Unknown");
 }
@@ -36,14 +36,14 @@ int TransportNetwork::Initialize(std::uint8_t callingRuntime, std::uint8_t calle
     ImportTcpClientLibrary();
     CreateTransportTcpChannel(callingRuntime, calledRuntime, launchArgument);
   }
-  const std::shared_ptr<ITransport> chosen = channelOf(m_useTls ? m_tls : m_tcp);
+  const std::shared_ptr<ITransport> chosen = ChannelOf(m_useTls ? m_tls : m_tcp);
   if (m_active.load(std::memory_order_acquire) != chosen.get()) {
     const std::lock_guard<std::mutex> lock(m_channelMutex);
     m_activeChannel = chosen;
     m_active.store(chosen.get(), std::memory_order_release);
   }
   if (chosen == nullptr) {
-    raise("013. \nReinstall Ferrolink package");
+    Raise("013. \nReinstall Ferrolink package");
   }
   return 0;
 }
@@ -69,34 +69,34 @@ int TransportNetwork::ImportTcpTlsClientLibrary() {
 int TransportNetwork::CreateTransportTcpChannel(std::uint8_t callingRuntime,
                                                 std::uint8_t calledRuntime,
                                                 std::uint8_t launchArgument) {
-  return createChannel(m_tcp, callingRuntime, calledRuntime, launchArgument);
+  return CreateChannel(m_tcp, callingRuntime, calledRuntime, launchArgument);
 }
 
 int TransportNetwork::CreateTransportTcpTlsChannel(std::uint8_t callingRuntime,
                                                    std::uint8_t calledRuntime,
                                                    std::uint8_t launchArgument) {
-  return createChannel(m_tls, callingRuntime, calledRuntime, launchArgument);
+  return CreateChannel(m_tls, callingRuntime, calledRuntime, launchArgument);
 }
 
-std::shared_ptr<ITransport> TransportNetwork::channelOf(const Client& client) const {
+std::shared_ptr<ITransport> TransportNetwork::ChannelOf(const Client& client) const {
   const std::lock_guard<std::mutex> lock(m_channelMutex);
   return client.channel;
 }
 
 // Two first calls may both make a channel; the one that is stored first stays, the other goes.
-int TransportNetwork::createChannel(Client& client, std::uint8_t callingRuntime,
+int TransportNetwork::CreateChannel(Client& client, std::uint8_t callingRuntime,
                                     std::uint8_t calledRuntime, std::uint8_t launchArgument) {
-  if (channelOf(client) != nullptr) {
+  if (ChannelOf(client) != nullptr) {
     return 0;
   }
-  auto* create = Loader::findFunctionIn<CreateTransportChannelFunction>(client.library.load(),
+  auto* create = Loader::FindFunctionIn<CreateTransportChannelFunction>(client.library.load(),
                                                                         "CreateTransportChannel");
   if (create == nullptr) {
-    raise("011. \nReinstall Ferrolink package");
+    Raise("011. \nReinstall Ferrolink package");
   }
   std::shared_ptr<ITransport> made(create(m_host.c_str(), m_port));
   if (made == nullptr) {
-    raise("012. \nReinstall Ferrolink package");
+    Raise("012. \nReinstall Ferrolink package");
   }
   // Stored when it has been initialised, or has failed to be: a channel that failed is kept too.
   const auto store = [&] {
@@ -115,20 +115,20 @@ int TransportNetwork::createChannel(Client& client, std::uint8_t callingRuntime,
   return 0;
 }
 
-ITransport& TransportNetwork::activeChannel() const {
+ITransport& TransportNetwork::ActiveChannel() const {
   ITransport* active = m_active.load(std::memory_order_acquire);
   if (active == nullptr) {
-    raise("020. \nNo channel selected");
+    Raise("020. \nNo channel selected");
   }
   return *active;
 }
 
 int TransportNetwork::SendCommand(std::uint8_t* message, int length) {
-  return activeChannel().SendCommand(message, length);
+  return ActiveChannel().SendCommand(message, length);
 }
 
 int TransportNetwork::ReadResponse(std::uint8_t* buffer, int length) {
-  return activeChannel().ReadResponse(buffer, length);
+  return ActiveChannel().ReadResponse(buffer, length);
 }
 
 int TransportNetwork::SetEmbeddedRuntime(std::uint8_t /*callingRuntime*/,

@@ -54,10 +54,10 @@ class FERROLINK_EXPORT TransportNetwork : public Interfaces::ITransport {
     std::shared_ptr<Interfaces::ITransport> channel;  ///< guarded by m_channelMutex
   };
 
-  FERROLINK_LOCAL int createChannel(Client& client, std::uint8_t callingRuntime,
+  FERROLINK_LOCAL int CreateChannel(Client& client, std::uint8_t callingRuntime,
                                     std::uint8_t calledRuntime, std::uint8_t launchArgument);
-  FERROLINK_LOCAL std::shared_ptr<Interfaces::ITransport> channelOf(const Client& client) const;
-  [[nodiscard]] FERROLINK_LOCAL Interfaces::ITransport& activeChannel() const;
+  FERROLINK_LOCAL std::shared_ptr<Interfaces::ITransport> ChannelOf(const Client& client) const;
+  [[nodiscard]] FERROLINK_LOCAL Interfaces::ITransport& ActiveChannel() const;
 
   // Constant after construction.
   const std::string m_host;

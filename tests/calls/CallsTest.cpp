@@ -1,16 +1,16 @@
 // Java programs that call other runtimes, on every JDK of the machine.
 #include <gtest/gtest.h>
 
-#include "tests/calls/Support.h"
+#include "tests/calls/JavaProgramCases.h"
 #include "tests/support/Counts.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 
 PROCESS_CASE(runProgram) {
-  std::vector<std::string> arguments = caseArguments();
+  std::vector<std::string> arguments = CaseArguments();
   const std::string program = arguments.front();
-  arguments.front() = caseHandlers().string();
-  startJava().runMain(program, arguments);
+  arguments.front() = CaseHandlers().string();
+  StartJava().RunMain(program, arguments);
 }
 
 namespace {
@@ -18,18 +18,18 @@ namespace {
 // The parameter is an option of the JVM.
 class Calls : public testing::TestWithParam<std::string> {
  protected:
-  static void prints(const std::vector<std::string>& program,
+  static void Prints(const std::vector<std::string>& program,
                      const std::vector<std::string>& lines) {
-    onEveryJdk("runProgram", program, GetParam(), [&](const CaseResult& result) {
+    OnEveryJdk("runProgram", program, GetParam(), [&](const CaseResult& result) {
       EXPECT_EQ(result.signal, 0) << result.err.substr(0, 4000);
       EXPECT_EQ(result.exitCode, 0) << result.err.substr(0, 4000);
-      EXPECT_EQ(linesOf(result.out), lines) << result.err.substr(0, 4000);
+      EXPECT_EQ(LinesOf(result.out), lines) << result.err.substr(0, 4000);
     });
   }
 };
 
 // How Java prints eight counts that are the same.
-std::string fromEightThreads(long count) {
+std::string FromEightThreads(long count) {
   std::string text;
   for (int thread = 0; thread < 8; ++thread) {
     text += (thread == 0 ? "[" : ", ") + std::to_string(count);
@@ -38,7 +38,7 @@ std::string fromEightThreads(long count) {
 }
 
 // Who takes part in calls of that depth: C++ and Java in turn, Java outermost.
-std::string participants(int depth) {
+std::string Participants(int depth) {
   std::string names;
   for (int level = depth; level >= 0; --level) {
     names += level % 2 == 0 ? 'J' : 'C';
@@ -49,22 +49,22 @@ std::string participants(int depth) {
 }  // namespace
 
 TEST_P(Calls, OfEightThreadsOverThreeChannelsReadTheirOwnAnswersAndWholeErrorTexts) {
-  const long calls = countOr("TEST_CALLS", 20'000);
+  const long calls = CountOr("TEST_CALLS", 20'000);
   const long callsToAFailure = 160;
-  prints({"ConcurrentCallers", std::to_string(calls)},
-         {"answers " + fromEightThreads(calls),
-          "failures " + fromEightThreads((calls + callsToAFailure - 1) / callsToAFailure)});
+  Prints({"ConcurrentCallers", std::to_string(calls)},
+         {"answers " + FromEightThreads(calls),
+          "failures " + FromEightThreads((calls + callsToAFailure - 1) / callsToAFailure)});
   RecordProperty("calls", std::to_string(8 * calls));
 }
 
 TEST_P(Calls, OfJavaAndCppNestFiftyDeep) {
-  prints({"NestedCalls", "0", "1", "2", "3", "50"},
-         {participants(0), participants(1), participants(2), participants(3), participants(50),
-          participants(50)});
+  Prints({"NestedCalls", "0", "1", "2", "3", "50"},
+         {Participants(0), Participants(1), Participants(2), Participants(3), Participants(50),
+          Participants(50)});
 }
 
 TEST_P(Calls, OfDeploymentsEndWhereTwoMembersForwardToEachOther) {
-  prints({"DeployingCalls"}, {"1", "1", "1"});
+  Prints({"DeployingCalls"}, {"1", "1", "1"});
 }
 
 INSTANTIATE_TEST_SUITE_P(Plain, Calls, testing::Values(""));

@@ -8,9 +8,9 @@
 #include <csignal>
 #include <thread>
 
-#include "tests/calls/Support.h"
+#include "tests/calls/JavaProgramCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Cpp::Caller;
 using Ferrolink::Native::Definitions::Runtime;
 
@@ -18,7 +18,7 @@ namespace {
 
 constexpr unsigned kLimitSeconds = 10;
 
-void joined(void* (*body)(void*), void* argument) {
+void Joined(void* (*body)(void*), void* argument) {
   pthread_t thread{};
   pthread_create(&thread, nullptr, body, argument);
   pthread_join(thread, nullptr);
@@ -27,9 +27,9 @@ void joined(void* (*body)(void*), void* argument) {
 // The parameter is an option of the JVM.
 class EndedThread : public testing::TestWithParam<std::string> {
  protected:
-  static void endsTheProcess(const std::string& name, const std::vector<std::string>& arguments,
+  static void EndsTheProcess(const std::string& name, const std::vector<std::string>& arguments,
                              const std::string& handler) {
-    onEveryJdk(name, arguments, GetParam(), [&](const CaseResult& result) {
+    OnEveryJdk(name, arguments, GetParam(), [&](const CaseResult& result) {
       EXPECT_EQ(result.signal, SIGABRT) << result.out << result.err.substr(0, 4000);
       EXPECT_NE(result.err.find("Ferrolink: the C++ function '" + handler +
                                 "', which Java called, or a function that it called, ended the "
@@ -46,33 +46,33 @@ class EndedThread : public testing::TestWithParam<std::string> {
 
 PROCESS_CASE(endJavaThread) {
   alarm(kLimitSeconds);
-  std::vector<std::string> arguments = caseArguments();
-  arguments.insert(arguments.begin(), caseHandlers().string());
-  startJava().runMain("EndingThreads", arguments);
+  std::vector<std::string> arguments = CaseArguments();
+  arguments.insert(arguments.begin(), CaseHandlers().string());
+  StartJava().RunMain("EndingThreads", arguments);
 }
 
 TEST_P(EndedThread, OfJavaEndsTheProcessWithAReason) {
-  endsTheProcess("endJavaThread", {"end-thread", "pthread_exit"}, "end-thread");
+  EndsTheProcess("endJavaThread", {"end-thread", "pthread_exit"}, "end-thread");
 }
 
 TEST_P(EndedThread, OfJavaThatIsCancelledEndsTheProcessWithAReason) {
-  endsTheProcess("endJavaThread", {"end-thread", "cancel"}, "end-thread");
+  EndsTheProcess("endJavaThread", {"end-thread", "cancel"}, "end-thread");
 }
 
 TEST_P(EndedThread, OfJavaUnderTwoCppFunctionsEndsTheProcessWithAReason) {
-  endsTheProcess("endJavaThread", {"end-thread", "nested"}, "end-thread");
+  EndsTheProcess("endJavaThread", {"end-thread", "nested"}, "end-thread");
 }
 
 TEST_P(EndedThread, OfJavaUnderAFunctionInCEndsTheProcessWithAReason) {
-  endsTheProcess("endJavaThread", {"end-thread-in-C", ""}, "end-thread-in-C");
+  EndsTheProcess("endJavaThread", {"end-thread-in-C", ""}, "end-thread-in-C");
 }
 
 PROCESS_CASE(endThreadThatCalledJava) {
   alarm(kLimitSeconds);
-  static const Caller caller({caseNativeDirectory(), ""});
-  caller.LoadLibrary(Runtime::Jvm, casePrograms());
-  caller.LoadLibrary(Runtime::Cpp, caseHandlers());
-  joined(
+  static const Caller caller({CaseNativeDirectory(), ""});
+  caller.LoadLibrary(Runtime::Jvm, CasePrograms());
+  caller.LoadLibrary(Runtime::Cpp, CaseHandlers());
+  Joined(
       [](void*) -> void* {
         caller.Call(Runtime::Jvm, "relay", "pthread_exit");
         return nullptr;
@@ -84,31 +84,31 @@ PROCESS_CASE(endThreadThatCalledJava) {
 }
 
 TEST_P(EndedThread, OfCppWithJavaInBetweenEndsTheProcessWithAReason) {
-  endsTheProcess("endThreadThatCalledJava", {}, "end-thread");
+  EndsTheProcess("endThreadThatCalledJava", {}, "end-thread");
 }
 
 PROCESS_CASE(endCppThreads) {
   alarm(kLimitSeconds);
-  static const Caller caller({caseNativeDirectory(), ""});
-  caller.LoadLibrary(Runtime::Cpp, caseHandlers());
-  caller.LoadLibrary(Runtime::Jvm, casePrograms());
+  static const Caller caller({CaseNativeDirectory(), ""});
+  caller.LoadLibrary(Runtime::Cpp, CaseHandlers());
+  caller.LoadLibrary(Runtime::Jvm, CasePrograms());
   caller.Heartbeat(Runtime::Jvm);
   for (const char* way : {"pthread_exit", "cancel", "nested"}) {
-    joined(
+    Joined(
         [](void* argument) -> void* {
           const Ferrolink::Host::ThreadAttachment attachment;
           caller.Call(Runtime::Cpp, "end-thread", static_cast<const char*>(argument));
-          report("not reached");
+          Report("not reached");
           return nullptr;
         },
         const_cast<char*>(way));
     caller.Call(Runtime::Jvm, "collect", "");
-    report(way);
+    Report(way);
   }
 }
 
 TEST_P(EndedThread, OfCppIsGoneAndTheProcessGoesOn) {
-  onEveryJdk("endCppThreads", {}, GetParam(), [](const CaseResult& result) {
+  OnEveryJdk("endCppThreads", {}, GetParam(), [](const CaseResult& result) {
     EXPECT_EQ(result.signal, 0) << result.err.substr(0, 4000);
     EXPECT_EQ(result.exitCode, 0) << result.err.substr(0, 4000);
     EXPECT_EQ(result.report, (std::vector<std::string>{"pthread_exit", "cancel", "nested"}));

@@ -9,7 +9,7 @@
 #include <string>
 
 /// Ways for a process to end that C++ has, for programs of the tests and for handlers in them.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// Exit codes of a process that forked a child: the child ended as it was told to, was still there
 /// after five seconds, was ended by another signal, or ended with another exit code.
@@ -18,7 +18,7 @@ inline constexpr int kForkedChildHung = 47;
 inline constexpr int kForkedChildCrashed = 48;
 inline constexpr int kForkedChildEndedOtherwise = 49;
 
-[[noreturn]] inline void endForkedChild(const std::string& way, int exitCode) {
+[[noreturn]] inline void EndForkedChild(const std::string& way, int exitCode) {
   alarm(5);
   if (way == "fork, exit") {
     std::exit(exitCode);
@@ -31,11 +31,11 @@ inline constexpr int kForkedChildEndedOtherwise = 49;
 }
 
 /// Forks a child that ends in the given way, waits for it, and ends with one of the codes above.
-[[noreturn]] inline void endAfterForking(const std::string& way) {
+[[noreturn]] inline void EndAfterForking(const std::string& way) {
   constexpr int kExitCode = 45;
   const pid_t child = fork();
   if (child == 0) {
-    endForkedChild(way, kExitCode);
+    EndForkedChild(way, kExitCode);
   }
   int status = 0;
   while (waitpid(child, &status, 0) < 0) {
@@ -47,7 +47,7 @@ inline constexpr int kForkedChildEndedOtherwise = 49;
 }
 
 /// Ends the process in the way that the text names; returns where a signal is still to do that.
-inline void endProcess(const std::string& way) {
+inline void EndProcess(const std::string& way) {
   if (way == "exit") {
     std::exit(42);
   }
@@ -55,7 +55,7 @@ inline void endProcess(const std::string& way) {
     _exit(43);
   }
   if (way.starts_with("fork, ")) {
-    endAfterForking(way);
+    EndAfterForking(way);
   }
   const int signal = way == "SIGINT"    ? SIGINT
                      : way == "SIGHUP"  ? SIGHUP
@@ -64,6 +64,6 @@ inline void endProcess(const std::string& way) {
   kill(getpid(), signal);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -14,10 +14,10 @@
 #include <thread>
 
 #include "tests/calls/Endings.h"
-#include "tests/calls/Support.h"
+#include "tests/calls/JavaProgramCases.h"
 #include "tests/support/Counts.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 
 namespace {
 
@@ -25,14 +25,14 @@ constexpr unsigned kLimitSeconds = 10;
 constexpr int kThreads = 8;
 constexpr int kCallsBeforeTheEnd = 200;
 
-void execJava(const std::vector<std::string>& arguments) {
+void ExecJava(const std::vector<std::string>& arguments) {
   const std::string java = std::string(std::getenv("JAVA_HOME")) + "/bin/java";
   std::vector<std::string> texts = {java,
                                     "-XX:-UsePerfData",
                                     "-XX:+IgnoreUnrecognizedVMOptions",
                                     "--enable-native-access=ALL-UNNAMED",
                                     "-cp",
-                                    caseArchive().string() + ":" + casePrograms().string()};
+                                    CaseArchive().string() + ":" + CasePrograms().string()};
   texts.insert(texts.end(), arguments.begin(), arguments.end());
   std::vector<char*> pointers;
   for (std::string& text : texts) {
@@ -43,14 +43,14 @@ void execJava(const std::vector<std::string>& arguments) {
 }
 
 // Who started the tests may have told them to ignore a signal, which their children inherit.
-void beginToEnd() {
+void BeginToEnd() {
   alarm(kLimitSeconds);
   for (const int signal : {SIGHUP, SIGINT}) {
     std::signal(signal, SIG_DFL);
   }
 }
 
-void callForEver(Ferrolink::Host::Host& host, std::latch& busy) {
+void CallForEver(Ferrolink::Host::Host& host, std::latch& busy) {
   const Ferrolink::Host::ThreadAttachment attachment;
   const Ferrolink::Host::Bytes payload(64);
   for (int call = 0;; ++call) {
@@ -82,7 +82,7 @@ struct Tally {
   std::chrono::milliseconds slowest{0};
   std::string firstFailure;
 
-  void add(const End& told, const CaseResult& result, std::chrono::milliseconds took) {
+  void Add(const End& told, const CaseResult& result, std::chrono::milliseconds took) {
     ++runs;
     slowest = std::max(slowest, took);
     if (result.signal == told.signal && result.exitCode == told.exitCode &&
@@ -106,20 +106,20 @@ struct Tally {
 
 class Exit : public testing::TestWithParam<End> {
  protected:
-  static void isAsTold(const std::string& name) {
-    const auto jdks = installedJdks();
+  static void IsAsTold(const std::string& name) {
+    const auto jdks = InstalledJdks();
     ASSERT_FALSE(jdks.empty());
     Tally tally;
     for (const auto& jdk : jdks) {
       const InstallationTree tree;
-      installEverything(tree);
-      CaseOptions options = onJdk(tree, jdk);
+      InstallEverything(tree);
+      CaseOptions options = OnJdk(tree, jdk);
       options.arguments = {GetParam().way};
-      for (long run = countOr("TEST_RUNS", 10); run > 0; --run) {
+      for (long run = CountOr("TEST_RUNS", 10); run > 0; --run) {
         const auto begin = std::chrono::steady_clock::now();
-        const CaseResult result = runCase(name, tree, options);
+        const CaseResult result = RunCase(name, tree, options);
         const auto took = std::chrono::steady_clock::now() - begin;
-        tally.add(GetParam(), result, std::chrono::duration_cast<std::chrono::milliseconds>(took));
+        tally.Add(GetParam(), result, std::chrono::duration_cast<std::chrono::milliseconds>(took));
       }
     }
     RecordProperty("runs", tally.runs);
@@ -136,41 +136,41 @@ class Exit : public testing::TestWithParam<End> {
 }  // namespace
 
 PROCESS_CASE(endJavaProgram) {
-  beginToEnd();
-  execJava({"BusyCallers", caseHandlers().string(), caseArguments().at(0)});
+  BeginToEnd();
+  ExecJava({"BusyCallers", CaseHandlers().string(), CaseArguments().at(0)});
 }
 
 TEST_P(Exit, OfAJavaProgramWhoseThreadsCallCpp) {
-  isAsTold("endJavaProgram");
+  IsAsTold("endJavaProgram");
 }
 
 PROCESS_CASE(endCppProgram) {
-  beginToEnd();
+  BeginToEnd();
   // The threads use both until the very end.
-  static Ferrolink::Host::Host& host = *new Ferrolink::Host::Host({caseNativeDirectory(), ""});
+  static Ferrolink::Host::Host& host = *new Ferrolink::Host::Host({CaseNativeDirectory(), ""});
   static std::latch& busy = *new std::latch(kThreads);
-  host.LoadLibrary(casePrograms());
+  host.LoadLibrary(CasePrograms());
   host.Heartbeat();
   for (int thread = 0; thread < kThreads; ++thread) {
-    std::thread([] { callForEver(host, busy); }).detach();
+    std::thread([] { CallForEver(host, busy); }).detach();
   }
   busy.wait();
   std::fputs("busy\n", stdout);
   std::fflush(stdout);
-  const std::string way = caseArguments().at(0);
+  const std::string way = CaseArguments().at(0);
   if (way == "System.exit") {
     host.Call("System.exit", "");
   } else if (way != "return") {
-    endProcess(way);
+    EndProcess(way);
     pause();
   }
 }
 
 TEST_P(Exit, OfACppProgramWhoseThreadsCallJava) {
-  isAsTold("endCppProgram");
+  IsAsTold("endCppProgram");
 }
 
-std::string nameOf(const testing::TestParamInfo<End>& end) {
+std::string NameOf(const testing::TestParamInfo<End>& end) {
   return end.param.name;
 }
 
@@ -181,11 +181,11 @@ INSTANTIATE_TEST_SUITE_P(
                     End{"_exit", "QuickExit", 43}, End{"System.exit", "SystemExit", 44},
                     End{"SIGTERM", "Sigterm", 128 + SIGTERM}, End{"SIGINT", "Sigint", 128 + SIGINT},
                     End{"SIGHUP", "Sighup", 128 + SIGHUP}, End{"SIGUSR1", "Sigusr1", -1, SIGUSR1}),
-    nameOf);
+    NameOf);
 
 // A child that was forked meanwhile ends, and the process after it.
 INSTANTIATE_TEST_SUITE_P(AfterAForkWhoseChildCalls, Exit,
                          testing::Values(End{"fork, _exit", "QuickExit", kForkedChildEnded},
                                          End{"fork, exit", "Exit", kForkedChildEnded},
                                          End{"fork, exec", "Exec", kForkedChildEnded}),
-                         nameOf);
+                         NameOf);

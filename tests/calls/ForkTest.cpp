@@ -14,9 +14,9 @@
 #include <thread>
 #include <vector>
 
-#include "tests/calls/Support.h"
+#include "tests/calls/JavaProgramCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 
 namespace {
 
@@ -27,7 +27,7 @@ constexpr int kThreads = 4;
 constexpr int kCallsBeforeTheForks = 200;
 constexpr const char* kForksVariable = "TEST_FORKS";  // for long runs: forks of each case
 
-std::string forks() {
+std::string Forks() {
   const char* count = std::getenv(kForksVariable);
   return count != nullptr ? count : "20";
 }
@@ -43,7 +43,7 @@ void PrintTo(const Child& child, std::ostream* out) {
   *out << child.way << " on the " << child.thread;
 }
 
-void callJavaForEver(Ferrolink::Host::Host& host, std::latch& busy) {
+void CallJavaForEver(Ferrolink::Host::Host& host, std::latch& busy) {
   const Ferrolink::Host::Bytes payload(64);
   for (int call = 0;; ++call) {
     host.Call("echo", payload);
@@ -54,7 +54,7 @@ void callJavaForEver(Ferrolink::Host::Host& host, std::latch& busy) {
 }
 
 // Whether the member's thread-local data, locks and responses are in use changes nothing.
-void callCppForEver(IReceiver& receiver, std::latch& busy) {
+void CallCppForEver(IReceiver& receiver, std::latch& busy) {
   for (int call = 0;; ++call) {
     std::vector<std::uint8_t> heartBeat = {8, 0, 0, 0, 0, 0, 0, 0, 0, 8, 11, 0x31, 0x32};
     const int length = receiver.SendCommand(heartBeat.data(), 13);
@@ -65,7 +65,7 @@ void callCppForEver(IReceiver& receiver, std::latch& busy) {
   }
 }
 
-[[noreturn]] void endChild(const std::string& way) {
+[[noreturn]] void EndChild(const std::string& way) {
   alarm(kLimitSeconds);
   if (way == "exec") {
     execl("/bin/true", "true", nullptr);
@@ -75,13 +75,13 @@ void callCppForEver(IReceiver& receiver, std::latch& busy) {
 }
 
 // Forks as often as the case says and reports how the children ended, each way once.
-void forkChildren() {
-  const std::string& way = caseArguments().at(0);
+void ForkChildren() {
+  const std::string& way = CaseArguments().at(0);
   std::vector<pid_t> children;
-  for (int count = std::stoi(caseArguments().at(2)); count > 0; --count) {
+  for (int count = std::stoi(CaseArguments().at(2)); count > 0; --count) {
     children.push_back(fork());
     if (children.back() == 0) {
-      endChild(way);
+      EndChild(way);
     }
   }
   std::map<std::string, int> ends;
@@ -92,16 +92,16 @@ void forkChildren() {
                              : "signal " + std::to_string(WTERMSIG(status))];
   }
   for (const auto& [end, count] : ends) {
-    report(end + ": " + std::to_string(count));
+    Report(end + ": " + std::to_string(count));
   }
 }
 
 // The process goes on afterwards: the parent has noticed nothing.
-[[noreturn]] void forkOnTheThreadAndEnd(const std::function<void()>& last) {
-  if (caseArguments().at(1) == std::string("starting thread")) {
-    forkChildren();
+[[noreturn]] void ForkOnTheThreadAndEnd(const std::function<void()>& last) {
+  if (CaseArguments().at(1) == std::string("starting thread")) {
+    ForkChildren();
   } else {
-    std::thread(forkChildren).join();
+    std::thread(ForkChildren).join();
   }
   last();
   _exit(0);
@@ -109,11 +109,11 @@ void forkChildren() {
 
 class Fork : public testing::TestWithParam<Child> {
  protected:
-  static void endsEachChild(const std::string& name) {
-    onEveryJdk(name, {GetParam().way, GetParam().thread, forks()}, "",
+  static void EndsEachChild(const std::string& name) {
+    OnEveryJdk(name, {GetParam().way, GetParam().thread, Forks()}, "",
                [](const CaseResult& result) {
                  EXPECT_EQ(result.report,
-                           (std::vector<std::string>{"exited 0: " + forks(), "parent goes on"}))
+                           (std::vector<std::string>{"exited 0: " + Forks(), "parent goes on"}))
                      << result.err.substr(0, 4000);
                  EXPECT_EQ(result.exitCode, 0) << result.err.substr(0, 4000);
                });
@@ -123,34 +123,34 @@ class Fork : public testing::TestWithParam<Child> {
 }  // namespace
 
 PROCESS_CASE(forkCppProgram) {
-  static auto& host = *new Ferrolink::Host::Host({caseNativeDirectory(), ""});
-  static auto& cpp = *Ferrolink::Host::detail::openReceiver(caseNativeDirectory() /
+  static auto& host = *new Ferrolink::Host::Host({CaseNativeDirectory(), ""});
+  static auto& cpp = *Ferrolink::Host::detail::OpenReceiver(CaseNativeDirectory() /
                                                             "libFerrolinkCppRuntimeNative.so");
   static auto& busy = *new std::latch(kThreads);
   host.Heartbeat();
   for (int thread = 0; thread < kThreads; ++thread) {
     std::thread([thread] {
-      thread == 0 ? callCppForEver(cpp, busy) : callJavaForEver(host, busy);
+      thread == 0 ? CallCppForEver(cpp, busy) : CallJavaForEver(host, busy);
     }).detach();
   }
   busy.wait();
-  forkOnTheThreadAndEnd([] {
+  ForkOnTheThreadAndEnd([] {
     host.Heartbeat();
-    report("parent goes on");
+    Report("parent goes on");
   });
 }
 
 TEST_P(Fork, OfACppProgramWhoseThreadsCallJava) {
-  endsEachChild("forkCppProgram");
+  EndsEachChild("forkCppProgram");
 }
 
 PROCESS_CASE(forkJavaProgram) {
-  startJava().runMain("BusyCallers", {caseHandlers().string(), "return"});
-  forkOnTheThreadAndEnd([] { report("parent goes on"); });
+  StartJava().RunMain("BusyCallers", {CaseHandlers().string(), "return"});
+  ForkOnTheThreadAndEnd([] { Report("parent goes on"); });
 }
 
 TEST_P(Fork, OfAJavaProgramWhoseThreadsCallCpp) {
-  endsEachChild("forkJavaProgram");
+  EndsEachChild("forkJavaProgram");
 }
 
 INSTANTIATE_TEST_SUITE_P(

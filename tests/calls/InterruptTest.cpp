@@ -4,9 +4,9 @@
 
 #include <thread>
 
-#include "tests/calls/Support.h"
+#include "tests/calls/JavaProgramCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Host::Host;
 using Ferrolink::Host::ThreadAttachment;
 using Ferrolink::Host::ToText;
@@ -16,30 +16,30 @@ namespace {
 // The parameter is an option of the JVM.
 class Interrupt : public testing::TestWithParam<std::string> {};
 
-void reportCall(Host& host, const char* payload) {
-  report(ToText(host.Call("interrupt", payload)));
+void ReportCall(Host& host, const char* payload) {
+  Report(ToText(host.Call("interrupt", payload)));
 }
 
 }  // namespace
 
 PROCESS_CASE(interruptNativeThread) {
-  Host host({caseNativeDirectory(), ""});
-  host.LoadLibrary(casePrograms());
+  Host host({CaseNativeDirectory(), ""});
+  host.LoadLibrary(CasePrograms());
   host.Start();
   std::thread([&] {
     const ThreadAttachment attachment;
-    reportCall(host, "set");
-    reportCall(host, "");
-    reportCall(host, "remember");
+    ReportCall(host, "set");
+    ReportCall(host, "");
+    ReportCall(host, "remember");
     std::thread([&] { host.Call("interrupt", "set remembered"); }).join();
-    reportCall(host, "");
-    reportCall(host, "set");
-    reportCall(host, "");
+    ReportCall(host, "");
+    ReportCall(host, "set");
+    ReportCall(host, "");
   }).join();
 }
 
 TEST_P(Interrupt, ByAHandlerEndsWithItsCommandAndOneFromBeforeStays) {
-  onEveryJdk("interruptNativeThread", {}, GetParam(), [](const CaseResult& result) {
+  OnEveryJdk("interruptNativeThread", {}, GetParam(), [](const CaseResult& result) {
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.report,
               (std::vector<std::string>{"false", "false", "false", "true", "true", "true"}));
@@ -47,13 +47,13 @@ TEST_P(Interrupt, ByAHandlerEndsWithItsCommandAndOneFromBeforeStays) {
 }
 
 PROCESS_CASE(interruptInListener) {
-  startJava().runMain("InterruptingCalls", {caseHandlers().string()});
+  StartJava().RunMain("InterruptingCalls", {CaseHandlers().string()});
 }
 
 TEST_P(Interrupt, ByAListenerEndsOnThreadsOfCppAndStaysOnThreadsOfJava) {
-  onEveryJdk("interruptInListener", {}, GetParam(), [](const CaseResult& result) {
+  OnEveryJdk("interruptInListener", {}, GetParam(), [](const CaseResult& result) {
     EXPECT_EQ(result.exitCode, 0) << result.err;
-    EXPECT_EQ(linesOf(result.out),
+    EXPECT_EQ(LinesOf(result.out),
               (std::vector<std::string>{"thread of C++: false", "thread of Java: false",
                                         "afterwards: true"}));
   });

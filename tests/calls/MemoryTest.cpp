@@ -1,20 +1,20 @@
 // What a Java program that calls for a long time keeps of the machine's memory.
 #include <gtest/gtest.h>
 
-#include "tests/calls/Support.h"
+#include "tests/calls/JavaProgramCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 
 PROCESS_CASE(callManyTimes) {
-  startJava({"-Xms64m", "-Xmx64m", "-XX:+AlwaysPreTouch", "-XX:+UseSerialGC"})
-      .runMain("ManyCalls", {caseHandlers().string(), caseArguments().at(0)});
+  StartJava({"-Xms64m", "-Xmx64m", "-XX:+AlwaysPreTouch", "-XX:+UseSerialGC"})
+      .RunMain("ManyCalls", {CaseHandlers().string(), CaseArguments().at(0)});
 }
 
 constexpr long kEightMebibytes = 8L << 10;  // in KiB
 
 TEST(CallsMemory, TenMillionCallsOfCppStayWithinEightMebibytes) {
-  onEveryJdk("callManyTimes", {"10000000"}, "", [](const CaseResult& result) {
-    const std::vector<std::string> lines = linesOf(result.out);
+  OnEveryJdk("callManyTimes", {"10000000"}, "", [](const CaseResult& result) {
+    const std::vector<std::string> lines = LinesOf(result.out);
     ASSERT_EQ(lines.size(), 2U) << result.err.substr(0, 4000);
     EXPECT_EQ(lines[0], "10000000");
     EXPECT_LE(std::stol(lines[1]), kEightMebibytes);

@@ -8,7 +8,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 namespace fs = std::filesystem;
 
@@ -18,19 +18,19 @@ constexpr uid_t kNobody = 65534;
 constexpr std::size_t kElfClass = 4;  // its place in an ELF header
 constexpr std::size_t kHeaderAndABit = 100;
 
-std::string contents(const fs::path& file) {
+std::string Contents(const fs::path& file) {
   std::ostringstream text;
   text << std::ifstream(file, std::ios::binary).rdbuf();
   return text.str();
 }
 
-void write(const fs::path& file, const std::string& text) {
+void Write(const fs::path& file, const std::string& text) {
   std::ofstream(file, std::ios::binary) << text;
 }
 
 }  // namespace
 
-const char* nameOf(Breakage breakage) {
+const char* NameOf(Breakage breakage) {
   switch (breakage) {
     case Breakage::Missing:
       return "Missing";
@@ -58,20 +58,20 @@ const char* nameOf(Breakage breakage) {
   return "";
 }
 
-void placeBroken(const fs::path& file, Breakage breakage, const fs::path& whole) {
-  std::string bytes = contents(whole);
+void PlaceBroken(const fs::path& file, Breakage breakage, const fs::path& whole) {
+  std::string bytes = Contents(whole);
   switch (breakage) {
     case Breakage::Missing:
       return;
     case Breakage::EmptyFile:
-      return write(file, "");
+      return Write(file, "");
     case Breakage::TextFile:
-      return write(file, std::string(2000, 'x'));
+      return Write(file, std::string(2000, 'x'));
     case Breakage::WrongElfClass:
       bytes.at(kElfClass) = 1;
-      return write(file, bytes);
+      return Write(file, bytes);
     case Breakage::Truncated:
-      return write(file, bytes.substr(0, kHeaderAndABit));
+      return Write(file, bytes.substr(0, kHeaderAndABit));
     case Breakage::MissingSymbols:
       fs::copy_file(FAKEUTILSEMPTY_PATH, file);
       return;
@@ -79,7 +79,7 @@ void placeBroken(const fs::path& file, Breakage breakage, const fs::path& whole)
       fs::copy_file(FAKEDEPENDENT_PATH, file);
       return;
     case Breakage::Unreadable:
-      write(file, bytes);
+      Write(file, bytes);
       fs::permissions(file, fs::perms::none);
       return;
     case Breakage::LinkLoop:
@@ -96,12 +96,12 @@ void placeBroken(const fs::path& file, Breakage breakage, const fs::path& whole)
 }
 
 // A new file, not new contents of one that the loader may have in use.
-void putRight(const fs::path& file, const fs::path& whole) {
+void PutRight(const fs::path& file, const fs::path& whole) {
   fs::remove_all(file);
   fs::copy_file(whole, file);
 }
 
-std::string reasonOf(Breakage breakage, const fs::path& file) {
+std::string ReasonOf(Breakage breakage, const fs::path& file) {
   switch (breakage) {
     case Breakage::Missing:
     case Breakage::LinkLoop:
@@ -141,4 +141,4 @@ WithoutPrivileges::~WithoutPrivileges() {
   }
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -5,7 +5,7 @@
 #include <string>
 
 /// What may lie in the place of a library's file.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 enum class Breakage {
   Missing,
@@ -23,18 +23,18 @@ enum class Breakage {
 
 inline constexpr int kBreakages = 11;
 
-const char* nameOf(Breakage breakage);
+const char* NameOf(Breakage breakage);
 
 /// Puts the breakage in the place of `file`, where nothing lies yet; `whole` is the library that
 /// belongs there.
-void placeBroken(const std::filesystem::path& file, Breakage breakage,
+void PlaceBroken(const std::filesystem::path& file, Breakage breakage,
                  const std::filesystem::path& whole);
 
 /// Puts the library in the place of whatever lies there.
-void putRight(const std::filesystem::path& file, const std::filesystem::path& whole);
+void PutRight(const std::filesystem::path& file, const std::filesystem::path& whole);
 
 /// Why the loader, or the library before it asks the loader, cannot open the file; "" where it can.
-std::string reasonOf(Breakage breakage, const std::filesystem::path& file);
+std::string ReasonOf(Breakage breakage, const std::filesystem::path& file);
 
 /// While it lives, files without permissions cannot be read, by root either.
 class WithoutPrivileges {
@@ -45,6 +45,6 @@ class WithoutPrivileges {
   ~WithoutPrivileges();
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

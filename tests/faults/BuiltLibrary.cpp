@@ -8,7 +8,7 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 BuiltLibrary::BuiltLibrary(const std::filesystem::path& file)
     : m_handle(dlopen(file.c_str(), RTLD_NOW)) {
@@ -17,21 +17,21 @@ BuiltLibrary::BuiltLibrary(const std::filesystem::path& file)
   }
 }
 
-void* BuiltLibrary::address(const char* name) const {
+void* BuiltLibrary::Address(const char* name) const {
   return dlsym(m_handle, name);
 }
 
-IReceiver* BuiltLibrary::receiver() const {
-  return find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(
+IReceiver* BuiltLibrary::Receiver() const {
+  return Find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(
       RuntimeOperationMode::CalledRuntime);
 }
 
-ITransmitter* BuiltLibrary::transmitter() const {
-  return find<ITransmitter*(RuntimeOperationMode)>("CreateTransmitter")(
+ITransmitter* BuiltLibrary::Transmitter() const {
+  return Find<ITransmitter*(RuntimeOperationMode)>("CreateTransmitter")(
       RuntimeOperationMode::CallingRuntime);
 }
 
-Bytes toJava(std::uint8_t type, const std::string& body) {
+Bytes ToJava(std::uint8_t type, const std::string& body) {
   constexpr std::size_t kHeader = 11;
   Bytes bytes(kHeader + body.size(), 0);
   bytes[0] = 2;
@@ -43,13 +43,13 @@ Bytes toJava(std::uint8_t type, const std::string& body) {
   return bytes;
 }
 
-Bytes toRuntime8(std::uint8_t channel) {
+Bytes ToRuntime8(std::uint8_t channel) {
   return {8, 0, channel, 127, 0, 0, 1, 99, 0, 2, 2};
 }
 
-std::string exchange(IReceiver& receiver, Bytes command) {
+std::string Exchange(IReceiver& receiver, Bytes command) {
   std::string response;
-  const std::string thrown = thrownBy([&] {
+  const std::string thrown = ThrownBy([&] {
     const int length = receiver.SendCommand(command.data(), static_cast<int>(command.size()));
     Bytes bytes(static_cast<std::size_t>(length));
     receiver.ReadResponse(bytes.data(), length);
@@ -58,13 +58,13 @@ std::string exchange(IReceiver& receiver, Bytes command) {
   return response.empty() ? thrown : response;
 }
 
-std::string send(ITransmitter& transmitter, Bytes command) {
+std::string Send(ITransmitter& transmitter, Bytes command) {
   std::string result;
-  const std::string thrown = thrownBy([&] {
+  const std::string thrown = ThrownBy([&] {
     result =
         std::to_string(transmitter.SendCommand(command.data(), static_cast<int>(command.size())));
   });
   return result.empty() ? thrown : result;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

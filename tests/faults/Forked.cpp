@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr char kNoteEnd = '\x1e';  // notes may hold line breaks
@@ -25,9 +25,9 @@ class SharedFile {
   SharedFile& operator=(const SharedFile&) = delete;
   ~SharedFile() { close(m_descriptor); }
 
-  [[nodiscard]] int descriptor() const { return m_descriptor; }
+  [[nodiscard]] int Descriptor() const { return m_descriptor; }
 
-  [[nodiscard]] std::string contents() const {
+  [[nodiscard]] std::string Contents() const {
     std::string text(static_cast<std::size_t>(lseek(m_descriptor, 0, SEEK_END)), '\0');
     const ssize_t got = pread(m_descriptor, text.data(), text.size(), 0);
     text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
@@ -40,7 +40,7 @@ class SharedFile {
 
 int noteDescriptor = -1;
 
-[[noreturn]] void runChild(const std::function<void()>& body, int output, int notes,
+[[noreturn]] void RunChild(const std::function<void()>& body, int output, int notes,
                            unsigned limitSeconds) {
   dup2(output, STDOUT_FILENO);
   dup2(output, STDERR_FILENO);
@@ -55,7 +55,7 @@ int noteDescriptor = -1;
   std::exit(0);
 }
 
-std::vector<std::string> split(const std::string& text) {
+std::vector<std::string> Split(const std::string& text) {
   std::vector<std::string> entries;
   std::size_t start = 0;
   for (std::size_t end = text.find(kNoteEnd); end != std::string::npos;
@@ -68,8 +68,8 @@ std::vector<std::string> split(const std::string& text) {
 
 }  // namespace
 
-std::string ForkedRun::describe() const {
-  std::string text = endedWell()   ? "ended well"
+std::string ForkedRun::Describe() const {
+  std::string text = EndedWell()   ? "ended well"
                      : signal != 0 ? "ended by signal " + std::to_string(signal)
                                    : "ended with " + std::to_string(exitCode);
   for (const std::string& entry : notes) {
@@ -78,7 +78,7 @@ std::string ForkedRun::describe() const {
   return text + (output.empty() ? "" : "\n  output: " + output);
 }
 
-ForkedRun runForked(const std::function<void()>& body, unsigned limitSeconds) {
+ForkedRun RunForked(const std::function<void()>& body, unsigned limitSeconds) {
   const SharedFile output;
   const SharedFile notes;
   std::fflush(nullptr);
@@ -87,23 +87,23 @@ ForkedRun runForked(const std::function<void()>& body, unsigned limitSeconds) {
     throw std::runtime_error("cannot fork");
   }
   if (child == 0) {
-    runChild(body, output.descriptor(), notes.descriptor(), limitSeconds);
+    RunChild(body, output.Descriptor(), notes.Descriptor(), limitSeconds);
   }
   int status = 0;
   waitpid(child, &status, 0);
   ForkedRun run;
   run.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   run.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-  run.output = output.contents();
-  run.notes = split(notes.contents());
+  run.output = output.Contents();
+  run.notes = Split(notes.Contents());
   return run;
 }
 
-void note(const std::string& text) {
+void Note(const std::string& text) {
   const std::string entry = text + kNoteEnd;
   if (write(noteDescriptor, entry.data(), entry.size()) < 0) {
     _exit(74);
   }
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

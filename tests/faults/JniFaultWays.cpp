@@ -3,21 +3,21 @@
 #include <algorithm>
 #include <array>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-bool startsWith(const std::string& text, const std::string& start) {
+bool StartsWith(const std::string& text, const std::string& start) {
   return text.rfind(start, 0) == 0;
 }
 
 // Whether a line of the text starts so; a start may hold line breaks itself.
-bool hasLine(const std::string& text, const std::string& start) {
+bool HasLine(const std::string& text, const std::string& start) {
   return ("\n" + text).find("\n" + start) != std::string::npos;
 }
 
-bool isOneOf(const std::string& call, std::initializer_list<const char*> names) {
+bool IsOneOf(const std::string& call, std::initializer_list<const char*> names) {
   return std::any_of(names.begin(), names.end(),
-                     [&](const char* name) { return startsWith(call, name); });
+                     [&](const char* name) { return StartsWith(call, name); });
 }
 
 /// A call, and the errors that its failures may end in: the starts of their texts.
@@ -27,7 +27,7 @@ struct Errors {
 };
 
 // One of these is a prefix of every text that a failure may lead to, unless the stretch goes on.
-const std::vector<Errors>& errorsOfCalls() {
+const std::vector<Errors>& ErrorsOfCalls() {
   static const std::vector<Errors> all = {
       {"JNI_GetCreatedJavaVMs", {"JVM Launcher: Exception code 018. JVM not initialized\n"}},
       {"GetJavaVM", {"JVM Launcher: Exception code 018. JVM not initialized\n"}},
@@ -78,18 +78,18 @@ const JniFaultWay kNull{"yields null", {.null = true}};
 const JniFaultWay kNullAndThrown{"yields null and throws", {.null = true, .exception = true}};
 const JniFaultWay kThrown{"throws", {.exception = true}};
 
-JniFaultWay refused(jint result) {
+JniFaultWay Refused(jint result) {
   return {"returns " + std::to_string(result), {.result = result}};
 }
 
-bool asksJavaForInfo(const std::string& call) {
-  return isOneOf(call, {"GetEnv", "AttachCurrentThread", "FindClass(com",
+bool AsksJavaForInfo(const std::string& call) {
+  return IsOneOf(call, {"GetEnv", "AttachCurrentThread", "FindClass(com",
                         "CallStaticObjectMethodV(getRuntimeInfo", "GetStringUTFChars",
                         "ReleaseStringUTFChars"});
 }
 
 // Every place where the undisturbed text has Java's words, the other may lack them.
-bool lacksOnlyInfo(const std::string& outcome, const std::string& undisturbed) {
+bool LacksOnlyInfo(const std::string& outcome, const std::string& undisturbed) {
   const std::string info = "Fake JVM\n";
   for (auto at = undisturbed.find(info); at != std::string::npos;
        at = undisturbed.find(info, at + info.size())) {
@@ -104,30 +104,30 @@ bool lacksOnlyInfo(const std::string& outcome, const std::string& undisturbed) {
 
 }  // namespace
 
-std::vector<JniFaultWay> waysToFail(const std::string& call, bool launcher) {
-  if (isOneOf(call, {"JNI_CreateJavaVM"})) {
-    return {refused(-1), refused(-2), refused(-3), refused(-4), refused(-5), refused(-6)};
+std::vector<JniFaultWay> WaysToFail(const std::string& call, bool launcher) {
+  if (IsOneOf(call, {"JNI_CreateJavaVM"})) {
+    return {Refused(-1), Refused(-2), Refused(-3), Refused(-4), Refused(-5), Refused(-6)};
   }
-  if (isOneOf(call, {"JNI_GetCreatedJavaVMs", "GetJavaVM"})) {
-    return {refused(JNI_ERR)};
+  if (IsOneOf(call, {"JNI_GetCreatedJavaVMs", "GetJavaVM"})) {
+    return {Refused(JNI_ERR)};
   }
-  if (isOneOf(call, {"GetEnv"})) {
-    return {refused(JNI_ERR), refused(JNI_EVERSION), kNull};
+  if (IsOneOf(call, {"GetEnv"})) {
+    return {Refused(JNI_ERR), Refused(JNI_EVERSION), kNull};
   }
-  if (isOneOf(call, {"AttachCurrentThread"})) {
-    return {refused(JNI_ERR), refused(JNI_ENOMEM), kNull};
+  if (IsOneOf(call, {"AttachCurrentThread"})) {
+    return {Refused(JNI_ERR), Refused(JNI_ENOMEM), kNull};
   }
-  if (isOneOf(call, {"NewLocalRef", "GetObjectClass"})) {
+  if (IsOneOf(call, {"NewLocalRef", "GetObjectClass"})) {
     return {kNull};
   }
   std::vector<JniFaultWay> ways;
-  if (isOneOf(call, {"FindClass", "GetStaticMethodID", "GetMethodID", "NewGlobalRef",
+  if (IsOneOf(call, {"FindClass", "GetStaticMethodID", "GetMethodID", "NewGlobalRef",
                      "NewByteArray", "NewStringUTF", "GetByteArrayElements", "GetStringUTFChars",
                      "CallStaticObjectMethodV", "CallObjectMethodV"})) {
     ways = {kNull, kNullAndThrown};
   }
   if (launcher &&
-      isOneOf(call, {"FindClass(com", "GetStaticMethodID", "NewByteArray", "SetByteArrayRegion",
+      IsOneOf(call, {"FindClass(com", "GetStaticMethodID", "NewByteArray", "SetByteArrayRegion",
                      "GetByteArrayElements", "GetArrayLength", "GetStringUTFChars",
                      "ReleaseStringUTFChars", "CallStaticObjectMethodV", "CallObjectMethodV"})) {
     ways.push_back(kThrown);
@@ -135,27 +135,27 @@ std::vector<JniFaultWay> waysToFail(const std::string& call, bool launcher) {
   return ways;
 }
 
-bool mayEndIn(const std::string& call, const std::string& outcome, const std::string& undisturbed) {
-  if (asksJavaForInfo(call) && lacksOnlyInfo(outcome, undisturbed)) {
+bool MayEndIn(const std::string& call, const std::string& outcome, const std::string& undisturbed) {
+  if (AsksJavaForInfo(call) && LacksOnlyInfo(outcome, undisturbed)) {
     return true;
   }
-  for (const Errors& entry : errorsOfCalls()) {
-    if (startsWith(call, entry.call)) {
+  for (const Errors& entry : ErrorsOfCalls()) {
+    if (StartsWith(call, entry.call)) {
       return std::any_of(entry.errors.begin(), entry.errors.end(),
-                         [&](const char* error) { return hasLine(outcome, error); });
+                         [&](const char* error) { return HasLine(outcome, error); });
     }
   }
   return false;
 }
 
-bool mayEndProcess(const std::string& call, const JniFaultWay& way, const std::string& output) {
+bool MayEndProcess(const std::string& call, const JniFaultWay& way, const std::string& output) {
   // Without a list of the JVMs there are, the launcher finds out by creating one more: code 015.
-  const bool creating = startsWith(call, "JNI_CreateJavaVM");
-  if (!creating && !startsWith(call, "JNI_GetCreatedJavaVMs")) {
+  const bool creating = StartsWith(call, "JNI_CreateJavaVM");
+  if (!creating && !StartsWith(call, "JNI_GetCreatedJavaVMs")) {
     return false;
   }
   const std::string number = std::to_string(creating ? -*way.fault.result : 5);
   return output.find("JVM Launcher: Exception code 01" + number + "\n") != std::string::npos;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

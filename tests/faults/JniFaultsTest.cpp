@@ -14,7 +14,7 @@
 #include "tests/jvm/LauncherFixture.h"
 #include "tests/transport/TransportFixture.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 /// What one run noted, in this order.
@@ -38,30 +38,30 @@ struct Observation {
   Texts calls;
 };
 
-void noteLeft(JniScenario& scenario) {
-  note(outstanding(scenario.jvm()) + " pending " + std::to_string(scenario.pendingExceptions()));
+void NoteLeft(JniScenario& scenario) {
+  Note(Outstanding(scenario.Jvm()) + " pending " + std::to_string(scenario.PendingExceptions()));
 }
 
 // The scenarios' threads are over when their notes are made.
-void observe(const JniScenarioEntry& entry, const FakeJvm::NumberedFault& fault) {
+void Observe(const JniScenarioEntry& entry, const FakeJvm::NumberedFault& fault) {
   const auto scenario = entry.make();
-  scenario->jvm().clearCalls();
-  scenario->jvm().failCall(fault);
-  const std::string outcome = scenario->act();
-  scenario->jvm().failCall({});
-  const Texts calls = scenario->jvm().calls();
-  note(outcome);
-  note(std::to_string(scenario->pendingExceptions()));
+  scenario->Jvm().ClearCalls();
+  scenario->Jvm().FailCall(fault);
+  const std::string outcome = scenario->Act();
+  scenario->Jvm().FailCall({});
+  const Texts calls = scenario->Jvm().Calls();
+  Note(outcome);
+  Note(std::to_string(scenario->PendingExceptions()));
   for (int round = 0; round < 2; ++round) {
-    note(scenario->recover());
-    noteLeft(*scenario);
+    Note(scenario->Recover());
+    NoteLeft(*scenario);
   }
   for (const std::string& call : calls) {
-    note(call);
+    Note(call);
   }
 }
 
-std::vector<long> countsIn(const std::string& text) {
+std::vector<long> CountsIn(const std::string& text) {
   std::istringstream words(text);
   std::vector<long> counts;
   for (std::string name; words >> name;) {
@@ -74,26 +74,26 @@ std::vector<long> countsIn(const std::string& text) {
 
 constexpr std::size_t kAttached = 4;  // its place among the counts
 
-bool noMoreThan(const std::string& left, const std::string& baseline, int furtherAttachments) {
-  const std::vector<long> now = countsIn(left);
-  std::vector<long> before = countsIn(baseline);
+bool NoMoreThan(const std::string& left, const std::string& baseline, int furtherAttachments) {
+  const std::vector<long> now = CountsIn(left);
+  std::vector<long> before = CountsIn(baseline);
   before.at(kAttached) += furtherAttachments;
   return now.size() == before.size() &&
          std::equal(now.begin(), now.end(), before.begin(), std::less_equal<>());
 }
 
 // Empty where all is as it should be.
-std::string judge(const ForkedRun& run, const Observation& baseline, const std::string& call,
+std::string Judge(const ForkedRun& run, const Observation& baseline, const std::string& call,
                   const JniFaultWay& way, int furtherAttachments) {
   if (run.signal == SIGABRT && run.output.find("FakeJvm:") == std::string::npos &&
-      mayEndProcess(call, way, run.output)) {
+      MayEndProcess(call, way, run.output)) {
     return "";
   }
   const Observation seen(run);
-  if (!run.endedWell() || !seen.complete) {
-    return "the process " + run.describe();
+  if (!run.EndedWell() || !seen.complete) {
+    return "the process " + run.Describe();
   }
-  if (seen.outcome != baseline.outcome && !mayEndIn(call, seen.outcome, baseline.outcome)) {
+  if (seen.outcome != baseline.outcome && !MayEndIn(call, seen.outcome, baseline.outcome)) {
     return "outcome " + seen.outcome;
   }
   if (seen.pending != "0") {
@@ -103,15 +103,15 @@ std::string judge(const ForkedRun& run, const Observation& baseline, const std::
     return "recovered with " + seen.recovered.front() + " then " + seen.recovered.back();
   }
   if (seen.left.front() != seen.left.back() ||
-      !noMoreThan(seen.left.back(), baseline.left.back(), furtherAttachments)) {
+      !NoMoreThan(seen.left.back(), baseline.left.back(), furtherAttachments)) {
     return "left " + seen.left.front() + " then " + seen.left.back() + " instead of " +
            baseline.left.back();
   }
   return "";
 }
 
-const JniScenarioEntry& named(const std::string& name) {
-  static const std::vector<JniScenarioEntry> all = jniScenarios();
+const JniScenarioEntry& Named(const std::string& name) {
+  static const std::vector<JniScenarioEntry> all = JniScenarios();
   return *std::find_if(all.begin(), all.end(),
                        [&](const JniScenarioEntry& entry) { return entry.name == name; });
 }
@@ -119,48 +119,48 @@ const JniScenarioEntry& named(const std::string& name) {
 }  // namespace
 
 PROCESS_CASE(everyCallFails) {
-  const JniScenarioEntry& entry = named(caseArguments().front());
-  const ForkedRun undisturbed = runForked([&] { observe(entry, {}); });
+  const JniScenarioEntry& entry = Named(CaseArguments().front());
+  const ForkedRun undisturbed = RunForked([&] { Observe(entry, {}); });
   const Observation baseline(undisturbed);
-  if (!undisturbed.endedWell() || !baseline.complete || baseline.pending != "0") {
-    report("undisturbed: " + undisturbed.describe());
+  if (!undisturbed.EndedWell() || !baseline.complete || baseline.pending != "0") {
+    Report("undisturbed: " + undisturbed.Describe());
     return;
   }
   alarm(0);  // each run has its own limit
   long faults = 0;
   for (std::size_t i = 0; i < baseline.calls.size(); ++i) {
     const std::string& call = baseline.calls[i];
-    for (const JniFaultWay& way : waysToFail(call, entry.launcher)) {
+    for (const JniFaultWay& way : WaysToFail(call, entry.launcher)) {
       FakeJvm::NumberedFault fault = way.fault;
       fault.call = static_cast<long>(i) + 1;
-      const ForkedRun run = runForked([&] { observe(entry, fault); });
-      const std::string wrong = judge(run, baseline, call, way, entry.furtherAttachments);
+      const ForkedRun run = RunForked([&] { Observe(entry, fault); });
+      const std::string wrong = Judge(run, baseline, call, way, entry.furtherAttachments);
       if (!wrong.empty()) {
-        report("call " + std::to_string(i + 1) + " " + call + " " + way.name + ": " + wrong);
+        Report("call " + std::to_string(i + 1) + " " + call + " " + way.name + ": " + wrong);
       }
       faults += 1;
     }
   }
-  report(faults > 0 ? "done" : "no fault at all");
+  Report(faults > 0 ? "done" : "no fault at all");
 }
 
 class JniFaults : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(JniFaults, OfEveryCallEndInADocumentedErrorAndLeaveNothingBehind) {
-  const std::string name = jniScenarios()[GetParam()].name;
+  const std::string name = JniScenarios()[GetParam()].name;
   SiblingTree siblings;
-  siblings.addRuntime("Cpp", FAKESIBLING_PATH);
-  siblings.addRuntime("Jvm", FAKESIBLING_PATH);
-  CaseOptions options = name == "Configure" ? loggedOptions(siblings.tree()) : fakeJvmOptions();
+  siblings.AddRuntime("Cpp", FAKESIBLING_PATH);
+  siblings.AddRuntime("Jvm", FAKESIBLING_PATH);
+  CaseOptions options = name == "Configure" ? LoggedOptions(siblings.Tree()) : FakeJvmOptions();
   options.arguments = {name};
-  const CaseResult result = runCase("everyCallFails", siblings.tree(), options);
+  const CaseResult result = RunCase("everyCallFails", siblings.Tree(), options);
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.report, Texts{"done"});
 }
 
-INSTANTIATE_TEST_SUITE_P(In, JniFaults, testing::Range<std::size_t>(0, jniScenarios().size()),
+INSTANTIATE_TEST_SUITE_P(In, JniFaults, testing::Range<std::size_t>(0, JniScenarios().size()),
                          [](const auto& scenario) {
-                           return std::string(jniScenarios()[scenario.param].name);
+                           return std::string(JniScenarios()[scenario.param].name);
                          });
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -8,7 +8,7 @@
 #include "tests/fakes/jvm/FakeJvmClient.h"
 
 /// Stretches of the library's work, each with what must work after any failure in it.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// One stretch, set up when it is made.
 class JniScenario {
@@ -19,12 +19,12 @@ class JniScenario {
   virtual ~JniScenario() = default;
 
   /// The stretch in which a call fails: its results, or the texts of its errors.
-  virtual std::string act() = 0;
+  virtual std::string Act() = 0;
   /// Work that needs the same parts, on this thread and on another: its results.
-  virtual std::string recover() = 0;
+  virtual std::string Recover() = 0;
   /// The exceptions that this thread has pending: 0 or 1.
-  [[nodiscard]] virtual int pendingExceptions() = 0;
-  virtual FakeJvmClient& jvm() = 0;
+  [[nodiscard]] virtual int PendingExceptions() = 0;
+  virtual FakeJvmClient& Jvm() = 0;
 };
 
 struct JniScenarioEntry {
@@ -38,12 +38,12 @@ struct JniScenarioEntry {
   int furtherAttachments = 0;
 };
 
-/// Both lists are the scenarios of one file each; see jniScenarios for all.
-std::vector<JniScenarioEntry> launcherScenarios();
-std::vector<JniScenarioEntry> nativeMethodScenarios();
+/// Both lists are the scenarios of one file each; see JniScenarios for all.
+std::vector<JniScenarioEntry> LauncherScenarios();
+std::vector<JniScenarioEntry> NativeMethodScenarios();
 
-std::vector<JniScenarioEntry> jniScenarios();
+std::vector<JniScenarioEntry> JniScenarios();
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -6,16 +6,16 @@
 /// Marks what stands between a caller and the C library: frames of the stack that are no caller.
 #define FERROLINK_INTERPOSER __attribute__((noinline, section("fault_interposers")))
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// Counts one call; true where it is the one to fail. Allocates nothing.
-bool isToFail(LibcCall call);
+bool IsToFail(LibcCall call);
 
-void noteSleep();
+void NoteSleep();
 
 /// Whether calls are counted now.
-bool isCounting();
+bool IsCounting();
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -17,7 +17,7 @@ extern const char __start_fault_interposers[];  // NOLINT(bugprone-reserved-iden
 extern const char __stop_fault_interposers[];   // NOLINT(bugprone-reserved-identifier)
 }
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 enum class Owner { Ours, Between, Foreign };
@@ -28,7 +28,7 @@ struct Range {
   Owner owner;
 };
 
-// Written by setOwnLibraries, before anything is counted.
+// Written by SetOwnLibraries, before anything is counted.
 std::array<Range, 64> ranges;
 std::size_t rangeCount = 0;
 
@@ -40,25 +40,25 @@ std::atomic<bool> slept{false};
 
 __attribute__((tls_model("initial-exec"))) thread_local bool walking = false;
 
-bool contains(std::string_view text, std::string_view part) {
+bool Contains(std::string_view text, std::string_view part) {
   return text.find(part) != std::string_view::npos;
 }
 
 // Libraries through which ours call: what they call is ours.
-bool isBetween(std::string_view file) {
+bool IsBetween(std::string_view file) {
   for (const char* name : {"/libstdc++.so", "/libgcc_s.so", "/libc.so", "/libm.so", "/ld-linux",
                            "/libasan.so", "/libubsan.so", "/libtsan.so"}) {
-    if (contains(file, name)) {
+    if (Contains(file, name)) {
       return true;
     }
   }
   return false;
 }
 
-int addRanges(dl_phdr_info* library, std::size_t /*size*/, void* data) {
+int AddRanges(dl_phdr_info* library, std::size_t /*size*/, void* data) {
   const auto& own = *static_cast<const std::vector<std::string>*>(data);
   const std::string_view file = library->dlpi_name;
-  Owner owner = isBetween(file) ? Owner::Between : Owner::Foreign;
+  Owner owner = IsBetween(file) ? Owner::Between : Owner::Foreign;
   for (const std::string& name : own) {
     owner = file.ends_with("/" + name) ? Owner::Ours : owner;
   }
@@ -72,7 +72,7 @@ int addRanges(dl_phdr_info* library, std::size_t /*size*/, void* data) {
   return 0;
 }
 
-Owner ownerOf(std::uintptr_t address) {
+Owner OwnerOf(std::uintptr_t address) {
   if (address >= reinterpret_cast<std::uintptr_t>(&__start_fault_interposers[0]) &&
       address < reinterpret_cast<std::uintptr_t>(&__stop_fault_interposers[0])) {
     return Owner::Between;
@@ -85,8 +85,8 @@ Owner ownerOf(std::uintptr_t address) {
   return Owner::Foreign;
 }
 
-_Unwind_Reason_Code classify(_Unwind_Context* context, void* data) {
-  const Owner owner = ownerOf(_Unwind_GetIP(context) - 1);
+_Unwind_Reason_Code Classify(_Unwind_Context* context, void* data) {
+  const Owner owner = OwnerOf(_Unwind_GetIP(context) - 1);
   if (owner == Owner::Between) {
     return _URC_NO_REASON;
   }
@@ -96,13 +96,13 @@ _Unwind_Reason_Code classify(_Unwind_Context* context, void* data) {
 
 }  // namespace
 
-FERROLINK_INTERPOSER bool isToFail(LibcCall call) {
+FERROLINK_INTERPOSER bool IsToFail(LibcCall call) {
   if (counted.load(std::memory_order_relaxed) != static_cast<int>(call) || walking) {
     return false;
   }
   walking = true;
   Owner caller = Owner::Foreign;
-  _Unwind_Backtrace(&classify, &caller);
+  _Unwind_Backtrace(&Classify, &caller);
   walking = false;
   if (caller != Owner::Ours) {
     return false;
@@ -114,50 +114,50 @@ FERROLINK_INTERPOSER bool isToFail(LibcCall call) {
   return fails;
 }
 
-void noteSleep() {
+void NoteSleep() {
   slept = true;
 }
 
-bool sleptInLibc() {
+bool SleptInLibc() {
   return slept.load();
 }
 
-void forgetSleepsInLibc() {
+void ForgetSleepsInLibc() {
   slept = false;
 }
 
-bool isCounting() {
+bool IsCounting() {
   return counted.load() >= 0;
 }
 
-const char* nameOf(LibcCall call) {
-  constexpr std::array<const char*, 7> names = {"Allocation", "DlOpen",       "DlSym",  "Open",
-                                                "Write",      "ThreadCreate", "Syscall"};
-  return names.at(static_cast<std::size_t>(call));
+const char* NameOf(LibcCall call) {
+  constexpr std::array<const char*, 7> kNames = {"Allocation", "DlOpen",       "DlSym",  "Open",
+                                                 "Write",      "ThreadCreate", "Syscall"};
+  return kNames.at(static_cast<std::size_t>(call));
 }
 
-void setOwnLibraries(const std::vector<std::string>& names) {
+void SetOwnLibraries(const std::vector<std::string>& names) {
   rangeCount = 0;
-  dl_iterate_phdr(&addRanges, const_cast<std::vector<std::string>*>(&names));
+  dl_iterate_phdr(&AddRanges, const_cast<std::vector<std::string>*>(&names));
 }
 
-void failLibcCall(LibcCall call, long number) {
+void FailLibcCall(LibcCall call, long number) {
   calls = 0;
   failed = false;
   toFail = number;
   counted = static_cast<int>(call);
 }
 
-void stopFailing() {
+void StopFailing() {
   counted = -1;
 }
 
-long libcCalls() {
+long LibcCalls() {
   return calls.load();
 }
 
-bool libcCallFailed() {
+bool LibcCallFailed() {
   return failed.load();
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

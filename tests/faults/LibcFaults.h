@@ -10,7 +10,7 @@
 ///
 /// The executable defines the functions itself and so sees the calls of all libraries in the
 /// process; who called is found by a walk up the stack. Any thread.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 enum class LibcCall {
   Allocation,  ///< malloc, calloc, realloc, operator new; under sanitizers operator new alone
@@ -22,25 +22,25 @@ enum class LibcCall {
   Syscall,  ///< membarrier, and futex that waits; one that wakes never fails by itself
 };
 
-const char* nameOf(LibcCall call);
+const char* NameOf(LibcCall call);
 
 /// Which libraries are ours, by file name; they must be open.
-void setOwnLibraries(const std::vector<std::string>& names);
+void SetOwnLibraries(const std::vector<std::string>& names);
 
 /// From now on counts the calls of this kind, and fails the `number`-th; none where it is 0. Pauses
 /// are over at once as long as calls are counted.
-void failLibcCall(LibcCall call, long number);
+void FailLibcCall(LibcCall call, long number);
 /// Neither counts nor fails from now on.
-void stopFailing();
+void StopFailing();
 
 /// How many calls have been counted, and whether the one to fail was among them.
-long libcCalls();
-bool libcCallFailed();
+long LibcCalls();
+bool LibcCallFailed();
 
 /// Whether one of our threads went to sleep in the kernel (futex) since it was forgotten last.
-bool sleptInLibc();
-void forgetSleepsInLibc();
+bool SleptInLibc();
+void ForgetSleepsInLibc();
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -10,7 +10,7 @@
 #include "tests/faults/LibcScenarios.h"
 #include "tests/support/Jdks.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using Texts = std::vector<std::string>;
@@ -26,8 +26,9 @@ struct ScenarioEntry {
 };
 
 constexpr ScenarioEntry kScenarios[] = {
-    {"Host", hostOnFakeJvm}, {"Transmitter", transmitter}, {"NativeMethods", nativeMethods},
-    {"Archives", archives},  {"Contended", contended},     {"RealJvm", hostOnRealJvm},
+    {"Host", MakeHostOnFakeJvm},          {"Transmitter", MakeTransmitter},
+    {"NativeMethods", MakeNativeMethods}, {"Archives", MakeArchives},
+    {"Contended", MakeContended},         {"RealJvm", MakeHostOnRealJvm},
 };
 
 constexpr std::size_t kArchives = 3;
@@ -41,7 +42,7 @@ struct Fault {
 };
 
 // All scenarios on fakes; a thread is created by a host's alone.
-std::vector<Fault> faultsOnFakes() {
+std::vector<Fault> FaultsOnFakes() {
   std::vector<Fault> faults;
   for (std::size_t scenario = 0; scenario < 3; ++scenario) {
     for (const LibcCall call : {LibcCall::Allocation, LibcCall::DlOpen, LibcCall::DlSym,
@@ -58,19 +59,19 @@ std::vector<Fault> faultsOnFakes() {
   return faults;
 }
 
-std::string nameOfFault(const Fault& fault) {
-  return std::string(kScenarios[fault.scenario].name) + nameOf(fault.call) +
+std::string NameOfFault(const Fault& fault) {
+  return std::string(kScenarios[fault.scenario].name) + NameOf(fault.call) +
          (fault.retryElsewhere ? "ThenAnotherThread" : "");
 }
 
-CaseOptions optionsFor(const Fault& fault) {
+CaseOptions OptionsFor(const Fault& fault) {
   CaseOptions options;
   options.arguments = {std::to_string(fault.scenario), std::to_string(static_cast<int>(fault.call)),
                        fault.retryElsewhere ? "elsewhere" : "here"};
   return options;
 }
 
-void expectDone(const CaseResult& result) {
+void ExpectDone(const CaseResult& result) {
   EXPECT_EQ(result.signal, 0) << result.err;
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.report, Texts{"done"});
@@ -79,13 +80,13 @@ void expectDone(const CaseResult& result) {
 }  // namespace
 
 PROCESS_CASE(libcCallsFail) {
-  const ScenarioEntry& scenario = kScenarios[std::stoul(caseArguments().at(0))];
-  const auto call = static_cast<LibcCall>(std::stoi(caseArguments().at(1)));
-  const bool real = scenario.make == hostOnRealJvm;
+  const ScenarioEntry& scenario = kScenarios[std::stoul(CaseArguments().at(0))];
+  const auto call = static_cast<LibcCall>(std::stoi(CaseArguments().at(1)));
+  const bool real = scenario.make == MakeHostOnRealJvm;
   alarm(0);  // each run has its own limit
-  const BuiltLibrary library(caseNativeDirectory() / kMember);
-  setOwnLibraries({kMember});
-  sweep([&] { return scenario.make(library); }, call, caseArguments().at(2) == "elsewhere",
+  const BuiltLibrary library(CaseNativeDirectory() / kMember);
+  SetOwnLibraries({kMember});
+  Sweep([&] { return scenario.make(library); }, call, CaseArguments().at(2) == "elsewhere",
         real ? kOnRealJvm : kOnFakes);
 }
 
@@ -93,44 +94,44 @@ class LibcFaults : public testing::TestWithParam<Fault> {};
 
 TEST_P(LibcFaults, EndAsDefinedAndAreOverWithTheNextCall) {
   const InstallationTree tree;
-  tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kMember);
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
+  tree.AddLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kMember);
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
   for (const char* sibling : {"libFerrolinkCppRuntimeNative.so", "libFerrolinkTcpClient.so",
                               "libFerrolinkTcpTlsClient.so"}) {
-    tree.addLibrary(FAKESIBLING_PATH, sibling);
+    tree.AddLibrary(FAKESIBLING_PATH, sibling);
   }
-  CaseOptions options = optionsFor(GetParam());
+  CaseOptions options = OptionsFor(GetParam());
   options.environment["FERROLINK_JVM_RUNTIME_PATH"] = FAKEJVM_PATH;
-  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.workDirectory().string();
-  expectDone(runCase("libcCallsFail", tree, options));
+  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.WorkDirectory().string();
+  ExpectDone(RunCase("libcCallsFail", tree, options));
 }
 
-INSTANTIATE_TEST_SUITE_P(OnFakes, LibcFaults, testing::ValuesIn(faultsOnFakes()),
-                         [](const auto& fault) { return nameOfFault(fault.param); });
+INSTANTIATE_TEST_SUITE_P(OnFakes, LibcFaults, testing::ValuesIn(FaultsOnFakes()),
+                         [](const auto& fault) { return NameOfFault(fault.param); });
 
 class LibcFaultsOnRealJvms : public testing::TestWithParam<LibcCall> {};
 
 TEST_P(LibcFaultsOnRealJvms, EndAsDefinedAndAreOverWithTheNextCall) {
-  const auto jdks = installedJdks();
+  const auto jdks = InstalledJdks();
   ASSERT_FALSE(jdks.empty());
   for (const auto& jdk : jdks) {
     SCOPED_TRACE(jdk.string());
     const InstallationTree tree;
-    tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kMember);
-    tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-    std::filesystem::copy_file(TEST_RECEIVER_JAR, tree.jvmDirectory() / "FerrolinkJvmRuntime.jar");
-    const CaseOptions arguments = optionsFor({kRealJvm, GetParam(), true});
-    CaseOptions options = onJdk(tree, jdk);
+    tree.AddLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kMember);
+    tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    std::filesystem::copy_file(TEST_RECEIVER_JAR, tree.JvmDirectory() / "FerrolinkJvmRuntime.jar");
+    const CaseOptions arguments = OptionsFor({kRealJvm, GetParam(), true});
+    CaseOptions options = OnJdk(tree, jdk);
     options.arguments = arguments.arguments;
-    options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.workDirectory().string();
-    expectDone(runCase("libcCallsFail", tree, options));
+    options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.WorkDirectory().string();
+    ExpectDone(RunCase("libcCallsFail", tree, options));
   }
 }
 
 INSTANTIATE_TEST_SUITE_P(Of, LibcFaultsOnRealJvms,
                          testing::Values(LibcCall::Allocation, LibcCall::DlOpen, LibcCall::DlSym,
                                          LibcCall::Open, LibcCall::Write, LibcCall::ThreadCreate),
-                         [](const auto& call) { return std::string(nameOf(call.param)); });
+                         [](const auto& call) { return std::string(NameOf(call.param)); });
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

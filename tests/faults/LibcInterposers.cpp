@@ -18,10 +18,10 @@
 
 #include "tests/faults/LibcFaultGate.h"
 
-using FerrolinkTest::isCounting;
-using FerrolinkTest::isToFail;
-using FerrolinkTest::LibcCall;
-using FerrolinkTest::noteSleep;
+using Ferrolink::Tests::IsCounting;
+using Ferrolink::Tests::IsToFail;
+using Ferrolink::Tests::LibcCall;
+using Ferrolink::Tests::NoteSleep;
 
 #define INTERPOSED __attribute__((visibility("default"))) FERROLINK_INTERPOSER
 
@@ -30,25 +30,25 @@ namespace {
 using DlSym = void*(void*, const char*);
 
 // By version, since the plain look-up would find the definition below.
-DlSym* realDlsym() {
+DlSym* RealDlsym() {
   static auto* const real = reinterpret_cast<DlSym*>(dlvsym(RTLD_NEXT, "dlsym", "GLIBC_2.2.5"));
   return real;
 }
 
 template <class Function>
 Function* real(const char* name) {
-  return reinterpret_cast<Function*>(realDlsym()(RTLD_NEXT, name));
+  return reinterpret_cast<Function*>(RealDlsym()(RTLD_NEXT, name));
 }
 
 // The C library's own word for a failed open: this process has too many files open.
-FERROLINK_INTERPOSER bool failsToOpen() {
-  const bool fails = isToFail(LibcCall::Open);
+FERROLINK_INTERPOSER bool FailsToOpen() {
+  const bool fails = IsToFail(LibcCall::Open);
   errno = fails ? EMFILE : errno;
   return fails;
 }
 
-FERROLINK_INTERPOSER bool failsToWrite() {
-  const bool fails = isToFail(LibcCall::Write);
+FERROLINK_INTERPOSER bool FailsToWrite() {
+  const bool fails = IsToFail(LibcCall::Write);
   errno = fails ? ENOSPC : errno;
   return fails;
 }
@@ -64,7 +64,7 @@ void* __libc_calloc(std::size_t count, std::size_t size);  // NOLINT(bugprone-re
 void* __libc_realloc(void* block, std::size_t size);       // NOLINT(bugprone-reserved-identifier)
 
 INTERPOSED void* malloc(std::size_t size) noexcept {
-  if (isToFail(LibcCall::Allocation)) {
+  if (IsToFail(LibcCall::Allocation)) {
     errno = ENOMEM;
     return nullptr;
   }
@@ -72,7 +72,7 @@ INTERPOSED void* malloc(std::size_t size) noexcept {
 }
 
 INTERPOSED void* calloc(std::size_t count, std::size_t size) noexcept {
-  if (isToFail(LibcCall::Allocation)) {
+  if (IsToFail(LibcCall::Allocation)) {
     errno = ENOMEM;
     return nullptr;
   }
@@ -80,7 +80,7 @@ INTERPOSED void* calloc(std::size_t count, std::size_t size) noexcept {
 }
 
 INTERPOSED void* realloc(void* block, std::size_t size) noexcept {
-  if (isToFail(LibcCall::Allocation)) {
+  if (IsToFail(LibcCall::Allocation)) {
     errno = ENOMEM;
     return nullptr;
   }
@@ -90,11 +90,11 @@ INTERPOSED void* realloc(void* block, std::size_t size) noexcept {
 // What fails is asked for in a way that the loader refuses, so that it has an error text.
 INTERPOSED void* dlopen(const char* file, int flags) noexcept {
   REAL(dlopen);
-  return next(isToFail(LibcCall::DlOpen) ? "/no/such/library.so" : file, flags);
+  return next(IsToFail(LibcCall::DlOpen) ? "/no/such/library.so" : file, flags);
 }
 
 INTERPOSED void* dlsym(void* library, const char* name) noexcept {
-  return realDlsym()(library, isToFail(LibcCall::DlSym) ? "no such function" : name);
+  return RealDlsym()(library, IsToFail(LibcCall::DlSym) ? "no such function" : name);
 }
 
 INTERPOSED int open(const char* file, int flags, ...) {
@@ -103,7 +103,7 @@ INTERPOSED int open(const char* file, int flags, ...) {
   const auto mode = va_arg(arguments, mode_t);
   va_end(arguments);
   REAL(open);
-  return failsToOpen() ? -1 : next(file, flags, mode);
+  return FailsToOpen() ? -1 : next(file, flags, mode);
 }
 
 INTERPOSED int open64(const char* file, int flags, ...) {
@@ -112,7 +112,7 @@ INTERPOSED int open64(const char* file, int flags, ...) {
   const auto mode = va_arg(arguments, mode_t);
   va_end(arguments);
   REAL(open64);
-  return failsToOpen() ? -1 : next(file, flags, mode);
+  return FailsToOpen() ? -1 : next(file, flags, mode);
 }
 
 INTERPOSED int openat(int directory, const char* file, int flags, ...) {
@@ -121,49 +121,49 @@ INTERPOSED int openat(int directory, const char* file, int flags, ...) {
   const auto mode = va_arg(arguments, mode_t);
   va_end(arguments);
   REAL(openat);
-  return failsToOpen() ? -1 : next(directory, file, flags, mode);
+  return FailsToOpen() ? -1 : next(directory, file, flags, mode);
 }
 
 INTERPOSED DIR* opendir(const char* directory) {
   REAL(opendir);
-  return failsToOpen() ? nullptr : next(directory);
+  return FailsToOpen() ? nullptr : next(directory);
 }
 
 INTERPOSED std::FILE* fopen(const char* file, const char* mode) {
   REAL(fopen);
-  return failsToOpen() ? nullptr : next(file, mode);
+  return FailsToOpen() ? nullptr : next(file, mode);
 }
 
 INTERPOSED std::FILE* fopen64(const char* file, const char* mode) {
   REAL(fopen64);
-  return failsToOpen() ? nullptr : next(file, mode);
+  return FailsToOpen() ? nullptr : next(file, mode);
 }
 
 INTERPOSED ssize_t write(int file, const void* bytes, std::size_t size) {
   REAL(write);
-  return failsToWrite() ? -1 : next(file, bytes, size);
+  return FailsToWrite() ? -1 : next(file, bytes, size);
 }
 
 INTERPOSED ssize_t writev(int file, const iovec* parts, int count) {
   REAL(writev);
-  return failsToWrite() ? -1 : next(file, parts, count);
+  return FailsToWrite() ? -1 : next(file, parts, count);
 }
 
 INTERPOSED std::size_t fwrite(const void* bytes, std::size_t size, std::size_t count,
                               std::FILE* file) {
   REAL(fwrite);
-  return failsToWrite() ? 0 : next(bytes, size, count, file);
+  return FailsToWrite() ? 0 : next(bytes, size, count, file);
 }
 
 INTERPOSED int fflush(std::FILE* file) {
   REAL(fflush);
-  return failsToWrite() ? EOF : next(file);
+  return FailsToWrite() ? EOF : next(file);
 }
 
 INTERPOSED int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                               void* (*body)(void*), void* argument) noexcept {
   REAL(pthread_create);
-  return isToFail(LibcCall::ThreadCreate) ? EAGAIN : next(thread, attributes, body, argument);
+  return IsToFail(LibcCall::ThreadCreate) ? EAGAIN : next(thread, attributes, body, argument);
 }
 
 // A sleep that ends at once, and a barrier that the kernel refuses.
@@ -177,9 +177,9 @@ INTERPOSED long syscall(long number, ...) noexcept {
   va_end(arguments);
   const bool sleeps = number == SYS_futex && given[1] == FUTEX_WAIT_PRIVATE;
   if (sleeps) {
-    noteSleep();
+    NoteSleep();
   }
-  if ((sleeps || number == SYS_membarrier) && isToFail(LibcCall::Syscall)) {
+  if ((sleeps || number == SYS_membarrier) && IsToFail(LibcCall::Syscall)) {
     errno = number == SYS_futex ? EINTR : ENOSYS;
     return -1;
   }
@@ -189,7 +189,7 @@ INTERPOSED long syscall(long number, ...) noexcept {
 
 INTERPOSED int nanosleep(const timespec* time, timespec* rest) {
   REAL(nanosleep);
-  return isCounting() ? 0 : next(time, rest);
+  return IsCounting() ? 0 : next(time, rest);
 }
 
 }  // extern "C"
@@ -197,13 +197,13 @@ INTERPOSED int nanosleep(const timespec* time, timespec* rest) {
 namespace {
 
 FERROLINK_INTERPOSER void* allocate(std::size_t size) {
-  if (isToFail(LibcCall::Allocation)) {
+  if (IsToFail(LibcCall::Allocation)) {
     return nullptr;
   }
   return __libc_malloc(size == 0 ? 1 : size);
 }
 
-FERROLINK_INTERPOSER void* allocateOrThrow(std::size_t size) {
+FERROLINK_INTERPOSER void* AllocateOrThrow(std::size_t size) {
   if (void* block = allocate(size)) {
     return block;
   }
@@ -213,10 +213,10 @@ FERROLINK_INTERPOSER void* allocateOrThrow(std::size_t size) {
 }  // namespace
 
 INTERPOSED void* operator new(std::size_t size) {
-  return allocateOrThrow(size);
+  return AllocateOrThrow(size);
 }
 INTERPOSED void* operator new[](std::size_t size) {
-  return allocateOrThrow(size);
+  return AllocateOrThrow(size);
 }
 INTERPOSED void* operator new(std::size_t size, const std::nothrow_t& /*nothrow*/) noexcept {
   return allocate(size);
@@ -226,7 +226,7 @@ INTERPOSED void* operator new[](std::size_t size, const std::nothrow_t& /*nothro
 }
 INTERPOSED void* operator new(std::size_t size, std::align_val_t alignment) {
   const auto unit = static_cast<std::size_t>(alignment);
-  void* block = isToFail(LibcCall::Allocation)
+  void* block = IsToFail(LibcCall::Allocation)
                     ? nullptr
                     : std::aligned_alloc(unit, (size + unit - 1) / unit * unit);
   return block != nullptr ? block : throw std::bad_alloc();

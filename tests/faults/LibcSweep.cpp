@@ -9,12 +9,12 @@
 #include "tests/faults/Forked.h"
 #include "tests/support/ProcessCase.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using Texts = std::vector<std::string>;
 
-long openFiles() {
+long OpenFiles() {
   long count = 0;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     count += entry.exists() ? 1 : 0;
@@ -23,20 +23,20 @@ long openFiles() {
 }
 
 // Java's words may be missing from an error text, since nothing may fail that makes one.
-std::string withoutInfo(const std::string& text) {
+std::string WithoutInfo(const std::string& text) {
   const std::string mark = "\nRUNTIME INFO:";
   const auto at = text.find(mark);
   return at == std::string::npos ? text : text.substr(0, at + mark.size());
 }
 
 // Without the result that a native method puts before its text, "-2: ".
-std::string withoutResult(const std::string& outcome) {
+std::string WithoutResult(const std::string& outcome) {
   const bool has = outcome.size() > 4 && outcome[0] == '-' && outcome.compare(2, 2, ": ") == 0;
   return has ? outcome.substr(4) : outcome;
 }
 
 // "JVM Launcher: Exception code 023..."
-bool hasCode(const std::string& text) {
+bool HasCode(const std::string& text) {
   for (const std::string component : {"JVM Launcher", "Ferrolink Native Exception", "JVM Lib"}) {
     const std::string start = component + ": Exception code ";
     if (text.starts_with(start) && text.size() >= start.size() + 3) {
@@ -48,19 +48,19 @@ bool hasCode(const std::string& text) {
   return false;
 }
 
-bool isDefined(LibcCall call, const std::string& outcome, const std::string& undisturbed) {
-  if (withoutInfo(outcome) == withoutInfo(undisturbed)) {
+bool IsDefined(LibcCall call, const std::string& outcome, const std::string& undisturbed) {
+  if (WithoutInfo(outcome) == WithoutInfo(undisturbed)) {
     return true;
   }
-  const std::string text = withoutResult(outcome);
+  const std::string text = WithoutResult(outcome);
   const bool noThread = outcome == "Resource temporarily unavailable";
   const bool noListing = outcome.starts_with("filesystem error: ");
   switch (call) {
     case LibcCall::Allocation:  // null: of getNativeError
-      return text == "std::bad_alloc" || text == "null" || hasCode(text) || noListing || noThread;
+      return text == "std::bad_alloc" || text == "null" || HasCode(text) || noListing || noThread;
     case LibcCall::DlOpen:
     case LibcCall::DlSym:
-      return hasCode(text) || text.ends_with(" function not found in Utils library");
+      return HasCode(text) || text.ends_with(" function not found in Utils library");
     case LibcCall::ThreadCreate:
       return noThread;
     case LibcCall::Open:
@@ -72,7 +72,7 @@ bool isDefined(LibcCall call, const std::string& outcome, const std::string& und
   return false;
 }
 
-std::string runStep(const Step& step, bool elsewhere) {
+std::string RunStep(const Step& step, bool elsewhere) {
   if (!elsewhere) {
     return step.run();
   }
@@ -88,38 +88,38 @@ struct Steps {
   bool retryElsewhere;
 
   // Notes the calls counted, then what was wrong, then each step's result, then what is left.
-  void run(long number, const Texts& expected) {
+  void Run(long number, const Texts& expected) {
     Texts results;
     std::string wrong;
-    failLibcCall(call, number);
-    for (const Step& step : scenario->steps()) {
+    FailLibcCall(call, number);
+    for (const Step& step : scenario->Steps()) {
       results.push_back(
-          runOne(step, expected.empty() ? "" : expected[results.size()], !expected.empty(), wrong));
+          RunOne(step, expected.empty() ? "" : expected[results.size()], !expected.empty(), wrong));
     }
-    const long counted = libcCalls();
-    stopFailing();
-    note(std::to_string(counted));
-    note(wrong);
-    note(scenario->left() + " " + std::to_string(openFiles()));
+    const long counted = LibcCalls();
+    StopFailing();
+    Note(std::to_string(counted));
+    Note(wrong);
+    Note(scenario->Left() + " " + std::to_string(OpenFiles()));
     for (const std::string& result : results) {
-      note(result);
+      Note(result);
     }
   }
 
  private:
-  std::string runOne(const Step& step, const std::string& expected, bool judged,
+  std::string RunOne(const Step& step, const std::string& expected, bool judged,
                      std::string& wrong) const {
-    const bool failedBefore = libcCallFailed();
+    const bool failedBefore = LibcCallFailed();
     std::string result = step.run();
     if (!judged) {
       return result;
     }
-    const bool hit = !failedBefore && libcCallFailed();
-    if (result != expected && !(hit && isDefined(call, result, expected))) {
+    const bool hit = !failedBefore && LibcCallFailed();
+    if (result != expected && !(hit && IsDefined(call, result, expected))) {
       wrong += step.name + (hit ? ", hit" : "") + ": " + result + "; ";
     }
     if (hit) {
-      const std::string again = runStep(step, retryElsewhere);
+      const std::string again = RunStep(step, retryElsewhere);
       if (again != expected) {
         wrong += step.name + " again: " + again + "; ";
       }
@@ -128,7 +128,7 @@ struct Steps {
   }
 };
 
-bool noMoreThan(const std::string& left, const std::string& undisturbed) {
+bool NoMoreThan(const std::string& left, const std::string& undisturbed) {
   std::istringstream now(left);
   std::istringstream before(undisturbed);
   for (long a = 0, b = 0; before >> b;) {
@@ -140,7 +140,7 @@ bool noMoreThan(const std::string& left, const std::string& undisturbed) {
 }
 
 // Which of the calls fail.
-std::vector<long> chosen(long calls, Sample sample) {
+std::vector<long> Chosen(long calls, Sample sample) {
   const char* setting = std::getenv("TEST_FAULTS");
   const std::string asked = setting == nullptr ? "" : setting;
   const bool all = asked == "all";
@@ -155,38 +155,38 @@ std::vector<long> chosen(long calls, Sample sample) {
   return numbers;
 }
 
-std::string judge(const ForkedRun& run, const std::string& left) {
-  if (!run.endedWell() || run.notes.size() < 3) {
-    return run.describe();
+std::string Judge(const ForkedRun& run, const std::string& left) {
+  if (!run.EndedWell() || run.notes.size() < 3) {
+    return run.Describe();
   }
   if (!run.notes[1].empty()) {
     return run.notes[1];
   }
-  return noMoreThan(run.notes[2], left) ? "" : "left " + run.notes[2] + " instead of " + left;
+  return NoMoreThan(run.notes[2], left) ? "" : "left " + run.notes[2] + " instead of " + left;
 }
 
 }  // namespace
 
-void sweep(const std::function<std::unique_ptr<LibcScenario>()>& make, LibcCall call,
+void Sweep(const std::function<std::unique_ptr<LibcScenario>()>& make, LibcCall call,
            bool retryElsewhere, Sample sample) {
   const auto run = [&](long number, const Texts& expected) {
-    return runForked([&] { Steps{make(), call, retryElsewhere}.run(number, expected); });
+    return RunForked([&] { Steps{make(), call, retryElsewhere}.Run(number, expected); });
   };
   const ForkedRun undisturbed = run(0, {});
-  if (!undisturbed.endedWell() || undisturbed.notes.size() < 4) {
-    report("undisturbed: " + undisturbed.describe());
+  if (!undisturbed.EndedWell() || undisturbed.notes.size() < 4) {
+    Report("undisturbed: " + undisturbed.Describe());
     return;
   }
   const long calls = std::stol(undisturbed.notes[0]);
   const std::string left = undisturbed.notes[2];
   const Texts expected(undisturbed.notes.begin() + 3, undisturbed.notes.end());
-  for (const long number : chosen(calls, sample)) {
-    const std::string wrong = judge(run(number, expected), left);
+  for (const long number : Chosen(calls, sample)) {
+    const std::string wrong = Judge(run(number, expected), left);
     if (!wrong.empty()) {
-      report(std::to_string(number) + " of " + std::to_string(calls) + ": " + wrong);
+      Report(std::to_string(number) + " of " + std::to_string(calls) + ": " + wrong);
     }
   }
-  report(calls == 0 ? "no calls" : "done");
+  Report(calls == 0 ? "no calls" : "done");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

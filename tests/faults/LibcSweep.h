@@ -10,7 +10,7 @@
 
 /// Runs a scenario once for each call of a kind that our libraries make in it, with that call
 /// failing.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// A piece of work that gives the same result each time, on any thread; or the text of what it
 /// threw.
@@ -27,10 +27,10 @@ class LibcScenario {
   LibcScenario& operator=(const LibcScenario&) = delete;
   virtual ~LibcScenario() = default;
 
-  virtual std::vector<Step> steps() = 0;
+  virtual std::vector<Step> Steps() = 0;
   /// What is outstanding when all steps are done, as blank-separated numbers: none may be larger
   /// after a failure than without one.
-  virtual std::string left() { return ""; }
+  virtual std::string Left() { return ""; }
 };
 
 /// How many of the calls are made to fail, evenly spread. With TEST_FAULTS=all in the environment
@@ -42,9 +42,9 @@ struct Sample {
 /// Runs the sweep and reports each failure that had no defined outcome, and last how it went:
 /// "done", or "no calls" where the scenario makes none of this kind. A step that failed is run
 /// again at once, on a thread of its own where `retryElsewhere`.
-void sweep(const std::function<std::unique_ptr<LibcScenario>()>& make, LibcCall call,
+void Sweep(const std::function<std::unique_ptr<LibcScenario>()>& make, LibcCall call,
            bool retryElsewhere, Sample sample);
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

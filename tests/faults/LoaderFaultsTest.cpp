@@ -8,7 +8,7 @@
 #include "tests/faults/BrokenLibrary.h"
 #include "tests/faults/BuiltLibrary.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 namespace fs = std::filesystem;
@@ -25,73 +25,73 @@ struct Opened {
   std::vector<std::string> (*expected)(Breakage breakage, const fs::path& file);
 };
 
-std::string cannotLoad(Breakage breakage, const fs::path& file) {
+std::string CannotLoad(Breakage breakage, const fs::path& file) {
   return "Ferrolink Native Exception: Exception code 001. \nCannot load: " + file.string() +
-         ". \nError: " + reasonOf(breakage, file);
+         ". \nError: " + ReasonOf(breakage, file);
 }
 
-std::string memberCode(const char* code) {
+std::string MemberCode(const char* code) {
   return std::string("Ferrolink Native Exception: Exception code ") + code +
          ". \nReinstall Ferrolink package";
 }
 
 // A library that was opened stays, whatever it lacks.
-Texts whileBrokenAndAfter(Breakage breakage, const fs::path& file, const std::string& lacking,
+Texts WhileBrokenAndAfter(Breakage breakage, const fs::path& file, const std::string& lacking,
                           const std::string& after) {
   if (breakage == Breakage::MissingSymbols) {
     return {lacking, lacking};
   }
-  return {cannotLoad(breakage, file), after};
+  return {CannotLoad(breakage, file), after};
 }
 
-std::string runtimeInfo(const fs::path& library) {
+std::string RuntimeInfo(const fs::path& library) {
   return "\nRUNTIME INFO:\n\nJVM Native Launcher Runtime Info: \nJVM shared library search path: " +
          library.string();
 }
 
-Texts ofJvm(Breakage breakage, const fs::path& file) {
+Texts OfJvm(Breakage breakage, const fs::path& file) {
   const std::string advice =
       "Check JRE installation. Set JAVA_HOME to JRE or JDK root directory or set "
       "FERROLINK_JVM_RUNTIME_PATH to proper jvm shared library file ";
   const std::string code = "JVM Launcher: Exception code ";
   if (breakage == Breakage::MissingSymbols) {
     return {code + "003. \n" + advice + "(jvm.dll or libjvm.so or libjvm.dylib)" +
-            runtimeInfo(file)};
+            RuntimeInfo(file)};
   }
   return {code + "002. \n" + advice + "(libjvm.so)" +
-              runtimeInfo(file.string() + "/lib/server/libjvm.so"),
+              RuntimeInfo(file.string() + "/lib/server/libjvm.so"),
           "(nothing thrown)", "echo"};
 }
 
-Texts ofConfigs(Breakage breakage, const fs::path& file) {
-  Texts expected = whileBrokenAndAfter(
+Texts OfConfigs(Breakage breakage, const fs::path& file) {
+  Texts expected = WhileBrokenAndAfter(
       breakage, file, "SetConfigSource function not found in Utils library", "(nothing thrown)");
   expected.insert(expected.begin(), {"(nothing thrown)", "echo"});
   return expected;
 }
 
-Texts ofUtils(Breakage breakage, const fs::path&) {
+Texts OfUtils(Breakage breakage, const fs::path&) {
   const std::string error = "JVM Launcher: Exception code 017.\nError while reading response";
   return {
       "(nothing thrown)", "echo", error,
       "no events",        error,  breakage == Breakage::MissingSymbols ? "no events" : "events"};
 }
 
-Texts ofClient(Breakage breakage, const fs::path& file) {
-  return whileBrokenAndAfter(breakage, file, memberCode("011"), "2011");
+Texts OfClient(Breakage breakage, const fs::path& file) {
+  return WhileBrokenAndAfter(breakage, file, MemberCode("011"), "2011");
 }
 
-Texts ofSibling(Breakage breakage, const fs::path& file) {
-  return whileBrokenAndAfter(breakage, file, memberCode("014"), "1011");
+Texts OfSibling(Breakage breakage, const fs::path& file) {
+  return WhileBrokenAndAfter(breakage, file, MemberCode("014"), "1011");
 }
 
 const Opened kOpened[] = {
-    {"Jvm", "libjvm.so", FAKEJVM_PATH, "brokenJvm", ofJvm},
-    {"Configs", "libConfigs.so", FAKECONFIGS_PATH, "brokenConfigs", ofConfigs},
-    {"Utils", "libUtils.so", FAKEUTILS_PATH, "brokenUtils", ofUtils},
-    {"TcpClient", "libFerrolinkTcpClient.so", FAKESIBLING_PATH, "brokenTcpClient", ofClient},
-    {"TcpTlsClient", "libFerrolinkTcpTlsClient.so", FAKESIBLING_PATH, "brokenTlsClient", ofClient},
-    {"Sibling", "libFerrolinkCppRuntimeNative.so", FAKESIBLING_PATH, "brokenSibling", ofSibling},
+    {"Jvm", "libjvm.so", FAKEJVM_PATH, "brokenJvm", OfJvm},
+    {"Configs", "libConfigs.so", FAKECONFIGS_PATH, "brokenConfigs", OfConfigs},
+    {"Utils", "libUtils.so", FAKEUTILS_PATH, "brokenUtils", OfUtils},
+    {"TcpClient", "libFerrolinkTcpClient.so", FAKESIBLING_PATH, "brokenTcpClient", OfClient},
+    {"TcpTlsClient", "libFerrolinkTcpTlsClient.so", FAKESIBLING_PATH, "brokenTlsClient", OfClient},
+    {"Sibling", "libFerrolinkCppRuntimeNative.so", FAKESIBLING_PATH, "brokenSibling", OfSibling},
 };
 
 struct LoaderFault {
@@ -99,7 +99,7 @@ struct LoaderFault {
   Breakage breakage;
 };
 
-std::vector<LoaderFault> allFaults() {
+std::vector<LoaderFault> AllFaults() {
   std::vector<LoaderFault> faults;
   for (std::size_t library = 0; library < std::size(kOpened); ++library) {
     for (int breakage = 0; breakage < kBreakages; ++breakage) {
@@ -109,82 +109,82 @@ std::vector<LoaderFault> allFaults() {
   return faults;
 }
 
-BuiltLibrary member() {
-  return BuiltLibrary(caseNativeDirectory() / kMember);
+BuiltLibrary Member() {
+  return BuiltLibrary(CaseNativeDirectory() / kMember);
 }
 
-void repair() {
-  putRight(caseNativeDirectory() / caseArguments().at(0), caseArguments().at(1));
+void Repair() {
+  PutRight(CaseNativeDirectory() / CaseArguments().at(0), CaseArguments().at(1));
 }
 
-std::string initialize(IReceiver& receiver) {
-  return thrownBy([&] { receiver.Initialize(8, 2, 0); });
+std::string Initialize(IReceiver& receiver) {
+  return ThrownBy([&] { receiver.Initialize(8, 2, 0); });
 }
 
 template <class Action>
-std::string unprivileged(Action action) {
+std::string Unprivileged(Action action) {
   const WithoutPrivileges nobody;
   return action();
 }
 
-void useTransmitter(std::uint8_t channel) {
-  ITransmitter& transmitter = *member().transmitter();
-  report(unprivileged([&] { return send(transmitter, toRuntime8(channel)); }));
-  repair();
-  report(send(transmitter, toRuntime8(channel)));
+void UseTransmitter(std::uint8_t channel) {
+  ITransmitter& transmitter = *Member().Transmitter();
+  Report(Unprivileged([&] { return Send(transmitter, ToRuntime8(channel)); }));
+  Repair();
+  Report(Send(transmitter, ToRuntime8(channel)));
 }
 
 }  // namespace
 
 PROCESS_CASE(brokenJvm) {
-  IReceiver& receiver = *member().receiver();
-  report(unprivileged([&] { return initialize(receiver); }));
-  if (caseArguments().at(2) == "MissingSymbols") {
+  IReceiver& receiver = *Member().Receiver();
+  Report(Unprivileged([&] { return Initialize(receiver); }));
+  if (CaseArguments().at(2) == "MissingSymbols") {
     return;
   }
-  repair();
-  report(initialize(receiver));
-  report(exchange(receiver, toJava(2)));
+  Repair();
+  Report(Initialize(receiver));
+  Report(Exchange(receiver, ToJava(2)));
 }
 
 PROCESS_CASE(brokenConfigs) {
-  IReceiver& receiver = *member().receiver();
-  const auto configure = [&] { return thrownBy([&] { receiver.SetConfigSource("source"); }); };
-  report(unprivileged([&] { return initialize(receiver); }));
-  report(unprivileged([&] { return exchange(receiver, toJava(2)); }));
-  report(unprivileged(configure));
-  repair();
-  report(configure());
+  IReceiver& receiver = *Member().Receiver();
+  const auto configure = [&] { return ThrownBy([&] { receiver.SetConfigSource("source"); }); };
+  Report(Unprivileged([&] { return Initialize(receiver); }));
+  Report(Unprivileged([&] { return Exchange(receiver, ToJava(2)); }));
+  Report(Unprivileged(configure));
+  Repair();
+  Report(configure());
 }
 
 PROCESS_CASE(brokenUtils) {
-  IReceiver& receiver = *member().receiver();
+  IReceiver& receiver = *Member().Receiver();
   const auto fail = [&] {
-    const std::string text = thrownBy([&] { receiver.ReadResponse(nullptr, 0); });
+    const std::string text = ThrownBy([&] { receiver.ReadResponse(nullptr, 0); });
     return text.substr(0, text.find("\nRUNTIME INFO:"));
   };
   const auto reportEvents = [] {
-    report(fs::exists(caseRoot() / "events") ? "events" : "no events");
+    Report(fs::exists(CaseRoot() / "events") ? "events" : "no events");
   };
-  report(unprivileged([&] { return initialize(receiver); }));
-  report(unprivileged([&] { return exchange(receiver, toJava(2)); }));
-  report(unprivileged(fail));
+  Report(Unprivileged([&] { return Initialize(receiver); }));
+  Report(Unprivileged([&] { return Exchange(receiver, ToJava(2)); }));
+  Report(Unprivileged(fail));
   reportEvents();
-  repair();
-  report(fail());
+  Repair();
+  Report(fail());
   reportEvents();
 }
 
 PROCESS_CASE(brokenTcpClient) {
-  useTransmitter(1);
+  UseTransmitter(1);
 }
 
 PROCESS_CASE(brokenTlsClient) {
-  useTransmitter(2);
+  UseTransmitter(2);
 }
 
 PROCESS_CASE(brokenSibling) {
-  useTransmitter(0);
+  UseTransmitter(0);
 }
 
 class LoaderFaults : public testing::TestWithParam<LoaderFault> {};
@@ -193,25 +193,25 @@ TEST_P(LoaderFaults, EndAsDocumentedAndAreOverOnceTheFileIsRight) {
   const Opened& library = kOpened[GetParam().library];
   const Breakage breakage = GetParam().breakage;
   const InstallationTree tree;
-  fs::permissions(tree.root(), fs::perms(0755));
-  tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kMember);
-  const fs::path file = tree.nativeDirectory() / library.file;
-  placeBroken(file, breakage, library.whole);
+  fs::permissions(tree.Root(), fs::perms(0755));
+  tree.AddLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kMember);
+  const fs::path file = tree.NativeDirectory() / library.file;
+  PlaceBroken(file, breakage, library.whole);
   CaseOptions options;
-  options.arguments = {library.file, library.whole, nameOf(breakage)};
+  options.arguments = {library.file, library.whole, NameOf(breakage)};
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
-  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.workDirectory().string();
-  options.environment["FAKE_UTILS_EVENTS"] = (tree.root() / "events").string();
+  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.WorkDirectory().string();
+  options.environment["FAKE_UTILS_EVENTS"] = (tree.Root() / "events").string();
   options.environment["FERROLINK_JVM_RUNTIME_PATH"] =
       library.name == std::string("Jvm") ? file.string() : FAKEJVM_PATH;
-  const CaseResult result = runCase(library.body, tree, options);
+  const CaseResult result = RunCase(library.body, tree, options);
   EXPECT_EQ(result.signal, 0) << result.err;
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.report, library.expected(breakage, file)) << result.err;
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, LoaderFaults, testing::ValuesIn(allFaults()), [](const auto& fault) {
-  return std::string(kOpened[fault.param.library].name) + nameOf(fault.param.breakage);
+INSTANTIATE_TEST_SUITE_P(Of, LoaderFaults, testing::ValuesIn(AllFaults()), [](const auto& fault) {
+  return std::string(kOpened[fault.param.library].name) + NameOf(fault.param.breakage);
 });
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -17,7 +17,7 @@
 #include "native/interfaces/ITransport.h"
 #include "tests/fuzz/ScriptedConnection.h"
 
-using namespace FerrolinkFuzz;
+using namespace Ferrolink::Fuzz;
 namespace Tcp = Ferrolink::Companions::Tcp;
 
 namespace {
@@ -33,7 +33,7 @@ struct Peers {
 };
 std::optional<Peers> peers;
 
-void takeOver() {
+void TakeOver() {
   if (!peers->connections.empty()) {
     const Script& previous = *peers->connections.back();
     peers->script->arrived = previous.arrived;
@@ -44,7 +44,7 @@ void takeOver() {
 
 extern "C" int __wrap_connect(int descriptor, const sockaddr* /*address*/, socklen_t /*size*/) {
   SocketPair& pair = peers->sockets.emplace_back();
-  const int own = pair.take();
+  const int own = pair.Take();
   const int result = dup2(own, descriptor);
   close(own);
   return result < 0 ? -1 : 0;
@@ -58,10 +58,10 @@ extern "C" int __wrap_setsockopt(int /*descriptor*/, int /*level*/, int /*name*/
 
 namespace {
 
-std::unique_ptr<Tcp::Connection> secure(Tcp::PatientSocket socket,
-                                        const Tcp::Client::ClientSettings& settings,
-                                        const Tcp::Client::Peer& /*server*/) {
-  takeOver();
+std::unique_ptr<Tcp::Connection> SecureConnection(Tcp::PatientSocket socket,
+                                                  const Tcp::Client::ClientSettings& settings,
+                                                  const Tcp::Client::Peer& /*server*/) {
+  TakeOver();
   auto script = std::make_shared<Script>(*peers->script);
   peers->connections.push_back(script);
   return std::make_unique<ScriptedConnection>(std::move(socket), settings.frameLimit,
@@ -70,19 +70,20 @@ std::unique_ptr<Tcp::Connection> secure(Tcp::PatientSocket socket,
 
 }  // namespace
 
-const Tcp::Client::LibraryKind Tcp::Client::libraryKind{
-    Tcp::Client::kPlainChannel, Tcp::Client::kTlsChannel, "libFerrolinkTcpTlsClient.so", secure};
+const Tcp::Client::LibraryKind Tcp::Client::kLibraryKind{
+    Tcp::Client::kPlainChannel, Tcp::Client::kTlsChannel, "libFerrolinkTcpTlsClient.so",
+    SecureConnection};
 
 namespace {
 
 // Whether the command was answered; other outcomes are errors with a text.
-bool exchange(Ferrolink::Native::Interfaces::ITransport& channel, Bytes command) {
+bool Exchange(Ferrolink::Native::Interfaces::ITransport& channel, Bytes command) {
   try {
     channel.Initialize(2, 8, 0);
     const int length = channel.SendCommand(command.data(), static_cast<int>(command.size()));
-    require(length >= 0 && length <= static_cast<int>(kLimit), "a response keeps to the limit");
+    Require(length >= 0 && length <= static_cast<int>(kLimit), "a response keeps to the limit");
     Bytes response(static_cast<std::size_t>(length));
-    require(channel.ReadResponse(response.data(), length) == 0, "a response can be read");
+    Require(channel.ReadResponse(response.data(), length) == 0, "a response can be read");
     return true;
   } catch (const std::runtime_error&) {
     return false;
@@ -90,20 +91,20 @@ bool exchange(Ferrolink::Native::Interfaces::ITransport& channel, Bytes command)
 }
 
 // The client greets, and then says nothing but commands as they were given.
-std::size_t commandsIn(const Script& script, const Bytes& command) {
-  const auto reader = readerOf(script, kLimit);
+std::size_t CommandsIn(const Script& script, const Bytes& command) {
+  const auto reader = ReaderOf(script, kLimit);
   if (script.outgoing.empty()) {
     return 0;
   }
-  require(reader->receiveGreeting() == Tcp::Wire::greeting(Tcp::Wire::Greeting::Hello),
+  Require(reader->ReceiveGreeting() == Tcp::Wire::BytesOf(Tcp::Wire::Greeting::Hello),
           "a client begins with its greeting");
   std::size_t count = 0;
   Tcp::Frame frame;
-  while (reader->receive(frame)) {
+  while (reader->Receive(frame)) {
     ++count;
-    require(frame.header.status == Tcp::Wire::Status::Payload && frame.bytes == command,
+    Require(frame.header.status == Tcp::Wire::Status::Payload && frame.bytes == command,
             "a client sends the command as it was given");
-    require(frame.header.number == count, "a client numbers its commands");
+    Require(frame.header.number == count, "a client numbers its commands");
   }
   return count;
 }
@@ -120,22 +121,22 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 // is too long. The rest is what the server says.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  const unsigned bits = input.takeByte();
+  const unsigned bits = input.TakeByte();
   peers.emplace();
-  peers->script = scriptOf(bits >> 2U, input.takeRest());
+  peers->script = ScriptOf(bits >> 2U, input.TakeRest());
   const Bytes command((bits & 32U) != 0 ? kLimit + 1 : 20, 'c');
   {
     const std::unique_ptr<Ferrolink::Native::Interfaces::ITransport> channel(
         CreateTransportChannel("127.0.0.1", 8080));
     std::size_t answered = 0;
     for (unsigned count = 0; count <= (bits & 3U); ++count) {
-      answered += exchange(*channel, command) ? 1 : 0;
+      answered += Exchange(*channel, command) ? 1 : 0;
     }
     std::size_t sent = 0;
     for (const auto& connection : peers->connections) {
-      sent += commandsIn(*connection, command);
+      sent += CommandsIn(*connection, command);
     }
-    require(answered <= sent && sent <= (bits & 3U) + 1, "a command is sent once");
+    Require(answered <= sent && sent <= (bits & 3U) + 1, "a command is sent once");
   }
   peers.reset();
   return 0;

@@ -14,7 +14,7 @@
 #include "native/NativeTransmitter.h"
 #include "tests/fuzz/Fuzzing.h"
 
-using namespace FerrolinkFuzz;
+using namespace Ferrolink::Fuzz;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 namespace Header = Ferrolink::Native::Definitions::CommandHeader;
 namespace Cpp = Ferrolink::Runtimes::Cpp::Native;
@@ -44,51 +44,51 @@ class FixedChannel : public Ferrolink::Native::Interfaces::ITransport {
   static constexpr int kRead = 77;
 };
 
-std::string byteAt(const Bytes& command, int offset) {
+std::string ByteAt(const Bytes& command, int offset) {
   return std::to_string(command.at(static_cast<std::size_t>(offset)));
 }
 
 // What EchoSibling adds to a command that goes over the network.
-std::string addressIn(const Bytes& command) {
+std::string AddressIn(const Bytes& command) {
   std::string address;
   for (int octet = 0; octet < 4; ++octet) {
-    address += (octet == 0 ? "" : ".") + byteAt(command, Header::kAddress + octet);
+    address += (octet == 0 ? "" : ".") + ByteAt(command, Header::kAddress + octet);
   }
   const int port = command.at(Header::kPort) + 256 * command.at(Header::kPort + 1);
   return address + ":" + std::to_string(port);
 }
 
 // The command comes back, from the endpoint that its header names.
-void expectEcho(NativeTransmitter& transmitter, const Bytes& command, int length) {
+void ExpectEcho(NativeTransmitter& transmitter, const Bytes& command, int length) {
   const std::uint8_t type = command.at(Header::kCommandType);
   if (type >= kEchoFirstSpecialType && type <= kEchoLastSpecialType) {
     return;
   }
   const bool overNetwork = command.at(Header::kChannelType) != 0;
-  const std::string expected = textOf(command) + (overNetwork ? addressIn(command) : "");
-  require(length == static_cast<int>(expected.size()), "the response is as long as was answered");
+  const std::string expected = TextOf(command) + (overNetwork ? AddressIn(command) : "");
+  Require(length == static_cast<int>(expected.size()), "the response is as long as was answered");
   Bytes response(expected.size());
   response[Header::kTargetRuntime] = command[Header::kTargetRuntime];
   transmitter.ReadResponse(response.data(), length);
-  require(textOf(response) == expected, "a command reaches the endpoint that its header names");
+  Require(TextOf(response) == expected, "a command reaches the endpoint that its header names");
 }
 
-void send(NativeTransmitter& transmitter, Bytes command) {
+void Send(NativeTransmitter& transmitter, Bytes command) {
   const Bytes before = command;
   const int length = transmitter.SendCommand(command.data(), static_cast<int>(command.size()));
-  require(command == before, "a command stays as it is");
-  require(command.size() >= Header::kSize, "a command without a complete header is refused");
-  require(command[Header::kChannelType] <= 2, "an unknown channel type is refused");
-  expectEcho(transmitter, command, length);
+  Require(command == before, "a command stays as it is");
+  Require(command.size() >= Header::kSize, "a command without a complete header is refused");
+  Require(command[Header::kChannelType] <= 2, "an unknown channel type is refused");
+  ExpectEcho(transmitter, command, length);
 }
 
-void operate(NativeTransmitter& transmitter, Input& input) {
-  const std::uint8_t operation = input.takeByte();
-  const std::size_t length = input.takeByte();
-  Bytes bytes = input.take(length);
+void Operate(NativeTransmitter& transmitter, Input& input) {
+  const std::uint8_t operation = input.TakeByte();
+  const std::size_t length = input.TakeByte();
+  Bytes bytes = input.Take(length);
   switch (operation % 5) {
     case 0:
-      send(transmitter, std::move(bytes));
+      Send(transmitter, std::move(bytes));
       break;
     case 1:  // reads are routed by the buffer's first byte, which callers have
       bytes.resize(std::max<std::size_t>(bytes.size(), 1));
@@ -96,63 +96,63 @@ void operate(NativeTransmitter& transmitter, Input& input) {
       break;
     case 2:  // the length is the caller's to check
       bytes.resize(std::max<std::size_t>(bytes.size(), Header::kSize));
-      transmitter.DeployRuntime(bytes.data(), static_cast<int>(bytes.size()), textOf(bytes),
+      transmitter.DeployRuntime(bytes.data(), static_cast<int>(bytes.size()), TextOf(bytes),
                                 operation);
       break;
     case 3:
       bytes.resize(std::max<std::size_t>(bytes.size(), 3));
-      transmitter.SetEmbeddedRuntime(bytes[0], bytes[1], bytes[2], textOf(bytes));
+      transmitter.SetEmbeddedRuntime(bytes[0], bytes[1], bytes[2], TextOf(bytes));
       break;
     default: {
       transmitter.SetTransportChannel(new FixedChannel);
       std::uint8_t byte = 0;
-      require(transmitter.ReadResponse(&byte, 1) == FixedChannel::kRead,
+      Require(transmitter.ReadResponse(&byte, 1) == FixedChannel::kRead,
               "a channel that is set is read from");
     }
   }
 }
 
 // A new transmitter for each input: it keeps a channel for each endpoint that it has seen.
-void runTransmitter(Input& input) {
+void RunTransmitter(Input& input) {
   NativeTransmitter transmitter(RuntimeOperationMode::CallingRuntime);
-  while (!input.atEnd()) {
+  while (!input.AtEnd()) {
     try {
-      operate(transmitter, input);
+      Operate(transmitter, input);
     } catch (const std::runtime_error& error) {
-      require(std::string_view(error.what()).size() > 0, "an error says what failed");
+      Require(std::string_view(error.what()).size() > 0, "an error says what failed");
     } catch (int) {
       // EchoSibling's, unchanged.
     }
   }
 }
 
-std::int32_t echo(void* /*context*/, const std::uint8_t* payload, std::size_t length,
+std::int32_t Echo(void* /*context*/, const std::uint8_t* payload, std::size_t length,
                   ferrolink_reply* reply) {
-  require(payload != nullptr, "a payload is never null");
+  Require(payload != nullptr, "a payload is never null");
   return reply->append(reply, payload, length);
 }
-std::int32_t fail(void* /*context*/, const std::uint8_t* payload, std::size_t length,
+std::int32_t Fail(void* /*context*/, const std::uint8_t* payload, std::size_t length,
                   ferrolink_reply* reply) {
   return reply->fail(reply, reinterpret_cast<const char*>(payload), length);
 }
-std::int32_t raise(void* /*context*/, const std::uint8_t* payload, std::size_t length,
+std::int32_t Raise(void* /*context*/, const std::uint8_t* payload, std::size_t length,
                    ferrolink_reply* /*reply*/) {
   throw std::runtime_error(std::string(reinterpret_cast<const char*>(payload), length));
 }
 
 // Libraries are looked for in the jail alone, where there are none.
-Bytes confinedCommand(Bytes command) {
+Bytes ConfinedCommand(Bytes command) {
   constexpr std::size_t kPath = 24;
   if (command.size() <= kPath || command[Header::kCommandType] != Header::kTypeLoadLibrary) {
     return command;
   }
-  const std::string text = textOf(command);
-  return bytesOf(text.substr(0, kPath) + confined(text.substr(kPath)));
+  const std::string text = TextOf(command);
+  return BytesOf(text.substr(0, kPath) + Confined(text.substr(kPath)));
 }
 
 // The length of the handler's name, the name and the payload; empty where no handler is called.
-std::string callIn(const Bytes& command) {
-  const std::string text = textOf(command);
+std::string CallIn(const Bytes& command) {
+  const std::string text = TextOf(command);
   switch (command.size() < Header::kSize ? 0 : command[Header::kCommandType]) {
     case Host::detail::kTypeCallHandler:
       return text.substr(Header::kSize);
@@ -163,34 +163,34 @@ std::string callIn(const Bytes& command) {
   }
 }
 
-void expectReply(const Bytes& command, const Bytes& reply) {
-  require(reply.size() >= Header::kSize, "a reply has a header");
+void ExpectReply(const Bytes& command, const Bytes& reply) {
+  Require(reply.size() >= Header::kSize, "a reply has a header");
   const std::uint8_t type = reply[Header::kCommandType];
-  const std::string body = textOf(reply).substr(Header::kSize);
-  require(type == 0 || type == Header::kTypeExceptionReport, "a reply is of type 0 or 10");
-  require(reply[Header::kCallingRuntime] == 8, "a reply comes from the C++ member");
-  require(reply[Header::kTargetRuntime] ==
+  const std::string body = TextOf(reply).substr(Header::kSize);
+  Require(type == 0 || type == Header::kTypeExceptionReport, "a reply is of type 0 or 10");
+  Require(reply[Header::kCallingRuntime] == 8, "a reply comes from the C++ member");
+  Require(reply[Header::kTargetRuntime] ==
               (command.size() < Header::kSize ? 0 : command[Header::kCallingRuntime]),
           "a reply goes to the caller");
-  require(type == 0 || (!body.empty() && Cpp::validUtf8(body) == body),
+  Require(type == 0 || (!body.empty() && Cpp::ValidUtf8(body) == body),
           "an exception report is a text in UTF-8");
-  const std::string call = callIn(command);
+  const std::string call = CallIn(command);
   if (call.starts_with("\x04"
                        "echo")) {
-    require(type == 0 && body == call.substr(5), "echo gives it back");
+    Require(type == 0 && body == call.substr(5), "echo gives it back");
   }
 }
 
-void runCppMember(Input& input) {
+void RunCppMember(Input& input) {
   Cpp::Launcher::CppLauncher launcher(RuntimeOperationMode::CalledRuntime);
-  Bytes command = confinedCommand(input.takeRest());
+  Bytes command = ConfinedCommand(input.TakeRest());
   const Bytes before = command;
   const InJail jailed;
   const int length = launcher.SendCommand(command.data(), static_cast<int>(command.size()));
-  require(command == before, "a command stays as it is");
+  Require(command == before, "a command stays as it is");
   Bytes reply(static_cast<std::size_t>(length));
   launcher.ReadResponse(reply.data(), length);
-  expectReply(command, reply);
+  ExpectReply(command, reply);
 }
 
 /// A role that answers whatever the input says.
@@ -206,54 +206,54 @@ struct ScriptedRole {
 };
 
 // The answer's length may be another one than that of its bytes, and negative.
-void runHost(Input& input) {
-  const int difference = static_cast<std::int8_t>(input.takeByte());
-  Bytes answer = input.takeRest();
+void RunHost(Input& input) {
+  const int difference = static_cast<std::int8_t>(input.TakeByte());
+  Bytes answer = input.TakeRest();
   ScriptedRole role{static_cast<int>(answer.size()) + difference, answer};
-  Bytes command = Host::detail::header(Ferrolink::Native::Definitions::Runtime::Jvm, 2, 0);
+  Bytes command = Host::detail::CommandOf(Ferrolink::Native::Definitions::Runtime::Jvm, 2, 0);
   answer.resize(static_cast<std::size_t>(std::max(role.length, 0)));
   const std::string body = answer.size() < Header::kSize
                                ? std::string()
-                               : textOf(answer).substr(static_cast<std::size_t>(Header::kSize));
+                               : TextOf(answer).substr(static_cast<std::size_t>(Header::kSize));
   try {
-    const Bytes reply = Host::detail::exchange(role, command, "A role");
-    require(textOf(reply) == body && role.length >= Header::kSize, "a reply's body is returned");
-    require(answer.at(Header::kCommandType) != Header::kTypeExceptionReport,
+    const Bytes reply = Host::detail::Exchange(role, command, "A role");
+    Require(TextOf(reply) == body && role.length >= Header::kSize, "a reply's body is returned");
+    Require(answer.at(Header::kCommandType) != Header::kTypeExceptionReport,
             "an exception report is raised");
   } catch (const Host::RemoteError& raised) {
-    require(raised.what() == std::string(body.c_str()), "an error has the text of its report");
+    Require(raised.what() == std::string(body.c_str()), "an error has the text of its report");
   } catch (const Host::ProtocolError&) {
-    require(role.length < Header::kSize, "only what is no reply is refused");
+    Require(role.length < Header::kSize, "only what is no reply is refused");
   }
 }
 
-void addHandler(std::string_view name, std::int32_t (*function)(void*, const std::uint8_t*,
+void AddHandler(std::string_view name, std::int32_t (*function)(void*, const std::uint8_t*,
                                                                 std::size_t, ferrolink_reply*)) {
-  Cpp::HandlerRegistry::instance().add(name, {function, nullptr, nullptr});
+  Cpp::HandlerRegistry::Instance().Add(name, {function, nullptr, nullptr});
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   setenv("FERROLINK_LOGGING_LEVEL", "off", 1);
-  addHandler("echo", echo);
-  addHandler("fail", fail);
-  addHandler("raise", raise);
+  AddHandler("echo", Echo);
+  AddHandler("fail", Fail);
+  AddHandler("raise", Raise);
   return 0;
 }
 
 // The first byte says which of the three reads the rest.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  switch (input.takeByte() % 3) {
+  switch (input.TakeByte() % 3) {
     case 'c' % 3:
-      runCppMember(input);
+      RunCppMember(input);
       break;
     case 'h' % 3:
-      runHost(input);
+      RunHost(input);
       break;
     default:
-      runTransmitter(input);
+      RunTransmitter(input);
   }
   return 0;
 }

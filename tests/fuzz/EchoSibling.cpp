@@ -28,7 +28,7 @@ class Echo {
  public:
   explicit Echo(std::string mark) : m_mark(std::move(mark)) {}
 
-  int send(const std::uint8_t* message, int length) {
+  int Send(const std::uint8_t* message, int length) {
     m_reply.assign(message, message + length);
     m_reply.insert(m_reply.end(), m_mark.begin(), m_mark.end());
     switch (message[kCommandType]) {
@@ -47,7 +47,7 @@ class Echo {
     return static_cast<int>(m_reply.size());
   }
 
-  int read(std::uint8_t* buffer, int length) const {
+  int Read(std::uint8_t* buffer, int length) const {
     std::copy_n(m_reply.begin(), std::min(m_reply.size(), static_cast<std::size_t>(length)),
                 buffer);
     return 0;
@@ -66,10 +66,10 @@ class Receiver : public IReceiver {
     return 0;
   }
   int SendCommand(std::uint8_t* message, int length) override {
-    return m_echo.send(message, length);
+    return m_echo.Send(message, length);
   }
   int ReadResponse(std::uint8_t* buffer, int length) override {
-    return m_echo.read(buffer, length);
+    return m_echo.Read(buffer, length);
   }
   void LogException(std::uint8_t* /*message*/, int /*length*/) override {}
   int LoadOptimizedMethod(std::string /*name*/) override { return 1; }
@@ -113,10 +113,10 @@ class Channel : public ITransport {
     return 0;
   }
   int SendCommand(std::uint8_t* message, int length) override {
-    return m_echo.send(message, length);
+    return m_echo.Send(message, length);
   }
   int ReadResponse(std::uint8_t* buffer, int length) override {
-    return m_echo.read(buffer, length);
+    return m_echo.Read(buffer, length);
   }
   int SetEmbeddedRuntime(std::uint8_t /*calling*/, std::uint8_t /*called*/, std::uint8_t /*launch*/,
                          std::string /*path*/) override {

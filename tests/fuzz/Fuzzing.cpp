@@ -11,7 +11,7 @@
 
 namespace fs = std::filesystem;
 
-namespace FerrolinkFuzz {
+namespace Ferrolink::Fuzz {
 namespace {
 
 // The fuzzer turns standard error off, for the code under test has a lot to say.
@@ -20,7 +20,7 @@ const int errorOutput = dup(STDERR_FILENO);
 class Jail {
  public:
   Jail() {
-    const fs::path& root = m_directory.path();
+    const fs::path& root = m_directory.Path();
     fs::create_directories(root / "d/deeper");
     fs::create_directories(root / "loops");
     for (const char* empty : {"a.jar", "d/b.jar", "d/C.JAR", "d/.jar", "d/deeper/e.jar"}) {
@@ -32,59 +32,59 @@ class Jail {
     fs::create_symlink("loop.jar", root / "loops/loop.jar");
   }
 
-  [[nodiscard]] const fs::path& path() const { return m_directory.path(); }
+  [[nodiscard]] const fs::path& Path() const { return m_directory.Path(); }
 
  private:
-  const FerrolinkTest::TemporaryDirectory m_directory;
+  const Ferrolink::Tests::TemporaryDirectory m_directory;
 };
 
 }  // namespace
 
-void require(bool holds, std::string_view rule) {
+void Require(bool holds, std::string_view rule) {
   if (!holds) {
     dprintf(errorOutput, "A rule is broken: %.*s\n", static_cast<int>(rule.size()), rule.data());
     std::abort();
   }
 }
 
-std::uint8_t Input::takeByte() {
-  const Bytes taken = take(1);
+std::uint8_t Input::TakeByte() {
+  const Bytes taken = Take(1);
   return taken.empty() ? std::uint8_t{0} : taken.front();
 }
 
-Bytes Input::take(std::size_t count) {
+Bytes Input::Take(std::size_t count) {
   const auto taken = m_rest.first(std::min(count, m_rest.size()));
   m_rest = m_rest.subspan(taken.size());
   return {taken.begin(), taken.end()};
 }
 
-std::string textOf(std::span<const std::uint8_t> bytes) {
+std::string TextOf(std::span<const std::uint8_t> bytes) {
   return {bytes.begin(), bytes.end()};
 }
 
-Bytes bytesOf(std::string_view text) {
+Bytes BytesOf(std::string_view text) {
   return {text.begin(), text.end()};
 }
 
-const fs::path& jail() {
+const fs::path& JailDirectory() {
   static const Jail jail;
-  return jail.path();
+  return jail.Path();
 }
 
-std::string confined(std::string_view path) {
+std::string Confined(std::string_view path) {
   const std::size_t end = std::min(path.find('\0'), path.size());
   std::string text(path.substr(0, end));
   for (std::size_t at = 0; (at = text.find("..", at)) != std::string::npos; at += 2) {
     text.replace(at, 2, "__");
   }
   if (text.starts_with('/')) {
-    text.insert(0, jail().string());
+    text.insert(0, JailDirectory().string());
   }
   return text.append(path.substr(end));
 }
 
 InJail::InJail() : m_before(fs::current_path()) {
-  fs::current_path(jail());
+  fs::current_path(JailDirectory());
 }
 
 InJail::~InJail() {
@@ -93,4 +93,4 @@ InJail::~InJail() {
   }
 }
 
-}  // namespace FerrolinkFuzz
+}  // namespace Ferrolink::Fuzz

@@ -12,7 +12,7 @@
 #include "companions/host/ferrolink/detail/Library.h"
 #include "tests/fuzz/Fuzzing.h"
 
-using namespace FerrolinkFuzz;
+using namespace Ferrolink::Fuzz;
 namespace Host = Ferrolink::Host;
 namespace Header = Ferrolink::Native::Definitions::CommandHeader;
 
@@ -27,27 +27,27 @@ __attribute__((section("__libfuzzer_extra_counters"))) std::uint8_t replyShapes[
 Ferrolink::Native::Interfaces::IReceiver* receiver = nullptr;
 
 // Up to the first quotation, and without digits.
-std::string shapeOf(std::string_view line) {
+std::string ShapeOf(std::string_view line) {
   std::string shape(line.substr(0, line.find('\'')));
   std::erase_if(shape, [](unsigned char letter) { return std::isdigit(letter) != 0; });
   return shape;
 }
 
-void note(const std::string& shape) {
+void Note(const std::string& shape) {
   replyShapes[std::hash<std::string>()(shape) % sizeof replyShapes] = 1;
 }
 
-void noteShape(std::string_view text) {
+void NoteShape(std::string_view text) {
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());
-    note(shapeOf(text.substr(0, end)));
+    Note(ShapeOf(text.substr(0, end)));
     text.remove_prefix(std::min(end + 1, text.size()));
   }
 }
 
 // Archives are looked for in the jail alone. The library answers the type "load a library" itself,
 // so that type becomes a call.
-Bytes confinedCommand(Bytes command) {
+Bytes ConfinedCommand(Bytes command) {
   constexpr std::string_view kLoad = "\x0Dload-archives";
   if (command.size() < Header::kSize) {
     return command;
@@ -55,58 +55,58 @@ Bytes confinedCommand(Bytes command) {
   if (command[Header::kCommandType] == Header::kTypeLoadLibrary) {
     command[Header::kCommandType] = Host::detail::kTypeCallHandler;
   }
-  const std::string text = textOf(command);
+  const std::string text = TextOf(command);
   const bool within = command[Header::kCommandType] == Host::detail::kTypeCallWithin;
   const std::size_t call = Header::kSize + (within ? Host::detail::kTimeLeftSize : 0);
   const std::string body = text.substr(std::min(text.size(), call));
   if (!body.starts_with(kLoad)) {
     return command;
   }
-  return bytesOf(text.substr(0, call) + std::string(kLoad) + confined(body.substr(kLoad.size())));
+  return BytesOf(text.substr(0, call) + std::string(kLoad) + Confined(body.substr(kLoad.size())));
 }
 
 // What a command says itself may come back in the text.
-void expectExceptionReport(const std::string& command, const std::string& text) {
-  require(!text.empty() && text.size() <= kLongestText, "an exception report is a text of a size");
+void ExpectExceptionReport(const std::string& command, const std::string& text) {
+  Require(!text.empty() && text.size() <= kLongestText, "an exception report is a text of a size");
   for (const char* exhausted :
        {"OutOfMemoryError", "StackOverflowError", "had not enough memory"}) {
-    require(
+    Require(
         text.find(exhausted) == std::string::npos || command.find(exhausted) != std::string::npos,
         "Java's memory and stack suffice");
   }
-  noteShape(text);
+  NoteShape(text);
 }
 
-void expectReply(const Bytes& command, const Bytes& reply) {
-  require(reply.size() >= Header::kSize, "a reply has a header");
+void ExpectReply(const Bytes& command, const Bytes& reply) {
+  Require(reply.size() >= Header::kSize, "a reply has a header");
   const bool complete = command.size() >= Header::kSize;
   const std::uint8_t type = reply[Header::kCommandType];
-  require(type == 0 || type == Header::kTypeExceptionReport, "a reply is of type 0 or 10");
-  require(reply[Header::kTargetRuntime] == (complete ? command[Header::kCallingRuntime] : 0),
+  Require(type == 0 || type == Header::kTypeExceptionReport, "a reply is of type 0 or 10");
+  Require(reply[Header::kTargetRuntime] == (complete ? command[Header::kCallingRuntime] : 0),
           "a reply goes to the caller");
-  require(reply[Header::kCallingRuntime] == kJvm, "a reply comes from the JVM");
-  const std::string body = textOf(reply).substr(Header::kSize);
+  Require(reply[Header::kCallingRuntime] == kJvm, "a reply comes from the JVM");
+  const std::string body = TextOf(reply).substr(Header::kSize);
   if (type == Header::kTypeExceptionReport) {
-    expectExceptionReport(textOf(command), body);
+    ExpectExceptionReport(TextOf(command), body);
     return;
   }
-  require(body.size() <= command.size() + 512,
+  Require(body.size() <= command.size() + 512,
           "a reply is as long as what it answers, or a digest");
   if (complete && command[Header::kCommandType] == Header::kTypeHeartBeat) {
-    require(body == textOf(command).substr(Header::kSize), "a heartbeat comes back");
+    Require(body == TextOf(command).substr(Header::kSize), "a heartbeat comes back");
   }
-  note("reply of " + std::to_string(std::min<std::size_t>(body.size(), 100)));
+  Note("reply of " + std::to_string(std::min<std::size_t>(body.size(), 100)));
 }
 
-Bytes exchange(Bytes command) {
+Bytes Exchange(Bytes command) {
   const int length = receiver->SendCommand(command.data(), static_cast<int>(command.size()));
-  require(length >= 0, "a reply has a length");
+  Require(length >= 0, "a reply has a length");
   Bytes reply(static_cast<std::size_t>(length));
   receiver->ReadResponse(reply.data(), length);
   return reply;
 }
 
-void setEnvironment() {
+void SetEnvironment() {
   setenv("JAVA_HOME", FUZZ_JAVA_HOME, 0);
   // Signals stay with the fuzzer, memory is bounded.
   setenv("JAVA_TOOL_OPTIONS", "-Xrs -Xmx64m -XX:+UseSerialGC -XX:TieredStopAtLevel=1", 1);
@@ -117,7 +117,7 @@ void setEnvironment() {
 
 // The JVM has a use of its own for these signals; the fuzzer leaves them alone. Flags that the
 // caller gives come later and win.
-void addFuzzerFlags(int* argc, char*** argv) {
+void AddFuzzerFlags(int* argc, char*** argv) {
   static std::vector<char*> arguments;
   static std::vector<std::string> flags = {"-handle_segv=0", "-handle_bus=0",  "-handle_fpe=0",
                                            "-handle_ill=0",  "-handle_usr1=0", "-handle_usr2=0",
@@ -134,18 +134,18 @@ void addFuzzerFlags(int* argc, char*** argv) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
-  addFuzzerFlags(argc, argv);
-  setEnvironment();
+  AddFuzzerFlags(argc, argv);
+  SetEnvironment();
   const std::filesystem::path library = FERROLINKJVMRUNTIMENATIVE_PATH;
-  receiver = Host::detail::openReceiver(library);
-  receiver->SetConfigSource(R"({"workingDirectory": ")" + jail().string() + R"("})");
+  receiver = Host::detail::OpenReceiver(library);
+  receiver->SetConfigSource(R"({"workingDirectory": ")" + JailDirectory().string() + R"("})");
   receiver->Initialize(8, kJvm, 0);
-  Host::detail::heartbeat(*receiver, Host::detail::Runtime::Jvm, "Java");
+  Host::detail::Heartbeat(*receiver, Host::detail::Runtime::Jvm, "Java");
   return 0;
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  const Bytes command = confinedCommand(Bytes(data, data + size));
-  expectReply(command, exchange(command));
+  const Bytes command = ConfinedCommand(Bytes(data, data + size));
+  ExpectReply(command, Exchange(command));
   return 0;
 }

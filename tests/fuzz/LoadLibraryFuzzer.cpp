@@ -10,7 +10,7 @@
 #include "native/interfaces/CommandHeader.h"
 #include "tests/fuzz/Fuzzing.h"
 
-using namespace FerrolinkFuzz;
+using namespace Ferrolink::Fuzz;
 namespace Header = Ferrolink::Native::Definitions::CommandHeader;
 namespace Cpp = Ferrolink::Runtimes::Cpp::Native;
 
@@ -20,63 +20,63 @@ constexpr std::size_t kPath = 24;
 const std::string kError = "JVM Launcher: Exception code ";
 
 // The path as both members should see it.
-std::string pathIn(const Bytes& command) {
-  const std::string text = textOf(command).substr(kPath);
+std::string PathIn(const Bytes& command) {
+  const std::string text = TextOf(command).substr(kPath);
   return text.substr(0, text.find('\0'));
 }
 
-bool isNamed(const std::string& error, const std::string& beginning) {
+bool IsNamed(const std::string& error, const std::string& beginning) {
   return error.starts_with(kError + beginning);
 }
 
 // What the launcher raises; empty where it has answered as it must.
-std::string errorOf(JvmLauncher& launcher, Bytes command) {
+std::string ErrorOf(JvmLauncher& launcher, Bytes command) {
   const Bytes before = command;
   try {
     const int length = launcher.SendCommand(command.data(), static_cast<int>(command.size()));
     Bytes answer(static_cast<std::size_t>(length));
     launcher.ReadResponse(answer.data(), length);
-    require(answer == Bytes{2, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 2, 4, 0, 0, 0, 0},
+    Require(answer == Bytes{2, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 2, 4, 0, 0, 0, 0},
             "a command that is taken is answered with the one answer");
-    require(command == before, "a command stays as it is");
+    Require(command == before, "a command stays as it is");
     return {};
   } catch (const std::filesystem::filesystem_error&) {
-    require(command == before, "a command stays as it is");
+    Require(command == before, "a command stays as it is");
     return "file system";
   } catch (const FerrolinkNativeException& error) {
     return error.what();
   }
 }
 
-void runJvmMember(const Bytes& command) {
+void RunJvmMember(const Bytes& command) {
   JvmLauncher launcher(Ferrolink::Native::Definitions::RuntimeOperationMode::CalledRuntime);
-  const std::string error = errorOf(launcher, command);
+  const std::string error = ErrorOf(launcher, command);
   if (command.size() < Header::kSize) {
-    require(isNamed(error, "018"), "a command without a type needs a JVM");
+    Require(IsNamed(error, "018"), "a command without a type needs a JVM");
     return;
   }
   if (command.size() <= kPath) {
-    require(isNamed(error, "004. \nLoadLibrary message too short\n"), "a short command is refused");
+    Require(IsNamed(error, "004. \nLoadLibrary message too short\n"), "a short command is refused");
     return;
   }
-  require(error.empty() || error == "file system" ||
-              isNamed(error, "004. \nCannot find file: " + pathIn(command) + "\n"),
+  Require(error.empty() || error == "file system" ||
+              IsNamed(error, "004. \nCannot find file: " + PathIn(command) + "\n"),
           "a path is added, missing, or cannot be looked at");
   const std::string libraries = launcher.GetRuntimeInfo();
-  require(!error.empty() || errorOf(launcher, command).empty(), "what was added can be sent again");
-  require(libraries == launcher.GetRuntimeInfo(), "the same path is listed once");
+  Require(!error.empty() || ErrorOf(launcher, command).empty(), "what was added can be sent again");
+  Require(libraries == launcher.GetRuntimeInfo(), "the same path is listed once");
 }
 
-void runCppMember(const Bytes& command) {
+void RunCppMember(const Bytes& command) {
   if (command.size() < Header::kSize) {
     return;  // no command to this parser
   }
   try {
-    const std::string path = Cpp::libraryPathOf(command);
-    require(command.size() > kPath && path == pathIn(command) && !path.empty(),
+    const std::string path = Cpp::LibraryPathOf(command);
+    Require(command.size() > kPath && path == PathIn(command) && !path.empty(),
             "the path is that of the command");
   } catch (const Cpp::CommandRejected&) {
-    require(command.size() <= kPath || pathIn(command).empty(), "a path that is there is taken");
+    Require(command.size() <= kPath || PathIn(command).empty(), "a path that is there is taken");
   }
 }
 
@@ -95,11 +95,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     command[Header::kCommandType] = Header::kTypeLoadLibrary;
   }
   if (command.size() > kPath) {
-    const std::string text = textOf(command);
-    command = bytesOf(text.substr(0, kPath) + confined(text.substr(kPath)));
+    const std::string text = TextOf(command);
+    command = BytesOf(text.substr(0, kPath) + Confined(text.substr(kPath)));
   }
   const InJail jailed;
-  runCppMember(command);
-  runJvmMember(command);
+  RunCppMember(command);
+  RunJvmMember(command);
   return 0;
 }

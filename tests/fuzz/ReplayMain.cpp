@@ -12,7 +12,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<fs::path> inputsOf(int argc, char** argv) {
+std::vector<fs::path> InputsOf(int argc, char** argv) {
   std::vector<fs::path> inputs;
   for (int i = 1; i < argc; ++i) {
     const fs::path given = argv[i];
@@ -27,12 +27,12 @@ std::vector<fs::path> inputsOf(int argc, char** argv) {
 }
 
 // Named before it runs: an input that ends the process is the last one.
-void feed(const fs::path& input) {
+void Feed(const fs::path& input) {
   std::printf("%s\n", input.filename().c_str());
   std::fflush(stdout);
   std::ifstream file(input, std::ios::binary);
-  FerrolinkFuzz::require(file.is_open(), "an input can be opened");
-  const FerrolinkFuzz::Bytes bytes{std::istreambuf_iterator<char>(file), {}};
+  Ferrolink::Fuzz::Require(file.is_open(), "an input can be opened");
+  const Ferrolink::Fuzz::Bytes bytes{std::istreambuf_iterator<char>(file), {}};
   LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
 
@@ -41,9 +41,9 @@ void feed(const fs::path& input) {
 int main(int argc, char** argv) {
   try {
     LLVMFuzzerInitialize(&argc, &argv);
-    const std::vector<fs::path> inputs = inputsOf(argc, argv);
-    FerrolinkFuzz::require(!inputs.empty(), "there are inputs");
-    std::for_each(inputs.begin(), inputs.end(), feed);
+    const std::vector<fs::path> inputs = InputsOf(argc, argv);
+    Ferrolink::Fuzz::Require(!inputs.empty(), "there are inputs");
+    std::for_each(inputs.begin(), inputs.end(), Feed);
     std::printf("%zu inputs\n", inputs.size());
     return 0;
   } catch (const std::exception& error) {

@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <array>
 
-namespace FerrolinkFuzz {
+namespace Ferrolink::Fuzz {
 namespace {
 
 using Ferrolink::Companions::Tcp::PatientSocket;
 
-void closeOpen(int descriptor) {
+void CloseOpen(int descriptor) {
   if (descriptor >= 0) {
     close(descriptor);
   }
@@ -19,7 +19,7 @@ void closeOpen(int descriptor) {
 
 }  // namespace
 
-std::size_t ScriptedConnection::readSome(std::span<std::uint8_t> room, asio::error_code& error) {
+std::size_t ScriptedConnection::ReadSome(std::span<std::uint8_t> room, asio::error_code& error) {
   Script& script = *m_script;
   const std::size_t left = script.incoming.size() - script.arrived;
   const std::size_t count = std::min({left, script.piece, room.size()});
@@ -31,7 +31,7 @@ std::size_t ScriptedConnection::readSome(std::span<std::uint8_t> room, asio::err
 }
 
 // A piece may begin in the head and end in the bytes behind it.
-std::size_t ScriptedConnection::writeSome(std::span<const std::uint8_t> head,
+std::size_t ScriptedConnection::WriteSome(std::span<const std::uint8_t> head,
                                           std::span<const std::uint8_t> bytes,
                                           asio::error_code& error) {
   error.clear();
@@ -46,18 +46,18 @@ std::size_t ScriptedConnection::writeSome(std::span<const std::uint8_t> head,
 
 SocketPair::SocketPair() {
   std::array<int, 2> ends{};
-  require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) == 0,
+  Require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) == 0,
           "there is a pair of sockets");
   m_own = ends[0];
   m_peer = ends[1];
 }
 
 SocketPair::~SocketPair() {
-  closeOpen(m_own);
-  closeOpen(m_peer);
+  CloseOpen(m_own);
+  CloseOpen(m_peer);
 }
 
-std::shared_ptr<Script> scriptOf(unsigned bits, Bytes incoming) {
+std::shared_ptr<Script> ScriptOf(unsigned bits, Bytes incoming) {
   constexpr std::array<std::size_t, 4> kPieces = {SIZE_MAX, 1, 3, 100};
   auto script = std::make_shared<Script>();
   script->incoming = std::move(incoming);
@@ -67,14 +67,14 @@ std::shared_ptr<Script> scriptOf(unsigned bits, Bytes incoming) {
   return script;
 }
 
-PatientSocket socketOf(int descriptor) {
+PatientSocket SocketOf(int descriptor) {
   return PatientSocket(Ferrolink::Companions::FileDescriptor(descriptor));
 }
 
-std::unique_ptr<ScriptedConnection> readerOf(const Script& script, std::uint32_t limit) {
+std::unique_ptr<ScriptedConnection> ReaderOf(const Script& script, std::uint32_t limit) {
   SocketPair unused;
-  return std::make_unique<ScriptedConnection>(socketOf(unused.take()), limit,
-                                              scriptOf(0, script.outgoing));
+  return std::make_unique<ScriptedConnection>(SocketOf(unused.Take()), limit,
+                                              ScriptOf(0, script.outgoing));
 }
 
-}  // namespace FerrolinkFuzz
+}  // namespace Ferrolink::Fuzz

@@ -10,7 +10,7 @@
 #include "companions/tcp/Connection.h"
 #include "tests/fuzz/Fuzzing.h"
 
-namespace FerrolinkFuzz {
+namespace Ferrolink::Fuzz {
 
 /// What a peer says, and what is said to it: the two directions of one connection, or of several
 /// one after the other. Bytes arrive in pieces of at most `piece` bytes; after the last one comes
@@ -32,14 +32,14 @@ class ScriptedConnection : public Ferrolink::Companions::Tcp::Connection {
   ScriptedConnection(PatientSocket socket, std::uint32_t limit, std::shared_ptr<Script> script)
       : Connection(limit), m_socket(std::move(socket)), m_script(std::move(script)) {}
 
-  PatientSocket& socket() override { return m_socket; }
-  void handshake(asio::error_code& error) override { error.clear(); }
-  [[nodiscard]] short awaitedEvents() const override { return 0; }
-  bool isQuiet() override { return unread() == 0 && m_socket.isQuiet(); }
+  PatientSocket& Socket() override { return m_socket; }
+  void Handshake(asio::error_code& error) override { error.clear(); }
+  [[nodiscard]] short AwaitedEvents() const override { return 0; }
+  bool IsQuiet() override { return Unread() == 0 && m_socket.IsQuiet(); }
 
  private:
-  std::size_t readSome(std::span<std::uint8_t> room, asio::error_code& error) override;
-  std::size_t writeSome(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
+  std::size_t ReadSome(std::span<std::uint8_t> room, asio::error_code& error) override;
+  std::size_t WriteSome(std::span<const std::uint8_t> head, std::span<const std::uint8_t> bytes,
                         asio::error_code& error) override;
 
   PatientSocket m_socket;
@@ -57,8 +57,8 @@ class SocketPair {
   ~SocketPair();
 
   /// This side's descriptor, which is the caller's to close from now on.
-  int take() { return std::exchange(m_own, -1); }
-  [[nodiscard]] int peer() const { return m_peer; }
+  int Take() { return std::exchange(m_own, -1); }
+  [[nodiscard]] int Peer() const { return m_peer; }
 
  private:
   int m_own = -1;
@@ -66,14 +66,14 @@ class SocketPair {
 };
 
 /// The script that `bits` of an input pick: two bits for the size of pieces, one for how it ends.
-std::shared_ptr<Script> scriptOf(unsigned bits, Bytes incoming);
+std::shared_ptr<Script> ScriptOf(unsigned bits, Bytes incoming);
 
 /// An open descriptor as the socket that connections want.
-Ferrolink::Companions::Tcp::PatientSocket socketOf(int descriptor);
+Ferrolink::Companions::Tcp::PatientSocket SocketOf(int descriptor);
 
 /// A connection that reads what was written to `script`'s peer.
-std::unique_ptr<ScriptedConnection> readerOf(const Script& script, std::uint32_t limit);
+std::unique_ptr<ScriptedConnection> ReaderOf(const Script& script, std::uint32_t limit);
 
-}  // namespace FerrolinkFuzz
+}  // namespace Ferrolink::Fuzz
 
 #endif

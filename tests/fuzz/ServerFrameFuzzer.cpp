@@ -11,7 +11,7 @@
 #include "companions/tcp/server/Session.h"
 #include "tests/fuzz/ScriptedConnection.h"
 
-using namespace FerrolinkFuzz;
+using namespace Ferrolink::Fuzz;
 namespace Tcp = Ferrolink::Companions::Tcp;
 
 namespace {
@@ -20,7 +20,7 @@ constexpr std::uint32_t kLimit = 4096;
 // Enough for a command and a response of any length, or for less.
 constexpr std::uint64_t kMemory = 8192;
 
-Tcp::Server::ServerOptions optionsWith(bool tls) {
+Tcp::Server::ServerOptions OptionsWith(bool tls) {
   Tcp::Server::ServerOptions options;
   options.frameLimit = kLimit;
   options.certificate = tls ? "a certificate, for sessions that are told of TLS" : "";
@@ -28,28 +28,28 @@ Tcp::Server::ServerOptions optionsWith(bool tls) {
 }
 
 // EchoSibling.cpp, which lies beside the target.
-const Tcp::Server::Member& member() {
-  static const Tcp::Server::Member& echo = *new Tcp::Server::Member(optionsWith(false));
+const Tcp::Server::Member& Member() {
+  static const Tcp::Server::Member& echo = *new Tcp::Server::Member(OptionsWith(false));
   return echo;
 }
 
 // What was said to the client must be what a client understands.
-void expectFrames(const Script& script) {
-  const auto reader = readerOf(script, kLimit);
+void ExpectFrames(const Script& script) {
+  const auto reader = ReaderOf(script, kLimit);
   if (script.outgoing.empty()) {
     return;
   }
-  require(reader->receiveGreeting() == Tcp::Wire::greeting(Tcp::Wire::Greeting::Welcome),
+  Require(reader->ReceiveGreeting() == Tcp::Wire::BytesOf(Tcp::Wire::Greeting::Welcome),
           "a server begins with its greeting");
   bool final = false;
   std::uint32_t number = 0;
   Tcp::Frame frame;
-  while (reader->receive(frame)) {
-    require(!final, "nothing comes after a final error");
-    require(frame.header.number == ++number, "an answer has its command's number");
-    require(frame.header.status == Tcp::Wire::Status::Payload || !frame.bytes.empty(),
+  while (reader->Receive(frame)) {
+    Require(!final, "nothing comes after a final error");
+    Require(frame.header.number == ++number, "an answer has its command's number");
+    Require(frame.header.status == Tcp::Wire::Status::Payload || !frame.bytes.empty(),
             "an error says why");
-    final = Tcp::Wire::endsConnection(frame.header.status);
+    final = Tcp::Wire::EndsConnection(frame.header.status);
   }
 }
 
@@ -57,7 +57,7 @@ void expectFrames(const Script& script) {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   unsetenv("FERROLINK_HOME");
-  member();
+  Member();
   return 0;
 }
 
@@ -65,18 +65,18 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 // client sends. The session looks at the first byte of it in the socket before it reads.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
-  const unsigned bits = input.takeByte();
-  const auto script = scriptOf(bits >> 1U, input.takeRest());
-  const Tcp::Server::ServerOptions options = optionsWith((bits & 1U) != 0);
+  const unsigned bits = input.TakeByte();
+  const auto script = ScriptOf(bits >> 1U, input.TakeRest());
+  const Tcp::Server::ServerOptions options = OptionsWith((bits & 1U) != 0);
 
   SocketPair sockets;
   if (!script->incoming.empty()) {
-    require(write(sockets.peer(), script->incoming.data(), 1) == 1, "a socket takes a byte");
+    Require(write(sockets.Peer(), script->incoming.data(), 1) == 1, "a socket takes a byte");
   }
-  shutdown(sockets.peer(), SHUT_WR);
-  auto connection = std::make_unique<ScriptedConnection>(socketOf(sockets.take()), kLimit, script);
-  Tcp::Server::Greeter greeter(options.usesTls());
-  if (greeter.advance(*connection) == Tcp::Server::Greeter::State::Greeted) {
+  shutdown(sockets.Peer(), SHUT_WR);
+  auto connection = std::make_unique<ScriptedConnection>(SocketOf(sockets.Take()), kLimit, script);
+  Tcp::Server::Greeter greeter(options.UsesTls());
+  if (greeter.Advance(*connection) == Tcp::Server::Greeter::State::Greeted) {
     static const Tcp::Server::Departure departure;
     static const Tcp::Server::Crowd crowd(1);
     static Tcp::Server::ServerLog log({});
@@ -85,11 +85,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     Tcp::Server::MemoryBudget memory(kMemory);
     {
       Tcp::Server::Session session({std::move(connection), "a client"},
-                                   {options, member(), memory, departure, crowd, events});
-      session.run();
+                                   {options, Member(), memory, departure, crowd, events});
+      session.Run();
     }
-    require(memory.used() == 0, "a session gives its memory back");
+    Require(memory.Used() == 0, "a session gives its memory back");
   }
-  expectFrames(*script);
+  ExpectFrames(*script);
   return 0;
 }

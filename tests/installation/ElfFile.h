@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// A symbol of a library's dynamic symbol table.
 struct ElfSymbol {
@@ -25,31 +25,31 @@ class ElfFile {
   explicit ElfFile(const std::filesystem::path& path);
 
   /// The values of all dynamic entries with this tag (DT_).
-  [[nodiscard]] std::vector<Elf64_Xword> entries(Elf64_Sxword tag) const;
-  [[nodiscard]] bool has(Elf64_Sxword tag) const { return !entries(tag).empty(); }
+  [[nodiscard]] std::vector<Elf64_Xword> Entries(Elf64_Sxword tag) const;
+  [[nodiscard]] bool Has(Elf64_Sxword tag) const { return !Entries(tag).empty(); }
   /// Whether a bit mask entry (DT_FLAGS, DT_FLAGS_1) has these bits.
-  [[nodiscard]] bool hasFlags(Elf64_Sxword tag, Elf64_Xword flags) const;
+  [[nodiscard]] bool HasFlags(Elf64_Sxword tag, Elf64_Xword flags) const;
 
   /// File names of the libraries it needs.
-  [[nodiscard]] std::vector<std::string> needed() const;
+  [[nodiscard]] std::vector<std::string> Needed() const;
 
-  [[nodiscard]] const std::vector<Elf64_Phdr>& segments() const { return m_segments; }
-  [[nodiscard]] std::vector<const Elf64_Phdr*> segments(Elf64_Word type) const;
+  [[nodiscard]] const std::vector<Elf64_Phdr>& Segments() const { return m_segments; }
+  [[nodiscard]] std::vector<const Elf64_Phdr*> Segments(Elf64_Word type) const;
 
-  [[nodiscard]] const std::vector<ElfSymbol>& symbols() const { return m_symbols; }
+  [[nodiscard]] const std::vector<ElfSymbol>& Symbols() const { return m_symbols; }
 
   /// The content of the section with this name; empty where there is none.
-  [[nodiscard]] std::string section(const std::string& name) const;
+  [[nodiscard]] std::string Section(const std::string& name) const;
 
   /// The bytes at a virtual address.
-  [[nodiscard]] std::string bytes(Elf64_Addr address, std::size_t size) const;
+  [[nodiscard]] std::string Bytes(Elf64_Addr address, std::size_t size) const;
 
  private:
   template <class Entry>
-  [[nodiscard]] std::vector<Entry> table(std::size_t offset, std::size_t count) const;
-  [[nodiscard]] std::string text(std::size_t offset) const;
-  void readSections(const Elf64_Ehdr& header);
-  void readSymbols(const Elf64_Shdr& symbols, const Elf64_Shdr& names);
+  [[nodiscard]] std::vector<Entry> Table(std::size_t offset, std::size_t count) const;
+  [[nodiscard]] std::string Text(std::size_t offset) const;
+  void ReadSections(const Elf64_Ehdr& header);
+  void ReadSymbols(const Elf64_Shdr& symbols, const Elf64_Shdr& names);
 
   std::string m_content;
   std::vector<Elf64_Phdr> m_segments;
@@ -60,6 +60,6 @@ class ElfFile {
   std::size_t m_dynamicNames = 0;  // offset of the names that dynamic entries refer to
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -9,8 +9,8 @@
 
 #include "tests/installation/ElfFile.h"
 
-using FerrolinkTest::ElfFile;
-using FerrolinkTest::ElfSymbol;
+using Ferrolink::Tests::ElfFile;
+using Ferrolink::Tests::ElfSymbol;
 
 namespace {
 
@@ -40,8 +40,8 @@ constexpr const char* kBranchTarget = "\xf3\x0f\x1e\xfa";  // endbr64
 
 class Hardening : public testing::TestWithParam<Installed> {
  protected:
-  [[nodiscard]] bool refersTo(const std::string& name) const {
-    for (const ElfSymbol& symbol : m_file.symbols()) {
+  [[nodiscard]] bool RefersTo(const std::string& name) const {
+    for (const ElfSymbol& symbol : m_file.Symbols()) {
       if (!symbol.defined && symbol.name == name) {
         return true;
       }
@@ -55,37 +55,37 @@ class Hardening : public testing::TestWithParam<Installed> {
 }  // namespace
 
 TEST_P(Hardening, TheFileIsResolvedAtOnceAndThenReadOnly) {
-  EXPECT_TRUE(m_file.has(DT_BIND_NOW) || m_file.hasFlags(DT_FLAGS, DF_BIND_NOW));
-  EXPECT_TRUE(m_file.hasFlags(DT_FLAGS_1, DF_1_NOW));
-  EXPECT_EQ(m_file.segments(PT_GNU_RELRO).size(), 1u);
+  EXPECT_TRUE(m_file.Has(DT_BIND_NOW) || m_file.HasFlags(DT_FLAGS, DF_BIND_NOW));
+  EXPECT_TRUE(m_file.HasFlags(DT_FLAGS_1, DF_1_NOW));
+  EXPECT_EQ(m_file.Segments(PT_GNU_RELRO).size(), 1u);
 }
 
 TEST_P(Hardening, TheFileLiesAnywhereInMemory) {
   // Position-independent, which ElfFile demands; a program says so in its flags as well.
-  EXPECT_EQ(m_file.hasFlags(DT_FLAGS_1, DF_1_PIE), !GetParam().exports);
-  EXPECT_FALSE(m_file.has(DT_TEXTREL));
-  EXPECT_FALSE(m_file.hasFlags(DT_FLAGS, DF_TEXTREL));
+  EXPECT_EQ(m_file.HasFlags(DT_FLAGS_1, DF_1_PIE), !GetParam().exports);
+  EXPECT_FALSE(m_file.Has(DT_TEXTREL));
+  EXPECT_FALSE(m_file.HasFlags(DT_FLAGS, DF_TEXTREL));
 }
 
 TEST_P(Hardening, TheFileNamesNoPathToSearch) {
-  EXPECT_FALSE(m_file.has(DT_RPATH));
-  EXPECT_FALSE(m_file.has(DT_RUNPATH));
+  EXPECT_FALSE(m_file.Has(DT_RPATH));
+  EXPECT_FALSE(m_file.Has(DT_RUNPATH));
 }
 
 TEST_P(Hardening, NoMemoryIsWrittenAndExecuted) {
-  const auto stack = m_file.segments(PT_GNU_STACK);
+  const auto stack = m_file.Segments(PT_GNU_STACK);
   ASSERT_EQ(stack.size(), 1u);
   EXPECT_EQ(stack.front()->p_flags & PF_X, 0u);
-  for (const Elf64_Phdr& segment : m_file.segments()) {
+  for (const Elf64_Phdr& segment : m_file.Segments()) {
     EXPECT_NE(segment.p_flags & (PF_W | PF_X), static_cast<Elf64_Word>(PF_W | PF_X));
   }
 }
 
 TEST_P(Hardening, EveryExportedFunctionIsABranchTarget) {
   int functions = 0;
-  for (const ElfSymbol& symbol : m_file.symbols()) {
+  for (const ElfSymbol& symbol : m_file.Symbols()) {
     if (symbol.defined && symbol.type == STT_FUNC) {
-      EXPECT_EQ(m_file.bytes(symbol.address, 4), kBranchTarget) << symbol.name;
+      EXPECT_EQ(m_file.Bytes(symbol.address, 4), kBranchTarget) << symbol.name;
       ++functions;
     }
   }
@@ -93,9 +93,9 @@ TEST_P(Hardening, EveryExportedFunctionIsABranchTarget) {
 }
 
 TEST_P(Hardening, FunctionsCheckTheirStackAndTheSizesOfTheirBuffers) {
-  EXPECT_TRUE(refersTo("__stack_chk_fail"));
+  EXPECT_TRUE(RefersTo("__stack_chk_fail"));
   for (const std::string& function : GetParam().checked) {
-    EXPECT_TRUE(refersTo(function)) << function;
+    EXPECT_TRUE(RefersTo(function)) << function;
   }
 }
 

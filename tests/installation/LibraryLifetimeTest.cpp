@@ -16,7 +16,7 @@
 #include "tests/installation/ElfFile.h"
 #include "tests/support/ProcessCase.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::IReceiver;
 using Ferrolink::Native::Interfaces::ITransport;
@@ -43,7 +43,7 @@ class LibraryLifetime : public testing::TestWithParam<Library> {
 class Opened {
  public:
   explicit Opened(const std::string& name)
-      : m_handle(dlopen((caseNativeDirectory() / name).c_str(), RTLD_NOW)) {
+      : m_handle(dlopen((CaseNativeDirectory() / name).c_str(), RTLD_NOW)) {
     if (m_handle == nullptr) {
       throw std::runtime_error(dlerror());
     }
@@ -53,7 +53,7 @@ class Opened {
   ~Opened() { dlclose(m_handle); }
 
   template <class Function>
-  Function* find(const char* name) const {
+  Function* Find(const char* name) const {
     return reinterpret_cast<Function*>(dlsym(m_handle, name));
   }
 
@@ -64,11 +64,11 @@ class Opened {
 }  // namespace
 
 TEST_P(LibraryLifetime, IsMarkedToStayMapped) {
-  EXPECT_TRUE(m_library.hasFlags(DT_FLAGS_1, DF_1_NODELETE));
+  EXPECT_TRUE(m_library.HasFlags(DT_FLAGS_1, DF_1_NODELETE));
 }
 
 TEST_P(LibraryLifetime, HasNoThreadLocalObjectsToDestroy) {
-  for (const ElfSymbol& symbol : m_library.symbols()) {
+  for (const ElfSymbol& symbol : m_library.Symbols()) {
     EXPECT_EQ(symbol.name.find("cxa_thread_atexit"), std::string::npos) << symbol.name;
   }
 }
@@ -83,29 +83,29 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& each) { return std::string(each.param.name); });
 
 PROCESS_CASE(useReceiverAfterClose) {
-  const std::string& name = caseArguments().at(0);
+  const std::string& name = CaseArguments().at(0);
   IReceiver* receiver = nullptr;
   {
     const Opened library(name);
-    receiver = library.find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(
+    receiver = library.Find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(
         RuntimeOperationMode::CallingRuntime);
   }
-  const std::string error = thrownBy([&] {
+  const std::string error = ThrownBy([&] {
     std::uint8_t buffer = 0;
     receiver->ReadResponse(&buffer, 1);
   });
-  report(error.substr(0, error.find('.')));
-  report(Opened(name).find<IReceiver*()>("GetReceiver")() == receiver ? "the same" : "another");
+  Report(error.substr(0, error.find('.')));
+  Report(Opened(name).Find<IReceiver*()>("GetReceiver")() == receiver ? "the same" : "another");
 }
 
 TEST(ClosedMember, KeepsItsReceiverForWhoHoldsItAndForWhoOpensItAgain) {
   const InstallationTree tree;
-  tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, "libFerrolinkJvmRuntimeNative.so");
-  tree.addLibrary(FERROLINKCPPRUNTIMENATIVE_PATH, "libFerrolinkCppRuntimeNative.so");
+  tree.AddLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, "libFerrolinkJvmRuntimeNative.so");
+  tree.AddLibrary(FERROLINKCPPRUNTIMENATIVE_PATH, "libFerrolinkCppRuntimeNative.so");
   for (const std::string runtime : {"Jvm", "Cpp"}) {
     CaseOptions options;
     options.arguments = {"libFerrolink" + runtime + "RuntimeNative.so"};
-    const CaseResult result = runCase("useReceiverAfterClose", tree, options);
+    const CaseResult result = RunCase("useReceiverAfterClose", tree, options);
     EXPECT_EQ(result.report, (Texts{(runtime == "Jvm" ? "JVM" : "Cpp") +
                                         std::string(" Launcher: Exception code 017"),
                                     "the same"}));
@@ -117,19 +117,19 @@ PROCESS_CASE(endThreadAfterClose) {
   const std::string name = "libFerrolinkCppRuntimeNative.so";
   std::thread([&] {
     const Opened library(name);
-    auto* receiver = library.find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(
+    auto* receiver = library.Find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(
         RuntimeOperationMode::CalledRuntime);
     std::array<std::uint8_t, 13> heartBeat = {8, 0, 0, 0, 0, 0, 0, 0, 0, 8, 11, 0x31, 0x32};
-    report(receiver->SendCommand(heartBeat.data(), heartBeat.size()));
+    Report(receiver->SendCommand(heartBeat.data(), heartBeat.size()));
     receiver->ReadResponse(heartBeat.data(), heartBeat.size());
   }).join();
-  report("joined");
+  Report("joined");
 }
 
 TEST(ClosedMember, IsThereForThreadsThatEndLater) {
   const InstallationTree tree;
-  tree.addLibrary(FERROLINKCPPRUNTIMENATIVE_PATH, "libFerrolinkCppRuntimeNative.so");
-  const CaseResult result = runCase("endThreadAfterClose", tree);
+  tree.AddLibrary(FERROLINKCPPRUNTIMENATIVE_PATH, "libFerrolinkCppRuntimeNative.so");
+  const CaseResult result = RunCase("endThreadAfterClose", tree);
   EXPECT_EQ(result.report, (Texts{"13", "joined"}));
   EXPECT_EQ(result.exitCode, 0) << result.err;
 }
@@ -137,22 +137,22 @@ TEST(ClosedMember, IsThereForThreadsThatEndLater) {
 PROCESS_CASE(useChannelAfterClose) {
   ITransport* channel = nullptr;
   {
-    const Opened library(caseArguments().at(0));
-    channel = library.find<ITransport*(const char*, std::uint16_t)>("CreateTransportChannel")(
+    const Opened library(CaseArguments().at(0));
+    channel = library.Find<ITransport*(const char*, std::uint16_t)>("CreateTransportChannel")(
         "127.0.0.1", 1);
   }
-  report(channel->Initialize(2, 8, 3));
+  Report(channel->Initialize(2, 8, 3));
   delete channel;
 }
 
 TEST(ClosedMember, KeepsTheChannelsOfANetworkClient) {
   const InstallationTree tree;
-  tree.addLibrary(FERROLINKTCPCLIENT_PATH, "libFerrolinkTcpClient.so");
-  tree.addLibrary(FERROLINKTCPTLSCLIENT_PATH, "libFerrolinkTcpTlsClient.so");
+  tree.AddLibrary(FERROLINKTCPCLIENT_PATH, "libFerrolinkTcpClient.so");
+  tree.AddLibrary(FERROLINKTCPTLSCLIENT_PATH, "libFerrolinkTcpTlsClient.so");
   for (const std::string client : {"libFerrolinkTcpClient.so", "libFerrolinkTcpTlsClient.so"}) {
     CaseOptions options;
     options.arguments = {client};
-    const CaseResult result = runCase("useChannelAfterClose", tree, options);
+    const CaseResult result = RunCase("useChannelAfterClose", tree, options);
     EXPECT_EQ(result.report, Texts{"0"}) << client;
     EXPECT_EQ(result.exitCode, 0) << result.err;
   }

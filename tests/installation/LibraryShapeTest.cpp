@@ -13,8 +13,8 @@
 
 #include "tests/installation/ElfFile.h"
 
-using FerrolinkTest::ElfFile;
-using FerrolinkTest::ElfSymbol;
+using Ferrolink::Tests::ElfFile;
+using Ferrolink::Tests::ElfSymbol;
 
 namespace {
 
@@ -49,14 +49,14 @@ class LibraryShape : public testing::TestWithParam<Library> {
   const ElfFile m_library{GetParam().file};
 };
 
-std::string demangled(const std::string& name) {
+std::string Demangled(const std::string& name) {
   int status = 0;
   const std::unique_ptr<char, decltype(&std::free)> text(
       abi::__cxa_demangle(name.c_str(), nullptr, nullptr, &status), &std::free);
   return status == 0 ? text.get() : name;
 }
 
-std::set<std::string> listed(const std::string& file) {
+std::set<std::string> Listed(const std::string& file) {
   std::ifstream list(std::string(FERROLINK_EXPORT_LISTS) + "/" + file);
   std::set<std::string> lines;
   for (std::string line; std::getline(list, line);) {
@@ -66,7 +66,7 @@ std::set<std::string> listed(const std::string& file) {
 }
 
 /// What is in the first and not in the second, one line each.
-std::string surplus(const std::set<std::string>& first, const std::set<std::string>& second) {
+std::string Surplus(const std::set<std::string>& first, const std::set<std::string>& second) {
   std::string lines;
   for (const std::string& line : first) {
     if (!second.contains(line)) {
@@ -86,18 +86,18 @@ constexpr const char* kUncallable =
 TEST_P(LibraryShape, NeedsTheCAndCxxLibrariesAlone) {
   std::set<std::string> allowed = {"libc.so.6", "libm.so.6", "libgcc_s.so.1", "libstdc++.so.6"};
   allowed.insert(GetParam().more.begin(), GetParam().more.end());
-  for (const std::string& name : m_library.needed()) {
+  for (const std::string& name : m_library.Needed()) {
     EXPECT_TRUE(allowed.contains(name)) << name;
   }
-  EXPECT_FALSE(m_library.needed().empty());
+  EXPECT_FALSE(m_library.Needed().empty());
 }
 
 TEST_P(LibraryShape, BindsItsOwnSymbolsToItself) {
-  EXPECT_TRUE(m_library.has(DT_SYMBOLIC) || m_library.hasFlags(DT_FLAGS, DF_SYMBOLIC));
+  EXPECT_TRUE(m_library.Has(DT_SYMBOLIC) || m_library.HasFlags(DT_FLAGS, DF_SYMBOLIC));
 }
 
 TEST_P(LibraryShape, SharesNoSymbolAcrossTheProcess) {
-  for (const ElfSymbol& symbol : m_library.symbols()) {
+  for (const ElfSymbol& symbol : m_library.Symbols()) {
     EXPECT_NE(symbol.binding, static_cast<unsigned>(STB_GNU_UNIQUE)) << symbol.name;
   }
 }
@@ -106,21 +106,21 @@ TEST_P(LibraryShape, LeavesTheHostsStandardStreamsAlone) {
   const std::set<std::string> streams = {"_ZSt3cin",   "_ZSt4cout",  "_ZSt4cerr",
                                          "_ZSt4clog",  "_ZSt4wcin",  "_ZSt5wcout",
                                          "_ZSt5wcerr", "_ZSt5wclog", "_ZNSt8ios_base4InitC1Ev"};
-  for (const ElfSymbol& symbol : m_library.symbols()) {
+  for (const ElfSymbol& symbol : m_library.Symbols()) {
     EXPECT_FALSE(streams.contains(symbol.name)) << symbol.name;
   }
 }
 
 TEST_P(LibraryShape, ExportsWhatIsListedAndNothingElse) {
   std::set<std::string> exported;
-  for (const ElfSymbol& symbol : m_library.symbols()) {
+  for (const ElfSymbol& symbol : m_library.Symbols()) {
     if (symbol.defined && symbol.name != kUncallable) {
-      exported.insert(symbol.name + " " + demangled(symbol.name));
+      exported.insert(symbol.name + " " + Demangled(symbol.name));
     }
   }
-  const std::set<std::string> expected = listed(GetParam().exports);
-  EXPECT_EQ(surplus(exported, expected), "") << "exported but not listed";
-  EXPECT_EQ(surplus(expected, exported), "") << "listed but not exported";
+  const std::set<std::string> expected = Listed(GetParam().exports);
+  EXPECT_EQ(Surplus(exported, expected), "") << "exported but not listed";
+  EXPECT_EQ(Surplus(expected, exported), "") << "listed but not exported";
   EXPECT_FALSE(expected.empty());
 }
 

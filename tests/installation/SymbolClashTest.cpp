@@ -15,14 +15,14 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::IReceiver;
-using FerrolinkTest::CaseOptions;
-using FerrolinkTest::CaseResult;
-using FerrolinkTest::InstallationTree;
-using FerrolinkTest::report;
-using FerrolinkTest::runCase;
-using FerrolinkTest::Texts;
-using FerrolinkTest::thrownBy;
-using FerrolinkTest::withoutStamps;
+using Ferrolink::Tests::CaseOptions;
+using Ferrolink::Tests::CaseResult;
+using Ferrolink::Tests::InstallationTree;
+using Ferrolink::Tests::Report;
+using Ferrolink::Tests::RunCase;
+using Ferrolink::Tests::Texts;
+using Ferrolink::Tests::ThrownBy;
+using Ferrolink::Tests::WithoutStamps;
 
 namespace {
 
@@ -42,15 +42,15 @@ constexpr const char* kMissing =
 class InstalledLibrary {
  public:
   InstalledLibrary()
-      : m_handle(dlopen((FerrolinkTest::caseNativeDirectory() / kLibrary).c_str(),
-                        std::stoi(FerrolinkTest::caseArguments().at(0)))) {
+      : m_handle(dlopen((Ferrolink::Tests::CaseNativeDirectory() / kLibrary).c_str(),
+                        std::stoi(Ferrolink::Tests::CaseArguments().at(0)))) {
     if (m_handle == nullptr) {
       throw std::runtime_error(dlerror());
     }
   }
 
   template <class Function>
-  Function* find(const char* name) const {
+  Function* Find(const char* name) const {
     auto* function = reinterpret_cast<Function*>(dlsym(m_handle, name));
     if (function == nullptr) {
       throw std::runtime_error(dlerror());
@@ -58,11 +58,11 @@ class InstalledLibrary {
     return function;
   }
 
-  IReceiver* create(RuntimeOperationMode mode) const {
-    return find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(mode);
+  IReceiver* Create(RuntimeOperationMode mode) const {
+    return Find<IReceiver*(RuntimeOperationMode)>("CreateReceiver")(mode);
   }
 
-  [[nodiscard]] IReceiver* current() const { return find<IReceiver*()>("GetReceiver")(); }
+  [[nodiscard]] IReceiver* Current() const { return Find<IReceiver*()>("GetReceiver")(); }
 
  private:
   void* m_handle;
@@ -71,10 +71,10 @@ class InstalledLibrary {
 class SymbolClash : public testing::TestWithParam<int> {
  protected:
   SymbolClash() {
-    m_tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kLibrary);
-    m_tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-    m_tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-    m_options = fakeSettings(m_tree);
+    m_tree.AddLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, kLibrary);
+    m_tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    m_tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+    m_options = FakeSettings(m_tree);
     m_options.environment["FAKE_CONFIGS_GetLoggingLevel"] = "all";
     m_options.arguments = {std::to_string(GetParam())};
   }
@@ -83,7 +83,7 @@ class SymbolClash : public testing::TestWithParam<int> {
   CaseOptions m_options;
 };
 
-std::string nameOf(const testing::TestParamInfo<int>& opening) {
+std::string NameOf(const testing::TestParamInfo<int>& opening) {
   switch (opening.param) {
     case RTLD_NOW | RTLD_LOCAL:
       return "AtOnce";
@@ -116,44 +116,44 @@ TEST(SymbolClash, HasAHostThatExportsEveryNameOfTheLibrary) {
 
 PROCESS_CASE(createReceivers) {
   const InstalledLibrary library;
-  report(library.current() == nullptr ? "none yet" : "too early");
-  IReceiver* first = library.create(RuntimeOperationMode::CalledRuntime);
-  report(first != nullptr ? "created" : "null");
-  report(library.create(RuntimeOperationMode::CallingRuntime) == first ? "same" : "another");
-  report(library.current() == first ? "same" : "another");
-  report(first->SetConfigSource("through the receiver"));
-  const std::string failure = thrownBy([&] {
+  Report(library.Current() == nullptr ? "none yet" : "too early");
+  IReceiver* first = library.Create(RuntimeOperationMode::CalledRuntime);
+  Report(first != nullptr ? "created" : "null");
+  Report(library.Create(RuntimeOperationMode::CallingRuntime) == first ? "same" : "another");
+  Report(library.Current() == first ? "same" : "another");
+  Report(first->SetConfigSource("through the receiver"));
+  const std::string failure = ThrownBy([&] {
     std::uint8_t buffer[16] = {};
     first->ReadResponse(buffer, sizeof buffer);
   });
-  report(failure.substr(0, failure.find("\nRUNTIME INFO:\n")));
+  Report(failure.substr(0, failure.find("\nRUNTIME INFO:\n")));
 }
 
 TEST_P(SymbolClash, LeavesTheReceiverToTheLibrary) {
   m_options.environment["FAKE_CONFIGS_SetConfigSource"] = "5";
-  const CaseResult result = runCase("createReceivers", m_tree, m_options);
+  const CaseResult result = RunCase("createReceivers", m_tree, m_options);
   EXPECT_EQ(result.report, (Texts{"none yet", "created", "same", "same", "5", kNoResponse}));
   EXPECT_EQ(result.exitCode, 0) << result.err;
   const std::string raised = std::string("# ") + kNoResponse + "\n";
   const std::string start = raised + raised + "RUNTIME INFO:\n";
-  EXPECT_EQ(withoutStamps(m_tree.errorLog()).substr(0, start.size()), start);
+  EXPECT_EQ(WithoutStamps(m_tree.ErrorLog()).substr(0, start.size()), start);
 }
 
 PROCESS_CASE(createInNoMode) {
   const InstalledLibrary library;
-  report(thrownBy([&] { library.create(RuntimeOperationMode::NotSet); }));
-  report(library.current() == nullptr ? "none" : "some");
+  Report(ThrownBy([&] { library.Create(RuntimeOperationMode::NotSet); }));
+  Report(library.Current() == nullptr ? "none" : "some");
 }
 
 TEST_P(SymbolClash, LeavesErrorsToTheLibrary) {
-  const CaseResult result = runCase("createInNoMode", m_tree, m_options);
+  const CaseResult result = RunCase("createInNoMode", m_tree, m_options);
   EXPECT_EQ(result.report, (Texts{kNoMode, "none"}));
   EXPECT_EQ(result.exitCode, 0) << result.err;
-  const std::string hint = FerrolinkTest::kSupportHint;
+  const std::string hint = Ferrolink::Tests::kSupportHint;
   const std::string raised = std::string("# ") + kNoMode;
-  EXPECT_EQ(withoutStamps(m_tree.errorLog()), raised + "\n");
-  EXPECT_EQ(withoutStamps(result.err), raised + hint + "\n");
-  EXPECT_EQ(events(m_tree),
+  EXPECT_EQ(WithoutStamps(m_tree.ErrorLog()), raised + "\n");
+  EXPECT_EQ(WithoutStamps(result.err), raised + hint + "\n");
+  EXPECT_EQ(Events(m_tree),
             "Native exception|Ferrolink Native Exception: Exception code 032. Runtime not "
             "initialized|Unknown\n");
 }
@@ -161,24 +161,24 @@ TEST_P(SymbolClash, LeavesErrorsToTheLibrary) {
 PROCESS_CASE(useNamedOperations) {
   const InstalledLibrary library;
   using TakesText = int(std::string);
-  report(library.find<TakesText>("_Z15SetConfigSource" STRING_BY_VALUE)("a source"));
-  report(library.find<TakesText>("_Z23SetWorkingDirectoryPath" STRING_BY_VALUE)("/a path"));
-  report(library.current() == nullptr ? "none" : "some");
-  library.find<void()>("_Z24emptyFunctionInNativeLibv")();
-  report(library.find<std::string(int)>(FINDER "21getRuntimeLibraryPathB5cxx11Ei")(2));
+  Report(library.Find<TakesText>("_Z15SetConfigSource" STRING_BY_VALUE)("a source"));
+  Report(library.Find<TakesText>("_Z23SetWorkingDirectoryPath" STRING_BY_VALUE)("/a path"));
+  Report(library.Current() == nullptr ? "none" : "some");
+  library.Find<void()>("_Z24emptyFunctionInNativeLibv")();
+  Report(library.Find<std::string(int)>(FINDER "21getRuntimeLibraryPathB5cxx11Ei")(2));
   auto* load =
-      library.find<void*(std::string, bool, bool)>(FINDER "11loadLibraryE" STRING_BY_VALUE "bb");
-  report(thrownBy([&] { load("/missing", true, false); }));
+      library.Find<void*(std::string, bool, bool)>(FINDER "11loadLibraryE" STRING_BY_VALUE "bb");
+  Report(ThrownBy([&] { load("/missing", true, false); }));
 }
 
 TEST_P(SymbolClash, LeavesTheNamedOperationsToTheLibrary) {
   m_options.environment["FAKE_CONFIGS_SetConfigSource"] = "7";
   m_options.environment["FAKE_CONFIGS_SetWorkingDirectory"] = "-8";
-  const CaseResult result = runCase("useNamedOperations", m_tree, m_options);
+  const CaseResult result = RunCase("useNamedOperations", m_tree, m_options);
   EXPECT_EQ(result.report,
-            (Texts{"7", "-8", "none", (m_tree.nativeDirectory() / kLibrary).string(), kMissing}));
+            (Texts{"7", "-8", "none", (m_tree.NativeDirectory() / kLibrary).string(), kMissing}));
   EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_EQ(calls(m_tree),
+  EXPECT_EQ(Calls(m_tree),
             "SetConfigSource(a source)\nSetWorkingDirectory(/a path)\nGetLoggingLevel()\n"
             "GetWorkingDirectory()\n");
 }
@@ -186,4 +186,4 @@ TEST_P(SymbolClash, LeavesTheNamedOperationsToTheLibrary) {
 INSTANTIATE_TEST_SUITE_P(Opened, SymbolClash,
                          testing::Values(RTLD_NOW | RTLD_LOCAL, RTLD_NOW | RTLD_GLOBAL,
                                          RTLD_LAZY | RTLD_LOCAL, RTLD_NOW | RTLD_DEEPBIND),
-                         nameOf);
+                         NameOf);

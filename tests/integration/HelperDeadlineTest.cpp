@@ -7,9 +7,9 @@
 #include <chrono>
 #include <thread>
 
-#include "tests/integration/Support.h"
+#include "tests/integration/RealJvmCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using namespace std::chrono_literals;
 using Ferrolink::Host::Deadline;
 using Ferrolink::Host::DeadlineError;
@@ -19,22 +19,22 @@ using Ferrolink::Host::ToText;
 
 namespace {
 
-void expectOnEveryJdk(const std::string& name, const std::vector<std::string>& expected) {
-  const auto jdks = installedJdks();
+void ExpectOnEveryJdk(const std::string& name, const std::vector<std::string>& expected) {
+  const auto jdks = InstalledJdks();
   ASSERT_FALSE(jdks.empty());
   for (const auto& jdk : jdks) {
     SCOPED_TRACE(jdk.string());
     const InstallationTree tree;
-    installLibrary(tree);
-    installArchive(tree, FERROLINK_JAR);
-    const CaseResult result = runCase(name, tree, onJdk(tree, jdk, "-Xcheck:jni"));
+    InstallLibrary(tree);
+    InstallArchive(tree, FERROLINK_JAR);
+    const CaseResult result = RunCase(name, tree, OnJdk(tree, jdk, "-Xcheck:jni"));
     EXPECT_EQ(result.signal, 0) << result.err;
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.report, expected) << result.out << result.err;
   }
 }
 
-std::string outcome(Host& host, const std::string& handler, const std::string& payload,
+std::string Outcome(Host& host, const std::string& handler, const std::string& payload,
                     Deadline deadline) {
   try {
     return ToText(host.Call(handler, payload, deadline));
@@ -44,24 +44,24 @@ std::string outcome(Host& host, const std::string& handler, const std::string& p
 }
 
 // On a busy machine the time may be over before a thread has begun the call: then again.
-std::string giveUp(Host& host, const std::string& pipe) {
+std::string GiveUp(Host& host, const std::string& pipe) {
   std::string result;
   do {
-    result = outcome(host, "read-file", pipe, 100ms);
+    result = Outcome(host, "read-file", pipe, 100ms);
   } while (result == "not sent");
   return result;
 }
 
-std::string makePipe(const char* name) {
-  std::string path = (caseRoot() / name).string();
+std::string MakePipe(const char* name) {
+  std::string path = (CaseRoot() / name).string();
   mkfifo(path.c_str(), 0600);
   return path;
 }
 
 // Waits for the reader, whose file then ends.
-void writeTo(const std::string& pipe, std::string_view text) {
+void WriteTo(const std::string& pipe, std::string_view text) {
   const int file = open(pipe.c_str(), O_WRONLY | O_CLOEXEC);
-  report(write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size())
+  Report(write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size())
              ? "written"
              : "not written");
   close(file);
@@ -70,47 +70,47 @@ void writeTo(const std::string& pipe, std::string_view text) {
 }  // namespace
 
 PROCESS_CASE(callWithin) {
-  Host host({caseNativeDirectory(), ""});
+  Host host({CaseNativeDirectory(), ""});
   host.LoadLibrary(WAITING_HANDLER_JAR);
-  report(outcome(host, "echo", "x", 0ms));
-  report(thrownBy([] { const ThreadAttachment early; }).substr(0, 11));
-  report(outcome(host, "echo", "first", 1h));
-  const std::string pipe = makePipe("pipe");
-  report(giveUp(host, pipe));
-  report(outcome(host, "echo", "second", 1h));
-  writeTo(pipe, "late");
+  Report(Outcome(host, "echo", "x", 0ms));
+  Report(ThrownBy([] { const ThreadAttachment early; }).substr(0, 11));
+  Report(Outcome(host, "echo", "first", 1h));
+  const std::string pipe = MakePipe("pipe");
+  Report(GiveUp(host, pipe));
+  Report(Outcome(host, "echo", "second", 1h));
+  WriteTo(pipe, "late");
   for (int i = 0; i < 100; ++i) {
     const std::string payload = std::to_string(i);
-    if (outcome(host, "echo", payload, 1h) != payload ||
+    if (Outcome(host, "echo", payload, 1h) != payload ||
         ToText(host.Call("echo", payload)) != payload) {
-      report("another answer");
+      Report("another answer");
     }
   }
-  std::thread writer([&] { writeTo(pipe, "in time"); });
-  report(outcome(host, "read-file", pipe, 1h));
+  std::thread writer([&] { WriteTo(pipe, "in time"); });
+  Report(Outcome(host, "read-file", pipe, 1h));
   writer.join();
   const ThreadAttachment attachment;
-  report(outcome(host, "echo", "attached", 1h));
-  report(giveUp(host, makePipe("never written to")));
+  Report(Outcome(host, "echo", "attached", 1h));
+  Report(GiveUp(host, MakePipe("never written to")));
 }
 
 // The process ends while the last call goes on.
 TEST(HelperDeadlines, ACallerOfJavaGivesUpAndNobodyGetsTheLateAnswer) {
-  expectOnEveryJdk("callWithin", {"not sent", "No JVM runs", "first", "given up", "second",
+  ExpectOnEveryJdk("callWithin", {"not sent", "No JVM runs", "first", "given up", "second",
                                   "written", "written", "in time", "attached", "given up"});
 }
 
 PROCESS_CASE(startWithin) {
-  Host host({caseNativeDirectory(), ""});
-  std::thread([&] { report(outcome(host, "echo", "on a thread that ends", 1h)); }).join();
+  Host host({CaseNativeDirectory(), ""});
+  std::thread([&] { Report(Outcome(host, "echo", "on a thread that ends", 1h)); }).join();
   for (int i = 0; i < 100; ++i) {
-    if (outcome(host, "echo", "x", 1h) != "x") {
-      report("another answer");
+    if (Outcome(host, "echo", "x", 1h) != "x") {
+      Report("another answer");
     }
   }
-  report(ToText(host.Call("echo", "without a limit")));
+  Report(ToText(host.Call("echo", "without a limit")));
 }
 
 TEST(HelperDeadlines, TheFirstCommandOfAllMayHaveATimeLimit) {
-  expectOnEveryJdk("startWithin", {"on a thread that ends", "without a limit"});
+  ExpectOnEveryJdk("startWithin", {"on a thread that ends", "without a limit"});
 }

@@ -8,9 +8,9 @@
 #include <fstream>
 #include <thread>
 
-#include "tests/integration/Support.h"
+#include "tests/integration/RealJvmCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Host::Host;
 using Ferrolink::Host::JvmLibraryPath;
 using Ferrolink::Host::Options;
@@ -25,26 +25,26 @@ constexpr const char* kLibrary = "libFerrolinkJvmRuntimeNative.so";
 constexpr const char* kNative = "Binaries/Native/Linux/X64";
 
 // One run a JDK. "$ROOT" in what is expected stands for the tree's root.
-void expectOnEveryJdk(const std::string& name, const std::vector<std::string>& expected,
+void ExpectOnEveryJdk(const std::string& name, const std::vector<std::string>& expected,
                       const std::vector<std::string>& arguments = {}) {
-  const auto jdks = installedJdks();
+  const auto jdks = InstalledJdks();
   ASSERT_FALSE(jdks.empty());
   for (const auto& jdk : jdks) {
     SCOPED_TRACE(jdk.string());
     const InstallationTree tree;
-    installLibrary(tree);
-    installArchive(tree, FERROLINK_JAR);
+    InstallLibrary(tree);
+    InstallArchive(tree, FERROLINK_JAR);
     // Where a path that was left relative leads to after a change of the directory.
-    fs::create_directories(tree.root() / "other/Binaries/Jvm");
-    fs::copy_file(TEST_RECEIVER_JAR, tree.root() / "other/Binaries/Jvm/FerrolinkJvmRuntime.jar");
-    CaseOptions options = onJdk(tree, jdk, "-Xcheck:jni");
+    fs::create_directories(tree.Root() / "other/Binaries/Jvm");
+    fs::copy_file(TEST_RECEIVER_JAR, tree.Root() / "other/Binaries/Jvm/FerrolinkJvmRuntime.jar");
+    CaseOptions options = OnJdk(tree, jdk, "-Xcheck:jni");
     options.arguments = arguments;
-    const CaseResult result = runCase(name, tree, options);
+    const CaseResult result = RunCase(name, tree, options);
     EXPECT_EQ(result.signal, 0) << result.err;
     EXPECT_EQ(result.exitCode, 0) << result.err;
     std::vector<std::string> report = result.report;
     for (std::string& entry : report) {
-      const std::string root = tree.root().string();
+      const std::string root = tree.Root().string();
       for (auto at = entry.find(root); at != std::string::npos; at = entry.find(root)) {
         entry.replace(at, root.size(), "$ROOT");
       }
@@ -54,21 +54,21 @@ void expectOnEveryJdk(const std::string& name, const std::vector<std::string>& e
 }
 
 // The error without the line break behind its code and without what follows it.
-std::string errorOf(std::string text) {
+std::string ErrorOf(std::string text) {
   if (const auto code = text.find(". \n"); code != std::string::npos) {
     text.erase(code + 2, 1);
   }
   return text.substr(0, text.find('\n'));
 }
 
-void loadAndCall(Host& host, const std::string& path) {
-  report(errorOf(thrownBy([&] { host.LoadLibrary(path); })));
-  report(errorOf(thrownBy([&] { report(ToText(host.Call("echo", "one"))); })));
-  report(errorOf(thrownBy([&] { report(ToText(host.Call("echo", "two"))); })));
+void LoadAndCall(Host& host, const std::string& path) {
+  Report(ErrorOf(ThrownBy([&] { host.LoadLibrary(path); })));
+  Report(ErrorOf(ThrownBy([&] { Report(ToText(host.Call("echo", "one"))); })));
+  Report(ErrorOf(ThrownBy([&] { Report(ToText(host.Call("echo", "two"))); })));
 }
 
-std::string fileThatIsNoArchive() {
-  const fs::path file = caseRoot() / "notes.txt";
+std::string FileThatIsNoArchive() {
+  const fs::path file = CaseRoot() / "notes.txt";
   std::ofstream(file) << "nothing to run";
   return file.string();
 }
@@ -76,72 +76,72 @@ std::string fileThatIsNoArchive() {
 }  // namespace
 
 PROCESS_CASE(changeDirectory) {
-  fs::current_path(caseRoot());
+  fs::current_path(CaseRoot());
   Options options;
-  if (caseArguments().at(0) == "environment") {
+  if (CaseArguments().at(0) == "environment") {
     setenv("FERROLINK_HOME", ".", 1);
   } else {
     options.libraryDirectory = kNative;
   }
   Host host(options);
-  fs::current_path(caseRoot() / "other");
-  report(host.LibraryPath().is_absolute() ? "absolute" : "relative");
-  report(ToText(host.Call("digest", std::string("\x03MD5", 4))).size() == 16 ? "own archive"
+  fs::current_path(CaseRoot() / "other");
+  Report(host.LibraryPath().is_absolute() ? "absolute" : "relative");
+  Report(ToText(host.Call("digest", std::string("\x03MD5", 4))).size() == 16 ? "own archive"
                                                                              : "another archive");
 }
 
 TEST(Helper, KeepsToTheInstallationThatARelativeHomeNamedAtFirst) {
-  expectOnEveryJdk("changeDirectory", {"absolute", "own archive"}, {"environment"});
+  ExpectOnEveryJdk("changeDirectory", {"absolute", "own archive"}, {"environment"});
 }
 
 TEST(Helper, KeepsToTheInstallationThatARelativeDirectoryNamedAtFirst) {
-  expectOnEveryJdk("changeDirectory", {"absolute", "own archive"}, {"options"});
+  ExpectOnEveryJdk("changeDirectory", {"absolute", "own archive"}, {"options"});
 }
 
 PROCESS_CASE(findOpenedLibrary) {
-  fs::current_path(caseRoot());
+  fs::current_path(CaseRoot());
   dlopen((std::string("./") + kNative + "/" + kLibrary).c_str(), RTLD_NOW);
-  fs::current_path(caseRoot() / "other");
+  fs::current_path(CaseRoot() / "other");
   setenv("FERROLINK_HOME", "/nowhere", 1);
-  const fs::path found = Ferrolink::Host::detail::findLibrary({});
-  report(fs::equivalent(found, caseNativeDirectory() / kLibrary) ? "found" : "another");
+  const fs::path found = Ferrolink::Host::detail::FindLibrary({});
+  Report(fs::equivalent(found, CaseNativeDirectory() / kLibrary) ? "found" : "another");
   void* again = dlopen(found.c_str(), RTLD_NOW | RTLD_NOLOAD);
-  report(again != nullptr ? "the same" : "another copy");
+  Report(again != nullptr ? "the same" : "another copy");
 }
 
 TEST(Helper, FindsALibraryThatWasOpenedByARelativePathAfterAChangeOfTheDirectory) {
-  expectOnEveryJdk("findOpenedLibrary", {"found", "the same"});
+  ExpectOnEveryJdk("findOpenedLibrary", {"found", "the same"});
 }
 
 PROCESS_CASE(emptyHome) {
-  fs::current_path(caseRoot());
+  fs::current_path(CaseRoot());
   setenv("FERROLINK_HOME", "", 1);
-  const fs::path found = Ferrolink::Host::detail::findLibrary({});
-  report(found == FERROLINKJVMRUNTIMENATIVE_PATH ? "around the executable" : found.string());
+  const fs::path found = Ferrolink::Host::detail::FindLibrary({});
+  Report(found == FERROLINKJVMRUNTIMENATIVE_PATH ? "around the executable" : found.string());
 }
 
 TEST(Helper, TakesAnEmptyHomeForNone) {
-  expectOnEveryJdk("emptyHome", {"around the executable"});
+  ExpectOnEveryJdk("emptyHome", {"around the executable"});
 }
 
 PROCESS_CASE(openThroughLinks) {
-  fs::create_directory_symlink(".", caseRoot() / "link");
-  Host host({caseRoot() / "link" / kNative, ""});
-  report(host.LibraryPath().string());
-  report(ToText(host.Call("echo", "through a link")));
+  fs::create_directory_symlink(".", CaseRoot() / "link");
+  Host host({CaseRoot() / "link" / kNative, ""});
+  Report(host.LibraryPath().string());
+  Report(ToText(host.Call("echo", "through a link")));
 }
 
 TEST(Helper, OpensAnInstallationThroughLinks) {
-  expectOnEveryJdk("openThroughLinks",
+  ExpectOnEveryJdk("openThroughLinks",
                    {std::string("$ROOT/link/") + kNative + "/" + kLibrary, "through a link"});
 }
 
 PROCESS_CASE(loadAfterHeartbeat) {
-  Host host({caseNativeDirectory(), ""});
+  Host host({CaseNativeDirectory(), ""});
   host.Heartbeat();
-  loadAndCall(host, fileThatIsNoArchive());
-  host.LoadLibrary(caseArguments().at(0));
-  report(ToText(host.Call("word-count", "one two\n")));
+  LoadAndCall(host, FileThatIsNoArchive());
+  host.LoadLibrary(CaseArguments().at(0));
+  Report(ToText(host.Call("word-count", "one two\n")));
 }
 
 constexpr const char* kNoArchive =
@@ -150,50 +150,50 @@ constexpr const char* kNoArchive =
 constexpr const char* kNothingThrown = "(nothing thrown)";
 
 TEST(Helper, ReportsAFileThatIsNoArchiveWhereItIsLoadedOnceTheJvmRuns) {
-  expectOnEveryJdk(
+  ExpectOnEveryJdk(
       "loadAfterHeartbeat",
       {kNoArchive, "one", kNothingThrown, "two", kNothingThrown, "lines: 1, words: 2, bytes: 8"},
       {WORD_COUNT_JAR});
 }
 
 PROCESS_CASE(loadAfterOthers) {
-  const fs::path copy = caseRoot() / "copy/Binaries/Native/Linux/X64";
+  const fs::path copy = CaseRoot() / "copy/Binaries/Native/Linux/X64";
   fs::create_directories(copy);
-  fs::copy(caseNativeDirectory(), copy);
-  const std::string file = fileThatIsNoArchive();
-  Host first({caseNativeDirectory(), ""});
-  Host second({caseNativeDirectory(), ""});
+  fs::copy(CaseNativeDirectory(), copy);
+  const std::string file = FileThatIsNoArchive();
+  Host first({CaseNativeDirectory(), ""});
+  Host second({CaseNativeDirectory(), ""});
   Host third({copy, ""});
   first.Heartbeat();
-  loadAndCall(second, file);
-  loadAndCall(third, file);
+  LoadAndCall(second, file);
+  LoadAndCall(third, file);
 }
 
 TEST(Helper, ReportsAFileThatIsNoArchiveWhereItIsLoadedOnceOthersHaveStartedTheJvm) {
-  expectOnEveryJdk("loadAfterOthers", {kNoArchive, "one", kNothingThrown, "two", kNothingThrown,
+  ExpectOnEveryJdk("loadAfterOthers", {kNoArchive, "one", kNothingThrown, "two", kNothingThrown,
                                        kNoArchive, "one", kNothingThrown, "two", kNothingThrown});
 }
 
 PROCESS_CASE(loadBeforeStart) {
-  Host host({caseNativeDirectory(), ""});
-  loadAndCall(host, fileThatIsNoArchive());
+  Host host({CaseNativeDirectory(), ""});
+  LoadAndCall(host, FileThatIsNoArchive());
 }
 
 TEST(Helper, ReportsAFileThatIsNoArchiveWithTheFirstCallWhereItWasLoadedBeforeTheJvm) {
-  expectOnEveryJdk("loadBeforeStart", {kNothingThrown, kNoArchive, "two", kNothingThrown});
+  ExpectOnEveryJdk("loadBeforeStart", {kNothingThrown, kNoArchive, "two", kNothingThrown});
 }
 
 PROCESS_CASE(loadFifo) {
   alarm(kLimitSeconds);
-  const std::string fifo = (caseRoot() / "pipe.jar").string();
+  const std::string fifo = (CaseRoot() / "pipe.jar").string();
   mkfifo(fifo.c_str(), 0600);
-  Host host({caseNativeDirectory(), ""});
-  if (caseArguments().at(0) == "after") {
+  Host host({CaseNativeDirectory(), ""});
+  if (CaseArguments().at(0) == "after") {
     host.Heartbeat();
   }
-  loadAndCall(host, fifo);
-  loadAndCall(host, "/dev/zero");
-  loadAndCall(host, caseRoot().string());
+  LoadAndCall(host, fifo);
+  LoadAndCall(host, "/dev/zero");
+  LoadAndCall(host, CaseRoot().string());
 }
 
 // Three paths: a pipe, a device, and a directory in which there is a pipe.
@@ -215,35 +215,35 @@ const std::vector<std::string> kNoFiles = {
     kNothingThrown};
 
 TEST(Helper, LoadsNothingButFilesAndDirectoriesBeforeTheJvmStarts) {
-  expectOnEveryJdk("loadFifo", kNoFiles, {"before"});
+  ExpectOnEveryJdk("loadFifo", kNoFiles, {"before"});
 }
 
 TEST(Helper, LoadsNothingButFilesAndDirectoriesAfterTheJvmHasStarted) {
-  expectOnEveryJdk("loadFifo", kNoFiles, {"after"});
+  ExpectOnEveryJdk("loadFifo", kNoFiles, {"after"});
 }
 
 PROCESS_CASE(attachUnderAnotherName) {
   const fs::path library = fs::path(std::getenv("JAVA_HOME")) / "lib/server/libjvm.so";
-  const fs::path link = caseRoot() / "engine.so";
+  const fs::path link = CaseRoot() / "engine.so";
   fs::create_symlink(library, link);
   setenv("FERROLINK_JVM_RUNTIME_PATH", link.c_str(), 1);
-  Host host({caseNativeDirectory(), ""});
-  report(thrownBy([] { const ThreadAttachment early; }).substr(0, 27));
-  report(JvmLibraryPath());
+  Host host({CaseNativeDirectory(), ""});
+  Report(ThrownBy([] { const ThreadAttachment early; }).substr(0, 27));
+  Report(JvmLibraryPath());
   host.Start();
   const auto attach = [&] {
     const ThreadAttachment attachment;
-    report(ToText(host.Call("echo", JvmLibraryPath())));
+    Report(ToText(host.Call("echo", JvmLibraryPath())));
   };
   std::thread(attach).join();
   // A copy of the usual name, which has no JVM.
-  fs::copy_file(library, caseRoot() / "libjvm.so");
-  report(dlopen((caseRoot() / "libjvm.so").c_str(), RTLD_NOW | RTLD_LOCAL) != nullptr ? "opened"
+  fs::copy_file(library, CaseRoot() / "libjvm.so");
+  Report(dlopen((CaseRoot() / "libjvm.so").c_str(), RTLD_NOW | RTLD_LOCAL) != nullptr ? "opened"
                                                                                       : dlerror());
   std::thread(attach).join();
 }
 
 TEST(Helper, AttachesToTheJvmThatRunsWhateverTheNameOfItsLibrary) {
-  expectOnEveryJdk("attachUnderAnotherName", {"No JVM runs in this process", "$ROOT/engine.so",
+  ExpectOnEveryJdk("attachUnderAnotherName", {"No JVM runs in this process", "$ROOT/engine.so",
                                               "$ROOT/engine.so", "opened", "$ROOT/engine.so"});
 }

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <thread>
 
-#include "tests/integration/Support.h"
+#include "tests/integration/RealJvmCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Host::ToText;
 
 namespace fs = std::filesystem;
@@ -19,19 +19,19 @@ namespace {
 
 constexpr int kCommands = 100;
 
-void expectReportOnEveryJdk(const std::string& name, const std::vector<std::string>& expected,
+void ExpectReportOnEveryJdk(const std::string& name, const std::vector<std::string>& expected,
                             const fs::path& archive = FERROLINK_JAR) {
-  for (const fs::path& jdk : installedJdks()) {
+  for (const fs::path& jdk : InstalledJdks()) {
     for (const char* checked : {"", " -Xcheck:jni"}) {
       const InstallationTree tree;
-      installLibrary(tree);
-      installArchive(tree, archive);
+      InstallLibrary(tree);
+      InstallArchive(tree, archive);
       CaseOptions options =
-          onJdk(tree, jdk, "-Dsender.library=" SENDER_PATH + std::string(checked));
+          OnJdk(tree, jdk, "-Dsender.library=" SENDER_PATH + std::string(checked));
       options.arguments = {jdk.string()};
       options.environment["SENDER_MEMBER"] =
-          (tree.nativeDirectory() / "libFerrolinkJvmRuntimeNative.so").string();
-      const CaseResult result = runCase(name, tree, options);
+          (tree.NativeDirectory() / "libFerrolinkJvmRuntimeNative.so").string();
+      const CaseResult result = RunCase(name, tree, options);
       EXPECT_EQ(result.signal, 0) << jdk << checked << result.err;
       EXPECT_EQ(result.exitCode, 0) << jdk << checked << result.err;
       EXPECT_EQ(result.report, expected) << jdk << checked << result.err;
@@ -46,7 +46,7 @@ struct OwnJvm {
     auto* create =
         reinterpret_cast<jint (*)(JavaVM**, void**, void*)>(dlsym(library, "JNI_CreateJavaVM"));
     std::string classPath =
-        "-Djava.class.path=" + (caseRoot() / "Binaries/Jvm/FerrolinkJvmRuntime.jar").string();
+        "-Djava.class.path=" + (CaseRoot() / "Binaries/Jvm/FerrolinkJvmRuntime.jar").string();
     JavaVMOption option{classPath.data(), nullptr};
     JavaVMInitArgs arguments{JNI_VERSION_1_8, 1, &option, JNI_FALSE};
     if (create(&vm, reinterpret_cast<void**>(&env), &arguments) != JNI_OK) {
@@ -57,15 +57,15 @@ struct OwnJvm {
   JNIEnv* env = nullptr;
 };
 
-Bytes echo(const std::string& text) {
-  return command(2, "\4echo" + text);
+Bytes Echo(const std::string& text) {
+  return Command(2, "\4echo" + text);
 }
 
-std::string body(const Bytes& answer) {
+std::string Body(const Bytes& answer) {
   return ToText(Bytes(answer.begin() + 11, answer.end()));
 }
 
-void collectGarbage(JNIEnv* env) {
+void CollectGarbage(JNIEnv* env) {
   jclass system = env->FindClass("java/lang/System");
   env->CallStaticVoidMethod(system, env->GetStaticMethodID(system, "gc", "()V"));
   env->DeleteLocalRef(system);
@@ -74,38 +74,38 @@ void collectGarbage(JNIEnv* env) {
 }  // namespace
 
 PROCESS_CASE(javaThreadAdoptsRealJvm) {
-  const OwnJvm jvm(caseArguments().at(0));
-  IReceiver* receiver = openReceiver();
+  const OwnJvm jvm(CaseArguments().at(0));
+  IReceiver* receiver = OpenReceiver();
   int right = 0;
   for (int i = 0; i < kCommands; ++i) {
     jvm.env->PushLocalFrame(16);  // what a native method that Java calls runs in
-    right += body(exchange(receiver, echo(std::to_string(i)))) == std::to_string(i) ? 1 : 0;
+    right += Body(Exchange(receiver, Echo(std::to_string(i)))) == std::to_string(i) ? 1 : 0;
     jvm.env->PopLocalFrame(nullptr);
     if (i % 10 == 0) {
-      collectGarbage(jvm.env);
+      CollectGarbage(jvm.env);
     }
   }
-  report(right);
+  Report(right);
 }
 
 TEST(RealJvmAdoption, AJavaThreadThatAdoptsSendsAgainFromItsNextNativeMethod) {
-  expectReportOnEveryJdk("javaThreadAdoptsRealJvm", {std::to_string(kCommands)});
+  ExpectReportOnEveryJdk("javaThreadAdoptsRealJvm", {std::to_string(kCommands)});
 }
 
 PROCESS_CASE(shortLivedThreadAdoptsRealJvm) {
-  const OwnJvm jvm(caseArguments().at(0));
-  IReceiver* receiver = openReceiver();
-  std::thread([&] { report(body(exchange(receiver, echo("adopted")))); }).join();
-  report(jvm.vm->DestroyJavaVM());  // waits for every attached thread
+  const OwnJvm jvm(CaseArguments().at(0));
+  IReceiver* receiver = OpenReceiver();
+  std::thread([&] { Report(Body(Exchange(receiver, Echo("adopted")))); }).join();
+  Report(jvm.vm->DestroyJavaVM());  // waits for every attached thread
 }
 
 TEST(RealJvmAdoption, AThreadThatAdoptedAndEndedDoesNotKeepTheJvmFromEnding) {
-  expectReportOnEveryJdk("shortLivedThreadAdoptsRealJvm", {"adopted", "0"});
+  ExpectReportOnEveryJdk("shortLivedThreadAdoptsRealJvm", {"adopted", "0"});
 }
 
 PROCESS_CASE(hostDetachesStartingThread) {
-  IReceiver* receiver = openReceiver();
-  report(body(exchange(receiver, echo("started"))));
+  IReceiver* receiver = OpenReceiver();
+  Report(Body(Exchange(receiver, Echo("started"))));
   void* library = dlopen(Ferrolink::Host::JvmLibraryPath().c_str(), RTLD_NOW);
   JavaVM* vm = nullptr;
   jsize count = 0;
@@ -114,28 +114,28 @@ PROCESS_CASE(hostDetachesStartingThread) {
   vm->DetachCurrentThread();
   int right = 0;
   for (int i = 0; i < kCommands; ++i) {
-    right += body(exchange(receiver, echo(std::to_string(i)))) == std::to_string(i) ? 1 : 0;
+    right += Body(Exchange(receiver, Echo(std::to_string(i)))) == std::to_string(i) ? 1 : 0;
     JNIEnv* env = nullptr;
     if (i % 10 == 0) {
       vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
-      collectGarbage(env);
-      right += body(exchange(receiver, echo("attached"))) == "attached" ? 0 : -1;
+      CollectGarbage(env);
+      right += Body(Exchange(receiver, Echo("attached"))) == "attached" ? 0 : -1;
       vm->DetachCurrentThread();
     }
   }
-  report(right);
+  Report(right);
 }
 
 TEST(RealJvmAdoption, AStartingThreadThatTheHostDetachedGoesOnSending) {
-  expectReportOnEveryJdk("hostDetachesStartingThread", {"started", std::to_string(kCommands)});
+  ExpectReportOnEveryJdk("hostDetachesStartingThread", {"started", std::to_string(kCommands)});
 }
 
 namespace {
 
 // For bodies: a JDK of its own to the loader: all of `home`, but a JVM library that is another
 // file.
-fs::path twinOf(const fs::path& home) {
-  const fs::path twin = caseRoot() / "twin";
+fs::path TwinOf(const fs::path& home) {
+  const fs::path twin = CaseRoot() / "twin";
   fs::create_directories(twin / "lib/server");
   for (const fs::path& from : {home, home / "lib", home / "lib/server"}) {
     for (const auto& entry : fs::directory_iterator(from)) {
@@ -153,35 +153,35 @@ fs::path twinOf(const fs::path& home) {
 }  // namespace
 
 PROCESS_CASE(otherLibjvm) {
-  const fs::path home = caseArguments().at(0);
-  const OwnJvm jvm(twinOf(home));
-  IReceiver* receiver = openReceiver();  // JAVA_HOME names the other one
-  report(body(exchange(receiver, echo("adopted"))));
-  std::thread([&] { report(body(exchange(receiver, echo("on another thread")))); }).join();
+  const fs::path home = CaseArguments().at(0);
+  const OwnJvm jvm(TwinOf(home));
+  IReceiver* receiver = OpenReceiver();  // JAVA_HOME names the other one
+  Report(Body(Exchange(receiver, Echo("adopted"))));
+  std::thread([&] { Report(Body(Exchange(receiver, Echo("on another thread")))); }).join();
 }
 
 TEST(RealJvmAdoption, AJvmThatRunsUnderAnotherLibjvmThanTheConfiguredOneIsAdopted) {
-  expectReportOnEveryJdk("otherLibjvm", {"adopted", "on another thread"});
+  ExpectReportOnEveryJdk("otherLibjvm", {"adopted", "on another thread"});
 }
 
 PROCESS_CASE(constructorSends) {
-  IReceiver* receiver = openReceiver();
-  exchange(receiver, command(1, std::string(13, '\0') + SENDING_HANDLER_JAR));
-  report(body(exchange(receiver, command(2, "\7sending"))));
+  IReceiver* receiver = OpenReceiver();
+  Exchange(receiver, Command(1, std::string(13, '\0') + SENDING_HANDLER_JAR));
+  Report(Body(Exchange(receiver, Command(2, "\7sending"))));
 }
 
 TEST(RealJvmAdoption, AHandlersConstructorMaySendOnItsOwnThreadAndOnOneThatItJoins) {
-  expectReportOnEveryJdk("constructorSends", {"own thread, joined thread"});
+  ExpectReportOnEveryJdk("constructorSends", {"own thread, joined thread"});
 }
 
 PROCESS_CASE(realInitialiserSends) {
-  IReceiver* receiver = openReceiver();
-  const std::string text = ToText(exchange(receiver, command(2, "")));
-  report(text.substr(0, text.find('\n')));
+  IReceiver* receiver = OpenReceiver();
+  const std::string text = ToText(Exchange(receiver, Command(2, "")));
+  Report(text.substr(0, text.find('\n')));
 }
 
 TEST(RealJvmAdoption, ACommandOutOfTheReceiversClassInitialiserFailsWith018) {
-  expectReportOnEveryJdk("realInitialiserSends",
+  ExpectReportOnEveryJdk("realInitialiserSends",
                          {"JVM Launcher: Exception code 018. JVM not initialized"},
                          EARLY_RECEIVER_JAR);
 }

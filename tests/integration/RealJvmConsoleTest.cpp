@@ -4,10 +4,10 @@
 
 #include <csignal>
 
-#include "tests/integration/Support.h"
+#include "tests/integration/RealJvmCases.h"
 #include "tests/support/Pipes.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Host::Host;
 using Ferrolink::Host::ToText;
 
@@ -15,37 +15,37 @@ namespace {
 
 constexpr const char* kNoSuchFile = "JVM Launcher: Exception code 004.";
 
-std::string failedLoad(Host& host) {
-  return thrownBy([&] { host.LoadLibrary("/no/such/archive.jar"); })
+std::string FailedLoad(Host& host) {
+  return ThrownBy([&] { host.LoadLibrary("/no/such/archive.jar"); })
       .substr(0, std::string_view(kNoSuchFile).size());
 }
 
 }  // namespace
 
 PROCESS_CASE(callWithoutConsole) {
-  closePipeBehind(STDOUT_FILENO);
-  closePipeBehind(STDERR_FILENO);
-  Host host({caseNativeDirectory(), ""});  // prints the runtime's information
-  report(failedLoad(host));                // echoes an error, before there is a JVM
-  report(ToText(host.Call("echo", "no console")));
+  ClosePipeBehind(STDOUT_FILENO);
+  ClosePipeBehind(STDERR_FILENO);
+  Host host({CaseNativeDirectory(), ""});  // prints the runtime's information
+  Report(FailedLoad(host));                // echoes an error, before there is a JVM
+  Report(ToText(host.Call("echo", "no console")));
   // The JVM handles the signal from its start on; a host may take that back.
   std::signal(SIGPIPE, SIG_DFL);
-  report(failedLoad(host));
-  report(ToText(host.Call("echo", "still here")));
+  Report(FailedLoad(host));
+  Report(ToText(host.Call("echo", "still here")));
 }
 
 TEST(RealJvmConsole, AHostWhoseOutputNobodyReadsCallsAndFailsAndEndsInOrder) {
-  for (const auto& jdk : installedJdks()) {
+  for (const auto& jdk : InstalledJdks()) {
     SCOPED_TRACE(jdk.string());
     const InstallationTree tree;
-    installLibrary(tree);
-    installArchive(tree, FERROLINK_JAR);
-    CaseOptions options = onJdk(tree, jdk);
+    InstallLibrary(tree);
+    InstallArchive(tree, FERROLINK_JAR);
+    CaseOptions options = OnJdk(tree, jdk);
     // The JVM says on standard error that it found these options, before it handles any signal.
     options.environment.erase("JAVA_TOOL_OPTIONS");
     options.unset = {"JAVA_TOOL_OPTIONS"};
     options.environment["FERROLINK_LOGGING_LEVEL"] = "all";
-    const CaseResult result = runCase("callWithoutConsole", tree, options);
+    const CaseResult result = RunCase("callWithoutConsole", tree, options);
     EXPECT_EQ(result.signal, 0);
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.report,

@@ -7,32 +7,32 @@
 #include <sstream>
 #include <thread>
 
-#include "tests/integration/Support.h"
+#include "tests/integration/RealJvmCases.h"
 #include "tests/support/Counts.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 
 namespace {
 
 constexpr int kThreads = 8;
 
 // How many threads get exceptions, and how many commands each sends. Every other one fails.
-std::size_t failingThreads() {
-  return static_cast<std::size_t>(countOr("TEST_FAILING_THREADS", kThreads));
+std::size_t FailingThreads() {
+  return static_cast<std::size_t>(CountOr("TEST_FAILING_THREADS", kThreads));
 }
 
-std::size_t commandsThatFailOrNot() {
-  return static_cast<std::size_t>(countOr("TEST_FAILING_COMMANDS", 500));
+std::size_t CommandsThatFailOrNot() {
+  return static_cast<std::size_t>(CountOr("TEST_FAILING_COMMANDS", 500));
 }
 
 // What ends every error text of the case's tree, from every thread.
-std::string runtimeInfo() {
+std::string RuntimeInfo() {
   return "\nRUNTIME INFO:\n\nMisbehaving test receiver\nJVM Native Launcher Runtime Info: \nJVM "
          "shared library search path: " +
          std::string(std::getenv("JAVA_HOME")) + "/lib/server/libjvm.so";
 }
 
-void onThreads(int threads, const std::function<void(int)>& body) {
+void OnThreads(int threads, const std::function<void(int)>& body) {
   std::latch together(threads);
   std::vector<std::thread> running;
   for (int thread = 0; thread < threads; ++thread) {
@@ -46,22 +46,22 @@ void onThreads(int threads, const std::function<void(int)>& body) {
   }
 }
 
-bool answersItself(IReceiver* receiver, int thread, int call) {
+bool AnswersItself(IReceiver* receiver, int thread, int call) {
   const Bytes sent =
-      command(2, "e" + std::to_string(thread) + " of 8, command " + std::to_string(call));
-  return exchange(receiver, sent) == sent;
+      Command(2, "e" + std::to_string(thread) + " of 8, command " + std::to_string(call));
+  return Exchange(receiver, sent) == sent;
 }
 
-bool throwsItsOwnText(IReceiver* receiver, const std::string& expected) {
-  return thrownBy([&] { exchange(receiver, command(2, "tsome text")); }) == expected;
+bool ThrowsItsOwnText(IReceiver* receiver, const std::string& expected) {
+  return ThrownBy([&] { Exchange(receiver, Command(2, "tsome text")); }) == expected;
 }
 
-long javaThreads(IReceiver* receiver) {
-  const Bytes count = exchange(receiver, command(2, "c"));
+long JavaThreads(IReceiver* receiver) {
+  const Bytes count = Exchange(receiver, Command(2, "c"));
   return count.at(0) * 256L + count.at(1);
 }
 
-std::vector<std::string> warningsOf(const std::string& text) {
+std::vector<std::string> WarningsOf(const std::string& text) {
   std::vector<std::string> warnings;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
@@ -72,7 +72,7 @@ std::vector<std::string> warningsOf(const std::string& text) {
   return warnings;
 }
 
-std::size_t stampedLines(const std::string& log) {
+std::size_t StampedLines(const std::string& log) {
   const std::regex stamp(
       R"((^|\n)\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\tThread ID: \d+\tJVM Launcher: Exception code 023\. JVM exception occurred)");
   return static_cast<std::size_t>(
@@ -82,18 +82,18 @@ std::size_t stampedLines(const std::string& log) {
 class RealJvmLoad : public testing::TestWithParam<std::string> {
  protected:
   // One run per JDK; the JVM's options are the test's parameter.
-  void onEveryJdk(const std::string& name,
+  void OnEveryJdk(const std::string& name,
                   const std::function<void(const InstallationTree&, const CaseResult&)>& check) {
-    const auto jdks = installedJdks();
+    const auto jdks = InstalledJdks();
     ASSERT_FALSE(jdks.empty());
     for (const auto& jdk : jdks) {
       SCOPED_TRACE(jdk.string() + " " + GetParam());
       const InstallationTree tree;
-      installWithTestReceiver(tree);
-      const CaseResult result = runCase(name, tree, onJdk(tree, jdk, GetParam()));
+      InstallWithTestReceiver(tree);
+      const CaseResult result = RunCase(name, tree, OnJdk(tree, jdk, GetParam()));
       ASSERT_EQ(result.signal, 0) << result.out.substr(0, 2000) << result.err.substr(0, 2000);
       ASSERT_EQ(result.exitCode, 0) << result.out.substr(0, 2000) << result.err.substr(0, 2000);
-      EXPECT_EQ(warningsOf(result.out), std::vector<std::string>{});
+      EXPECT_EQ(WarningsOf(result.out), std::vector<std::string>{});
       check(tree, result);
     }
   }
@@ -102,48 +102,48 @@ class RealJvmLoad : public testing::TestWithParam<std::string> {
 }  // namespace
 
 PROCESS_CASE(answerEightThreads) {
-  IReceiver* receiver = openReceiver();
+  IReceiver* receiver = OpenReceiver();
   std::array<long, kThreads> right{};
-  onThreads(kThreads, [&](int thread) {
+  OnThreads(kThreads, [&](int thread) {
     for (int call = 0; call < 20'000; ++call) {
-      right.at(static_cast<std::size_t>(thread)) += answersItself(receiver, thread, call) ? 1 : 0;
+      right.at(static_cast<std::size_t>(thread)) += AnswersItself(receiver, thread, call) ? 1 : 0;
     }
   });
   for (const long count : right) {
-    report(count);
+    Report(count);
   }
 }
 
 TEST_P(RealJvmLoad, EightThreadsOfTwentyThousandCommandsReadTheirOwnAnswers) {
-  onEveryJdk("answerEightThreads", [](const InstallationTree&, const CaseResult& result) {
+  OnEveryJdk("answerEightThreads", [](const InstallationTree&, const CaseResult& result) {
     EXPECT_EQ(result.report, std::vector<std::string>(kThreads, "20000"));
   });
 }
 
 PROCESS_CASE(throwOnThreads) {
-  IReceiver* receiver = openReceiver();
+  IReceiver* receiver = OpenReceiver();
   const std::string expected =
-      "JVM Launcher: Exception code 023. JVM exception occurred" + runtimeInfo();
-  const int commands = static_cast<int>(commandsThatFailOrNot());
-  std::vector<long> right(failingThreads());
-  onThreads(static_cast<int>(right.size()), [&](int thread) {
+      "JVM Launcher: Exception code 023. JVM exception occurred" + RuntimeInfo();
+  const int commands = static_cast<int>(CommandsThatFailOrNot());
+  std::vector<long> right(FailingThreads());
+  OnThreads(static_cast<int>(right.size()), [&](int thread) {
     for (int call = 0; call < commands; ++call) {
-      const bool held = call % 2 == 0 ? answersItself(receiver, thread, call)
-                                      : throwsItsOwnText(receiver, expected);
+      const bool held = call % 2 == 0 ? AnswersItself(receiver, thread, call)
+                                      : ThrowsItsOwnText(receiver, expected);
       right.at(static_cast<std::size_t>(thread)) += held ? 1 : 0;
     }
   });
   for (const long count : right) {
-    report(count);
+    Report(count);
   }
 }
 
 TEST_P(RealJvmLoad, ExceptionsPastTheReceiverReachTheirThreadsWithWholeTexts) {
-  onEveryJdk("throwOnThreads", [](const InstallationTree& tree, const CaseResult& result) {
-    const std::size_t commands = commandsThatFailOrNot();
-    EXPECT_EQ(result.report, std::vector<std::string>(failingThreads(), std::to_string(commands)));
-    const std::size_t raised = failingThreads() * (commands / 2);
-    const std::size_t lines = stampedLines(tree.errorLog());
+  OnEveryJdk("throwOnThreads", [](const InstallationTree& tree, const CaseResult& result) {
+    const std::size_t commands = CommandsThatFailOrNot();
+    EXPECT_EQ(result.report, std::vector<std::string>(FailingThreads(), std::to_string(commands)));
+    const std::size_t raised = FailingThreads() * (commands / 2);
+    const std::size_t lines = StampedLines(tree.ErrorLog());
     EXPECT_EQ(lines, raised * 2);
     RecordProperty("raised", static_cast<int>(raised));
     RecordProperty("log_lines", static_cast<int>(lines));
@@ -151,18 +151,18 @@ TEST_P(RealJvmLoad, ExceptionsPastTheReceiverReachTheirThreadsWithWholeTexts) {
 }
 
 PROCESS_CASE(sendFromShortLivedThreads) {
-  IReceiver* receiver = openReceiver();
-  const long before = javaThreads(receiver);
+  IReceiver* receiver = OpenReceiver();
+  const long before = JavaThreads(receiver);
   long right = 0;
   for (int thread = 0; thread < 10'000; ++thread) {
-    std::thread([&] { right += answersItself(receiver, thread, 0) ? 1 : 0; }).join();
+    std::thread([&] { right += AnswersItself(receiver, thread, 0) ? 1 : 0; }).join();
   }
-  report(right);
-  report(javaThreads(receiver) - before);
+  Report(right);
+  Report(JavaThreads(receiver) - before);
 }
 
 TEST_P(RealJvmLoad, TenThousandShortLivedThreadsLeaveNoJavaThreadBehind) {
-  onEveryJdk("sendFromShortLivedThreads", [](const InstallationTree&, const CaseResult& result) {
+  OnEveryJdk("sendFromShortLivedThreads", [](const InstallationTree&, const CaseResult& result) {
     EXPECT_EQ(result.report, (std::vector<std::string>{"10000", "0"}));
   });
 }

@@ -6,24 +6,24 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-const std::string kEcho14 = "14: " + numbers(command());
+const std::string kEcho14 = "14: " + Numbers(Command());
 // The one global reference is the class of byte[].
 const std::string kByteArrayClass = "local 0 global 1 elements 0 characters 0 attached 0 dropped 0";
-const std::string kNoJvm = launcherError("018. JVM not initialized", "", "");
-const std::string kNoCallback = launcherError("032. Java callback is not set", "", "");
+const std::string kNoJvm = LauncherError("018. JVM not initialized", "", "");
+const std::string kNoCallback = LauncherError("032. Java callback is not set", "", "");
 
 struct Binding : Launched {
   Binding() : Launched(RuntimeOperationMode::CallingRuntime) {}
 
-  void registerJvm() { callbackJavaVM = jvm.startJvm(); }
-  void registerCallback() {
-    registerJvm();
+  void RegisterJvm() { callbackJavaVM = jvm.StartJvm(); }
+  void RegisterCallback() {
+    RegisterJvm();
     jobject object = nullptr;
     jmethodID method = nullptr;
-    jvm.makeCallback(object, method);
+    jvm.MakeCallback(object, method);
     sendCommandCallbackObject = object;
     sendCommandCallbackMethod = method;
   }
@@ -33,82 +33,82 @@ struct Binding : Launched {
 
 PROCESS_CASE(nothingRegistered) {
   Binding binding;
-  report(binding.launcher.TryBindToCallingRuntimeJavaVm());
-  report(binding.send(command()));
-  report(binding.send(command(1)));
-  report(static_cast<long>(binding.jvm.calls().size()));
+  Report(binding.launcher.TryBindToCallingRuntimeJavaVm());
+  Report(binding.Send(Command()));
+  Report(binding.Send(Command(1)));
+  Report(static_cast<long>(binding.jvm.Calls().size()));
 }
 
 TEST(Binding, WithoutARegisteredJvmCode018IsRaised) {
-  expectReport("nothingRegistered", {"0", kNoJvm, kNoJvm, "0"});
+  ExpectReport("nothingRegistered", {"0", kNoJvm, kNoJvm, "0"});
 }
 
 PROCESS_CASE(callbackMissing) {
   Binding binding;
-  binding.registerCallback();
+  binding.RegisterCallback();
   jobject object = sendCommandCallbackObject.exchange(nullptr);
-  report(binding.send(command()));
+  Report(binding.Send(Command()));
   sendCommandCallbackObject = object;
   jmethodID method = sendCommandCallbackMethod.exchange(nullptr);
-  report(binding.send(command()));
+  Report(binding.Send(Command()));
   sendCommandCallbackObject = nullptr;
-  report(binding.send(command()));
-  report(binding.launcher.TryBindToCallingRuntimeJavaVm());
+  Report(binding.Send(Command()));
+  Report(binding.launcher.TryBindToCallingRuntimeJavaVm());
   sendCommandCallbackObject = object;
   sendCommandCallbackMethod = method;
-  report(binding.exchange(command()));
+  Report(binding.Exchange(Command()));
 }
 
 TEST(Binding, WithoutAWholeCallbackCode032IsRaisedEvenThoughTheJvmIsBound) {
-  expectReport("callbackMissing", {kNoCallback, kNoCallback, kNoCallback, "1", kEcho14});
+  ExpectReport("callbackMissing", {kNoCallback, kNoCallback, kNoCallback, "1", kEcho14});
 }
 
 PROCESS_CASE(boundByInitialize) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* first = jvm.startJvm();
+  JavaVM* first = jvm.StartJvm();
   callbackJavaVM = first;
   JvmLauncher launcher(RuntimeOperationMode::CallingRuntime);
   launcher.Initialize(0);
   callbackJavaVM = nullptr;
-  report(launcher.TryBindToCallingRuntimeJavaVm());
-  report(static_cast<long>(jvm.calls().size()));
+  Report(launcher.TryBindToCallingRuntimeJavaVm());
+  Report(static_cast<long>(jvm.Calls().size()));
 }
 
 TEST(Binding, InitializeAdoptsTheRegisteredJvmForGoodWithoutAJniCall) {
-  expectReport("boundByInitialize", {"1", "0"});
+  ExpectReport("boundByInitialize", {"1", "0"});
 }
 
 PROCESS_CASE(registeredLater) {
   Binding binding;
-  report(binding.send(command()));
-  binding.registerCallback();
-  report(binding.exchange(command()));
+  Report(binding.Send(Command()));
+  binding.RegisterCallback();
+  Report(binding.Exchange(Command()));
 }
 
 TEST(Binding, ACommandBindsWhereTheJvmWasRegisteredAfterInitialize) {
-  expectReport("registeredLater", {kNoJvm, kEcho14});
+  ExpectReport("registeredLater", {kNoJvm, kEcho14});
 }
 
 PROCESS_CASE(callbackCommand) {
   Binding binding;
-  binding.registerCallback();
-  report(binding.exchange(command()));
-  reportAll(binding.jvm.calls());
-  report(outstanding(binding.jvm));
+  binding.RegisterCallback();
+  Report(binding.Exchange(Command()));
+  ReportAll(binding.jvm.Calls());
+  Report(Outstanding(binding.jvm));
   JNIEnv* env = nullptr;
-  JavaVM* vm = binding.jvm.firstJvm();
+  JavaVM* vm = binding.jvm.FirstJvm();
   vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
-  binding.jvm.clearCalls();
-  report(binding.exchange(command()));
-  reportAll(binding.jvm.calls());
+  binding.jvm.ClearCalls();
+  Report(binding.Exchange(Command()));
+  ReportAll(binding.jvm.Calls());
 }
 
 TEST(Binding, ACommandMakesTheseCallsInThisOrder) {
-  const Texts call = joined({makeArrayCalls(14), callJavaCalls("apply")});
-  const Texts answer = joined({{"IsInstanceOf"}, storeResponseCalls(), deletions(2)});
+  const Texts call = Joined({MakeArrayCalls(14), CallJavaCalls("apply")});
+  const Texts answer = Joined({{"IsInstanceOf"}, StoreResponseCalls(), Deletions(2)});
   const Texts findClass = {"FindClass([B)", "NewGlobalRef", "ExceptionCheck", "DeleteLocalRef"};
-  expectReport("callbackCommand",
-               joined({{kEcho14, "GetEnv(1.8)", "AttachCurrentThread"},
+  ExpectReport("callbackCommand",
+               Joined({{kEcho14, "GetEnv(1.8)", "AttachCurrentThread"},
                        call,
                        findClass,
                        answer,
@@ -119,102 +119,102 @@ TEST(Binding, ACommandMakesTheseCallsInThisOrder) {
 
 PROCESS_CASE(everyTypeToCallback) {
   Binding binding;
-  binding.registerCallback();
+  binding.RegisterCallback();
   for (int type = 0; type < 256; ++type) {
-    binding.exchange(command(static_cast<std::uint8_t>(type)));
+    binding.Exchange(Command(static_cast<std::uint8_t>(type)));
   }
-  binding.exchange(filled(5, 1));
-  binding.exchange(filled(0, 1));
-  report(binding.exchange(loadLibraryCommand("/")));
-  report(binding.jvm.countCalls("CallObjectMethodV(apply)"));
-  report(binding.jvm.countCalls("FindClass"));
-  report(binding.launcher.GetRuntimeInfo());
+  binding.Exchange(Filled(5, 1));
+  binding.Exchange(Filled(0, 1));
+  Report(binding.Exchange(LoadLibraryCommand("/")));
+  Report(binding.jvm.CountCalls("CallObjectMethodV(apply)"));
+  Report(binding.jvm.CountCalls("FindClass"));
+  Report(binding.launcher.GetRuntimeInfo());
 }
 
 TEST(Binding, EveryCommandOfWhateverTypeGoesToTheCallback) {
-  expectReport("everyTypeToCallback",
-               {"25: " + numbers(loadLibraryCommand("/")), "259", "1", runtimeInfo("", "")});
+  ExpectReport("everyTypeToCallback",
+               {"25: " + Numbers(LoadLibraryCommand("/")), "259", "1", RuntimeInfo("", "")});
 }
 
 PROCESS_CASE(managedPartWhileBinding) {
   Binding binding;
-  binding.registerCallback();
-  binding.exchange(command());
+  binding.RegisterCallback();
+  binding.Exchange(Command());
   binding.launcher.AddToLibrariesToLoad("/proc/self/status");
-  report(binding.launcher.GetRuntimeInfo());
-  report(binding.launcher.GetRuntimeInfoFromManagedRuntime());
-  report(binding.jvm.countCalls("CallStaticObjectMethodV"));
-  report(binding.launcher.GetVersion());
-  report(binding.launcher.GetVersionString());
+  Report(binding.launcher.GetRuntimeInfo());
+  Report(binding.launcher.GetRuntimeInfoFromManagedRuntime());
+  Report(binding.jvm.CountCalls("CallStaticObjectMethodV"));
+  Report(binding.launcher.GetVersion());
+  Report(binding.launcher.GetVersionString());
 }
 
 TEST(Binding, TheRuntimeInformationHasNoManagedPart) {
-  expectReport(
+  ExpectReport(
       "managedPartWhileBinding",
-      {"Loaded custom libraries:\n/proc/self/status\n" + runtimeInfo("", ""), "", "0", "0", "0.0"});
+      {"Loaded custom libraries:\n/proc/self/status\n" + RuntimeInfo("", ""), "", "0", "0", "0.0"});
 }
 
 PROCESS_CASE(textWhileBinding) {
   Binding binding;
-  binding.registerCallback();
-  binding.jvm.script().apply.answer = FakeJvm::Answer::Text;
-  report(binding.send(command()));
-  binding.jvm.script().apply.answer = FakeJvm::Answer::Echo;
-  report(binding.exchange(command()));
-  report(binding.jvm.countCalls("IsInstanceOf"));
+  binding.RegisterCallback();
+  binding.jvm.Script().apply.answer = FakeJvm::Answer::Text;
+  Report(binding.Send(Command()));
+  binding.jvm.Script().apply.answer = FakeJvm::Answer::Echo;
+  Report(binding.Exchange(Command()));
+  Report(binding.jvm.CountCalls("IsInstanceOf"));
 }
 
 // The callback is there, the class of byte[] is not known yet.
 TEST(Binding, AnAnswerIsNotTakenForAByteArrayBeforeTheJvmSaysSo) {
-  expectReport("textWhileBinding",
-               {launcherError("025. Failed to get callback response bytes", "", ""), kEcho14, "2"});
+  ExpectReport("textWhileBinding",
+               {LauncherError("025. Failed to get callback response bytes", "", ""), kEcho14, "2"});
 }
 
 PROCESS_CASE(threadsWhileBinding) {
   Binding binding;
-  binding.registerCallback();
-  onNewThreads(8, [&](int i) {
-    const Bytes sent = command(2, static_cast<std::size_t>(20 + i));
+  binding.RegisterCallback();
+  OnNewThreads(8, [&](int i) {
+    const Bytes sent = Command(2, static_cast<std::size_t>(20 + i));
     for (int n = 0; n < 20; ++n) {
-      if (binding.exchange(sent) != std::to_string(20 + i) + ": " + numbers(sent)) {
-        report("wrong answer");
+      if (binding.Exchange(sent) != std::to_string(20 + i) + ": " + Numbers(sent)) {
+        Report("wrong answer");
       }
     }
   });
-  report(binding.jvm.countCalls("AttachCurrentThread"));
-  report(binding.jvm.countCalls("DetachCurrentThread"));
-  report(outstanding(binding.jvm));
+  Report(binding.jvm.CountCalls("AttachCurrentThread"));
+  Report(binding.jvm.CountCalls("DetachCurrentThread"));
+  Report(Outstanding(binding.jvm));
 }
 
 TEST(Binding, ManyThreadsCallTheCallbackEachAttachedForItsCommand) {
-  expectReport("threadsWhileBinding", {"160", "160", kByteArrayClass});
+  ExpectReport("threadsWhileBinding", {"160", "160", kByteArrayClass});
 }
 
 PROCESS_CASE(threadRefusedWhileBinding) {
   Binding binding;
-  binding.registerCallback();
-  binding.jvm.inject({.call = "AttachCurrentThread", .occurrence = 1, .result = -1});
-  report(binding.send(command()));
-  report(binding.exchange(command()));
+  binding.RegisterCallback();
+  binding.jvm.Inject({.call = "AttachCurrentThread", .occurrence = 1, .result = -1});
+  Report(binding.Send(Command()));
+  Report(binding.Exchange(Command()));
 }
 
 TEST(Binding, AThreadThatCannotBeAttachedRaises019) {
-  expectReport("threadRefusedWhileBinding",
-               {launcherError("019. Failed to attach thread to JVM", "", ""), kEcho14});
+  ExpectReport("threadRefusedWhileBinding",
+               {LauncherError("019. Failed to attach thread to JVM", "", ""), kEcho14});
 }
 
 PROCESS_CASE(initializeJvmWhileBinding) {
   Binding binding;
-  binding.registerCallback();
-  binding.exchange(command());
-  report(thrownBy([&] { binding.launcher.InitializeJvm(); }));
-  report(binding.jvm.countCalls("JNI_"));
+  binding.RegisterCallback();
+  binding.Exchange(Command());
+  Report(ThrownBy([&] { binding.launcher.InitializeJvm(); }));
+  Report(binding.jvm.CountCalls("JNI_"));
 }
 
 TEST(Binding, NoCommandStartsOrLooksForAJvm) {
-  expectReport(
+  ExpectReport(
       "initializeJvmWhileBinding",
-      {launcherError("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package", "", ""), "0"});
+      {LauncherError("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package", "", ""), "0"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -10,30 +10,30 @@
 
 namespace fs = std::filesystem;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-std::string touch(const fs::path& file) {
+std::string Touch(const fs::path& file) {
   std::ofstream(file) << "archive";
   return file.string();
 }
 
-std::string load(ClassPathLibraries& libraries, const Bytes& message) {
-  return thrownBy([&] { libraries.load(message.data(), static_cast<int>(message.size())); });
+std::string Load(ClassPathLibraries& libraries, const Bytes& message) {
+  return ThrownBy([&] { libraries.Load(message.data(), static_cast<int>(message.size())); });
 }
 
-void reportOptions(ClassPathLibraries& libraries) {
-  const JavaVMInitArgs& arguments = *libraries.arguments();
-  report(arguments.version);
-  report(arguments.ignoreUnrecognized);
+void ReportOptions(ClassPathLibraries& libraries) {
+  const JavaVMInitArgs& arguments = *libraries.Arguments();
+  Report(arguments.version);
+  Report(arguments.ignoreUnrecognized);
   for (jint i = 0; i < arguments.nOptions; ++i) {
-    report(arguments.options[i].optionString);
-    report(arguments.options[i].extraInfo != nullptr);
+    Report(arguments.options[i].optionString);
+    Report(arguments.options[i].extraInfo != nullptr);
   }
 }
 
-std::string archiveOf(const InstallationTree& tree) {
-  return tree.nativeDirectory().string() + "/../../../../Binaries/Jvm/FerrolinkJvmRuntime.jar";
+std::string ArchiveOf(const InstallationTree& tree) {
+  return tree.NativeDirectory().string() + "/../../../../Binaries/Jvm/FerrolinkJvmRuntime.jar";
 }
 
 const std::string kVersion18 = std::to_string(0x10008);
@@ -43,68 +43,68 @@ const std::string kVersion18 = std::to_string(0x10008);
 PROCESS_CASE(loadsLibraries) {
   const PartsFixture parts;
   ClassPathLibraries libraries(parts.errors, false);
-  const std::string archive = touch(caseRoot() / "a.jar");
-  report(load(libraries, loadLibraryCommand(archive)));
-  report(load(libraries, loadLibraryCommand(archive)));
-  report(load(libraries, loadLibraryCommand("missing.jar")));
-  report(load(libraries, command(1, 24)));
-  report(thrownBy([&] { libraries.add("missing.jar"); }));
-  reportAll(libraries.list());
+  const std::string archive = Touch(CaseRoot() / "a.jar");
+  Report(Load(libraries, LoadLibraryCommand(archive)));
+  Report(Load(libraries, LoadLibraryCommand(archive)));
+  Report(Load(libraries, LoadLibraryCommand("missing.jar")));
+  Report(Load(libraries, Command(1, 24)));
+  Report(ThrownBy([&] { libraries.Add("missing.jar"); }));
+  ReportAll(libraries.List());
 }
 
 TEST(ClassPathLibraries, ALibraryIsListedOnceAndWhatCannotBeLoadedIsNotListed) {
   const InstallationTree tree;
-  expectReport(
+  ExpectReport(
       "loadsLibraries",
-      {"(nothing thrown)", "(nothing thrown)", raised("004. \nCannot find file: missing.jar\n"),
-       raised("004. \nLoadLibrary message too short\n"),
+      {"(nothing thrown)", "(nothing thrown)", Raised("004. \nCannot find file: missing.jar\n"),
+       Raised("004. \nLoadLibrary message too short\n"),
        "JVM Launcher: Exception code 004. \nCannot find file: missing.jar\n",
-       tree.root().string() + "/a.jar"},
-      tree, fakeJvmOptions());
+       tree.Root().string() + "/a.jar"},
+      tree, FakeJvmOptions());
 }
 
 PROCESS_CASE(addsADirectory) {
   const PartsFixture parts;
   ClassPathLibraries libraries(parts.errors, false);
-  const fs::path directory = caseRoot() / "archives";
+  const fs::path directory = CaseRoot() / "archives";
   fs::create_directories(directory / "below");
-  touch(directory / "a.jar");
-  touch(directory / "b.JAR");
-  touch(directory / "c.txt");
-  touch(directory / "below/d.jar");
-  libraries.add(directory.string());
-  std::vector<std::string> listed = libraries.list();
+  Touch(directory / "a.jar");
+  Touch(directory / "b.JAR");
+  Touch(directory / "c.txt");
+  Touch(directory / "below/d.jar");
+  libraries.Add(directory.string());
+  std::vector<std::string> listed = libraries.List();
   std::sort(listed.begin(), listed.end());
-  reportAll(listed);
+  ReportAll(listed);
 }
 
 TEST(ClassPathLibraries, OfADirectoryItsTopLevelArchivesAreListed) {
   const InstallationTree tree;
-  const std::string directory = tree.root().string() + "/archives/";
-  expectReport("addsADirectory", {directory + "a.jar", directory + "b.JAR"}, tree,
-               fakeJvmOptions());
+  const std::string directory = tree.Root().string() + "/archives/";
+  ExpectReport("addsADirectory", {directory + "a.jar", directory + "b.JAR"}, tree,
+               FakeJvmOptions());
 }
 
 PROCESS_CASE(buildsOptions) {
   const PartsFixture parts;
-  ClassPathLibraries libraries(parts.errors, caseArguments().front() == "debug");
-  libraries.add(touch(caseRoot() / "z.jar"));
-  libraries.add(touch(caseRoot() / "a.jar"));
-  libraries.buildOptions("/jdk");
-  reportOptions(libraries);
-  libraries.releaseOptions();
-  report(libraries.arguments()->options == nullptr);
+  ClassPathLibraries libraries(parts.errors, CaseArguments().front() == "debug");
+  libraries.Add(Touch(CaseRoot() / "z.jar"));
+  libraries.Add(Touch(CaseRoot() / "a.jar"));
+  libraries.BuildOptions("/jdk");
+  ReportOptions(libraries);
+  libraries.ReleaseOptions();
+  Report(libraries.Arguments()->options == nullptr);
 }
 
 TEST(ClassPathLibraries, TheClassPathNamesTheArchivesInTheOrderInWhichTheyWereAdded) {
   const InstallationTree tree;
-  CaseOptions options = fakeJvmOptions();
+  CaseOptions options = FakeJvmOptions();
   options.arguments = {"normal"};
-  const std::string root = tree.root().string();
-  const CaseResult result = expectReport(
+  const std::string root = tree.Root().string();
+  const CaseResult result = ExpectReport(
       "buildsOptions",
       {kVersion18, "0",
-       "-Djava.class.path=" + archiveOf(tree) + ":" + root + "/z.jar:" + root + "/a.jar", "0",
+       "-Djava.class.path=" + ArchiveOf(tree) + ":" + root + "/z.jar:" + root + "/a.jar", "0",
        "-Djava.library.path=/jdk/lib:/jdk/jre/lib", "0", "1"},
       tree, options);
   EXPECT_EQ(result.out, "");
@@ -112,11 +112,11 @@ TEST(ClassPathLibraries, TheClassPathNamesTheArchivesInTheOrderInWhichTheyWereAd
 
 TEST(ClassPathLibraries, InDebugModeThereAreSixOptionsMoreAndTheClassPathIsPrinted) {
   const InstallationTree tree;
-  CaseOptions options = fakeJvmOptions();
+  CaseOptions options = FakeJvmOptions();
   options.arguments = {"debug"};
-  const std::string root = tree.root().string();
-  const std::string classPath = archiveOf(tree) + ":" + root + "/z.jar:" + root + "/a.jar";
-  const CaseResult result = expectReport(
+  const std::string root = tree.Root().string();
+  const std::string classPath = ArchiveOf(tree) + ":" + root + "/z.jar:" + root + "/a.jar";
+  const CaseResult result = ExpectReport(
       "buildsOptions",
       {kVersion18, "0", "-Djava.class.path=" + classPath, "0",
        "-Djava.library.path=/jdk/lib:/jdk/jre/lib", "0", "-Xmx2048m", "0", "-Xms2048m", "0",
@@ -127,4 +127,4 @@ TEST(ClassPathLibraries, InDebugModeThereAreSixOptionsMoreAndTheClassPathIsPrint
                             "]\nJVM option (full) = [-Djava.class.path=" + classPath + "]\n");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

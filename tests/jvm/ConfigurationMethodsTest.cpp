@@ -7,9 +7,9 @@
 
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/NativeError.h"
-#include "tests/jvm/JavaHost.h"
+#include "tests/jvm/FakeJavaHost.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 const std::string kStringCalls = "GetStringUTFChars ReleaseStringUTFChars";
@@ -26,75 +26,75 @@ const Method kMethods[] = {
     {"WorkingDirectory", "SetWorkingDirectory", "-7", &JavaThread::setWorkingDirectory},
 };
 
-const Method& requested() {
-  return kMethods[std::stoul(caseArguments().front())];
+const Method& Requested() {
+  return kMethods[std::stoul(CaseArguments().front())];
 }
 
 class ConfigurationMethod : public testing::TestWithParam<std::size_t> {
  protected:
   ConfigurationMethod() {
     m_options.arguments = {std::to_string(GetParam())};
-    m_options.environment["FAKE_CONFIGS_CALLS"] = callsFile().string();
+    m_options.environment["FAKE_CONFIGS_CALLS"] = CallsFile().string();
   }
 
-  [[nodiscard]] const Method& method() const { return kMethods[GetParam()]; }
-  [[nodiscard]] std::string failed(const std::string& text) const {
-    return std::string(method().failure) + ": " + text;
+  [[nodiscard]] const Method& Method() const { return kMethods[GetParam()]; }
+  [[nodiscard]] std::string Failed(const std::string& text) const {
+    return std::string(Method().failure) + ": " + text;
   }
-  [[nodiscard]] std::string configurationCalls() const {
+  [[nodiscard]] std::string ConfigurationCalls() const {
     std::ostringstream text;
-    text << std::ifstream(callsFile()).rdbuf();
+    text << std::ifstream(CallsFile()).rdbuf();
     return text.str();
   }
 
   InstallationTree m_tree;
-  CaseOptions m_options = loggedOptions(m_tree);
+  CaseOptions m_options = LoggedOptions(m_tree);
 
  private:
-  [[nodiscard]] std::filesystem::path callsFile() const { return m_tree.root() / "calls"; }
+  [[nodiscard]] std::filesystem::path CallsFile() const { return m_tree.Root() / "calls"; }
 };
 
 }  // namespace
 
 PROCESS_CASE(configure) {
-  JavaHost java;
-  jstring text = java.thread.string("/some text");
-  java.reportCall([&] { return (java.thread.*requested().call)(text); });
-  report(transmitter.load() == nullptr && receiver.load() == nullptr);
-  report(static_cast<long>(operationMode.load()));
-  report(Ferrolink::Native::firstCall.load());
+  FakeJavaHost java;
+  jstring text = java.thread.String("/some text");
+  java.ReportCall([&] { return (java.thread.*Requested().call)(text); });
+  Report(transmitter.load() == nullptr && receiver.load() == nullptr);
+  Report(static_cast<long>(operationMode.load()));
+  Report(Ferrolink::Native::firstCall.load());
 }
 
 TEST_P(ConfigurationMethod, HandsTheStringOnAndMakesNoRole) {
-  m_options.environment[std::string("FAKE_CONFIGS_") + method().function] = "41";
-  expectReport("configure", {"41", kStringCalls, "nothing", "1", "-1", "1"}, m_tree, m_options);
-  EXPECT_EQ(configurationCalls(), std::string(method().function) + "(/some text)\n");
+  m_options.environment[std::string("FAKE_CONFIGS_") + Method().function] = "41";
+  ExpectReport("configure", {"41", kStringCalls, "nothing", "1", "-1", "1"}, m_tree, m_options);
+  EXPECT_EQ(ConfigurationCalls(), std::string(Method().function) + "(/some text)\n");
 }
 
 TEST_P(ConfigurationMethod, TurnsAnErrorIntoItsOwnCodeAndReleasesTheCharacters) {
-  m_options.environment[std::string("FAKE_CONFIGS_THROW_") + method().function] = "no such thing";
-  expectReport("configure", {failed("no such thing"), kStringCalls, "nothing", "1", "-1", "1"},
+  m_options.environment[std::string("FAKE_CONFIGS_THROW_") + Method().function] = "no such thing";
+  ExpectReport("configure", {Failed("no such thing"), kStringCalls, "nothing", "1", "-1", "1"},
                m_tree, m_options);
 }
 
 PROCESS_CASE(configureNothing) {
-  JavaHost java;
-  jstring text = java.thread.string("text");
-  java.reportCall([&] { return (java.thread.*requested().call)(nullptr); });
-  java.jvm.inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true});
-  java.reportCall([&] { return (java.thread.*requested().call)(text); });
-  java.jvm.clearInjections();
-  java.jvm.inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true, .exception = true});
-  java.reportCall([&] { return (java.thread.*requested().call)(text); });
+  FakeJavaHost java;
+  jstring text = java.thread.String("text");
+  java.ReportCall([&] { return (java.thread.*Requested().call)(nullptr); });
+  java.jvm.Inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true});
+  java.ReportCall([&] { return (java.thread.*Requested().call)(text); });
+  java.jvm.ClearInjections();
+  java.jvm.Inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true, .exception = true});
+  java.ReportCall([&] { return (java.thread.*Requested().call)(text); });
 }
 
 TEST_P(ConfigurationMethod, WithoutAStringReturnsItsOwnCodeAndClearsTheJavaException) {
-  expectReport("configureNothing",
-               {failed(kNullString), "", "nothing", failed(kNullString),
-                "GetStringUTFChars ExceptionCheck", "nothing", failed(kNullString),
+  ExpectReport("configureNothing",
+               {Failed(kNullString), "", "nothing", Failed(kNullString),
+                "GetStringUTFChars ExceptionCheck", "nothing", Failed(kNullString),
                 "GetStringUTFChars ExceptionCheck ExceptionClear", "nothing"},
                m_tree, m_options);
-  EXPECT_EQ(configurationCalls(), "");
+  EXPECT_EQ(ConfigurationCalls(), "");
 }
 
 INSTANTIATE_TEST_SUITE_P(For, ConfigurationMethod,
@@ -102,75 +102,75 @@ INSTANTIATE_TEST_SUITE_P(For, ConfigurationMethod,
                          [](const auto& method) { return kMethods[method.param].name; });
 
 PROCESS_CASE(readNativeErrors) {
-  JavaHost java;
-  report(java.thread.nativeError());
-  report(java.thread.nativeError());
+  FakeJavaHost java;
+  Report(java.thread.NativeError());
+  Report(java.thread.NativeError());
   java.thread.setWorkingDirectory(nullptr);
-  report(java.thread.nativeError());
-  report(java.thread.outcome(java.thread.sendCommand(java.thread.array({}))));
-  report(java.thread.nativeError());
-  onNewThread([&] { report(JavaThread(java.vm).nativeError()); });
+  Report(java.thread.NativeError());
+  Report(java.thread.Outcome(java.thread.sendCommand(java.thread.Array({}))));
+  Report(java.thread.NativeError());
+  OnNewThread([&] { Report(JavaThread(java.vm).NativeError()); });
   java.thread.sendCommand(nullptr);
-  onNewThread([&] { report(JavaThread(java.vm).nativeError()); });
+  OnNewThread([&] { Report(JavaThread(java.vm).NativeError()); });
 }
 
 TEST(GetNativeError, KeepsTheLastFailureOfAnyThreadThroughReadsAndSuccesses) {
-  expectReport("readNativeErrors",
+  ExpectReport("readNativeErrors",
                {"Undefined error", "Undefined error", kNullString, "0", kNullString, kNullString,
                 "JVM Lib: Exception code 002. Command byte array is null"});
 }
 
 PROCESS_CASE(readTextOfTarget) {
-  JavaHost java;
-  report(java.thread.outcome(
-      java.thread.sendCommand(java.thread.array({8, 3, 0, 0, 0, 0, 0, 0, 0, 2, 2}))));
+  FakeJavaHost java;
+  Report(java.thread.Outcome(
+      java.thread.sendCommand(java.thread.Array({8, 3, 0, 0, 0, 0, 0, 0, 0, 2, 2}))));
 }
 
 TEST(GetNativeError, YieldsModifiedUtf8WhateverTheTextHolds) {
   CallerTree siblings;
-  CaseOptions options = throwingIn("Receiver.SendCommand");
+  CaseOptions options = ThrowingIn("Receiver.SendCommand");
   options.environment["FAKE_SIBLING_THROW_TEXT"] = "\u00e9\u20ac\xF0\x9F\x98\x80 \xFF\x80 \xE2\x82";
-  siblings.expect("readTextOfTarget",
+  siblings.Expect("readTextOfTarget",
                   {"-2: \u00e9\u20ac\xED\xA0\xBD\xED\xB8\x80 \uFFFD\uFFFD \uFFFD\uFFFD"}, options);
 }
 
 PROCESS_CASE(readWithoutAString) {
-  JavaHost java;
-  java.jvm.inject({.call = "NewStringUTF", .occurrence = 1, .null = true});
-  java.jvm.inject({.call = "NewStringUTF", .occurrence = 2, .null = true, .exception = true});
+  FakeJavaHost java;
+  java.jvm.Inject({.call = "NewStringUTF", .occurrence = 1, .null = true});
+  java.jvm.Inject({.call = "NewStringUTF", .occurrence = 2, .null = true, .exception = true});
   for (int i = 0; i < 3; ++i) {
-    java.reportVoidCall([&] { report(java.thread.getNativeError() == nullptr); });
+    java.ReportVoidCall([&] { Report(java.thread.getNativeError() == nullptr); });
   }
 }
 
 TEST(GetNativeError, YieldsNullWithoutAJavaExceptionWhereThereIsNoString) {
-  expectReport("readWithoutAString", {"1", "NewStringUTF ExceptionCheck", "nothing", "1",
+  ExpectReport("readWithoutAString", {"1", "NewStringUTF ExceptionCheck", "nothing", "1",
                                       "NewStringUTF ExceptionCheck ExceptionClear", "nothing", "0",
                                       "NewStringUTF ExceptionCheck", "local 1"});
 }
 
 PROCESS_CASE(failAtOnce) {
   std::latch start(4);
-  NativeError::store(std::string(3000, 'a').c_str());
-  onNewThreads(4, [&](int i) {
+  NativeError::Store(std::string(3000, 'a').c_str());
+  OnNewThreads(4, [&](int i) {
     const auto size = static_cast<std::size_t>(3000 + i);
     const std::string own(size, static_cast<char>('a' + i));
     start.arrive_and_wait();
     for (int n = 0; n < 2000; ++n) {
-      NativeError::store(own.c_str());
-      NativeError::forgetOwn();
-      const std::string text = NativeError::text();
+      NativeError::Store(own.c_str());
+      NativeError::ForgetOwn();
+      const std::string text = NativeError::Text();
       const auto length = static_cast<std::size_t>(3000 + text.front() - 'a');
       if (text != std::string(length, text.front())) {
-        report("half a text");
+        Report("half a text");
       }
     }
   });
-  report("read");
+  Report("read");
 }
 
 TEST(GetNativeError, IsAlwaysAWholeTextWhileThreadsFailAtOnce) {
-  expectReport("failAtOnce", {"read"});
+  ExpectReport("failAtOnce", {"read"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "jvm/JvmLibGlobals.h"
-#include "tests/jvm/JavaHost.h"
+#include "tests/jvm/FakeJavaHost.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 const std::string kStringCalls = "GetStringUTFChars ReleaseStringUTFChars";
@@ -12,30 +12,30 @@ const std::string kDeployingCalls =
     "GetArrayLength GetByteArrayElements GetStringUTFChars ReleaseByteArrayElements(abort) "
     "ReleaseStringUTFChars";
 
-Bytes package() {
+Bytes Package() {
   return {8, 3, 0, 0, 0, 0, 0, 0, 0, 2};
 }
 
-void reportSettled() {
-  report(static_cast<long>(operationMode.load()));
-  report(transmitter.load() != nullptr);
+void ReportSettled() {
+  Report(static_cast<long>(operationMode.load()));
+  Report(transmitter.load() != nullptr);
 }
 
 }  // namespace
 
 PROCESS_CASE(embed) {
-  JavaHost java;
-  jstring path = java.thread.string("/some/path");
+  FakeJavaHost java;
+  jstring path = java.thread.String("/some/path");
   isCopy = 7;
-  java.reportCall([&] { return java.thread.setEmbeddedRuntime(0x102, 0x708, -253, path); });
-  report(static_cast<long>(isCopy));
-  reportSettled();
+  java.ReportCall([&] { return java.thread.setEmbeddedRuntime(0x102, 0x708, -253, path); });
+  Report(static_cast<long>(isCopy));
+  ReportSettled();
 }
 
 TEST(SetEmbeddedRuntime, TellsTheTargetAndCutsItsNumbersToTheLowByte) {
   CallerTree siblings;
-  siblings.expect("embed", {"41", kStringCalls, "nothing", "1", "0", "1"});
-  EXPECT_EQ(siblings.calls(),
+  siblings.Expect("embed", {"41", kStringCalls, "nothing", "1", "0", "1"});
+  EXPECT_EQ(siblings.Calls(),
             "Cpp: CreateReceiver(1)\n"
             "Cpp: Receiver.Initialize(2, 8, 3)\n"
             "Cpp: CreateTransmitter(1)\n"
@@ -47,64 +47,64 @@ TEST(SetEmbeddedRuntime, TellsTheTargetAndCutsItsNumbersToTheLowByte) {
 
 TEST(SetEmbeddedRuntime, PassesTheTextOfTheTargetsErrorOnAndReleasesTheCharacters) {
   CallerTree siblings;
-  siblings.expect(
+  siblings.Expect(
       "embed", {"-4: Receiver.SetEmbeddedRuntime failed", kStringCalls, "nothing", "1", "0", "1"},
-      throwingIn("Receiver.SetEmbeddedRuntime"));
+      ThrowingIn("Receiver.SetEmbeddedRuntime"));
 }
 
 PROCESS_CASE(embedNothing) {
-  JavaHost java;
-  jstring path = java.thread.string("/some/path");
-  java.jvm.inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true});
-  java.reportCall([&] { return java.thread.setEmbeddedRuntime(2, 8, 3, path); });
-  java.jvm.clearInjections();
-  java.jvm.inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true, .exception = true});
-  java.reportCall([&] { return java.thread.setEmbeddedRuntime(2, 8, 3, path); });
-  java.reportCall([&] { return java.thread.setEmbeddedRuntime(2, 8, 3, nullptr); });
-  reportSettled();
+  FakeJavaHost java;
+  jstring path = java.thread.String("/some/path");
+  java.jvm.Inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true});
+  java.ReportCall([&] { return java.thread.setEmbeddedRuntime(2, 8, 3, path); });
+  java.jvm.ClearInjections();
+  java.jvm.Inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true, .exception = true});
+  java.ReportCall([&] { return java.thread.setEmbeddedRuntime(2, 8, 3, path); });
+  java.ReportCall([&] { return java.thread.setEmbeddedRuntime(2, 8, 3, nullptr); });
+  ReportSettled();
 }
 
 TEST(SetEmbeddedRuntime, WithoutAStringReturnsMinus4AndClearsTheJavaException) {
   CallerTree siblings;
-  siblings.expect("embedNothing",
+  siblings.Expect("embedNothing",
                   {"-4: " + kNullString, "GetStringUTFChars ExceptionCheck", "nothing",
                    "-4: " + kNullString, "GetStringUTFChars ExceptionCheck ExceptionClear",
                    "nothing", "-4: " + kNullString, "", "nothing", "0", "1"});
-  EXPECT_EQ(siblings.calls(), "");
+  EXPECT_EQ(siblings.Calls(), "");
 }
 
 PROCESS_CASE(embedThrowingNumber) {
-  JavaHost java;
-  jstring path = java.thread.string("/some/path");
-  java.reportVoidCall([&] {
+  FakeJavaHost java;
+  jstring path = java.thread.String("/some/path");
+  java.ReportVoidCall([&] {
     try {
-      report(java.thread.setEmbeddedRuntime(2, 8, 3, path));
+      Report(java.thread.setEmbeddedRuntime(2, 8, 3, path));
     } catch (int number) {
-      report("number " + std::to_string(number));
+      Report("number " + std::to_string(number));
     }
   });
 }
 
 TEST(SetEmbeddedRuntime, LetsWhatIsNoStandardExceptionPassAndReleasesTheCharacters) {
   CallerTree siblings;
-  CaseOptions options = throwingIn("Receiver.SetEmbeddedRuntime");
+  CaseOptions options = ThrowingIn("Receiver.SetEmbeddedRuntime");
   options.environment["FAKE_SIBLING_THROW_NUMBER"] = "42";
-  siblings.expect("embedThrowingNumber", {"number 42", kStringCalls, "nothing"}, options);
+  siblings.Expect("embedThrowingNumber", {"number 42", kStringCalls, "nothing"}, options);
 }
 
 PROCESS_CASE(embedAndDeploy) {
-  JavaHost java;
-  jstring path = java.thread.string("/some/path");
+  FakeJavaHost java;
+  jstring path = java.thread.String("/some/path");
   java.thread.setEmbeddedRuntime(2, 8, 3, path);
-  java.thread.deployRuntime(java.thread.array(package()), path, 1);
+  java.thread.deployRuntime(java.thread.Array(Package()), path, 1);
 }
 
 TEST(DeployRuntime, AndSetEmbeddedRuntimeReleaseWhatTheCallWasGivenAfterIt) {
   CallerTree siblings;
   CaseOptions options;
-  options.environment["FAKE_JVM_CALLS"] = (siblings.tree().root() / "calls").string();
-  siblings.expect("embedAndDeploy", {}, options);
-  const std::string calls = siblings.calls();
+  options.environment["FAKE_JVM_CALLS"] = (siblings.Tree().Root() / "calls").string();
+  siblings.Expect("embedAndDeploy", {}, options);
+  const std::string calls = siblings.Calls();
   EXPECT_NE(calls.find("Cpp: Receiver.SetEmbeddedRuntime(3, /some/path)\nReleaseStringUTFChars\n"),
             std::string::npos)
       << calls;
@@ -116,53 +116,53 @@ TEST(DeployRuntime, AndSetEmbeddedRuntimeReleaseWhatTheCallWasGivenAfterIt) {
 }
 
 PROCESS_CASE(embedFarAway) {
-  JavaHost java;
-  jstring path = java.thread.string("/\xED\xA0\xBD\xED\xB8\x80");
+  FakeJavaHost java;
+  jstring path = java.thread.String("/\xED\xA0\xBD\xED\xB8\x80");
   java.thread.setEmbeddedRuntime(2, 8, 3, path);
 }
 
 TEST(SetEmbeddedRuntime, HandsSupplementaryCharactersOnAsUtf8) {
   CallerTree siblings;
-  siblings.expect("embedFarAway", {});
-  EXPECT_EQ(siblings.lastCall(), "Cpp: Receiver.SetEmbeddedRuntime(3, /\xF0\x9F\x98\x80)\n");
+  siblings.Expect("embedFarAway", {});
+  EXPECT_EQ(siblings.LastCall(), "Cpp: Receiver.SetEmbeddedRuntime(3, /\xF0\x9F\x98\x80)\n");
 }
 
 PROCESS_CASE(deploy) {
-  JavaHost java;
-  jbyteArray message = java.thread.array(package());
-  jstring path = java.thread.string("/some/package");
+  FakeJavaHost java;
+  jbyteArray message = java.thread.Array(Package());
+  jstring path = java.thread.String("/some/package");
   isCopy = 7;
-  java.reportCall([&] { return java.thread.deployRuntime(message, path, 0x1FE); });
-  report(numbers(java.thread.contents(message)));
-  report(static_cast<long>(isCopy));
-  reportSettled();
+  java.ReportCall([&] { return java.thread.deployRuntime(message, path, 0x1FE); });
+  Report(Numbers(java.thread.Contents(message)));
+  Report(static_cast<long>(isCopy));
+  ReportSettled();
 }
 
 TEST(DeployRuntime, HandsThePackageOnAndCutsItsFlagToTheLowByte) {
   CallerTree siblings;
-  siblings.expect("deploy", {"61", kDeployingCalls, "nothing", numbers(package()), "1", "0", "1"});
-  EXPECT_EQ(siblings.lastCall(),
+  siblings.Expect("deploy", {"61", kDeployingCalls, "nothing", Numbers(Package()), "1", "0", "1"});
+  EXPECT_EQ(siblings.LastCall(),
             "Cpp: Transmitter.DeployRuntime(8 3 0 0 0 0 0 0 0 2, /some/package, 254)\n");
 }
 
 TEST(DeployRuntime, PassesTheTextOfTheTargetsErrorOnAndReleasesElementsAndCharacters) {
   CallerTree siblings;
-  siblings.expect("deploy",
+  siblings.Expect("deploy",
                   {"-5: Transmitter.DeployRuntime failed", kDeployingCalls, "nothing",
-                   numbers(package()), "1", "0", "1"},
-                  throwingIn("Transmitter.DeployRuntime"));
+                   Numbers(Package()), "1", "0", "1"},
+                  ThrowingIn("Transmitter.DeployRuntime"));
 }
 
 PROCESS_CASE(deployUndeployable) {
-  JavaHost java;
-  jstring path = java.thread.string("/some/package");
+  FakeJavaHost java;
+  jstring path = java.thread.String("/some/package");
   for (const Bytes& bytes :
        {Bytes{}, Bytes(5, 1), Bytes(9, 0), Bytes{8, 3, 9, 0, 0, 0, 0, 0, 0, 2}}) {
-    jbyteArray message = java.thread.array(bytes);
-    java.reportCall([&] { return java.thread.deployRuntime(message, path, 0); });
+    jbyteArray message = java.thread.Array(bytes);
+    java.ReportCall([&] { return java.thread.deployRuntime(message, path, 0); });
   }
-  java.reportCall([&] { return java.thread.deployRuntime(nullptr, path, 0); });
-  reportSettled();
+  java.ReportCall([&] { return java.thread.deployRuntime(nullptr, path, 0); });
+  ReportSettled();
 }
 
 TEST(DeployRuntime, OfWhatHasNoChannelReturnsMinus5) {
@@ -173,68 +173,68 @@ TEST(DeployRuntime, OfWhatHasNoChannelReturnsMinus5) {
     expected.insert(expected.end(), {"-5: " + text, kDeployingCalls, "nothing"});
   }
   expected.insert(expected.end(), {"-5: " + kNullArray, "", "nothing", "0", "1"});
-  siblings.expect("deployUndeployable", expected);
-  EXPECT_EQ(siblings.calls(), "");
+  siblings.Expect("deployUndeployable", expected);
+  EXPECT_EQ(siblings.Calls(), "");
 }
 
 PROCESS_CASE(deployWithoutPath) {
-  JavaHost java;
-  jbyteArray message = java.thread.array(package());
-  jstring path = java.thread.string("/some/package");
-  java.reportCall([&] { return java.thread.deployRuntime(message, nullptr, 0); });
-  java.jvm.inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true, .exception = true});
-  java.reportCall([&] { return java.thread.deployRuntime(message, path, 0); });
+  FakeJavaHost java;
+  jbyteArray message = java.thread.Array(Package());
+  jstring path = java.thread.String("/some/package");
+  java.ReportCall([&] { return java.thread.deployRuntime(message, nullptr, 0); });
+  java.jvm.Inject({.call = "GetStringUTFChars", .occurrence = 1, .null = true, .exception = true});
+  java.ReportCall([&] { return java.thread.deployRuntime(message, path, 0); });
 }
 
 TEST(DeployRuntime, WithoutAPathReturnsMinus5AndReleasesTheElements) {
   CallerTree siblings;
-  siblings.expect(
+  siblings.Expect(
       "deployWithoutPath",
       {"-5: " + kNullString, "GetArrayLength GetByteArrayElements ReleaseByteArrayElements(abort)",
        "nothing", "-5: " + kNullString,
        "GetArrayLength GetByteArrayElements GetStringUTFChars ExceptionCheck "
        "ExceptionClear ReleaseByteArrayElements(abort)",
        "nothing"});
-  EXPECT_EQ(siblings.calls(), "");
+  EXPECT_EQ(siblings.Calls(), "");
 }
 
 PROCESS_CASE(deployWithoutElements) {
-  JavaHost java;
-  jbyteArray message = java.thread.array(package());
-  jstring path = java.thread.string("/some/package");
-  java.jvm.inject({.call = "GetByteArrayElements", .occurrence = 1, .null = true});
-  java.jvm.inject(
+  FakeJavaHost java;
+  jbyteArray message = java.thread.Array(Package());
+  jstring path = java.thread.String("/some/package");
+  java.jvm.Inject({.call = "GetByteArrayElements", .occurrence = 1, .null = true});
+  java.jvm.Inject(
       {.call = "GetByteArrayElements", .occurrence = 2, .null = true, .exception = true});
-  java.reportCall([&] { return java.thread.deployRuntime(message, path, 0); });
-  java.reportCall([&] { return java.thread.deployRuntime(message, path, 0); });
+  java.ReportCall([&] { return java.thread.deployRuntime(message, path, 0); });
+  java.ReportCall([&] { return java.thread.deployRuntime(message, path, 0); });
 }
 
 TEST(DeployRuntime, WithoutTheElementsReturnsMinus5AndClearsTheJavaException) {
   CallerTree siblings;
   const std::string calls = "GetArrayLength GetByteArrayElements ExceptionCheck";
-  siblings.expect("deployWithoutElements", {"-5: " + kNoBytes, calls, "nothing", "-5: " + kNoBytes,
+  siblings.Expect("deployWithoutElements", {"-5: " + kNoBytes, calls, "nothing", "-5: " + kNoBytes,
                                             calls + " ExceptionClear", "nothing"});
-  EXPECT_EQ(siblings.calls(), "");
+  EXPECT_EQ(siblings.Calls(), "");
 }
 
 PROCESS_CASE(deployThrowingNumber) {
-  JavaHost java;
-  jbyteArray message = java.thread.array(package());
-  jstring path = java.thread.string("/some/package");
-  java.reportVoidCall([&] {
+  FakeJavaHost java;
+  jbyteArray message = java.thread.Array(Package());
+  jstring path = java.thread.String("/some/package");
+  java.ReportVoidCall([&] {
     try {
-      report(java.thread.deployRuntime(message, path, 0));
+      Report(java.thread.deployRuntime(message, path, 0));
     } catch (int number) {
-      report("number " + std::to_string(number));
+      Report("number " + std::to_string(number));
     }
   });
 }
 
 TEST(DeployRuntime, LetsWhatIsNoStandardExceptionPassAndReleasesBoth) {
   CallerTree siblings;
-  CaseOptions options = throwingIn("Transmitter.DeployRuntime");
+  CaseOptions options = ThrowingIn("Transmitter.DeployRuntime");
   options.environment["FAKE_SIBLING_THROW_NUMBER"] = "42";
-  siblings.expect("deployThrowingNumber", {"number 42", kDeployingCalls, "nothing"}, options);
+  siblings.Expect("deployThrowingNumber", {"number 42", kDeployingCalls, "nothing"}, options);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -17,7 +17,7 @@ using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::IReceiver;
 using Ferrolink::Runtimes::Jvm::Native::Receiver::JvmNativeReceiver;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr auto kNotSet = RuntimeOperationMode::NotSet;
@@ -27,11 +27,11 @@ constexpr auto kCalled = RuntimeOperationMode::CalledRuntime;
 const std::string kCode032 =
     "Ferrolink Native Exception: Exception code 032. \nRuntime not initialized";
 
-long mode() {
+long Mode() {
   return static_cast<long>(operationMode.load());
 }
 
-std::string contents(const std::filesystem::path& file) {
+std::string Contents(const std::filesystem::path& file) {
   std::ostringstream text;
   text << std::ifstream(file).rdbuf();
   return text.str();
@@ -40,39 +40,39 @@ std::string contents(const std::filesystem::path& file) {
 }  // namespace
 
 PROCESS_CASE(nothingCreated) {
-  report(GetReceiver() == nullptr);
-  report(GetJNIEnv() == nullptr);
-  emptyFunctionInNativeLib();
-  report(GetReceiver() == nullptr);
-  report(mode());
+  Report(GetReceiver() == nullptr);
+  Report(GetJNIEnv() == nullptr);
+  EmptyFunctionInNativeLib();
+  Report(GetReceiver() == nullptr);
+  Report(Mode());
 }
 
 TEST(EntryPoints, BeforeAnyCreationTheGettersYieldNullAndCreateNothing) {
-  const CaseResult result = expectReport("nothingCreated", {"1", "1", "1", "-1"});
+  const CaseResult result = ExpectReport("nothingCreated", {"1", "1", "1", "-1"});
   EXPECT_EQ(result.out + result.err, "");
 }
 
 PROCESS_CASE(createdTwice) {
   IReceiver* first = CreateReceiver(kCalled);
-  report(first != nullptr);
-  report(CreateReceiver(kCalled) == first);
-  report(CreateReceiver(kCalling) == first);
-  report(CreateReceiver(kNotSet) == first);
-  report(GetReceiver() == first);
-  report(dynamic_cast<JvmNativeReceiver*>(first) != nullptr);
-  report(mode());
+  Report(first != nullptr);
+  Report(CreateReceiver(kCalled) == first);
+  Report(CreateReceiver(kCalling) == first);
+  Report(CreateReceiver(kNotSet) == first);
+  Report(GetReceiver() == first);
+  Report(dynamic_cast<JvmNativeReceiver*>(first) != nullptr);
+  Report(Mode());
 }
 
 TEST(EntryPoints, EveryCreationYieldsTheOneReceiver) {
-  expectReport("createdTwice", {"1", "1", "1", "1", "1", "1", "1"});
+  ExpectReport("createdTwice", {"1", "1", "1", "1", "1", "1", "1"});
 }
 
 PROCESS_CASE(firstModeWins) {
-  const bool called = caseArguments().front() == "called";
+  const bool called = CaseArguments().front() == "called";
   CreateReceiver(called ? kCalled : kCalling);
   CreateReceiver(called ? kCalling : kCalled);
-  report(mode());
-  report(thrownBy([] { GetReceiver()->Initialize(7, 2, 0); }));
+  Report(Mode());
+  Report(ThrownBy([] { GetReceiver()->Initialize(7, 2, 0); }));
 }
 
 // Without a JVM to find, only a launching receiver fails to initialise.
@@ -81,192 +81,192 @@ TEST(EntryPoints, TheFirstCreatorFixesTheMode) {
   CaseOptions options;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
   options.arguments = {"called"};
-  expectReport("firstModeWins",
-               {"1", launcherError("001. \nSet JAVA_HOME environment variable", "", "")}, tree,
+  ExpectReport("firstModeWins",
+               {"1", LauncherError("001. \nSet JAVA_HOME environment variable", "", "")}, tree,
                options);
   options.arguments = {"calling"};
-  expectReport("firstModeWins", {"0", "(nothing thrown)"}, tree, options);
+  ExpectReport("firstModeWins", {"0", "(nothing thrown)"}, tree, options);
 }
 
 PROCESS_CASE(modeOfOtherRole) {
   operationMode = kCalled;
   CreateReceiver(kCalling);
-  report(mode());
-  report(thrownBy([] { GetReceiver()->Initialize(7, 2, 0); }).substr(0, 32));
+  Report(Mode());
+  Report(ThrownBy([] { GetReceiver()->Initialize(7, 2, 0); }).substr(0, 32));
 }
 
 TEST(EntryPoints, AModeThatTheOtherRoleFixedHoldsForTheReceiver) {
   const InstallationTree tree;
   CaseOptions options;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
-  expectReport("modeOfOtherRole", {"1", "JVM Launcher: Exception code 001"}, tree, options);
+  ExpectReport("modeOfOtherRole", {"1", "JVM Launcher: Exception code 001"}, tree, options);
 }
 
 PROCESS_CASE(createdWithoutMode) {
-  report(thrownBy([] { CreateReceiver(kNotSet); }));
-  report(GetReceiver() == nullptr);
-  report(mode());
-  report(createReceiverMutex.try_lock());
+  Report(ThrownBy([] { CreateReceiver(kNotSet); }));
+  Report(GetReceiver() == nullptr);
+  Report(Mode());
+  Report(createReceiverMutex.try_lock());
   createReceiverMutex.unlock();
-  report(thrownBy([] { CreateReceiver(kNotSet); }));
-  report(CreateReceiver(kCalling) == GetReceiver());
-  report(mode());
+  Report(ThrownBy([] { CreateReceiver(kNotSet); }));
+  Report(CreateReceiver(kCalling) == GetReceiver());
+  Report(Mode());
 }
 
 TEST(EntryPoints, CreationWithModeMinus1Raises032AndALaterCreationWorks) {
   const InstallationTree tree;
-  const CaseOptions options = loggedOptions(tree);
-  expectReport("createdWithoutMode", {kCode032, "1", "-1", "1", kCode032, "1", "0"}, tree, options);
-  EXPECT_EQ(loggedErrors(tree), (Texts{kCode032, kCode032}));
+  const CaseOptions options = LoggedOptions(tree);
+  ExpectReport("createdWithoutMode", {kCode032, "1", "-1", "1", kCode032, "1", "0"}, tree, options);
+  EXPECT_EQ(LoggedErrors(tree), (Texts{kCode032, kCode032}));
 }
 
 namespace {
 
 // LogMessage: inside the creation that is failing, its lock held.
-void createAgain(const char* first, const char* second, const char* third) {
-  report(std::string(first) + "|" + second + "|" + third);
+void CreateAgain(const char* first, const char* second, const char* third) {
+  Report(std::string(first) + "|" + second + "|" + third);
   try {
     CreateReceiver(kCalled);
-    report("created");
+    Report("created");
   } catch (const std::system_error& error) {
-    report(error.code() == std::errc::resource_deadlock_would_occur);
+    Report(error.code() == std::errc::resource_deadlock_would_occur);
   }
-  report(GetReceiver() == nullptr);
+  Report(GetReceiver() == nullptr);
 }
 
 }  // namespace
 
 PROCESS_CASE(creationInsideCreation) {
   using Hook = void(const char*, const char*, const char*);
-  void* utils = dlopen((caseNativeDirectory() / "libUtils.so").c_str(), RTLD_NOW);
-  reinterpret_cast<void (*)(Hook*)>(dlsym(utils, "hookedUtils_setHook"))(&createAgain);
-  report(thrownBy([] { CreateReceiver(kNotSet); }));
-  report(GetReceiver() == nullptr);
-  report(mode());
-  report(CreateReceiver(kCalled) != nullptr);
+  void* utils = dlopen((CaseNativeDirectory() / "libUtils.so").c_str(), RTLD_NOW);
+  reinterpret_cast<void (*)(Hook*)>(dlsym(utils, "hookedUtils_setHook"))(&CreateAgain);
+  Report(ThrownBy([] { CreateReceiver(kNotSet); }));
+  Report(GetReceiver() == nullptr);
+  Report(Mode());
+  Report(CreateReceiver(kCalled) != nullptr);
 }
 
 TEST(EntryPoints, ACreatorInsideACreatorIsRefusedAsADeadlock) {
   const InstallationTree tree;
-  tree.addLibrary(HOOKEDUTILS_PATH, "libUtils.so");
-  expectReport("creationInsideCreation",
+  tree.AddLibrary(HOOKEDUTILS_PATH, "libUtils.so");
+  ExpectReport("creationInsideCreation",
                {"Native exception|Ferrolink Native Exception: Exception code 032. Runtime not "
                 "initialized|Unknown",
                 "1", "1", kCode032, "1", "-1", "1"},
-               tree, loggedOptions(tree));
+               tree, LoggedOptions(tree));
 }
 
 PROCESS_CASE(createdByMany) {
   std::vector<IReceiver*> created(8);
-  onNewThreads(8, [&](int i) {
+  OnNewThreads(8, [&](int i) {
     created[static_cast<std::size_t>(i)] = CreateReceiver(i % 2 == 0 ? kCalled : kCalling);
   });
-  report(std::count(created.begin(), created.end(), GetReceiver()));
-  report(mode() == 0 || mode() == 1);
+  Report(std::count(created.begin(), created.end(), GetReceiver()));
+  Report(Mode() == 0 || Mode() == 1);
 }
 
 TEST(EntryPoints, ThreadsThatCreateAtOnceObtainTheSameReceiver) {
-  expectReport("createdByMany", {"8", "1"});
+  ExpectReport("createdByMany", {"8", "1"});
 }
 
 PROCESS_CASE(createdWhileLocked) {
   IReceiver* existing = CreateReceiver(kCalled);
   const std::lock_guard<std::shared_mutex> lock(createReceiverMutex);
-  report(CreateReceiver(kCalled) == existing);
-  onNewThread([&] {
-    report(CreateReceiver(kCalling) == existing);
-    report(GetReceiver() == existing);
-    report(GetJNIEnv() == nullptr);
+  Report(CreateReceiver(kCalled) == existing);
+  OnNewThread([&] {
+    Report(CreateReceiver(kCalling) == existing);
+    Report(GetReceiver() == existing);
+    Report(GetJNIEnv() == nullptr);
   });
 }
 
 TEST(EntryPoints, AnExistingReceiverIsObtainedWithoutTheLock) {
-  expectReport("createdWhileLocked", {"1", "1", "1", "1"});
+  ExpectReport("createdWhileLocked", {"1", "1", "1", "1"});
 }
 
 PROCESS_CASE(callbackEnvironment) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  const ThreadJniEnv thread(jvm.startJvm());
+  const ThreadJniEnv thread(jvm.StartJvm());
   javaEnv = thread.m_jniEnv;
-  report(GetJNIEnv() == thread.m_jniEnv);
+  Report(GetJNIEnv() == thread.m_jniEnv);
   javaEnv = nullptr;
-  report(GetJNIEnv() == nullptr);
+  Report(GetJNIEnv() == nullptr);
 }
 
 TEST(EntryPoints, GetJniEnvYieldsTheEnvironmentOfTheCallbacksRegistration) {
-  expectReport("callbackEnvironment", {"1", "1"});
+  ExpectReport("callbackEnvironment", {"1", "1"});
 }
 
 PROCESS_CASE(configuration) {
-  report(SetConfigSource("source text"));
-  report(SetWorkingDirectoryPath("/some/directory"));
-  report(GetReceiver() == nullptr);
-  report(mode());
+  Report(SetConfigSource("source text"));
+  Report(SetWorkingDirectoryPath("/some/directory"));
+  Report(GetReceiver() == nullptr);
+  Report(Mode());
 }
 
 TEST(EntryPoints, ConfigurationIsHandedOnAndItsResultPassedThrough) {
   const InstallationTree tree;
-  CaseOptions options = loggedOptions(tree);
+  CaseOptions options = LoggedOptions(tree);
   options.environment["FAKE_CONFIGS_SetConfigSource"] = "41";
   options.environment["FAKE_CONFIGS_SetWorkingDirectory"] = "-42";
-  options.environment["FAKE_CONFIGS_CALLS"] = (tree.root() / "calls").string();
-  expectReport("configuration", {"41", "-42", "1", "-1"}, tree, options);
-  EXPECT_EQ(contents(tree.root() / "calls"),
+  options.environment["FAKE_CONFIGS_CALLS"] = (tree.Root() / "calls").string();
+  ExpectReport("configuration", {"41", "-42", "1", "-1"}, tree, options);
+  EXPECT_EQ(Contents(tree.Root() / "calls"),
             "SetConfigSource(source text)\nSetWorkingDirectory(/some/directory)\n");
 }
 
 PROCESS_CASE(configurationFails) {
-  report(thrownBy([] { SetConfigSource("source"); }));
-  report(thrownBy([] { SetWorkingDirectoryPath("path"); }));
+  Report(ThrownBy([] { SetConfigSource("source"); }));
+  Report(ThrownBy([] { SetWorkingDirectoryPath("path"); }));
 }
 
 TEST(EntryPoints, ErrorsOfTheConfigurationLeaveAsExceptions) {
   const InstallationTree tree;
-  CaseOptions options = loggedOptions(tree);
+  CaseOptions options = LoggedOptions(tree);
   options.environment["FAKE_CONFIGS_THROW_SetConfigSource"] = "no such source";
   options.environment["FAKE_CONFIGS_THROW_SetWorkingDirectory"] = "no such path";
-  expectReport("configurationFails", {"no such source", "no such path"}, tree, options);
+  ExpectReport("configurationFails", {"no such source", "no such path"}, tree, options);
 }
 
 PROCESS_CASE(wholeReceiver) {
   FakeJvmClient jvm(FAKEJVM_PATH);
   IReceiver* made = CreateReceiver(kCalled);
-  report(made->Initialize(7, 2, 0));
-  report(jvm.countCalls("JNI_"));
-  Bytes bytes = command();
-  report(made->SendCommand(bytes.data(), 14));
+  Report(made->Initialize(7, 2, 0));
+  Report(jvm.CountCalls("JNI_"));
+  Bytes bytes = Command();
+  Report(made->SendCommand(bytes.data(), 14));
   Bytes buffer(14);
-  report(made->ReadResponse(buffer.data(), 14));
-  report(numbers(buffer));
-  report(made->LoadOptimizedMethod("method"));
-  report(made->SetEmbeddedRuntime(2, "path"));
-  report(made->DeployRuntime(bytes.data(), 14, "path", 3));
-  report(thrownBy([&] { made->ReadResponse(buffer.data(), 14); }));
+  Report(made->ReadResponse(buffer.data(), 14));
+  Report(Numbers(buffer));
+  Report(made->LoadOptimizedMethod("method"));
+  Report(made->SetEmbeddedRuntime(2, "path"));
+  Report(made->DeployRuntime(bytes.data(), 14, "path", 3));
+  Report(ThrownBy([&] { made->ReadResponse(buffer.data(), 14); }));
 }
 
 TEST(EntryPoints, TheReceiverCarriesCommandsIntoTheJvmItStarts) {
   const InstallationTree tree;
-  CaseOptions options = fakeJvmOptions();
+  CaseOptions options = FakeJvmOptions();
   options.environment["FERROLINK_LOGGING_LEVEL"] = "runtimeinfo";
-  const CaseResult result = expectReport("wholeReceiver",
-                                         {"0", "0", "14", "0", numbers(command()), "1", "1", "1",
-                                          launcherError("017.\nError while reading response")},
+  const CaseResult result = ExpectReport("wholeReceiver",
+                                         {"0", "0", "14", "0", Numbers(Command()), "1", "1", "1",
+                                          LauncherError("017.\nError while reading response")},
                                          tree, options);
   EXPECT_EQ(result.out,
             "Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " +
-                std::string(FAKEJVM_PATH) + "\n" + runtimeInfo("") + "\nFake JVM\n\n");
+                std::string(FAKEJVM_PATH) + "\n" + RuntimeInfo("") + "\nFake JVM\n\n");
 }
 
 PROCESS_CASE(receiverWithoutMode) {
-  report(thrownBy([] { const JvmNativeReceiver made(kNotSet); }));
+  Report(ThrownBy([] { const JvmNativeReceiver made(kNotSet); }));
 }
 
 TEST(EntryPoints, AReceiverCannotBeMadeWithoutAMode) {
   const InstallationTree tree;
-  CaseOptions options = fakeJvmOptions();
+  CaseOptions options = FakeJvmOptions();
   options.environment["FERROLINK_DEBUG_MODE"] = "true";
-  const CaseResult result = expectReport("receiverWithoutMode", {kCode032}, tree, options);
+  const CaseResult result = ExpectReport("receiverWithoutMode", {kCode032}, tree, options);
   EXPECT_EQ(result.out, "");  // no launcher was made: it would have announced the variable
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

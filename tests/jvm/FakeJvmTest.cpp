@@ -7,7 +7,7 @@
 #include "jvm/ThreadJniEnv.h"
 #include "tests/jvm/LauncherFixture.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr const char* kClass = "com/ferrolink/core/receiver/Receiver";
@@ -18,28 +18,28 @@ struct BrokenRule {
   void (*breakIt)(FakeJvmClient& jvm, JNIEnv* env);
 };
 
-void leaveExceptionPending(JNIEnv* env) {
+void LeaveExceptionPending(JNIEnv* env) {
   env->FindClass("no/such/Class");
 }
 
 const BrokenRule kBrokenRules[] = {
     {"EnvironmentOfAnotherThread", "GetVersion: JNIEnv of another thread",
-     [](FakeJvmClient&, JNIEnv* env) { onNewThread([=] { env->GetVersion(); }); }},
+     [](FakeJvmClient&, JNIEnv* env) { OnNewThread([=] { env->GetVersion(); }); }},
     {"EnvironmentAfterDetaching", "GetVersion: JNIEnv of a detached thread",
      [](FakeJvmClient& jvm, JNIEnv* env) {
-       jvm.firstJvm()->DetachCurrentThread();
+       jvm.FirstJvm()->DetachCurrentThread();
        env->GetVersion();
      }},
     {"LocalReferenceOnAnotherThread", "GetArrayLength: local reference of another thread",
      [](FakeJvmClient& jvm, JNIEnv* env) {
        jbyteArray array = env->NewByteArray(1);
-       onNewThread([&] { ThreadJniEnv(jvm.firstJvm()).m_jniEnv->GetArrayLength(array); });
+       OnNewThread([&] { ThreadJniEnv(jvm.FirstJvm()).m_jniEnv->GetArrayLength(array); });
      }},
     {"LocalReferenceAfterDetaching", "GetArrayLength: reference used after its end",
      [](FakeJvmClient& jvm, JNIEnv* env) {
        jbyteArray array = env->NewByteArray(1);
-       jvm.firstJvm()->DetachCurrentThread();
-       ThreadJniEnv(jvm.firstJvm()).m_jniEnv->GetArrayLength(array);
+       jvm.FirstJvm()->DetachCurrentThread();
+       ThreadJniEnv(jvm.FirstJvm()).m_jniEnv->GetArrayLength(array);
      }},
     {"DeletedReference", "DeleteLocalRef: reference used after its end",
      [](FakeJvmClient&, JNIEnv* env) {
@@ -69,13 +69,13 @@ const BrokenRule kBrokenRules[] = {
      }},
     {"CallWithAnExceptionPending", "FindClass(x): called with a Java exception pending",
      [](FakeJvmClient&, JNIEnv* env) {
-       leaveExceptionPending(env);
+       LeaveExceptionPending(env);
        env->FindClass("x");
      }},
     {"DetachWithAnExceptionPending", "DetachCurrentThread: called with a Java exception pending",
      [](FakeJvmClient& jvm, JNIEnv* env) {
-       leaveExceptionPending(env);
-       jvm.firstJvm()->DetachCurrentThread();
+       LeaveExceptionPending(env);
+       jvm.FirstJvm()->DetachCurrentThread();
      }},
     {"ForeignElements", "ReleaseByteArrayElements: not elements of this array",
      [](FakeJvmClient&, JNIEnv* env) {
@@ -102,7 +102,7 @@ const BrokenRule kBrokenRules[] = {
     {"UnimplementedInvocationSlot", "AttachCurrentThreadAsDaemon: not implemented",
      [](FakeJvmClient& jvm, JNIEnv* env) {
        void* daemon = env;
-       jvm.firstJvm()->AttachCurrentThreadAsDaemon(&daemon, nullptr);
+       jvm.FirstJvm()->AttachCurrentThreadAsDaemon(&daemon, nullptr);
      }},
 };
 
@@ -110,10 +110,10 @@ const BrokenRule kBrokenRules[] = {
 
 PROCESS_CASE(breakRule) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
   JNIEnv* env = nullptr;
   vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
-  kBrokenRules[std::stoul(caseArguments().front())].breakIt(jvm, env);
+  kBrokenRules[std::stoul(CaseArguments().front())].breakIt(jvm, env);
 }
 
 class FakeJvmRule : public testing::TestWithParam<std::size_t> {};
@@ -122,7 +122,7 @@ TEST_P(FakeJvmRule, EndsTheProcessWithATextWhenItIsBroken) {
   const InstallationTree tree;
   CaseOptions options;
   options.arguments = {std::to_string(GetParam())};
-  const CaseResult result = runCase("breakRule", tree, options);
+  const CaseResult result = RunCase("breakRule", tree, options);
   EXPECT_EQ(result.signal, SIGABRT);
   EXPECT_EQ(result.err, std::string("FakeJvm: ") + kBrokenRules[GetParam()].text + "\n");
 }
@@ -132,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(Each, FakeJvmRule, testing::Range<std::size_t>(0, std::
 
 PROCESS_CASE(countsLeaks) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
   JNIEnv* env = nullptr;
   vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
   jbyteArray array = env->NewByteArray(3);
@@ -140,33 +140,33 @@ PROCESS_CASE(countsLeaks) {
   jobject global = env->NewGlobalRef(array);
   jbyte* elements = env->GetByteArrayElements(array, nullptr);
   const char* characters = env->GetStringUTFChars(text, nullptr);
-  report(outstanding(jvm));
+  Report(Outstanding(jvm));
   env->ReleaseByteArrayElements(array, elements, JNI_ABORT);
   env->ReleaseStringUTFChars(text, characters);
   env->DeleteGlobalRef(global);
   env->DeleteLocalRef(text);
-  report(outstanding(jvm));
+  Report(Outstanding(jvm));
   vm->DetachCurrentThread();
-  report(outstanding(jvm));
+  Report(Outstanding(jvm));
 }
 
 TEST(FakeJvm, CountsWhatIsOutstanding) {
-  expectReport("countsLeaks", {"local 2 global 1 elements 1 characters 1 attached 1 dropped 0",
+  ExpectReport("countsLeaks", {"local 2 global 1 elements 1 characters 1 attached 1 dropped 0",
                                "local 1 global 0 elements 0 characters 0 attached 1 dropped 0",
                                "local 0 global 0 elements 0 characters 0 attached 0 dropped 1"});
 }
 
 PROCESS_CASE(everySlot) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  const ThreadJniEnv thread(jvm.startJvm());
+  const ThreadJniEnv thread(jvm.StartJvm());
   const auto* slots = reinterpret_cast<void* const*>(thread.m_jniEnv->functions);
-  const auto* invocation = reinterpret_cast<void* const*>(jvm.firstJvm()->functions);
-  report(std::count(slots, slots + sizeof(JNINativeInterface_) / sizeof(void*), nullptr));
-  report(std::count(invocation, invocation + sizeof(JNIInvokeInterface_) / sizeof(void*), nullptr));
+  const auto* invocation = reinterpret_cast<void* const*>(jvm.FirstJvm()->functions);
+  Report(std::count(slots, slots + sizeof(JNINativeInterface_) / sizeof(void*), nullptr));
+  Report(std::count(invocation, invocation + sizeof(JNIInvokeInterface_) / sizeof(void*), nullptr));
 }
 
 TEST(FakeJvm, HasNoEmptySlot) {
-  expectReport("everySlot", {"0", "0"});
+  ExpectReport("everySlot", {"0", "0"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

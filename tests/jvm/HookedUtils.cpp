@@ -7,7 +7,7 @@ namespace {
 Hook* hook = nullptr;
 }
 
-EXPORTED void hookedUtils_setHook(Hook* newHook) {
+EXPORTED void HookedUtilsSetHook(Hook* newHook) {
   hook = newHook;
 }
 

@@ -8,28 +8,28 @@
 
 namespace fs = std::filesystem;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 const std::string kHint =
     "Check JRE installation. Set JAVA_HOME to JRE or JDK root directory or set "
     "FERROLINK_JVM_RUNTIME_PATH to proper jvm shared library file ";
 
-CaseOptions variables(const std::map<std::string, std::string>& environment) {
+CaseOptions Variables(const std::map<std::string, std::string>& environment) {
   CaseOptions options;
   options.environment = environment;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
   return options;
 }
 
-void reportPaths(const JvmFinder& finder) {
-  report("runtime: " + finder.runtimePath());
-  report("library: " + finder.libraryPath());
+void ReportPaths(const JvmFinder& finder) {
+  Report("runtime: " + finder.RuntimePath());
+  Report("library: " + finder.LibraryPath());
 }
 
-void reportEntryPoints(const JvmFinder& finder) {
-  report(finder.getCreatedJavaVMs() != nullptr);
-  report(finder.createJavaVM() != nullptr);
+void ReportEntryPoints(const JvmFinder& finder) {
+  Report(finder.GetCreatedJavaVMs() != nullptr);
+  Report(finder.CreateJavaVm() != nullptr);
 }
 
 }  // namespace
@@ -37,24 +37,24 @@ void reportEntryPoints(const JvmFinder& finder) {
 PROCESS_CASE(takesTheStepsOfFinding) {
   const LauncherErrors errors([] { return std::string("the information"); });
   JvmFinder finder(errors);
-  reportPaths(finder);
-  reportEntryPoints(finder);
-  report(thrownBy([&] { finder.setRuntimePath(); }));
-  reportPaths(finder);
-  report(thrownBy([&] { finder.openLibrary(); }));
-  reportPaths(finder);
-  report(thrownBy([&] { finder.findEntryPoints(); }));
-  reportEntryPoints(finder);
+  ReportPaths(finder);
+  ReportEntryPoints(finder);
+  Report(ThrownBy([&] { finder.SetRuntimePath(); }));
+  ReportPaths(finder);
+  Report(ThrownBy([&] { finder.OpenLibrary(); }));
+  ReportPaths(finder);
+  Report(ThrownBy([&] { finder.FindEntryPoints(); }));
+  ReportEntryPoints(finder);
 }
 
 TEST(JvmFinder, ALibraryThatTheVariableNamesIsOpened) {
   const InstallationTree tree;
-  const CaseResult result = expectReport(
+  const CaseResult result = ExpectReport(
       "takesTheStepsOfFinding",
       {"runtime: ", "library: ", "0", "0", "(nothing thrown)", "runtime: " FAKEJVM_PATH,
        "library: ", "(nothing thrown)", "runtime: " FAKEJVM_PATH, "library: " FAKEJVM_PATH,
        "(nothing thrown)", "1", "1"},
-      tree, fakeJvmOptions());
+      tree, FakeJvmOptions());
   EXPECT_EQ(
       result.out,
       "Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " FAKEJVM_PATH
@@ -63,59 +63,59 @@ TEST(JvmFinder, ALibraryThatTheVariableNamesIsOpened) {
 
 TEST(JvmFinder, AHomeIsTriedItselfThenInTheTwoLayoutsAndItsPathIsMadeGeneric) {
   const InstallationTree tree;
-  const fs::path home = tree.root() / "jdk";
+  const fs::path home = tree.Root() / "jdk";
   fs::create_directories(home / "lib/server");
   fs::copy_file(FAKEJVM_PATH, home / "lib/server/libjvm.so");
-  const std::string doubled = tree.root().string() + "//jdk";
-  expectReport(
+  const std::string doubled = tree.Root().string() + "//jdk";
+  ExpectReport(
       "takesTheStepsOfFinding",
       {"runtime: ", "library: ", "0", "0", "(nothing thrown)", "runtime: " + doubled,
        "library: ", "(nothing thrown)", "runtime: " + home.string(),
        "library: " + home.string() + "/lib/server/libjvm.so", "(nothing thrown)", "1", "1"},
-      tree, variables({{"JAVA_HOME", doubled}}));
+      tree, Variables({{"JAVA_HOME", doubled}}));
 }
 
 TEST(JvmFinder, AHomeWithoutALibraryIsRaisedByTheStepsThatNeedTheLibrary) {
   const InstallationTree tree;
-  expectReport("takesTheStepsOfFinding",
+  ExpectReport("takesTheStepsOfFinding",
                {"runtime: ", "library: ", "0", "0", "(nothing thrown)", "runtime: /missing",
-                "library: ", raised("002. \n" + kHint + "(libjvm.so)"), "runtime: /missing",
+                "library: ", Raised("002. \n" + kHint + "(libjvm.so)"), "runtime: /missing",
                 "library: /missing/lib/server/libjvm.so",
-                raised("003. \n" + kHint + "(jvm.dll or libjvm.so or libjvm.dylib)"), "0", "0"},
-               tree, variables({{"JAVA_HOME", "/missing"}}));
+                Raised("003. \n" + kHint + "(jvm.dll or libjvm.so or libjvm.dylib)"), "0", "0"},
+               tree, Variables({{"JAVA_HOME", "/missing"}}));
 }
 
 PROCESS_CASE(looksForAPath) {
   const LauncherErrors errors([] { return std::string("the information"); });
   JvmFinder finder(errors);
-  report(thrownBy([&] { finder.setRuntimePath(); }));
+  Report(ThrownBy([&] { finder.SetRuntimePath(); }));
 }
 
 TEST(JvmFinder, WithoutAnyPathTheFirstStepRaises) {
   const InstallationTree tree;
-  expectReport("looksForAPath", {raised("001. \nSet JAVA_HOME environment variable")}, tree,
-               variables({}));
+  ExpectReport("looksForAPath", {Raised("001. \nSet JAVA_HOME environment variable")}, tree,
+               Variables({}));
 }
 
 PROCESS_CASE(endsAFinder) {
   const auto isLoaded = [] {
     Ferrolink::Native::Loader::OwnedLibrary library;
-    library.adopt(dlopen(FAKEJVM_PATH, RTLD_NOW | RTLD_NOLOAD));
+    library.Adopt(dlopen(FAKEJVM_PATH, RTLD_NOW | RTLD_NOLOAD));
     return library.get() != nullptr;
   };
   const LauncherErrors errors([] { return std::string("the information"); });
   {
     JvmFinder finder(errors);
-    finder.setRuntimePath();
-    report(isLoaded());
-    finder.openLibrary();
-    report(isLoaded());
+    finder.SetRuntimePath();
+    Report(isLoaded());
+    finder.OpenLibrary();
+    Report(isLoaded());
   }
-  report(isLoaded());
+  Report(isLoaded());
 }
 
 TEST(JvmFinder, ItsLibraryIsClosedWithIt) {
-  expectReport("endsAFinder", {"0", "1", "0"});
+  ExpectReport("endsAFinder", {"0", "1", "0"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -5,13 +5,13 @@
 #include "jvm/JvmLibGlobals.h"
 #include "tests/jvm/LauncherParts.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-void reportState(const JvmInstance& instance, JavaVM* expected) {
-  report(instance.vm() == expected);
-  report(instance.hasEnvironment());
-  report(instance.version());
+void ReportState(const JvmInstance& instance, JavaVM* expected) {
+  Report(instance.Vm() == expected);
+  Report(instance.HasEnvironment());
+  Report(instance.Version());
 }
 
 const std::string kVersion18 = std::to_string(0x10008);
@@ -20,156 +20,156 @@ const std::string kVersion18 = std::to_string(0x10008);
 
 PROCESS_CASE(adoptsNothing) {
   InstanceFixture parts;
-  report(parts.instance.adopt(nullptr));
-  report(parts.instance.adopt(parts.getCreatedJavaVMs));
-  reportState(parts.instance, nullptr);
+  Report(parts.instance.Adopt(nullptr));
+  Report(parts.instance.Adopt(parts.getCreatedJavaVMs));
+  ReportState(parts.instance, nullptr);
 }
 
 TEST(JvmInstance, WithoutAJvmInTheProcessNoneIsAdopted) {
-  expectReport("adoptsNothing", {"0", "0", "1", "0", "0"});
+  ExpectReport("adoptsNothing", {"0", "0", "1", "0", "0"});
 }
 
 PROCESS_CASE(adopts) {
   InstanceFixture parts;
-  JavaVM* running = parts.jvm.startJvm();
+  JavaVM* running = parts.jvm.StartJvm();
   {
     const JvmInstance::AdoptersAttachment attachment(parts.instance);
-    report(parts.instance.adopt(parts.getCreatedJavaVMs));
-    reportState(parts.instance, running);
-    report(parts.instance.isStartingThread(PartsFixture::attach(running)));
-    report(parts.jvm.counts().attachedThreads);
+    Report(parts.instance.Adopt(parts.getCreatedJavaVMs));
+    ReportState(parts.instance, running);
+    Report(parts.instance.IsStartingThread(PartsFixture::Attach(running)));
+    Report(parts.jvm.Counts().attachedThreads);
   }
-  report(parts.jvm.counts().attachedThreads);
+  Report(parts.jvm.Counts().attachedThreads);
 }
 
 TEST(JvmInstance, AThreadThatAdoptionAttachedIsDetachedAndIsNoStartingThread) {
-  expectReport("adopts", {"1", "1", "1", kVersion18, "0", "1", "0"});
+  ExpectReport("adopts", {"1", "1", "1", kVersion18, "0", "1", "0"});
 }
 
 PROCESS_CASE(adoptsAttached) {
   InstanceFixture parts;
-  PartsFixture::attach(parts.jvm.startJvm());
+  PartsFixture::Attach(parts.jvm.StartJvm());
   {
     const JvmInstance::AdoptersAttachment attachment(parts.instance);
-    report(parts.instance.adopt(parts.getCreatedJavaVMs));
+    Report(parts.instance.Adopt(parts.getCreatedJavaVMs));
   }
-  report(parts.jvm.counts().attachedThreads);
+  Report(parts.jvm.Counts().attachedThreads);
 }
 
 TEST(JvmInstance, AThreadThatWasAttachedBeforeItAdoptsStaysAttached) {
-  expectReport("adoptsAttached", {"1", "1"});
+  ExpectReport("adoptsAttached", {"1", "1"});
 }
 
 PROCESS_CASE(adoptsUnlisted) {
   InstanceFixture parts;
-  parts.jvm.startJvm();
-  parts.jvm.script().unlistedJvms = 1;
-  report(thrownBy([&] { parts.instance.adopt(parts.getCreatedJavaVMs); }));
-  reportState(parts.instance, nullptr);
+  parts.jvm.StartJvm();
+  parts.jvm.Script().unlistedJvms = 1;
+  Report(ThrownBy([&] { parts.instance.Adopt(parts.getCreatedJavaVMs); }));
+  ReportState(parts.instance, nullptr);
 }
 
 TEST(JvmInstance, AJvmThatEndsWhileItIsAskedForRaises018) {
-  expectReport("adoptsUnlisted", {raised("018. JVM not initialized"), "1", "0", "0"});
+  ExpectReport("adoptsUnlisted", {Raised("018. JVM not initialized"), "1", "0", "0"});
 }
 
 PROCESS_CASE(creates) {
   InstanceFixture parts;
-  parts.start();
-  reportState(parts.instance, parts.jvm.firstJvm());
-  report(parts.jvm.creations().at(0).thread == parts.jvm.currentThread());
-  JNIEnv* env = PartsFixture::attach(parts.instance.vm());
-  report(parts.instance.isStartingThread(env));
-  report(parts.instance.isStartingThread(nullptr));
-  onNewThread([&] { report(parts.instance.isStartingThread(env)); });
+  parts.Start();
+  ReportState(parts.instance, parts.jvm.FirstJvm());
+  Report(parts.jvm.Creations().at(0).thread == parts.jvm.CurrentThread());
+  JNIEnv* env = PartsFixture::Attach(parts.instance.Vm());
+  Report(parts.instance.IsStartingThread(env));
+  Report(parts.instance.IsStartingThread(nullptr));
+  OnNewThread([&] { Report(parts.instance.IsStartingThread(env)); });
 }
 
 TEST(JvmInstance, AJvmIsCreatedOnAThreadOfItsOwnAndTheCallersThreadIsTheStartingOne) {
-  expectReport("creates", {"1", "1", kVersion18, "0", "1", "0", "0"});
+  ExpectReport("creates", {"1", "1", kVersion18, "0", "1", "0", "0"});
 }
 
 PROCESS_CASE(startingThreadIsDetached) {
   InstanceFixture parts;
-  parts.start();
-  parts.instance.vm()->DetachCurrentThread();
+  parts.Start();
+  parts.instance.Vm()->DetachCurrentThread();
   {
-    const ThreadJniEnv thread(parts.instance.vm());
-    report(parts.instance.isStartingThread(thread.m_jniEnv));
-    parts.instance.noteAttachment(thread);
-    report(parts.instance.isStartingThread(thread.m_jniEnv));
+    const ThreadJniEnv thread(parts.instance.Vm());
+    Report(parts.instance.IsStartingThread(thread.m_jniEnv));
+    parts.instance.NoteAttachment(thread);
+    Report(parts.instance.IsStartingThread(thread.m_jniEnv));
   }
-  PartsFixture::attach(parts.instance.vm());  // the process's holder detaches it again
+  PartsFixture::Attach(parts.instance.Vm());  // the process's holder detaches it again
 }
 
 TEST(JvmInstance, AStartingThreadThatHadToBeAttachedAgainIsOneNoMore) {
-  expectReport("startingThreadIsDetached", {"1", "0"});
+  ExpectReport("startingThreadIsDetached", {"1", "0"});
 }
 
 PROCESS_CASE(createFails) {
   for (const jint result :
        {JNI_ERR, JNI_EDETACHED, JNI_EVERSION, JNI_ENOMEM, JNI_EEXIST, JNI_EINVAL, -7, JNI_OK}) {
     InstanceFixture parts;
-    parts.jvm.script().createResult = result;
+    parts.jvm.Script().createResult = result;
     JavaVMInitArgs arguments{};
     arguments.version = JNI_VERSION_1_8;
-    parts.instance.create(parts.createJavaVM, &arguments);
-    report(thrownBy([&] { parts.instance.raiseCreateError(); }));
+    parts.instance.Create(parts.createJavaVM, &arguments);
+    Report(ThrownBy([&] { parts.instance.RaiseCreateError(); }));
   }
 }
 
 TEST(JvmInstance, EachErrorOfCreationHasItsCode) {
-  expectReport("createFails",
-               {raised("011"), raised("012"), raised("013"), raised("014"), raised("015"),
-                raised("016"), "(nothing thrown)", "(nothing thrown)"});
+  ExpectReport("createFails",
+               {Raised("011"), Raised("012"), Raised("013"), Raised("014"), Raised("015"),
+                Raised("016"), "(nothing thrown)", "(nothing thrown)"});
 }
 
 PROCESS_CASE(locksStartUp) {
   InstanceFixture parts;
-  report(parts.instance.isStartingUpHere());
+  Report(parts.instance.IsStartingUpHere());
   {
     const JvmInstance::StartUpLock lock(parts.instance);
-    report(parts.instance.isStartingUpHere());
-    onNewThread([&] { report(parts.instance.isStartingUpHere()); });
+    Report(parts.instance.IsStartingUpHere());
+    OnNewThread([&] { Report(parts.instance.IsStartingUpHere()); });
   }
-  report(parts.instance.isStartingUpHere());
-  onNewThread([&] {
+  Report(parts.instance.IsStartingUpHere());
+  OnNewThread([&] {
     const JvmInstance::StartUpLock lock(parts.instance);
-    report(parts.instance.isStartingUpHere());
+    Report(parts.instance.IsStartingUpHere());
   });
 }
 
 TEST(JvmInstance, TheStartUpLockIsKnownToBeHeldOnlyByTheThreadThatHoldsIt) {
-  expectReport("locksStartUp", {"0", "1", "0", "0", "1"});
+  ExpectReport("locksStartUp", {"0", "1", "0", "0", "1"});
 }
 
 PROCESS_CASE(binds) {
   InstanceFixture parts;
-  report(parts.instance.bind());
-  callbackJavaVM = parts.jvm.startJvm();
-  report(parts.instance.bind());
-  report(parts.instance.vm() == callbackJavaVM);
+  Report(parts.instance.Bind());
+  callbackJavaVM = parts.jvm.StartJvm();
+  Report(parts.instance.Bind());
+  Report(parts.instance.Vm() == callbackJavaVM);
   JavaVM* bound = callbackJavaVM.exchange(nullptr);
-  report(parts.instance.bind());
-  report(parts.instance.vm() == bound);
-  report(static_cast<long>(parts.jvm.calls().size()));
+  Report(parts.instance.Bind());
+  Report(parts.instance.Vm() == bound);
+  Report(static_cast<long>(parts.jvm.Calls().size()));
 }
 
 TEST(JvmInstance, TheJvmOfACallbackIsBoundOnceAndWithoutAnyCallOfJni) {
-  expectReport("binds", {"0", "1", "1", "1", "1", "0"});
+  ExpectReport("binds", {"0", "1", "1", "1", "1", "0"});
 }
 
 PROCESS_CASE(destroys) {
   InstanceFixture created;
-  created.start();
+  created.Start();
   InstanceFixture adopted;
-  adopted.instance.adopt(adopted.getCreatedJavaVMs);
-  adopted.instance.destroy();
-  report(created.jvm.countCalls("DestroyJavaVM"));
-  created.instance.destroy();
-  report(created.jvm.countCalls("DestroyJavaVM"));
+  adopted.instance.Adopt(adopted.getCreatedJavaVMs);
+  adopted.instance.Destroy();
+  Report(created.jvm.CountCalls("DestroyJavaVM"));
+  created.instance.Destroy();
+  Report(created.jvm.CountCalls("DestroyJavaVM"));
 }
 
 TEST(JvmInstance, OnlyAJvmThatItCreatedIsDestroyed) {
-  expectReport("destroys", {"0", "1"});
+  ExpectReport("destroys", {"0", "1"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -8,21 +8,21 @@
 
 namespace fs = std::filesystem;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-const std::string kEcho14 = "14: " + numbers(command());
+const std::string kEcho14 = "14: " + Numbers(Command());
 const std::string kOnlyShared = "local 0 global 1 elements 0 characters 0 attached 0 dropped 0";
 
-JNIEnv* attach(JavaVM* vm) {
+JNIEnv* Attach(JavaVM* vm) {
   JNIEnv* env = nullptr;
   vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
   return env;
 }
 
 // For bodies: another JVM library, as a second JDK would bring.
-std::string otherJvmLibrary(const std::string& name = "libjvm.so") {
-  const fs::path file = caseRoot() / "other" / name;
+std::string OtherJvmLibrary(const std::string& name = "libjvm.so") {
+  const fs::path file = CaseRoot() / "other" / name;
   fs::create_directories(file.parent_path());
   fs::copy_file(FAKEJVM_PATH, file);
   return file.string();
@@ -32,177 +32,177 @@ std::string otherJvmLibrary(const std::string& name = "libjvm.so") {
 
 PROCESS_CASE(javaThreadAdopts) {
   Launched launched;
-  attach(launched.jvm.startJvm());
+  Attach(launched.jvm.StartJvm());
   for (int i = 0; i < 3; ++i) {
-    report(launched.exchange(command()));
-    report(launched.launcher.GetRuntimeInfo());
-    launched.jvm.returnToJava();
+    Report(launched.Exchange(Command()));
+    Report(launched.launcher.GetRuntimeInfo());
+    launched.jvm.ReturnToJava();
   }
-  report(outstanding(launched.jvm));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherAdoption, AJavaThreadThatAdoptsKeepsNoReferenceBeyondItsNativeMethod) {
-  expectReport("javaThreadAdopts",
-               {kEcho14, runtimeInfo(), kEcho14, runtimeInfo(), kEcho14, runtimeInfo(),
+  ExpectReport("javaThreadAdopts",
+               {kEcho14, RuntimeInfo(), kEcho14, RuntimeInfo(), kEcho14, RuntimeInfo(),
                 "local 0 global 1 elements 0 characters 0 attached 1 dropped 0"});
 }
 
 PROCESS_CASE(shortLivedThreadAdopts) {
   Launched launched;
-  launched.jvm.startJvm();
-  onNewThread([&] { report(launched.exchange(command())); });
-  report(outstanding(launched.jvm));
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
+  launched.jvm.StartJvm();
+  OnNewThread([&] { Report(launched.Exchange(Command())); });
+  Report(Outstanding(launched.jvm));
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherAdoption, AThreadThatAdoptionAttachedIsDetachedWhenItsCommandEnds) {
-  expectReport("shortLivedThreadAdopts", {kEcho14, kOnlyShared, kEcho14, kOnlyShared});
+  ExpectReport("shortLivedThreadAdopts", {kEcho14, kOnlyShared, kEcho14, kOnlyShared});
 }
 
 PROCESS_CASE(adoptingCommandFails) {
   Launched launched;
-  launched.jvm.startJvm();
-  launched.jvm.inject({.call = "FindClass", .occurrence = 1, .null = true, .exception = true});
-  report(launched.exchange(command()));
-  report(launched.jvm.counts().attachedThreads);
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
+  launched.jvm.StartJvm();
+  launched.jvm.Inject({.call = "FindClass", .occurrence = 1, .null = true, .exception = true});
+  Report(launched.Exchange(Command()));
+  Report(launched.jvm.Counts().attachedThreads);
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherAdoption, AnAdoptingCommandThatFailsDetachesItsThreadToo) {
-  expectReport("adoptingCommandFails",
-               {launcherError("033. JVM exception occurred", ""), "0", kEcho14, kOnlyShared});
+  ExpectReport("adoptingCommandFails",
+               {LauncherError("033. JVM exception occurred", ""), "0", kEcho14, kOnlyShared});
 }
 
 PROCESS_CASE(sharingFailsInLookUp) {
   Launched launched;
-  launched.jvm.startJvm();
-  launched.jvm.inject({.call = "NewGlobalRef", .occurrence = 1, .null = true, .exception = true});
-  report(launched.exchange(command()));
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
+  launched.jvm.StartJvm();
+  launched.jvm.Inject({.call = "NewGlobalRef", .occurrence = 1, .null = true, .exception = true});
+  Report(launched.Exchange(Command()));
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherAdoption, WithoutAGlobalReferenceTheCommandUsesItsOwnLookUp) {
-  expectReport("sharingFailsInLookUp", {kEcho14, kEcho14, kOnlyShared});
+  ExpectReport("sharingFailsInLookUp", {kEcho14, kEcho14, kOnlyShared});
 }
 
 PROCESS_CASE(otherLibrarysJvm) {
-  FakeJvmClient other(otherJvmLibrary());
-  other.startJvm();
+  FakeJvmClient other(OtherJvmLibrary());
+  other.StartJvm();
   Launched launched;
-  report(launched.exchange(command()));
-  report(launched.jvm.countCalls("JNI_CreateJavaVM"));
-  report(other.countCalls("CallStaticObjectMethodV(sendCommand)"));
-  report(other.counts().attachedThreads);
+  Report(launched.Exchange(Command()));
+  Report(launched.jvm.CountCalls("JNI_CreateJavaVM"));
+  Report(other.CountCalls("CallStaticObjectMethodV(sendCommand)"));
+  Report(other.Counts().attachedThreads);
 }
 
 TEST(LauncherAdoption, AJvmThatRunsUnderAnotherJvmLibraryIsAdopted) {
-  expectReport("otherLibrarysJvm", {kEcho14, "0", "1", "0"});
+  ExpectReport("otherLibrarysJvm", {kEcho14, "0", "1", "0"});
 }
 
 PROCESS_CASE(linkedLibrarysJvm) {
-  const fs::path link = caseRoot() / "libmyvm.so.1";
-  fs::create_symlink(otherJvmLibrary(), link);
+  const fs::path link = CaseRoot() / "libmyvm.so.1";
+  fs::create_symlink(OtherJvmLibrary(), link);
   FakeJvmClient other(link.string());
-  other.startJvm();
+  other.StartJvm();
   Launched launched;
-  report(launched.exchange(command()));
-  report(other.countCalls("CallStaticObjectMethodV(sendCommand)"));
+  Report(launched.Exchange(Command()));
+  Report(other.CountCalls("CallStaticObjectMethodV(sendCommand)"));
 }
 
 TEST(LauncherAdoption, ThatLibraryMayHaveBeenOpenedThroughALinkOfAnotherName) {
-  expectReport("linkedLibrarysJvm", {kEcho14, "1"});
+  ExpectReport("linkedLibrarysJvm", {kEcho14, "1"});
 }
 
 PROCESS_CASE(idleOtherLibrary) {
-  FakeJvmClient other(otherJvmLibrary());
+  FakeJvmClient other(OtherJvmLibrary());
   Launched launched;
-  report(launched.exchange(command()));
-  report(launched.jvm.countCalls("JNI_CreateJavaVM"));
-  report(other.countCalls("JNI_GetCreatedJavaVMs"));
+  Report(launched.Exchange(Command()));
+  Report(launched.jvm.CountCalls("JNI_CreateJavaVM"));
+  Report(other.CountCalls("JNI_GetCreatedJavaVMs"));
 }
 
 TEST(LauncherAdoption, AnotherJvmLibraryWithoutAJvmIsNoHindrance) {
-  expectReport("idleOtherLibrary", {kEcho14, "1", "1"});
+  ExpectReport("idleOtherLibrary", {kEcho14, "1", "1"});
 }
 
 PROCESS_CASE(unlistedJvm) {
   Launched launched;
-  launched.jvm.startJvm();
-  launched.jvm.script().unlistedJvms = 1;
-  report(launched.exchange(command()));
-  launched.jvm.script().unlistedJvms = 0;
-  report(launched.exchange(command()));
+  launched.jvm.StartJvm();
+  launched.jvm.Script().unlistedJvms = 1;
+  Report(launched.Exchange(Command()));
+  launched.jvm.Script().unlistedJvms = 0;
+  Report(launched.Exchange(Command()));
 }
 
 TEST(LauncherAdoption, AJvmThatIsCountedButNotListedRaises018AndTheNextCommandAsksAgain) {
-  expectReport("unlistedJvm", {launcherError("018. JVM not initialized", ""), kEcho14});
+  ExpectReport("unlistedJvm", {LauncherError("018. JVM not initialized", ""), kEcho14});
 }
 
 PROCESS_CASE(holderWithoutJvm) {
-  FakeJvmClient other(otherJvmLibrary("libelsewhere.so"));
-  getJniEnvForThread(other.startJvm());
+  FakeJvmClient other(OtherJvmLibrary("libelsewhere.so"));
+  getJniEnvForThread(other.StartJvm());
   Launched launched;
-  launched.jvm.script().createResult = 7;
-  report(launched.exchange(command()));
+  launched.jvm.Script().createResult = 7;
+  Report(launched.Exchange(Command()));
 }
 
 TEST(LauncherAdoption, ACreationThatYieldsNoJvmRaises005WhereTheThreadHasAnEnvironment) {
-  expectReport("holderWithoutJvm",
-               {launcherError("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package", "")});
+  ExpectReport("holderWithoutJvm",
+               {LauncherError("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package", "")});
 }
 
 PROCESS_CASE(sendsWhilePrinting) {
   Launched launched;
   bool sent = false;
-  launched.jvm.script().insideRuntimeInfo = [&] {
+  launched.jvm.Script().insideRuntimeInfo = [&] {
     if (!std::exchange(sent, true)) {
-      report(launched.exchange(command(2, 12)));
-      onNewThread([&] { report(launched.exchange(command(2, 13))); });
+      Report(launched.Exchange(Command(2, 12)));
+      OnNewThread([&] { Report(launched.Exchange(Command(2, 13))); });
     }
   };
-  report(launched.exchange(command()));
-  report(static_cast<long>(launched.jvm.creations().size()));
-  report(outstanding(launched.jvm));
+  Report(launched.Exchange(Command()));
+  Report(static_cast<long>(launched.jvm.Creations().size()));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherAdoption, CommandsThatTheReceiverSendsWhileStartUpPrintsDoNotWaitForStartUp) {
-  expectReport("sendsWhilePrinting",
-               {"12: " + numbers(command(2, 12)), "13: " + numbers(command(2, 13)), kEcho14, "1",
+  ExpectReport("sendsWhilePrinting",
+               {"12: " + Numbers(Command(2, 12)), "13: " + Numbers(Command(2, 13)), kEcho14, "1",
                 kStartedAndShared});
 }
 
 PROCESS_CASE(initialiserSends) {
   Launched launched;
-  launched.jvm.script().insideFindClass = [&] {
-    launched.jvm.script().insideFindClass = nullptr;
-    report(launched.exchange(command()));
+  launched.jvm.Script().insideFindClass = [&] {
+    launched.jvm.Script().insideFindClass = nullptr;
+    Report(launched.Exchange(Command()));
   };
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherAdoption, ACommandOutOfTheReceiversClassInitialiserRaises018) {
-  expectReport("initialiserSends",
-               {launcherError("018. JVM not initialized", ""), kEcho14, kOnlyStarted});
+  ExpectReport("initialiserSends",
+               {LauncherError("018. JVM not initialized", ""), kEcho14, kOnlyStarted});
 }
 
 PROCESS_CASE(adoptedInitialiserSends) {
   Launched launched;
-  launched.jvm.startJvm();
-  launched.jvm.script().insideFindClass = [&] {
-    launched.jvm.script().insideFindClass = nullptr;
-    report(launched.exchange(command()));
+  launched.jvm.StartJvm();
+  launched.jvm.Script().insideFindClass = [&] {
+    launched.jvm.Script().insideFindClass = nullptr;
+    Report(launched.Exchange(Command()));
   };
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherAdoption, SoDoesOneInAnAdoptedJvm) {
-  expectReport("adoptedInitialiserSends",
-               {launcherError("018. JVM not initialized", ""), kEcho14, kOnlyShared});
+  ExpectReport("adoptedInitialiserSends",
+               {LauncherError("018. JVM not initialized", ""), kEcho14, kOnlyShared});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -6,13 +6,13 @@
 
 #include "native/Loader.h"
 #include "tests/jvm/LauncherFixture.h"
-#include "tests/jvm/LoaderProbe.h"
+#include "tests/jvm/LoaderRecorder.h"
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 namespace fs = std::filesystem;
 namespace Loader = Ferrolink::Native::Loader;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 const std::string kVariableLine =
@@ -23,20 +23,20 @@ const std::string kHint =
 const std::string kInJre = "/jre/lib/server/libjvm.so";
 const std::string kInJdk = "/lib/server/libjvm.so";
 
-std::string noLibrary(const std::string& path) {
-  return launcherError("002. \n" + kHint + "(libjvm.so)", "", path + kInJdk);
+std::string NoLibrary(const std::string& path) {
+  return LauncherError("002. \n" + kHint + "(libjvm.so)", "", path + kInJdk);
 }
 
-std::string noEntryPoint(const std::string& path) {
-  return launcherError("003. \n" + kHint + "(jvm.dll or libjvm.so or libjvm.dylib)", "", path);
+std::string NoEntryPoint(const std::string& path) {
+  return LauncherError("003. \n" + kHint + "(jvm.dll or libjvm.so or libjvm.dylib)", "", path);
 }
 
-void install(const fs::path& library, const fs::path& target) {
+void Install(const fs::path& library, const fs::path& target) {
   fs::create_directories(target.parent_path());
   fs::copy_file(library, target);
 }
 
-CaseOptions options(const std::map<std::string, std::string>& environment) {
+CaseOptions Options(const std::map<std::string, std::string>& environment) {
   CaseOptions result;
   result.environment = environment;
   result.environment["FERROLINK_LOGGING_LEVEL"] = "off";
@@ -44,11 +44,11 @@ CaseOptions options(const std::map<std::string, std::string>& environment) {
 }
 
 // What Initialize throws, then the JVM library candidates that were opened.
-void reportInitialize(JvmLauncher& launcher) {
-  report(thrownBy([&] { launcher.Initialize(0); }));
-  for (const LoaderProbe::Opening& opening : LoaderProbe::openings()) {
+void ReportInitialize(JvmLauncher& launcher) {
+  Report(ThrownBy([&] { launcher.Initialize(0); }));
+  for (const LoaderRecorder::Opening& opening : LoaderRecorder::Openings()) {
     if (opening.path.find("libConfigs.so") == std::string::npos) {
-      report(opening.path);
+      Report(opening.path);
     }
   }
 }
@@ -57,18 +57,18 @@ void reportInitialize(JvmLauncher& launcher) {
 
 PROCESS_CASE(initialize) {
   JvmLauncher launcher(RuntimeOperationMode::CalledRuntime);
-  reportInitialize(launcher);
+  ReportInitialize(launcher);
 }
 
 TEST(LauncherDiscovery, AConfiguredPathWinsOverBothVariables) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  const std::string home = (tree.root() / "jdk").string();
-  install(FAKEJVM_PATH, home + kInJdk);
-  const std::string calls = (tree.root() / "calls").string();
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  const std::string home = (tree.Root() / "jdk").string();
+  Install(FAKEJVM_PATH, home + kInJdk);
+  const std::string calls = (tree.Root() / "calls").string();
   const CaseResult result =
-      expectReport("initialize", {"(nothing thrown)", home, home + kInJre, home + kInJdk}, tree,
-                   options({{"FAKE_CONFIGS_GetChannelRuntimePath", home},
+      ExpectReport("initialize", {"(nothing thrown)", home, home + kInJre, home + kInJdk}, tree,
+                   Options({{"FAKE_CONFIGS_GetChannelRuntimePath", home},
                             {"FAKE_CONFIGS_CALLS", calls},
                             {"FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH},
                             {"JAVA_HOME", FAKEJVM_PATH}}));
@@ -80,11 +80,11 @@ TEST(LauncherDiscovery, AConfiguredPathWinsOverBothVariables) {
 
 TEST(LauncherDiscovery, AConfiguredPathWinsEvenWhenItIsWrong) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  const std::string home = (tree.root() / "wrong").string();
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  const std::string home = (tree.Root() / "wrong").string();
   const CaseResult result =
-      expectReport("initialize", {noLibrary(home), home, home + kInJre, home + kInJdk}, tree,
-                   options({{"FAKE_CONFIGS_GetChannelRuntimePath", home},
+      ExpectReport("initialize", {NoLibrary(home), home, home + kInJre, home + kInJdk}, tree,
+                   Options({{"FAKE_CONFIGS_GetChannelRuntimePath", home},
                             {"FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH},
                             {"JAVA_HOME", FAKEJVM_PATH}}));
   EXPECT_EQ(result.out, "Looking for JVM runtime in path: " + home + "\n");
@@ -94,27 +94,27 @@ TEST(LauncherDiscovery, AConfigurationThatCannotBeAskedIsSkipped) {
   for (const char* fault :
        {"FAKE_CONFIGS_FAIL_GetChannelRuntimePath", "FAKE_CONFIGS_THROW_GetChannelRuntimePath"}) {
     const InstallationTree tree;
-    tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-    const CaseResult result = expectReport(
+    tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    const CaseResult result = ExpectReport(
         "initialize", {"(nothing thrown)", FAKEJVM_PATH}, tree,
-        options({{fault, "no such channel"}, {"FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH}}));
+        Options({{fault, "no such channel"}, {"FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH}}));
     EXPECT_EQ(result.out, kVariableLine + FAKEJVM_PATH + "\n");
   }
 }
 
 TEST(LauncherDiscovery, AnEmptyConfiguredPathCountsAsNone) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  const CaseResult result = expectReport("initialize", {"(nothing thrown)", FAKEJVM_PATH}, tree,
-                                         options({{"JAVA_HOME", FAKEJVM_PATH}}));
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  const CaseResult result = ExpectReport("initialize", {"(nothing thrown)", FAKEJVM_PATH}, tree,
+                                         Options({{"JAVA_HOME", FAKEJVM_PATH}}));
   EXPECT_EQ(result.out, "");
 }
 
 TEST(LauncherDiscovery, TheVariableMayNameTheLibraryFile) {
   const InstallationTree tree;
-  const CaseResult result = expectReport(
+  const CaseResult result = ExpectReport(
       "initialize", {"(nothing thrown)", FAKEJVM_PATH}, tree,
-      options({{"FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH}, {"JAVA_HOME", "/nowhere"}}));
+      Options({{"FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH}, {"JAVA_HOME", "/nowhere"}}));
   EXPECT_EQ(result.out, kVariableLine + FAKEJVM_PATH + "\n");
   EXPECT_EQ(result.err, "");
 }
@@ -122,124 +122,124 @@ TEST(LauncherDiscovery, TheVariableMayNameTheLibraryFile) {
 TEST(LauncherDiscovery, TheVariableMayNameAHomeOfEitherLayout) {
   for (const std::string& layout : {kInJre, kInJdk}) {
     const InstallationTree tree;
-    const std::string home = tree.root().string();
-    install(FAKEJVM_PATH, home + layout);
+    const std::string home = tree.Root().string();
+    Install(FAKEJVM_PATH, home + layout);
     Texts expected = {"(nothing thrown)", home, home + kInJre};
     if (layout == kInJdk) {
       expected.push_back(home + kInJdk);
     }
-    expectReport("initialize", expected, tree, options({{"FERROLINK_JVM_RUNTIME_PATH", home}}));
+    ExpectReport("initialize", expected, tree, Options({{"FERROLINK_JVM_RUNTIME_PATH", home}}));
   }
 }
 
 TEST(LauncherDiscovery, WithBothLayoutsTheJreIsTaken) {
   const InstallationTree tree;
-  const std::string home = tree.root().string();
-  install(FAKEJVM_PATH, home + kInJre);
-  install(FAKEJVM_PATH, home + kInJdk);
-  expectReport("initialize", {"(nothing thrown)", home, home + kInJre}, tree,
-               options({{"JAVA_HOME", home}}));
+  const std::string home = tree.Root().string();
+  Install(FAKEJVM_PATH, home + kInJre);
+  Install(FAKEJVM_PATH, home + kInJdk);
+  ExpectReport("initialize", {"(nothing thrown)", home, home + kInJre}, tree,
+               Options({{"JAVA_HOME", home}}));
 }
 
 TEST(LauncherDiscovery, AnEmptyVariableIsAnnouncedAndJavaHomeIsUsed) {
   const InstallationTree tree;
   const CaseResult result =
-      expectReport("initialize", {"(nothing thrown)", FAKEJVM_PATH}, tree,
-                   options({{"FERROLINK_JVM_RUNTIME_PATH", ""}, {"JAVA_HOME", FAKEJVM_PATH}}));
+      ExpectReport("initialize", {"(nothing thrown)", FAKEJVM_PATH}, tree,
+                   Options({{"FERROLINK_JVM_RUNTIME_PATH", ""}, {"JAVA_HOME", FAKEJVM_PATH}}));
   EXPECT_EQ(result.out, kVariableLine + "\n");
 }
 
 TEST(LauncherDiscovery, JavaHomeAloneIsUsedWithoutALine) {
   const InstallationTree tree;
-  const CaseResult result = expectReport("initialize", {"(nothing thrown)", FAKEJVM_PATH}, tree,
-                                         options({{"JAVA_HOME", FAKEJVM_PATH}}));
+  const CaseResult result = ExpectReport("initialize", {"(nothing thrown)", FAKEJVM_PATH}, tree,
+                                         Options({{"JAVA_HOME", FAKEJVM_PATH}}));
   EXPECT_EQ(result.out, "");
 }
 
 TEST(LauncherDiscovery, AnEmptyJavaHomeLeadsToTheProcessItselfWhichHasNoEntryPoints) {
   const InstallationTree tree;
-  expectReport("initialize", {noEntryPoint(""), ""}, tree, options({{"JAVA_HOME", ""}}));
+  ExpectReport("initialize", {NoEntryPoint(""), ""}, tree, Options({{"JAVA_HOME", ""}}));
 }
 
 TEST(LauncherDiscovery, WithNowhereToLookCode001IsRaised) {
   const InstallationTree tree;
-  const std::string error = launcherError("001. \nSet JAVA_HOME environment variable", "", "");
-  EXPECT_EQ(expectReport("initialize", {error}, tree, options({})).out, "");
+  const std::string error = LauncherError("001. \nSet JAVA_HOME environment variable", "", "");
+  EXPECT_EQ(ExpectReport("initialize", {error}, tree, Options({})).out, "");
   EXPECT_EQ(
-      expectReport("initialize", {error}, tree, options({{"FERROLINK_JVM_RUNTIME_PATH", ""}})).out,
+      ExpectReport("initialize", {error}, tree, Options({{"FERROLINK_JVM_RUNTIME_PATH", ""}})).out,
       kVariableLine + "\n");
 }
 
 TEST(LauncherDiscovery, WhereNoCandidateLoadsCode002IsRaisedAndLogged) {
   const InstallationTree tree;
-  CaseOptions logged = loggedOptions(tree);
+  CaseOptions logged = LoggedOptions(tree);
   logged.environment["FERROLINK_JVM_RUNTIME_PATH"] = "/nowhere";
-  expectReport("initialize",
-               {noLibrary("/nowhere"), "/nowhere", "/nowhere" + kInJre, "/nowhere" + kInJdk}, tree,
+  ExpectReport("initialize",
+               {NoLibrary("/nowhere"), "/nowhere", "/nowhere" + kInJre, "/nowhere" + kInJdk}, tree,
                logged);
-  const Texts errors = loggedErrors(tree);
+  const Texts errors = LoggedErrors(tree);
   ASSERT_EQ(errors.size(), 2U);
   EXPECT_EQ(errors[0], "JVM Launcher: Exception code 002. \n" + kHint + "(libjvm.so)");
-  EXPECT_EQ(errors[1], noLibrary("/nowhere"));
+  EXPECT_EQ(errors[1], NoLibrary("/nowhere"));
 }
 
 TEST(LauncherDiscovery, RepeatedSeparatorsCollapseAndATrailingOneStays) {
   const InstallationTree tree;
-  const std::string root = tree.root().string();
-  expectReport("initialize",
-               {noLibrary(root + "/no/where/"), root + "/no/where/", root + "/no/where/" + kInJre,
+  const std::string root = tree.Root().string();
+  ExpectReport("initialize",
+               {NoLibrary(root + "/no/where/"), root + "/no/where/", root + "/no/where/" + kInJre,
                 root + "/no/where/" + kInJdk},
-               tree, options({{"JAVA_HOME", "/" + root + "//no///where//"}}));
-  install(FAKEJVM_PATH, root + "/jdk" + kInJdk);
-  expectReport("initialize",
+               tree, Options({{"JAVA_HOME", "/" + root + "//no///where//"}}));
+  Install(FAKEJVM_PATH, root + "/jdk" + kInJdk);
+  ExpectReport("initialize",
                {"(nothing thrown)", root + "/jdk", root + "/jdk" + kInJre, root + "/jdk" + kInJdk},
-               tree, options({{"JAVA_HOME", root + "//jdk"}}));
-  expectReport("initialize", {noLibrary("/"), "/", "/" + kInJre, "/" + kInJdk}, tree,
-               options({{"JAVA_HOME", "///"}}));
+               tree, Options({{"JAVA_HOME", root + "//jdk"}}));
+  ExpectReport("initialize", {NoLibrary("/"), "/", "/" + kInJre, "/" + kInJdk}, tree,
+               Options({{"JAVA_HOME", "///"}}));
 }
 
 TEST(LauncherDiscovery, ALibraryThatLacksAnEntryPointRaises003) {
   for (const std::string library : {FAKEJVMWITHOUTCREATE_PATH, FAKEJVMWITHOUTCREATED_PATH}) {
     const InstallationTree tree;
-    expectReport("initialize", {noEntryPoint(library), library}, tree,
-                 options({{"JAVA_HOME", library}}));
+    ExpectReport("initialize", {NoEntryPoint(library), library}, tree,
+                 Options({{"JAVA_HOME", library}}));
   }
 }
 
 PROCESS_CASE(globalJvm) {
   FakeJvmClient jvm(FAKEJVM_PATH, RTLD_NOW | RTLD_GLOBAL);
-  LoaderProbe::silenceErrors();
+  LoaderRecorder::SilenceErrors();
   JvmLauncher launcher(RuntimeOperationMode::CalledRuntime);
-  report(thrownBy([&] { launcher.Initialize(0); }));
-  Bytes bytes = command();
-  report(launcher.SendCommand(bytes.data(), 14));
-  report(launcher.GetRuntimeInfo());
+  Report(ThrownBy([&] { launcher.Initialize(0); }));
+  Bytes bytes = Command();
+  Report(launcher.SendCommand(bytes.data(), 14));
+  Report(launcher.GetRuntimeInfo());
 }
 
 TEST(LauncherDiscovery, WithoutALoaderErrorTheProcesssGlobalScopeIsAsked) {
   const InstallationTree tree;
-  expectReport("globalJvm",
-               {"(nothing thrown)", "14", runtimeInfo("Fake JVM\n", "/nowhere" + kInJdk)}, tree,
-               options({{"JAVA_HOME", "/nowhere"}}));
+  ExpectReport("globalJvm",
+               {"(nothing thrown)", "14", RuntimeInfo("Fake JVM\n", "/nowhere" + kInJdk)}, tree,
+               Options({{"JAVA_HOME", "/nowhere"}}));
 }
 
 PROCESS_CASE(noGlobalJvm) {
-  LoaderProbe::silenceErrors();
+  LoaderRecorder::SilenceErrors();
   JvmLauncher launcher(RuntimeOperationMode::CalledRuntime);
-  report(thrownBy([&] { launcher.Initialize(0); }));
+  Report(ThrownBy([&] { launcher.Initialize(0); }));
 }
 
 TEST(LauncherDiscovery, WithoutALoaderErrorAndWithoutAGlobalJvmCode003IsRaised) {
   const InstallationTree tree;
-  expectReport("noGlobalJvm", {noEntryPoint("/nowhere" + kInJdk)}, tree,
-               options({{"JAVA_HOME", "/nowhere"}}));
+  ExpectReport("noGlobalJvm", {NoEntryPoint("/nowhere" + kInJdk)}, tree,
+               Options({{"JAVA_HOME", "/nowhere"}}));
 }
 
 PROCESS_CASE(flags) {
   JvmLauncher launcher(RuntimeOperationMode::CalledRuntime);
   launcher.Initialize(0);
-  for (const LoaderProbe::Opening& opening : LoaderProbe::openings()) {
-    report(opening.flags);
+  for (const LoaderRecorder::Opening& opening : LoaderRecorder::Openings()) {
+    Report(opening.flags);
   }
 }
 
@@ -252,36 +252,36 @@ TEST(LauncherDiscovery, TheJvmLibraryIsOpenedDeeplyBound) {
 #endif
   EXPECT_EQ(std::to_string(Loader::kBindDeep), deep);
   const InstallationTree tree;
-  install(FAKEJVM_PATH, tree.root() / "lib/server/libjvm.so");
-  expectReport("flags", {deep, deep, deep}, tree, options({{"JAVA_HOME", tree.root().string()}}));
+  Install(FAKEJVM_PATH, tree.Root() / "lib/server/libjvm.so");
+  ExpectReport("flags", {deep, deep, deep}, tree, Options({{"JAVA_HOME", tree.Root().string()}}));
 }
 
 PROCESS_CASE(initializeBinding) {
   JvmLauncher launcher(RuntimeOperationMode::CallingRuntime);
-  reportInitialize(launcher);
+  ReportInitialize(launcher);
 }
 
 TEST(LauncherDiscovery, ABindingLauncherLooksForNothing) {
   const InstallationTree tree;
-  const CaseResult result = expectReport("initializeBinding", {"(nothing thrown)"}, tree,
-                                         options({{"FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH}}));
+  const CaseResult result = ExpectReport("initializeBinding", {"(nothing thrown)"}, tree,
+                                         Options({{"FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH}}));
   EXPECT_EQ(result.out, "");
 }
 
 PROCESS_CASE(failedThenFound) {
   FakeJvmClient jvm(FAKEJVM_PATH);
   JvmLauncher launcher(RuntimeOperationMode::CalledRuntime);
-  report(thrownBy([&] { launcher.Initialize(0); }).substr(0, 32));
+  Report(ThrownBy([&] { launcher.Initialize(0); }).substr(0, 32));
   setenv("FERROLINK_JVM_RUNTIME_PATH", FAKEJVM_PATH, 1);
-  report(thrownBy([&] { launcher.Initialize(0); }));
-  Bytes bytes = command();
-  report(launcher.SendCommand(bytes.data(), 14));
+  Report(ThrownBy([&] { launcher.Initialize(0); }));
+  Bytes bytes = Command();
+  Report(launcher.SendCommand(bytes.data(), 14));
 }
 
 TEST(LauncherDiscovery, AfterAFailureInitializeMayBeTriedAgain) {
   const InstallationTree tree;
-  expectReport("failedThenFound", {"JVM Launcher: Exception code 002", "(nothing thrown)", "14"},
-               tree, options({{"FERROLINK_JVM_RUNTIME_PATH", "/nowhere"}}));
+  ExpectReport("failedThenFound", {"JVM Launcher: Exception code 002", "(nothing thrown)", "14"},
+               tree, Options({{"FERROLINK_JVM_RUNTIME_PATH", "/nowhere"}}));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -11,26 +11,26 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-std::unique_ptr<JvmLauncher> makeLauncher(RuntimeOperationMode mode) {
+std::unique_ptr<JvmLauncher> MakeLauncher(RuntimeOperationMode mode) {
   auto launcher = std::make_unique<JvmLauncher>(mode);
   launcher->Initialize(0);
   return launcher;
 }
 
-void sendOne(JvmLauncher& launcher) {
-  Bytes bytes = command();
+void SendOne(JvmLauncher& launcher) {
+  Bytes bytes = Command();
   launcher.SendCommand(bytes.data(), static_cast<int>(bytes.size()));
 }
 
-std::string jvmPath() {
+std::string JvmPath() {
   return std::getenv("FERROLINK_JVM_RUNTIME_PATH");
 }
 
-bool isLibraryOpen() {
-  void* open = dlopen(jvmPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
+bool IsLibraryOpen() {
+  void* open = dlopen(JvmPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
   if (open != nullptr) {
     dlclose(open);
   }
@@ -40,108 +40,108 @@ bool isLibraryOpen() {
 }  // namespace
 
 PROCESS_CASE(destroyStarted) {
-  FakeJvmClient jvm(jvmPath());
-  auto launcher = makeLauncher(RuntimeOperationMode::CalledRuntime);
-  sendOne(*launcher);
-  jvm.clearCalls();
+  FakeJvmClient jvm(JvmPath());
+  auto launcher = MakeLauncher(RuntimeOperationMode::CalledRuntime);
+  SendOne(*launcher);
+  jvm.ClearCalls();
   launcher.reset();
-  reportAll(jvm.calls());
+  ReportAll(jvm.Calls());
 }
 
 TEST(LauncherEnd, AStartedJvmIsDestroyed) {
-  expectReport("destroyStarted", {"GetEnv(1.8)", "DestroyJavaVM"});
+  ExpectReport("destroyStarted", {"GetEnv(1.8)", "DestroyJavaVM"});
 }
 
 PROCESS_CASE(destroyWithVersion) {
-  FakeJvmClient jvm(jvmPath());
-  jvm.script().jniVersion = 0x000A0000;
-  auto launcher = makeLauncher(RuntimeOperationMode::CalledRuntime);
-  sendOne(*launcher);
-  jvm.clearCalls();
+  FakeJvmClient jvm(JvmPath());
+  jvm.Script().jniVersion = 0x000A0000;
+  auto launcher = MakeLauncher(RuntimeOperationMode::CalledRuntime);
+  SendOne(*launcher);
+  jvm.ClearCalls();
   launcher.reset();
-  reportAll(jvm.calls());
+  ReportAll(jvm.Calls());
 }
 
 TEST(LauncherEnd, TheDestructorAsksForTheEnvironmentOfTheJvmsOwnVersion) {
-  expectReport("destroyWithVersion", {"GetEnv(10.0)", "DestroyJavaVM"});
+  ExpectReport("destroyWithVersion", {"GetEnv(10.0)", "DestroyJavaVM"});
 }
 
 PROCESS_CASE(destroyOnOtherThread) {
-  FakeJvmClient jvm(jvmPath());
-  auto launcher = makeLauncher(RuntimeOperationMode::CalledRuntime);
-  sendOne(*launcher);
-  jvm.clearCalls();
-  onNewThread([&] { launcher.reset(); });
-  reportAll(jvm.calls());
+  FakeJvmClient jvm(JvmPath());
+  auto launcher = MakeLauncher(RuntimeOperationMode::CalledRuntime);
+  SendOne(*launcher);
+  jvm.ClearCalls();
+  OnNewThread([&] { launcher.reset(); });
+  ReportAll(jvm.Calls());
 }
 
 TEST(LauncherEnd, AnUnknownThreadAttachesItselfToDestroyTheJvm) {
-  expectReport("destroyOnOtherThread", {"GetEnv(1.8)", "AttachCurrentThread", "DestroyJavaVM"});
+  ExpectReport("destroyOnOtherThread", {"GetEnv(1.8)", "AttachCurrentThread", "DestroyJavaVM"});
 }
 
 PROCESS_CASE(destroyHalfStarted) {
-  FakeJvmClient jvm(jvmPath());
-  auto launcher = makeLauncher(RuntimeOperationMode::CalledRuntime);
-  jvm.inject({.call = "AttachCurrentThread", .occurrence = 1, .result = -1});
-  report(thrownBy([&] { sendOne(*launcher); }));
-  jvm.clearCalls();
+  FakeJvmClient jvm(JvmPath());
+  auto launcher = MakeLauncher(RuntimeOperationMode::CalledRuntime);
+  jvm.Inject({.call = "AttachCurrentThread", .occurrence = 1, .result = -1});
+  Report(ThrownBy([&] { SendOne(*launcher); }));
+  jvm.ClearCalls();
   launcher.reset();
-  reportAll(jvm.calls());
+  ReportAll(jvm.Calls());
 }
 
 TEST(LauncherEnd, AJvmWhoseVersionWasNeverAskedIsDestroyedWithVersion18) {
-  expectReport("destroyHalfStarted", {"ThreadJniEnv: failed to attach thread to JVM", "GetEnv(1.8)",
+  ExpectReport("destroyHalfStarted", {"ThreadJniEnv: failed to attach thread to JVM", "GetEnv(1.8)",
                                       "AttachCurrentThread", "DestroyJavaVM"});
 }
 
 PROCESS_CASE(destroyAdopted) {
-  FakeJvmClient jvm(jvmPath());
-  jvm.startJvm();
-  auto launcher = makeLauncher(RuntimeOperationMode::CalledRuntime);
-  sendOne(*launcher);
-  jvm.clearCalls();
+  FakeJvmClient jvm(JvmPath());
+  jvm.StartJvm();
+  auto launcher = MakeLauncher(RuntimeOperationMode::CalledRuntime);
+  SendOne(*launcher);
+  jvm.ClearCalls();
   launcher.reset();
-  report(static_cast<long>(jvm.calls().size()));
+  Report(static_cast<long>(jvm.Calls().size()));
 }
 
 TEST(LauncherEnd, AnAdoptedJvmIsLeftRunning) {
-  expectReport("destroyAdopted", {"0"});
+  ExpectReport("destroyAdopted", {"0"});
 }
 
 PROCESS_CASE(destroyBound) {
-  FakeJvmClient jvm(jvmPath());
-  callbackJavaVM = jvm.startJvm();
-  auto launcher = makeLauncher(RuntimeOperationMode::CallingRuntime);
-  report(launcher->TryBindToCallingRuntimeJavaVm());
+  FakeJvmClient jvm(JvmPath());
+  callbackJavaVM = jvm.StartJvm();
+  auto launcher = MakeLauncher(RuntimeOperationMode::CallingRuntime);
+  Report(launcher->TryBindToCallingRuntimeJavaVm());
   launcher.reset();
-  report(static_cast<long>(jvm.calls().size()));
+  Report(static_cast<long>(jvm.Calls().size()));
 }
 
 TEST(LauncherEnd, ABoundJvmIsLeftRunning) {
-  expectReport("destroyBound", {"1", "0"});
+  ExpectReport("destroyBound", {"1", "0"});
 }
 
 PROCESS_CASE(closesLibrary) {
-  report(isLibraryOpen());
-  auto launcher = makeLauncher(RuntimeOperationMode::CalledRuntime);
-  report(isLibraryOpen());
+  Report(IsLibraryOpen());
+  auto launcher = MakeLauncher(RuntimeOperationMode::CalledRuntime);
+  Report(IsLibraryOpen());
   launcher.reset();
-  report(isLibraryOpen());
+  Report(IsLibraryOpen());
 }
 
 TEST(LauncherEnd, TheJvmLibraryIsOpenForAsLongAsTheLauncherLives) {
-  expectReport("closesLibrary", {"0", "1", "0"});
+  ExpectReport("closesLibrary", {"0", "1", "0"});
 }
 
 PROCESS_CASE(initializedTwice) {
-  auto launcher = makeLauncher(RuntimeOperationMode::CalledRuntime);
+  auto launcher = MakeLauncher(RuntimeOperationMode::CalledRuntime);
   launcher->Initialize(0);
   launcher.reset();
-  report(isLibraryOpen());
+  Report(IsLibraryOpen());
 }
 
 TEST(LauncherEnd, ALibraryThatWasOpenedTwiceIsClosedTwice) {
-  expectReport("initializedTwice", {"0"});
+  ExpectReport("initializedTwice", {"0"});
 }
 
 namespace {
@@ -150,12 +150,12 @@ namespace {
 JvmLauncher* keptLauncher = nullptr;
 
 // The calls that the fake JVM library sees after the body's last one.
-std::string callsAtExit(const std::string& name) {
+std::string CallsAtExit(const std::string& name) {
   const InstallationTree tree;
-  CaseOptions options = fakeJvmOptions();
-  const std::string file = (tree.root() / "calls").string();
+  CaseOptions options = FakeJvmOptions();
+  const std::string file = (tree.Root() / "calls").string();
   options.environment["FAKE_JVM_CALLS"] = file;
-  expectReport(name, {}, tree, options);
+  ExpectReport(name, {}, tree, options);
   std::ostringstream calls;
   calls << std::ifstream(file).rdbuf();
   const std::string text = calls.str();
@@ -169,23 +169,23 @@ std::string callsAtExit(const std::string& name) {
 }  // namespace
 
 PROCESS_CASE(exitOnStartingThread) {
-  keptLauncher = makeLauncher(RuntimeOperationMode::CalledRuntime).release();
-  sendOne(*keptLauncher);
+  keptLauncher = MakeLauncher(RuntimeOperationMode::CalledRuntime).release();
+  SendOne(*keptLauncher);
 }
 
 TEST(LauncherEnd, TheStartingThreadIsDetachedWhenItEndsTheProcess) {
-  EXPECT_EQ(callsAtExit("exitOnStartingThread"), "DetachCurrentThread\n");
+  EXPECT_EQ(CallsAtExit("exitOnStartingThread"), "DetachCurrentThread\n");
 }
 
 PROCESS_CASE(exitOnOtherThread) {
-  onNewThread([] {
-    keptLauncher = makeLauncher(RuntimeOperationMode::CalledRuntime).release();
-    sendOne(*keptLauncher);
+  OnNewThread([] {
+    keptLauncher = MakeLauncher(RuntimeOperationMode::CalledRuntime).release();
+    SendOne(*keptLauncher);
   });
 }
 
 TEST(LauncherEnd, AThreadThatOnlyEndsTheProcessIsNotDetachedInTheStartingThreadsStead) {
-  EXPECT_EQ(callsAtExit("exitOnOtherThread"), "");
+  EXPECT_EQ(CallsAtExit("exitOnOtherThread"), "");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -3,7 +3,7 @@
 
 #include "tests/jvm/LauncherFixture.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 struct Path {
@@ -12,63 +12,63 @@ struct Path {
   Texts calls;  ///< after the thread's environment was obtained
 };
 
-Texts upToJava() {
-  return joined({makeArrayCalls(14), callJavaCalls("sendCommand")});
+Texts UpToJava() {
+  return Joined({MakeArrayCalls(14), CallJavaCalls("sendCommand")});
 }
 
-Texts released() {
-  return joined({{"ReleaseByteArrayElements(abort)"}, deletions(2)});
+Texts Released() {
+  return Joined({{"ReleaseByteArrayElements(abort)"}, Deletions(2)});
 }
 
 // What each path does from the failing call on, in order.
-std::vector<Path> paths() {
+std::vector<Path> Paths() {
   const std::string java = "CallStaticObjectMethodV(sendCommand";
   const std::string check = "ExceptionCheck";
   return {
       {"Code020",
        {.call = "NewByteArray", .null = true},
-       joined({{"NewByteArray(14)", check}, runtimeInfoCalls()})},
+       Joined({{"NewByteArray(14)", check}, RuntimeInfoCalls()})},
       {"Code020AfterAnException",
        {.call = "NewByteArray", .null = true, .exception = true},
-       joined({{"NewByteArray(14)", check, "ExceptionClear"}, runtimeInfoCalls()})},
+       Joined({{"NewByteArray(14)", check, "ExceptionClear"}, RuntimeInfoCalls()})},
       {"Code021",
        {.call = "NewByteArray", .exception = true},
-       joined({{"NewByteArray(14)", check}, raisedCalls(), runtimeInfoCalls(), deletions(1)})},
+       Joined({{"NewByteArray(14)", check}, RaisedCalls(), RuntimeInfoCalls(), Deletions(1)})},
       {"Code022",
        {.call = "SetByteArrayRegion", .exception = true},
-       joined({makeArrayCalls(14), raisedCalls(), runtimeInfoCalls(), deletions(1)})},
+       Joined({MakeArrayCalls(14), RaisedCalls(), RuntimeInfoCalls(), Deletions(1)})},
       {"Code023",
        {.call = java, .null = true, .exception = true},
-       joined({upToJava(), raisedCalls(), runtimeInfoCalls(), deletions(1)})},
+       Joined({UpToJava(), RaisedCalls(), RuntimeInfoCalls(), Deletions(1)})},
       {"Code023BesidesAResponse",
        {.call = java, .exception = true},
-       joined({upToJava(), raisedCalls(), runtimeInfoCalls(), deletions(2)})},
+       Joined({UpToJava(), RaisedCalls(), RuntimeInfoCalls(), Deletions(2)})},
       {"Code024",
        {.call = java, .null = true},
-       joined({upToJava(), deletions(1), runtimeInfoCalls()})},
+       Joined({UpToJava(), Deletions(1), RuntimeInfoCalls()})},
       {"Code025",
        {.call = "GetByteArrayElements", .null = true},
-       joined({upToJava(), {"GetByteArrayElements", check}, runtimeInfoCalls(), deletions(2)})},
+       Joined({UpToJava(), {"GetByteArrayElements", check}, RuntimeInfoCalls(), Deletions(2)})},
       {"Code025AfterAnException",
        {.call = "GetByteArrayElements", .null = true, .exception = true},
-       joined({upToJava(),
+       Joined({UpToJava(),
                {"GetByteArrayElements", check, "ExceptionClear"},
-               runtimeInfoCalls(),
-               deletions(2)})},
+               RuntimeInfoCalls(),
+               Deletions(2)})},
       {"Code026",
        {.call = "GetByteArrayElements", .exception = true},
-       joined({upToJava(),
+       Joined({UpToJava(),
                {"GetByteArrayElements", check},
-               raisedCalls(),
-               runtimeInfoCalls(),
-               released()})},
+               RaisedCalls(),
+               RuntimeInfoCalls(),
+               Released()})},
       {"Code027",
        {.call = "GetArrayLength", .exception = true},
-       joined({upToJava(),
+       Joined({UpToJava(),
                {"GetByteArrayElements", check, "GetArrayLength", check},
-               raisedCalls(),
-               runtimeInfoCalls(),
-               released()})},
+               RaisedCalls(),
+               RuntimeInfoCalls(),
+               Released()})},
   };
 }
 
@@ -76,24 +76,24 @@ std::vector<Path> paths() {
 
 PROCESS_CASE(errorPath) {
   Started started;
-  started.jvm.inject(paths()[std::stoul(caseArguments().front())].injection);
-  started.send(command());
-  reportAll(started.jvm.calls());
+  started.jvm.Inject(Paths()[std::stoul(CaseArguments().front())].injection);
+  started.Send(Command());
+  ReportAll(started.jvm.Calls());
 }
 
 PROCESS_CASE(errorPathOfUnknownThread) {
   Started started;
-  onNewThread([&] { started.exchange(command()); });
-  started.jvm.clearCalls();
-  started.jvm.inject(paths()[std::stoul(caseArguments().front())].injection);
-  onNewThread([&] { started.send(command()); });
-  reportAll(started.jvm.calls());
+  OnNewThread([&] { started.Exchange(Command()); });
+  started.jvm.ClearCalls();
+  started.jvm.Inject(Paths()[std::stoul(CaseArguments().front())].injection);
+  OnNewThread([&] { started.Send(Command()); });
+  ReportAll(started.jvm.Calls());
 }
 
 class LauncherErrorPath : public testing::TestWithParam<std::size_t> {
  protected:
-  CaseOptions options() const {
-    CaseOptions settings = fakeJvmOptions();
+  CaseOptions Options() const {
+    CaseOptions settings = FakeJvmOptions();
     settings.arguments = {std::to_string(GetParam())};
     return settings;
   }
@@ -101,55 +101,55 @@ class LauncherErrorPath : public testing::TestWithParam<std::size_t> {
 
 TEST_P(LauncherErrorPath, MakesTheseCallsInThisOrder) {
   const InstallationTree tree;
-  expectReport("errorPath", joined({{"GetEnv(1.8)"}, paths()[GetParam()].calls}), tree, options());
+  ExpectReport("errorPath", Joined({{"GetEnv(1.8)"}, Paths()[GetParam()].calls}), tree, Options());
 }
 
 TEST_P(LauncherErrorPath, DetachesTheThreadLastWhereTheCommandAttachedIt) {
   const InstallationTree tree;
-  expectReport("errorPathOfUnknownThread",
-               joined({{"GetEnv(1.8)", "AttachCurrentThread"},
-                       paths()[GetParam()].calls,
+  ExpectReport("errorPathOfUnknownThread",
+               Joined({{"GetEnv(1.8)", "AttachCurrentThread"},
+                       Paths()[GetParam()].calls,
                        {"DetachCurrentThread"}}),
-               tree, options());
+               tree, Options());
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, LauncherErrorPath, testing::Range<std::size_t>(0, paths().size()),
-                         [](const auto& path) { return paths()[path.param].name; });
+INSTANTIATE_TEST_SUITE_P(Of, LauncherErrorPath, testing::Range<std::size_t>(0, Paths().size()),
+                         [](const auto& path) { return Paths()[path.param].name; });
 
 PROCESS_CASE(readNothing) {
   Started started;
-  started.read();
-  reportAll(started.jvm.calls());
-  started.jvm.clearCalls();
-  onNewThread([&] { started.read(); });
-  reportAll(started.jvm.calls());
+  started.Read();
+  ReportAll(started.jvm.Calls());
+  started.jvm.ClearCalls();
+  OnNewThread([&] { started.Read(); });
+  ReportAll(started.jvm.Calls());
 }
 
 TEST(LauncherErrorPathOf, Code017CallsJavaForTheRuntimeInformationOnly) {
-  Texts ofUnknownThread = runtimeInfoCalls();
+  Texts ofUnknownThread = RuntimeInfoCalls();
   const Texts found =
-      joined({{"AttachCurrentThread"}, classLookUpCalls(), {"NewGlobalRef", "DeleteLocalRef"}});
+      Joined({{"AttachCurrentThread"}, ClassLookUpCalls(), {"NewGlobalRef", "DeleteLocalRef"}});
   ofUnknownThread.insert(ofUnknownThread.begin() + 1, found.begin(), found.end());
   ofUnknownThread.push_back("DetachCurrentThread");
-  expectReport("readNothing", joined({runtimeInfoCalls(), ofUnknownThread}));
+  ExpectReport("readNothing", Joined({RuntimeInfoCalls(), ofUnknownThread}));
 }
 
 PROCESS_CASE(javaThrows) {
   Started started;
-  started.jvm.script().sendCommand.answer = FakeJvm::Answer::Throw;
-  if (caseArguments().front() == "throwing info") {
-    started.jvm.script().runtimeInfo = FakeJvm::Answer::Throw;
+  started.jvm.Script().sendCommand.answer = FakeJvm::Answer::Throw;
+  if (CaseArguments().front() == "throwing info") {
+    started.jvm.Script().runtimeInfo = FakeJvm::Answer::Throw;
   }
-  report(started.send(command()));
+  Report(started.Send(Command()));
 }
 
 TEST(LauncherErrorPathOf, OneJavaFailureWritesExactlyTwoLogLines) {
   const InstallationTree tree;
-  CaseOptions options = loggedOptions(tree);
+  CaseOptions options = LoggedOptions(tree);
   options.arguments = {"working info"};
-  const std::string error = launcherError("023. JVM exception occurred");
-  expectReport("javaThrows", {error}, tree, options);
-  EXPECT_EQ(loggedErrors(tree),
+  const std::string error = LauncherError("023. JVM exception occurred");
+  ExpectReport("javaThrows", {error}, tree, options);
+  EXPECT_EQ(LoggedErrors(tree),
             (Texts{"JVM Launcher: Exception code 023. JVM exception occurred", error}));
 }
 
@@ -157,15 +157,15 @@ TEST(LauncherErrorPathOf, OneJavaFailureWritesExactlyTwoLogLines) {
 // without asking Java once more.
 TEST(LauncherErrorPathOf, AFailureOfTheRuntimeInformationInsideAnErrorEndsThere) {
   const InstallationTree tree;
-  CaseOptions options = loggedOptions(tree);
+  CaseOptions options = LoggedOptions(tree);
   options.arguments = {"throwing info"};
-  const std::string error = launcherError("023. JVM exception occurred", "");
-  const CaseResult result = expectReport("javaThrows", {error}, tree, options);
-  EXPECT_EQ(loggedErrors(tree), (Texts{"JVM Launcher: Exception code 023. JVM exception occurred",
+  const std::string error = LauncherError("023. JVM exception occurred", "");
+  const CaseResult result = ExpectReport("javaThrows", {error}, tree, options);
+  EXPECT_EQ(LoggedErrors(tree), (Texts{"JVM Launcher: Exception code 023. JVM exception occurred",
                                        "JVM Launcher: Exception code 028. JVM exception occurred",
-                                       launcherError("028. JVM exception occurred", ""), error}));
+                                       LauncherError("028. JVM exception occurred", ""), error}));
   const std::string described = "Exception in thread \"main\" fake.JavaException\n";
   EXPECT_EQ(result.err, described + described);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -7,10 +7,10 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-const std::string kEcho14 = "14: " + numbers(command());
+const std::string kEcho14 = "14: " + Numbers(Command());
 
 struct Fault {
   const char* name;
@@ -46,41 +46,41 @@ const Fault kFaults[] = {
     {"LengthThrown", "GetArrayLength", false, true, "027. JVM exception occurred", nullptr, true},
 };
 
-void injectFault(FakeJvmClient& jvm, const Fault& fault, const std::string& javaCall) {
+void InjectFault(FakeJvmClient& jvm, const Fault& fault, const std::string& javaCall) {
   const std::string call = fault.call == std::string("Java") ? javaCall : fault.call;
-  jvm.inject({.call = call, .occurrence = 1, .null = fault.null, .exception = fault.exception});
+  jvm.Inject({.call = call, .occurrence = 1, .null = fault.null, .exception = fault.exception});
 }
 
-const Fault& requestedFault() {
-  return kFaults[std::stoul(caseArguments().front())];
+const Fault& RequestedFault() {
+  return kFaults[std::stoul(CaseArguments().front())];
 }
 
-void bindCallback(FakeJvmClient& jvm) {
+void BindCallback(FakeJvmClient& jvm) {
   jobject object = nullptr;
   jmethodID method = nullptr;
-  callbackJavaVM = jvm.startJvm();
-  jvm.makeCallback(object, method);
+  callbackJavaVM = jvm.StartJvm();
+  jvm.MakeCallback(object, method);
   sendCommandCallbackObject = object;
   sendCommandCallbackMethod = method;
 }
 
 // The failing command and the two after it, what each leaves, and that no response was stored.
-void reportFaultAndRecovery(Launched& launched) {
-  report(launched.send(command()));
-  report(outstanding(launched.jvm));
-  report(launched.exchange(command()));
-  report(launched.exchange(command(2, 15)));
-  report(outstanding(launched.jvm));
+void ReportFaultAndRecovery(Launched& launched) {
+  Report(launched.Send(Command()));
+  Report(Outstanding(launched.jvm));
+  Report(launched.Exchange(Command()));
+  Report(launched.Exchange(Command(2, 15)));
+  Report(Outstanding(launched.jvm));
 }
 
 class LauncherFault : public testing::TestWithParam<std::size_t> {
  protected:
-  void expectFault(const std::string& name, const std::string& left, const std::string& error) {
+  void ExpectFault(const std::string& name, const std::string& left, const std::string& error) {
     const InstallationTree tree;
-    CaseOptions options = fakeJvmOptions();
+    CaseOptions options = FakeJvmOptions();
     options.arguments = {std::to_string(GetParam())};
-    const CaseResult result = expectReport(
-        name, {error, left, kEcho14, "15: " + numbers(command(2, 15)), left}, tree, options);
+    const CaseResult result = ExpectReport(
+        name, {error, left, kEcho14, "15: " + Numbers(Command(2, 15)), left}, tree, options);
     EXPECT_EQ(result.err, kFaults[GetParam()].described
                               ? "Exception in thread \"main\" fake.JavaException\n"
                               : "");
@@ -91,37 +91,37 @@ class LauncherFault : public testing::TestWithParam<std::size_t> {
 
 PROCESS_CASE(faultOnStartingThread) {
   Started started;
-  injectFault(started.jvm, requestedFault(), "CallStaticObjectMethodV(sendCommand");
-  reportFaultAndRecovery(started);
+  InjectFault(started.jvm, RequestedFault(), "CallStaticObjectMethodV(sendCommand");
+  ReportFaultAndRecovery(started);
 }
 
 TEST_P(LauncherFault, OnTheStartingThreadRaisesItsCodeLeavesNothingAndTheNextCommandWorks) {
-  expectFault("faultOnStartingThread", kOnlyStarted, launcherError(kFaults[GetParam()].text));
+  ExpectFault("faultOnStartingThread", kOnlyStarted, LauncherError(kFaults[GetParam()].text));
 }
 
 PROCESS_CASE(faultOnUnknownThread) {
   Started started;
-  onNewThread([&] { started.exchange(command()); });
-  injectFault(started.jvm, requestedFault(), "CallStaticObjectMethodV(sendCommand");
-  onNewThread([&] { reportFaultAndRecovery(started); });
+  OnNewThread([&] { started.Exchange(Command()); });
+  InjectFault(started.jvm, RequestedFault(), "CallStaticObjectMethodV(sendCommand");
+  OnNewThread([&] { ReportFaultAndRecovery(started); });
 }
 
 TEST_P(LauncherFault, OnAnUnknownThreadRaisesItsCodeLeavesNothingAndTheNextCommandWorks) {
-  expectFault("faultOnUnknownThread", kStartedAndShared, launcherError(kFaults[GetParam()].text));
+  ExpectFault("faultOnUnknownThread", kStartedAndShared, LauncherError(kFaults[GetParam()].text));
 }
 
 PROCESS_CASE(faultWhileBinding) {
   Launched launched(RuntimeOperationMode::CallingRuntime);
-  bindCallback(launched.jvm);
-  launched.exchange(command());  // the class of byte[] is known from here on
-  injectFault(launched.jvm, requestedFault(), "CallObjectMethodV(apply");
-  reportFaultAndRecovery(launched);
+  BindCallback(launched.jvm);
+  launched.Exchange(Command());  // the class of byte[] is known from here on
+  InjectFault(launched.jvm, RequestedFault(), "CallObjectMethodV(apply");
+  ReportFaultAndRecovery(launched);
 }
 
 TEST_P(LauncherFault, WhileBindingRaisesItsCodeLeavesNothingAndTheNextCommandWorks) {
   const Fault& fault = kFaults[GetParam()];
-  expectFault("faultWhileBinding", "local 0 global 1 elements 0 characters 0 attached 0 dropped 0",
-              launcherError(fault.bindingText != nullptr ? fault.bindingText : fault.text, "", ""));
+  ExpectFault("faultWhileBinding", "local 0 global 1 elements 0 characters 0 attached 0 dropped 0",
+              LauncherError(fault.bindingText != nullptr ? fault.bindingText : fault.text, "", ""));
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEveryCall, LauncherFault,
@@ -160,14 +160,14 @@ const AttachFault kAttachFaults[] = {
 
 PROCESS_CASE(threadRefused) {
   Started started;
-  onNewThread([&] { started.exchange(command()); });
-  started.jvm.clearCalls();
-  started.jvm.inject(kAttachFaults[std::stoul(caseArguments().front())].injection);
+  OnNewThread([&] { started.Exchange(Command()); });
+  started.jvm.ClearCalls();
+  started.jvm.Inject(kAttachFaults[std::stoul(CaseArguments().front())].injection);
   std::fputs("command:\n", stdout);
-  onNewThread([&] { report(started.send(command())); });
-  report(started.jvm.countCalls("CallStaticObjectMethodV"));
-  report(outstanding(started.jvm));
-  onNewThread([&] { report(started.exchange(command())); });
+  OnNewThread([&] { Report(started.Send(Command())); });
+  Report(started.jvm.CountCalls("CallStaticObjectMethodV"));
+  Report(Outstanding(started.jvm));
+  OnNewThread([&] { Report(started.Exchange(Command())); });
 }
 
 class LauncherAttachFault : public testing::TestWithParam<std::size_t> {};
@@ -175,15 +175,15 @@ class LauncherAttachFault : public testing::TestWithParam<std::size_t> {};
 TEST_P(LauncherAttachFault, EndsInCode019WithoutACallIntoJava) {
   const AttachFault& fault = kAttachFaults[GetParam()];
   const InstallationTree tree;
-  CaseOptions options = loggedOptions(tree);
+  CaseOptions options = LoggedOptions(tree);
   options.arguments = {std::to_string(GetParam())};
   const std::string text = "019. Failed to attach thread to JVM";
-  const std::string error = launcherError(text, "");
+  const std::string error = LauncherError(text, "");
   const CaseResult result =
-      expectReport("threadRefused", {error, "0", kStartedAndShared, kEcho14}, tree, options);
+      ExpectReport("threadRefused", {error, "0", kStartedAndShared, kEcho14}, tree, options);
   EXPECT_EQ(result.out.substr(result.out.find("command:\n")),
             std::string("command:\n") + fault.line);
-  EXPECT_EQ(loggedErrors(tree),
+  EXPECT_EQ(LoggedErrors(tree),
             (Texts{fault.logged, "JVM Launcher: Exception code " + text, error}));
 }
 
@@ -193,82 +193,82 @@ INSTANTIATE_TEST_SUITE_P(OfEveryKind, LauncherAttachFault,
 
 PROCESS_CASE(heartBeatFails) {
   Started started;
-  started.jvm.script().heartBeat.answer = FakeJvm::Answer::Throw;
-  report(started.send(command(11)));
-  started.jvm.script().heartBeat.answer = FakeJvm::Answer::Null;
-  report(started.send(command(11)));
-  report(started.send(command()));
-  report(outstanding(started.jvm));
+  started.jvm.Script().heartBeat.answer = FakeJvm::Answer::Throw;
+  Report(started.Send(Command(11)));
+  started.jvm.Script().heartBeat.answer = FakeJvm::Answer::Null;
+  Report(started.Send(Command(11)));
+  Report(started.Send(Command()));
+  Report(Outstanding(started.jvm));
 }
 
 TEST(LauncherFaults, AFailingHeartBeatRaisesTheSameCodes) {
-  expectReport("heartBeatFails", {launcherError("023. JVM exception occurred"),
-                                  launcherError(kNullResponse), "14", kOnlyStarted});
+  ExpectReport("heartBeatFails", {LauncherError("023. JVM exception occurred"),
+                                  LauncherError(kNullResponse), "14", kOnlyStarted});
 }
 
 PROCESS_CASE(negativeLength) {
   Started started;
-  Bytes bytes = command();
-  report(thrownBy([&] { started.launcher.SendCommand(bytes.data(), -1); }));
-  report(started.exchange(command()));
+  Bytes bytes = Command();
+  Report(ThrownBy([&] { started.launcher.SendCommand(bytes.data(), -1); }));
+  Report(started.Exchange(Command()));
 }
 
 TEST(LauncherFaults, ANegativeLengthIsRefusedByTheJvmAndRaises020) {
-  expectReport("negativeLength", {launcherError("020. Failed to create byte array"), kEcho14});
+  ExpectReport("negativeLength", {LauncherError("020. Failed to create byte array"), kEcho14});
 }
 
 PROCESS_CASE(arrayLockWhileRaising) {
   Started started;
-  started.jvm.inject({.call = "NewByteArray", .occurrence = 1, .null = true});
-  started.jvm.inject({.call = "NewByteArray", .occurrence = 3, .exception = true});
-  started.jvm.inject({.call = "SetByteArrayRegion", .occurrence = 3, .exception = true});
-  started.jvm.script().insideRuntimeInfo = [&] {
-    onNewThread([&] { report(started.exchange(command())); });
+  started.jvm.Inject({.call = "NewByteArray", .occurrence = 1, .null = true});
+  started.jvm.Inject({.call = "NewByteArray", .occurrence = 3, .exception = true});
+  started.jvm.Inject({.call = "SetByteArrayRegion", .occurrence = 3, .exception = true});
+  started.jvm.Script().insideRuntimeInfo = [&] {
+    OnNewThread([&] { Report(started.Exchange(Command())); });
   };
   for (int i = 0; i < 3; ++i) {
-    report(started.send(command()).substr(0, 32));
+    Report(started.Send(Command()).substr(0, 32));
   }
-  report(started.read().substr(0, 32));
+  Report(started.Read().substr(0, 32));
 }
 
 // The runtime information that an error text carries comes out of Java.
 TEST(LauncherFaults, NoLockIsHeldWhileAnErrorTextIsMade) {
   const std::string code = "JVM Launcher: Exception code ";
-  expectReport("arrayLockWhileRaising", {kEcho14, code + "020", kEcho14, code + "021", kEcho14,
+  ExpectReport("arrayLockWhileRaising", {kEcho14, code + "020", kEcho14, code + "021", kEcho14,
                                          code + "022", kEcho14, code + "017"});
 }
 
 PROCESS_CASE(checkWithoutException) {
   Started started;
   JNIEnv* env = getJniEnvForThread(nullptr);
-  report(started.launcher.CheckAndHandleJvmException(env, "999", true));
-  reportAll(started.jvm.calls());
+  Report(started.launcher.CheckAndHandleJvmException(env, "999", true));
+  ReportAll(started.jvm.Calls());
 }
 
 TEST(LauncherFaults, WithoutAPendingExceptionTheCheckIsFalseAndTouchesNothing) {
-  expectReport("checkWithoutException", {"0", "ExceptionCheck"});
+  ExpectReport("checkWithoutException", {"0", "ExceptionCheck"});
 }
 
 PROCESS_CASE(checkWithException) {
   Launched binding(RuntimeOperationMode::CallingRuntime);
-  const ThreadJniEnv thread(binding.jvm.startJvm());
+  const ThreadJniEnv thread(binding.jvm.StartJvm());
   JNIEnv* env = thread.m_jniEnv;
-  binding.jvm.inject({.call = "GetVersion", .occurrence = 1, .exception = true});
+  binding.jvm.Inject({.call = "GetVersion", .occurrence = 1, .exception = true});
   env->GetVersion();
-  binding.jvm.clearCalls();
-  report(thrownBy([&] { binding.launcher.CheckAndHandleJvmException(env, "999", false); }));
-  reportAll(binding.jvm.calls());
-  binding.jvm.clearCalls();
-  report(thrownBy([&] { binding.launcher.CheckAndHandleJvmException(env, "998", true); }));
-  reportAll(binding.jvm.calls());
-  report(env->ExceptionCheck());
+  binding.jvm.ClearCalls();
+  Report(ThrownBy([&] { binding.launcher.CheckAndHandleJvmException(env, "999", false); }));
+  ReportAll(binding.jvm.Calls());
+  binding.jvm.ClearCalls();
+  Report(ThrownBy([&] { binding.launcher.CheckAndHandleJvmException(env, "998", true); }));
+  ReportAll(binding.jvm.Calls());
+  Report(env->ExceptionCheck());
 }
 
 TEST(LauncherFaults, TheCheckDescribesAPendingExceptionAndClearsItWhereAskedTo) {
-  expectReport("checkWithException",
-               {launcherError("999. JVM exception occurred", "", ""), "ExceptionCheck",
-                "ExceptionDescribe", launcherError("998. JVM exception occurred", "", ""),
+  ExpectReport("checkWithException",
+               {LauncherError("999. JVM exception occurred", "", ""), "ExceptionCheck",
+                "ExceptionDescribe", LauncherError("998. JVM exception occurred", "", ""),
                 "ExceptionCheck", "ExceptionDescribe", "ExceptionClear", "0"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

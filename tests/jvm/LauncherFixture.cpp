@@ -8,26 +8,26 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
-CaseOptions fakeJvmOptions() {
+CaseOptions FakeJvmOptions() {
   CaseOptions options;
   options.environment["FERROLINK_JVM_RUNTIME_PATH"] = FAKEJVM_PATH;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
   return options;
 }
 
-CaseOptions loggedOptions(const InstallationTree& tree) {
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  CaseOptions options = fakeJvmOptions();
-  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.workDirectory().string();
+CaseOptions LoggedOptions(const InstallationTree& tree) {
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  CaseOptions options = FakeJvmOptions();
+  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.WorkDirectory().string();
   return options;
 }
 
 namespace {
 
 // The length of the stamp that opens `line`, with its thread id; 0 where there is none.
-std::size_t stampLength(const std::string& line) {
+std::size_t StampLength(const std::string& line) {
   const std::string form = "dddd-dd-dd dd:dd:dd\tThread ID: ";
   if (line.size() <= form.size()) {
     return 0;
@@ -44,11 +44,11 @@ std::size_t stampLength(const std::string& line) {
 
 }  // namespace
 
-Texts loggedErrors(const InstallationTree& tree) {
-  std::istringstream log(tree.errorLog());
+Texts LoggedErrors(const InstallationTree& tree) {
+  std::istringstream log(tree.ErrorLog());
   Texts errors;
   for (std::string line; std::getline(log, line);) {
-    if (const std::size_t stamp = stampLength(line)) {
+    if (const std::size_t stamp = StampLength(line)) {
       errors.push_back(line.substr(stamp));
     } else if (!errors.empty()) {
       errors.back() += "\n" + line;
@@ -59,21 +59,21 @@ Texts loggedErrors(const InstallationTree& tree) {
   return errors;
 }
 
-CaseResult expectReport(const std::string& name, const Texts& expected) {
+CaseResult ExpectReport(const std::string& name, const Texts& expected) {
   const InstallationTree tree;
-  return expectReport(name, expected, tree, fakeJvmOptions());
+  return ExpectReport(name, expected, tree, FakeJvmOptions());
 }
 
-CaseResult expectReport(const std::string& name, const Texts& expected,
+CaseResult ExpectReport(const std::string& name, const Texts& expected,
                         const InstallationTree& tree, const CaseOptions& options) {
-  CaseResult result = runCase(name, tree, options);
+  CaseResult result = RunCase(name, tree, options);
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.signal, 0) << result.err;
   EXPECT_EQ(result.report, expected);
   return result;
 }
 
-Bytes command(std::uint8_t type, std::size_t size) {
+Bytes Command(std::uint8_t type, std::size_t size) {
   Bytes bytes(size);
   for (std::size_t i = 0; i < size; ++i) {
     bytes[i] = static_cast<std::uint8_t>(100 + i);
@@ -84,8 +84,8 @@ Bytes command(std::uint8_t type, std::size_t size) {
   return bytes;
 }
 
-Bytes loadLibraryCommand(const std::string& path) {
-  Bytes bytes = command(1, 24);
+Bytes LoadLibraryCommand(const std::string& path) {
+  Bytes bytes = Command(1, 24);
   bytes.insert(bytes.end(), path.begin(), path.end());
   return bytes;
 }
@@ -95,40 +95,40 @@ Launched::Launched(RuntimeOperationMode mode)
   launcher.Initialize(0);
 }
 
-std::string Launched::send(Bytes message) {
+std::string Launched::Send(Bytes message) {
   std::string result;
-  const std::string thrown = thrownBy([&] {
+  const std::string thrown = ThrownBy([&] {
     result = std::to_string(launcher.SendCommand(message.data(), static_cast<int>(message.size())));
   });
   return result.empty() ? thrown : result;
 }
 
-std::string Launched::read(int length) {
+std::string Launched::Read(int length) {
   Bytes buffer(64, 0xEE);
   std::string result;
   const std::string thrown =
-      thrownBy([&] { result = std::to_string(launcher.ReadResponse(buffer.data(), length)); });
+      ThrownBy([&] { result = std::to_string(launcher.ReadResponse(buffer.data(), length)); });
   if (result != "0") {
     return result.empty() ? thrown : "returned " + result;
   }
   while (!buffer.empty() && buffer.back() == 0xEE) {
     buffer.pop_back();
   }
-  return numbers(buffer);
+  return Numbers(buffer);
 }
 
-std::string Launched::exchange(const Bytes& message) {
-  const std::string sent = send(message);
-  return sent.size() > 4 ? sent : sent + ": " + read();
+std::string Launched::Exchange(const Bytes& message) {
+  const std::string sent = Send(message);
+  return sent.size() > 4 ? sent : sent + ": " + Read();
 }
 
 Started::Started() {
-  send(command());
-  read();
-  jvm.clearCalls();
+  Send(Command());
+  Read();
+  jvm.ClearCalls();
 }
 
-std::string numbers(const Bytes& bytes) {
+std::string Numbers(const Bytes& bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {
     text += (text.empty() ? "" : " ") + std::to_string(byte);
@@ -136,12 +136,12 @@ std::string numbers(const Bytes& bytes) {
   return text;
 }
 
-Bytes filled(std::size_t size, std::uint8_t value) {
+Bytes Filled(std::size_t size, std::uint8_t value) {
   return Bytes(size, value);
 }
 
-std::string outstanding(FakeJvmClient& jvm) {
-  const FakeJvm::Counts counts = jvm.counts();
+std::string Outstanding(FakeJvmClient& jvm) {
+  const FakeJvm::Counts counts = jvm.Counts();
   return "local " + std::to_string(counts.localReferences) + " global " +
          std::to_string(counts.globalReferences) + " elements " + std::to_string(counts.elements) +
          " characters " + std::to_string(counts.characters) + " attached " +
@@ -149,17 +149,17 @@ std::string outstanding(FakeJvmClient& jvm) {
          std::to_string(counts.droppedByDetach);
 }
 
-void reportAll(const Texts& texts) {
+void ReportAll(const Texts& texts) {
   for (const std::string& text : texts) {
-    report(text);
+    Report(text);
   }
 }
 
-void onNewThread(const std::function<void()>& action) {
+void OnNewThread(const std::function<void()>& action) {
   std::thread(action).join();
 }
 
-void onNewThreads(int count, const std::function<void(int)>& action) {
+void OnNewThreads(int count, const std::function<void(int)>& action) {
   std::vector<std::thread> threads;
   for (int i = 0; i < count; ++i) {
     threads.emplace_back(action, i);
@@ -169,18 +169,18 @@ void onNewThreads(int count, const std::function<void(int)>& action) {
   }
 }
 
-std::string runtimeInfo(const std::string& managed, const std::string& libraryPath) {
+std::string RuntimeInfo(const std::string& managed, const std::string& libraryPath) {
   return "\n" + managed +
          "JVM Native Launcher Runtime Info: \nJVM shared library search path: " + libraryPath;
 }
 
-std::string launcherError(const std::string& text, const std::string& managed,
+std::string LauncherError(const std::string& text, const std::string& managed,
                           const std::string& libraryPath) {
   return "JVM Launcher: Exception code " + text + "\nRUNTIME INFO:\n" +
-         runtimeInfo(managed, libraryPath);
+         RuntimeInfo(managed, libraryPath);
 }
 
-Texts joined(const std::vector<Texts>& stretches) {
+Texts Joined(const std::vector<Texts>& stretches) {
   Texts all;
   for (const Texts& stretch : stretches) {
     all.insert(all.end(), stretch.begin(), stretch.end());
@@ -188,11 +188,11 @@ Texts joined(const std::vector<Texts>& stretches) {
   return all;
 }
 
-Texts classLookUpCalls() {
+Texts ClassLookUpCalls() {
   return {"FindClass(com/ferrolink/core/receiver/Receiver)", "ExceptionCheck"};
 }
 
-Texts methodLookUpCalls() {
+Texts MethodLookUpCalls() {
   return {"GetStaticMethodID(sendCommand, ([B)[B)",
           "ExceptionCheck",
           "GetStaticMethodID(heartBeat, ([B)[B)",
@@ -201,37 +201,37 @@ Texts methodLookUpCalls() {
           "ExceptionCheck"};
 }
 
-Texts runtimeInfoCalls() {
+Texts RuntimeInfoCalls() {
   return {"GetEnv(1.8)",    "CallStaticObjectMethodV(getRuntimeInfo)",
           "ExceptionCheck", "GetStringUTFChars",
           "ExceptionCheck", "ReleaseStringUTFChars",
           "ExceptionCheck", "DeleteLocalRef"};
 }
 
-Texts makeArrayCalls(int length) {
+Texts MakeArrayCalls(int length) {
   const std::string size = std::to_string(length);
   return {"NewByteArray(" + size + ")", "ExceptionCheck", "SetByteArrayRegion(0, " + size + ")",
           "ExceptionCheck"};
 }
 
-Texts callJavaCalls(const std::string& method) {
+Texts CallJavaCalls(const std::string& method) {
   if (method == "apply") {
     return {"NewLocalRef", "CallObjectMethodV(apply)", "DeleteLocalRef", "ExceptionCheck"};
   }
   return {"CallStaticObjectMethodV(" + method + ")", "ExceptionCheck"};
 }
 
-Texts storeResponseCalls() {
+Texts StoreResponseCalls() {
   return {"GetByteArrayElements", "ExceptionCheck", "GetArrayLength", "ExceptionCheck",
           "ReleaseByteArrayElements(abort)"};
 }
 
-Texts raisedCalls() {
+Texts RaisedCalls() {
   return {"ExceptionCheck", "ExceptionDescribe", "ExceptionClear"};
 }
 
-Texts deletions(int count) {
+Texts Deletions(int count) {
   return Texts(static_cast<std::size_t>(count), "DeleteLocalRef");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

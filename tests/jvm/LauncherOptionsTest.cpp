@@ -8,51 +8,51 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-std::string archiveOf(const InstallationTree& tree) {
-  return tree.nativeDirectory().string() + "/../../../../Binaries/Jvm/FerrolinkJvmRuntime.jar";
+std::string ArchiveOf(const InstallationTree& tree) {
+  return tree.NativeDirectory().string() + "/../../../../Binaries/Jvm/FerrolinkJvmRuntime.jar";
 }
 
 // The JVM's home is the tree's root.
-CaseOptions homeOptions(const InstallationTree& tree) {
-  std::filesystem::create_directories(tree.root() / "lib/server");
-  std::filesystem::copy_file(FAKEJVM_PATH, tree.root() / "lib/server/libjvm.so");
-  CaseOptions options = fakeJvmOptions();
-  options.environment["FERROLINK_JVM_RUNTIME_PATH"] = tree.root().string();
+CaseOptions HomeOptions(const InstallationTree& tree) {
+  std::filesystem::create_directories(tree.Root() / "lib/server");
+  std::filesystem::copy_file(FAKEJVM_PATH, tree.Root() / "lib/server/libjvm.so");
+  CaseOptions options = FakeJvmOptions();
+  options.environment["FERROLINK_JVM_RUNTIME_PATH"] = tree.Root().string();
   return options;
 }
 
-std::string libraryPathOption(const InstallationTree& tree) {
-  return "-Djava.library.path=" + tree.root().string() + "/lib:" + tree.root().string() +
+std::string LibraryPathOption(const InstallationTree& tree) {
+  return "-Djava.library.path=" + tree.Root().string() + "/lib:" + tree.Root().string() +
          "/jre/lib";
 }
 
-void touch(const std::filesystem::path& file) {
+void Touch(const std::filesystem::path& file) {
   std::ofstream(file) << "archive";
 }
 
-void reportCreation(FakeJvmClient& jvm) {
-  for (const FakeJvm::Creation& creation : jvm.creations()) {
-    report(creation.version);
-    report(creation.ignoreUnrecognized || creation.extraInfo);
-    reportAll(creation.options);
+void ReportCreation(FakeJvmClient& jvm) {
+  for (const FakeJvm::Creation& creation : jvm.Creations()) {
+    Report(creation.version);
+    Report(creation.ignoreUnrecognized || creation.extraInfo);
+    ReportAll(creation.options);
   }
 }
 
 // A started launcher whose JVM library lies below the tree's root.
-void startBelowRoot(const std::vector<std::string>& archives) {
-  FakeJvmClient jvm((caseRoot() / "lib/server/libjvm.so").string());
+void StartBelowRoot(const std::vector<std::string>& archives) {
+  FakeJvmClient jvm((CaseRoot() / "lib/server/libjvm.so").string());
   JvmLauncher launcher(RuntimeOperationMode::CalledRuntime);
   launcher.Initialize(0);
   for (const std::string& archive : archives) {
-    Bytes load = loadLibraryCommand(archive);
+    Bytes load = LoadLibraryCommand(archive);
     launcher.SendCommand(load.data(), static_cast<int>(load.size()));
   }
-  Bytes bytes = command();
+  Bytes bytes = Command();
   launcher.SendCommand(bytes.data(), 14);
-  reportCreation(jvm);
+  ReportCreation(jvm);
 }
 
 const std::string kVersion18 = std::to_string(0x10008);
@@ -60,115 +60,115 @@ const std::string kVersion18 = std::to_string(0x10008);
 }  // namespace
 
 PROCESS_CASE(startNormally) {
-  startBelowRoot({});
+  StartBelowRoot({});
 }
 
 TEST(LauncherOptions, NormallyThereAreExactlyTheClassPathAndTheLibraryPath) {
   const InstallationTree tree;
-  expectReport("startNormally",
-               {kVersion18, "0", "-Djava.class.path=" + archiveOf(tree), libraryPathOption(tree)},
-               tree, homeOptions(tree));
+  ExpectReport("startNormally",
+               {kVersion18, "0", "-Djava.class.path=" + ArchiveOf(tree), LibraryPathOption(tree)},
+               tree, HomeOptions(tree));
 }
 
 TEST(LauncherOptions, ADebugModeThatIsNotTrueChangesNothing) {
   const InstallationTree tree;
-  CaseOptions options = homeOptions(tree);
+  CaseOptions options = HomeOptions(tree);
   options.environment["FERROLINK_DEBUG_MODE"] = "on";
-  expectReport("startNormally",
-               {kVersion18, "0", "-Djava.class.path=" + archiveOf(tree), libraryPathOption(tree)},
+  ExpectReport("startNormally",
+               {kVersion18, "0", "-Djava.class.path=" + ArchiveOf(tree), LibraryPathOption(tree)},
                tree, options);
 }
 
 TEST(LauncherOptions, DebugModeAddsSixOptionsInThisOrder) {
   const InstallationTree tree;
-  CaseOptions options = homeOptions(tree);
+  CaseOptions options = HomeOptions(tree);
   options.environment["FERROLINK_DEBUG_MODE"] = "True";
-  const std::string classPath = "-Djava.class.path=" + archiveOf(tree);
-  const CaseResult result = expectReport(
+  const std::string classPath = "-Djava.class.path=" + ArchiveOf(tree);
+  const CaseResult result = ExpectReport(
       "startNormally",
-      {kVersion18, "0", classPath, libraryPathOption(tree), "-Xmx2048m", "-Xms2048m", "-Xdebug",
+      {kVersion18, "0", classPath, LibraryPathOption(tree), "-Xmx2048m", "-Xms2048m", "-Xdebug",
        "-Xrunjdwp:transport=dt_socket,address=127.0.0.1:8988,server=y,suspend=y", "-verbose:jni",
        "-Xcheck:jni"},
       tree, options);
   EXPECT_EQ(result.out,
             "FERROLINK_DEBUG_MODE found: True\n"
             "Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " +
-                tree.root().string() +
+                tree.Root().string() +
                 "\nJvm Launcher: Debug mode enabled. Listening on port 8988. Waiting for debugger "
                 "to attach...\n"
                 "Final classPath = [" +
-                archiveOf(tree) + "]\nJVM option (full) = [" + classPath + "]\nFake JVM\n\n");
+                ArchiveOf(tree) + "]\nJVM option (full) = [" + classPath + "]\nFake JVM\n\n");
 }
 
 PROCESS_CASE(createFailsInDebugMode) {
   Launched launched;
-  launched.jvm.script().createResult = JNI_ERR;
-  launched.send(command());
+  launched.jvm.Script().createResult = JNI_ERR;
+  launched.Send(Command());
 }
 
 TEST(LauncherOptions, DebugModePrintsTheClassPathBeforeTheJvmStarts) {
   const InstallationTree tree;
-  CaseOptions options = fakeJvmOptions();
+  CaseOptions options = FakeJvmOptions();
   options.environment["FERROLINK_DEBUG_MODE"] = "true";
-  const CaseResult result = runCase("createFailsInDebugMode", tree, options);
+  const CaseResult result = RunCase("createFailsInDebugMode", tree, options);
   EXPECT_EQ(result.signal, SIGABRT);
-  const std::string lines = "Final classPath = [" + archiveOf(tree) +
-                            "]\nJVM option (full) = [-Djava.class.path=" + archiveOf(tree) + "]\n";
+  const std::string lines = "Final classPath = [" + ArchiveOf(tree) +
+                            "]\nJVM option (full) = [-Djava.class.path=" + ArchiveOf(tree) + "]\n";
   ASSERT_GE(result.out.size(), lines.size());
   EXPECT_EQ(result.out.substr(result.out.size() - lines.size()), lines);
 }
 
 PROCESS_CASE(startWithArchives) {
-  startBelowRoot({(caseRoot() / "z.jar").string(), (caseRoot() / "a.jar").string()});
+  StartBelowRoot({(CaseRoot() / "z.jar").string(), (CaseRoot() / "a.jar").string()});
 }
 
 TEST(LauncherOptions, RegisteredArchivesFollowTheOwnOneInTheOrderOfTheirRegistration) {
   const InstallationTree tree;
-  touch(tree.root() / "z.jar");
-  touch(tree.root() / "a.jar");
-  const std::string root = tree.root().string();
-  expectReport("startWithArchives",
+  Touch(tree.Root() / "z.jar");
+  Touch(tree.Root() / "a.jar");
+  const std::string root = tree.Root().string();
+  ExpectReport("startWithArchives",
                {kVersion18, "0",
-                "-Djava.class.path=" + archiveOf(tree) + ":" + root + "/z.jar:" + root + "/a.jar",
-                libraryPathOption(tree)},
-               tree, homeOptions(tree));
+                "-Djava.class.path=" + ArchiveOf(tree) + ":" + root + "/z.jar:" + root + "/a.jar",
+                LibraryPathOption(tree)},
+               tree, HomeOptions(tree));
 }
 
 PROCESS_CASE(startWithLibraryFile) {
   Launched launched;
-  launched.send(command());
-  report(launched.jvm.creations().front().options.back());
+  launched.Send(Command());
+  Report(launched.jvm.Creations().front().options.back());
 }
 
 TEST(LauncherOptions, ARuntimePathThatNamesTheLibraryFileGoesIntoTheLibraryPathAsItIs) {
   const std::string path = FAKEJVM_PATH;
-  expectReport("startWithLibraryFile",
+  ExpectReport("startWithLibraryFile",
                {"-Djava.library.path=" + path + "/lib:" + path + "/jre/lib"});
 }
 
 PROCESS_CASE(addWhileStarting) {
   Launched launched;
-  const std::string directory = caseRoot() / "archives";
-  onNewThreads(2, [&](int i) {
-    report(i == 0 ? launched.send(loadLibraryCommand(directory)) : launched.send(command()));
+  const std::string directory = CaseRoot() / "archives";
+  OnNewThreads(2, [&](int i) {
+    Report(i == 0 ? launched.Send(LoadLibraryCommand(directory)) : launched.Send(Command()));
   });
-  const std::string classPath = launched.jvm.creations().front().options.front();
+  const std::string classPath = launched.jvm.Creations().front().options.front();
   const auto archives = std::count(classPath.begin(), classPath.end(), ':');
   if (archives != 0 && archives != 20) {
-    report("only " + std::to_string(archives));
+    Report("only " + std::to_string(archives));
   }
 }
 
 TEST(LauncherOptions, ARegistrationDuringTheStartIsWhollyInTheClassPathOrNotAtAll) {
   const InstallationTree tree;
-  std::filesystem::create_directories(tree.root() / "archives");
+  std::filesystem::create_directories(tree.Root() / "archives");
   for (int i = 0; i < 20; ++i) {
-    touch(tree.root() / "archives" / (std::to_string(i) + ".jar"));
+    Touch(tree.Root() / "archives" / (std::to_string(i) + ".jar"));
   }
-  CaseResult result = runCase("addWhileStarting", tree, fakeJvmOptions());
+  CaseResult result = RunCase("addWhileStarting", tree, FakeJvmOptions());
   EXPECT_EQ(result.exitCode, 0) << result.err;
   std::sort(result.report.begin(), result.report.end());
   EXPECT_EQ(result.report, (Texts{"14", "17"}));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -13,7 +13,7 @@
 #include "tests/jvm/LauncherFixture.h"
 
 /// For the tests of what a launcher is put together from.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// What each part is given, and the fake JVM library. For bodies of process cases.
 struct PartsFixture {
@@ -21,7 +21,7 @@ struct PartsFixture {
   FakeJvmClient jvm{std::getenv("FERROLINK_JVM_RUNTIME_PATH")};
 
   /// The calling thread's environment in `vm`, to which it is attached.
-  static JNIEnv* attach(JavaVM* vm) {
+  static JNIEnv* Attach(JavaVM* vm) {
     JNIEnv* env = nullptr;
     vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
     return env;
@@ -36,27 +36,27 @@ struct InstanceFixture : PartsFixture {
   JvmInstance instance{errors};
 
   InstanceFixture() {
-    library.adopt(dlopen(std::getenv("FERROLINK_JVM_RUNTIME_PATH"), RTLD_NOW));
-    getCreatedJavaVMs = Ferrolink::Native::Loader::findFunctionIn<GetCreatedJavaVMsFunction>(
+    library.Adopt(dlopen(std::getenv("FERROLINK_JVM_RUNTIME_PATH"), RTLD_NOW));
+    getCreatedJavaVMs = Ferrolink::Native::Loader::FindFunctionIn<GetCreatedJavaVMsFunction>(
         library.get(), "JNI_GetCreatedJavaVMs");
-    createJavaVM = Ferrolink::Native::Loader::findFunctionIn<CreateJavaVMFunction>(
+    createJavaVM = Ferrolink::Native::Loader::FindFunctionIn<CreateJavaVMFunction>(
         library.get(), "JNI_CreateJavaVM");
   }
 
   /// Creates the JVM as a launcher does: the calling thread is its starting thread.
-  void start() {
+  void Start() {
     JavaVMInitArgs arguments{};
     arguments.version = JNI_VERSION_1_8;
-    JvmInstance::runStartUpThread([&] { instance.create(createJavaVM, &arguments); });
-    instance.attachStartingThread();
+    JvmInstance::RunStartUpThread([&] { instance.Create(createJavaVM, &arguments); });
+    instance.AttachStartingThread();
   }
 };
 
 /// The whole text of an error that PartsFixture::errors raises.
-inline std::string raised(const std::string& text) {
+inline std::string Raised(const std::string& text) {
   return "JVM Launcher: Exception code " + text + "\nRUNTIME INFO:\nthe information";
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

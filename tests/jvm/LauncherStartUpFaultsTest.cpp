@@ -7,18 +7,18 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-const std::string kEcho14 = "14: " + numbers(command());
+const std::string kEcho14 = "14: " + Numbers(Command());
 
 }  // namespace
 
 PROCESS_CASE(createFails) {
   Launched launched;
-  launched.jvm.script().createResult = std::stoi(caseArguments().front());
-  report("sending");
-  report(launched.send(command()));
+  launched.jvm.Script().createResult = std::stoi(CaseArguments().front());
+  Report("sending");
+  Report(launched.Send(Command()));
 }
 
 class LauncherCreateResult : public testing::TestWithParam<int> {};
@@ -27,13 +27,13 @@ class LauncherCreateResult : public testing::TestWithParam<int> {};
 TEST_P(LauncherCreateResult, OfAFailureIsLoggedWithItsCodeAndEndsTheProcess) {
   const std::string code = "01" + std::to_string(-GetParam());
   const InstallationTree tree;
-  CaseOptions options = loggedOptions(tree);
+  CaseOptions options = LoggedOptions(tree);
   options.arguments = {std::to_string(GetParam())};
-  const CaseResult result = runCase("createFails", tree, options);
+  const CaseResult result = RunCase("createFails", tree, options);
   EXPECT_EQ(result.signal, SIGABRT);
   EXPECT_EQ(result.report, Texts{"sending"});
-  EXPECT_EQ(loggedErrors(tree),
-            (Texts{"JVM Launcher: Exception code " + code, launcherError(code, "")}));
+  EXPECT_EQ(LoggedErrors(tree),
+            (Texts{"JVM Launcher: Exception code " + code, LauncherError(code, "")}));
   EXPECT_NE(result.err.find("terminate called after throwing an instance of "
                             "'FerrolinkNativeException'"),
             std::string::npos)
@@ -47,11 +47,11 @@ INSTANTIATE_TEST_SUITE_P(FromErrToEinval, LauncherCreateResult,
 PROCESS_CASE(handleLaunchJvmErrorAlone) {
   Launched launched;
   launched.launcher.HandleLaunchJvmError();
-  report("returned");
+  Report("returned");
 }
 
 TEST(LauncherStartUpFaults, BeforeAnyCreationTheCreateResultIsNoError) {
-  expectReport("handleLaunchJvmErrorAlone", {"returned"});
+  ExpectReport("handleLaunchJvmErrorAlone", {"returned"});
 }
 
 namespace {
@@ -84,23 +84,23 @@ const LookUpFault kLookUpFaults[] = {
 }  // namespace
 
 PROCESS_CASE(lookUpFails) {
-  const LookUpFault& fault = kLookUpFaults[std::stoul(caseArguments().front())];
-  const bool adopted = caseArguments().back() == "adopted";
+  const LookUpFault& fault = kLookUpFaults[std::stoul(CaseArguments().front())];
+  const bool adopted = CaseArguments().back() == "adopted";
   Launched launched;
   if (adopted) {
-    launched.jvm.startJvm();
+    launched.jvm.StartJvm();
   }
-  launched.jvm.inject(
+  launched.jvm.Inject(
       {.call = fault.call, .occurrence = 1, .null = fault.null, .exception = fault.exception});
-  launched.jvm.inject(
+  launched.jvm.Inject(
       {.call = fault.call, .occurrence = 2, .null = fault.null, .exception = fault.exception});
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
-  report(launched.exchange(command(11)));
-  report(outstanding(launched.jvm));
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
-  report(launched.jvm.countCalls("JNI_CreateJavaVM"));
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
+  Report(launched.Exchange(Command(11)));
+  Report(Outstanding(launched.jvm));
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
+  Report(launched.jvm.CountCalls("JNI_CreateJavaVM"));
 }
 
 class LauncherLookUpFault : public testing::TestWithParam<std::size_t> {};
@@ -110,18 +110,18 @@ TEST_P(LauncherLookUpFault, IsRaisedWithItsCodeAndTriedAgainByTheNextCommand) {
   for (const std::string kind : {"created", "adopted"}) {
     const bool created = kind == "created";
     const InstallationTree tree;
-    CaseOptions options = loggedOptions(tree);
+    CaseOptions options = LoggedOptions(tree);
     options.arguments = {std::to_string(GetParam()), kind};
     const std::string attached = created ? "2" : "0";
     const std::string rest = " elements 0 characters 0 attached " + attached + " dropped 0";
     const std::string none = "local 0 global 0" + rest;
-    const std::string error = launcherError(fault.text, "");
-    const CaseResult result = expectReport(
+    const std::string error = LauncherError(fault.text, "");
+    const CaseResult result = ExpectReport(
         "lookUpFails",
         {error, none, error, none, kEcho14, "local 0 global 1" + rest, created ? "1" : "0"}, tree,
         options);
     const std::string raised = std::string("JVM Launcher: Exception code ") + fault.text;
-    EXPECT_EQ(loggedErrors(tree), (Texts{raised, error, raised, error}));
+    EXPECT_EQ(LoggedErrors(tree), (Texts{raised, error, raised, error}));
     const std::string described = "Exception in thread \"main\" fake.JavaException\n";
     EXPECT_EQ(result.err, fault.exception ? described + described : "");
   }
@@ -133,36 +133,36 @@ INSTANTIATE_TEST_SUITE_P(OfEveryCall, LauncherLookUpFault,
 
 PROCESS_CASE(lookUpFailsCalls) {
   Launched launched;
-  launched.jvm.inject(
+  launched.jvm.Inject(
       {.call = "GetStaticMethodID(heartBeat", .occurrence = 1, .null = true, .exception = true});
-  launched.send(command());
-  const Texts calls = launched.jvm.calls();
-  const auto found = std::find(calls.begin(), calls.end(), classLookUpCalls().front());
-  reportAll(Texts(found, calls.end()));
+  launched.Send(Command());
+  const Texts calls = launched.jvm.Calls();
+  const auto found = std::find(calls.begin(), calls.end(), ClassLookUpCalls().front());
+  ReportAll(Texts(found, calls.end()));
 }
 
 TEST(LauncherStartUpFaults, AFailedLookUpDescribesAndClearsTheExceptionAndReleasesTheClass) {
-  expectReport("lookUpFailsCalls",
-               joined({classLookUpCalls(),
+  ExpectReport("lookUpFailsCalls",
+               Joined({ClassLookUpCalls(),
                        {"GetStaticMethodID(sendCommand, ([B)[B)", "ExceptionCheck",
                         "GetStaticMethodID(heartBeat, ([B)[B)", "ExceptionCheck"},
-                       raisedCalls(),
+                       RaisedCalls(),
                        {"DeleteLocalRef"}}));
 }
 
 PROCESS_CASE(startingThreadRefused) {
   Launched launched;
-  launched.jvm.inject({.call = "AttachCurrentThread", .occurrence = 1, .result = -1});
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
-  report(launched.exchange(command()));
-  report(launched.jvm.countCalls("JNI_CreateJavaVM"));
-  report(outstanding(launched.jvm));
+  launched.jvm.Inject({.call = "AttachCurrentThread", .occurrence = 1, .result = -1});
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
+  Report(launched.Exchange(Command()));
+  Report(launched.jvm.CountCalls("JNI_CreateJavaVM"));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherStartUpFaults, AStartingThreadThatCannotBeAttachedFailsAndTheNextCommandAdoptsTheJvm) {
   const CaseResult result =
-      expectReport("startingThreadRefused",
+      ExpectReport("startingThreadRefused",
                    {"ThreadJniEnv: failed to attach thread to JVM",
                     "local 0 global 0 elements 0 characters 0 attached 1 dropped 0", kEcho14, "1",
                     "local 0 global 1 elements 0 characters 0 attached 1 dropped 0"});
@@ -171,40 +171,40 @@ TEST(LauncherStartUpFaults, AStartingThreadThatCannotBeAttachedFailsAndTheNextCo
 
 PROCESS_CASE(lockIsGivenBack) {
   Launched launched;
-  launched.jvm.inject({.call = "FindClass", .occurrence = 1, .null = true});
-  onNewThread([&] { report(launched.exchange(command()).substr(0, 32)); });
-  onNewThread([&] { report(launched.exchange(command())); });
-  report(launched.exchange(command()));
+  launched.jvm.Inject({.call = "FindClass", .occurrence = 1, .null = true});
+  OnNewThread([&] { Report(launched.Exchange(Command()).substr(0, 32)); });
+  OnNewThread([&] { Report(launched.Exchange(Command())); });
+  Report(launched.Exchange(Command()));
 }
 
 TEST(LauncherStartUpFaults, AFailedStartUpGivesItsLockBack) {
-  expectReport("lockIsGivenBack", {"JVM Launcher: Exception code 007", kEcho14, kEcho14});
+  ExpectReport("lockIsGivenBack", {"JVM Launcher: Exception code 007", kEcho14, kEcho14});
 }
 
 PROCESS_CASE(noEnvironment) {
   JvmLauncher binding(RuntimeOperationMode::CallingRuntime);
-  report(thrownBy([&] { binding.InitializeJvm(); }));
+  Report(ThrownBy([&] { binding.InitializeJvm(); }));
   JvmLauncher launching(RuntimeOperationMode::CalledRuntime);
-  report(thrownBy([&] { launching.GetReceiverClass(); }));
+  Report(ThrownBy([&] { launching.GetReceiverClass(); }));
 }
 
 TEST(LauncherStartUpFaults, WithoutAnEnvironmentCodes005And006AreRaised) {
-  expectReport("noEnvironment",
-               {launcherError("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package", "", ""),
-                launcherError("006. \nReinstall Ferrolink package", "", "")});
+  ExpectReport("noEnvironment",
+               {LauncherError("005. Cannot get m_JvmEnv.\nReinstall Ferrolink package", "", ""),
+                LauncherError("006. \nReinstall Ferrolink package", "", "")});
 }
 
 PROCESS_CASE(throwingRuntimeInfoAtStart) {
   Launched launched;
-  launched.jvm.script().runtimeInfo = FakeJvm::Answer::Throw;
-  report(launched.exchange(command()));
+  launched.jvm.Script().runtimeInfo = FakeJvm::Answer::Throw;
+  Report(launched.Exchange(Command()));
 }
 
 TEST(LauncherStartUpFaults, AReceiverThatCannotDescribeItselfStartsAllTheSame) {
-  const CaseResult result = expectReport("throwingRuntimeInfoAtStart", {kEcho14});
+  const CaseResult result = ExpectReport("throwingRuntimeInfoAtStart", {kEcho14});
   EXPECT_EQ(result.out,
             "Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " +
                 std::string(FAKEJVM_PATH) + "\n\n");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

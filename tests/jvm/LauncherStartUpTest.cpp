@@ -8,48 +8,48 @@
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-const std::string kEcho14 = "14: " + numbers(command());
+const std::string kEcho14 = "14: " + Numbers(Command());
 
-Texts commandCalls() {
-  return joined({{"GetEnv(1.8)"},
-                 makeArrayCalls(14),
-                 callJavaCalls("sendCommand"),
-                 storeResponseCalls(),
-                 deletions(2)});
+Texts CommandCalls() {
+  return Joined({{"GetEnv(1.8)"},
+                 MakeArrayCalls(14),
+                 CallJavaCalls("sendCommand"),
+                 StoreResponseCalls(),
+                 Deletions(2)});
 }
 
 }  // namespace
 
 PROCESS_CASE(firstCommand) {
   Launched launched;
-  report(static_cast<long>(launched.jvm.calls().size()));
-  report(launched.exchange(command()));
+  Report(static_cast<long>(launched.jvm.Calls().size()));
+  Report(launched.Exchange(Command()));
   std::string threads;
-  for (const FakeJvm::Call& call : launched.jvm.callsByThread()) {
-    report(call.text);
-    threads += call.thread == launched.jvm.currentThread() ? "" : call.text;
+  for (const FakeJvm::Call& call : launched.jvm.CallsByThread()) {
+    Report(call.text);
+    threads += call.thread == launched.jvm.CurrentThread() ? "" : call.text;
   }
-  report(threads);
-  report(launched.jvm.creations().front().thread != launched.jvm.currentThread());
-  report(outstanding(launched.jvm));
+  Report(threads);
+  Report(launched.jvm.Creations().front().thread != launched.jvm.CurrentThread());
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherStartUp, TheFirstCommandMakesTheseCallsAndOnlyTheCreationOnAnotherThread) {
-  const CaseResult result = expectReport(
-      "firstCommand", joined({{"0", kEcho14, "JNI_GetCreatedJavaVMs(0)", "JNI_CreateJavaVM",
+  const CaseResult result = ExpectReport(
+      "firstCommand", Joined({{"0", kEcho14, "JNI_GetCreatedJavaVMs(0)", "JNI_CreateJavaVM",
                                // the process-wide holder, and that its environment is this thread's
                                "GetEnv(1.8)", "AttachCurrentThread", "GetEnv(1.8)",
                                // the JNI version
                                "GetEnv(1.8)", "GetVersion",
                                // the receiver
                                "GetEnv(1.8)"},
-                              classLookUpCalls(),
-                              methodLookUpCalls(),
-                              runtimeInfoCalls(),
-                              commandCalls(),
+                              ClassLookUpCalls(),
+                              MethodLookUpCalls(),
+                              RuntimeInfoCalls(),
+                              CommandCalls(),
                               {"JNI_CreateJavaVM", "1", kOnlyStarted}}));
   EXPECT_EQ(result.out,
             "Looking for JVM runtime in FERROLINK_JVM_RUNTIME_PATH environment variable: " +
@@ -59,42 +59,42 @@ TEST(LauncherStartUp, TheFirstCommandMakesTheseCallsAndOnlyTheCreationOnAnotherT
 
 PROCESS_CASE(startUpThreadStaysAttached) {
   Launched launched;
-  report(launched.exchange(command()));
-  const unsigned long starter = launched.jvm.creations().front().thread;
-  for (const FakeJvm::Call& call : launched.jvm.callsByThread()) {
+  Report(launched.Exchange(Command()));
+  const unsigned long starter = launched.jvm.Creations().front().thread;
+  for (const FakeJvm::Call& call : launched.jvm.CallsByThread()) {
     if (call.thread == starter) {
-      report(call.text);
+      Report(call.text);
     }
   }
-  report(launched.jvm.counts().attachedThreads);
+  Report(launched.jvm.Counts().attachedThreads);
 }
 
 TEST(LauncherStartUp, TheThreadThatCreatesTheJvmEndsWithoutDetaching) {
-  expectReport("startUpThreadStaysAttached", {kEcho14, "JNI_CreateJavaVM", "2"});
+  ExpectReport("startUpThreadStaysAttached", {kEcho14, "JNI_CreateJavaVM", "2"});
 }
 
 PROCESS_CASE(adoptsRunningJvm) {
   Launched launched;
-  launched.jvm.startJvm();
-  launched.jvm.startJvm();
-  report(launched.exchange(command()));
-  reportAll(launched.jvm.calls());
-  report(static_cast<long>(launched.jvm.creations().size()));
-  report(outstanding(launched.jvm));
-  launched.jvm.clearCalls();
-  report(launched.exchange(command()));
-  report(static_cast<long>(launched.jvm.calls().size()));
+  launched.jvm.StartJvm();
+  launched.jvm.StartJvm();
+  Report(launched.Exchange(Command()));
+  ReportAll(launched.jvm.Calls());
+  Report(static_cast<long>(launched.jvm.Creations().size()));
+  Report(Outstanding(launched.jvm));
+  launched.jvm.ClearCalls();
+  Report(launched.Exchange(Command()));
+  Report(static_cast<long>(launched.jvm.Calls().size()));
 }
 
 // The buffer holds both JVMs; the calls below without "on JVM 2" go to the first one.
 TEST(LauncherStartUp, ARunningJvmIsAdoptedAndTheSameCommandFindsTheReceiver) {
   const Texts entered = {kEcho14,       "JNI_GetCreatedJavaVMs(0)", "JNI_GetCreatedJavaVMs(2)",
                          "GetEnv(1.8)", "AttachCurrentThread",      "GetEnv(1.8)"};
-  const Texts command = commandCalls();
-  const CaseResult result = expectReport(
-      "adoptsRunningJvm", joined({entered,
-                                  classLookUpCalls(),
-                                  methodLookUpCalls(),
+  const Texts command = CommandCalls();
+  const CaseResult result = ExpectReport(
+      "adoptsRunningJvm", Joined({entered,
+                                  ClassLookUpCalls(),
+                                  MethodLookUpCalls(),
                                   {"NewGlobalRef", "DeleteLocalRef"},
                                   Texts(command.begin() + 1, command.end()),
                                   {"DetachCurrentThread", "0",
@@ -107,33 +107,33 @@ TEST(LauncherStartUp, ARunningJvmIsAdoptedAndTheSameCommandFindsTheReceiver) {
 
 PROCESS_CASE(adoptionWithoutReceiver) {
   Launched launched;
-  launched.jvm.startJvm();
-  report(launched.launcher.InitializeJvm());
-  report(launched.jvm.countCalls("FindClass"));
-  report(launched.launcher.GetRuntimeInfo());
-  report(launched.jvm.countCalls("CallStaticObjectMethodV"));
-  report(launched.exchange(command()));
-  report(launched.launcher.GetRuntimeInfo());
+  launched.jvm.StartJvm();
+  Report(launched.launcher.InitializeJvm());
+  Report(launched.jvm.CountCalls("FindClass"));
+  Report(launched.launcher.GetRuntimeInfo());
+  Report(launched.jvm.CountCalls("CallStaticObjectMethodV"));
+  Report(launched.Exchange(Command()));
+  Report(launched.launcher.GetRuntimeInfo());
 }
 
 TEST(LauncherStartUp, AdoptionAloneLeavesTheReceiverUnset) {
-  expectReport("adoptionWithoutReceiver", {"0", "0", runtimeInfo(""), "0", kEcho14, runtimeInfo()});
+  ExpectReport("adoptionWithoutReceiver", {"0", "0", RuntimeInfo(""), "0", kEcho14, RuntimeInfo()});
 }
 
 PROCESS_CASE(otherThreadFindsReceiver) {
   Launched launched;
-  launched.jvm.startJvm();
-  launched.jvm.inject({.call = "FindClass", .occurrence = 1, .null = true, .exception = true});
-  report(launched.exchange(command()));
-  onNewThread([&] { report(launched.exchange(command())); });
-  report(outstanding(launched.jvm));
-  report(launched.exchange(command()));
-  report(outstanding(launched.jvm));
+  launched.jvm.StartJvm();
+  launched.jvm.Inject({.call = "FindClass", .occurrence = 1, .null = true, .exception = true});
+  Report(launched.Exchange(Command()));
+  OnNewThread([&] { Report(launched.Exchange(Command())); });
+  Report(Outstanding(launched.jvm));
+  Report(launched.Exchange(Command()));
+  Report(Outstanding(launched.jvm));
 }
 
 TEST(LauncherStartUp, WhereAnotherThreadFindsTheReceiverAllThreadsShareTheGlobalReference) {
   const std::string shared = "local 0 global 1 elements 0 characters 0 attached 0 dropped 0";
-  expectReport("otherThreadFindsReceiver", {launcherError("033. JVM exception occurred", ""),
+  ExpectReport("otherThreadFindsReceiver", {LauncherError("033. JVM exception occurred", ""),
                                             kEcho14, shared, kEcho14, shared});
 }
 
@@ -141,67 +141,67 @@ PROCESS_CASE(secondLauncher) {
   Started first;
   JvmLauncher second(RuntimeOperationMode::CalledRuntime);
   second.Initialize(0);
-  Bytes bytes = command();
-  report(second.SendCommand(bytes.data(), 14));
-  report(first.jvm.countCalls("JNI_CreateJavaVM"));
-  report(first.jvm.countCalls("FindClass"));
-  report(first.exchange(command()));
+  Bytes bytes = Command();
+  Report(second.SendCommand(bytes.data(), 14));
+  Report(first.jvm.CountCalls("JNI_CreateJavaVM"));
+  Report(first.jvm.CountCalls("FindClass"));
+  Report(first.Exchange(Command()));
 }
 
 TEST(LauncherStartUp, ASecondLauncherAdoptsTheJvmOfTheFirst) {
-  expectReport("secondLauncher", {"14", "0", "1", kEcho14});
+  ExpectReport("secondLauncher", {"14", "0", "1", kEcho14});
 }
 
 PROCESS_CASE(adoptionCannotAttach) {
   Launched launched;
-  launched.jvm.startJvm();
-  launched.jvm.inject({.call = "AttachCurrentThread", .occurrence = 0, .result = -1});
-  report(launched.exchange(command()));
-  launched.jvm.clearInjections();
-  report(launched.exchange(command()));
-  report(launched.jvm.countCalls("DetachCurrentThread"));
+  launched.jvm.StartJvm();
+  launched.jvm.Inject({.call = "AttachCurrentThread", .occurrence = 0, .result = -1});
+  Report(launched.Exchange(Command()));
+  launched.jvm.ClearInjections();
+  Report(launched.Exchange(Command()));
+  Report(launched.jvm.CountCalls("DetachCurrentThread"));
 }
 
 TEST(LauncherStartUp, AnAdoptingThreadThatCannotBeAttachedRaises019AndTheNextCommandWorks) {
-  expectReport("adoptionCannotAttach",
-               {launcherError("019. Failed to attach thread to JVM", ""), kEcho14, "1"});
+  ExpectReport("adoptionCannotAttach",
+               {LauncherError("019. Failed to attach thread to JVM", ""), kEcho14, "1"});
 }
 
 PROCESS_CASE(holderOfAnotherThread) {
   Launched launched;
-  JavaVM* elsewhere = launched.jvm.startJvm();
+  JavaVM* elsewhere = launched.jvm.StartJvm();
   JNIEnv* env = nullptr;
-  onNewThread([&] { env = getJniEnvForThread(elsewhere); });
-  report(env != nullptr);
-  report(launched.exchange(command()));
-  report(launched.exchange(command()));
+  OnNewThread([&] { env = getJniEnvForThread(elsewhere); });
+  Report(env != nullptr);
+  Report(launched.Exchange(Command()));
+  Report(launched.Exchange(Command()));
 }
 
 TEST(LauncherStartUp, AHolderBuiltByAnotherThreadIsOfNoHarm) {
-  expectReport("holderOfAnotherThread", {"1", kEcho14, kEcho14});
+  ExpectReport("holderOfAnotherThread", {"1", kEcho14, kEcho14});
 }
 
 PROCESS_CASE(otherCreateResult) {
   Launched launched;
-  launched.jvm.script().createResult = 7;
-  launched.jvm.script().createDespiteResult = true;
-  report(launched.exchange(command()));
+  launched.jvm.Script().createResult = 7;
+  launched.jvm.Script().createDespiteResult = true;
+  Report(launched.Exchange(Command()));
 }
 
 TEST(LauncherStartUp, ACreateResultOutsideTheTableCountsAsSuccess) {
-  expectReport("otherCreateResult", {kEcho14});
+  ExpectReport("otherCreateResult", {kEcho14});
 }
 
 PROCESS_CASE(otherCreateResultWithoutJvm) {
   Launched launched;
-  launched.jvm.script().createResult = 7;
-  report(launched.exchange(command()));
-  launched.jvm.script().createResult = 0;
-  report(launched.exchange(command()));
+  launched.jvm.Script().createResult = 7;
+  Report(launched.Exchange(Command()));
+  launched.jvm.Script().createResult = 0;
+  Report(launched.Exchange(Command()));
 }
 
 TEST(LauncherStartUp, ACreateResultOutsideTheTableWithoutAJvmFailsForWantOfOne) {
-  expectReport("otherCreateResultWithoutJvm", {"ThreadJniEnv: JavaVM pointer is null", kEcho14});
+  ExpectReport("otherCreateResultWithoutJvm", {"ThreadJniEnv: JavaVM pointer is null", kEcho14});
 }
 
 PROCESS_CASE(debugMode) {
@@ -220,34 +220,34 @@ TEST(LauncherStartUp, DebugModeIsAnnouncedByTheConstructorAndByInitialize) {
       "attach...\n";
   for (const std::string value : {"true", "True", "TRUE", "tRuE"}) {
     const InstallationTree tree;
-    CaseOptions options = fakeJvmOptions();
+    CaseOptions options = FakeJvmOptions();
     options.environment["FERROLINK_DEBUG_MODE"] = value;
-    EXPECT_EQ(expectReport("debugMode", {}, tree, options).out,
+    EXPECT_EQ(ExpectReport("debugMode", {}, tree, options).out,
               "FERROLINK_DEBUG_MODE found: " + value + "\nconstructed\n" + path + listening);
   }
   for (const std::string value : {"", "false", "1", "true ", "yes"}) {
     const InstallationTree tree;
-    CaseOptions options = fakeJvmOptions();
+    CaseOptions options = FakeJvmOptions();
     options.environment["FERROLINK_DEBUG_MODE"] = value;
-    EXPECT_EQ(expectReport("debugMode", {}, tree, options).out,
+    EXPECT_EQ(ExpectReport("debugMode", {}, tree, options).out,
               "FERROLINK_DEBUG_MODE found: " + value + "\nconstructed\n" + path);
   }
-  EXPECT_EQ(expectReport("debugMode", {}).out, "constructed\n" + path);
+  EXPECT_EQ(ExpectReport("debugMode", {}).out, "constructed\n" + path);
 }
 
 PROCESS_CASE(debugModeBinding) {
   Launched launched(RuntimeOperationMode::CallingRuntime);
-  report(static_cast<long>(launched.jvm.calls().size()));
+  Report(static_cast<long>(launched.jvm.Calls().size()));
 }
 
 TEST(LauncherStartUp, ABindingLauncherAnnouncesDebugModeToo) {
   const InstallationTree tree;
-  CaseOptions options = fakeJvmOptions();
+  CaseOptions options = FakeJvmOptions();
   options.environment["FERROLINK_DEBUG_MODE"] = "true";
-  EXPECT_EQ(expectReport("debugModeBinding", {"0"}, tree, options).out,
+  EXPECT_EQ(ExpectReport("debugModeBinding", {"0"}, tree, options).out,
             "FERROLINK_DEBUG_MODE found: true\n"
             "Jvm Launcher: Debug mode enabled. Listening on port 8988. Waiting for debugger to "
             "attach...\n");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -8,9 +8,9 @@
 #include <barrier>
 
 #include "jvm/NativeError.h"
-#include "tests/jvm/JavaHost.h"
+#include "tests/jvm/FakeJavaHost.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr int kThreads = 8;
@@ -24,30 +24,30 @@ struct Failure {
 };
 
 // Different in what they call and in what they say.
-const std::array<Failure, 4>& failures() {
+const std::array<Failure, 4>& Failures() {
   static const std::array<Failure, 4> all = {{
       {[](const JavaThread& thread) { return thread.sendCommand(nullptr); }, kNullArray},
       {[](const JavaThread& thread) { return thread.setWorkingDirectory(nullptr); }, kNullString},
-      {[](const JavaThread& thread) { return thread.readResponse(thread.array({8})); }, kNoChannel},
+      {[](const JavaThread& thread) { return thread.readResponse(thread.Array({8})); }, kNoChannel},
       {[](const JavaThread& thread) {
-         return thread.sendCommand(thread.array({8, 3, 9, 0, 0, 0, 0, 0, 0, 2, 2}));
+         return thread.sendCommand(thread.Array({8, 3, 9, 0, 0, 0, 0, 0, 0, 2, 2}));
        },
        kNoSuchChannel},
   }};
   return all;
 }
 
-const Failure& failureOf(int thread) {
-  return failures().at(static_cast<std::size_t>(thread) % failures().size());
+const Failure& FailureOf(int thread) {
+  return Failures().at(static_cast<std::size_t>(thread) % Failures().size());
 }
 
 // Threads fail one after the other, and then read.
-std::string readAfterOthers(const JavaHost& java, int own, std::barrier<>& all) {
+std::string ReadAfterOthers(const FakeJavaHost& java, int own, std::barrier<>& all) {
   const JavaThread thread(java.vm);
   all.arrive_and_wait();
-  failureOf(own).fail(thread);
+  FailureOf(own).fail(thread);
   all.arrive_and_wait();
-  return thread.nativeError();
+  return thread.NativeError();
 }
 
 /// A thread that fails in the destructor of a key of its own, when its thread-locals are gone.
@@ -56,15 +56,15 @@ struct LateFailure {
   std::string text;
 };
 
-void failLate(void* data) {
+void FailLate(void* data) {
   auto* late = static_cast<LateFailure*>(data);
   const JavaThread thread(late->vm);
-  failures()[0].fail(thread);
-  onNewThread([&] { failures()[1].fail(JavaThread(late->vm)); });
-  late->text = thread.nativeError();
+  Failures()[0].fail(thread);
+  OnNewThread([&] { Failures()[1].fail(JavaThread(late->vm)); });
+  late->text = thread.NativeError();
 }
 
-std::size_t allocatedBytes() {
+std::size_t AllocatedBytes() {
   const struct mallinfo2 info = mallinfo2();
   return info.uordblks + info.hblkhd;
 }
@@ -72,104 +72,104 @@ std::size_t allocatedBytes() {
 }  // namespace
 
 PROCESS_CASE(failOnManyThreads) {
-  const JavaHost java;
+  const FakeJavaHost java;
   constexpr int kRounds = 50;
   std::barrier all(kThreads);
   std::atomic<long> own{0};
   for (int round = 0; round < kRounds; ++round) {
-    onNewThreads(kThreads,
-                 [&](int i) { own += readAfterOthers(java, i, all) == failureOf(i).text ? 1 : 0; });
+    OnNewThreads(kThreads,
+                 [&](int i) { own += ReadAfterOthers(java, i, all) == FailureOf(i).text ? 1 : 0; });
   }
-  report(own.load());
+  Report(own.load());
 }
 
 TEST(GetNativeError, HandsEachThreadTheTextOfItsOwnFailureHoweverManyFailMeanwhile) {
   CallerTree siblings;
-  siblings.expect("failOnManyThreads", {"400"});
+  siblings.Expect("failOnManyThreads", {"400"});
 }
 
 PROCESS_CASE(readOnce) {
-  const JavaHost java;
-  failures()[0].fail(java.thread);
-  failures()[1].fail(java.thread);
-  onNewThread([&] { failures()[2].fail(JavaThread(java.vm)); });
-  report(java.thread.outcome(java.thread.sendCommand(java.thread.array({}))));
-  report(java.thread.nativeError());
-  report(java.thread.nativeError());
-  onNewThread([&] { report(JavaThread(java.vm).nativeError()); });
-  failures()[0].fail(java.thread);
-  report(java.thread.nativeError());
+  const FakeJavaHost java;
+  Failures()[0].fail(java.thread);
+  Failures()[1].fail(java.thread);
+  OnNewThread([&] { Failures()[2].fail(JavaThread(java.vm)); });
+  Report(java.thread.Outcome(java.thread.sendCommand(java.thread.Array({}))));
+  Report(java.thread.NativeError());
+  Report(java.thread.NativeError());
+  OnNewThread([&] { Report(JavaThread(java.vm).NativeError()); });
+  Failures()[0].fail(java.thread);
+  Report(java.thread.NativeError());
 }
 
 TEST(GetNativeError, HandsAThreadItsOwnLastTextOnceAndThenTheProcesssLast) {
   CallerTree siblings;
-  siblings.expect("readOnce", {"0", kNullString, kNoChannel, kNoChannel, kNullArray});
+  siblings.Expect("readOnce", {"0", kNullString, kNoChannel, kNoChannel, kNullArray});
 }
 
 PROCESS_CASE(registerBadly) {
-  JavaHost java;
-  java.thread.setCallback(java.jvm.makeObject(false));
-  onNewThread([&] { failures()[0].fail(JavaThread(java.vm)); });
-  report(java.thread.nativeError());
+  FakeJavaHost java;
+  java.thread.setCallback(java.jvm.MakeObject(false));
+  OnNewThread([&] { Failures()[0].fail(JavaThread(java.vm)); });
+  Report(java.thread.NativeError());
 }
 
 TEST(GetNativeError, KeepsTheTextOfARegistrationThatFailedForItsThread) {
   CallerTree siblings;
-  siblings.expect("registerBadly",
+  siblings.Expect("registerBadly",
                   {"JVM Lib: Exception code 008. Callback must expose apply(Object)->Object"});
 }
 
 PROCESS_CASE(readOwnWithoutAString) {
-  JavaHost java;
-  failures()[0].fail(java.thread);
-  onNewThread([&] { failures()[1].fail(JavaThread(java.vm)); });
-  java.jvm.inject({.call = "NewStringUTF", .occurrence = 1, .null = true, .exception = true});
+  FakeJavaHost java;
+  Failures()[0].fail(java.thread);
+  OnNewThread([&] { Failures()[1].fail(JavaThread(java.vm)); });
+  java.jvm.Inject({.call = "NewStringUTF", .occurrence = 1, .null = true, .exception = true});
   for (int i = 0; i < 3; ++i) {
-    report(java.thread.nativeError());
+    Report(java.thread.NativeError());
   }
 }
 
 TEST(GetNativeError, KeepsAThreadsOwnTextUntilThereIsAStringForIt) {
   CallerTree siblings;
-  siblings.expect("readOwnWithoutAString", {"(null)", kNullArray, kNullString});
+  siblings.Expect("readOwnWithoutAString", {"(null)", kNullArray, kNullString});
 }
 
 PROCESS_CASE(failInDestructors) {
-  const JavaHost java;
+  const FakeJavaHost java;
   LateFailure late{java.vm, ""};
   pthread_key_t key = 0;
-  report(pthread_key_create(&key, failLate));
-  onNewThread([&] {
-    failures()[2].fail(JavaThread(java.vm));
-    report(pthread_setspecific(key, &late));
+  Report(pthread_key_create(&key, FailLate));
+  OnNewThread([&] {
+    Failures()[2].fail(JavaThread(java.vm));
+    Report(pthread_setspecific(key, &late));
   });
-  report(late.text);
-  onNewThread([&] { report(JavaThread(java.vm).nativeError()); });
+  Report(late.text);
+  OnNewThread([&] { Report(JavaThread(java.vm).NativeError()); });
 }
 
 TEST(GetNativeError, HandsAThreadThatFailsWhileItEndsItsOwnText) {
   CallerTree siblings;
-  siblings.expect("failInDestructors", {"0", "0", kNullArray, kNullString});
+  siblings.Expect("failInDestructors", {"0", "0", kNullArray, kNullString});
 }
 
 PROCESS_CASE(failAndEnd) {
   const std::string text(10'000, 'x');
   const auto failOnThreads = [&](int count) {
     for (int i = 0; i < count; ++i) {
-      onNewThread([&] {
-        NativeError::store(text.c_str());
-        NativeError::store(text.c_str());
+      OnNewThread([&] {
+        NativeError::Store(text.c_str());
+        NativeError::Store(text.c_str());
       });
     }
   };
   failOnThreads(10);
-  const std::size_t before = allocatedBytes();
+  const std::size_t before = AllocatedBytes();
   failOnThreads(500);
-  report(allocatedBytes() < before + 50 * text.size() ? "as before" : "more");
+  Report(AllocatedBytes() < before + 50 * text.size() ? "as before" : "more");
 }
 
 TEST(GetNativeError, LeavesNothingOfThreadsThatEndWithoutReading) {
-  expectReport("failAndEnd", {"as before"});
+  ExpectReport("failAndEnd", {"as before"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -15,25 +15,25 @@ using Ferrolink::Native::Interfaces::ILauncher;
 using Ferrolink::Native::Launcher::NativeLauncher;
 using Ferrolink::Native::Receiver::NativeReceiver;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr auto kNotSet = RuntimeOperationMode::NotSet;
 constexpr auto kCalling = RuntimeOperationMode::CallingRuntime;
 constexpr auto kCalled = RuntimeOperationMode::CalledRuntime;
 
-std::string message(const std::uint8_t* bytes, int length) {
-  return numbers(Bytes(bytes, bytes + length)) + "/" + std::to_string(length);
+std::string Message(const std::uint8_t* bytes, int length) {
+  return Numbers(Bytes(bytes, bytes + length)) + "/" + std::to_string(length);
 }
 
 /// Reports each call but the questions whether it is initialised.
 class RecordingLauncher : public NativeLauncher {
  public:
   using NativeLauncher::NativeLauncher;
-  ~RecordingLauncher() override { report("destroyed"); }
+  ~RecordingLauncher() override { Report("destroyed"); }
 
   int Initialize(std::uint8_t launchArgument) override {
-    report("Initialize " + std::to_string(launchArgument));
+    Report("Initialize " + std::to_string(launchArgument));
     if (failures > 0) {
       failures -= 1;
       throw std::runtime_error("launcher failed");
@@ -41,33 +41,33 @@ class RecordingLauncher : public NativeLauncher {
     return 55;
   }
   void SetInitialized() override {
-    report("SetInitialized");
+    Report("SetInitialized");
     NativeLauncher::SetInitialized();
   }
   int SendCommand(std::uint8_t* bytes, int length) override {
-    report("SendCommand " + message(bytes, length));
+    Report("SendCommand " + Message(bytes, length));
     if (length == 1) {
       throw std::runtime_error("launcher failed");
     }
     return 11;
   }
   int ReadResponse(std::uint8_t* buffer, int length) override {
-    report("ReadResponse " + std::to_string(length));
+    Report("ReadResponse " + std::to_string(length));
     for (int i = 0; i < length && i < static_cast<int>(response.size()); ++i) {
       buffer[i] = response[static_cast<std::size_t>(i)];
     }
     return 12;
   }
   int LoadOptimizedMethod(std::string name) override {
-    report("LoadOptimizedMethod " + name);
+    Report("LoadOptimizedMethod " + name);
     return 13;
   }
   int SetPath(std::uint8_t runtime, std::string path) override {
-    report("SetPath " + std::to_string(runtime) + " " + path);
+    Report("SetPath " + std::to_string(runtime) + " " + path);
     return 14;
   }
   int DeployRuntime(std::uint8_t* bytes, int length, std::string path, std::uint8_t flag) override {
-    report("DeployRuntime " + message(bytes, length) + " " + path + " " + std::to_string(flag));
+    Report("DeployRuntime " + Message(bytes, length) + " " + path + " " + std::to_string(flag));
     return 15;
   }
   std::string GetRuntimeName() override { return "Recording"; }
@@ -82,7 +82,7 @@ class TestedReceiver : public NativeReceiver {
   explicit TestedReceiver(RuntimeOperationMode mode) : NativeReceiver(mode) {
     auto made = std::make_unique<RecordingLauncher>(mode);
     launcher = made.get();
-    setLauncher(std::move(made));
+    SetLauncher(std::move(made));
   }
   RecordingLauncher* launcher;
 };
@@ -91,20 +91,20 @@ class OverridingReceiver : public TestedReceiver {
  public:
   using TestedReceiver::TestedReceiver;
   void LogException(std::uint8_t* bytes, int length) override {
-    report("LogException " + message(bytes, length));
+    Report("LogException " + Message(bytes, length));
   }
 };
 
-CaseResult expectEvents(const std::string& name, const Texts& expected, const std::string& events,
+CaseResult ExpectEvents(const std::string& name, const Texts& expected, const std::string& events,
                         const std::string& level = "off") {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  CaseOptions options = loggedOptions(tree);
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  CaseOptions options = LoggedOptions(tree);
   options.environment["FERROLINK_LOGGING_LEVEL"] = level;
-  options.environment["FAKE_UTILS_EVENTS"] = (tree.root() / "events").string();
-  CaseResult result = expectReport(name, expected, tree, options);
+  options.environment["FAKE_UTILS_EVENTS"] = (tree.Root() / "events").string();
+  CaseResult result = ExpectReport(name, expected, tree, options);
   std::ostringstream sent;
-  sent << std::ifstream(tree.root() / "events").rdbuf();
+  sent << std::ifstream(tree.Root() / "events").rdbuf();
   EXPECT_EQ(sent.str(), events);
   return result;
 }
@@ -114,16 +114,16 @@ CaseResult expectEvents(const std::string& name, const Texts& expected, const st
 PROCESS_CASE(forwarding) {
   TestedReceiver receiver(kCalling);
   Bytes bytes = {1, 2, 3};
-  report(receiver.SendCommand(bytes.data(), 3));
-  report(receiver.ReadResponse(bytes.data(), 3));
-  report(receiver.LoadOptimizedMethod("method"));
-  report(receiver.SetEmbeddedRuntime(200, "a path"));
-  report(receiver.DeployRuntime(bytes.data(), 2, "b path", 201));
-  report(thrownBy([&] { receiver.SendCommand(bytes.data(), 1); }));
+  Report(receiver.SendCommand(bytes.data(), 3));
+  Report(receiver.ReadResponse(bytes.data(), 3));
+  Report(receiver.LoadOptimizedMethod("method"));
+  Report(receiver.SetEmbeddedRuntime(200, "a path"));
+  Report(receiver.DeployRuntime(bytes.data(), 2, "b path", 201));
+  Report(ThrownBy([&] { receiver.SendCommand(bytes.data(), 1); }));
 }
 
 TEST(NativeReceiver, ForwardsToTheLauncherAndPassesResultsAndErrorsThrough) {
-  expectEvents("forwarding",
+  ExpectEvents("forwarding",
                {"SendCommand 1 2 3/3", "11", "ReadResponse 3", "12", "LoadOptimizedMethod method",
                 "13", "SetPath 200 a path", "14", "DeployRuntime 1 2/2 b path 201", "15",
                 "SendCommand 1/1", "launcher failed", "destroyed"},
@@ -132,22 +132,22 @@ TEST(NativeReceiver, ForwardsToTheLauncherAndPassesResultsAndErrorsThrough) {
 
 PROCESS_CASE(initializedTwice) {
   TestedReceiver receiver(kCalled);
-  report(receiver.launcher->IsInitialized());
-  report(receiver.Initialize(5, 2, 9));
-  report(receiver.launcher->IsInitialized());
-  report(receiver.Initialize(0, 3, 8));
+  Report(receiver.launcher->IsInitialized());
+  Report(receiver.Initialize(5, 2, 9));
+  Report(receiver.launcher->IsInitialized());
+  Report(receiver.Initialize(0, 3, 8));
   receiver.LogException(nullptr, 0);
 }
 
 TEST(NativeReceiver, InitialisesOnceAndKeepsTheFirstRuntimes) {
-  const CaseResult result = expectEvents(
+  const CaseResult result = ExpectEvents(
       "initializedTwice", {"0", "Initialize 9", "SetInitialized", "0", "1", "0", "destroyed"},
       "Native message|Jvm initialized|Python\nJvm exception||Python\n", "all");
   EXPECT_EQ(result.out, "The runtime's information\n");
 }
 
 TEST(NativeReceiver, WithLoggingOffSendsTelemetryButPrintsNothing) {
-  const CaseResult result = expectEvents(
+  const CaseResult result = ExpectEvents(
       "initializedTwice", {"0", "Initialize 9", "SetInitialized", "0", "1", "0", "destroyed"},
       "Native message|Jvm initialized|Python\nJvm exception||Python\n", "off");
   EXPECT_EQ(result.out, "");
@@ -155,12 +155,12 @@ TEST(NativeReceiver, WithLoggingOffSendsTelemetryButPrintsNothing) {
 
 PROCESS_CASE(initializedCalling) {
   TestedReceiver receiver(kCalling);
-  report(receiver.Initialize(5, 2, 1));
-  report(receiver.launcher->IsInitialized());
+  Report(receiver.Initialize(5, 2, 1));
+  Report(receiver.launcher->IsInitialized());
 }
 
 TEST(NativeReceiver, OfACallingRuntimeInitialisesInSilence) {
-  const CaseResult result = expectEvents(
+  const CaseResult result = ExpectEvents(
       "initializedCalling", {"Initialize 1", "SetInitialized", "0", "1", "destroyed"}, "", "all");
   EXPECT_EQ(result.out, "");
 }
@@ -168,13 +168,13 @@ TEST(NativeReceiver, OfACallingRuntimeInitialisesInSilence) {
 PROCESS_CASE(initializeFails) {
   TestedReceiver receiver(kCalled);
   receiver.launcher->failures = 1;
-  report(thrownBy([&] { receiver.Initialize(5, 2, 3); }));
-  report(receiver.launcher->IsInitialized());
-  report(receiver.Initialize(6, 2, 4));
+  Report(ThrownBy([&] { receiver.Initialize(5, 2, 3); }));
+  Report(receiver.launcher->IsInitialized());
+  Report(receiver.Initialize(6, 2, 4));
 }
 
 TEST(NativeReceiver, TriesAgainAfterALauncherThatFailed) {
-  const CaseResult result = expectEvents(
+  const CaseResult result = ExpectEvents(
       "initializeFails",
       {"Initialize 3", "launcher failed", "0", "Initialize 4", "SetInitialized", "0", "destroyed"},
       "Native message|Jvm initialized|Ruby\n", "runtimeinfo");
@@ -183,38 +183,38 @@ TEST(NativeReceiver, TriesAgainAfterALauncherThatFailed) {
 
 PROCESS_CASE(withoutMode) {
   TestedReceiver receiver(kNotSet);
-  report(thrownBy([&] { receiver.Initialize(5, 2, 3); }));
+  Report(ThrownBy([&] { receiver.Initialize(5, 2, 3); }));
   receiver.LogException(nullptr, 0);
 }
 
 TEST(NativeReceiver, WithoutAModeRaises031AndLeavesTheRuntimesUnknown) {
   const std::string error =
       "Ferrolink Native Exception: Exception code 031. \nRuntime not initialized";
-  expectEvents("withoutMode", {error, "destroyed"},
+  ExpectEvents("withoutMode", {error, "destroyed"},
                "Native exception|Ferrolink Native Exception: Exception code 031. Runtime not "
                "initialized|Unknown\nUnknown exception||Unknown\n");
 }
 
 PROCESS_CASE(exceptionResponses) {
   OverridingReceiver receiver(kCalled);
-  Bytes exact = filled(10, 10);
-  receiver.launcher->response = filled(12, 10);
-  report(receiver.ReadResponse(exact.data(), 10));
-  Bytes header = filled(11, 0);
-  report(receiver.ReadResponse(header.data(), 11));
-  Bytes longer = filled(12, 0);
-  report(receiver.ReadResponse(longer.data(), 12));
-  report(numbers(longer));
+  Bytes exact = Filled(10, 10);
+  receiver.launcher->response = Filled(12, 10);
+  Report(receiver.ReadResponse(exact.data(), 10));
+  Bytes header = Filled(11, 0);
+  Report(receiver.ReadResponse(header.data(), 11));
+  Bytes longer = Filled(12, 0);
+  Report(receiver.ReadResponse(longer.data(), 12));
+  Report(Numbers(longer));
   receiver.launcher->response[10] = 11;
-  report(receiver.ReadResponse(longer.data(), 12));
-  report(receiver.ReadResponse(longer.data(), 0));
-  report(receiver.ReadResponse(longer.data(), -1));
+  Report(receiver.ReadResponse(longer.data(), 12));
+  Report(receiver.ReadResponse(longer.data(), 0));
+  Report(receiver.ReadResponse(longer.data(), -1));
 }
 
 TEST(NativeReceiver, ReportsAnExceptionResponseOnceAndHandsItBackUnchanged) {
-  const std::string eleven = numbers(filled(11, 10));
-  const std::string twelve = numbers(filled(12, 10));
-  expectEvents(
+  const std::string eleven = Numbers(Filled(11, 10));
+  const std::string twelve = Numbers(Filled(12, 10));
+  ExpectEvents(
       "exceptionResponses",
       {"ReadResponse 10", "12", "ReadResponse 11", "LogException " + eleven + "/11", "12",
        "ReadResponse 12", "LogException " + twelve + "/12", "12", twelve, "ReadResponse 12", "12",
@@ -227,11 +227,11 @@ PROCESS_CASE(exceptionResponseEvent) {
   receiver.Initialize(0, 2, 0);
   receiver.launcher->response = {2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 10, 'O', 'h', 7};
   Bytes buffer(14);
-  report(receiver.ReadResponse(buffer.data(), 14));
+  Report(receiver.ReadResponse(buffer.data(), 14));
 }
 
 TEST(NativeReceiver, SendsAnExceptionResponseToTelemetryAsPrintableText) {
-  expectEvents("exceptionResponseEvent",
+  ExpectEvents("exceptionResponseEvent",
                {"Initialize 0", "SetInitialized", "ReadResponse 14", "12", "destroyed"},
                "Jvm exception|           Oh |Clr\n");
 }
@@ -254,7 +254,7 @@ TEST(NativeReceiver, KeepsPrintableCharactersAndBlanksTheRest) {
   for (std::size_t i = 32; i <= 126; ++i) {
     all[i] = static_cast<char>(i);
   }
-  expectEvents("printableText", {"destroyed"},
+  ExpectEvents("printableText", {"destroyed"},
                "Unknown exception|A  B|Unknown\nUnknown exception||Unknown\n"
                "Unknown exception||Unknown\nUnknown exception|" +
                    all + "|Unknown\n");
@@ -262,17 +262,17 @@ TEST(NativeReceiver, KeepsPrintableCharactersAndBlanksTheRest) {
 
 PROCESS_CASE(configSource) {
   TestedReceiver receiver(kNotSet);
-  report(receiver.SetConfigSource("the source"));
+  Report(receiver.SetConfigSource("the source"));
 }
 
 TEST(NativeReceiver, HandsTheConfigurationSourceOn) {
   const InstallationTree tree;
-  CaseOptions options = loggedOptions(tree);
+  CaseOptions options = LoggedOptions(tree);
   options.environment["FAKE_CONFIGS_SetConfigSource"] = "77";
-  options.environment["FAKE_CONFIGS_CALLS"] = (tree.root() / "calls").string();
-  expectReport("configSource", {"77", "destroyed"}, tree, options);
+  options.environment["FAKE_CONFIGS_CALLS"] = (tree.Root() / "calls").string();
+  ExpectReport("configSource", {"77", "destroyed"}, tree, options);
   std::ostringstream calls;
-  calls << std::ifstream(tree.root() / "calls").rdbuf();
+  calls << std::ifstream(tree.Root() / "calls").rdbuf();
   EXPECT_EQ(calls.str(), "SetConfigSource(the source)\n");
 }
 
@@ -293,17 +293,17 @@ class PlainLauncher : public RecordingLauncher {
 PROCESS_CASE(plainLauncher) {
   PlainLauncher launcher(kCalled);
   ILauncher& slots = launcher;
-  report(slots.IsInitialized());
-  report("<" + slots.GetRuntimeInfo() + ">");
+  Report(slots.IsInitialized());
+  Report("<" + slots.GetRuntimeInfo() + ">");
   slots.SetInitialized();
-  report(slots.IsInitialized());
+  Report(slots.IsInitialized());
   slots.SetInitialized();
-  report(slots.IsInitialized());
+  Report(slots.IsInitialized());
 }
 
 TEST(NativeLauncher, IsNotInitialisedUntilToldAndDescribesNothing) {
-  expectReport("plainLauncher",
+  ExpectReport("plainLauncher",
                {"0", "<>", "SetInitialized", "1", "SetInitialized", "1", "destroyed"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -4,11 +4,11 @@
 #include "jvm/JavaCallback.h"
 #include "jvm/JvmLib.h"
 #include "jvm/JvmLibGlobals.h"
-#include "tests/jvm/JavaHost.h"
+#include "tests/jvm/FakeJavaHost.h"
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 const std::string kApply = "GetMethodID(apply, (Ljava/lang/Object;)Ljava/lang/Object;)";
@@ -21,9 +21,9 @@ const std::string kNoApply =
     "JVM Lib: Exception code 008. Callback must expose apply(Object)->Object";
 const std::string kWholeCallback = "vm object method";
 
-struct CallbackHost : JavaHost {
-  void set(jobject object) {
-    reportVoidCall([&] { thread.setCallback(object); });
+struct CallbackHost : FakeJavaHost {
+  void Set(jobject object) {
+    ReportVoidCall([&] { thread.setCallback(object); });
     std::string held;
     const auto add = [&](const char* name, bool there) {
       held += there ? (held.empty() ? "" : " ") + std::string(name) : "";
@@ -31,31 +31,31 @@ struct CallbackHost : JavaHost {
     add("vm", callbackJavaVM.load() == vm);
     add("object", sendCommandCallbackObject.load() != nullptr);
     add("method", sendCommandCallbackMethod.load() != nullptr);
-    report(held);
+    Report(held);
   }
-  void fail(const std::string& call, int occurrence, bool exception) {
-    jvm.clearInjections();
-    jvm.inject({.call = call, .occurrence = occurrence, .null = true, .exception = exception});
+  void Fail(const std::string& call, int occurrence, bool exception) {
+    jvm.ClearInjections();
+    jvm.Inject({.call = call, .occurrence = occurrence, .null = true, .exception = exception});
   }
 
-  jobject callback = jvm.makeObject(true);
+  jobject callback = jvm.MakeObject(true);
 };
 
 }  // namespace
 
 PROCESS_CASE(registerAgain) {
   CallbackHost java;
-  java.set(java.callback);
-  java.set(java.jvm.makeObject(true));
-  java.set(nullptr);
-  java.set(nullptr);
-  java.set(java.callback);
-  report(java.thread.nativeError());
+  java.Set(java.callback);
+  java.Set(java.jvm.MakeObject(true));
+  java.Set(nullptr);
+  java.Set(nullptr);
+  java.Set(java.callback);
+  Report(java.thread.NativeError());
 }
 
 // The one global reference that stays is the class of byte[].
 TEST(SetCallback, DropsTheOldCallbackBeforeItTakesTheNewOne) {
-  expectReport(
+  ExpectReport(
       "registerAgain",
       {"GetJavaVM " + kFirst, "global 2", kWholeCallback, "GetJavaVM DeleteGlobalRef " + kFurther,
        "nothing", kWholeCallback, "GetJavaVM DeleteGlobalRef", "global -1", "vm",  //
@@ -65,32 +65,32 @@ TEST(SetCallback, DropsTheOldCallbackBeforeItTakesTheNewOne) {
 
 PROCESS_CASE(registerWithoutVm) {
   CallbackHost java;
-  java.set(java.callback);
-  java.jvm.inject({.call = "GetJavaVM", .occurrence = 1, .result = JNI_ERR});
-  java.set(java.callback);
-  report(callbackJavaVM.load() == nullptr);
-  report(GetJNIEnv() == java.thread.env());
-  report(java.thread.nativeError());
+  java.Set(java.callback);
+  java.jvm.Inject({.call = "GetJavaVM", .occurrence = 1, .result = JNI_ERR});
+  java.Set(java.callback);
+  Report(callbackJavaVM.load() == nullptr);
+  Report(GetJNIEnv() == java.thread.Env());
+  Report(java.thread.NativeError());
 }
 
 TEST(SetCallback, WithoutAJavaVmStoresCode007AndCarriesOn) {
-  expectReport("registerWithoutVm", {"GetJavaVM " + kFirst, "global 2", kWholeCallback,
+  ExpectReport("registerWithoutVm", {"GetJavaVM " + kFirst, "global 2", kWholeCallback,
                                      "GetJavaVM DeleteGlobalRef " + kFurther, "nothing",
                                      "object method", "1", "1", kNoVm});
 }
 
 PROCESS_CASE(registerWithoutReference) {
   CallbackHost java;
-  java.set(java.callback);
-  java.fail("NewGlobalRef", 1, false);
-  java.set(java.callback);
-  java.fail("NewGlobalRef", 1, true);
-  java.set(java.callback);
-  report(java.thread.nativeError());
+  java.Set(java.callback);
+  java.Fail("NewGlobalRef", 1, false);
+  java.Set(java.callback);
+  java.Fail("NewGlobalRef", 1, true);
+  java.Set(java.callback);
+  Report(java.thread.NativeError());
 }
 
 TEST(SetCallback, WithoutAGlobalReferenceHoldsNothing) {
-  expectReport(
+  ExpectReport(
       "registerWithoutReference",
       {"GetJavaVM " + kFirst, "global 2", kWholeCallback,
        "GetJavaVM DeleteGlobalRef NewGlobalRef ExceptionCheck", "global -1", "vm",
@@ -99,15 +99,15 @@ TEST(SetCallback, WithoutAGlobalReferenceHoldsNothing) {
 
 PROCESS_CASE(registerWithoutClass) {
   CallbackHost java;
-  java.fail("GetObjectClass", 1, false);
-  java.set(java.callback);
-  java.fail("GetObjectClass", 1, true);
-  java.set(java.callback);
-  report(java.thread.nativeError());
+  java.Fail("GetObjectClass", 1, false);
+  java.Set(java.callback);
+  java.Fail("GetObjectClass", 1, true);
+  java.Set(java.callback);
+  Report(java.thread.NativeError());
 }
 
 TEST(SetCallback, WithoutTheClassDropsTheNewReference) {
-  expectReport(
+  ExpectReport(
       "registerWithoutClass",
       {"GetJavaVM NewGlobalRef GetObjectClass ExceptionCheck DeleteGlobalRef", "nothing", "vm",
        "GetJavaVM NewGlobalRef GetObjectClass ExceptionCheck ExceptionClear "
@@ -117,14 +117,14 @@ TEST(SetCallback, WithoutTheClassDropsTheNewReference) {
 
 PROCESS_CASE(registerWithoutApply) {
   CallbackHost java;
-  java.set(java.jvm.makeObject(false));
-  report(java.thread.nativeError());
-  report(JavaCallback::isSet());
-  java.set(nullptr);
+  java.Set(java.jvm.MakeObject(false));
+  Report(java.thread.NativeError());
+  Report(JavaCallback::IsSet());
+  java.Set(nullptr);
 }
 
 TEST(SetCallback, OfAnObjectWithoutApplyKeepsItAndStoresCode008) {
-  expectReport(
+  ExpectReport(
       "registerWithoutApply",
       {"GetJavaVM NewGlobalRef GetObjectClass FindClass([B) NewGlobalRef ExceptionCheck "
        "DeleteLocalRef " +
@@ -134,18 +134,18 @@ TEST(SetCallback, OfAnObjectWithoutApplyKeepsItAndStoresCode008) {
 
 PROCESS_CASE(registerWithoutByteArrayClass) {
   CallbackHost java;
-  java.fail("FindClass", 1, true);
-  java.set(java.callback);
-  java.fail("NewGlobalRef", 2, true);
-  java.set(java.callback);
-  java.set(java.callback);
-  java.set(java.callback);
+  java.Fail("FindClass", 1, true);
+  java.Set(java.callback);
+  java.Fail("NewGlobalRef", 2, true);
+  java.Set(java.callback);
+  java.Set(java.callback);
+  java.Set(java.callback);
 }
 
 TEST(SetCallback, AsksForTheClassOfByteArraysUntilItHasIt) {
   const std::string start = "GetJavaVM DeleteGlobalRef NewGlobalRef GetObjectClass ";
   const std::string end = kApply + " DeleteLocalRef";
-  expectReport(
+  ExpectReport(
       "registerWithoutByteArrayClass",
       {"GetJavaVM NewGlobalRef GetObjectClass FindClass([B) ExceptionCheck "
        "ExceptionClear " +
@@ -159,162 +159,162 @@ TEST(SetCallback, AsksForTheClassOfByteArraysUntilItHasIt) {
 
 PROCESS_CASE(registerOnThreads) {
   CallbackHost java;
-  report(GetJNIEnv() == nullptr);
+  Report(GetJNIEnv() == nullptr);
   java.thread.setCallback(java.callback);
-  report(GetJNIEnv() == java.thread.env());
-  onNewThread([&] {
+  Report(GetJNIEnv() == java.thread.Env());
+  OnNewThread([&] {
     const JavaThread other(java.vm);
     other.setCallback(nullptr);
-    report(GetJNIEnv() == other.env());
+    Report(GetJNIEnv() == other.Env());
   });
-  report(java.jvm.counts().globalReferences);
-  report(static_cast<long>(operationMode.load()));
-  report(GetTransmitter() == nullptr && GetReceiver() == nullptr);
+  Report(java.jvm.Counts().globalReferences);
+  Report(static_cast<long>(operationMode.load()));
+  Report(GetTransmitter() == nullptr && GetReceiver() == nullptr);
 }
 
 TEST(SetCallback, KeepsTheEnvironmentOfItsLastCallerAndSettlesNothing) {
-  expectReport("registerOnThreads", {"1", "1", "1", "1", "-1", "1"});
+  ExpectReport("registerOnThreads", {"1", "1", "1", "1", "-1", "1"});
 }
 
 namespace {
 
-std::string exchange(Ferrolink::Native::Interfaces::IReceiver& receiverOfCase) {
-  Bytes bytes = command();
-  const std::string thrown = thrownBy([&] {
+std::string Exchange(Ferrolink::Native::Interfaces::IReceiver& receiverOfCase) {
+  Bytes bytes = Command();
+  const std::string thrown = ThrownBy([&] {
     receiverOfCase.SendCommand(bytes.data(), 14);
     receiverOfCase.ReadResponse(bytes.data(), 14);
   });
-  return thrown == "(nothing thrown)" ? numbers(bytes) : thrown;
+  return thrown == "(nothing thrown)" ? Numbers(bytes) : thrown;
 }
 
-Ferrolink::Native::Interfaces::IReceiver& bindingReceiver() {
+Ferrolink::Native::Interfaces::IReceiver& BindingReceiver() {
   auto* made = CreateReceiver(RuntimeOperationMode::CallingRuntime);
   made->Initialize(8, 2, 0);
   return *made;
 }
 
-const std::string kNoCallback = launcherError("032. Java callback is not set", "", "");
+const std::string kNoCallback = LauncherError("032. Java callback is not set", "", "");
 const std::string kNoResponseBytes =
-    launcherError("025. Failed to get callback response bytes", "", "");
+    LauncherError("025. Failed to get callback response bytes", "", "");
 
 }  // namespace
 
 PROCESS_CASE(commandToCallback) {
   CallbackHost java;
-  auto& made = bindingReceiver();
-  report(exchange(made));
+  auto& made = BindingReceiver();
+  Report(Exchange(made));
   java.thread.setCallback(java.callback);
-  java.reportVoidCall([&] { report(exchange(made)); });
-  java.thread.setCallback(java.jvm.makeObject(false));
-  java.reportVoidCall([&] { report(exchange(made)); });
+  java.ReportVoidCall([&] { Report(Exchange(made)); });
+  java.thread.setCallback(java.jvm.MakeObject(false));
+  java.ReportVoidCall([&] { Report(Exchange(made)); });
   java.thread.setCallback(nullptr);
-  report(exchange(made));
+  Report(Exchange(made));
 }
 
 TEST(SetCallback, HasTheReceiverOfACallingRuntimeCallTheCallback) {
-  const std::string calls = words(joined({{"GetEnv(1.8)"},
-                                          makeArrayCalls(14),
-                                          callJavaCalls("apply"),
+  const std::string calls = Words(Joined({{"GetEnv(1.8)"},
+                                          MakeArrayCalls(14),
+                                          CallJavaCalls("apply"),
                                           {"IsInstanceOf"},
-                                          storeResponseCalls(),
-                                          deletions(2)}));
-  expectReport("commandToCallback",
-               {launcherError("018. JVM not initialized", "", ""), numbers(command()), calls,
+                                          StoreResponseCalls(),
+                                          Deletions(2)}));
+  ExpectReport("commandToCallback",
+               {LauncherError("018. JVM not initialized", "", ""), Numbers(Command()), calls,
                 "nothing", kNoCallback, "", "nothing", kNoCallback});
 }
 
 PROCESS_CASE(callbackAnswersText) {
   CallbackHost java;
-  auto& made = bindingReceiver();
+  auto& made = BindingReceiver();
   java.thread.setCallback(java.callback);
-  java.jvm.script().apply.answer = FakeJvm::Answer::Text;
-  java.reportVoidCall([&] { report(exchange(made)); });
-  java.jvm.script().apply.answer = FakeJvm::Answer::Echo;
-  report(exchange(made));
+  java.jvm.Script().apply.answer = FakeJvm::Answer::Text;
+  java.ReportVoidCall([&] { Report(Exchange(made)); });
+  java.jvm.Script().apply.answer = FakeJvm::Answer::Echo;
+  Report(Exchange(made));
 }
 
 TEST(SetCallback, AnAnswerThatIsNoByteArrayRaises025AndIsReleased) {
-  const std::string calls = words(joined({{"GetEnv(1.8)"},
-                                          makeArrayCalls(14),
-                                          callJavaCalls("apply"),
+  const std::string calls = Words(Joined({{"GetEnv(1.8)"},
+                                          MakeArrayCalls(14),
+                                          CallJavaCalls("apply"),
                                           {"IsInstanceOf"},
-                                          deletions(2)}));
-  expectReport("callbackAnswersText", {kNoResponseBytes, calls, "nothing", numbers(command())});
+                                          Deletions(2)}));
+  ExpectReport("callbackAnswersText", {kNoResponseBytes, calls, "nothing", Numbers(Command())});
 }
 
 PROCESS_CASE(callbackWithoutByteArrayClass) {
   CallbackHost java;
-  auto& made = bindingReceiver();
-  java.jvm.inject({.call = "FindClass", .occurrence = 0, .null = true, .exception = true});
+  auto& made = BindingReceiver();
+  java.jvm.Inject({.call = "FindClass", .occurrence = 0, .null = true, .exception = true});
   java.thread.setCallback(java.callback);
-  report(exchange(made));
-  java.jvm.clearInjections();
-  java.jvm.script().apply.answer = FakeJvm::Answer::Text;
-  report(exchange(made));
-  java.jvm.script().apply.answer = FakeJvm::Answer::Echo;
-  report(exchange(made));
+  Report(Exchange(made));
+  java.jvm.ClearInjections();
+  java.jvm.Script().apply.answer = FakeJvm::Answer::Text;
+  Report(Exchange(made));
+  java.jvm.Script().apply.answer = FakeJvm::Answer::Echo;
+  Report(Exchange(made));
 }
 
 TEST(SetCallback, AnswersAreRefusedUntilByteArraysCanBeTold) {
-  expectReport("callbackWithoutByteArrayClass",
-               {kNoResponseBytes, kNoResponseBytes, numbers(command())});
+  ExpectReport("callbackWithoutByteArrayClass",
+               {kNoResponseBytes, kNoResponseBytes, Numbers(Command())});
 }
 
 PROCESS_CASE(callbackNotBorrowed) {
   CallbackHost java;
-  auto& made = bindingReceiver();
+  auto& made = BindingReceiver();
   java.thread.setCallback(java.callback);
-  java.jvm.inject({.call = "NewLocalRef", .occurrence = 1, .null = true, .exception = true});
-  java.reportVoidCall([&] { report(exchange(made)); });
-  report(exchange(made));
+  java.jvm.Inject({.call = "NewLocalRef", .occurrence = 1, .null = true, .exception = true});
+  java.ReportVoidCall([&] { Report(Exchange(made)); });
+  Report(Exchange(made));
 }
 
 TEST(SetCallback, ACallbackThatCannotBeBorrowedIsNotSet) {
-  const std::string calls = words(joined({{"GetEnv(1.8)"},
-                                          makeArrayCalls(14),
+  const std::string calls = Words(Joined({{"GetEnv(1.8)"},
+                                          MakeArrayCalls(14),
                                           {"NewLocalRef", "ExceptionCheck", "ExceptionClear"},
-                                          deletions(1)}));
-  expectReport("callbackNotBorrowed", {kNoCallback, calls, "nothing", numbers(command())});
+                                          Deletions(1)}));
+  ExpectReport("callbackNotBorrowed", {kNoCallback, calls, "nothing", Numbers(Command())});
 }
 
 PROCESS_CASE(replacedInsideCommand) {
   CallbackHost java;
-  auto& made = bindingReceiver();
+  auto& made = BindingReceiver();
   java.thread.setCallback(java.callback);
-  java.jvm.script().insideJava = [&] {
-    onNewThread([&] { JavaThread(java.vm).setCallback(nullptr); });
+  java.jvm.Script().insideJava = [&] {
+    OnNewThread([&] { JavaThread(java.vm).setCallback(nullptr); });
   };
-  report(exchange(made));
-  report(exchange(made));
+  Report(Exchange(made));
+  Report(Exchange(made));
 }
 
 TEST(SetCallback, ACommandFinishesWithTheCallbackThatWasReplacedMeanwhile) {
-  expectReport("replacedInsideCommand", {numbers(command()), kNoCallback});
+  ExpectReport("replacedInsideCommand", {Numbers(Command()), kNoCallback});
 }
 
 PROCESS_CASE(replacedUnderCommands) {
   CallbackHost java;
-  auto& made = bindingReceiver();
+  auto& made = BindingReceiver();
   java.thread.setCallback(java.callback);
-  onNewThreads(4, [&](int i) {
+  OnNewThreads(4, [&](int i) {
     const JavaThread thread(java.vm);
     for (int n = 0; n < 20; ++n) {
       if (i == 0) {
-        thread.setCallback(java.jvm.makeObject(true));
+        thread.setCallback(java.jvm.MakeObject(true));
         continue;
       }
-      const std::string answer = exchange(made);
-      if (answer != numbers(command()) && answer != kNoCallback) {
-        report(answer);
+      const std::string answer = Exchange(made);
+      if (answer != Numbers(Command()) && answer != kNoCallback) {
+        Report(answer);
       }
     }
   });
-  report(exchange(made));
-  report(java.jvm.counts().globalReferences);
+  Report(Exchange(made));
+  Report(java.jvm.Counts().globalReferences);
 }
 
 TEST(SetCallback, CommandsOnOtherThreadsGoOnWhileItIsReplaced) {
-  expectReport("replacedUnderCommands", {numbers(command()), "2"});
+  ExpectReport("replacedUnderCommands", {Numbers(Command()), "2"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

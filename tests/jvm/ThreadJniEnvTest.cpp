@@ -8,87 +8,87 @@
 
 #include "tests/jvm/LauncherFixture.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 PROCESS_CASE(freshThread) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
   {
     const ThreadJniEnv thread(vm);
-    report(thread.m_jniEnv->GetVersion());
-    report(jvm.counts().attachedThreads);
+    Report(thread.m_jniEnv->GetVersion());
+    Report(jvm.Counts().attachedThreads);
   }
-  report(jvm.counts().attachedThreads);
-  reportAll(jvm.calls());
+  Report(jvm.Counts().attachedThreads);
+  ReportAll(jvm.Calls());
 }
 
 TEST(ThreadJniEnv, AFreshThreadIsAttachedAndDetachedAgain) {
-  expectReport("freshThread", {std::to_string(0x10008), "1", "0", "GetEnv(1.8)",
+  ExpectReport("freshThread", {std::to_string(0x10008), "1", "0", "GetEnv(1.8)",
                                "AttachCurrentThread", "GetVersion", "DetachCurrentThread"});
 }
 
 PROCESS_CASE(attachedThread) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
   JNIEnv* env = nullptr;
   vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
-  jvm.clearCalls();
+  jvm.ClearCalls();
   {
     const ThreadJniEnv outer(vm);
     const ThreadJniEnv inner(vm);
-    report(outer.m_jniEnv == env && inner.m_jniEnv == env);
+    Report(outer.m_jniEnv == env && inner.m_jniEnv == env);
   }
-  reportAll(jvm.calls());
-  report(jvm.counts().attachedThreads);
+  ReportAll(jvm.Calls());
+  Report(jvm.Counts().attachedThreads);
 }
 
 TEST(ThreadJniEnv, AnAttachedThreadIsLeftAttached) {
-  expectReport("attachedThread", {"1", "GetEnv(1.8)", "GetEnv(1.8)", "1"});
+  ExpectReport("attachedThread", {"1", "GetEnv(1.8)", "GetEnv(1.8)", "1"});
 }
 
 PROCESS_CASE(nested) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
   {
     const ThreadJniEnv outer(vm);
     {
       const ThreadJniEnv inner(vm);
-      report(outer.m_jniEnv == inner.m_jniEnv);
+      Report(outer.m_jniEnv == inner.m_jniEnv);
     }
-    report(jvm.counts().attachedThreads);
+    Report(jvm.Counts().attachedThreads);
   }
-  report(jvm.counts().attachedThreads);
+  Report(jvm.Counts().attachedThreads);
 }
 
 TEST(ThreadJniEnv, OnlyTheOneThatAttachedDetaches) {
-  expectReport("nested", {"1", "1", "0"});
+  ExpectReport("nested", {"1", "1", "0"});
 }
 
 PROCESS_CASE(otherThreadDestroys) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
   auto holder = std::make_unique<ThreadJniEnv>(vm);
-  onNewThread([&] { holder.reset(); });
-  reportAll(jvm.calls());
-  report(jvm.counts().attachedThreads);
+  OnNewThread([&] { holder.reset(); });
+  ReportAll(jvm.Calls());
+  Report(jvm.Counts().attachedThreads);
 }
 
 TEST(ThreadJniEnv, ADestructionOnAnotherThreadDetachesNobody) {
-  expectReport("otherThreadDestroys", {"GetEnv(1.8)", "AttachCurrentThread", "1"});
+  ExpectReport("otherThreadDestroys", {"GetEnv(1.8)", "AttachCurrentThread", "1"});
 }
 
 PROCESS_CASE(nullJvm) {
-  report(thrownBy([] { const ThreadJniEnv thread(nullptr); }));
-  report(thrownBy([] { getJniEnvForThread(nullptr); }));
+  Report(ThrownBy([] { const ThreadJniEnv thread(nullptr); }));
+  Report(ThrownBy([] { getJniEnvForThread(nullptr); }));
 }
 
 TEST(ThreadJniEnv, ANullJvmRaisesWithoutPrinting) {
   const InstallationTree tree;
-  const CaseOptions options = loggedOptions(tree);
+  const CaseOptions options = LoggedOptions(tree);
   const std::string error = "ThreadJniEnv: JavaVM pointer is null";
-  const CaseResult result = expectReport("nullJvm", {error, error}, tree, options);
+  const CaseResult result = ExpectReport("nullJvm", {error, error}, tree, options);
   EXPECT_EQ(result.out, "");
-  EXPECT_EQ(loggedErrors(tree), (Texts{error, error}));
+  EXPECT_EQ(LoggedErrors(tree), (Texts{error, error}));
 }
 
 namespace {
@@ -101,7 +101,7 @@ struct Refusal {
   Texts calls;
 };
 
-std::vector<Refusal> refusals() {
+std::vector<Refusal> Refusals() {
   const char* const unknown = "ThreadJniEnv: unknown error getting JNI environment";
   const char* const noEnvironment = "ThreadJniEnv: m_jniEnv is nullptr after initialization";
   const Texts asked = {"GetEnv(1.8)"};
@@ -142,101 +142,101 @@ std::vector<Refusal> refusals() {
 
 PROCESS_CASE(refused) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
-  jvm.inject(refusals()[std::stoul(caseArguments().front())].injection);
-  report(thrownBy([&] { const ThreadJniEnv thread(vm); }));
-  reportAll(jvm.calls());
-  report(jvm.counts().attachedThreads);
-  report(thrownBy([&] { const ThreadJniEnv thread(vm); }));
+  JavaVM* vm = jvm.StartJvm();
+  jvm.Inject(Refusals()[std::stoul(CaseArguments().front())].injection);
+  Report(ThrownBy([&] { const ThreadJniEnv thread(vm); }));
+  ReportAll(jvm.Calls());
+  Report(jvm.Counts().attachedThreads);
+  Report(ThrownBy([&] { const ThreadJniEnv thread(vm); }));
 }
 
 class ThreadJniEnvRefusal : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(ThreadJniEnvRefusal, IsPrintedRaisedAndLoggedAndLeavesNothingAttached) {
-  const Refusal refusal = refusals()[GetParam()];
+  const Refusal refusal = Refusals()[GetParam()];
   const InstallationTree tree;
-  CaseOptions options = loggedOptions(tree);
+  CaseOptions options = LoggedOptions(tree);
   options.arguments = {std::to_string(GetParam())};
-  const CaseResult result = expectReport(
-      "refused", joined({{refusal.text}, refusal.calls, {"0", "(nothing thrown)"}}), tree, options);
+  const CaseResult result = ExpectReport(
+      "refused", Joined({{refusal.text}, refusal.calls, {"0", "(nothing thrown)"}}), tree, options);
   EXPECT_EQ(result.out, refusal.printed ? std::string(refusal.text) + "\n" : "");
-  EXPECT_EQ(loggedErrors(tree), Texts{refusal.text});
+  EXPECT_EQ(LoggedErrors(tree), Texts{refusal.text});
 }
 
 INSTANTIATE_TEST_SUITE_P(OfEveryKind, ThreadJniEnvRefusal,
-                         testing::Range<std::size_t>(0, refusals().size()),
-                         [](const auto& refusal) { return refusals()[refusal.param].name; });
+                         testing::Range<std::size_t>(0, Refusals().size()),
+                         [](const auto& refusal) { return Refusals()[refusal.param].name; });
 
 PROCESS_CASE(nullAlthoughAttached) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
   JNIEnv* env = nullptr;
   vm->AttachCurrentThread(reinterpret_cast<void**>(&env), nullptr);
-  jvm.inject({.call = "GetEnv", .null = true});
-  report(thrownBy([&] { const ThreadJniEnv thread(vm); }));
-  report(jvm.counts().attachedThreads);
+  jvm.Inject({.call = "GetEnv", .null = true});
+  Report(ThrownBy([&] { const ThreadJniEnv thread(vm); }));
+  Report(jvm.Counts().attachedThreads);
 }
 
 TEST(ThreadJniEnv, ANullEnvironmentOfAnAttachedThreadRaisesAndLeavesItAttached) {
-  expectReport("nullAlthoughAttached",
+  ExpectReport("nullAlthoughAttached",
                {"ThreadJniEnv: m_jniEnv is nullptr after initialization", "1"});
 }
 
 PROCESS_CASE(processWide) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
-  JavaVM* otherVm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
+  JavaVM* otherVm = jvm.StartJvm();
   JNIEnv* env = getJniEnvForThread(vm);
-  report(env->GetVersion());
-  onNewThread([&] {
-    report(getJniEnvForThread(vm) == env);
-    report(getJniEnvForThread(otherVm) == env);
-    report(getJniEnvForThread(nullptr) == env);
+  Report(env->GetVersion());
+  OnNewThread([&] {
+    Report(getJniEnvForThread(vm) == env);
+    Report(getJniEnvForThread(otherVm) == env);
+    Report(getJniEnvForThread(nullptr) == env);
   });
-  reportAll(jvm.calls());
+  ReportAll(jvm.Calls());
 }
 
 TEST(ThreadJniEnv, TheProcessWideHolderServesTheFirstCallersEnvironmentToEveryone) {
-  expectReport("processWide", {std::to_string(0x10008), "1", "1", "1", "GetEnv(1.8)",
+  ExpectReport("processWide", {std::to_string(0x10008), "1", "1", "1", "GetEnv(1.8)",
                                "AttachCurrentThread", "GetVersion"});
 }
 
 PROCESS_CASE(processWideFails) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
-  jvm.inject({.call = "AttachCurrentThread", .result = -1});
-  report(thrownBy([&] { getJniEnvForThread(vm); }));
-  report(getJniEnvForThread(vm)->GetVersion());
+  JavaVM* vm = jvm.StartJvm();
+  jvm.Inject({.call = "AttachCurrentThread", .result = -1});
+  Report(ThrownBy([&] { getJniEnvForThread(vm); }));
+  Report(getJniEnvForThread(vm)->GetVersion());
 }
 
 TEST(ThreadJniEnv, AFailedFirstCallLeavesTheProcessWideHolderEmpty) {
-  expectReport("processWideFails",
+  ExpectReport("processWideFails",
                {"ThreadJniEnv: failed to attach thread to JVM", std::to_string(0x10008)});
 }
 
 PROCESS_CASE(processWideRace) {
   FakeJvmClient jvm(FAKEJVM_PATH);
-  JavaVM* vm = jvm.startJvm();
-  onNewThreads(8, [&](int) { report(getJniEnvForThread(vm) != nullptr); });
+  JavaVM* vm = jvm.StartJvm();
+  OnNewThreads(8, [&](int) { Report(getJniEnvForThread(vm) != nullptr); });
   JNIEnv* env = getJniEnvForThread(nullptr);
-  onNewThreads(8, [&](int) { report(getJniEnvForThread(nullptr) == env); });
+  OnNewThreads(8, [&](int) { Report(getJniEnvForThread(nullptr) == env); });
 }
 
 TEST(ThreadJniEnv, FirstCallsThatRaceLeaveOneHolder) {
-  expectReport("processWideRace", Texts(16, "1"));
+  ExpectReport("processWideRace", Texts(16, "1"));
 }
 
 PROCESS_CASE(tokens) {
-  std::set<ThreadToken> seen = {currentThreadToken(), currentThreadToken()};
-  report(static_cast<long>(seen.size()));
+  std::set<ThreadToken> seen = {CurrentThreadToken(), CurrentThreadToken()};
+  Report(static_cast<long>(seen.size()));
   for (int i = 0; i < 50; ++i) {
-    onNewThread([&] { seen.insert(currentThreadToken()); });
+    OnNewThread([&] { seen.insert(CurrentThreadToken()); });
   }
-  report(static_cast<long>(seen.size()));
+  Report(static_cast<long>(seen.size()));
 }
 
 TEST(ThreadJniEnv, NoTwoThreadsEverHaveTheSameToken) {
-  expectReport("tokens", {"1", "51"});
+  ExpectReport("tokens", {"1", "51"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -17,7 +17,7 @@ using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::ITransmitter;
 using Ferrolink::Runtimes::Jvm::Native::Transmitter::JvmNativeTransmitter;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr auto kNotSet = RuntimeOperationMode::NotSet;
@@ -26,13 +26,13 @@ constexpr auto kCalled = RuntimeOperationMode::CalledRuntime;
 
 using Lock = const std::lock_guard<std::shared_mutex>;
 
-long mode() {
+long Mode() {
   return static_cast<long>(operationMode.load());
 }
 
 /// Whether the action is refused because this thread holds a lock that it takes.
 template <class Action>
-bool refusedAsDeadlock(Action action) {
+bool RefusedAsDeadlock(Action action) {
   try {
     action();
     return false;
@@ -50,58 +50,58 @@ PROCESS_CASE(settleAtOnce) {
     transmitter = nullptr;
     ITransmitter* made[2] = {nullptr, nullptr};
     long seen[2] = {0, 0};
-    onNewThreads(2, [&](int i) {
+    OnNewThreads(2, [&](int i) {
       if (i == 0) {
         SetOperationModeForTransmitter();
       } else {
         CreateTransmitter(kCalled);
       }
       made[i] = GetTransmitter();
-      seen[i] = mode();
+      seen[i] = Mode();
     });
-    differing += made[0] != made[1] || seen[0] != seen[1] || seen[0] != mode() ? 1 : 0;
+    differing += made[0] != made[1] || seen[0] != seen[1] || seen[0] != Mode() ? 1 : 0;
     delete GetTransmitter();
   }
-  report(differing);
+  Report(differing);
 }
 
 TEST(TransmitterEntryPoints, OfDifferentLocksThatSettleAtOnceSettleOneModeAndOneTransmitter) {
-  expectReport("settleAtOnce", {"0"});
+  ExpectReport("settleAtOnce", {"0"});
 }
 
 PROCESS_CASE(noTransmitter) {
-  report(GetTransmitter() == nullptr);
-  report(GetTransmitter() == nullptr);
-  report(mode());
-  report(firstCall.load());
+  Report(GetTransmitter() == nullptr);
+  Report(GetTransmitter() == nullptr);
+  Report(Mode());
+  Report(firstCall.load());
 }
 
 TEST(TransmitterEntryPoints, BeforeAnyCreationGetTransmitterYieldsNullAndCreatesNothing) {
-  expectReport("noTransmitter", {"1", "1", "-1", "1"});
+  ExpectReport("noTransmitter", {"1", "1", "-1", "1"});
 }
 
 PROCESS_CASE(transmitterTwice) {
   ITransmitter* first = CreateTransmitter(kCalling);
-  report(dynamic_cast<JvmNativeTransmitter*>(first) != nullptr);
-  report(CreateTransmitter(kCalled) == first);
-  report(CreateTransmitter(kNotSet) == first);
-  report(SetOperationModeForTransmitter());
+  Report(dynamic_cast<JvmNativeTransmitter*>(first) != nullptr);
+  Report(CreateTransmitter(kCalled) == first);
+  Report(CreateTransmitter(kNotSet) == first);
+  Report(SetOperationModeForTransmitter());
   AtStartUp();
-  report(GetTransmitter() == first);
-  report(mode());
-  report(GetReceiver() == nullptr);
+  Report(GetTransmitter() == first);
+  Report(Mode());
+  Report(GetReceiver() == nullptr);
 }
 
 TEST(TransmitterEntryPoints, EveryCreationYieldsTheOneTransmitter) {
-  expectReport("transmitterTwice", {"1", "1", "1", "0", "1", "0", "1"});
+  ExpectReport("transmitterTwice", {"1", "1", "1", "0", "1", "0", "1"});
 }
 
 PROCESS_CASE(transmitterFirst) {
   CreateTransmitter(kCalled);
-  report(mode());
-  report(CreateReceiver(kCalling) == GetReceiver());
-  report(mode());
-  report(thrownBy([] { GetReceiver()->Initialize(7, 2, 0); }));
+  Report(Mode());
+  Report(CreateReceiver(kCalling) == GetReceiver());
+  Report(Mode());
+  Report(ThrownBy([] { GetReceiver()->Initialize(7, 2, 0); }));
 }
 
 // Without a JVM to find, only a launching receiver fails to initialise.
@@ -109,122 +109,122 @@ TEST(TransmitterEntryPoints, ATransmittersModeHoldsForALaterReceiver) {
   const InstallationTree tree;
   CaseOptions options;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
-  expectReport("transmitterFirst",
-               {"1", "1", "1", launcherError("001. \nSet JAVA_HOME environment variable", "", "")},
+  ExpectReport("transmitterFirst",
+               {"1", "1", "1", LauncherError("001. \nSet JAVA_HOME environment variable", "", "")},
                tree, options);
 }
 
 PROCESS_CASE(receiverFirst) {
   CreateReceiver(kCalled);
-  report(CreateTransmitter(kCalling) == GetTransmitter());
-  report(SetOperationModeForTransmitter());
-  report(mode());
+  Report(CreateTransmitter(kCalling) == GetTransmitter());
+  Report(SetOperationModeForTransmitter());
+  Report(Mode());
 }
 
 TEST(TransmitterEntryPoints, AReceiversModeHoldsForALaterTransmitter) {
-  expectReport("receiverFirst", {"1", "0", "1"});
+  ExpectReport("receiverFirst", {"1", "0", "1"});
 }
 
 PROCESS_CASE(transmitterWithoutMode) {
   ITransmitter* first = CreateTransmitter(kNotSet);
-  report(first != nullptr);
-  report(mode());
-  report(SetOperationModeForTransmitter());
-  report(mode());
-  report(GetTransmitter() == first);
+  Report(first != nullptr);
+  Report(Mode());
+  Report(SetOperationModeForTransmitter());
+  Report(Mode());
+  Report(GetTransmitter() == first);
 }
 
 TEST(TransmitterEntryPoints, ATransmitterIsMadeWithoutAModeAsWellAndTheModeCanStillBeFixed) {
-  expectReport("transmitterWithoutMode", {"1", "-1", "0", "0", "1"});
+  ExpectReport("transmitterWithoutMode", {"1", "-1", "0", "0", "1"});
 }
 
 PROCESS_CASE(modeForTransmitter) {
-  report(SetOperationModeForTransmitter());
-  report(mode());
-  report(GetTransmitter() != nullptr);
-  report(GetReceiver() == nullptr);
-  report(firstCall.load());
+  Report(SetOperationModeForTransmitter());
+  Report(Mode());
+  Report(GetTransmitter() != nullptr);
+  Report(GetReceiver() == nullptr);
+  Report(firstCall.load());
 }
 
 TEST(TransmitterEntryPoints, SettingTheModeFixes0AndMakesTheTransmitter) {
-  expectReport("modeForTransmitter", {"0", "0", "1", "1", "1"});
+  ExpectReport("modeForTransmitter", {"0", "0", "1", "1", "1"});
 }
 
 PROCESS_CASE(startUp) {
   AtStartUp();
-  report(mode());
-  report(GetTransmitter() != nullptr);
-  report(firstCall.load());
+  Report(Mode());
+  Report(GetTransmitter() != nullptr);
+  Report(firstCall.load());
   static ITransmitter* const made = transmitter.exchange(nullptr);
   AtStartUp();
-  report(made != nullptr);
-  report(GetTransmitter() == nullptr);
+  Report(made != nullptr);
+  Report(GetTransmitter() == nullptr);
 }
 
 TEST(TransmitterEntryPoints, TheStartUpSettlesTheModeOnce) {
-  expectReport("startUp", {"0", "1", "0", "1", "1"});
+  ExpectReport("startUp", {"0", "1", "0", "1", "1"});
 }
 
 PROCESS_CASE(creatorsLock) {
   {
     Lock lock(createReceiverMutex);
-    report(refusedAsDeadlock([] { CreateTransmitter(kCalled); }));
-    report(refusedAsDeadlock([] { CreateReceiver(kCalled); }));
-    report(GetTransmitter() == nullptr && GetReceiver() == nullptr);
-    report(mode());
-    report(SetOperationModeForTransmitter());
-    report(mode());
+    Report(RefusedAsDeadlock([] { CreateTransmitter(kCalled); }));
+    Report(RefusedAsDeadlock([] { CreateReceiver(kCalled); }));
+    Report(GetTransmitter() == nullptr && GetReceiver() == nullptr);
+    Report(Mode());
+    Report(SetOperationModeForTransmitter());
+    Report(Mode());
   }
-  report(refusedAsDeadlock([] { CreateReceiver(kCalled); }));
-  report(createReceiverMutex.try_lock());
+  Report(RefusedAsDeadlock([] { CreateReceiver(kCalled); }));
+  Report(createReceiverMutex.try_lock());
 }
 
 TEST(TransmitterEntryPoints, BothCreatorsTakeTheOneLockAndSettingTheModeDoesNot) {
-  expectReport("creatorsLock", {"1", "1", "1", "-1", "0", "0", "0", "1"});
+  ExpectReport("creatorsLock", {"1", "1", "1", "-1", "0", "0", "0", "1"});
 }
 
 PROCESS_CASE(modesLock) {
   {
     Lock lock(setOperationModeForTransmitterMutex);
-    report(refusedAsDeadlock([] { SetOperationModeForTransmitter(); }));
-    report(refusedAsDeadlock([] { AtStartUp(); }));
-    report(GetTransmitter() == nullptr);
-    report(mode());
-    report(firstCall.load());
-    report(refusedAsDeadlock([] { CreateTransmitter(kCalled); }));
-    report(refusedAsDeadlock([] { CreateReceiver(kCalled); }));
-    report(SetOperationModeForTransmitter());  // all is settled: without the lock
+    Report(RefusedAsDeadlock([] { SetOperationModeForTransmitter(); }));
+    Report(RefusedAsDeadlock([] { AtStartUp(); }));
+    Report(GetTransmitter() == nullptr);
+    Report(Mode());
+    Report(firstCall.load());
+    Report(RefusedAsDeadlock([] { CreateTransmitter(kCalled); }));
+    Report(RefusedAsDeadlock([] { CreateReceiver(kCalled); }));
+    Report(SetOperationModeForTransmitter());  // all is settled: without the lock
     AtStartUp();
   }
-  report(mode());
-  report(setOperationModeForTransmitterMutex.try_lock());
+  Report(Mode());
+  Report(setOperationModeForTransmitterMutex.try_lock());
 }
 
 TEST(TransmitterEntryPoints, SettingTheModeTakesItsOwnLockAndTheCreatorsDoNot) {
-  expectReport("modesLock", {"1", "1", "1", "-1", "1", "0", "0", "0", "1", "1"});
+  ExpectReport("modesLock", {"1", "1", "1", "-1", "1", "0", "0", "0", "1", "1"});
 }
 
 PROCESS_CASE(unusedLock) {
   Lock lock(createTransmitterMutex);
   const auto callAll = [] {
-    report(GetTransmitter() == GetTransmitter());
-    report(GetReceiver() == GetReceiver());
-    report(GetJNIEnv() == nullptr);
-    report(SetOperationModeForTransmitter());
+    Report(GetTransmitter() == GetTransmitter());
+    Report(GetReceiver() == GetReceiver());
+    Report(GetJNIEnv() == nullptr);
+    Report(SetOperationModeForTransmitter());
     AtStartUp();
-    report(CreateTransmitter(kCalling) == GetTransmitter());
-    report(CreateReceiver(kCalling) == GetReceiver());
-    report(SetConfigSource("source"));
-    report(SetWorkingDirectoryPath("path"));
+    Report(CreateTransmitter(kCalling) == GetTransmitter());
+    Report(CreateReceiver(kCalling) == GetReceiver());
+    Report(SetConfigSource("source"));
+    Report(SetWorkingDirectoryPath("path"));
   };
   callAll();
-  onNewThread(callAll);
+  OnNewThread(callAll);
 }
 
 TEST(TransmitterEntryPoints, TheTransmittersOwnLockIsTakenByNothing) {
   const InstallationTree tree;
   const Texts each = {"1", "1", "1", "0", "1", "1", "0", "0"};
-  expectReport("unusedLock", joined({each, each}), tree, loggedOptions(tree));
+  ExpectReport("unusedLock", Joined({each, each}), tree, LoggedOptions(tree));
 }
 
 PROCESS_CASE(settledWhileLocked) {
@@ -232,44 +232,44 @@ PROCESS_CASE(settledWhileLocked) {
   ITransmitter* existing = CreateTransmitter(kCalled);
   Lock creators(createReceiverMutex);
   Lock modes(setOperationModeForTransmitterMutex);
-  onNewThread([&] {
-    report(CreateTransmitter(kCalling) == existing);
-    report(GetTransmitter() == existing);
-    report(SetOperationModeForTransmitter());
+  OnNewThread([&] {
+    Report(CreateTransmitter(kCalling) == existing);
+    Report(GetTransmitter() == existing);
+    Report(SetOperationModeForTransmitter());
     AtStartUp();
   });
-  report(mode());
+  Report(Mode());
 }
 
 TEST(TransmitterEntryPoints, AnExistingTransmitterIsObtainedWithoutALock) {
-  expectReport("settledWhileLocked", {"1", "1", "0", "1"});
+  ExpectReport("settledWhileLocked", {"1", "1", "0", "1"});
 }
 
 PROCESS_CASE(transmitterByMany) {
   std::vector<ITransmitter*> created(8);
-  onNewThreads(8, [&](int i) {
+  OnNewThreads(8, [&](int i) {
     if (i % 2 == 0) {
       CreateReceiver(kCalled);
     }
     created[static_cast<std::size_t>(i)] = CreateTransmitter(i % 3 == 0 ? kCalled : kCalling);
   });
-  report(std::count(created.begin(), created.end(), GetTransmitter()));
-  report(mode() == 0 || mode() == 1);
+  Report(std::count(created.begin(), created.end(), GetTransmitter()));
+  Report(Mode() == 0 || Mode() == 1);
 }
 
 TEST(TransmitterEntryPoints, ThreadsThatCreateAtOnceObtainTheSameTransmitter) {
-  expectReport("transmitterByMany", {"8", "1"});
+  ExpectReport("transmitterByMany", {"8", "1"});
 }
 
 PROCESS_CASE(startUpByMany) {
-  onNewThreads(8, [](int) { AtStartUp(); });
-  report(mode());
-  report(GetTransmitter() != nullptr);
-  report(firstCall.load());
+  OnNewThreads(8, [](int) { AtStartUp(); });
+  Report(Mode());
+  Report(GetTransmitter() != nullptr);
+  Report(firstCall.load());
 }
 
 TEST(TransmitterEntryPoints, ThreadsThatStartUpAtOnceSettleOneTransmitter) {
-  expectReport("startUpByMany", {"0", "1", "0"});
+  ExpectReport("startUpByMany", {"0", "1", "0"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -12,59 +12,59 @@
 #include "tests/native/FakeCompanions.h"
 #include "tests/native/LoaderProbe.h"
 
-namespace LoaderProbe = FerrolinkTest::LoaderProbe;
+namespace LoaderProbe = Ferrolink::Tests::LoaderProbe;
 
 using Ferrolink::Native::AppInsightLogger::AppInsightLogger;
-using FerrolinkTest::CaseOptions;
-using FerrolinkTest::CaseResult;
-using FerrolinkTest::InstallationTree;
-using FerrolinkTest::report;
-using FerrolinkTest::runCase;
-using FerrolinkTest::Texts;
-using FerrolinkTest::thrownBy;
+using Ferrolink::Tests::CaseOptions;
+using Ferrolink::Tests::CaseResult;
+using Ferrolink::Tests::InstallationTree;
+using Ferrolink::Tests::Report;
+using Ferrolink::Tests::RunCase;
+using Ferrolink::Tests::Texts;
+using Ferrolink::Tests::ThrownBy;
 
 namespace {
 
-const std::string& argument(std::size_t index) {
-  return FerrolinkTest::caseArguments().at(index);
+const std::string& Argument(std::size_t index) {
+  return Ferrolink::Tests::CaseArguments().at(index);
 }
 
-std::string utils() {
-  return (FerrolinkTest::caseNativeDirectory() / "libUtils.so").string();
+std::string Utils() {
+  return (Ferrolink::Tests::CaseNativeDirectory() / "libUtils.so").string();
 }
 
-void setUtilsHook(void (*hook)()) {
+void SetUtilsHook(void (*hook)()) {
   using Setter = void(void (*)());
-  void* library = dlopen(utils().c_str(), RTLD_NOW | RTLD_LOCAL);
+  void* library = dlopen(Utils().c_str(), RTLD_NOW | RTLD_LOCAL);
   reinterpret_cast<Setter*>(dlsym(library, "SetFakeUtilsHook"))(hook);
 }
 
-void reportLoads() {
-  report(static_cast<long>(LoaderProbe::openings().size()));
-  report(LoaderProbe::lookups("LogMessage"));
+void ReportLoads() {
+  Report(static_cast<long>(LoaderProbe::Openings().size()));
+  Report(LoaderProbe::Lookups("LogMessage"));
 }
 
 }  // namespace
 
 PROCESS_CASE(logThree) {
-  report(AppInsightLogger::LogMessage("one", "two", "three"));
-  report(AppInsightLogger::LogMessage("", "line\nline", "\ttab"));
-  report(AppInsightLogger::initialize());
-  report(AppInsightLogger::LogMessage("again", "", ""));
-  reportLoads();
+  Report(AppInsightLogger::LogMessage("one", "two", "three"));
+  Report(AppInsightLogger::LogMessage("", "line\nline", "\ttab"));
+  Report(AppInsightLogger::Initialize());
+  Report(AppInsightLogger::LogMessage("again", "", ""));
+  ReportLoads();
 }
 
 TEST(AppInsightLogger, HandsItsTextsOnUnchangedAndInOrder) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  EXPECT_EQ(runCase("logThree", tree, fakeSettings(tree)).report,
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  EXPECT_EQ(RunCase("logThree", tree, FakeSettings(tree)).report,
             (Texts{"0", "0", "0", "0", "1", "1"}));
-  EXPECT_EQ(events(tree), "one|two|three\n|line\nline|\ttab\nagain||\n");
+  EXPECT_EQ(Events(tree), "one|two|three\n|line\nline|\ttab\nagain||\n");
 }
 
 TEST(AppInsightLogger, DropsEventsInSilenceWithoutTheLibrary) {
   const InstallationTree tree;
-  const CaseResult result = runCase("logThree", tree, fakeSettings(tree));
+  const CaseResult result = RunCase("logThree", tree, FakeSettings(tree));
   EXPECT_EQ(result.report, (Texts{"0", "0", "1", "0", "0", "0"}));
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, "");
@@ -72,128 +72,128 @@ TEST(AppInsightLogger, DropsEventsInSilenceWithoutTheLibrary) {
 
 TEST(AppInsightLogger, LooksForAMissingEntryAgainButOpensTheLibraryOnce) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILSEMPTY_PATH, "libUtils.so");
-  const CaseResult result = runCase("logThree", tree, fakeSettings(tree));
+  tree.AddLibrary(FAKEUTILSEMPTY_PATH, "libUtils.so");
+  const CaseResult result = RunCase("logThree", tree, FakeSettings(tree));
   EXPECT_EQ(result.report, (Texts{"0", "0", "0", "0", "1", "4"}));
   EXPECT_EQ(result.out, "");
   EXPECT_EQ(result.err, "");
 }
 
 PROCESS_CASE(utilsAppear) {
-  report(AppInsightLogger::initialize());
-  report(AppInsightLogger::LogMessage("too", "early", ""));
-  FerrolinkTest::addLibraryNow(argument(0), "libUtils.so");
-  report(AppInsightLogger::LogMessage("in", "good", "time"));
-  report(AppInsightLogger::initialize());
-  std::filesystem::remove(utils());
-  report(AppInsightLogger::LogMessage("still", "there", ""));
-  reportLoads();
+  Report(AppInsightLogger::Initialize());
+  Report(AppInsightLogger::LogMessage("too", "early", ""));
+  Ferrolink::Tests::AddLibraryNow(Argument(0), "libUtils.so");
+  Report(AppInsightLogger::LogMessage("in", "good", "time"));
+  Report(AppInsightLogger::Initialize());
+  std::filesystem::remove(Utils());
+  Report(AppInsightLogger::LogMessage("still", "there", ""));
+  ReportLoads();
 }
 
 TEST(AppInsightLogger, FindsALibraryThatAppearsLater) {
   const InstallationTree tree;
-  CaseOptions options = fakeSettings(tree);
+  CaseOptions options = FakeSettings(tree);
   options.arguments = {FAKEUTILS_PATH};
-  EXPECT_EQ(runCase("utilsAppear", tree, options).report,
+  EXPECT_EQ(RunCase("utilsAppear", tree, options).report,
             (Texts{"1", "0", "0", "0", "0", "1", "1"}));
-  EXPECT_EQ(events(tree), "in|good|time\nstill|there|\n");
+  EXPECT_EQ(Events(tree), "in|good|time\nstill|there|\n");
 }
 
 TEST(AppInsightLogger, LetsNothingEscapeThatTheLibraryThrows) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  CaseOptions options = fakeSettings(tree);
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  CaseOptions options = FakeSettings(tree);
   options.environment["FAKE_UTILS_THROW"] = "no telemetry";
-  const CaseResult result = runCase("logThree", tree, options);
+  const CaseResult result = RunCase("logThree", tree, options);
   EXPECT_EQ(result.report, (Texts{"0", "0", "0", "0", "1", "1"}));
-  EXPECT_EQ(events(tree), "one|two|three\n|line\nline|\ttab\nagain||\n");
+  EXPECT_EQ(Events(tree), "one|two|three\n|line\nline|\ttab\nagain||\n");
   EXPECT_EQ(result.err, "");
 }
 
 PROCESS_CASE(logWhatIsNoException) {
-  setUtilsHook([] { throw 1; });
-  report(AppInsightLogger::LogMessage("one", "two", "three"));
-  setUtilsHook(nullptr);
-  report(AppInsightLogger::LogMessage("four", "five", "six"));
+  SetUtilsHook([] { throw 1; });
+  Report(AppInsightLogger::LogMessage("one", "two", "three"));
+  SetUtilsHook(nullptr);
+  Report(AppInsightLogger::LogMessage("four", "five", "six"));
 }
 
 TEST(AppInsightLogger, LetsNothingEscapeThatIsNoStandardException) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  EXPECT_EQ(runCase("logWhatIsNoException", tree, fakeSettings(tree)).report, (Texts{"0", "0"}));
-  EXPECT_EQ(events(tree), "one|two|three\nfour|five|six\n");
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  EXPECT_EQ(RunCase("logWhatIsNoException", tree, FakeSettings(tree)).report, (Texts{"0", "0"}));
+  EXPECT_EQ(Events(tree), "one|two|three\nfour|five|six\n");
 }
 
 PROCESS_CASE(endThreadWhileLogging) {
-  setUtilsHook([] { pthread_exit(nullptr); });
+  SetUtilsHook([] { pthread_exit(nullptr); });
   std::thread([] {
     AppInsightLogger::LogMessage("last", "words", "");
-    report("went on");
+    Report("went on");
   }).join();
-  setUtilsHook(nullptr);
-  report(AppInsightLogger::LogMessage("life", "goes", "on"));
+  SetUtilsHook(nullptr);
+  Report(AppInsightLogger::LogMessage("life", "goes", "on"));
 }
 
 TEST(AppInsightLogger, LetsAThreadEndInTheLibrary) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  EXPECT_EQ(runCase("endThreadWhileLogging", tree, fakeSettings(tree)).report, Texts{"0"});
-  EXPECT_EQ(events(tree), "last|words|\nlife|goes|on\n");
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  EXPECT_EQ(RunCase("endThreadWhileLogging", tree, FakeSettings(tree)).report, Texts{"0"});
+  EXPECT_EQ(Events(tree), "last|words|\nlife|goes|on\n");
 }
 
 PROCESS_CASE(logWhileLogging) {
-  setUtilsHook([] {
-    report(AppInsightLogger::LogMessage("inner", "", ""));
-    report(thrownBy([] {
+  SetUtilsHook([] {
+    Report(AppInsightLogger::LogMessage("inner", "", ""));
+    Report(ThrownBy([] {
       Ferrolink::Native::LibrariesFinder::LibrariesFinder::loadLibrary("/missing", true, false);
     }));
   });
-  report(AppInsightLogger::LogMessage("outer", "", ""));
-  setUtilsHook(nullptr);
-  report(AppInsightLogger::LogMessage("later", "", ""));
+  Report(AppInsightLogger::LogMessage("outer", "", ""));
+  SetUtilsHook(nullptr);
+  Report(AppInsightLogger::LogMessage("later", "", ""));
 }
 
 TEST(AppInsightLogger, DropsEventsThatArisePassingOneOn) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  const CaseResult result = runCase("logWhileLogging", tree, fakeSettings(tree));
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  const CaseResult result = RunCase("logWhileLogging", tree, FakeSettings(tree));
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(result.report,
             (Texts{"0",
                    "Ferrolink Native Exception: Exception code 001. \nCannot load: /missing. "
                    "\nError: File not found.",
                    "0", "0"}));
-  EXPECT_EQ(events(tree), "outer||\nlater||\n");
+  EXPECT_EQ(Events(tree), "outer||\nlater||\n");
 }
 
 PROCESS_CASE(logOnOtherThreadWhileLogging) {
   static bool hookRan = false;
-  setUtilsHook([] {
+  SetUtilsHook([] {
     if (!hookRan) {
       hookRan = true;
       std::thread([] { AppInsightLogger::LogMessage("other", "thread", ""); }).join();
     }
   });
-  report(AppInsightLogger::LogMessage("outer", "", ""));
+  Report(AppInsightLogger::LogMessage("outer", "", ""));
 }
 
 TEST(AppInsightLogger, DropsNoEventOfAnotherThread) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  EXPECT_EQ(runCase("logOnOtherThreadWhileLogging", tree, fakeSettings(tree)).report, Texts{"0"});
-  EXPECT_EQ(events(tree), "outer||\nother|thread|\n");
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  EXPECT_EQ(RunCase("logOnOtherThreadWhileLogging", tree, FakeSettings(tree)).report, Texts{"0"});
+  EXPECT_EQ(Events(tree), "outer||\nother|thread|\n");
 }
 
 PROCESS_CASE(logWithoutOwnDirectory) {
-  LoaderProbe::failAddressLookups(true);
-  LoaderProbe::setErrorText(nullptr);
-  report(AppInsightLogger::LogMessage("one", "two", "three"));
-  report(AppInsightLogger::initialize());
+  LoaderProbe::FailAddressLookups(true);
+  LoaderProbe::SetErrorText(nullptr);
+  Report(AppInsightLogger::LogMessage("one", "two", "three"));
+  Report(AppInsightLogger::Initialize());
 }
 
 TEST(AppInsightLogger, RaisesNothingWhereTheLibraryDirectoryIsUnknown) {
   const InstallationTree tree;
-  const CaseResult result = runCase("logWithoutOwnDirectory", tree);
+  const CaseResult result = RunCase("logWithoutOwnDirectory", tree);
   EXPECT_EQ(result.report, (Texts{"0", "1"}));
   EXPECT_EQ(result.exitCode, 0);
 }
@@ -201,7 +201,7 @@ TEST(AppInsightLogger, RaisesNothingWhereTheLibraryDirectoryIsUnknown) {
 PROCESS_CASE(logFirstOnManyThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([] { report(AppInsightLogger::LogMessage("one", "two", "three")); });
+    threads.emplace_back([] { Report(AppInsightLogger::LogMessage("one", "two", "three")); });
   }
   for (std::thread& thread : threads) {
     thread.join();
@@ -210,7 +210,7 @@ PROCESS_CASE(logFirstOnManyThreads) {
 
 TEST(AppInsightLogger, ServesThreadsThatOpenTheLibraryAtTheSameTime) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  EXPECT_EQ(runCase("logFirstOnManyThreads", tree, fakeSettings(tree)).report, Texts(8, "0"));
-  EXPECT_EQ(events(tree), FerrolinkTest::repeated("one|two|three\n", 8));
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  EXPECT_EQ(RunCase("logFirstOnManyThreads", tree, FakeSettings(tree)).report, Texts(8, "0"));
+  EXPECT_EQ(Events(tree), Ferrolink::Tests::Repeated("one|two|three\n", 8));
 }

@@ -21,7 +21,7 @@
 #include "tests/support/ProcessCase.h"
 
 using Ferrolink::Native::BriefMutex;
-using FerrolinkTest::report;
+using Ferrolink::Tests::Report;
 
 namespace {
 
@@ -38,13 +38,13 @@ enum class Processors { Real, One, OneEach, Several, Refused };
 Processors processors = Processors::Real;
 std::atomic<int> askedForProcessors{0};
 
-void forgetCalls() {
+void ForgetCalls() {
   sleeps = 0;
   wakes = 0;
   otherCalls = 0;
 }
 
-int fakedProcessors(pid_t thread, cpu_set_t* set) {
+int FakedProcessors(pid_t thread, cpu_set_t* set) {
   if (processors == Processors::Refused) {
     errno = EPERM;
     return -1;
@@ -93,7 +93,7 @@ int __wrap_sched_getaffinity(pid_t thread, size_t size, cpu_set_t* set) {
     beforeProcessorsAreAsked();
   }
   return processors == Processors::Real ? __real_sched_getaffinity(thread, size, set)
-                                        : fakedProcessors(thread, set);
+                                        : FakedProcessors(thread, set);
 }
 }
 
@@ -101,9 +101,9 @@ namespace {
 
 class BriefMutexTest : public testing::Test {
  protected:
-  BriefMutexTest() { forgetCalls(); }
+  BriefMutexTest() { ForgetCalls(); }
 
-  static void onThreads(int count, const std::function<void()>& body) {
+  static void OnThreads(int count, const std::function<void()>& body) {
     std::latch all(count);
     std::vector<std::thread> threads;
     for (int thread = 0; thread < count; ++thread) {
@@ -118,7 +118,7 @@ class BriefMutexTest : public testing::Test {
   }
 
   // Holds the mutex until that many threads are going to sleep for it.
-  static void holdUntilAsleep(BriefMutex& mutex, int sleepers, const std::function<void()>& body) {
+  static void HoldUntilAsleep(BriefMutex& mutex, int sleepers, const std::function<void()>& body) {
     std::vector<std::thread> threads;
     {
       const std::lock_guard<BriefMutex> lock(mutex);
@@ -141,7 +141,7 @@ TEST_F(BriefMutexTest, LetsOneThreadInAtATime) {
   std::atomic<bool> inside{false};
   std::atomic<int> met{0};
   long count = 0;
-  onThreads(8, [&] {
+  OnThreads(8, [&] {
     for (int i = 0; i < 20'000; ++i) {
       const std::lock_guard<BriefMutex> lock(mutex);
       if (inside.exchange(true, std::memory_order_relaxed)) {
@@ -163,7 +163,7 @@ TEST_F(BriefMutexTest, IsHandedToEveryThreadThatSleepsForIt) {
   int count = 0;
   for (int round = 0; round < 50; ++round) {
     sleeps = 0;
-    holdUntilAsleep(mutex, 3, [&] {
+    HoldUntilAsleep(mutex, 3, [&] {
       const std::lock_guard<BriefMutex> lock(mutex);
       ++count;
     });
@@ -183,8 +183,8 @@ TEST_F(BriefMutexTest, MakesNoSystemCallWhereNobodyWaits) {
 
 TEST_F(BriefMutexTest, IsFreeAgainAfterSleepersAreGone) {
   BriefMutex mutex;
-  holdUntilAsleep(mutex, 2, [&] { const std::lock_guard<BriefMutex> lock(mutex); });
-  forgetCalls();
+  HoldUntilAsleep(mutex, 2, [&] { const std::lock_guard<BriefMutex> lock(mutex); });
+  ForgetCalls();
   for (int i = 0; i < 1000; ++i) {
     const std::lock_guard<BriefMutex> lock(mutex);
   }
@@ -220,70 +220,70 @@ TEST_F(BriefMutexTest, WakesASleeperOnceHoweverLongItTakesToRun) {
 // A thread that finds the mutex taken asks for the processors first, and meanwhile the mutex is
 // given back. If it spins, it takes the mutex as it is. If it goes to sleep, it takes it with the
 // note that threads sleep, and makes a wake call when it gives it back.
-void reportHowItWaits() {
+void ReportHowItWaits() {
   BriefMutex mutex;
   beforeProcessorsAreAsked = [&mutex] { mutex.unlock(); };
   mutex.lock();
   mutex.lock();
   mutex.unlock();
-  report(wakes == 0 ? "spins" : "sleeps");
+  Report(wakes == 0 ? "spins" : "sleeps");
 }
 
 PROCESS_CASE(waitsOnOneProcessor) {
   processors = Processors::One;
-  reportHowItWaits();
+  ReportHowItWaits();
 }
 PROCESS_CASE(waitsOnOneProcessorForEachThread) {
   processors = Processors::OneEach;
-  reportHowItWaits();
+  ReportHowItWaits();
 }
 PROCESS_CASE(waitsOnSeveralProcessors) {
   processors = Processors::Several;
-  reportHowItWaits();
+  ReportHowItWaits();
 }
 PROCESS_CASE(waitsWhereTheKernelDoesNotSay) {
   processors = Processors::Refused;
-  reportHowItWaits();
+  ReportHowItWaits();
 }
 PROCESS_CASE(waitsKeptToOneProcessor) {
   cpu_set_t one;
   CPU_ZERO(&one);
   CPU_SET(static_cast<std::size_t>(sched_getcpu()), &one);
-  report(sched_setaffinity(0, sizeof one, &one));
-  reportHowItWaits();
+  Report(sched_setaffinity(0, sizeof one, &one));
+  ReportHowItWaits();
 }
 
-std::vector<std::string> reportOf(const std::string& name) {
-  const FerrolinkTest::InstallationTree tree;
-  return FerrolinkTest::runCase(name, tree).report;
+std::vector<std::string> ReportOf(const std::string& name) {
+  const Ferrolink::Tests::InstallationTree tree;
+  return Ferrolink::Tests::RunCase(name, tree).report;
 }
 
 using Lines = std::vector<std::string>;
 
 TEST(BriefMutexProcessorsTest, SleepsAtOnceOnOneProcessor) {
-  EXPECT_EQ(reportOf("waitsOnOneProcessor"), Lines{"sleeps"});
+  EXPECT_EQ(ReportOf("waitsOnOneProcessor"), Lines{"sleeps"});
 }
 
 TEST(BriefMutexProcessorsTest, SleepsAtOnceInAProcessThatIsKeptToOneProcessor) {
-  EXPECT_EQ(reportOf("waitsKeptToOneProcessor"), (Lines{"0", "sleeps"}));
+  EXPECT_EQ(ReportOf("waitsKeptToOneProcessor"), (Lines{"0", "sleeps"}));
 }
 
 TEST(BriefMutexProcessorsTest, SpinsOnSeveralProcessors) {
-  EXPECT_EQ(reportOf("waitsOnSeveralProcessors"), Lines{"spins"});
+  EXPECT_EQ(ReportOf("waitsOnSeveralProcessors"), Lines{"spins"});
 }
 
 TEST(BriefMutexProcessorsTest, SpinsWhereThreadsAreKeptToProcessorsOfTheirOwn) {
-  EXPECT_EQ(reportOf("waitsOnOneProcessorForEachThread"), Lines{"spins"});
+  EXPECT_EQ(ReportOf("waitsOnOneProcessorForEachThread"), Lines{"spins"});
 }
 
 TEST(BriefMutexProcessorsTest, SpinsWhereTheKernelDoesNotSayHowManyProcessors) {
-  EXPECT_EQ(reportOf("waitsWhereTheKernelDoesNotSay"), Lines{"spins"});
+  EXPECT_EQ(ReportOf("waitsWhereTheKernelDoesNotSay"), Lines{"spins"});
 }
 
 PROCESS_CASE(waitsTwice) {
   processors = Processors::One;
-  reportHowItWaits();
-  report(askedForProcessors);
+  ReportHowItWaits();
+  Report(askedForProcessors);
   BriefMutex mutex;
   std::thread waiter;
   {
@@ -294,11 +294,11 @@ PROCESS_CASE(waitsTwice) {
     }
   }
   waiter.join();
-  report(askedForProcessors);
+  Report(askedForProcessors);
 }
 
 TEST(BriefMutexProcessorsTest, AsksForTheProcessorsOnce) {
-  EXPECT_EQ(reportOf("waitsTwice"), (Lines{"sleeps", "2", "2"}));
+  EXPECT_EQ(ReportOf("waitsTwice"), (Lines{"sleeps", "2", "2"}));
 }
 
 }  // namespace

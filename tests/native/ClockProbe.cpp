@@ -10,7 +10,7 @@ std::time_t __wrap_time(std::time_t* result);
 int __wrap_nanosleep(const timespec* wanted, timespec* left);
 }
 
-namespace FerrolinkTest::ClockProbe {
+namespace Ferrolink::Tests::ClockProbe {
 namespace {
 
 struct State {
@@ -22,47 +22,47 @@ struct State {
   std::function<void()> action;
 };
 
-State& state() {
+State& SharedState() {
   static State instance;
   return instance;
 }
 
 }  // namespace
 
-void setTime(std::time_t now) {
-  const std::lock_guard lock(state().mutex);
-  state().now = now;
+void SetTime(std::time_t now) {
+  const std::lock_guard lock(SharedState().mutex);
+  SharedState().now = now;
 }
 
-std::vector<std::string> pauses() {
-  const std::lock_guard lock(state().mutex);
-  return state().pauses;
+std::vector<std::string> Pauses() {
+  const std::lock_guard lock(SharedState().mutex);
+  return SharedState().pauses;
 }
 
-void interruptNextPause(long nanoseconds) {
-  const std::lock_guard lock(state().mutex);
-  state().interruptedWith = nanoseconds;
+void InterruptNextPause(long nanoseconds) {
+  const std::lock_guard lock(SharedState().mutex);
+  SharedState().interruptedWith = nanoseconds;
 }
 
-void failPauses(int error) {
-  const std::lock_guard lock(state().mutex);
-  state().error = error;
+void FailPauses(int error) {
+  const std::lock_guard lock(SharedState().mutex);
+  SharedState().error = error;
 }
 
-void onPause(std::function<void()> action) {
-  const std::lock_guard lock(state().mutex);
-  state().action = std::move(action);
+void OnPause(std::function<void()> action) {
+  const std::lock_guard lock(SharedState().mutex);
+  SharedState().action = std::move(action);
 }
 
-}  // namespace FerrolinkTest::ClockProbe
+}  // namespace Ferrolink::Tests::ClockProbe
 
-using FerrolinkTest::ClockProbe::state;
+using Ferrolink::Tests::ClockProbe::SharedState;
 
 std::time_t __wrap_time(std::time_t* result) {
   std::time_t now = 0;
   {
-    const std::lock_guard lock(state().mutex);
-    now = state().now;
+    const std::lock_guard lock(SharedState().mutex);
+    now = SharedState().now;
   }
   if (now == 0) {
     return __real_time(result);
@@ -74,17 +74,17 @@ std::time_t __wrap_time(std::time_t* result) {
 }
 
 int __wrap_nanosleep(const timespec* wanted, timespec* left) {
-  const std::lock_guard lock(state().mutex);
-  state().pauses.push_back(std::to_string(wanted->tv_sec) + " s " +
-                           std::to_string(wanted->tv_nsec) + " ns");
-  if (state().action) {
-    state().action();
+  const std::lock_guard lock(SharedState().mutex);
+  SharedState().pauses.push_back(std::to_string(wanted->tv_sec) + " s " +
+                                 std::to_string(wanted->tv_nsec) + " ns");
+  if (SharedState().action) {
+    SharedState().action();
   }
-  if (state().error != 0) {
-    errno = state().error;
+  if (SharedState().error != 0) {
+    errno = SharedState().error;
     return -1;
   }
-  if (const long remaining = std::exchange(state().interruptedWith, 0); remaining != 0) {
+  if (const long remaining = std::exchange(SharedState().interruptedWith, 0); remaining != 0) {
     *left = {0, remaining};
     errno = EINTR;
     return -1;

@@ -8,23 +8,23 @@
 
 /// Takes the place of `time` and `nanosleep` in a test's executable, which must be linked with
 /// ferrolink_wrap(<target> time nanosleep). Pauses are recorded, not slept. Any thread.
-namespace FerrolinkTest::ClockProbe {
+namespace Ferrolink::Tests::ClockProbe {
 
 /// From now on the time is `now`; before the first call it is the real one.
-void setTime(std::time_t now);
+void SetTime(std::time_t now);
 
 /// The pauses asked for so far, each as "<seconds> s <nanoseconds> ns".
-std::vector<std::string> pauses();
+std::vector<std::string> Pauses();
 
 /// Has the next pause interrupted by a signal with `nanoseconds` left to sleep.
-void interruptNextPause(long nanoseconds);
+void InterruptNextPause(long nanoseconds);
 
 /// Has every pause fail with `error`.
-void failPauses(int error);
+void FailPauses(int error);
 
 /// Calls `action` at every pause, on the thread that pauses.
-void onPause(std::function<void()> action);
+void OnPause(std::function<void()> action);
 
-}  // namespace FerrolinkTest::ClockProbe
+}  // namespace Ferrolink::Tests::ClockProbe
 
 #endif

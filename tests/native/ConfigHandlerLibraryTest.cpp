@@ -9,50 +9,50 @@
 #include "tests/native/FakeCompanions.h"
 #include "tests/native/LoaderProbe.h"
 
-namespace LoaderProbe = FerrolinkTest::LoaderProbe;
+namespace LoaderProbe = Ferrolink::Tests::LoaderProbe;
 
 using Ferrolink::Native::ConfigHandler::ConfigHandler;
-using FerrolinkTest::CaseOptions;
-using FerrolinkTest::CaseResult;
-using FerrolinkTest::InstallationTree;
-using FerrolinkTest::report;
-using FerrolinkTest::runCase;
-using FerrolinkTest::Texts;
-using FerrolinkTest::thrownBy;
+using Ferrolink::Tests::CaseOptions;
+using Ferrolink::Tests::CaseResult;
+using Ferrolink::Tests::InstallationTree;
+using Ferrolink::Tests::Report;
+using Ferrolink::Tests::RunCase;
+using Ferrolink::Tests::Texts;
+using Ferrolink::Tests::ThrownBy;
 
 namespace {
 
-const std::string& argument(std::size_t index) {
-  return FerrolinkTest::caseArguments().at(index);
+const std::string& Argument(std::size_t index) {
+  return Ferrolink::Tests::CaseArguments().at(index);
 }
 
-std::string cannotOpen(const InstallationTree& tree) {
+std::string CannotOpen(const InstallationTree& tree) {
   return "Ferrolink Native Exception: Exception code 001. \nCannot load: " +
-         (tree.nativeDirectory() / "libConfigs.so").string() + ". \nError: File not found.";
+         (tree.NativeDirectory() / "libConfigs.so").string() + ". \nError: File not found.";
 }
 
 }  // namespace
 
 PROCESS_CASE(askMissingConfigs) {
-  report(thrownBy([] { ConfigHandler::initializeConfigsLibrary(); }));
-  report(thrownBy([] { ConfigHandler::SetConfigSource("source"); }));
-  report(thrownBy([] { ConfigHandler::GetChannelRuntimePath("jvm", "default"); }));
-  report(ConfigHandler::GetLoggingLevel());
+  Report(ThrownBy([] { ConfigHandler::initializeConfigsLibrary(); }));
+  Report(ThrownBy([] { ConfigHandler::SetConfigSource("source"); }));
+  Report(ThrownBy([] { ConfigHandler::GetChannelRuntimePath("jvm", "default"); }));
+  Report(ConfigHandler::GetLoggingLevel());
 }
 
 TEST(ConfigHandlerLibrary, RaisesItsAbsenceOnceForEveryOperation) {
   const InstallationTree tree;
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  CaseOptions options = fakeSettings(tree);
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  CaseOptions options = FakeSettings(tree);
   options.environment["FERROLINK_LOGGING_LEVEL"] = "verbose";
-  const CaseResult result = runCase("askMissingConfigs", tree, options);
-  const std::string message = cannotOpen(tree);
+  const CaseResult result = RunCase("askMissingConfigs", tree, options);
+  const std::string message = CannotOpen(tree);
   EXPECT_EQ(result.report, (Texts{message, message, message, "1"}));
   EXPECT_EQ(result.exitCode, 0);
   // One echo for each of the four; each constructs two more while it asks for level and directory.
   std::string event = "Native exception|" + message + "|Unknown\n";
   std::erase(event, '\n');
-  EXPECT_EQ(events(tree), FerrolinkTest::repeated(event + "\n", 12));
+  EXPECT_EQ(Events(tree), Ferrolink::Tests::Repeated(event + "\n", 12));
   int echoes = 0;
   for (auto at = result.err.find(message); at != std::string::npos;
        at = result.err.find(message, at + 1)) {
@@ -62,47 +62,47 @@ TEST(ConfigHandlerLibrary, RaisesItsAbsenceOnceForEveryOperation) {
 }
 
 PROCESS_CASE(askWithoutOwnDirectory) {
-  LoaderProbe::failAddressLookups(true);
-  LoaderProbe::setErrorText("gone");
-  report(thrownBy([] { ConfigHandler::ProxyExists(); }));
-  report(ConfigHandler::GetLoggingLevel());
+  LoaderProbe::FailAddressLookups(true);
+  LoaderProbe::SetErrorText("gone");
+  Report(ThrownBy([] { ConfigHandler::ProxyExists(); }));
+  Report(ConfigHandler::GetLoggingLevel());
 }
 
 TEST(ConfigHandlerLibrary, RaisesTheLossOfTheLibraryDirectory) {
   const InstallationTree tree;
-  const CaseResult result = runCase("askWithoutOwnDirectory", tree);
+  const CaseResult result = RunCase("askWithoutOwnDirectory", tree);
   EXPECT_EQ(result.report,
             (Texts{"Ferrolink Native Exception: Exception code 002. \nError: gone", "1"}));
   EXPECT_EQ(result.exitCode, 0);
 }
 
 PROCESS_CASE(configsAppear) {
-  report(thrownBy([] { ConfigHandler::GetProxyHost(); }));
-  FerrolinkTest::addLibraryNow(argument(0), "libConfigs.so");
-  report(ConfigHandler::GetProxyHost());
+  Report(ThrownBy([] { ConfigHandler::GetProxyHost(); }));
+  Ferrolink::Tests::AddLibraryNow(Argument(0), "libConfigs.so");
+  Report(ConfigHandler::GetProxyHost());
   setenv("FAKE_CONFIGS_GetProxyHost", "second", 1);
-  report(ConfigHandler::GetProxyHost());
+  Report(ConfigHandler::GetProxyHost());
   unsetenv("FAKE_CONFIGS_GetProxyHost");
-  report(ConfigHandler::GetProxyHost());
+  Report(ConfigHandler::GetProxyHost());
   ConfigHandler::initializeConfigsLibrary();
-  report(static_cast<long>(LoaderProbe::openings().size()));
-  report(LoaderProbe::lookups("GetProxyHost"));
+  Report(static_cast<long>(LoaderProbe::Openings().size()));
+  Report(LoaderProbe::Lookups("GetProxyHost"));
 }
 
 TEST(ConfigHandlerLibrary, IsOpenedOnceItAppearsAndAskedAnewEachTime) {
   const InstallationTree tree;
-  CaseOptions options = fakeSettings(tree);
+  CaseOptions options = FakeSettings(tree);
   options.arguments = {FAKECONFIGS_PATH};
   options.environment["FAKE_CONFIGS_GetProxyHost"] = "first";
-  const CaseResult result = runCase("configsAppear", tree, options);
-  EXPECT_EQ(result.report, (Texts{cannotOpen(tree), "first", "second", "", "1", "3"}));
-  EXPECT_EQ(calls(tree), FerrolinkTest::repeated("GetProxyHost()\n", 3));
+  const CaseResult result = RunCase("configsAppear", tree, options);
+  EXPECT_EQ(result.report, (Texts{CannotOpen(tree), "first", "second", "", "1", "3"}));
+  EXPECT_EQ(Calls(tree), Ferrolink::Tests::Repeated("GetProxyHost()\n", 3));
 }
 
 PROCESS_CASE(askFirstOnManyThreads) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([] { report(ConfigHandler::GetProxyHost()); });
+    threads.emplace_back([] { Report(ConfigHandler::GetProxyHost()); });
   }
   for (std::thread& thread : threads) {
     thread.join();
@@ -111,8 +111,8 @@ PROCESS_CASE(askFirstOnManyThreads) {
 
 TEST(ConfigHandlerLibrary, ServesThreadsThatOpenItAtTheSameTime) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  CaseOptions options = fakeSettings(tree);
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  CaseOptions options = FakeSettings(tree);
   options.environment["FAKE_CONFIGS_GetProxyHost"] = "the host";
-  EXPECT_EQ(runCase("askFirstOnManyThreads", tree, options).report, Texts(8, "the host"));
+  EXPECT_EQ(RunCase("askFirstOnManyThreads", tree, options).report, Texts(8, "the host"));
 }

@@ -10,32 +10,32 @@
 #include "tests/native/FakeCompanions.h"
 
 using Ferrolink::Native::ConfigHandler::ConfigHandler;
-using FerrolinkTest::CaseOptions;
-using FerrolinkTest::CaseResult;
-using FerrolinkTest::InstallationTree;
-using FerrolinkTest::report;
-using FerrolinkTest::runCase;
-using FerrolinkTest::Texts;
-using FerrolinkTest::thrownBy;
+using Ferrolink::Tests::CaseOptions;
+using Ferrolink::Tests::CaseResult;
+using Ferrolink::Tests::InstallationTree;
+using Ferrolink::Tests::Report;
+using Ferrolink::Tests::RunCase;
+using Ferrolink::Tests::Texts;
+using Ferrolink::Tests::ThrownBy;
 
 namespace {
 
 using Operation = std::function<std::string()>;
 
-std::string number(int value) {
+std::string Number(int value) {
   return "number " + std::to_string(value);
 }
 
 /// Each operation with fixed arguments, and its result as text.
 const std::map<std::string, Operation> kOperations = {
-    {"SetConfigSource", [] { return number(ConfigHandler::SetConfigSource("a source")); }},
-    {"SetWorkingDirectory", [] { return number(ConfigHandler::SetWorkingDirectory("/a path")); }},
-    {"GetChannelPort", [] { return number(ConfigHandler::GetChannelPort("jvm", "default")); }},
-    {"ProxyExists", [] { return number(ConfigHandler::ProxyExists()); }},
-    {"GetProxyPort", [] { return number(ConfigHandler::GetProxyPort()); }},
+    {"SetConfigSource", [] { return Number(ConfigHandler::SetConfigSource("a source")); }},
+    {"SetWorkingDirectory", [] { return Number(ConfigHandler::SetWorkingDirectory("/a path")); }},
+    {"GetChannelPort", [] { return Number(ConfigHandler::GetChannelPort("jvm", "default")); }},
+    {"ProxyExists", [] { return Number(ConfigHandler::ProxyExists()); }},
+    {"GetProxyPort", [] { return Number(ConfigHandler::GetProxyPort()); }},
     {"GetConfigSource", ConfigHandler::GetConfigSource},
     {"GetWorkingDirectory", ConfigHandler::GetWorkingDirectory},
-    {"GetLoggingLevel", [] { return number(ConfigHandler::GetLoggingLevel()); }},
+    {"GetLoggingLevel", [] { return Number(ConfigHandler::GetLoggingLevel()); }},
     {"GetProxyHost", ConfigHandler::GetProxyHost},
     {"GetProxyUsername", ConfigHandler::GetProxyUsername},
     {"GetProxyPassword", ConfigHandler::GetProxyPassword},
@@ -47,24 +47,24 @@ const std::map<std::string, Operation> kOperations = {
      [] { return ConfigHandler::GetChannelRuntimePath("jvm", "default"); }},
 };
 
-bool isText(const std::string& name) {
+bool IsText(const std::string& name) {
   return name.rfind("Set", 0) != 0 && name != "GetChannelPort" && name != "ProxyExists" &&
          name != "GetProxyPort" && name != "GetLoggingLevel";
 }
 
-const std::string& argument(std::size_t index) {
-  return FerrolinkTest::caseArguments().at(index);
+const std::string& Argument(std::size_t index) {
+  return Ferrolink::Tests::CaseArguments().at(index);
 }
 
 /// Settings that keep the error log and the logging level out of what a test looks at.
-CaseOptions quietly(const InstallationTree& tree, const Texts& arguments) {
-  CaseOptions options = fakeSettings(tree);
+CaseOptions Quietly(const InstallationTree& tree, const Texts& arguments) {
+  CaseOptions options = FakeSettings(tree);
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
   options.arguments = arguments;
   return options;
 }
 
-int count(const std::string& text, const std::string& wanted) {
+int Count(const std::string& text, const std::string& wanted) {
   int found = 0;
   for (auto at = text.find(wanted); at != std::string::npos; at = text.find(wanted, at + 1)) {
     ++found;
@@ -72,39 +72,39 @@ int count(const std::string& text, const std::string& wanted) {
   return found;
 }
 
-std::string event(const std::string& message) {
+std::string Event(const std::string& message) {
   return "Native exception|" + message + "|Unknown\n";
 }
 
 }  // namespace
 
 PROCESS_CASE(askOne) {
-  const Operation& operation = kOperations.at(argument(0));
-  report(thrownBy([&] { report("result " + operation()); }));
+  const Operation& operation = kOperations.at(Argument(0));
+  Report(ThrownBy([&] { Report("result " + operation()); }));
 }
 
 PROCESS_CASE(askAll) {
   for (const auto& [name, operation] : kOperations) {
-    report(name + ": " + operation());
+    Report(name + ": " + operation());
   }
 }
 
 TEST(ConfigHandler, HandsEveryQueryOnAndItsResultBack) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  CaseOptions options = fakeSettings(tree);
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  CaseOptions options = FakeSettings(tree);
   int answer = -3;
   Texts expected;
   for (const auto& [name, operation] : kOperations) {
-    const std::string text = isText(name) ? "the " + name + " answer" : std::to_string(answer++);
+    const std::string text = IsText(name) ? "the " + name + " answer" : std::to_string(answer++);
     options.environment["FAKE_CONFIGS_" + name] = name == "GetLoggingLevel" ? "all" : text;
     expected.push_back(name + ": " +
-                       (isText(name)                ? text
+                       (IsText(name)                ? text
                         : name == "GetLoggingLevel" ? "number 2"
                                                     : "number " + text));
   }
-  EXPECT_EQ(runCase("askAll", tree, options).report, expected);
-  EXPECT_EQ(calls(tree),
+  EXPECT_EQ(RunCase("askAll", tree, options).report, expected);
+  EXPECT_EQ(Calls(tree),
             "GetChannelHost(jvm, default)\nGetChannelPort(jvm, default)\n"
             "GetChannelRuntimePath(jvm, default)\nGetChannelType(jvm, default)\n"
             "GetConfigSource()\nGetLoggingLevel()\nGetProxyDomain()\nGetProxyHost()\n"
@@ -116,9 +116,9 @@ TEST(ConfigHandler, HandsEveryQueryOnAndItsResultBack) {
 TEST(ConfigHandler, NamesEachMissingFunctionAndRaisesItTwice) {
   for (const auto& [name, operation] : kOperations) {
     const InstallationTree tree;
-    tree.addLibrary(FAKECONFIGSEMPTY_PATH, "libConfigs.so");
-    tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-    const CaseResult result = runCase("askOne", tree, quietly(tree, {name}));
+    tree.AddLibrary(FAKECONFIGSEMPTY_PATH, "libConfigs.so");
+    tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+    const CaseResult result = RunCase("askOne", tree, Quietly(tree, {name}));
     if (name == "GetLoggingLevel") {
       EXPECT_EQ(result.report, (Texts{"result number 0", "(nothing thrown)"}));
       continue;
@@ -126,9 +126,9 @@ TEST(ConfigHandler, NamesEachMissingFunctionAndRaisesItTwice) {
     const std::string message = name + " function not found in Utils library";
     EXPECT_EQ(result.report, Texts{message});
     // Each of the two asks for the working directory, in vain and with an error of its own.
-    const std::string noDirectory = FerrolinkTest::repeated(
-        event("GetWorkingDirectory function not found in Utils library"), 2);
-    EXPECT_EQ(events(tree), noDirectory + event(message) + noDirectory + event(message));
+    const std::string noDirectory = Ferrolink::Tests::Repeated(
+        Event("GetWorkingDirectory function not found in Utils library"), 2);
+    EXPECT_EQ(Events(tree), noDirectory + Event(message) + noDirectory + Event(message));
   }
 }
 
@@ -138,84 +138,84 @@ TEST(ConfigHandler, LogsEachMissingFunctionTwice) {
       continue;
     }
     const InstallationTree tree;
-    tree.addLibrary(FAKECONFIGSBASICS_PATH, "libConfigs.so");
-    runCase("askOne", tree, quietly(tree, {name}));
-    EXPECT_EQ(count(tree.errorLog(), "\t" + name + " function not found in Utils library\n"), 2);
-    EXPECT_EQ(count(tree.errorLog(), "\n"), 2);
+    tree.AddLibrary(FAKECONFIGSBASICS_PATH, "libConfigs.so");
+    RunCase("askOne", tree, Quietly(tree, {name}));
+    EXPECT_EQ(Count(tree.ErrorLog(), "\t" + name + " function not found in Utils library\n"), 2);
+    EXPECT_EQ(Count(tree.ErrorLog(), "\n"), 2);
   }
 }
 
 TEST(ConfigHandler, TakesTheLevelForOneWhereItsFunctionIsMissing) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGSWITHOUTLOGGINGLEVEL_PATH, "libConfigs.so");
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  CaseOptions options = fakeSettings(tree);
+  tree.AddLibrary(FAKECONFIGSWITHOUTLOGGINGLEVEL_PATH, "libConfigs.so");
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  CaseOptions options = FakeSettings(tree);
   options.arguments = {"GetLoggingLevel"};
-  EXPECT_EQ(runCase("askOne", tree, options).report,
+  EXPECT_EQ(RunCase("askOne", tree, options).report,
             (Texts{"result number 1", "(nothing thrown)"}));
-  EXPECT_EQ(count(tree.errorLog(), "\tGetLoggingLevel function not found in Utils library\n"), 1);
+  EXPECT_EQ(Count(tree.ErrorLog(), "\tGetLoggingLevel function not found in Utils library\n"), 1);
 }
 
 PROCESS_CASE(askProxyThrice) {
   for (int i = 0; i < 3; ++i) {
-    report(thrownBy([] { ConfigHandler::ProxyExists(); }));
+    Report(ThrownBy([] { ConfigHandler::ProxyExists(); }));
   }
 }
 
 TEST(ConfigHandler, RaisesAMissingFunctionOnEveryCall) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGSBASICS_PATH, "libConfigs.so");
-  EXPECT_EQ(runCase("askProxyThrice", tree, quietly(tree, {})).report,
+  tree.AddLibrary(FAKECONFIGSBASICS_PATH, "libConfigs.so");
+  EXPECT_EQ(RunCase("askProxyThrice", tree, Quietly(tree, {})).report,
             Texts(3, "ProxyExists function not found in Utils library"));
-  EXPECT_EQ(count(tree.errorLog(), "\n"), 6);
+  EXPECT_EQ(Count(tree.ErrorLog(), "\n"), 6);
 }
 
 TEST(ConfigHandler, RaisesTheErrorTextOfAFailingTextFunctionTwice) {
   for (const auto& [name, operation] : kOperations) {
-    if (!isText(name)) {
+    if (!IsText(name)) {
       continue;
     }
     const InstallationTree tree;
-    tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-    tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-    CaseOptions options = quietly(tree, {name});
+    tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+    CaseOptions options = Quietly(tree, {name});
     options.environment["FAKE_CONFIGS_FAIL_" + name] = "no " + name + " today";
-    const CaseResult result = runCase("askOne", tree, options);
+    const CaseResult result = RunCase("askOne", tree, options);
     EXPECT_EQ(result.report, Texts{"no " + name + " today"});
     const int logged = name == "GetWorkingDirectory" ? 0 : 2;
-    EXPECT_EQ(count(tree.errorLog(), "\tno " + name + " today\n"), logged);
+    EXPECT_EQ(Count(tree.ErrorLog(), "\tno " + name + " today\n"), logged);
     // The failing working directory adds two errors to each of the two.
-    EXPECT_EQ(events(tree), FerrolinkTest::repeated(event("no " + name + " today"),
-                                                    name == "GetWorkingDirectory" ? 6 : 2));
+    EXPECT_EQ(Events(tree), Ferrolink::Tests::Repeated(Event("no " + name + " today"),
+                                                       name == "GetWorkingDirectory" ? 6 : 2));
   }
 }
 
 TEST(ConfigHandler, RaisesAnErrorTextThatFillsTheBufferWhole) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  CaseOptions options = quietly(tree, {"GetProxyHost"});
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  CaseOptions options = Quietly(tree, {"GetProxyHost"});
   options.environment["FAKE_CONFIGS_FAIL_GetProxyHost"] = std::string(8192, 'e');
-  EXPECT_EQ(runCase("askOne", tree, options).report, Texts{std::string(8192, 'e')});
+  EXPECT_EQ(RunCase("askOne", tree, options).report, Texts{std::string(8192, 'e')});
   options.environment["FAKE_CONFIGS_FAIL_GetProxyHost"] = "";
-  EXPECT_EQ(runCase("askOne", tree, options).report, Texts{""});
+  EXPECT_EQ(RunCase("askOne", tree, options).report, Texts{""});
 }
 
 TEST(ConfigHandler, RaisesWhatAFunctionThrowsAnew) {
   for (const auto& [name, operation] : kOperations) {
     const InstallationTree tree;
-    tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-    CaseOptions options = quietly(tree, {name});
+    tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    CaseOptions options = Quietly(tree, {name});
     options.environment["FAKE_CONFIGS_THROW_" + name] = name + " broke";
-    const CaseResult result = runCase("askOne", tree, options);
+    const CaseResult result = RunCase("askOne", tree, options);
     if (name == "GetLoggingLevel") {
       options.environment.erase("FERROLINK_LOGGING_LEVEL");
-      EXPECT_EQ(runCase("askOne", tree, options).report,
+      EXPECT_EQ(RunCase("askOne", tree, options).report,
                 (Texts{"result number 1", "(nothing thrown)"}));
-      EXPECT_EQ(tree.errorLog(), "");
+      EXPECT_EQ(tree.ErrorLog(), "");
       continue;
     }
     EXPECT_EQ(result.report, Texts{name + " broke"});
-    EXPECT_EQ(count(tree.errorLog(), "\t" + name + " broke\n"),
+    EXPECT_EQ(Count(tree.ErrorLog(), "\t" + name + " broke\n"),
               name == "GetWorkingDirectory" ? 0 : 1);
   }
 }
@@ -237,25 +237,25 @@ TEST(ConfigHandler, TakesTheResultForTheTextsLength) {
   };
   for (const Answer& answer : answers) {
     const InstallationTree tree;
-    tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-    CaseOptions options = quietly(tree, {"GetProxyDomain"});
+    tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    CaseOptions options = Quietly(tree, {"GetProxyDomain"});
     options.environment["FAKE_CONFIGS_GetProxyDomain"] = answer.text;
     if (!answer.result.empty()) {
       options.environment["FAKE_CONFIGS_RESULT_GetProxyDomain"] = answer.result;
     }
-    EXPECT_EQ(runCase("askOne", tree, options).report,
+    EXPECT_EQ(RunCase("askOne", tree, options).report,
               (Texts{"result " + answer.expected, "(nothing thrown)"}));
   }
 }
 
 PROCESS_CASE(askLevels) {
-  for (const std::string& setting : FerrolinkTest::caseArguments()) {
+  for (const std::string& setting : Ferrolink::Tests::CaseArguments()) {
     if (setting == "(unset)") {
       unsetenv("FERROLINK_LOGGING_LEVEL");
     } else {
       setenv("FERROLINK_LOGGING_LEVEL", setting.c_str(), 1);
     }
-    report(ConfigHandler::GetLoggingLevel());
+    Report(ConfigHandler::GetLoggingLevel());
   }
 }
 
@@ -263,13 +263,13 @@ TEST(ConfigHandler, LetsALevelWordInTheEnvironmentWinInAnyCase) {
   for (const auto& [configured, level] :
        std::map<std::string, std::string>{{"off", "0"}, {"all", "2"}}) {
     const InstallationTree tree;
-    tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-    CaseOptions options = fakeSettings(tree);
+    tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    CaseOptions options = FakeSettings(tree);
     options.environment["FAKE_CONFIGS_GetLoggingLevel"] = configured;
     options.arguments = {"ALL", "Off", "rUNTIMEiNFO", "all", "verbose", "", "off ", "(unset)"};
-    EXPECT_EQ(runCase("askLevels", tree, options).report,
+    EXPECT_EQ(RunCase("askLevels", tree, options).report,
               (Texts{"2", "0", "1", "2", level, level, level, level}));
-    EXPECT_EQ(calls(tree), FerrolinkTest::repeated("GetLoggingLevel()\n", 4));
+    EXPECT_EQ(Calls(tree), Ferrolink::Tests::Repeated("GetLoggingLevel()\n", 4));
   }
 }
 
@@ -286,16 +286,16 @@ extern "C" int __wrap_tolower(int letter) {
 
 PROCESS_CASE(askLevelInTurkish) {
   turkish = true;
-  report(ConfigHandler::GetLoggingLevel());
+  Report(ConfigHandler::GetLoggingLevel());
 }
 
 TEST(ConfigHandler, ReadsLevelWordsTheSameWhateverTheHostsLocale) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  CaseOptions options = fakeSettings(tree);
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  CaseOptions options = FakeSettings(tree);
   options.environment["FERROLINK_LOGGING_LEVEL"] = "RUNTIMEINFO";
   options.environment["FAKE_CONFIGS_GetLoggingLevel"] = "all";
-  EXPECT_EQ(runCase("askLevelInTurkish", tree, options).report, Texts{"1"});
+  EXPECT_EQ(RunCase("askLevelInTurkish", tree, options).report, Texts{"1"});
 }
 
 TEST(ConfigHandler, ReadsTheConfiguredLevelWordInAnyCaseAndTakesOthersForOne) {
@@ -305,21 +305,21 @@ TEST(ConfigHandler, ReadsTheConfiguredLevelWordInAnyCaseAndTakesOthersForOne) {
       {"all ", "1"}, {"off\1", "1"}};
   for (const auto& [word, level] : levels) {
     const InstallationTree tree;
-    tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-    CaseOptions options = fakeSettings(tree);
+    tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+    CaseOptions options = FakeSettings(tree);
     options.environment["FAKE_CONFIGS_GetLoggingLevel"] = word;
     options.arguments = {"(unset)"};
-    EXPECT_EQ(runCase("askLevels", tree, options).report, Texts{level}) << word;
+    EXPECT_EQ(RunCase("askLevels", tree, options).report, Texts{level}) << word;
   }
 }
 
 TEST(ConfigHandler, TakesTheLevelForOneWhereTheConfigurationFails) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  CaseOptions options = fakeSettings(tree);
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  CaseOptions options = FakeSettings(tree);
   options.environment["FAKE_CONFIGS_FAIL_GetLoggingLevel"] = "off";
   options.arguments = {"(unset)"};
-  const CaseResult result = runCase("askLevels", tree, options);
+  const CaseResult result = RunCase("askLevels", tree, options);
   EXPECT_EQ(result.report, Texts{"1"});
-  EXPECT_EQ(count(tree.errorLog(), "\toff\n"), 1);
+  EXPECT_EQ(Count(tree.ErrorLog(), "\toff\n"), 1);
 }

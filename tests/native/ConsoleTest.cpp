@@ -16,29 +16,29 @@
 
 namespace Console = Ferrolink::Native::Console;
 
-using FerrolinkTest::CaseOptions;
-using FerrolinkTest::CaseResult;
-using FerrolinkTest::closePipeBehind;
-using FerrolinkTest::InstallationTree;
-using FerrolinkTest::report;
-using FerrolinkTest::runCase;
-using FerrolinkTest::Texts;
+using Ferrolink::Tests::CaseOptions;
+using Ferrolink::Tests::CaseResult;
+using Ferrolink::Tests::ClosePipeBehind;
+using Ferrolink::Tests::InstallationTree;
+using Ferrolink::Tests::Report;
+using Ferrolink::Tests::RunCase;
+using Ferrolink::Tests::Texts;
 
 namespace {
 
 int handled = 0;
 
-void count(int /*signal*/) {
+void Count(int /*signal*/) {
   ++handled;
 }
 
-void expectOrderlyEnd(const CaseResult& result, const Texts& reports) {
+void ExpectOrderlyEnd(const CaseResult& result, const Texts& reports) {
   EXPECT_EQ(result.signal, 0);
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.report, reports);
 }
 
-void send(int file, const char* path, int flags) {
+void Send(int file, const char* path, int flags) {
   const int opened = open(path, flags | O_CLOEXEC, 0600);
   dup2(opened, file);
   close(opened);
@@ -47,94 +47,95 @@ void send(int file, const char* path, int flags) {
 }  // namespace
 
 PROCESS_CASE(printToAClosedPipe) {
-  closePipeBehind(STDOUT_FILENO);
-  closePipeBehind(STDERR_FILENO);
+  ClosePipeBehind(STDOUT_FILENO);
+  ClosePipeBehind(STDERR_FILENO);
   for (int i = 0; i < 3; ++i) {
-    Console::printOut("to nobody\n");
-    Console::printError("to nobody\n");
+    Console::PrintOut("to nobody\n");
+    Console::PrintError("to nobody\n");
   }
-  report("alive");
+  Report("alive");
 }
 
 TEST(Console, AClosedPipeEndsTheProcessNeitherAtOnceNorAtItsEnd) {
   const InstallationTree tree;
-  expectOrderlyEnd(runCase("printToAClosedPipe", tree), {"alive"});
+  ExpectOrderlyEnd(RunCase("printToAClosedPipe", tree), {"alive"});
 }
 
 PROCESS_CASE(raiseOverAClosedPipe) {
-  closePipeBehind(STDERR_FILENO);
+  ClosePipeBehind(STDERR_FILENO);
   const FerrolinkNativeException error("raised", "Unknown");
-  report(error.what());
+  Report(error.what());
 }
 
 TEST(Console, AnErrorThatNobodyHearsIsLoggedAndForwarded) {
   const InstallationTree tree;
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  CaseOptions options = fakeSettings(tree);
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  CaseOptions options = FakeSettings(tree);
   options.environment["FAKE_CONFIGS_GetLoggingLevel"] = "all";
-  expectOrderlyEnd(runCase("raiseOverAClosedPipe", tree, options), {"raised"});
-  EXPECT_EQ(FerrolinkTest::withoutStamps(tree.errorLog()), "# raised\n");
-  EXPECT_EQ(events(tree), "Native exception|raised|Unknown\n");
+  ExpectOrderlyEnd(RunCase("raiseOverAClosedPipe", tree, options), {"raised"});
+  EXPECT_EQ(Ferrolink::Tests::WithoutStamps(tree.ErrorLog()), "# raised\n");
+  EXPECT_EQ(Events(tree), "Native exception|raised|Unknown\n");
 }
 
 PROCESS_CASE(printUnderAHandler) {
-  closePipeBehind(STDOUT_FILENO);
-  std::signal(SIGPIPE, count);
-  Console::printOut("to nobody\n");
-  report(handled);
+  ClosePipeBehind(STDOUT_FILENO);
+  std::signal(SIGPIPE, Count);
+  Console::PrintOut("to nobody\n");
+  Report(handled);
   std::raise(SIGPIPE);
-  report(handled);
+  Report(handled);
 }
 
 TEST(Console, TheHostsHandlerSeesItsOwnSignalsAlone) {
   const InstallationTree tree;
-  expectOrderlyEnd(runCase("printUnderAHandler", tree), {"0", "1"});
+  ExpectOrderlyEnd(RunCase("printUnderAHandler", tree), {"0", "1"});
 }
 
 PROCESS_CASE(printWhereSomebodyReadsLater) {
-  closePipeBehind(STDOUT_FILENO);
-  Console::printOut("to nobody\n");
-  send(STDOUT_FILENO, FerrolinkTest::caseArguments().at(0).c_str(), O_WRONLY | O_CREAT);
-  Console::printOut("to a reader\n");
+  ClosePipeBehind(STDOUT_FILENO);
+  Console::PrintOut("to nobody\n");
+  Send(STDOUT_FILENO, Ferrolink::Tests::CaseArguments().at(0).c_str(), O_WRONLY | O_CREAT);
+  Console::PrintOut("to a reader\n");
 }
 
 TEST(Console, TextThatFoundNoReaderDoesNotComeLater) {
   const InstallationTree tree;
   CaseOptions options;
-  options.arguments = {(tree.root() / "later").string()};
-  expectOrderlyEnd(runCase("printWhereSomebodyReadsLater", tree, options), {});
-  EXPECT_EQ(FerrolinkTest::fileText(tree.root() / "later"), "to a reader\n");
+  options.arguments = {(tree.Root() / "later").string()};
+  ExpectOrderlyEnd(RunCase("printWhereSomebodyReadsLater", tree, options), {});
+  EXPECT_EQ(Ferrolink::Tests::FileText(tree.Root() / "later"), "to a reader\n");
 }
 
 PROCESS_CASE(printAmongTheHostsTexts) {
   std::setvbuf(stdout, nullptr, _IOFBF, 4096);
   std::fputs("host 1\n", stdout);
-  Console::printOut("library 1\n");
+  Console::PrintOut("library 1\n");
   std::fputs("host 2\n", stdout);
-  Console::printOut(std::string(10'000, 'x') + "\n");
+  Console::PrintOut(std::string(10'000, 'x') + "\n");
   std::fputs("host 3\n", stdout);
 }
 
 TEST(Console, TextsOfTheHostAndTheLibraryComeInTheirOrder) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("printAmongTheHostsTexts", tree).out,
+  EXPECT_EQ(RunCase("printAmongTheHostsTexts", tree).out,
             "host 1\nlibrary 1\nhost 2\n" + std::string(10'000, 'x') + "\nhost 3\n");
 }
 
 PROCESS_CASE(printAtTheSizeLimit) {
-  send(STDOUT_FILENO, FerrolinkTest::caseArguments().at(0).c_str(), O_WRONLY | O_CREAT | O_APPEND);
+  Send(STDOUT_FILENO, Ferrolink::Tests::CaseArguments().at(0).c_str(),
+       O_WRONLY | O_CREAT | O_APPEND);
   std::signal(SIGXFSZ, SIG_DFL);
   const rlimit limit{4, RLIM_INFINITY};
   setrlimit(RLIMIT_FSIZE, &limit);
-  Console::printOut("text");
-  Console::printOut("more");
+  Console::PrintOut("text");
+  Console::PrintOut("more");
 }
 
 TEST(Console, AFileSizeLimitDoesNotEndTheProcess) {
   const InstallationTree tree;
   CaseOptions options;
-  options.arguments = {(tree.root() / "limited").string()};
-  expectOrderlyEnd(runCase("printAtTheSizeLimit", tree, options), {});
-  EXPECT_EQ(FerrolinkTest::fileText(tree.root() / "limited"), "text");
+  options.arguments = {(tree.Root() / "limited").string()};
+  ExpectOrderlyEnd(RunCase("printAtTheSizeLimit", tree, options), {});
+  EXPECT_EQ(Ferrolink::Tests::FileText(tree.Root() / "limited"), "text");
 }

@@ -12,50 +12,50 @@
 
 /// What tests with the fake configuration and utilities libraries share: the settings that steer
 /// them, and what they recorded in files of the test's tree.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Texts = std::vector<std::string>;
 
 inline constexpr const char* kSupportHint =
     "\nIf the error persists, contact support on: support@ferrolink.example";
 
-inline std::string fileText(const std::filesystem::path& file) {
+inline std::string FileText(const std::filesystem::path& file) {
   std::ostringstream text;
   text << std::ifstream(file, std::ios::binary).rdbuf();
   return text.str();
 }
 
 /// The fakes' settings: the tree's work directory for the error log, files for their records.
-inline CaseOptions fakeSettings(const InstallationTree& tree) {
+inline CaseOptions FakeSettings(const InstallationTree& tree) {
   CaseOptions options;
-  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.workDirectory().string();
-  options.environment["FAKE_CONFIGS_CALLS"] = (tree.root() / "calls").string();
-  options.environment["FAKE_UTILS_EVENTS"] = (tree.root() / "events").string();
+  options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = tree.WorkDirectory().string();
+  options.environment["FAKE_CONFIGS_CALLS"] = (tree.Root() / "calls").string();
+  options.environment["FAKE_UTILS_EVENTS"] = (tree.Root() / "events").string();
   return options;
 }
 
 /// The telemetry events that the fake utilities library received, one line each.
-inline std::string events(const InstallationTree& tree) {
-  return fileText(tree.root() / "events");
+inline std::string Events(const InstallationTree& tree) {
+  return FileText(tree.Root() / "events");
 }
 
 /// The calls that the fake configuration library received, one line each.
-inline std::string calls(const InstallationTree& tree) {
-  return fileText(tree.root() / "calls");
+inline std::string Calls(const InstallationTree& tree) {
+  return FileText(tree.Root() / "calls");
 }
 
 /// For bodies: forgets the calls recorded so far.
-inline void forgetCalls() {
-  std::filesystem::remove(caseRoot() / "calls");
+inline void ForgetCalls() {
+  std::filesystem::remove(CaseRoot() / "calls");
 }
 
 /// For bodies: puts the library that the test passed as its argument into the tree.
-inline void addLibraryNow(const std::string& library, const std::string& name) {
-  std::filesystem::copy_file(library, caseNativeDirectory() / name);
+inline void AddLibraryNow(const std::string& library, const std::string& name) {
+  std::filesystem::copy_file(library, CaseNativeDirectory() / name);
 }
 
 /// `text` with "# " for the date, time and thread id that open a line of the error log or the echo.
-inline std::string withoutStamps(const std::string& text) {
+inline std::string WithoutStamps(const std::string& text) {
   const std::string form = "0000-00-00 00:00:00\tThread ID: ";
   const auto isDigit = [](char byte) { return byte >= '0' && byte <= '9'; };
   std::string result;
@@ -74,7 +74,7 @@ inline std::string withoutStamps(const std::string& text) {
   return result;
 }
 
-inline std::string repeated(const std::string& text, int times) {
+inline std::string Repeated(const std::string& text, int times) {
   std::string result;
   for (int i = 0; i < times; ++i) {
     result += text;
@@ -82,6 +82,6 @@ inline std::string repeated(const std::string& text, int times) {
   return result;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

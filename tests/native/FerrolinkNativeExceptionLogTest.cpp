@@ -16,17 +16,17 @@
 #include "tests/native/FakeCompanions.h"
 #include "tests/native/FileProbe.h"
 
-namespace ClockProbe = FerrolinkTest::ClockProbe;
-namespace FileProbe = FerrolinkTest::FileProbe;
+namespace ClockProbe = Ferrolink::Tests::ClockProbe;
+namespace FileProbe = Ferrolink::Tests::FileProbe;
 
-using FerrolinkTest::CaseOptions;
-using FerrolinkTest::CaseResult;
-using FerrolinkTest::InstallationTree;
-using FerrolinkTest::kSupportHint;
-using FerrolinkTest::report;
-using FerrolinkTest::runCase;
-using FerrolinkTest::Texts;
-using FerrolinkTest::withoutStamps;
+using Ferrolink::Tests::CaseOptions;
+using Ferrolink::Tests::CaseResult;
+using Ferrolink::Tests::InstallationTree;
+using Ferrolink::Tests::kSupportHint;
+using Ferrolink::Tests::Report;
+using Ferrolink::Tests::RunCase;
+using Ferrolink::Tests::Texts;
+using Ferrolink::Tests::WithoutStamps;
 
 namespace {
 
@@ -34,22 +34,22 @@ constexpr int kThreads = 8;
 constexpr int kErrorsEach = 20;
 constexpr std::time_t kLateEvening = 1794699005;
 
-CaseOptions withFakes(const InstallationTree& tree, const std::string& level) {
-  tree.addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
-  tree.addLibrary(FAKEUTILS_PATH, "libUtils.so");
-  CaseOptions options = fakeSettings(tree);
+CaseOptions WithFakes(const InstallationTree& tree, const std::string& level) {
+  tree.AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  tree.AddLibrary(FAKEUTILS_PATH, "libUtils.so");
+  CaseOptions options = FakeSettings(tree);
   options.environment["FAKE_CONFIGS_GetLoggingLevel"] = level;
   options.environment["TZ"] = "UTC0";
   return options;
 }
 
-void reportPauses() {
-  for (const std::string& pause : ClockProbe::pauses()) {
-    report(pause);
+void ReportPauses() {
+  for (const std::string& pause : ClockProbe::Pauses()) {
+    Report(pause);
   }
 }
 
-std::vector<std::string> sortedLines(const std::string& text) {
+std::vector<std::string> SortedLines(const std::string& text) {
   std::vector<std::string> lines;
   std::istringstream stream(text);
   for (std::string line; std::getline(stream, line);) {
@@ -59,7 +59,7 @@ std::vector<std::string> sortedLines(const std::string& text) {
   return lines;
 }
 
-std::string errorText(int thread, int error) {
+std::string ErrorText(int thread, int error) {
   return "thread " + std::to_string(thread) + " error " + std::to_string(error) + " " +
          std::string(2000, static_cast<char>('a' + thread));
 }
@@ -68,56 +68,56 @@ std::string errorText(int thread, int error) {
 
 PROCESS_CASE(pauseOnce) {
   const FerrolinkNativeException error("once", "Unknown");
-  reportPauses();
+  ReportPauses();
 }
 
 TEST(ErrorLog, PausesFiftyMillisecondsAfterALine) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("pauseOnce", tree, withFakes(tree, "off")).report, Texts{"0 s 50000000 ns"});
+  EXPECT_EQ(RunCase("pauseOnce", tree, WithFakes(tree, "off")).report, Texts{"0 s 50000000 ns"});
 }
 
 PROCESS_CASE(pauseInterrupted) {
-  ClockProbe::interruptNextPause(12345);
+  ClockProbe::InterruptNextPause(12345);
   const FerrolinkNativeException error("interrupted", "Unknown");
-  reportPauses();
+  ReportPauses();
 }
 
 TEST(ErrorLog, ResumesAPauseThatASignalInterrupted) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("pauseInterrupted", tree, withFakes(tree, "off")).report,
+  EXPECT_EQ(RunCase("pauseInterrupted", tree, WithFakes(tree, "off")).report,
             (Texts{"0 s 50000000 ns", "0 s 12345 ns"}));
 }
 
 PROCESS_CASE(pauseRefused) {
-  ClockProbe::failPauses(ENOSYS);
+  ClockProbe::FailPauses(ENOSYS);
   const FerrolinkNativeException error("refused", "Unknown");
-  reportPauses();
+  ReportPauses();
 }
 
 TEST(ErrorLog, GivesUpAPauseThatFailsOtherwise) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("pauseRefused", tree, withFakes(tree, "off")).report, Texts{"0 s 50000000 ns"});
+  EXPECT_EQ(RunCase("pauseRefused", tree, WithFakes(tree, "off")).report, Texts{"0 s 50000000 ns"});
 }
 
 PROCESS_CASE(orderAroundThePause) {
-  ClockProbe::onPause([] {
-    std::string line = FerrolinkTest::fileText(FerrolinkTest::caseArguments().at(0));
-    report(line.substr(line.find_last_of('\t') + 1));
-    report(FerrolinkTest::fileText(FerrolinkTest::caseRoot() / "calls"));
-    report(FerrolinkTest::fileText(FerrolinkTest::caseRoot() / "events"));
+  ClockProbe::OnPause([] {
+    std::string line = Ferrolink::Tests::FileText(Ferrolink::Tests::CaseArguments().at(0));
+    Report(line.substr(line.find_last_of('\t') + 1));
+    Report(Ferrolink::Tests::FileText(Ferrolink::Tests::CaseRoot() / "calls"));
+    Report(Ferrolink::Tests::FileText(Ferrolink::Tests::CaseRoot() / "events"));
   });
-  ClockProbe::setTime(kLateEvening);
+  ClockProbe::SetTime(kLateEvening);
   const FerrolinkNativeException error("in order", "Unknown");
 }
 
 TEST(ErrorLog, HasTheWholeLineBeforeThePauseAndTelemetryAfterIt) {
   const InstallationTree tree;
-  CaseOptions options = withFakes(tree, "off");
+  CaseOptions options = WithFakes(tree, "off");
   options.arguments = {
-      (tree.workDirectory() / "_FerrolinkNativeErrorLogger_2026-11-14.txt").string()};
-  const CaseResult result = runCase("orderAroundThePause", tree, options);
+      (tree.WorkDirectory() / "_FerrolinkNativeErrorLogger_2026-11-14.txt").string()};
+  const CaseResult result = RunCase("orderAroundThePause", tree, options);
   EXPECT_EQ(result.report, (Texts{"in order\n", "GetLoggingLevel()\nGetWorkingDirectory()\n", ""}));
-  EXPECT_EQ(events(tree), "Native exception|in order|Unknown\n");
+  EXPECT_EQ(Events(tree), "Native exception|in order|Unknown\n");
 }
 
 namespace {
@@ -147,76 +147,76 @@ class OtherBytes : public std::codecvt<char, char, std::mbstate_t> {
 }  // namespace
 
 PROCESS_CASE(raiseUnderHostLocale) {
-  ClockProbe::setTime(kLateEvening);
+  ClockProbe::SetTime(kLateEvening);
   const std::locale numbers(std::locale::classic(), new GroupedNumbers);
   std::locale::global(std::locale(std::locale(numbers, new OtherCalendar), new OtherBytes));
   std::ostringstream grouped;
   grouped << 1234567;
-  report(grouped.str());
+  Report(grouped.str());
   const FerrolinkNativeException error("elsewhere", "Unknown");
   std::ostringstream thread;
   thread.imbue(std::locale::classic());
   thread << std::this_thread::get_id();
-  report(thread.str());
+  Report(thread.str());
 }
 
 TEST(ErrorLog, KeepsStampsAndThreadIdsUnderTheHostsLocale) {
   const InstallationTree tree;
-  const CaseResult result = runCase("raiseUnderHostLocale", tree, withFakes(tree, "all"));
+  const CaseResult result = RunCase("raiseUnderHostLocale", tree, WithFakes(tree, "all"));
   ASSERT_EQ(result.report.size(), 2u) << result.err;
   EXPECT_EQ(result.report[0], "1.234.567");
   const std::string start = "2026-11-14 23:30:05\tThread ID: " + result.report[1] + "\t";
-  EXPECT_EQ(
-      FerrolinkTest::fileText(tree.workDirectory() / "_FerrolinkNativeErrorLogger_2026-11-14.txt"),
-      start + "elsewhere\n");
+  EXPECT_EQ(Ferrolink::Tests::FileText(tree.WorkDirectory() /
+                                       "_FerrolinkNativeErrorLogger_2026-11-14.txt"),
+            start + "elsewhere\n");
   EXPECT_EQ(result.err, start + "elsewhere" + kSupportHint + "\n");
 }
 
 PROCESS_CASE(raiseShortAndLong) {
-  FileProbe::recordWrites();
+  FileProbe::RecordWrites();
   const FerrolinkNativeException brief("brief", "Unknown");
   const FerrolinkNativeException lengthy(std::string(20000, 'x'), "Unknown");
-  const Texts writes = FileProbe::writes();
+  const Texts writes = FileProbe::Writes();
   for (const std::string& text : writes) {
-    report(FerrolinkTest::withoutStamps(text));
+    Report(Ferrolink::Tests::WithoutStamps(text));
   }
 }
 
 TEST(ErrorLog, WritesEachLineInOnePiece) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("raiseShortAndLong", tree, withFakes(tree, "off")).report,
+  EXPECT_EQ(RunCase("raiseShortAndLong", tree, WithFakes(tree, "off")).report,
             (Texts{"# brief\n", "# " + std::string(20000, 'x') + "\n"}));
 }
 
 PROCESS_CASE(raiseOnManyThreads) {
-  ClockProbe::setTime(kLateEvening);
+  ClockProbe::SetTime(kLateEvening);
   std::vector<std::thread> threads;
   for (int thread = 0; thread < kThreads; ++thread) {
     threads.emplace_back([thread] {
       for (int error = 0; error < kErrorsEach; ++error) {
-        const FerrolinkNativeException raised(errorText(thread, error), "Unknown");
+        const FerrolinkNativeException raised(ErrorText(thread, error), "Unknown");
       }
     });
   }
   for (std::thread& thread : threads) {
     thread.join();
   }
-  report(static_cast<long>(ClockProbe::pauses().size()));
+  Report(static_cast<long>(ClockProbe::Pauses().size()));
 }
 
 TEST(ErrorLog, KeepsTheLinesOfConcurrentWritersWhole) {
   const InstallationTree tree;
-  const CaseResult result = runCase("raiseOnManyThreads", tree, withFakes(tree, "all"));
+  const CaseResult result = RunCase("raiseOnManyThreads", tree, WithFakes(tree, "all"));
   EXPECT_EQ(result.report, Texts{"160"});
   std::vector<std::string> expected;
   for (int thread = 0; thread < kThreads; ++thread) {
     for (int error = 0; error < kErrorsEach; ++error) {
-      expected.push_back("# " + errorText(thread, error));
+      expected.push_back("# " + ErrorText(thread, error));
     }
   }
   std::sort(expected.begin(), expected.end());
-  EXPECT_EQ(sortedLines(withoutStamps(tree.errorLog())), expected);
+  EXPECT_EQ(SortedLines(WithoutStamps(tree.ErrorLog())), expected);
   expected.insert(expected.end(), expected.size(), std::string(kSupportHint).substr(1));
   std::sort(expected.begin(), expected.end());
-  EXPECT_EQ(sortedLines(withoutStamps(result.err)), expected);
+  EXPECT_EQ(SortedLines(WithoutStamps(result.err)), expected);
 }

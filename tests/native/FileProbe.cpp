@@ -11,7 +11,7 @@
 #include <optional>
 #include <sstream>
 
-namespace FerrolinkTest::FileProbe {
+namespace Ferrolink::Tests::FileProbe {
 namespace {
 
 struct State {
@@ -25,72 +25,72 @@ struct State {
   std::optional<std::size_t> room;
 };
 
-State& state() {
+State& SharedState() {
   static State instance;
   return instance;
 }
 
-std::string opening(const std::string& path, int flags) {
+std::string Opening(const std::string& path, int flags) {
   std::ostringstream text;
   text << path << " " << std::oct << flags;
   return text.str();
 }
 
 /// How many of `size` bytes a file takes.
-std::size_t fitting(std::size_t size) {
-  if (!state().room) {
+std::size_t Fitting(std::size_t size) {
+  if (!SharedState().room) {
     return size;
   }
-  const std::size_t fits = std::min(size, *state().room);
-  *state().room -= fits;
+  const std::size_t fits = std::min(size, *SharedState().room);
+  *SharedState().room -= fits;
   return fits;
 }
 
 }  // namespace
 
-void redirect(const std::string& prefix, const std::string& directory) {
-  state().prefix = prefix;
-  state().directory = directory;
+void Redirect(const std::string& prefix, const std::string& directory) {
+  SharedState().prefix = prefix;
+  SharedState().directory = directory;
 }
 
-void fail(const std::string& prefix, int error) {
-  state().prefix = prefix;
-  state().error = error;
+void Fail(const std::string& prefix, int error) {
+  SharedState().prefix = prefix;
+  SharedState().error = error;
 }
 
-void failReading(const std::string& prefix, int error) {
-  fail(prefix, error);
-  state().onlyReading = true;
+void FailReading(const std::string& prefix, int error) {
+  Fail(prefix, error);
+  SharedState().onlyReading = true;
 }
 
-std::vector<std::string> openings() {
-  return state().openings;
+std::vector<std::string> Openings() {
+  return SharedState().openings;
 }
 
-void leaveRoomFor(std::size_t bytes) {
-  state().room = bytes;
+void LeaveRoomFor(std::size_t bytes) {
+  SharedState().room = bytes;
 }
 
-void leaveRoom() {
-  state().room.reset();
+void LeaveRoom() {
+  SharedState().room.reset();
 }
 
-void recordWrites() {
-  state().recordingWrites = true;
+void RecordWrites() {
+  SharedState().recordingWrites = true;
 }
 
-std::vector<std::string> writes() {
-  return state().writes;
+std::vector<std::string> Writes() {
+  return SharedState().writes;
 }
 
-}  // namespace FerrolinkTest::FileProbe
+}  // namespace Ferrolink::Tests::FileProbe
 
-namespace FileProbe = FerrolinkTest::FileProbe;
+namespace FileProbe = Ferrolink::Tests::FileProbe;
 
 namespace {
 
 template <class Function>
-Function* original(const char* name) {
+Function* Original(const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
@@ -103,12 +103,12 @@ extern "C" int __wrap_open(const char* path, int flags, ...) {
   va_start(rest, flags);
   const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(rest, mode_t) : 0;
   va_end(rest);
-  auto& state = FileProbe::state();
+  auto& state = FileProbe::SharedState();
   const std::string wanted = path;
   if (state.prefix.empty() || wanted.rfind(state.prefix, 0) != 0) {
     return __real_open(path, flags, mode);
   }
-  state.openings.push_back(FileProbe::opening(wanted, flags));
+  state.openings.push_back(FileProbe::Opening(wanted, flags));
   if (state.error != 0 && (!state.onlyReading || (flags & O_ACCMODE) != O_WRONLY)) {
     errno = state.error;
     return -1;
@@ -119,12 +119,12 @@ extern "C" int __wrap_open(const char* path, int flags, ...) {
 // The executable's definitions precede the C library's, so the C++ library's streams end up here.
 extern "C" __attribute__((visibility("default"))) ssize_t write(int file, const void* bytes,
                                                                 std::size_t size) {
-  static auto* const next = original<ssize_t(int, const void*, std::size_t)>("write");
-  auto& state = FileProbe::state();
+  static auto* const next = Original<ssize_t(int, const void*, std::size_t)>("write");
+  auto& state = FileProbe::SharedState();
   if (state.recordingWrites) {
     state.writes.emplace_back(static_cast<const char*>(bytes), size);
   }
-  const std::size_t fits = FileProbe::fitting(size);
+  const std::size_t fits = FileProbe::Fitting(size);
   if (fits == 0 && size > 0) {
     errno = ENOSPC;
     return -1;

@@ -8,7 +8,7 @@
 
 namespace {
 
-std::vector<std::string> listedHeaders() {
+std::vector<std::string> ListedHeaders() {
   std::vector<std::string> headers;
   std::istringstream list(FERROLINK_LISTED_HEADERS);
   for (std::string header; std::getline(list, header, ' ');) {
@@ -18,7 +18,7 @@ std::vector<std::string> listedHeaders() {
   return headers;
 }
 
-std::vector<std::string> headersOnDisk() {
+std::vector<std::string> HeadersOnDisk() {
   const std::filesystem::path root = FERROLINK_SOURCE_ROOT;
   std::vector<std::string> headers;
   for (const char* directory : {"native", "jvm"}) {
@@ -36,5 +36,5 @@ std::vector<std::string> headersOnDisk() {
 
 // Each listed header is compiled alone, and a second time after itself, as part of this executable.
 TEST(Headers, AreAllAmongThoseThatAreCompiledAlone) {
-  EXPECT_EQ(listedHeaders(), headersOnDisk());
+  EXPECT_EQ(ListedHeaders(), HeadersOnDisk());
 }

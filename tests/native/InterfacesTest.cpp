@@ -32,7 +32,7 @@ namespace {
 /// In the platform's C++ binary interface a pointer to a virtual member holds 1 plus the slot's
 /// offset; a virtual destructor takes two table entries (complete and deleting).
 template <class Operation>
-std::size_t slotOf(Operation operation) {
+std::size_t SlotOf(Operation operation) {
   static_assert(sizeof operation == 2 * sizeof(std::ptrdiff_t));
   std::ptrdiff_t parts[2] = {};
   std::memcpy(parts, &operation, sizeof parts);
@@ -42,9 +42,9 @@ std::size_t slotOf(Operation operation) {
 }
 
 template <class... Operations>
-void expectSlotsInOrder(Operations... operations) {
+void ExpectSlotsInOrder(Operations... operations) {
   std::size_t expected = 1;
-  for (const std::size_t slot : {slotOf(operations)...}) {
+  for (const std::size_t slot : {SlotOf(operations)...}) {
     EXPECT_EQ(slot, expected++);
   }
 }
@@ -120,25 +120,25 @@ static_assert(std::is_same_v<std::underlying_type_t<Runtime>, std::uint8_t>);
 }  // namespace
 
 TEST(Interfaces, KeepTheSlotsOfATransport) {
-  expectSlotsInOrder(&ITransport::Initialize, &ITransport::SendCommand, &ITransport::ReadResponse,
+  ExpectSlotsInOrder(&ITransport::Initialize, &ITransport::SendCommand, &ITransport::ReadResponse,
                      &ITransport::SetEmbeddedRuntime, &ITransport::DeployRuntime);
 }
 
 TEST(Interfaces, KeepTheSlotsOfATransmitter) {
-  expectSlotsInOrder(&ITransmitter::SendCommand, &ITransmitter::ReadResponse,
+  ExpectSlotsInOrder(&ITransmitter::SendCommand, &ITransmitter::ReadResponse,
                      &ITransmitter::SetTransportChannel, &ITransmitter::SetEmbeddedRuntime,
                      &ITransmitter::DeployRuntime);
 }
 
 TEST(Interfaces, KeepTheSlotsOfAReceiver) {
-  expectSlotsInOrder(&IReceiver::SetConfigSource, &IReceiver::Initialize, &IReceiver::SendCommand,
+  ExpectSlotsInOrder(&IReceiver::SetConfigSource, &IReceiver::Initialize, &IReceiver::SendCommand,
                      &IReceiver::ReadResponse, &IReceiver::LogException,
                      &IReceiver::LoadOptimizedMethod, &IReceiver::SetEmbeddedRuntime,
                      &IReceiver::DeployRuntime);
 }
 
 TEST(Interfaces, KeepTheSlotsOfALauncher) {
-  expectSlotsInOrder(&ILauncher::Initialize, &ILauncher::SendCommand, &ILauncher::ReadResponse,
+  ExpectSlotsInOrder(&ILauncher::Initialize, &ILauncher::SendCommand, &ILauncher::ReadResponse,
                      &ILauncher::LoadOptimizedMethod, &ILauncher::SetPath,
                      &ILauncher::DeployRuntime, &ILauncher::IsInitialized,
                      &ILauncher::SetInitialized, &ILauncher::GetRuntimeName,

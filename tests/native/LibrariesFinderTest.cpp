@@ -12,35 +12,35 @@
 #include "tests/native/FakeCompanions.h"
 #include "tests/native/LoaderProbe.h"
 
-namespace LoaderProbe = FerrolinkTest::LoaderProbe;
+namespace LoaderProbe = Ferrolink::Tests::LoaderProbe;
 
 using Ferrolink::Native::LibrariesFinder::LibrariesFinder;
-using FerrolinkTest::CaseOptions;
-using FerrolinkTest::CaseResult;
-using FerrolinkTest::InstallationTree;
-using FerrolinkTest::report;
-using FerrolinkTest::runCase;
-using FerrolinkTest::Texts;
-using FerrolinkTest::thrownBy;
+using Ferrolink::Tests::CaseOptions;
+using Ferrolink::Tests::CaseResult;
+using Ferrolink::Tests::InstallationTree;
+using Ferrolink::Tests::Report;
+using Ferrolink::Tests::RunCase;
+using Ferrolink::Tests::Texts;
+using Ferrolink::Tests::ThrownBy;
 
 namespace {
 
-CaseOptions withArguments(const Texts& arguments) {
+CaseOptions WithArguments(const Texts& arguments) {
   CaseOptions options;
   options.arguments = arguments;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
   return options;
 }
 
-std::string directory(const InstallationTree& tree) {
-  return tree.nativeDirectory().string() + "/";
+std::string Directory(const InstallationTree& tree) {
+  return tree.NativeDirectory().string() + "/";
 }
 
-const std::string& argument(std::size_t index) {
-  return FerrolinkTest::caseArguments().at(index);
+const std::string& Argument(std::size_t index) {
+  return Ferrolink::Tests::CaseArguments().at(index);
 }
 
-std::string unknownDirectory(const std::string& reason) {
+std::string UnknownDirectory(const std::string& reason) {
   return "Ferrolink Native Exception: Exception code 002. \nError: " + reason;
 }
 
@@ -49,7 +49,7 @@ std::string unknownDirectory(const std::string& reason) {
 // Replaces the process by itself under the name of the first argument, to run the case of the
 // second.
 PROCESS_CASE(underAnotherName) {
-  Texts texts = {argument(0), "--process-case", argument(1)};
+  Texts texts = {Argument(0), "--process-case", Argument(1)};
   std::vector<char*> argv;
   for (std::string& text : texts) {
     argv.push_back(text.data());
@@ -59,16 +59,16 @@ PROCESS_CASE(underAnotherName) {
 }
 
 PROCESS_CASE(tellDirectories) {
-  report(LibrariesFinder::getThisLibraryPath());
-  report(LibrariesFinder::getPathToDir());
-  report(LibrariesFinder::getBinariesRootPath());
-  report(LibrariesFinder::getRuntimeLibraryPath(2));
+  Report(LibrariesFinder::getThisLibraryPath());
+  Report(LibrariesFinder::getPathToDir());
+  Report(LibrariesFinder::getBinariesRootPath());
+  Report(LibrariesFinder::getRuntimeLibraryPath(2));
 }
 
 TEST(LibrariesFinder, FindsItsDirectoryWhereTheLoaderSaysItsFileIs) {
   const InstallationTree tree;
-  const std::string here = directory(tree);
-  EXPECT_EQ(runCase("tellDirectories", tree).report,
+  const std::string here = Directory(tree);
+  EXPECT_EQ(RunCase("tellDirectories", tree).report,
             (Texts{here, here, here + "../../../../", here + "libFerrolinkJvmRuntimeNative.so"}));
 }
 
@@ -76,48 +76,48 @@ TEST(LibrariesFinder, LeavesARelativeNameRelative) {
   const InstallationTree tree;
   const std::string here = "../X64/./";
   EXPECT_EQ(
-      runCase("underAnotherName", tree, withArguments({here + "host", "tellDirectories"})).report,
+      RunCase("underAnotherName", tree, WithArguments({here + "host", "tellDirectories"})).report,
       (Texts{here, here, here + "../../../../", here + "libFerrolinkJvmRuntimeNative.so"}));
 }
 
 TEST(LibrariesFinder, TakesANameWithoutSlashAsItsDirectory) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("underAnotherName", tree, withArguments({"host", "tellDirectories"})).report,
+  EXPECT_EQ(RunCase("underAnotherName", tree, WithArguments({"host", "tellDirectories"})).report,
             (Texts{"host/", "host/", "host/../../../../", "host/libFerrolinkJvmRuntimeNative.so"}));
 }
 
 PROCESS_CASE(askDirectoriesTwice) {
   LibrariesFinder::getThisLibraryPath();
   LibrariesFinder::getThisLibraryPath();
-  report(LoaderProbe::addressLookups());
+  Report(LoaderProbe::AddressLookups());
   LibrariesFinder::getBinariesRootPath();
   LibrariesFinder::getRuntimeLibraryPath(0);
-  report(LoaderProbe::addressLookups());
+  Report(LoaderProbe::AddressLookups());
   const std::string* first = &LibrariesFinder::getPathToDir();
-  report(LoaderProbe::addressLookups());
-  LoaderProbe::failAddressLookups(true);
-  report(first == &LibrariesFinder::getPathToDir() ? "same" : "another");
-  report(LoaderProbe::addressLookups());
+  Report(LoaderProbe::AddressLookups());
+  LoaderProbe::FailAddressLookups(true);
+  Report(first == &LibrariesFinder::getPathToDir() ? "same" : "another");
+  Report(LoaderProbe::AddressLookups());
 }
 
 TEST(LibrariesFinder, AsksTheLoaderAnewExceptForTheKeptDirectory) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("askDirectoriesTwice", tree).report, (Texts{"2", "4", "5", "same", "5"}));
+  EXPECT_EQ(RunCase("askDirectoriesTwice", tree).report, (Texts{"2", "4", "5", "same", "5"}));
 }
 
 PROCESS_CASE(tellCurrentDirectory) {
-  report(LibrariesFinder::getCurrentWorkingDirectory());
+  Report(LibrariesFinder::getCurrentWorkingDirectory());
 }
 
 TEST(LibrariesFinder, TellsTheCurrentDirectoryWithSlashesOnly) {
   const InstallationTree tree;
   CaseOptions options;
-  options.workingDirectory = tree.root() / "a\\b" / "c";
+  options.workingDirectory = tree.Root() / "a\\b" / "c";
   std::filesystem::create_directories(options.workingDirectory);
-  EXPECT_EQ(runCase("tellCurrentDirectory", tree, options).report,
-            Texts{tree.root().string() + "/a/b/c/"});
+  EXPECT_EQ(RunCase("tellCurrentDirectory", tree, options).report,
+            Texts{tree.Root().string() + "/a/b/c/"});
   options.workingDirectory = "/";
-  EXPECT_EQ(runCase("tellCurrentDirectory", tree, options).report, Texts{"//"});
+  EXPECT_EQ(RunCase("tellCurrentDirectory", tree, options).report, Texts{"//"});
 }
 
 TEST(LibrariesFinder, FixesTheNativeDirectory) {
@@ -128,7 +128,7 @@ TEST(LibrariesFinder, FixesTheNativeDirectory) {
 
 PROCESS_CASE(tellRuntimePaths) {
   for (const int runtime : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 255, -1}) {
-    report(LibrariesFinder::getRuntimeLibraryPath(runtime));
+    Report(LibrariesFinder::getRuntimeLibraryPath(runtime));
   }
 }
 
@@ -137,30 +137,30 @@ TEST(LibrariesFinder, PlacesEveryRuntimesLibraryNextToItself) {
   Texts expected;
   for (const char* name : {"Clr", "Go", "Jvm", "Netcore", "Perl", "Python", "Ruby", "Nodejs", "Cpp",
                            "Php", "Python2"}) {
-    expected.push_back(directory(tree) + "libFerrolink" + name + "RuntimeNative.so");
+    expected.push_back(Directory(tree) + "libFerrolink" + name + "RuntimeNative.so");
   }
-  expected.insert(expected.end(), 3, directory(tree) + "Unknown");
-  EXPECT_EQ(runCase("tellRuntimePaths", tree).report, expected);
+  expected.insert(expected.end(), 3, Directory(tree) + "Unknown");
+  EXPECT_EQ(RunCase("tellRuntimePaths", tree).report, expected);
 }
 
 namespace {
 
 /// First argument: the loader's error text, "-" for none.
-void loseOwnFile() {
-  LoaderProbe::failAddressLookups(true);
-  LoaderProbe::setErrorText(argument(0) == "-" ? nullptr : argument(0).c_str());
+void LoseOwnFile() {
+  LoaderProbe::FailAddressLookups(true);
+  LoaderProbe::SetErrorText(Argument(0) == "-" ? nullptr : Argument(0).c_str());
 }
 
 }  // namespace
 
 PROCESS_CASE(askLostDirectory) {
-  loseOwnFile();
-  report(thrownBy([] { LibrariesFinder::getThisLibraryPath(); }));
-  report(thrownBy([] { LibrariesFinder::getPathToDir(); }));
-  report(thrownBy([] { LibrariesFinder::getPathToDir(); }));
-  report(thrownBy([] { LibrariesFinder::getBinariesRootPath(); }));
-  report(thrownBy([] { LibrariesFinder::getRuntimeLibraryPath(2); }));
-  report(thrownBy([] { LibrariesFinder::loadUtilsLibrary(false); }));
+  LoseOwnFile();
+  Report(ThrownBy([] { LibrariesFinder::getThisLibraryPath(); }));
+  Report(ThrownBy([] { LibrariesFinder::getPathToDir(); }));
+  Report(ThrownBy([] { LibrariesFinder::getPathToDir(); }));
+  Report(ThrownBy([] { LibrariesFinder::getBinariesRootPath(); }));
+  Report(ThrownBy([] { LibrariesFinder::getRuntimeLibraryPath(2); }));
+  Report(ThrownBy([] { LibrariesFinder::loadUtilsLibrary(false); }));
 }
 
 TEST(LibrariesFinder, RaisesWhereTheLoaderDoesNotKnowItsFile) {
@@ -168,8 +168,8 @@ TEST(LibrariesFinder, RaisesWhereTheLoaderDoesNotKnowItsFile) {
   const std::map<std::string, std::string> reasons = {{"no such object", "no such object"},
                                                       {"-", "unknown loader error"}};
   for (const auto& [text, reason] : reasons) {
-    const CaseResult result = runCase("askLostDirectory", tree, withArguments({text}));
-    EXPECT_EQ(result.report, Texts(6, unknownDirectory(reason)));
+    const CaseResult result = RunCase("askLostDirectory", tree, WithArguments({text}));
+    EXPECT_EQ(result.report, Texts(6, UnknownDirectory(reason)));
     EXPECT_EQ(result.exitCode, 0);
     EXPECT_EQ(result.err, "");
   }
@@ -177,12 +177,12 @@ TEST(LibrariesFinder, RaisesWhereTheLoaderDoesNotKnowItsFile) {
 
 TEST(LibrariesFinder, EchoesEachLossOfItsFileOnce) {
   const InstallationTree tree;
-  CaseOptions options = withArguments({"gone"});
+  CaseOptions options = WithArguments({"gone"});
   options.environment.erase("FERROLINK_LOGGING_LEVEL");
-  const CaseResult result = runCase("askLostDirectory", tree, options);
-  EXPECT_EQ(result.report, Texts(6, unknownDirectory("gone")));
+  const CaseResult result = RunCase("askLostDirectory", tree, options);
+  EXPECT_EQ(result.report, Texts(6, UnknownDirectory("gone")));
   const std::string echo =
-      "Exception code 002. \nError: gone" + std::string(FerrolinkTest::kSupportHint) + "\n";
+      "Exception code 002. \nError: gone" + std::string(Ferrolink::Tests::kSupportHint) + "\n";
   int echoes = 0;
   for (auto at = result.err.find(echo); at != std::string::npos;
        at = result.err.find(echo, at + 1)) {
@@ -192,26 +192,26 @@ TEST(LibrariesFinder, EchoesEachLossOfItsFileOnce) {
 }
 
 PROCESS_CASE(raiseWhileLost) {
-  loseOwnFile();
-  report(thrownBy([] { throw FerrolinkNativeException("another error", "Unknown"); }));
+  LoseOwnFile();
+  Report(ThrownBy([] { throw FerrolinkNativeException("another error", "Unknown"); }));
 }
 
 TEST(LibrariesFinder, LetsOtherErrorsBeRaisedWhileItsFileIsUnknown) {
   const InstallationTree tree;
-  CaseOptions options = withArguments({"-"});
+  CaseOptions options = WithArguments({"-"});
   options.environment.erase("FERROLINK_LOGGING_LEVEL");
-  const CaseResult result = runCase("raiseWhileLost", tree, options);
+  const CaseResult result = RunCase("raiseWhileLost", tree, options);
   EXPECT_EQ(result.report, Texts{"another error"});
-  EXPECT_NE(result.err.find("\tanother error" + std::string(FerrolinkTest::kSupportHint) + "\n"),
+  EXPECT_NE(result.err.find("\tanother error" + std::string(Ferrolink::Tests::kSupportHint) + "\n"),
             std::string::npos);
   EXPECT_EQ(result.err.find("Exception code 002"), std::string::npos) << result.err;
 }
 
 PROCESS_CASE(askLostDirectoryOnManyThreads) {
-  loseOwnFile();
+  LoseOwnFile();
   std::vector<std::thread> threads;
   for (int i = 0; i < 8; ++i) {
-    threads.emplace_back([] { report(thrownBy([] { LibrariesFinder::getPathToDir(); })); });
+    threads.emplace_back([] { Report(ThrownBy([] { LibrariesFinder::getPathToDir(); })); });
   }
   for (std::thread& thread : threads) {
     thread.join();
@@ -220,23 +220,23 @@ PROCESS_CASE(askLostDirectoryOnManyThreads) {
 
 TEST(LibrariesFinder, RaisesOnEveryThreadThatAsksForTheLostDirectory) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("askLostDirectoryOnManyThreads", tree, withArguments({"-"})).report,
-            Texts(8, unknownDirectory("unknown loader error")));
+  EXPECT_EQ(RunCase("askLostDirectoryOnManyThreads", tree, WithArguments({"-"})).report,
+            Texts(8, UnknownDirectory("unknown loader error")));
 }
 
 PROCESS_CASE(findDirectoryAgain) {
-  loseOwnFile();
-  report(thrownBy([] { LibrariesFinder::getPathToDir(); }));
-  LoaderProbe::failAddressLookups(false);
-  report(LibrariesFinder::getPathToDir());
-  LoaderProbe::failAddressLookups(true);
-  report(LibrariesFinder::getPathToDir());
+  LoseOwnFile();
+  Report(ThrownBy([] { LibrariesFinder::getPathToDir(); }));
+  LoaderProbe::FailAddressLookups(false);
+  Report(LibrariesFinder::getPathToDir());
+  LoaderProbe::FailAddressLookups(true);
+  Report(LibrariesFinder::getPathToDir());
 }
 
 TEST(LibrariesFinder, KeepsTheDirectoryOnlyOnceItIsKnown) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("findDirectoryAgain", tree, withArguments({"gone"})).report,
-            (Texts{unknownDirectory("gone"), directory(tree), directory(tree)}));
+  EXPECT_EQ(RunCase("findDirectoryAgain", tree, WithArguments({"gone"})).report,
+            (Texts{UnknownDirectory("gone"), Directory(tree), Directory(tree)}));
 }
 
 PROCESS_CASE(askDirectoryOnManyThreads) {
@@ -249,8 +249,8 @@ PROCESS_CASE(askDirectoryOnManyThreads) {
     thread.join();
   }
   for (const std::string* each : found) {
-    report(each == found.front() ? "same" : "another");
-    report(*each);
+    Report(each == found.front() ? "same" : "another");
+    Report(*each);
   }
 }
 
@@ -258,7 +258,7 @@ TEST(LibrariesFinder, KeepsOneDirectoryForAllThreads) {
   const InstallationTree tree;
   Texts expected;
   for (int i = 0; i < 8; ++i) {
-    expected.insert(expected.end(), {"same", directory(tree)});
+    expected.insert(expected.end(), {"same", Directory(tree)});
   }
-  EXPECT_EQ(runCase("askDirectoryOnManyThreads", tree).report, expected);
+  EXPECT_EQ(RunCase("askDirectoryOnManyThreads", tree).report, expected);
 }

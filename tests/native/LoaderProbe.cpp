@@ -16,7 +16,7 @@ int __wrap_dladdr(const void* address, Dl_info* info);
 char* __wrap_dlerror();
 }
 
-namespace FerrolinkTest::LoaderProbe {
+namespace Ferrolink::Tests::LoaderProbe {
 namespace {
 
 struct State {
@@ -30,65 +30,65 @@ struct State {
   std::string errorText;
 };
 
-State& state() {
+State& SharedState() {
   static State instance;
   return instance;
 }
 
 }  // namespace
 
-std::vector<std::string> openings() {
-  const std::lock_guard lock(state().mutex);
-  return state().openings;
+std::vector<std::string> Openings() {
+  const std::lock_guard lock(SharedState().mutex);
+  return SharedState().openings;
 }
 
-int lookups(const std::string& name) {
-  const std::lock_guard lock(state().mutex);
-  return state().lookups[name];
+int Lookups(const std::string& name) {
+  const std::lock_guard lock(SharedState().mutex);
+  return SharedState().lookups[name];
 }
 
-void failAddressLookups(bool failing) {
-  const std::lock_guard lock(state().mutex);
-  state().failing = failing;
+void FailAddressLookups(bool failing) {
+  const std::lock_guard lock(SharedState().mutex);
+  SharedState().failing = failing;
 }
 
-int addressLookups() {
-  const std::lock_guard lock(state().mutex);
-  return state().addressLookups;
+int AddressLookups() {
+  const std::lock_guard lock(SharedState().mutex);
+  return SharedState().addressLookups;
 }
 
-void setErrorText(const char* text) {
-  const std::lock_guard lock(state().mutex);
-  state().ownErrorText = true;
-  state().hasErrorText = text != nullptr;
-  state().errorText = text != nullptr ? text : "";
+void SetErrorText(const char* text) {
+  const std::lock_guard lock(SharedState().mutex);
+  SharedState().ownErrorText = true;
+  SharedState().hasErrorText = text != nullptr;
+  SharedState().errorText = text != nullptr ? text : "";
 }
 
-}  // namespace FerrolinkTest::LoaderProbe
+}  // namespace Ferrolink::Tests::LoaderProbe
 
-using FerrolinkTest::LoaderProbe::state;
+using Ferrolink::Tests::LoaderProbe::SharedState;
 
 void* __wrap_dlopen(const char* path, int flags) {
   {
-    const std::lock_guard lock(state().mutex);
-    state().openings.push_back(std::string(path) + " " + std::to_string(flags));
+    const std::lock_guard lock(SharedState().mutex);
+    SharedState().openings.push_back(std::string(path) + " " + std::to_string(flags));
   }
   return __real_dlopen(path, flags);
 }
 
 void* __wrap_dlsym(void* library, const char* name) {
   {
-    const std::lock_guard lock(state().mutex);
-    ++state().lookups[name];
+    const std::lock_guard lock(SharedState().mutex);
+    ++SharedState().lookups[name];
   }
   return __real_dlsym(library, name);
 }
 
 int __wrap_dladdr(const void* address, Dl_info* info) {
   {
-    const std::lock_guard lock(state().mutex);
-    ++state().addressLookups;
-    if (state().failing) {
+    const std::lock_guard lock(SharedState().mutex);
+    ++SharedState().addressLookups;
+    if (SharedState().failing) {
       return 0;
     }
   }
@@ -96,9 +96,9 @@ int __wrap_dladdr(const void* address, Dl_info* info) {
 }
 
 char* __wrap_dlerror() {
-  const std::lock_guard lock(state().mutex);
-  if (!state().ownErrorText) {
+  const std::lock_guard lock(SharedState().mutex);
+  if (!SharedState().ownErrorText) {
     return __real_dlerror();
   }
-  return state().hasErrorText ? state().errorText.data() : nullptr;
+  return SharedState().hasErrorText ? SharedState().errorText.data() : nullptr;
 }

@@ -17,7 +17,7 @@ namespace {
 class SomeLauncher : public NativeLauncher {
  public:
   using NativeLauncher::NativeLauncher;
-  using NativeLauncher::operationMode;
+  using NativeLauncher::OperationMode;
 
   int Initialize(std::uint8_t /*launchArgument*/) override { return 0; }
   int SendCommand(std::uint8_t* /*message*/, int /*length*/) override { return 0; }
@@ -53,6 +53,6 @@ TEST(NativeLauncher, KnowsNothingOfARuntime) {
 TEST(NativeLauncher, KeepsTheModeItWasMadeWith) {
   for (const auto mode : {RuntimeOperationMode::NotSet, RuntimeOperationMode::CallingRuntime,
                           RuntimeOperationMode::CalledRuntime}) {
-    EXPECT_EQ(SomeLauncher(mode).operationMode(), mode);
+    EXPECT_EQ(SomeLauncher(mode).OperationMode(), mode);
   }
 }

@@ -17,7 +17,7 @@
 #include "native/ThreadResponses.h"
 #include "tests/support/ProcessCase.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Native::ThreadResponses;
 
 namespace {
@@ -51,23 +51,23 @@ void* allocate(std::size_t size) {
 
 namespace {
 
-const std::vector<std::uint8_t>& large() {
+const std::vector<std::uint8_t>& Large() {
   static const auto& bytes = *new std::vector<std::uint8_t>(kMebibyte, 'x');
   return bytes;
 }
 
-bool read(ThreadResponses& responses) {
+bool Read(ThreadResponses& responses) {
   std::uint8_t byte = 0;
-  return responses.read(&byte, 1) && byte == 'x';
+  return responses.Read(&byte, 1) && byte == 'x';
 }
 
-void exchange(ThreadResponses& responses) {
-  responses.store(large().data(), large().size());
-  EXPECT_TRUE(read(responses));
+void Exchange(ThreadResponses& responses) {
+  responses.Store(Large().data(), Large().size());
+  EXPECT_TRUE(Read(responses));
 }
 
 // On as many threads at once, whose ids differ therefore; returns after the last has ended.
-void onThreadsAtOnce(int count, const std::function<void()>& action) {
+void OnThreadsAtOnce(int count, const std::function<void()>& action) {
   std::barrier<> together(count);
   std::vector<std::thread> threads;
   for (int thread = 0; thread < count; ++thread) {
@@ -81,35 +81,35 @@ void onThreadsAtOnce(int count, const std::function<void()>& action) {
   }
 }
 
-void onNewThread(const std::function<void()>& action) {
+void OnNewThread(const std::function<void()>& action) {
   std::thread(action).join();
 }
 
 // How often ten large responses of this thread allocate their block anew, after a first one.
-long allocationsOfTen(ThreadResponses& responses) {
-  exchange(responses);
+long AllocationsOfTen(ThreadResponses& responses) {
+  Exchange(responses);
   const long before = largeAllocations;
   for (int call = 0; call < 10; ++call) {
-    exchange(responses);
+    Exchange(responses);
   }
   return largeAllocations - before;
 }
 
 TEST(ThreadResponsesBlocks, OfEndedThreadsLeaveTheirShareToLivingOnes) {
   ThreadResponses responses;
-  onThreadsAtOnce(64, [&] { exchange(responses); });
-  EXPECT_EQ(allocationsOfTen(responses), 0);
-  onNewThread([&] { EXPECT_EQ(allocationsOfTen(responses), 0); });
+  OnThreadsAtOnce(64, [&] { Exchange(responses); });
+  EXPECT_EQ(AllocationsOfTen(responses), 0);
+  OnNewThread([&] { EXPECT_EQ(AllocationsOfTen(responses), 0); });
 }
 
 TEST(ThreadResponsesBlocks, OfThreadsThatLiveAreKeptByAsManyAsShareSixteenMebibytes) {
   ThreadResponses responses;
   std::atomic<int> keep{0};
   std::barrier<> all(20);
-  onThreadsAtOnce(20, [&] {
-    exchange(responses);
+  OnThreadsAtOnce(20, [&] {
+    Exchange(responses);
     all.arrive_and_wait();
-    keep += responses.room().capacity() != 0 ? 1 : 0;
+    keep += responses.Room().capacity() != 0 ? 1 : 0;
     all.arrive_and_wait();
   });
   EXPECT_EQ(keep, 16);
@@ -118,28 +118,28 @@ TEST(ThreadResponsesBlocks, OfThreadsThatLiveAreKeptByAsManyAsShareSixteenMebiby
 TEST(ThreadResponsesBlocks, OfEndedThreadsGiveTheirShareBackWithAResponseUnread) {
   ThreadResponses responses;
   std::atomic<long> stored{0};
-  onThreadsAtOnce(20, [&] {
-    exchange(responses);
-    responses.store(large().data(), large().size());
+  OnThreadsAtOnce(20, [&] {
+    Exchange(responses);
+    responses.Store(Large().data(), Large().size());
     ++stored;
   });
   EXPECT_EQ(stored, 20);
-  EXPECT_EQ(allocationsOfTen(responses), 0);
+  EXPECT_EQ(AllocationsOfTen(responses), 0);
 }
 
 TEST(ThreadResponsesBlocks, OfALargeResponseLeftUnreadAreReadByALaterThreadWithTheSameId) {
   ThreadResponses responses;
   std::thread::id left;
-  onNewThread([&] {
+  OnNewThread([&] {
     left = std::this_thread::get_id();
-    exchange(responses);
-    responses.store(large().data(), large().size());
+    Exchange(responses);
+    responses.Store(Large().data(), Large().size());
   });
   bool met = false;
   while (!met) {
-    onNewThread([&] {
+    OnNewThread([&] {
       met = std::this_thread::get_id() == left;
-      EXPECT_EQ(read(responses), met);
+      EXPECT_EQ(Read(responses), met);
     });
   }
 }
@@ -147,24 +147,24 @@ TEST(ThreadResponsesBlocks, OfALargeResponseLeftUnreadAreReadByALaterThreadWithT
 TEST(ThreadResponsesBlocks, OfAllOwnersAreGivenBackByAThreadThatUsedThemInTurn) {
   ThreadResponses first;
   ThreadResponses second;
-  onThreadsAtOnce(10, [&] {
-    exchange(first);
-    exchange(second);
-    exchange(first);
+  OnThreadsAtOnce(10, [&] {
+    Exchange(first);
+    Exchange(second);
+    Exchange(first);
   });
-  EXPECT_EQ(allocationsOfTen(second), 0);
-  EXPECT_EQ(allocationsOfTen(first), 0);
+  EXPECT_EQ(AllocationsOfTen(second), 0);
+  EXPECT_EQ(AllocationsOfTen(first), 0);
 }
 
 TEST(ThreadResponsesBlocks, OfAnOwnerThatIsGoneAreNoConcernOfAThreadThatEndsLater) {
   auto gone = std::make_unique<ThreadResponses>();
   ThreadResponses stays;
-  onThreadsAtOnce(1, [&] {
-    exchange(stays);
-    exchange(*gone);
+  OnThreadsAtOnce(1, [&] {
+    Exchange(stays);
+    Exchange(*gone);
     gone.reset();
   });
-  EXPECT_EQ(allocationsOfTen(stays), 0);
+  EXPECT_EQ(AllocationsOfTen(stays), 0);
 }
 
 ThreadResponses* usedAtTheEnd = nullptr;
@@ -173,33 +173,33 @@ TEST(ThreadResponsesBlocks, OfAThreadThatAnswersWhileItEndsAreGivenBackToo) {
   ThreadResponses responses;
   usedAtTheEnd = &responses;
   pthread_key_t key{};
-  ASSERT_EQ(pthread_key_create(&key, [](void*) { exchange(*usedAtTheEnd); }), 0);
-  onThreadsAtOnce(32, [&] {
-    exchange(responses);
+  ASSERT_EQ(pthread_key_create(&key, [](void*) { Exchange(*usedAtTheEnd); }), 0);
+  OnThreadsAtOnce(32, [&] {
+    Exchange(responses);
     pthread_setspecific(key, &responses);
   });
   pthread_key_delete(key);
-  EXPECT_EQ(allocationsOfTen(responses), 0);
+  EXPECT_EQ(AllocationsOfTen(responses), 0);
 }
 
 TEST(ThreadResponsesBlocks, OfManyOwnersAndThreadsComeAndGoAtTheSameTime) {
   ThreadResponses shared;
-  onThreadsAtOnce(4, [&] {
+  OnThreadsAtOnce(4, [&] {
     for (int round = 0; round < 50; ++round) {
       ThreadResponses own;
-      onNewThread([&] {
-        exchange(own);
-        exchange(shared);
+      OnNewThread([&] {
+        Exchange(own);
+        Exchange(shared);
       });
-      exchange(own);
+      Exchange(own);
     }
   });
-  EXPECT_EQ(allocationsOfTen(shared), 0);
+  EXPECT_EQ(AllocationsOfTen(shared), 0);
 }
 
 // The sanitizers keep freed memory for a while.
 #if !defined(FERROLINK_SANITIZED)
-long residentKilobytes() {
+long ResidentKilobytes() {
   std::FILE* file = std::fopen("/proc/self/statm", "re");
   long total = 0;
   long resident = 0;
@@ -211,20 +211,20 @@ long residentKilobytes() {
 PROCESS_CASE(manyThreads) {
   mallopt(M_MMAP_THRESHOLD, 128 * 1024);  // large blocks go back to the kernel at once
   ThreadResponses responses;
-  onThreadsAtOnce(50, [&] {
-    responses.store(large().data(), 1);
-    read(responses);
+  OnThreadsAtOnce(50, [&] {
+    responses.Store(Large().data(), 1);
+    Read(responses);
   });
-  const long before = residentKilobytes();
+  const long before = ResidentKilobytes();
   for (int batch = 0; batch < 200; ++batch) {
-    onThreadsAtOnce(50, [&] { exchange(responses); });
+    OnThreadsAtOnce(50, [&] { Exchange(responses); });
   }
-  report(residentKilobytes() - before);
+  Report(ResidentKilobytes() - before);
 }
 
 TEST(ThreadResponsesBlocks, OfTenThousandEndedThreadsAreGone) {
   const InstallationTree tree;
-  const CaseResult result = runCase("manyThreads", tree);
+  const CaseResult result = RunCase("manyThreads", tree);
   ASSERT_EQ(result.report.size(), 1U) << result.err;
   EXPECT_LT(std::stol(result.report.front()), 4096) << "KiB more than before";
 }

@@ -11,85 +11,85 @@ using Ferrolink::Native::ThreadResponses;
 
 namespace {
 
-void store(ThreadResponses& responses, const std::string& text) {
-  responses.store(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+void Store(ThreadResponses& responses, const std::string& text) {
+  responses.Store(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
 }
 
 // As much of the response as `room` bytes hold, before bytes that stay as they were.
-std::optional<std::string> read(ThreadResponses& responses, std::size_t room) {
+std::optional<std::string> Read(ThreadResponses& responses, std::size_t room) {
   std::string buffer(room, '-');
   const bool found =
-      responses.read(reinterpret_cast<std::uint8_t*>(buffer.data()), static_cast<int>(room));
+      responses.Read(reinterpret_cast<std::uint8_t*>(buffer.data()), static_cast<int>(room));
   return found ? std::optional(buffer) : std::nullopt;
 }
 
 TEST(ThreadResponses, AreReadOnce) {
   ThreadResponses responses;
-  EXPECT_EQ(read(responses, 3), std::nullopt);
-  store(responses, "abc");
-  EXPECT_EQ(read(responses, 3), "abc");
-  EXPECT_EQ(read(responses, 3), std::nullopt);
+  EXPECT_EQ(Read(responses, 3), std::nullopt);
+  Store(responses, "abc");
+  EXPECT_EQ(Read(responses, 3), "abc");
+  EXPECT_EQ(Read(responses, 3), std::nullopt);
 }
 
 TEST(ThreadResponses, AreReplacedByLaterOnesOfTheirThread) {
   ThreadResponses responses;
-  store(responses, "the first one");
-  store(responses, "second");
-  EXPECT_EQ(read(responses, 8), "second--");
-  store(responses, "third");
-  responses.store(ThreadResponses::Response{'4', 't', 'h'});
-  EXPECT_EQ(read(responses, 4), "4th-");
+  Store(responses, "the first one");
+  Store(responses, "second");
+  EXPECT_EQ(Read(responses, 8), "second--");
+  Store(responses, "third");
+  responses.Store(ThreadResponses::Response{'4', 't', 'h'});
+  EXPECT_EQ(Read(responses, 4), "4th-");
 }
 
 TEST(ThreadResponses, AreCutToTheBufferAndForgottenWhole) {
   ThreadResponses responses;
-  store(responses, "a tail");
-  EXPECT_EQ(read(responses, 2), "a ");
-  EXPECT_EQ(read(responses, 6), std::nullopt);
-  store(responses, "a tail");
-  EXPECT_EQ(read(responses, 0), "");
-  EXPECT_EQ(read(responses, 6), std::nullopt);
+  Store(responses, "a tail");
+  EXPECT_EQ(Read(responses, 2), "a ");
+  EXPECT_EQ(Read(responses, 6), std::nullopt);
+  Store(responses, "a tail");
+  EXPECT_EQ(Read(responses, 0), "");
+  EXPECT_EQ(Read(responses, 6), std::nullopt);
 }
 
 TEST(ThreadResponses, AreCopiedWholeForANegativeLength) {
   ThreadResponses responses;
-  store(responses, "all of it");
+  Store(responses, "all of it");
   std::string buffer(9, '-');
-  EXPECT_TRUE(responses.read(reinterpret_cast<std::uint8_t*>(buffer.data()), -1));
+  EXPECT_TRUE(responses.Read(reinterpret_cast<std::uint8_t*>(buffer.data()), -1));
   EXPECT_EQ(buffer, "all of it");
 }
 
 TEST(ThreadResponses, MayBeEmpty) {
   ThreadResponses responses;
-  responses.store(nullptr, 0);
-  EXPECT_EQ(read(responses, 2), "--");
-  EXPECT_EQ(read(responses, 2), std::nullopt);
+  responses.Store(nullptr, 0);
+  EXPECT_EQ(Read(responses, 2), "--");
+  EXPECT_EQ(Read(responses, 2), std::nullopt);
 }
 
 TEST(ThreadResponses, AreGoneWhenForgotten) {
   ThreadResponses responses;
-  store(responses, "abc");
-  responses.forget();
-  EXPECT_EQ(read(responses, 3), std::nullopt);
+  Store(responses, "abc");
+  responses.Forget();
+  EXPECT_EQ(Read(responses, 3), std::nullopt);
 }
 
 TEST(ThreadResponses, OfLargeSizesComeWholeAndLeaveSmallOnesAlone) {
   ThreadResponses responses;
   const std::string large(5'000'000, 'x');
-  store(responses, large);
-  EXPECT_EQ(read(responses, large.size()), large);
-  store(responses, "small");
-  EXPECT_EQ(read(responses, 5), "small");
+  Store(responses, large);
+  EXPECT_EQ(Read(responses, large.size()), large);
+  Store(responses, "small");
+  EXPECT_EQ(Read(responses, 5), "small");
 }
 
 TEST(ThreadResponses, LeaveTheirRoomToTheNextOneOnceTheyWereRead) {
   ThreadResponses responses;
-  EXPECT_EQ(responses.room().capacity(), 0U);
+  EXPECT_EQ(responses.Room().capacity(), 0U);
   for (const std::size_t size : {std::size_t{100}, std::size_t{1} << 20U}) {
-    store(responses, std::string(size, 'x'));
-    EXPECT_EQ(responses.room().capacity(), 0U);
-    read(responses, size);
-    const ThreadResponses::Response room = responses.room();
+    Store(responses, std::string(size, 'x'));
+    EXPECT_EQ(responses.Room().capacity(), 0U);
+    Read(responses, size);
+    const ThreadResponses::Response room = responses.Room();
     EXPECT_EQ(room.size(), 0U);
     EXPECT_GE(room.capacity(), size);
   }
@@ -97,26 +97,26 @@ TEST(ThreadResponses, LeaveTheirRoomToTheNextOneOnceTheyWereRead) {
 
 TEST(ThreadResponses, LeaveTheirBytesToThoseWhoOverwriteThem) {
   ThreadResponses responses;
-  EXPECT_EQ(responses.usedRoom().size(), 0U);
-  store(responses, "not read");
-  EXPECT_EQ(responses.usedRoom().size(), 0U);
-  EXPECT_EQ(read(responses, 8), "not read");
-  EXPECT_EQ(responses.usedRoom(),
+  EXPECT_EQ(responses.UsedRoom().size(), 0U);
+  Store(responses, "not read");
+  EXPECT_EQ(responses.UsedRoom().size(), 0U);
+  EXPECT_EQ(Read(responses, 8), "not read");
+  EXPECT_EQ(responses.UsedRoom(),
             (ThreadResponses::Response{'n', 'o', 't', ' ', 'r', 'e', 'a', 'd'}));
-  EXPECT_EQ(responses.usedRoom().size(), 0U);
+  EXPECT_EQ(responses.UsedRoom().size(), 0U);
 }
 
 TEST(ThreadResponses, LeaveNoMoreThanSixteenMebibytesToAllThreadsTogether) {
   ThreadResponses responses;
   const std::string large((std::size_t{16} << 20U) + 1, 'x');
-  store(responses, large);
-  read(responses, large.size());
-  EXPECT_EQ(responses.room().capacity(), 0U);
+  Store(responses, large);
+  Read(responses, large.size());
+  EXPECT_EQ(responses.Room().capacity(), 0U);
   const std::string half(std::size_t{8} << 20U, 'x');
   const auto keep = [&](ThreadResponses& owner) {
-    store(owner, half);
-    read(owner, half.size());
-    return owner.room().capacity();
+    Store(owner, half);
+    Read(owner, half.size());
+    return owner.Room().capacity();
   };
   ThreadResponses first;
   EXPECT_EQ(keep(first), half.size());
@@ -133,18 +133,18 @@ TEST(ThreadResponses, LeaveNoMoreThanSixteenMebibytesToAllThreadsTogether) {
 TEST(ThreadResponses, OfOneThreadAreKeptApartByOwner) {
   ThreadResponses first;
   ThreadResponses second;
-  store(first, "one");
-  store(second, "two");
-  EXPECT_EQ(read(first, 3), "one");
-  EXPECT_EQ(read(first, 3), std::nullopt);
-  EXPECT_EQ(read(second, 3), "two");
+  Store(first, "one");
+  Store(second, "two");
+  EXPECT_EQ(Read(first, 3), "one");
+  EXPECT_EQ(Read(first, 3), std::nullopt);
+  EXPECT_EQ(Read(second, 3), "two");
 }
 
 TEST(ThreadResponses, OfAnOwnerThatIsGoneAreNotSeenByTheNextOne) {
   for (int round = 0; round < 3; ++round) {
     ThreadResponses responses;
-    EXPECT_EQ(read(responses, 3), std::nullopt);
-    store(responses, "abc");
+    EXPECT_EQ(Read(responses, 3), std::nullopt);
+    Store(responses, "abc");
   }
 }
 
@@ -156,8 +156,8 @@ TEST(ThreadResponses, AreTheirThreadsOwn) {
     threads.emplace_back([&, number] {
       for (int call = 0; call < 5000; ++call) {
         const std::string text = std::to_string(number) + "/" + std::to_string(call);
-        store(responses, text);
-        right[number] += read(responses, text.size()) == text ? 1 : 0;
+        Store(responses, text);
+        right[number] += Read(responses, text.size()) == text ? 1 : 0;
       }
     });
   }
@@ -172,14 +172,14 @@ TEST(ThreadResponses, LeftUnreadAreReadByALaterThreadWithTheSameId) {
   std::thread::id left;
   std::thread([&] {
     left = std::this_thread::get_id();
-    store(responses, "left");
+    Store(responses, "left");
   }).join();
   std::optional<std::string> found;
   bool met = false;
   while (!met) {
     std::thread([&] {
       met = std::this_thread::get_id() == left;
-      const std::optional<std::string> mine = read(responses, 4);
+      const std::optional<std::string> mine = Read(responses, 4);
       found = met ? mine : found;
       EXPECT_TRUE(met || mine == std::nullopt);
     }).join();

@@ -12,47 +12,47 @@
 #include "tests/support/ProcessCase.h"
 
 using Ferrolink::Native::WriteSignalGuard;
-using FerrolinkTest::CaseResult;
-using FerrolinkTest::closePipeBehind;
-using FerrolinkTest::InstallationTree;
-using FerrolinkTest::report;
-using FerrolinkTest::runCase;
+using Ferrolink::Tests::CaseResult;
+using Ferrolink::Tests::ClosePipeBehind;
+using Ferrolink::Tests::InstallationTree;
+using Ferrolink::Tests::Report;
+using Ferrolink::Tests::RunCase;
 using Texts = std::vector<std::string>;
 
 namespace {
 
 int handled = 0;
 
-void count(int /*signal*/) {
+void Count(int /*signal*/) {
   ++handled;
 }
 
-int errorOfWriting() {
+int ErrorOfWriting() {
   return write(STDOUT_FILENO, "x", 1) < 0 ? errno : 0;
 }
 
-bool isPending(int signal) {
+bool IsPending(int signal) {
   sigset_t pending;
   sigpending(&pending);
   return sigismember(&pending, signal) == 1;
 }
 
-bool isBlocked(int signal) {
+bool IsBlocked(int signal) {
   sigset_t blocked;
   pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
   return sigismember(&blocked, signal) == 1;
 }
 
-sigset_t only(int signal) {
+sigset_t Only(int signal) {
   sigset_t set;
   sigemptyset(&set);
   sigaddset(&set, signal);
   return set;
 }
 
-Texts reportsOf(const std::string& name) {
+Texts ReportsOf(const std::string& name) {
   const InstallationTree tree;
-  const CaseResult result = runCase(name, tree);
+  const CaseResult result = RunCase(name, tree);
   EXPECT_EQ(result.signal, 0);
   return result.report;
 }
@@ -60,94 +60,94 @@ Texts reportsOf(const std::string& name) {
 }  // namespace
 
 PROCESS_CASE(writeUnderTheGuard) {
-  closePipeBehind(STDOUT_FILENO);
-  std::signal(SIGPIPE, count);
+  ClosePipeBehind(STDOUT_FILENO);
+  std::signal(SIGPIPE, Count);
   {
     WriteSignalGuard guard;
-    guard.failed(errorOfWriting());
-    report(handled);
+    guard.Failed(ErrorOfWriting());
+    Report(handled);
   }
-  report(handled);
-  report(isBlocked(SIGPIPE) || isPending(SIGPIPE) ? "left over" : "nothing left");
+  Report(handled);
+  Report(IsBlocked(SIGPIPE) || IsPending(SIGPIPE) ? "left over" : "nothing left");
 }
 
 TEST(WriteSignalGuard, TakesTheSignalOfAFailedWriteAway) {
-  EXPECT_EQ(reportsOf("writeUnderTheGuard"), (Texts{"0", "0", "nothing left"}));
+  EXPECT_EQ(ReportsOf("writeUnderTheGuard"), (Texts{"0", "0", "nothing left"}));
 }
 
 PROCESS_CASE(sendUnderTheGuard) {
-  closePipeBehind(STDOUT_FILENO);
-  std::signal(SIGPIPE, count);
+  ClosePipeBehind(STDOUT_FILENO);
+  std::signal(SIGPIPE, Count);
   {
     const WriteSignalGuard guard;
     kill(getpid(), SIGPIPE);
-    report(handled);
+    Report(handled);
   }
-  report(handled);
+  Report(handled);
   {
     WriteSignalGuard guard;
     kill(getpid(), SIGPIPE);
-    guard.failed(errorOfWriting());
+    guard.Failed(ErrorOfWriting());
   }
-  report(handled);
+  Report(handled);
 }
 
 TEST(WriteSignalGuard, LeavesTheHostWhatOthersSentMeanwhile) {
-  EXPECT_EQ(reportsOf("sendUnderTheGuard"), (Texts{"0", "1", "2"}));
+  EXPECT_EQ(ReportsOf("sendUnderTheGuard"), (Texts{"0", "1", "2"}));
 }
 
 PROCESS_CASE(guardWithASignalPending) {
-  closePipeBehind(STDOUT_FILENO);
-  std::signal(SIGPIPE, count);
-  const sigset_t own = only(SIGPIPE);
+  ClosePipeBehind(STDOUT_FILENO);
+  std::signal(SIGPIPE, Count);
+  const sigset_t own = Only(SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &own, nullptr);
   std::raise(SIGPIPE);
   {
     WriteSignalGuard guard;
-    guard.failed(errorOfWriting());
+    guard.Failed(ErrorOfWriting());
   }
-  report(isBlocked(SIGPIPE) && isPending(SIGPIPE) ? "still blocked and pending" : "changed");
+  Report(IsBlocked(SIGPIPE) && IsPending(SIGPIPE) ? "still blocked and pending" : "changed");
   pthread_sigmask(SIG_UNBLOCK, &own, nullptr);
-  report(handled);
+  Report(handled);
 }
 
 TEST(WriteSignalGuard, LeavesASignalThatWasPendingBefore) {
-  EXPECT_EQ(reportsOf("guardWithASignalPending"), (Texts{"still blocked and pending", "1"}));
+  EXPECT_EQ(ReportsOf("guardWithASignalPending"), (Texts{"still blocked and pending", "1"}));
 }
 
 PROCESS_CASE(guardInsideAGuard) {
-  closePipeBehind(STDOUT_FILENO);
-  std::signal(SIGPIPE, count);
+  ClosePipeBehind(STDOUT_FILENO);
+  std::signal(SIGPIPE, Count);
   {
     const WriteSignalGuard outer;
     {
       WriteSignalGuard inner;
-      inner.failed(errorOfWriting());
+      inner.Failed(ErrorOfWriting());
     }
-    report(isBlocked(SIGPIPE) && !isPending(SIGPIPE) ? "blocked, none pending" : "changed");
+    Report(IsBlocked(SIGPIPE) && !IsPending(SIGPIPE) ? "blocked, none pending" : "changed");
   }
-  report(isBlocked(SIGPIPE) ? "blocked" : "as before");
-  report(handled);
+  Report(IsBlocked(SIGPIPE) ? "blocked" : "as before");
+  Report(handled);
 }
 
 TEST(WriteSignalGuard, GivesTheThreadTheMaskBackThatItHad) {
-  EXPECT_EQ(reportsOf("guardInsideAGuard"), (Texts{"blocked, none pending", "as before", "0"}));
+  EXPECT_EQ(ReportsOf("guardInsideAGuard"), (Texts{"blocked, none pending", "as before", "0"}));
 }
 
 PROCESS_CASE(failOtherwise) {
-  std::signal(SIGPIPE, count);
-  std::signal(SIGXFSZ, count);
+  std::signal(SIGPIPE, Count);
+  std::signal(SIGXFSZ, Count);
   {
     WriteSignalGuard guard;
     kill(getpid(), SIGPIPE);
     kill(getpid(), SIGXFSZ);
     for (const int error : {ENOSPC, EAGAIN, EBADF, 0}) {
-      guard.failed(error);
+      guard.Failed(error);
     }
   }
-  report(handled);
+  Report(handled);
 }
 
 TEST(WriteSignalGuard, TakesNothingAwayForErrorsThatComeWithoutASignal) {
-  EXPECT_EQ(reportsOf("failOtherwise"), Texts{"2"});
+  EXPECT_EQ(ReportsOf("failOtherwise"), Texts{"2"});
 }

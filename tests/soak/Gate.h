@@ -4,7 +4,7 @@
 #include <condition_variable>
 #include <mutex>
 
-namespace FerrolinkSoak {
+namespace Ferrolink::Soak {
 
 /// Lets workers do one piece of work after the other, and holds them back while the process is
 /// looked at: figures of a process in which nothing is under way compare with one another.
@@ -12,13 +12,13 @@ namespace FerrolinkSoak {
 class Gate {
  public:
   /// Waits while the gate is closed. False once the work is over; leave() is not called then.
-  bool enter() {
+  bool Enter() {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_changed.wait(lock, [this] { return !m_closed || m_over; });
     m_inside += m_over ? 0 : 1;
     return !m_over;
   }
-  void leave() {
+  void Leave() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     --m_inside;
     if (m_closed && m_inside == 0) {
@@ -27,12 +27,12 @@ class Gate {
   }
 
   /// Returns when nobody is inside any more.
-  void close() {
+  void Close() {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_closed = true;
     m_changed.wait(lock, [this] { return m_inside == 0; });
   }
-  void open() {
+  void Open() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_closed = false;
     m_changed.notify_all();
@@ -52,6 +52,6 @@ class Gate {
   bool m_over = false;
 };
 
-}  // namespace FerrolinkSoak
+}  // namespace Ferrolink::Soak
 
 #endif

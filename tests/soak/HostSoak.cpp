@@ -15,10 +15,10 @@
 
 #include "tests/soak/Work.h"
 
-namespace FerrolinkSoak {
+namespace Ferrolink::Soak {
 namespace {
 
-using Work = void (Program::*)(Payloads&);
+using Piece = void (Program::*)(Payloads&);
 using Clock = std::chrono::steady_clock;
 
 // What a soak is to notice, planted on request, to test it: any of memory, thread, descriptor and
@@ -27,21 +27,21 @@ class Plant {
  public:
   explicit Plant(std::string what) : m_what(std::move(what)) {}
 
-  void grow(Program& program) {
-    if (has("memory")) {
+  void Grow(Program& program) {
+    if (Has("memory")) {
       const auto due = std::chrono::duration<double>(Clock::now() - m_begin).count() * kLeakRate;
       for (; m_leaked < due; m_leaked += kLeakBlock) {
         m_kept.emplace_back(kLeakBlock, 'x');
       }
     }
-    if (has("thread")) {
+    if (Has("thread")) {
       std::thread([] { pause(); }).detach();
     }
-    if (has("descriptor")) {
+    if (Has("descriptor")) {
       static_cast<void>(open("/dev/null", O_RDONLY | O_CLOEXEC));
     }
-    if (has("answer")) {
-      program.tally().wrong("planted");
+    if (Has("answer")) {
+      program.GetTally().Wrong("planted");
     }
   }
 
@@ -49,7 +49,7 @@ class Plant {
   static constexpr double kLeakRate = 64 << 10;  // bytes per second
   static constexpr std::size_t kLeakBlock = 4096;
 
-  [[nodiscard]] bool has(std::string_view one) const {
+  [[nodiscard]] bool Has(std::string_view one) const {
     return m_what.find(one) != std::string::npos;
   }
 
@@ -59,67 +59,67 @@ class Plant {
   std::vector<std::string> m_kept;
 };
 
-void work(Program& program, Gate& gate, Work piece, unsigned seed) {
+void RunPiece(Program& program, Gate& gate, Piece piece, unsigned seed) {
   Payloads payloads(seed);
-  while (gate.enter()) {
+  while (gate.Enter()) {
     try {
       (program.*piece)(payloads);
     } catch (const std::exception& error) {
-      program.tally().wrong(error.what());
+      program.GetTally().Wrong(error.what());
     }
-    gate.leave();
+    gate.Leave();
   }
 }
 
-void workAttached(Program& program, Gate& gate, unsigned seed) {
+void WorkAttached(Program& program, Gate& gate, unsigned seed) {
   const Ferrolink::Host::ThreadAttachment attachment;
-  work(program, gate, &Program::callOnThisThread, seed);
+  RunPiece(program, gate, &Program::CallOnThisThread, seed);
 }
 
-std::vector<std::thread> startWorkers(Program& program, Gate& gate) {
+std::vector<std::thread> StartWorkers(Program& program, Gate& gate) {
   std::vector<std::thread> workers;
   unsigned seed = 0;
   for (int number = 0; number < 2; ++number) {
-    workers.emplace_back(workAttached, std::ref(program), std::ref(gate), ++seed);
+    workers.emplace_back(WorkAttached, std::ref(program), std::ref(gate), ++seed);
   }
-  for (const Work piece : {&Program::callOnThisThread, &Program::callOnShortLivedThreads,
-                           &Program::failOnPurpose, &Program::nest, &Program::replaceHandlers,
-                           &Program::loadAgain, &Program::callServers, &Program::reconnect}) {
-    workers.emplace_back(work, std::ref(program), std::ref(gate), piece, ++seed);
+  for (const Piece piece : {&Program::CallOnThisThread, &Program::CallOnShortLivedThreads,
+                            &Program::FailOnPurpose, &Program::Nest, &Program::ReplaceHandlers,
+                            &Program::LoadAgain, &Program::CallServers, &Program::Reconnect}) {
+    workers.emplace_back(RunPiece, std::ref(program), std::ref(gate), piece, ++seed);
   }
   return workers;
 }
 
-void rest(Program& program, Gate& gate, Plant& plant, int rests) {
+void Rest(Program& program, Gate& gate, Plant& plant, int rests) {
   constexpr int kRestsToALibraryError = 2;
-  gate.close();
-  plant.grow(program);
+  gate.Close();
+  plant.Grow(program);
   if (rests % kRestsToALibraryError == 0) {
-    program.failInTheLibrary();
+    program.FailInTheLibrary();
   }
-  program.settle();
+  program.Settle();
 }
 
-void obey(Program& program, Gate& gate, Plant& plant) {
+void Obey(Program& program, Gate& gate, Plant& plant) {
   int rests = 0;
   for (std::string order; std::getline(std::cin, order) && order != "end";) {
     if (order == "rest") {
-      rest(program, gate, plant, ++rests);
+      Rest(program, gate, plant, ++rests);
       std::puts("SOAK rests");
     } else if (order == "sample") {
-      std::printf("SOAK {%s,%s}\n", program.tally().json().c_str(), program.figures().c_str());
+      std::printf("SOAK {%s,%s}\n", program.GetTally().Json().c_str(), program.Figures().c_str());
     } else {
-      gate.open();
+      gate.Open();
     }
     std::fflush(stdout);
   }
 }
 
 }  // namespace
-}  // namespace FerrolinkSoak
+}  // namespace Ferrolink::Soak
 
 int main(int argc, char** argv) {
-  using namespace FerrolinkSoak;
+  using namespace Ferrolink::Soak;
   if (argc != 8) {
     std::fprintf(stderr,
                  "usage: soak-host ROOT ARCHIVE TCP-PORT TLS-PORT PLANT PLUG-IN PLUG-IN\n"
@@ -132,8 +132,8 @@ int main(int argc, char** argv) {
   Program program({argv[1], {argv[6], argv[7]}, argv[2], port(3), port(4)});
   Gate gate;
   Plant plant(argv[5]);
-  std::vector<std::thread> workers = startWorkers(program, gate);
-  obey(program, gate, plant);
+  std::vector<std::thread> workers = StartWorkers(program, gate);
+  Obey(program, gate, plant);
   gate.end();
   for (std::thread& worker : workers) {
     worker.join();

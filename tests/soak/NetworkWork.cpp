@@ -8,7 +8,7 @@
 #include "native/interfaces/ITransport.h"
 #include "tests/soak/Work.h"
 
-namespace FerrolinkSoak {
+namespace Ferrolink::Soak {
 
 namespace detail = Ferrolink::Host::detail;
 using detail::Runtime;
@@ -25,10 +25,10 @@ constexpr std::size_t kBurstsToALargeOne = 4;
 
 }  // namespace
 
-Bytes Program::overNetwork(Server server, std::string_view handler, Span payload) const {
+Bytes Program::OverNetwork(Server server, std::string_view handler, Span payload) const {
   const bool tls = server == Server::Tls;
   const std::uint16_t port = tls ? m_settings.tlsPort : m_settings.tcpPort;
-  Bytes command = detail::callCommand(tls ? Runtime::Jvm : Runtime::Cpp, handler, payload);
+  Bytes command = detail::CallCommand(tls ? Runtime::Jvm : Runtime::Cpp, handler, payload);
   command[detail::Header::kChannelType] = tls ? 2 : 1;
   command[detail::Header::kAddress] = 127;
   command[detail::Header::kAddress + 3] = 1;
@@ -37,73 +37,73 @@ Bytes Program::overNetwork(Server server, std::string_view handler, Span payload
   return command;
 }
 
-Bytes Program::ask(Server server, std::string_view handler, Span payload) {
-  Bytes command = overNetwork(server, handler, payload);
-  return detail::exchange(*m_transmitter, command, "the server");
+Bytes Program::Ask(Server server, std::string_view handler, Span payload) {
+  Bytes command = OverNetwork(server, handler, payload);
+  return detail::Exchange(*m_transmitter, command, "the server");
 }
 
-void Program::callServers(Payloads& payloads) {
-  callBothServers(payloads.next());
+void Program::CallServers(Payloads& payloads) {
+  CallBothServers(payloads.Next());
 }
 
-void Program::callBothServers(Span payload) {
-  expectBytes("TLS", ask(Server::Tls, "echo", payload), payload);
+void Program::CallBothServers(Span payload) {
+  ExpectBytes("TLS", Ask(Server::Tls, "echo", payload), payload);
   Bytes mirrored = ToBytes("cpp ");
   mirrored.insert(mirrored.end(), payload.begin(), payload.end());
-  expectBytes("TCP", ask(Server::Tcp, "mirror", payload), mirrored);
-  expectError("C++ exception", "std::runtime_error: cpp refuses ",
-              [&] { ask(Server::Tcp, "refuse", ToBytes("x")); });
+  ExpectBytes("TCP", Ask(Server::Tcp, "mirror", payload), mirrored);
+  ExpectError("C++ exception", "std::runtime_error: cpp refuses ",
+              [&] { Ask(Server::Tcp, "refuse", ToBytes("x")); });
 }
 
 // All clients at once, so that the pools of connections and the blocks that their threads keep
 // reach their size early; then channels of its own, whose connections end with them, now and then
 // by the server, which refuses a command.
-void Program::reconnect(Payloads& payloads) {
-  const bool large = payloads.below(kBurstsToALargeOne) == 0;
+void Program::Reconnect(Payloads& payloads) {
+  const bool large = payloads.Below(kBurstsToALargeOne) == 0;
   std::vector<std::thread> clients;
   for (int number = 0; number < kClients; ++number) {
-    clients.emplace_back([&, payload = large ? payloads.largest() : payloads.next()] {
+    clients.emplace_back([&, payload = large ? payloads.Largest() : payloads.Next()] {
       try {
-        callBothServers(payload);
+        CallBothServers(payload);
       } catch (const std::exception& error) {
-        m_tally.wrong(std::string("network: ") + error.what());
+        m_tally.Wrong(std::string("network: ") + error.what());
       }
     });
   }
   for (std::thread& client : clients) {
     client.join();
   }
-  askFreshChannel(Server::Tcp, payloads);
-  askFreshChannel(Server::Tls, payloads);
+  AskFreshChannel(Server::Tcp, payloads);
+  AskFreshChannel(Server::Tls, payloads);
 }
 
-void Program::askFreshChannel(Server server, Payloads& payloads) {
+void Program::AskFreshChannel(Server server, Payloads& payloads) {
   const bool tls = server == Server::Tls;
   const auto file = m_host.LibraryPath().parent_path() /
                     (tls ? "libFerrolinkTcpTlsClient.so" : "libFerrolinkTcpClient.so");
-  auto* create = detail::functionOf<ITransport*(const char*, std::uint16_t)>(
-      detail::openLibrary(file), file, "CreateTransportChannel");
+  auto* create = detail::FunctionOf<ITransport*(const char*, std::uint16_t)>(
+      detail::OpenLibrary(file), file, "CreateTransportChannel");
   const std::unique_ptr<ITransport> channel(
       create("127.0.0.1", tls ? m_settings.tlsPort : m_settings.tcpPort));
   const auto exchange = [&](std::string_view handler, Span payload) {
-    Bytes command = overNetwork(server, handler, payload);
-    return detail::exchange(*channel, command, "the server");
+    Bytes command = OverNetwork(server, handler, payload);
+    return detail::Exchange(*channel, command, "the server");
   };
-  const Span payload = payloads.next();
-  if (payloads.below(16) == 0) {
-    expectError("command too long", "Network Client: Exception code 008.",
+  const Span payload = payloads.Next();
+  if (payloads.Below(16) == 0) {
+    ExpectError("command too long", "Network Client: Exception code 008.",
                 [&] { exchange("echo", Bytes(kBeyondTheServersLimit)); });
   }
   if (tls) {
-    expectBytes("fresh connection", exchange("echo", payload), payload);
+    ExpectBytes("fresh connection", exchange("echo", payload), payload);
     return;
   }
-  Bytes larger = inverted(payload);
+  Bytes larger = Inverted(payload);
   larger.insert(larger.end(), payload.begin(), payload.end());
-  expectBytes("fresh connection", exchange("larger", payload), larger);
+  ExpectBytes("fresh connection", exchange("larger", payload), larger);
 }
 
-void Program::settle() {
+void Program::Settle() {
   std::latch together(kSettlers);
   std::vector<std::thread> threads;
   std::mutex network;
@@ -112,11 +112,11 @@ void Program::settle() {
     threads.emplace_back([&] {
       together.arrive_and_wait();
       try {
-        expectBytes("Java", m_host.Call("echo", small), small);
+        ExpectBytes("Java", m_host.Call("echo", small), small);
         const std::lock_guard<std::mutex> oneConnection(network);
-        callBothServers(small);
+        CallBothServers(small);
       } catch (const std::exception& error) {
-        m_tally.wrong(std::string("settling: ") + error.what());
+        m_tally.Wrong(std::string("settling: ") + error.what());
       }
     });
   }
@@ -125,10 +125,10 @@ void Program::settle() {
   }
 }
 
-std::string Program::figures() {
+std::string Program::Figures() {
   return "\"host\":" + ToText(m_host.Call("figures", "")) +
-         ",\"server-cpp\":{\"heap\":" + ToText(ask(Server::Tcp, "heap", {})) +
-         "},\"server-jvm\":" + ToText(ask(Server::Tls, "figures", {}));
+         ",\"server-cpp\":{\"heap\":" + ToText(Ask(Server::Tcp, "heap", {})) +
+         "},\"server-jvm\":" + ToText(Ask(Server::Tls, "figures", {}));
 }
 
-}  // namespace FerrolinkSoak
+}  // namespace Ferrolink::Soak

@@ -8,12 +8,12 @@
 #include <span>
 #include <vector>
 
-namespace FerrolinkSoak {
+namespace Ferrolink::Soak {
 
 using Bytes = std::vector<std::uint8_t>;
 using Span = std::span<const std::uint8_t>;
 
-inline Bytes inverted(Span bytes) {
+inline Bytes Inverted(Span bytes) {
   Bytes result(bytes.begin(), bytes.end());
   for (std::uint8_t& byte : result) {
     byte = static_cast<std::uint8_t>(~byte);
@@ -31,31 +31,31 @@ class Payloads {
   }
 
   /// Valid until this object goes.
-  Span next() { return ofSize(nextSize()); }
-  Span ofSize(std::size_t size) { return Span(m_bytes).subspan(below(kOffsets), size); }
-  Span small() { return ofSize(below(256)); }
-  Span largest() { return ofSize(kLargest); }
+  Span Next() { return OfSize(NextSize()); }
+  Span OfSize(std::size_t size) { return Span(m_bytes).subspan(Below(kOffsets), size); }
+  Span Small() { return OfSize(Below(256)); }
+  Span Largest() { return OfSize(kLargest); }
 
-  std::size_t below(std::size_t limit) { return m_random() % limit; }
+  std::size_t Below(std::size_t limit) { return m_random() % limit; }
 
  private:
   static constexpr std::size_t kLargest = std::size_t{1} << 20U;
   static constexpr std::size_t kOffsets = 251;
 
-  std::size_t nextSize() {
+  std::size_t NextSize() {
     static constexpr std::array<std::size_t, 8> kEdges = {0,    1,     2048,  2049,
                                                           4096, 65535, 65536, kLargest};
-    const std::size_t kind = below(1000);
+    const std::size_t kind = Below(1000);
     if (kind < 40) {
       return kEdges.at(kind % kEdges.size());
     }
-    return below(kind < 700 ? 256 : kind < 940 ? 4096 : kind < 990 ? 65536 : kLargest + 1);
+    return Below(kind < 700 ? 256 : kind < 940 ? 4096 : kind < 990 ? 65536 : kLargest + 1);
   }
 
   std::mt19937 m_random;
   Bytes m_bytes;
 };
 
-}  // namespace FerrolinkSoak
+}  // namespace Ferrolink::Soak
 
 #endif

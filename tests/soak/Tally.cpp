@@ -2,13 +2,13 @@
 
 #include <algorithm>
 
-namespace FerrolinkSoak {
+namespace Ferrolink::Soak {
 namespace {
 
 constexpr std::size_t kTextsKept = 10;
 constexpr std::size_t kLongestText = 500;
 
-std::string quoted(std::string text) {
+std::string Quoted(std::string text) {
   text.resize(std::min(text.size(), kLongestText));
   std::replace_if(
       text.begin(), text.end(), [](char c) { return c < ' ' || c > '~' || c == '"' || c == '\\'; },
@@ -16,17 +16,17 @@ std::string quoted(std::string text) {
   return '"' + text + '"';
 }
 
-std::string object(const std::map<std::string, long, std::less<>>& counts) {
+std::string Object(const std::map<std::string, long, std::less<>>& counts) {
   std::string text;
   for (const auto& [kind, count] : counts) {
-    text += (text.empty() ? "" : ",") + quoted(kind) + ":" + std::to_string(count);
+    text += (text.empty() ? "" : ",") + Quoted(kind) + ":" + std::to_string(count);
   }
   return "{" + text + "}";
 }
 
 }  // namespace
 
-void Tally::add(Counts& counts, std::string_view kind, long count) {
+void Tally::Add(Counts& counts, std::string_view kind, long count) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   const auto found = counts.find(kind);
   if (found == counts.end()) {
@@ -36,7 +36,7 @@ void Tally::add(Counts& counts, std::string_view kind, long count) {
   }
 }
 
-void Tally::wrong(const std::string& what) {
+void Tally::Wrong(const std::string& what) {
   const std::lock_guard<std::mutex> lock(m_mutex);
   ++m_wrong;
   if (m_firstWrong.size() < kTextsKept) {
@@ -44,14 +44,14 @@ void Tally::wrong(const std::string& what) {
   }
 }
 
-std::string Tally::json() const {
+std::string Tally::Json() const {
   const std::lock_guard<std::mutex> lock(m_mutex);
   std::string texts;
   for (const std::string& text : m_firstWrong) {
-    texts += (texts.empty() ? "" : ",") + quoted(text);
+    texts += (texts.empty() ? "" : ",") + Quoted(text);
   }
-  return "\"commands\":" + object(m_commands) + ",\"errors\":" + object(m_errors) +
+  return "\"commands\":" + Object(m_commands) + ",\"errors\":" + Object(m_errors) +
          ",\"wrong\":" + std::to_string(m_wrong) + ",\"texts\":[" + texts + "]";
 }
 
-}  // namespace FerrolinkSoak
+}  // namespace Ferrolink::Soak

@@ -7,23 +7,23 @@
 #include <string_view>
 #include <vector>
 
-namespace FerrolinkSoak {
+namespace Ferrolink::Soak {
 
 /// What a soak has done: commands and expected errors by kind, and what went wrong. Any thread.
 class Tally {
  public:
-  void command(std::string_view kind, long count = 1) { add(m_commands, kind, count); }
-  void expectedError(std::string_view kind) { add(m_errors, kind, 1); }
+  void Command(std::string_view kind, long count = 1) { Add(m_commands, kind, count); }
+  void ExpectedError(std::string_view kind) { Add(m_errors, kind, 1); }
   /// A wrong answer, or an error that was not expected.
-  void wrong(const std::string& what);
+  void Wrong(const std::string& what);
 
   /// The members of a JSON object, without braces.
-  [[nodiscard]] std::string json() const;
+  [[nodiscard]] std::string Json() const;
 
  private:
   using Counts = std::map<std::string, long, std::less<>>;
 
-  void add(Counts& counts, std::string_view kind, long count);
+  void Add(Counts& counts, std::string_view kind, long count);
 
   // Guarded by m_mutex.
   mutable std::mutex m_mutex;
@@ -33,6 +33,6 @@ class Tally {
   std::vector<std::string> m_firstWrong;
 };
 
-}  // namespace FerrolinkSoak
+}  // namespace Ferrolink::Soak
 
 #endif

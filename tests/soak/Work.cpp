@@ -7,7 +7,7 @@
 
 #include "native/interfaces/RuntimeOperationMode.h"
 
-namespace FerrolinkSoak {
+namespace Ferrolink::Soak {
 
 namespace detail = Ferrolink::Host::detail;
 using detail::Runtime;
@@ -20,7 +20,7 @@ namespace {
 constexpr std::uint8_t kUnknownType = 77;
 constexpr int kBurst = 4;
 
-std::filesystem::path nativeDirectory(const Settings& settings) {
+std::filesystem::path NativeDirectory(const Settings& settings) {
   return std::filesystem::path(settings.root) / detail::kNativeDirectory;
 }
 
@@ -28,26 +28,26 @@ std::filesystem::path nativeDirectory(const Settings& settings) {
 
 Program::Program(Settings settings)
     : m_settings(std::move(settings)),
-      m_host({nativeDirectory(m_settings), ""}),
-      m_receiver(detail::openReceiver(m_host.LibraryPath())) {
+      m_host({NativeDirectory(m_settings), ""}),
+      m_receiver(detail::OpenReceiver(m_host.LibraryPath())) {
   m_host.LoadLibrary(m_settings.archive);
   m_host.Start();
-  const auto cpp = nativeDirectory(m_settings) / "libFerrolinkCppRuntimeNative.so";
-  m_transmitter = detail::functionOf<Transmitter*(RuntimeOperationMode)>(
-      detail::openLibrary(cpp), cpp, "CreateTransmitter")(RuntimeOperationMode::CallingRuntime);
+  const auto cpp = NativeDirectory(m_settings) / "libFerrolinkCppRuntimeNative.so";
+  m_transmitter = detail::FunctionOf<Transmitter*(RuntimeOperationMode)>(
+      detail::OpenLibrary(cpp), cpp, "CreateTransmitter")(RuntimeOperationMode::CallingRuntime);
   Payloads none(0);
-  loadAgain(none);
+  LoadAgain(none);
 }
 
-void Program::expectBytes(std::string_view kind, const Bytes& got, Span expected) {
-  m_tally.command(kind);
+void Program::ExpectBytes(std::string_view kind, const Bytes& got, Span expected) {
+  m_tally.Command(kind);
   if (!std::equal(got.begin(), got.end(), expected.begin(), expected.end())) {
-    m_tally.wrong(std::string(kind) + ": sent " + std::to_string(expected.size()) +
+    m_tally.Wrong(std::string(kind) + ": sent " + std::to_string(expected.size()) +
                   " bytes, got other " + std::to_string(got.size()));
   }
 }
 
-void Program::expectError(std::string_view kind, const std::string& start,
+void Program::ExpectError(std::string_view kind, const std::string& start,
                           const std::function<void()>& action) {
   std::string text = "no error";
   try {
@@ -55,47 +55,47 @@ void Program::expectError(std::string_view kind, const std::string& start,
   } catch (const std::exception& error) {
     text = error.what();
   }
-  m_tally.command("failing");
+  m_tally.Command("failing");
   if (text.starts_with(start)) {
-    m_tally.expectedError(kind);
+    m_tally.ExpectedError(kind);
   } else {
-    m_tally.wrong(std::string(kind) + ": " + text);
+    m_tally.Wrong(std::string(kind) + ": " + text);
   }
 }
 
-void Program::callOnThisThread(Payloads& payloads) {
-  const Span payload = payloads.next();
-  expectBytes("Java", m_host.Call("echo", payload), payload);
-  const Span small = payloads.small();
-  expectBytes("Java", m_host.Call("invert", small), inverted(small));
+void Program::CallOnThisThread(Payloads& payloads) {
+  const Span payload = payloads.Next();
+  ExpectBytes("Java", m_host.Call("echo", payload), payload);
+  const Span small = payloads.Small();
+  ExpectBytes("Java", m_host.Call("invert", small), Inverted(small));
 }
 
-void Program::callUnread(Payloads& payloads) {
-  const Span payload = payloads.below(4) == 0 ? payloads.largest() : payloads.small();
-  Bytes command = detail::callCommand(Runtime::Jvm, "echo", payload);
+void Program::CallUnread(Payloads& payloads) {
+  const Span payload = payloads.Below(4) == 0 ? payloads.Largest() : payloads.Small();
+  Bytes command = detail::CallCommand(Runtime::Jvm, "echo", payload);
   const auto expected = static_cast<int>(payload.size() + detail::Header::kSize);
   if (m_receiver->SendCommand(command.data(), static_cast<int>(command.size())) != expected) {
-    m_tally.wrong("unread: another length");
+    m_tally.Wrong("unread: another length");
   }
-  m_tally.command("left unread");
+  m_tally.Command("left unread");
 }
 
-void Program::callOnShortLivedThreads(Payloads& payloads) {
+void Program::CallOnShortLivedThreads(Payloads& payloads) {
   std::vector<std::thread> threads;
   for (int number = 0; number < kBurst; ++number) {
-    const bool large = payloads.below(8) == 0;
-    const Span payload = large ? payloads.largest() : payloads.small();
-    const bool unread = payloads.below(4) == 0;
-    threads.emplace_back([&, payload, unread, seed = static_cast<unsigned>(payloads.below(1000))] {
+    const bool large = payloads.Below(8) == 0;
+    const Span payload = large ? payloads.Largest() : payloads.Small();
+    const bool unread = payloads.Below(4) == 0;
+    threads.emplace_back([&, payload, unread, seed = static_cast<unsigned>(payloads.Below(1000))] {
       try {
         if (unread) {
           Payloads own(seed);
-          callUnread(own);
+          CallUnread(own);
         } else {
-          expectBytes("short-lived thread", m_host.Call("echo", payload), payload);
+          ExpectBytes("short-lived thread", m_host.Call("echo", payload), payload);
         }
       } catch (const std::exception& error) {
-        m_tally.wrong(std::string("short-lived thread: ") + error.what());
+        m_tally.Wrong(std::string("short-lived thread: ") + error.what());
       }
     });
   }
@@ -104,60 +104,60 @@ void Program::callOnShortLivedThreads(Payloads& payloads) {
   }
 }
 
-void Program::failOnPurpose(Payloads& payloads) {
-  const std::string text = "on purpose " + std::to_string(payloads.below(1000));
-  expectError("Java exception", "java.lang.IllegalStateException: " + text,
+void Program::FailOnPurpose(Payloads& payloads) {
+  const std::string text = "on purpose " + std::to_string(payloads.Below(1000));
+  ExpectError("Java exception", "java.lang.IllegalStateException: " + text,
               [&] { m_host.Call("throw", text); });
-  expectError("unknown handler", "Unknown handler 'nobody'",
-              [&] { m_host.Call("nobody", payloads.next()); });
-  expectError("malformed command", "Unknown command type 77", [&] {
-    Bytes command = detail::header(Runtime::Jvm, kUnknownType, 0);
-    detail::exchange(*m_receiver, command, "Java");
+  ExpectError("unknown handler", "Unknown handler 'nobody'",
+              [&] { m_host.Call("nobody", payloads.Next()); });
+  ExpectError("malformed command", "Unknown command type 77", [&] {
+    Bytes command = detail::CommandOf(Runtime::Jvm, kUnknownType, 0);
+    detail::Exchange(*m_receiver, command, "Java");
   });
-  expectError("malformed command", "", [&] {
-    Bytes command = detail::callCommand(Runtime::Jvm, "echo", {});
+  ExpectError("malformed command", "", [&] {
+    Bytes command = detail::CallCommand(Runtime::Jvm, "echo", {});
     command[detail::Header::kSize] = 200;  // a name longer than the command
-    detail::exchange(*m_receiver, command, "Java");
+    detail::Exchange(*m_receiver, command, "Java");
     throw std::logic_error("accepted");
   });
 }
 
-void Program::failInTheLibrary() {
-  expectError("library exception", "JVM Launcher: Exception code 017", [&] {
+void Program::FailInTheLibrary() {
+  ExpectError("library exception", "JVM Launcher: Exception code 017", [&] {
     std::uint8_t nothing = 0;
     m_receiver->ReadResponse(&nothing, 1);
   });
-  expectError("library exception", "JVM Launcher: Exception code 004",
+  ExpectError("library exception", "JVM Launcher: Exception code 004",
               [&] { m_host.LoadLibrary("/no-such-archive.jar"); });
 }
 
-void Program::nest(Payloads& payloads) {
-  const auto depth = static_cast<std::uint8_t>(payloads.below(8));
+void Program::Nest(Payloads& payloads) {
+  const auto depth = static_cast<std::uint8_t>(payloads.Below(8));
   std::string expected;
   for (int level = depth; level >= 0; --level) {
     expected.insert(expected.begin(), (depth - level) % 2 == 0 ? 'J' : 'C');
   }
-  expectBytes("nested", m_host.Call("down", Span(&depth, 1)), ToBytes(expected));
+  ExpectBytes("nested", m_host.Call("down", Span(&depth, 1)), ToBytes(expected));
 }
 
-void Program::replaceHandlers(Payloads& payloads) {
+void Program::ReplaceHandlers(Payloads& payloads) {
   const auto cpp = [&](std::string_view handler, Span payload) {
-    Bytes command = detail::callCommand(Runtime::Cpp, handler, payload);
-    return detail::exchange(*m_transmitter, command, "C++");
+    Bytes command = detail::CallCommand(Runtime::Cpp, handler, payload);
+    return detail::Exchange(*m_transmitter, command, "C++");
   };
   const Bytes generation = cpp("replace", {});
-  expectBytes("replaced C++ function", cpp("changing", {}), generation);
-  expectBytes("threads of C++", cpp("threads", payloads.small()), ToBytes("3"));
+  ExpectBytes("replaced C++ function", cpp("changing", {}), generation);
+  ExpectBytes("threads of C++", cpp("threads", payloads.Small()), ToBytes("3"));
 }
 
-void Program::loadAgain(Payloads& /*payloads*/) {
+void Program::LoadAgain(Payloads& /*payloads*/) {
   for (const std::string& library : m_settings.libraries) {
-    Bytes command = detail::loadLibraryCommand(Runtime::Cpp, library);
-    detail::exchange(*m_transmitter, command, "C++");
-    m_tally.command("load-library");
+    Bytes command = detail::LoadLibraryCommand(Runtime::Cpp, library);
+    detail::Exchange(*m_transmitter, command, "C++");
+    m_tally.Command("load-library");
   }
   m_host.LoadLibrary(m_settings.archive);
-  expectBytes("load-archives", m_host.Call("load-archives", m_settings.archive), {});
+  ExpectBytes("load-archives", m_host.Call("load-archives", m_settings.archive), {});
 }
 
-}  // namespace FerrolinkSoak
+}  // namespace Ferrolink::Soak

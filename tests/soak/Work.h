@@ -15,7 +15,7 @@
 
 /// The work of the C++ program: one function for each kind, each called again and again on a thread
 /// of its own, and each leaving nothing under way when it returns.
-namespace FerrolinkSoak {
+namespace Ferrolink::Soak {
 
 struct Settings {
   std::string root;                    ///< of the installation
@@ -29,40 +29,40 @@ class Program {
  public:
   explicit Program(Settings settings);
 
-  void callOnThisThread(Payloads& payloads);
-  void callOnShortLivedThreads(Payloads& payloads);
-  void failOnPurpose(Payloads& payloads);
-  void nest(Payloads& payloads);
-  void replaceHandlers(Payloads& payloads);
-  void loadAgain(Payloads& payloads);
-  void callServers(Payloads& payloads);
-  void reconnect(Payloads& payloads);
+  void CallOnThisThread(Payloads& payloads);
+  void CallOnShortLivedThreads(Payloads& payloads);
+  void FailOnPurpose(Payloads& payloads);
+  void Nest(Payloads& payloads);
+  void ReplaceHandlers(Payloads& payloads);
+  void LoadAgain(Payloads& payloads);
+  void CallServers(Payloads& payloads);
+  void Reconnect(Payloads& payloads);
 
   /// Raises inside the library, which logs it and pauses 50 ms each time.
-  void failInTheLibrary();
+  void FailInTheLibrary();
 
   /// Small commands on each of many threads at once: blocks that the library keeps under the ids
   /// of ended threads have the same size afterwards, whatever those threads had read.
-  void settle();
+  void Settle();
 
   /// The figures of this process and of the servers, as the members of a JSON object.
-  std::string figures();
+  std::string Figures();
 
-  Tally& tally() { return m_tally; }
+  Tally& GetTally() { return m_tally; }
 
  private:
   using Receiver = Ferrolink::Native::Interfaces::IReceiver;
   using Transmitter = Ferrolink::Native::Interfaces::ITransmitter;
   enum class Server { Tcp, Tls };
 
-  void expectBytes(std::string_view kind, const Bytes& got, Span expected);
-  void expectError(std::string_view kind, const std::string& start,
+  void ExpectBytes(std::string_view kind, const Bytes& got, Span expected);
+  void ExpectError(std::string_view kind, const std::string& start,
                    const std::function<void()>& action);
-  void callBothServers(Span payload);
-  void callUnread(Payloads& payloads);
-  [[nodiscard]] Bytes overNetwork(Server server, std::string_view handler, Span payload) const;
-  Bytes ask(Server server, std::string_view handler, Span payload);
-  void askFreshChannel(Server server, Payloads& payloads);
+  void CallBothServers(Span payload);
+  void CallUnread(Payloads& payloads);
+  [[nodiscard]] Bytes OverNetwork(Server server, std::string_view handler, Span payload) const;
+  Bytes Ask(Server server, std::string_view handler, Span payload);
+  void AskFreshChannel(Server server, Payloads& payloads);
 
   const Settings m_settings;
   Ferrolink::Host::Host m_host;
@@ -71,6 +71,6 @@ class Program {
   Tally m_tally;
 };
 
-}  // namespace FerrolinkSoak
+}  // namespace Ferrolink::Soak
 
 #endif

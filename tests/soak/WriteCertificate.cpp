@@ -14,13 +14,13 @@ int main(int argc, char** argv) {
     return 2;
   }
   try {
-    FerrolinkTest::Certificate::Wish wish;
+    Ferrolink::Tests::Certificate::Wish wish;
     wish.lastSecond = kWeek;
-    const FerrolinkTest::Certificate certificate(wish);
+    const Ferrolink::Tests::Certificate certificate(wish);
     const fs::path directory = argv[1];
-    fs::copy_file(certificate.file(), directory / "certificate",
+    fs::copy_file(certificate.File(), directory / "certificate",
                   fs::copy_options::overwrite_existing);
-    fs::copy_file(certificate.keyFile(), directory / "key", fs::copy_options::overwrite_existing);
+    fs::copy_file(certificate.KeyFile(), directory / "key", fs::copy_options::overwrite_existing);
   } catch (const std::exception& error) {
     std::fprintf(stderr, "%s\n", error.what());
     return 1;

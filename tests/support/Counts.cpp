@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
-long countOr(const char* variable, long otherwise) {
+long CountOr(const char* variable, long otherwise) {
   const char* set = std::getenv(variable);
   if (set == nullptr) {
     return otherwise;
@@ -23,4 +23,4 @@ long countOr(const char* variable, long otherwise) {
   return count;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

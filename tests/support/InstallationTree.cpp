@@ -3,23 +3,23 @@
 #include <fstream>
 #include <sstream>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 InstallationTree::InstallationTree() {
-  std::filesystem::create_directories(nativeDirectory());
-  std::filesystem::create_directories(jvmDirectory());
-  std::filesystem::create_directories(workDirectory());
+  std::filesystem::create_directories(NativeDirectory());
+  std::filesystem::create_directories(JvmDirectory());
+  std::filesystem::create_directories(WorkDirectory());
 }
 
-void InstallationTree::addLibrary(const std::filesystem::path& library,
+void InstallationTree::AddLibrary(const std::filesystem::path& library,
                                   const std::string& name) const {
-  std::filesystem::copy_file(library, nativeDirectory() / name,
+  std::filesystem::copy_file(library, NativeDirectory() / name,
                              std::filesystem::copy_options::overwrite_existing);
 }
 
-std::string InstallationTree::errorLog() const {
+std::string InstallationTree::ErrorLog() const {
   std::ostringstream text;
-  for (const auto& entry : std::filesystem::directory_iterator(workDirectory())) {
+  for (const auto& entry : std::filesystem::directory_iterator(WorkDirectory())) {
     if (entry.path().filename().string().rfind("_FerrolinkNativeErrorLogger_", 0) == 0) {
       text << std::ifstream(entry.path()).rdbuf();
     }
@@ -27,4 +27,4 @@ std::string InstallationTree::errorLog() const {
   return text.str();
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -4,7 +4,7 @@
 #include <set>
 #include <sstream>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 namespace fs = std::filesystem;
 
@@ -13,14 +13,14 @@ namespace {
 // A JVM that checks JNI also checks its signal handlers, from its first moment on. JDK 17 does so
 // before it has noted them: in a process that is slow to start it prints, on standard output, that
 // handlers were modified. With this option it does not look.
-std::string withoutCheckOfSignals(const std::string& javaOptions) {
+std::string WithoutCheckOfSignals(const std::string& javaOptions) {
   const bool checked = javaOptions.find("-Xcheck:jni") != std::string::npos;
   return checked ? javaOptions + " -XX:+AllowUserSignalHandlers" : javaOptions;
 }
 
 }  // namespace
 
-std::vector<fs::path> installedJdks() {
+std::vector<fs::path> InstalledJdks() {
   std::set<fs::path> homes;
   if (const char* chosen = std::getenv("TEST_JAVA_HOMES")) {
     std::istringstream list(chosen);
@@ -42,16 +42,16 @@ std::vector<fs::path> installedJdks() {
   return {homes.begin(), homes.end()};
 }
 
-CaseOptions onJdk(const InstallationTree& tree, const fs::path& jdk,
+CaseOptions OnJdk(const InstallationTree& tree, const fs::path& jdk,
                   const std::string& javaOptions) {
   CaseOptions options;
   options.environment["JAVA_HOME"] = jdk.string();
   const char* further = std::getenv("TEST_JAVA_OPTIONS");
   options.environment["JAVA_TOOL_OPTIONS"] =
-      withoutCheckOfSignals(further == nullptr ? javaOptions : javaOptions + " " + further);
+      WithoutCheckOfSignals(further == nullptr ? javaOptions : javaOptions + " " + further);
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
-  options.workingDirectory = tree.workDirectory();
+  options.workingDirectory = tree.WorkDirectory();
   return options;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

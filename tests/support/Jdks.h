@@ -7,17 +7,17 @@
 
 #include "tests/support/ProcessCase.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// The JDKs of this machine: every one under /usr/lib/jvm, each once, and JAVA_HOME. Where
 /// TEST_JAVA_HOMES is set, the homes that it names instead, separated by ":".
-std::vector<std::filesystem::path> installedJdks();
+std::vector<std::filesystem::path> InstalledJdks();
 
 /// Options of a case that runs on `jdk`, logs into the tree and hands `javaOptions` to its JVM, and
 /// those of TEST_JAVA_OPTIONS after them.
-CaseOptions onJdk(const InstallationTree& tree, const std::filesystem::path& jdk,
+CaseOptions OnJdk(const InstallationTree& tree, const std::filesystem::path& jdk,
                   const std::string& javaOptions = "");
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

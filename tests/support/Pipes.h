@@ -8,11 +8,11 @@
 #include <csignal>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// For bodies: makes the descriptor the end of a pipe that nobody reads any more. A write to it
 /// ends a process that does not guard against it.
-inline void closePipeBehind(int descriptor) {
+inline void ClosePipeBehind(int descriptor) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0 || dup2(ends[1], descriptor) < 0) {
     throw std::runtime_error("cannot make a pipe");
@@ -22,6 +22,6 @@ inline void closePipeBehind(int descriptor) {
   std::signal(SIGPIPE, SIG_DFL);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -14,7 +14,7 @@
 
 #include "tests/support/Counts.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr const char* kCaseFlag = "--process-case";
@@ -23,23 +23,23 @@ constexpr const char* kRootVariable = "TEST_CASE_ROOT";
 constexpr long kTimeLimitSeconds = 120;
 constexpr char kRecordEnd = '\x1e';  // reports may hold line breaks
 
-std::map<std::string, void (*)()>& registry() {
+std::map<std::string, void (*)()>& Registry() {
   static std::map<std::string, void (*)()> cases;
   return cases;
 }
 
-std::vector<std::string>& storedArguments() {
+std::vector<std::string>& StoredArguments() {
   static std::vector<std::string> arguments;
   return arguments;
 }
 
-std::string readFile(const std::filesystem::path& path) {
+std::string ReadFile(const std::filesystem::path& path) {
   std::ostringstream text;
   text << std::ifstream(path, std::ios::binary).rdbuf();
   return text.str();
 }
 
-std::vector<std::string> childEnvironment(const CaseOptions& options,
+std::vector<std::string> ChildEnvironment(const CaseOptions& options,
                                           const std::filesystem::path& report,
                                           const std::filesystem::path& root) {
   std::map<std::string, std::string> variables;
@@ -66,7 +66,7 @@ std::vector<std::string> childEnvironment(const CaseOptions& options,
   return flat;
 }
 
-std::vector<char*> pointers(std::vector<std::string>& texts) {
+std::vector<char*> Pointers(std::vector<std::string>& texts) {
   std::vector<char*> result;
   for (std::string& text : texts) {
     result.push_back(text.data());
@@ -75,7 +75,7 @@ std::vector<char*> pointers(std::vector<std::string>& texts) {
   return result;
 }
 
-void redirect(int target, const std::filesystem::path& file) {
+void Redirect(int target, const std::filesystem::path& file) {
   const int opened = open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
   if (opened < 0 || dup2(opened, target) < 0) {
     _exit(71);
@@ -83,7 +83,7 @@ void redirect(int target, const std::filesystem::path& file) {
   close(opened);
 }
 
-std::vector<std::string> splitReport(const std::string& text) {
+std::vector<std::string> SplitReport(const std::string& text) {
   std::vector<std::string> entries;
   std::size_t start = 0;
   for (std::size_t end = text.find(kRecordEnd); end != std::string::npos;
@@ -97,30 +97,30 @@ std::vector<std::string> splitReport(const std::string& text) {
 }  // namespace
 
 CaseRegistration::CaseRegistration(const char* name, void (*body)()) {
-  registry()[name] = body;
+  Registry()[name] = body;
 }
 
-CaseResult runCase(const std::string& name, const InstallationTree& tree,
+CaseResult RunCase(const std::string& name, const InstallationTree& tree,
                    const CaseOptions& options) {
   const TemporaryDirectory outputs;
-  const auto out = outputs.path() / "out";
-  const auto err = outputs.path() / "err";
-  const auto reportFile = outputs.path() / "report";
-  std::vector<std::string> arguments = {(tree.nativeDirectory() / "host").string(), kCaseFlag,
+  const auto out = outputs.Path() / "out";
+  const auto err = outputs.Path() / "err";
+  const auto reportFile = outputs.Path() / "report";
+  std::vector<std::string> arguments = {(tree.NativeDirectory() / "host").string(), kCaseFlag,
                                         name};
   arguments.insert(arguments.end(), options.arguments.begin(), options.arguments.end());
-  std::vector<std::string> environment = childEnvironment(options, reportFile, tree.root());
-  const std::vector<char*> argv = pointers(arguments);
-  const std::vector<char*> envp = pointers(environment);
-  const auto directory = options.workingDirectory.empty() ? tree.root() : options.workingDirectory;
+  std::vector<std::string> environment = ChildEnvironment(options, reportFile, tree.Root());
+  const std::vector<char*> argv = Pointers(arguments);
+  const std::vector<char*> envp = Pointers(environment);
+  const auto directory = options.workingDirectory.empty() ? tree.Root() : options.workingDirectory;
 
   const pid_t child = fork();
   if (child < 0) {
     throw std::runtime_error("cannot fork");
   }
   if (child == 0) {
-    redirect(STDOUT_FILENO, out);
-    redirect(STDERR_FILENO, err);
+    Redirect(STDOUT_FILENO, out);
+    Redirect(STDERR_FILENO, err);
     if (chdir(directory.c_str()) != 0) {
       _exit(72);
     }
@@ -132,13 +132,13 @@ CaseResult runCase(const std::string& name, const InstallationTree& tree,
   CaseResult result;
   result.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-  result.out = readFile(out);
-  result.err = readFile(err);
-  result.report = splitReport(readFile(reportFile));
+  result.out = ReadFile(out);
+  result.err = ReadFile(err);
+  result.report = SplitReport(ReadFile(reportFile));
   return result;
 }
 
-void report(std::string_view text) {
+void Report(std::string_view text) {
   const char* file = std::getenv(kReportVariable);
   const int opened = open(file, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   const std::string record = std::string(text) + kRecordEnd;
@@ -148,30 +148,30 @@ void report(std::string_view text) {
   close(opened);
 }
 
-void report(long value) {
-  report(std::to_string(value));
+void Report(long value) {
+  Report(std::to_string(value));
 }
 
-const std::vector<std::string>& caseArguments() {
-  return storedArguments();
+const std::vector<std::string>& CaseArguments() {
+  return StoredArguments();
 }
 
-std::filesystem::path caseRoot() {
+std::filesystem::path CaseRoot() {
   return std::getenv(kRootVariable);
 }
 
-std::filesystem::path caseNativeDirectory() {
-  return caseRoot() / "Binaries/Native/Linux/X64";
+std::filesystem::path CaseNativeDirectory() {
+  return CaseRoot() / "Binaries/Native/Linux/X64";
 }
 
-int runRequestedCase(int argc, char** argv) {
+int RunRequestedCase(int argc, char** argv) {
   if (argc < 3 || std::strcmp(argv[1], kCaseFlag) != 0) {
     return -1;
   }
-  storedArguments().assign(argv + 3, argv + argc);
-  alarm(static_cast<unsigned>(countOr("TEST_CASE_SECONDS", kTimeLimitSeconds)));
-  const auto found = registry().find(argv[2]);
-  if (found == registry().end()) {
+  StoredArguments().assign(argv + 3, argv + argc);
+  alarm(static_cast<unsigned>(CountOr("TEST_CASE_SECONDS", kTimeLimitSeconds)));
+  const auto found = Registry().find(argv[2]);
+  if (found == Registry().end()) {
     std::fprintf(stderr, "no process case named %s\n", argv[2]);
     return 75;
   }
@@ -184,4 +184,4 @@ int runRequestedCase(int argc, char** argv) {
   return 0;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

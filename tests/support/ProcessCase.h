@@ -14,7 +14,7 @@
 ///   PROCESS_CASE(readsTwice) { report(launcher.ReadResponse(...)); }
 ///   TEST(Launcher, ReadsTwice) {
 ///     InstallationTree tree;
-///     const CaseResult result = runCase("readsTwice", tree);
+///     const CaseResult result = RunCase("readsTwice", tree);
 ///     EXPECT_EQ(result.exitCode, 0);
 ///     EXPECT_EQ(result.report, std::vector<std::string>{"0"});
 ///   }
@@ -22,7 +22,7 @@
 /// The tests link the library's objects, so the child's own executable is what the loader names as
 /// "this library's file": the child runs with argv[0] inside the tree's native directory, and the
 /// library finds the companions that the test put there.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 struct CaseResult {
   int exitCode = -1;  ///< -1 where a signal ended the process
@@ -44,21 +44,21 @@ struct CaseOptions {
 /// all FERROLINK_ variables, plus the options'. A body that takes longer than 120 s, or than
 /// TEST_CASE_SECONDS says, ends by SIGALRM; an exception that leaves the body ends it with exit
 /// code 70 and its text on standard error.
-CaseResult runCase(const std::string& name, const InstallationTree& tree,
+CaseResult RunCase(const std::string& name, const InstallationTree& tree,
                    const CaseOptions& options = {});
 
 /// For bodies: adds one entry to CaseResult::report. Any thread; survives an abort that follows.
-void report(std::string_view text);
-void report(long value);
+void Report(std::string_view text);
+void Report(long value);
 
 /// For bodies: the arguments that the test passed, and the tree's directories.
-const std::vector<std::string>& caseArguments();
-std::filesystem::path caseNativeDirectory();
-std::filesystem::path caseRoot();
+const std::vector<std::string>& CaseArguments();
+std::filesystem::path CaseNativeDirectory();
+std::filesystem::path CaseRoot();
 
 /// For bodies: the text of the std::exception that `action` throws; "(nothing thrown)" otherwise.
 template <class Action>
-std::string thrownBy(Action action) {
+std::string ThrownBy(Action action) {
   try {
     action();
   } catch (const std::exception& error) {
@@ -73,13 +73,13 @@ class CaseRegistration {
 };
 
 /// Runs the process case that the arguments ask for; -1 where they ask for none.
-int runRequestedCase(int argc, char** argv);
+int RunRequestedCase(int argc, char** argv);
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
-#define PROCESS_CASE(name)                                                                     \
-  static void processCase_##name();                                                            \
-  static const FerrolinkTest::CaseRegistration registration_##name(#name, processCase_##name); \
+#define PROCESS_CASE(name)                                                                        \
+  static void processCase_##name();                                                               \
+  static const Ferrolink::Tests::CaseRegistration registration_##name(#name, processCase_##name); \
   static void processCase_##name()
 
 #endif

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 TemporaryDirectory::TemporaryDirectory() {
   std::string pattern = (std::filesystem::temp_directory_path() / "ferrolink-test-XXXXXX").string();
@@ -20,4 +20,4 @@ TemporaryDirectory::~TemporaryDirectory() {
   std::filesystem::remove_all(m_path, ignored);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

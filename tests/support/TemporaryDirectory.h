@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// Owns a fresh directory and removes it with all that is in it.
 class TemporaryDirectory {
@@ -13,12 +13,12 @@ class TemporaryDirectory {
   TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
   ~TemporaryDirectory();
 
-  [[nodiscard]] const std::filesystem::path& path() const { return m_path; }
+  [[nodiscard]] const std::filesystem::path& Path() const { return m_path; }
 
  private:
   std::filesystem::path m_path;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -3,7 +3,7 @@
 #include "tests/support/ProcessCase.h"
 
 int main(int argc, char** argv) {
-  const int caseExit = FerrolinkTest::runRequestedCase(argc, argv);
+  const int caseExit = Ferrolink::Tests::RunRequestedCase(argc, argv);
   if (caseExit >= 0) {
     return caseExit;
   }

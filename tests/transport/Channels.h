@@ -11,7 +11,7 @@
 #include "tests/transport/TransportFixture.h"
 
 /// A transmitter whose channels lead to fakes.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::ITransport;
@@ -24,41 +24,41 @@ inline constexpr const char* kTls = "libFerrolinkTcpTlsClient.so";
 inline const std::string kNoChannel =
     "Ferrolink Native Exception: Exception code 020. \nNo channel selected";
 
-inline Bytes inMemory() {
+inline Bytes InMemory() {
   return {8, 3, 0, 0, 0, 0, 0, 0, 0, 2, 2};
 }
 
-inline Bytes network(std::uint8_t type, std::uint8_t port) {
+inline Bytes Network(std::uint8_t type, std::uint8_t port) {
   return {8, 3, type, 127, 0, 0, 1, port, 0, 2, 2};
 }
 
-inline int send(NativeTransmitter& transmitter, Bytes command) {
+inline int Send(NativeTransmitter& transmitter, Bytes command) {
   return transmitter.SendCommand(command.data(), static_cast<int>(command.size()));
 }
 
 /// The fill of the buffer: 90 of an in-memory receiver, the port of a network channel.
-inline std::string read(NativeTransmitter& transmitter) {
+inline std::string Read(NativeTransmitter& transmitter) {
   Bytes buffer = {8};
-  const std::string thrown = thrownBy([&] { transmitter.ReadResponse(buffer.data(), 1); });
-  return thrown == "(nothing thrown)" ? numbers(buffer) : thrown;
+  const std::string thrown = ThrownBy([&] { transmitter.ReadResponse(buffer.data(), 1); });
+  return thrown == "(nothing thrown)" ? Numbers(buffer) : thrown;
 }
 
 struct Channels : SiblingTree {
   Channels() {
-    addRuntime("Cpp", FAKESIBLING_PATH);
-    addRuntime("Jvm", FAKESIBLING_PATH);
-    addLibrary(kTcp, FAKESIBLING_PATH);
-    addLibrary(kTls, FAKESIBLING_PATH);
+    AddRuntime("Cpp", FAKESIBLING_PATH);
+    AddRuntime("Jvm", FAKESIBLING_PATH);
+    AddLibrary(kTcp, FAKESIBLING_PATH);
+    AddLibrary(kTls, FAKESIBLING_PATH);
   }
-  void expect(const std::string& name, const Texts& expected, const CaseOptions& options = {}) {
-    const CaseResult result = run(name, options);
+  void Expect(const std::string& name, const Texts& expected, const CaseOptions& options = {}) {
+    const CaseResult result = Run(name, options);
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.report, expected) << result.err;
   }
 };
 
 /// The one of the case: never destroyed, so the channels' libraries stay in use.
-inline NativeTransmitter& theTransmitter() {
+inline NativeTransmitter& TheTransmitter() {
   static auto* const made = new NativeTransmitter(RuntimeOperationMode::CallingRuntime);
   return *made;
 }
@@ -67,11 +67,11 @@ inline NativeTransmitter& theTransmitter() {
 class NamedChannel : public ITransport {
  public:
   explicit NamedChannel(std::string name) : m_name(std::move(name)) {}
-  ~NamedChannel() override { report("~" + m_name); }
+  ~NamedChannel() override { Report("~" + m_name); }
   int Initialize(std::uint8_t, std::uint8_t, std::uint8_t) override { return 0; }
   int SendCommand(std::uint8_t*, int) override { return 0; }
   int ReadResponse(std::uint8_t*, int) override {
-    report("read from " + m_name);
+    Report("read from " + m_name);
     return 5;
   }
   int SetEmbeddedRuntime(std::uint8_t, std::uint8_t, std::uint8_t, std::string) override {
@@ -83,6 +83,6 @@ class NamedChannel : public ITransport {
   const std::string m_name;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -3,38 +3,38 @@
 
 #include "tests/transport/Channels.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 namespace {
 
 // Inside the first command in memory: a nested command over the network, read at once.
-void sendNested(const char* call) {
+void SendNested(const char* call) {
   if (std::string(call).rfind("Receiver.SendCommand", 0) == 0) {
-    hookSibling(kCpp, nullptr);
-    send(theTransmitter(), network(1, 7));
-    report("nested " + read(theTransmitter()));
+    HookSibling(kCpp, nullptr);
+    Send(TheTransmitter(), Network(1, 7));
+    Report("nested " + Read(TheTransmitter()));
   }
 }
 
 // The other way round, and the nested command fails.
-void sendNestedInMemory(const char* call) {
+void SendNestedInMemory(const char* call) {
   if (std::string(call).rfind("Channel.SendCommand", 0) == 0) {
-    hookSibling(kTcp, nullptr);
-    report(thrownBy([] { send(theTransmitter(), inMemory()); }));
+    HookSibling(kTcp, nullptr);
+    Report(ThrownBy([] { Send(TheTransmitter(), InMemory()); }));
   }
 }
 
 }  // namespace
 
 PROCESS_CASE(nestedOverNetwork) {
-  hookSibling(kCpp, &sendNested);
-  send(theTransmitter(), inMemory());
-  report("outer " + read(theTransmitter()));
+  HookSibling(kCpp, &SendNested);
+  Send(TheTransmitter(), InMemory());
+  Report("outer " + Read(TheTransmitter()));
 }
 
 TEST(NativeTransmitterNesting, ANestedCommandLeavesTheOuterOneItsChannel) {
   Channels siblings;
-  siblings.expect("nestedOverNetwork", {"nested 7", "outer 90"});
+  siblings.Expect("nestedOverNetwork", {"nested 7", "outer 90"});
 }
 
 TEST(NativeTransmitterNesting, ANestedCommandLeavesAFailingOuterOneItsChannel) {
@@ -42,20 +42,20 @@ TEST(NativeTransmitterNesting, ANestedCommandLeavesAFailingOuterOneItsChannel) {
   CaseOptions options;
   options.environment["FAKE_SIBLING_THROW"] = kCpp;
   options.environment["FAKE_SIBLING_THROW_IN"] = "Receiver.SendCommand";
-  const CaseResult result = siblings.run("nestedInFailing", options);
+  const CaseResult result = siblings.Run("nestedInFailing", options);
   EXPECT_EQ(result.report, (Texts{"nested 7", "Receiver.SendCommand failed", "outer 90"}));
 }
 
 PROCESS_CASE(nestedInFailing) {
-  hookSibling(kCpp, &sendNested);
-  report(thrownBy([] { send(theTransmitter(), inMemory()); }));
-  report("outer " + read(theTransmitter()));
+  HookSibling(kCpp, &SendNested);
+  Report(ThrownBy([] { Send(TheTransmitter(), InMemory()); }));
+  Report("outer " + Read(TheTransmitter()));
 }
 
 PROCESS_CASE(nestedFails) {
-  hookSibling(kTcp, &sendNestedInMemory);
-  report(send(theTransmitter(), network(1, 7)));
-  report("outer " + read(theTransmitter()));
+  HookSibling(kTcp, &SendNestedInMemory);
+  Report(Send(TheTransmitter(), Network(1, 7)));
+  Report("outer " + Read(TheTransmitter()));
 }
 
 TEST(NativeTransmitterNesting, ANestedCommandThatFailsLeavesTheOuterOneItsChannel) {
@@ -63,74 +63,74 @@ TEST(NativeTransmitterNesting, ANestedCommandThatFailsLeavesTheOuterOneItsChanne
   CaseOptions options;
   options.environment["FAKE_SIBLING_THROW"] = kCpp;
   options.environment["FAKE_SIBLING_THROW_IN"] = "Receiver.SendCommand";
-  siblings.expect("nestedFails", {"Receiver.SendCommand failed", "2011", "outer 7"}, options);
+  siblings.Expect("nestedFails", {"Receiver.SendCommand failed", "2011", "outer 7"}, options);
 }
 
 PROCESS_CASE(nestedInEmbedding) {
-  hookSibling(kCpp, [](const char* call) {
+  HookSibling(kCpp, [](const char* call) {
     if (std::string(call).rfind("Receiver.SetEmbeddedRuntime", 0) == 0) {
-      send(theTransmitter(), network(1, 7));
+      Send(TheTransmitter(), Network(1, 7));
     }
   });
-  theTransmitter().SetEmbeddedRuntime(2, 8, 3, "path");
-  report(read(theTransmitter()));
+  TheTransmitter().SetEmbeddedRuntime(2, 8, 3, "path");
+  Report(Read(TheTransmitter()));
 }
 
 TEST(NativeTransmitterNesting, ACommandInsideAnEmbeddingLeavesItItsChannel) {
   Channels siblings;
-  siblings.expect("nestedInEmbedding", {"90"});
+  siblings.Expect("nestedInEmbedding", {"90"});
 }
 
 PROCESS_CASE(nestedInDeployment) {
-  hookSibling(kCpp, [](const char* call) {
+  HookSibling(kCpp, [](const char* call) {
     if (std::string(call).rfind("Transmitter.DeployRuntime", 0) == 0) {
-      send(theTransmitter(), network(1, 7));
+      Send(TheTransmitter(), Network(1, 7));
     }
   });
-  Bytes message = inMemory();
-  theTransmitter().DeployRuntime(message.data(), 11, "path", 1);
-  report(read(theTransmitter()));
+  Bytes message = InMemory();
+  TheTransmitter().DeployRuntime(message.data(), 11, "path", 1);
+  Report(Read(TheTransmitter()));
 }
 
 TEST(NativeTransmitterNesting, ACommandInsideADeploymentLeavesItItsChannel) {
   Channels siblings;
-  siblings.expect("nestedInDeployment", {"90"});
+  siblings.Expect("nestedInDeployment", {"90"});
 }
 
 PROCESS_CASE(nestedInRead) {
-  send(theTransmitter(), inMemory());
-  hookSibling(kCpp, [](const char* call) {
+  Send(TheTransmitter(), InMemory());
+  HookSibling(kCpp, [](const char* call) {
     if (std::string(call).rfind("Receiver.ReadResponse", 0) == 0) {
-      hookSibling(kCpp, nullptr);
-      send(theTransmitter(), network(1, 7));
+      HookSibling(kCpp, nullptr);
+      Send(TheTransmitter(), Network(1, 7));
     }
   });
-  report(read(theTransmitter()));
-  report(read(theTransmitter()));
+  Report(Read(TheTransmitter()));
+  Report(Read(TheTransmitter()));
 }
 
 TEST(NativeTransmitterNesting, ACommandInsideAReadLeavesItItsChannel) {
   Channels siblings;
-  siblings.expect("nestedInRead", {"90", "90"});
+  siblings.Expect("nestedInRead", {"90", "90"});
 }
 
 PROCESS_CASE(deployBack) {
-  hookSibling(kCpp, [](const char* call) {
+  HookSibling(kCpp, [](const char* call) {
     if (std::string(call).rfind("Transmitter.DeployRuntime", 0) == 0) {
-      Bytes message = inMemory();
-      report(theTransmitter().DeployRuntime(message.data(), 11, "back", 2));
+      Bytes message = InMemory();
+      Report(TheTransmitter().DeployRuntime(message.data(), 11, "back", 2));
     }
   });
-  Bytes message = inMemory();
-  report(theTransmitter().DeployRuntime(message.data(), 11, "there", 1));
-  report(theTransmitter().DeployRuntime(message.data(), 11, "again", 3));
+  Bytes message = InMemory();
+  Report(TheTransmitter().DeployRuntime(message.data(), 11, "there", 1));
+  Report(TheTransmitter().DeployRuntime(message.data(), 11, "again", 3));
 }
 
 TEST(NativeTransmitterNesting, ADeploymentThatIsForwardedBackGoesToTheReceiver) {
   Channels siblings;
-  siblings.expect("deployBack", {"51", "61", "51", "61"});
+  siblings.Expect("deployBack", {"51", "61", "51", "61"});
   const std::string bytes = "(8 3 0 0 0 0 0 0 0 2 2, ";
-  const std::string calls = siblings.calls();
+  const std::string calls = siblings.Calls();
   EXPECT_EQ(calls.substr(calls.find("Cpp: Transmitter.DeployRuntime")),
             "Cpp: Transmitter.DeployRuntime" + bytes + "there, 1)\n" +
                 "Cpp: Receiver.DeployRuntime" + bytes + "back, 2)\n" +
@@ -140,45 +140,45 @@ TEST(NativeTransmitterNesting, ADeploymentThatIsForwardedBackGoesToTheReceiver) 
 
 namespace {
 
-std::string readOnANewThread() {
+std::string ReadOnANewThread() {
   std::string filled;
-  std::thread([&] { filled = read(theTransmitter()); }).join();
+  std::thread([&] { filled = Read(TheTransmitter()); }).join();
   return filled;
 }
 
-void sendOnANewThread(const Bytes& command) {
-  std::thread([&] { send(theTransmitter(), command); }).join();
+void SendOnANewThread(const Bytes& command) {
+  std::thread([&] { Send(TheTransmitter(), command); }).join();
 }
 
 }  // namespace
 
 PROCESS_CASE(alternateThreads) {
-  send(theTransmitter(), network(1, 7));
-  sendOnANewThread(network(1, 8));
-  report(readOnANewThread());
-  send(theTransmitter(), network(1, 7));
-  report(readOnANewThread());
-  sendOnANewThread(inMemory());
-  report(readOnANewThread());
-  send(theTransmitter(), network(1, 7));
-  report(readOnANewThread());
+  Send(TheTransmitter(), Network(1, 7));
+  SendOnANewThread(Network(1, 8));
+  Report(ReadOnANewThread());
+  Send(TheTransmitter(), Network(1, 7));
+  Report(ReadOnANewThread());
+  SendOnANewThread(InMemory());
+  Report(ReadOnANewThread());
+  Send(TheTransmitter(), Network(1, 7));
+  Report(ReadOnANewThread());
 }
 
 TEST(NativeTransmitterNesting, AThreadWithoutACommandReadsFromTheLatestOfAnyThread) {
   Channels siblings;
-  siblings.expect("alternateThreads", {"8", "7", "90", "7"});
+  siblings.Expect("alternateThreads", {"8", "7", "90", "7"});
 }
 
 PROCESS_CASE(givenBetween) {
-  send(theTransmitter(), network(1, 7));
-  std::thread([] { theTransmitter().SetTransportChannel(new NamedChannel("given")); }).join();
-  send(theTransmitter(), network(1, 7));
-  report(readOnANewThread());
+  Send(TheTransmitter(), Network(1, 7));
+  std::thread([] { TheTransmitter().SetTransportChannel(new NamedChannel("given")); }).join();
+  Send(TheTransmitter(), Network(1, 7));
+  Report(ReadOnANewThread());
 }
 
 TEST(NativeTransmitterNesting, ACommandAfterAnotherThreadsGivenChannelIsTheLatest) {
   Channels siblings;
-  siblings.expect("givenBetween", {"~given", "7"});
+  siblings.Expect("givenBetween", {"~given", "7"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

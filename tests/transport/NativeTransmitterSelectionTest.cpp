@@ -11,64 +11,64 @@
 
 using Ferrolink::Runtimes::Jvm::Native::Transmitter::JvmNativeTransmitter;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 PROCESS_CASE(shortCommands) {
-  NativeTransmitter& transmitter = theTransmitter();
-  Bytes bytes = inMemory();
+  NativeTransmitter& transmitter = TheTransmitter();
+  Bytes bytes = InMemory();
   for (const int length : {10, 1, 0, -1}) {
-    report(thrownBy([&] { transmitter.SendCommand(bytes.data(), length); }));
+    Report(ThrownBy([&] { transmitter.SendCommand(bytes.data(), length); }));
   }
-  report(read(transmitter));
-  report(transmitter.SendCommand(bytes.data(), 11));
+  Report(Read(transmitter));
+  Report(transmitter.SendCommand(bytes.data(), 11));
 }
 
 TEST(NativeTransmitterSelection, ACommandWithoutAWholeHeaderSelectsNothing) {
   Channels siblings;
   const std::string tooShort = "Message byte array length is less than 11";
-  siblings.expect("shortCommands", {tooShort, tooShort, tooShort, tooShort, kNoChannel, "1011"});
+  siblings.Expect("shortCommands", {tooShort, tooShort, tooShort, tooShort, kNoChannel, "1011"});
 }
 
 PROCESS_CASE(otherTypes) {
-  NativeTransmitter& transmitter = theTransmitter();
-  send(transmitter, network(1, 7));
+  NativeTransmitter& transmitter = TheTransmitter();
+  Send(transmitter, Network(1, 7));
   for (int type = 3; type < 256; ++type) {
-    Bytes bytes = network(static_cast<std::uint8_t>(type), 9);
+    Bytes bytes = Network(static_cast<std::uint8_t>(type), 9);
     std::string text;
     // A deployment selects the same way; errors are slow to raise, so each type has one of them.
     if (type % 2 == 0) {
-      text = thrownBy([&] { transmitter.DeployRuntime(bytes.data(), 11, "path", 1); });
+      text = ThrownBy([&] { transmitter.DeployRuntime(bytes.data(), 11, "path", 1); });
     } else {
-      text = thrownBy([&] { send(transmitter, bytes); });
+      text = ThrownBy([&] { Send(transmitter, bytes); });
     }
     if (text != "Ferrolink Native Exception: Exception code 023.") {
-      report(std::to_string(type) + ": " + text);
+      Report(std::to_string(type) + ": " + text);
     }
   }
-  report(read(transmitter));
+  Report(Read(transmitter));
 }
 
 TEST(NativeTransmitterSelection, EveryOtherChannelTypeIsRefusedWith023AndDisturbsNothing) {
   Channels siblings;
   CaseOptions options;
-  siblings.tree().addLibrary(FAKECONFIGS_PATH, "libConfigs.so");
+  siblings.Tree().AddLibrary(FAKECONFIGS_PATH, "libConfigs.so");
   options.environment["FAKE_CONFIGS_GetWorkingDirectory"] = "/proc/nowhere";  // no log, no pause
-  siblings.expect("otherTypes", {"7"}, options);
+  siblings.Expect("otherTypes", {"7"}, options);
 }
 
 PROCESS_CASE(endpoints) {
-  NativeTransmitter& transmitter = theTransmitter();
-  send(transmitter, {8, 3, 2, 10, 0, 0, 7, 0x90, 0x1F, 2, 2});
-  send(transmitter, {8, 3, 1, 10, 0, 0, 7, 0x90, 0x1F, 2, 2});
-  send(transmitter, {8, 3, 1, 255, 255, 255, 255, 0xFF, 0xFF, 2, 2});
-  send(transmitter, {8, 3, 1, 0, 0, 0, 0, 0, 0, 2, 2});
-  send(transmitter, {8, 3, 1, 1, 2, 3, 4, 0, 1, 2, 2});
-  send(transmitter, {8, 3, 1, 1, 2, 3, 4, 1, 0, 2, 2});
+  NativeTransmitter& transmitter = TheTransmitter();
+  Send(transmitter, {8, 3, 2, 10, 0, 0, 7, 0x90, 0x1F, 2, 2});
+  Send(transmitter, {8, 3, 1, 10, 0, 0, 7, 0x90, 0x1F, 2, 2});
+  Send(transmitter, {8, 3, 1, 255, 255, 255, 255, 0xFF, 0xFF, 2, 2});
+  Send(transmitter, {8, 3, 1, 0, 0, 0, 0, 0, 0, 2, 2});
+  Send(transmitter, {8, 3, 1, 1, 2, 3, 4, 0, 1, 2, 2});
+  Send(transmitter, {8, 3, 1, 1, 2, 3, 4, 1, 0, 2, 2});
 }
 
 TEST(NativeTransmitterSelection, AnEndpointIsReachedByTheTypeThatCameFirst) {
   Channels siblings;
-  siblings.expect("endpoints", {});
+  siblings.Expect("endpoints", {});
   const auto made = [](const std::string& client, const std::string& endpoint) {
     return client + ": CreateTransportChannel(" + endpoint + ")\n" + client +
            ": Channel.Initialize(2, 8, 3)\n";
@@ -76,7 +76,7 @@ TEST(NativeTransmitterSelection, AnEndpointIsReachedByTheTypeThatCameFirst) {
   const auto sent = [](const std::string& client, const std::string& header) {
     return client + ": Channel.SendCommand(8 3 " + header + " 2 2)\n";
   };
-  EXPECT_EQ(siblings.calls(),
+  EXPECT_EQ(siblings.Calls(),
             made("TcpTlsClient", "10.0.0.7, 8080") + sent("TcpTlsClient", "2 10 0 0 7 144 31") +
                 sent("TcpTlsClient", "1 10 0 0 7 144 31") +
                 made("TcpClient", "255.255.255.255, 65535") +
@@ -87,43 +87,43 @@ TEST(NativeTransmitterSelection, AnEndpointIsReachedByTheTypeThatCameFirst) {
 }
 
 PROCESS_CASE(failedInitialize) {
-  NativeTransmitter& transmitter = theTransmitter();
-  send(transmitter, inMemory());
-  report(read(transmitter));
-  report(thrownBy([&] { send(transmitter, network(1, 7)); }));
-  report(read(transmitter));
-  std::thread([&] { report(read(transmitter)); }).join();
+  NativeTransmitter& transmitter = TheTransmitter();
+  Send(transmitter, InMemory());
+  Report(Read(transmitter));
+  Report(ThrownBy([&] { Send(transmitter, Network(1, 7)); }));
+  Report(Read(transmitter));
+  std::thread([&] { Report(Read(transmitter)); }).join();
 }
 
 TEST(NativeTransmitterSelection, AChannelThatCannotBeInitialisedIsTheCurrentOneAllTheSame) {
   SiblingTree siblings;
-  siblings.addRuntime("Cpp", FAKESIBLING_PATH);
-  siblings.addRuntime("Jvm", FAKESIBLING_PATH);
-  const CaseResult result = siblings.run("failedInitialize");
+  siblings.AddRuntime("Cpp", FAKESIBLING_PATH);
+  siblings.AddRuntime("Jvm", FAKESIBLING_PATH);
+  const CaseResult result = siblings.Run("failedInitialize");
   EXPECT_EQ(
       result.report,
       (Texts{"90",
              "Ferrolink Native Exception: Exception code 001. \nCannot load: " +
-                 (siblings.tree().nativeDirectory() / kTcp).string() + ". \nError: File not found.",
+                 (siblings.Tree().NativeDirectory() / kTcp).string() + ". \nError: File not found.",
              kNoChannel, kNoChannel}));
 }
 
 PROCESS_CASE(embedAndDeploy) {
-  NativeTransmitter& transmitter = theTransmitter();
-  report(transmitter.SetEmbeddedRuntime(2, 8, 3, "path"));
-  Bytes bytes = inMemory();
-  report(transmitter.DeployRuntime(bytes.data(), 10, "package", 6));
-  bytes = network(2, 7);
-  report(transmitter.DeployRuntime(bytes.data(), 0, "package", 6));
-  report(read(transmitter));
-  report(transmitter.SetEmbeddedRuntime(2, 8, 4, "path"));
-  report(read(transmitter));
+  NativeTransmitter& transmitter = TheTransmitter();
+  Report(transmitter.SetEmbeddedRuntime(2, 8, 3, "path"));
+  Bytes bytes = InMemory();
+  Report(transmitter.DeployRuntime(bytes.data(), 10, "package", 6));
+  bytes = Network(2, 7);
+  Report(transmitter.DeployRuntime(bytes.data(), 0, "package", 6));
+  Report(Read(transmitter));
+  Report(transmitter.SetEmbeddedRuntime(2, 8, 4, "path"));
+  Report(Read(transmitter));
 }
 
 TEST(NativeTransmitterSelection, EmbeddingAndDeployingInitialiseTheirChannelsFirst) {
   Channels siblings;
-  siblings.expect("embedAndDeploy", {"41", "61", "0", "7", "41", "90"});
-  EXPECT_EQ(siblings.calls(),
+  siblings.Expect("embedAndDeploy", {"41", "61", "0", "7", "41", "90"});
+  EXPECT_EQ(siblings.Calls(),
             "Cpp: CreateReceiver(1)\n"
             "Cpp: Receiver.Initialize(2, 8, 3)\n"
             "Cpp: CreateTransmitter(1)\n"
@@ -140,105 +140,105 @@ TEST(NativeTransmitterSelection, EmbeddingAndDeployingInitialiseTheirChannelsFir
 }
 
 PROCESS_CASE(givenChannels) {
-  NativeTransmitter& transmitter = theTransmitter();
+  NativeTransmitter& transmitter = TheTransmitter();
   Bytes buffer = {8};
   transmitter.SetTransportChannel(new NamedChannel("first"));
-  report(transmitter.ReadResponse(buffer.data(), 1));
+  Report(transmitter.ReadResponse(buffer.data(), 1));
   transmitter.SetTransportChannel(new NamedChannel("second"));
-  report("second set");
-  report(read(transmitter));
+  Report("second set");
+  Report(Read(transmitter));
   transmitter.SetTransportChannel(nullptr);
-  report(read(transmitter));
+  Report(Read(transmitter));
   transmitter.SetTransportChannel(new NamedChannel("third"));
-  send(transmitter, network(1, 7));
+  Send(transmitter, Network(1, 7));
   transmitter.SetTransportChannel(new NamedChannel("fourth"));
-  send(transmitter, network(1, 7));  // the registry still holds the endpoint's channel
-  report(read(transmitter));
+  Send(transmitter, Network(1, 7));  // the registry still holds the endpoint's channel
+  Report(Read(transmitter));
 }
 
 TEST(NativeTransmitterSelection, AGivenChannelIsOwnedUntilAnotherBecomesCurrent) {
   Channels siblings;
-  siblings.expect("givenChannels",
+  siblings.Expect("givenChannels",
                   {"read from first", "5", "~first", "second set", "read from second", "8",
                    "~second", kNoChannel, "~third", "~fourth", "7"});
-  EXPECT_EQ(siblings.calls().find("~Channel"), std::string::npos);
+  EXPECT_EQ(siblings.Calls().find("~Channel"), std::string::npos);
 }
 
 PROCESS_CASE(givenOnAnotherThread) {
-  NativeTransmitter& transmitter = theTransmitter();
-  send(transmitter, inMemory());
+  NativeTransmitter& transmitter = TheTransmitter();
+  Send(transmitter, InMemory());
   std::thread([&] {
     transmitter.SetTransportChannel(new NamedChannel("given"));
-    read(transmitter);
+    Read(transmitter);
   }).join();
-  report(read(transmitter));
-  std::thread([&] { read(transmitter); }).join();
+  Report(Read(transmitter));
+  std::thread([&] { Read(transmitter); }).join();
 }
 
 TEST(NativeTransmitterSelection, AChannelGivenByAnotherThreadLeavesAThreadItsOwn) {
   Channels siblings;
-  siblings.expect("givenOnAnotherThread", {"read from given", "90", "read from given"});
+  siblings.Expect("givenOnAnotherThread", {"read from given", "90", "read from given"});
 }
 
 PROCESS_CASE(twoTransmitters) {
-  NativeTransmitter& transmitter = theTransmitter();
+  NativeTransmitter& transmitter = TheTransmitter();
   static auto& other = *new NativeTransmitter(RuntimeOperationMode::CalledRuntime);
-  send(transmitter, network(1, 7));
-  report(read(other));
-  send(other, network(1, 8));
-  report(read(transmitter));
-  report(read(other));
+  Send(transmitter, Network(1, 7));
+  Report(Read(other));
+  Send(other, Network(1, 8));
+  Report(Read(transmitter));
+  Report(Read(other));
 }
 
 TEST(NativeTransmitterSelection, TransmittersDoNotShareTheirSelections) {
   Channels siblings;
-  siblings.expect("twoTransmitters", {kNoChannel, "7", "8"});
+  siblings.Expect("twoTransmitters", {kNoChannel, "7", "8"});
 }
 
 PROCESS_CASE(endTransmitter) {
   for (const char* name : {kCpp, "libFerrolinkJvmRuntimeNative.so"}) {
-    hookSibling(name, nullptr);
+    HookSibling(name, nullptr);
   }
   auto transmitter = std::make_unique<JvmNativeTransmitter>(RuntimeOperationMode::CallingRuntime);
-  send(*transmitter, inMemory());
-  send(*transmitter, network(1, 7));
-  send(*transmitter, network(2, 8));
+  Send(*transmitter, InMemory());
+  Send(*transmitter, Network(1, 7));
+  Send(*transmitter, Network(2, 8));
   transmitter->SetTransportChannel(new NamedChannel("current"));
-  hookSibling(kTcp, [](const char* call) { report(std::string("Tcp: ") + call); });
-  hookSibling(kTls, [](const char* call) { report(std::string("Tls: ") + call); });
-  hookSibling(kCpp, [](const char* call) { report(std::string("Cpp: ") + call); });
+  HookSibling(kTcp, [](const char* call) { Report(std::string("Tcp: ") + call); });
+  HookSibling(kTls, [](const char* call) { Report(std::string("Tls: ") + call); });
+  HookSibling(kCpp, [](const char* call) { Report(std::string("Cpp: ") + call); });
   transmitter.reset();
-  report("gone");
+  Report("gone");
 }
 
 // Within the registry the order is the map's own.
 TEST(NativeTransmitterSelection, TheEndReleasesTheCurrentThenTheNetworkThenTheInMemoryChannel) {
   Channels siblings;
-  siblings.expect("endTransmitter", {"~current", "Tls: ~Channel", "Tcp: ~Channel",
+  siblings.Expect("endTransmitter", {"~current", "Tls: ~Channel", "Tcp: ~Channel",
                                      "Cpp: ~Transmitter", "Cpp: ~Receiver", "gone"});
 }
 
 PROCESS_CASE(manyChannels) {
-  NativeTransmitter& transmitter = theTransmitter();
+  NativeTransmitter& transmitter = TheTransmitter();
   std::latch start(6);
-  onNewThreads(6, [&](int i) {
+  OnNewThreads(6, [&](int i) {
     const auto port = static_cast<std::uint8_t>(20 + i);
-    const Bytes command = i < 2 ? inMemory() : network(i < 4 ? 1 : 2, port);
-    const std::string expected = i < 2 ? "90" : numbers({port});
+    const Bytes command = i < 2 ? InMemory() : Network(i < 4 ? 1 : 2, port);
+    const std::string expected = i < 2 ? "90" : Numbers({port});
     start.arrive_and_wait();
     for (int n = 0; n < 30; ++n) {
-      send(transmitter, command);
-      if (read(transmitter) != expected) {
-        report("thread " + std::to_string(i) + " read from another channel");
+      Send(transmitter, command);
+      if (Read(transmitter) != expected) {
+        Report("thread " + std::to_string(i) + " read from another channel");
       }
     }
   });
-  report("read");
+  Report("read");
 }
 
 TEST(NativeTransmitterSelection, ThreadsReadFromTheirOwnCommandsChannels) {
   Channels siblings;
-  siblings.expect("manyChannels", {"read"});
+  siblings.Expect("manyChannels", {"read"});
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

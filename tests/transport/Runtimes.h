@@ -9,7 +9,7 @@
 #include "tests/transport/TransportFixture.h"
 
 /// Fake runtimes for the in-memory transport, and what setting one up calls on it.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Ferrolink::Native::Transport::TransportInMemory;
 
@@ -17,12 +17,12 @@ inline constexpr const char* kCpp = "libFerrolinkCppRuntimeNative.so";
 inline constexpr const char* kJvm = "libFerrolinkJvmRuntimeNative.so";
 inline constexpr const char* kPrefix = "Ferrolink Native Exception: Exception code ";
 
-inline std::string reinstall(const char* code) {
+inline std::string Reinstall(const char* code) {
   return std::string(kPrefix) + code + ". \nReinstall Ferrolink package";
 }
 
 /// Lives until the process ends: its destructor closes the libraries of the objects that it owns.
-inline TransportInMemory& transport() {
+inline TransportInMemory& Transport() {
   static auto* const made = new TransportInMemory;
   return *made;
 }
@@ -30,27 +30,27 @@ inline TransportInMemory& transport() {
 struct Runtimes : SiblingTree {
   Runtimes(std::initializer_list<const char*> names) {
     for (const char* name : names) {
-      addRuntime(name, FAKESIBLING_PATH);
+      AddRuntime(name, FAKESIBLING_PATH);
     }
   }
-  [[nodiscard]] CaseOptions logged() const { return loggedOptions(tree()); }
-  [[nodiscard]] std::string notFound(const char* file) const {
+  [[nodiscard]] CaseOptions Logged() const { return LoggedOptions(Tree()); }
+  [[nodiscard]] std::string NotFound(const char* file) const {
     return std::string(kPrefix) +
-           "001. \nCannot load: " + (tree().nativeDirectory() / file).string() +
+           "001. \nCannot load: " + (Tree().NativeDirectory() / file).string() +
            ". \nError: File not found.";
   }
 };
 
-inline std::string createdAs(const std::string& runtime, const std::string& mode,
+inline std::string CreatedAs(const std::string& runtime, const std::string& mode,
                              const std::string& arguments) {
   return runtime + ": CreateReceiver(" + mode + ")\n" + runtime + ": Receiver.Initialize(" +
          arguments + ")\n" + runtime + ": CreateTransmitter(" + mode + ")\n";
 }
 
-inline std::string open(const std::string& runtime, int flags = 2) {
+inline std::string Open(const std::string& runtime, int flags = 2) {
   return "loader: open " + runtime + " " + std::to_string(flags) + "\n";
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -5,30 +5,30 @@
 #include <fstream>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
-void SiblingTree::addRuntime(const std::string& runtime, const char* fake) {
-  addLibrary("libFerrolink" + runtime + "RuntimeNative.so", fake);
+void SiblingTree::AddRuntime(const std::string& runtime, const char* fake) {
+  AddLibrary("libFerrolink" + runtime + "RuntimeNative.so", fake);
 }
 
-void SiblingTree::addLibrary(const std::string& fileName, const char* fake) {
-  m_tree.addLibrary(fake, fileName);
+void SiblingTree::AddLibrary(const std::string& fileName, const char* fake) {
+  m_tree.AddLibrary(fake, fileName);
 }
 
-CaseResult SiblingTree::run(const std::string& name, CaseOptions options) {
-  options.environment["FAKE_SIBLING_CALLS"] = (m_tree.root() / "calls").string();
+CaseResult SiblingTree::Run(const std::string& name, CaseOptions options) {
+  options.environment["FAKE_SIBLING_CALLS"] = (m_tree.Root() / "calls").string();
   options.environment["FERROLINK_LOGGING_LEVEL"] = "all";
-  return runCase(name, m_tree, options);
+  return RunCase(name, m_tree, options);
 }
 
-CaseResult SiblingTree::runWithLoader(const std::string& name, CaseOptions options) {
+CaseResult SiblingTree::RunWithLoader(const std::string& name, CaseOptions options) {
   options.environment["LOADER_CALLS"] = "1";
-  return run(name, std::move(options));
+  return Run(name, std::move(options));
 }
 
-std::string SiblingTree::calls() const {
+std::string SiblingTree::Calls() const {
   std::string text;
-  std::ifstream file(m_tree.root() / "calls");
+  std::ifstream file(m_tree.Root() / "calls");
   for (std::string line; std::getline(file, line);) {
     for (const std::string part : {"libFerrolink", "RuntimeNative.so", ".so"}) {
       if (const auto at = line.find(part); at != std::string::npos) {
@@ -40,8 +40,8 @@ std::string SiblingTree::calls() const {
   return text;
 }
 
-void hookSibling(const std::string& fileName, void (*hook)(const char* call)) {
-  void* library = dlopen((caseNativeDirectory() / fileName).c_str(), RTLD_NOW | RTLD_NODELETE);
+void HookSibling(const std::string& fileName, void (*hook)(const char* call)) {
+  void* library = dlopen((CaseNativeDirectory() / fileName).c_str(), RTLD_NOW | RTLD_NODELETE);
   if (library == nullptr) {
     throw std::runtime_error("cannot open the sibling " + fileName);
   }
@@ -49,4 +49,4 @@ void hookSibling(const std::string& fileName, void (*hook)(const char* call)) {
   reinterpret_cast<SetHook*>(dlsym(library, "SetFakeSiblingHook"))(hook);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

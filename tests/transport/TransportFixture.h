@@ -8,23 +8,23 @@
 #include "tests/support/ProcessCase.h"
 
 /// A tree whose siblings are fakes, and what was called on them.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 class SiblingTree {
  public:
   /// Puts a fake under a sibling's file name ("Cpp" stands for its runtime library).
-  void addRuntime(const std::string& runtime, const char* fake);
-  void addLibrary(const std::string& fileName, const char* fake);
+  void AddRuntime(const std::string& runtime, const char* fake);
+  void AddLibrary(const std::string& fileName, const char* fake);
 
-  CaseResult run(const std::string& name, CaseOptions options = {});
+  CaseResult Run(const std::string& name, CaseOptions options = {});
 
   /// As run, with the loader's calls among those of the siblings.
-  CaseResult runWithLoader(const std::string& name, CaseOptions options = {});
+  CaseResult RunWithLoader(const std::string& name, CaseOptions options = {});
 
   /// The calls in order, each "<short library name>: <call>".
-  [[nodiscard]] std::string calls() const;
+  [[nodiscard]] std::string Calls() const;
 
-  [[nodiscard]] const InstallationTree& tree() const { return m_tree; }
+  [[nodiscard]] const InstallationTree& Tree() const { return m_tree; }
 
  private:
   InstallationTree m_tree;
@@ -32,11 +32,11 @@ class SiblingTree {
 
 /// For bodies: has `hook` called inside every call of the sibling of that file name, on the
 /// caller's thread; null ends that. Opens the library and keeps it in the process.
-void hookSibling(const std::string& fileName, void (*hook)(const char* call));
+void HookSibling(const std::string& fileName, void (*hook)(const char* call));
 
 /// For bodies: whether no thread holds the lock now.
 template <class Mutex>
-bool isFree(Mutex& mutex) {
+bool IsFree(Mutex& mutex) {
   bool locked = false;
   std::thread([&] {
     locked = mutex.try_lock();
@@ -47,6 +47,6 @@ bool isFree(Mutex& mutex) {
   return locked;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -10,7 +10,7 @@
 
 using Ferrolink::Native::initializationMutex;
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr std::uint8_t kJvmId = 2;
@@ -18,24 +18,24 @@ constexpr std::uint8_t kPythonId = 5;
 constexpr std::uint8_t kCppId = 8;
 constexpr const char* kPython = "libFerrolinkPythonRuntimeNative.so";
 
-void initialize(std::uint8_t calling, std::uint8_t called) {
-  report(thrownBy([&] { transport().Initialize(calling, called, 3); }));
+void Initialize(std::uint8_t calling, std::uint8_t called) {
+  Report(ThrownBy([&] { Transport().Initialize(calling, called, 3); }));
 }
 
 /// What the runtime answers, or the text of what was thrown.
-std::string sent(std::uint8_t called) {
+std::string Sent(std::uint8_t called) {
   std::array<std::uint8_t, 1> message = {called};
   std::string answer;
   const std::string thrown =
-      thrownBy([&] { answer = std::to_string(transport().SendCommand(message.data(), 1)); });
+      ThrownBy([&] { answer = std::to_string(Transport().SendCommand(message.data(), 1)); });
   return answer.empty() ? thrown : answer;
 }
 
-std::string notLoaded(const std::string& runtime) {
+std::string NotLoaded(const std::string& runtime) {
   return std::string(kPrefix) + "019. \nRuntime not loaded: " + runtime;
 }
 
-std::string sentOutOf(const std::string& settingUp, const std::string& called) {
+std::string SentOutOf(const std::string& settingUp, const std::string& called) {
   return std::string(kPrefix) + "021. \nA command to " + called + " came out of the set-up of " +
          settingUp + ", on the same thread, which would wait for itself. Send it after " +
          "CreateReceiver and Initialize have returned";
@@ -46,166 +46,166 @@ std::string sentOutOf(const std::string& settingUp, const std::string& called) {
 PROCESS_CASE(retrySameRuntime) {
   for (const char* variable : {"FAKE_SIBLING_THROW", "FAKE_SIBLING_NULL_RECEIVER"}) {
     setenv(variable, kJvm, 1);
-    initialize(kJvmId, kJvmId);
-    report(sent(kJvmId));
+    Initialize(kJvmId, kJvmId);
+    Report(Sent(kJvmId));
     unsetenv(variable);
   }
-  initialize(kJvmId, kJvmId);
-  initialize(kJvmId, kJvmId);
-  report(sent(kJvmId));
+  Initialize(kJvmId, kJvmId);
+  Initialize(kJvmId, kJvmId);
+  Report(Sent(kJvmId));
 }
 
 TEST(TransportInMemoryRetry, ReachesTheReceiverThatFailedWhereARuntimeCallsItself) {
   Runtimes siblings = {"Jvm"};
-  EXPECT_EQ(siblings.runWithLoader("retrySameRuntime").report,
-            (Texts{"Receiver.Initialize failed", notLoaded("Jvm"), reinstall("015"),
-                   notLoaded("Jvm"), "(nothing thrown)", "(nothing thrown)", "1001"}));
-  EXPECT_EQ(siblings.calls(), open("Jvm") +
+  EXPECT_EQ(siblings.RunWithLoader("retrySameRuntime").report,
+            (Texts{"Receiver.Initialize failed", NotLoaded("Jvm"), Reinstall("015"),
+                   NotLoaded("Jvm"), "(nothing thrown)", "(nothing thrown)", "1001"}));
+  EXPECT_EQ(siblings.Calls(), Open("Jvm") +
                                   "Jvm: CreateReceiver(1)\nJvm: Receiver.Initialize(2, 2, 3)\n"
                                   "Jvm: CreateReceiver(1)\n" +
-                                  createdAs("Jvm", "1", "2, 2, 3") +
+                                  CreatedAs("Jvm", "1", "2, 2, 3") +
                                   "Jvm: Receiver.SendCommand(2)\n");
 }
 
 PROCESS_CASE(retryOfOpenLibraries) {
-  initialize(kJvmId, kCppId);
+  Initialize(kJvmId, kCppId);
   setenv("FAKE_SIBLING_THROW", kPython, 1);
-  initialize(kJvmId, kPythonId);
-  initialize(kCppId, kPythonId);
-  report(isFree(initializationMutex));
+  Initialize(kJvmId, kPythonId);
+  Initialize(kCppId, kPythonId);
+  Report(IsFree(initializationMutex));
   unsetenv("FAKE_SIBLING_THROW");
-  initialize(kJvmId, kPythonId);
-  initialize(kCppId, kPythonId);
-  report(sent(kPythonId));
+  Initialize(kJvmId, kPythonId);
+  Initialize(kCppId, kPythonId);
+  Report(Sent(kPythonId));
 }
 
 TEST(TransportInMemoryRetry, ReachesTheReceiverThatFailedWhereAnotherPairOpenedTheCallingLibrary) {
   Runtimes siblings = {"Cpp", "Jvm", "Python"};
-  EXPECT_EQ(siblings.runWithLoader("retryOfOpenLibraries").report,
+  EXPECT_EQ(siblings.RunWithLoader("retryOfOpenLibraries").report,
             (Texts{"(nothing thrown)", "Receiver.Initialize failed", "Receiver.Initialize failed",
                    "1", "(nothing thrown)", "(nothing thrown)", "1001"}));
   const std::string failed = "Python: CreateReceiver(1)\nPython: Receiver.Initialize(";
-  EXPECT_EQ(siblings.calls(), open("Cpp") + createdAs("Cpp", "1", "2, 8, 3") + open("Jvm") +
-                                  createdAs("Jvm", "0", "2, 8, 3") + open("Python") + failed +
+  EXPECT_EQ(siblings.Calls(), Open("Cpp") + CreatedAs("Cpp", "1", "2, 8, 3") + Open("Jvm") +
+                                  CreatedAs("Jvm", "0", "2, 8, 3") + Open("Python") + failed +
                                   "2, 5, 3)\n" + failed + "8, 5, 3)\n" +
-                                  createdAs("Python", "1", "2, 5, 3") +
+                                  CreatedAs("Python", "1", "2, 5, 3") +
                                   "Python: Receiver.SendCommand(5)\n");
 }
 
 PROCESS_CASE(receiverWithoutTransmitter) {
-  initialize(kJvmId, kJvmId);
-  initialize(kJvmId, kJvmId);
-  report(sent(kJvmId));
+  Initialize(kJvmId, kJvmId);
+  Initialize(kJvmId, kJvmId);
+  Report(Sent(kJvmId));
 }
 
 TEST(TransportInMemoryRetry, EndsOnceTheReceiverIsThereEvenWhereATransmitterIsMissing) {
   Runtimes siblings = {};
-  siblings.addRuntime("Jvm", FAKESIBLINGWITHOUTTRANSMITTER_PATH);
-  EXPECT_EQ(siblings.run("receiverWithoutTransmitter").report,
-            (Texts{reinstall("016"), "(nothing thrown)", "1001"}));
+  siblings.AddRuntime("Jvm", FAKESIBLINGWITHOUTTRANSMITTER_PATH);
+  EXPECT_EQ(siblings.Run("receiverWithoutTransmitter").report,
+            (Texts{Reinstall("016"), "(nothing thrown)", "1001"}));
 }
 
 namespace {
 
 // Inside each step of the called side's set-up, and of the calling side's.
-void sendBack(const char* call) {
-  report(call);
-  initialize(kJvmId, kCppId);
-  initialize(kCppId, kJvmId);
+void SendBack(const char* call) {
+  Report(call);
+  Initialize(kJvmId, kCppId);
+  Initialize(kCppId, kJvmId);
 }
 
 }  // namespace
 
 PROCESS_CASE(sendOutOfSetUp) {
-  hookSibling(kCpp, &sendBack);
-  initialize(kJvmId, kCppId);
-  hookSibling(kCpp, nullptr);
-  report(isFree(initializationMutex));
-  initialize(kCppId, kJvmId);
-  report(sent(kCppId));
-  report(sent(kJvmId));
+  HookSibling(kCpp, &SendBack);
+  Initialize(kJvmId, kCppId);
+  HookSibling(kCpp, nullptr);
+  Report(IsFree(initializationMutex));
+  Initialize(kCppId, kJvmId);
+  Report(Sent(kCppId));
+  Report(Sent(kJvmId));
 }
 
 TEST(TransportInMemoryRetry, ACommandOutOfTheCalledSidesSetUpIsRefusedAndDisturbsNothing) {
   Runtimes siblings = {"Cpp", "Jvm"};
-  const std::string toCpp = sentOutOf("Cpp", "Cpp");
-  const std::string toJvm = sentOutOf("Cpp", "Jvm");
-  EXPECT_EQ(siblings.run("sendOutOfSetUp").report,
+  const std::string toCpp = SentOutOf("Cpp", "Cpp");
+  const std::string toJvm = SentOutOf("Cpp", "Jvm");
+  EXPECT_EQ(siblings.Run("sendOutOfSetUp").report,
             (Texts{"CreateReceiver(1)", toCpp, toJvm, "Receiver.Initialize(2, 8, 3)", toCpp, toJvm,
                    "CreateTransmitter(1)", toCpp, toJvm, "(nothing thrown)", "1",
                    "(nothing thrown)", "1001", "1001"}));
-  EXPECT_EQ(siblings.calls(), createdAs("Cpp", "1", "2, 8, 3") + createdAs("Jvm", "0", "2, 8, 3") +
+  EXPECT_EQ(siblings.Calls(), CreatedAs("Cpp", "1", "2, 8, 3") + CreatedAs("Jvm", "0", "2, 8, 3") +
                                   "Cpp: Receiver.SendCommand(8)\nJvm: Receiver.SendCommand(2)\n");
 }
 
 PROCESS_CASE(sendOutOfInitialiser) {
   void (*send)() = [] {
-    initialize(kJvmId, kCppId);
-    initialize(kCppId, kJvmId);
+    Initialize(kJvmId, kCppId);
+    Initialize(kCppId, kJvmId);
   };
   const std::string address = std::to_string(reinterpret_cast<std::uintptr_t>(send));
   setenv("FAKE_SIBLING_INITIALIZED", kCpp, 1);
   setenv("FAKE_SIBLING_INITIALIZER", address.c_str(), 1);
-  initialize(kJvmId, kCppId);
-  report(sent(kCppId));
+  Initialize(kJvmId, kCppId);
+  Report(Sent(kCppId));
 }
 
 TEST(TransportInMemoryRetry, ACommandOutOfTheCalledLibrarysStaticInitialiserIsRefused) {
   Runtimes siblings = {"Cpp", "Jvm"};
-  EXPECT_EQ(siblings.run("sendOutOfInitialiser").report,
-            (Texts{sentOutOf("Cpp", "Cpp"), sentOutOf("Cpp", "Jvm"), "(nothing thrown)", "1001"}));
-  EXPECT_EQ(siblings.calls(), createdAs("Cpp", "1", "2, 8, 3") + createdAs("Jvm", "0", "2, 8, 3") +
+  EXPECT_EQ(siblings.Run("sendOutOfInitialiser").report,
+            (Texts{SentOutOf("Cpp", "Cpp"), SentOutOf("Cpp", "Jvm"), "(nothing thrown)", "1001"}));
+  EXPECT_EQ(siblings.Calls(), CreatedAs("Cpp", "1", "2, 8, 3") + CreatedAs("Jvm", "0", "2, 8, 3") +
                                   "Cpp: Receiver.SendCommand(8)\n");
 }
 
 PROCESS_CASE(refusalEndsSetUp) {
-  hookSibling(kPython, [](const char* call) {
+  HookSibling(kPython, [](const char* call) {
     if (std::string(call) == "Receiver.Initialize(2, 5, 3)") {
-      transport().Initialize(kPythonId, kCppId, 4);
+      Transport().Initialize(kPythonId, kCppId, 4);
     }
   });
-  initialize(kJvmId, kPythonId);
-  report(isFree(initializationMutex));
-  hookSibling(kPython, nullptr);
-  initialize(kJvmId, kPythonId);
-  report(sent(kPythonId));
+  Initialize(kJvmId, kPythonId);
+  Report(IsFree(initializationMutex));
+  HookSibling(kPython, nullptr);
+  Initialize(kJvmId, kPythonId);
+  Report(Sent(kPythonId));
 }
 
 TEST(TransportInMemoryRetry, ASetUpThatTheRefusalEndsIsTriedAgainByTheNextCommand) {
   Runtimes siblings = {"Cpp", "Jvm", "Python"};
-  EXPECT_EQ(siblings.run("refusalEndsSetUp").report,
-            (Texts{sentOutOf("Python", "Cpp"), "1", "(nothing thrown)", "1001"}));
+  EXPECT_EQ(siblings.Run("refusalEndsSetUp").report,
+            (Texts{SentOutOf("Python", "Cpp"), "1", "(nothing thrown)", "1001"}));
 }
 
 PROCESS_CASE(sendToSetUpPair) {
-  initialize(kJvmId, kCppId);
-  hookSibling(kPython, [](const char* call) {
+  Initialize(kJvmId, kCppId);
+  HookSibling(kPython, [](const char* call) {
     if (std::string(call) == "CreateReceiver(1)") {
-      initialize(kJvmId, kCppId);
-      report(sent(kCppId));
+      Initialize(kJvmId, kCppId);
+      Report(Sent(kCppId));
     }
   });
-  initialize(kJvmId, kPythonId);
+  Initialize(kJvmId, kPythonId);
 }
 
 TEST(TransportInMemoryRetry, ACommandOutOfASetUpReachesAPairThatIsSetUp) {
   Runtimes siblings = {"Cpp", "Jvm", "Python"};
-  EXPECT_EQ(siblings.run("sendToSetUpPair").report,
+  EXPECT_EQ(siblings.Run("sendToSetUpPair").report,
             (Texts{"(nothing thrown)", "(nothing thrown)", "1001", "(nothing thrown)"}));
 }
 
 PROCESS_CASE(sendOutOfCallingSide) {
-  hookSibling(kJvm, &sendBack);
-  initialize(kJvmId, kCppId);
+  HookSibling(kJvm, &SendBack);
+  Initialize(kJvmId, kCppId);
 }
 
 TEST(TransportInMemoryRetry, ACommandOutOfTheCallingSidesSetUpReachesTheCalledSideAlone) {
   Runtimes siblings = {"Cpp", "Jvm"};
   const std::string served = "(nothing thrown)";
-  const std::string refused = sentOutOf("Cpp", "Jvm");
-  EXPECT_EQ(siblings.run("sendOutOfCallingSide").report,
+  const std::string refused = SentOutOf("Cpp", "Jvm");
+  EXPECT_EQ(siblings.Run("sendOutOfCallingSide").report,
             (Texts{"CreateReceiver(0)", served, refused, "Receiver.Initialize(2, 8, 3)", served,
                    refused, "CreateTransmitter(0)", served, served, served}));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -8,7 +8,7 @@
 #include "native/RoleSingletons.h"
 #include "tests/transport/TransportFixture.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Native::Transport::TransportInMemory;
 
 namespace {
@@ -16,7 +16,7 @@ namespace {
 using Texts = std::vector<std::string>;
 
 // Lives until the process ends: its destructor closes the libraries of the objects that it owns.
-TransportInMemory& transport() {
+TransportInMemory& Transport() {
   static auto* const made = new TransportInMemory;
   return *made;
 }
@@ -31,12 +31,12 @@ constexpr const char* kBothSides =
 
 constexpr const char* kPrefix = "Ferrolink Native Exception: Exception code ";
 
-std::string reinstall(const char* code) {
+std::string Reinstall(const char* code) {
   return std::string(kPrefix) + code + ". \nReinstall Ferrolink package";
 }
 
-std::string initializeFails(SiblingTree& siblings, CaseOptions options = {}) {
-  const CaseResult result = siblings.run("initializeOnce", std::move(options));
+std::string InitializeFails(SiblingTree& siblings, CaseOptions options = {}) {
+  const CaseResult result = siblings.Run("initializeOnce", std::move(options));
   EXPECT_EQ(result.exitCode, 0) << result.err;
   return result.report.empty() ? "" : result.report.front();
 }
@@ -44,85 +44,85 @@ std::string initializeFails(SiblingTree& siblings, CaseOptions options = {}) {
 }  // namespace
 
 PROCESS_CASE(initializeOnce) {
-  report(thrownBy([] { transport().Initialize(2, 8, 3); }));
+  Report(ThrownBy([] { Transport().Initialize(2, 8, 3); }));
 }
 
 PROCESS_CASE(initializeTwice) {
-  TransportInMemory& channel = transport();
-  report(channel.Initialize(2, 8, 3));
-  report(channel.Initialize(2, 8, 3));
+  TransportInMemory& channel = Transport();
+  Report(channel.Initialize(2, 8, 3));
+  Report(channel.Initialize(2, 8, 3));
 }
 
 TEST(TransportInMemory, SetsUpTheCalledSideThenTheCallingSideOnce) {
   SiblingTree siblings;
-  siblings.addRuntime("Cpp", FAKESIBLING_PATH);
-  siblings.addRuntime("Jvm", FAKESIBLING_PATH);
-  EXPECT_EQ(siblings.run("initializeTwice").report, (Texts{"0", "0"}));
-  EXPECT_EQ(siblings.calls(), kBothSides);
+  siblings.AddRuntime("Cpp", FAKESIBLING_PATH);
+  siblings.AddRuntime("Jvm", FAKESIBLING_PATH);
+  EXPECT_EQ(siblings.Run("initializeTwice").report, (Texts{"0", "0"}));
+  EXPECT_EQ(siblings.Calls(), kBothSides);
 }
 
 TEST(TransportInMemory, RaisesEachFailureOfTheCalledSide) {
   SiblingTree missing;
-  EXPECT_EQ(initializeFails(missing),
+  EXPECT_EQ(InitializeFails(missing),
             std::string(kPrefix) + "001. \nCannot load: " +
-                (missing.tree().nativeDirectory() / "libFerrolinkCppRuntimeNative.so").string() +
+                (missing.Tree().NativeDirectory() / "libFerrolinkCppRuntimeNative.so").string() +
                 ". \nError: File not found.");
   SiblingTree empty;
-  empty.addRuntime("Cpp", FAKESIBLINGEMPTY_PATH);
-  EXPECT_EQ(initializeFails(empty), reinstall("014"));
+  empty.AddRuntime("Cpp", FAKESIBLINGEMPTY_PATH);
+  EXPECT_EQ(InitializeFails(empty), Reinstall("014"));
   SiblingTree null;
-  null.addRuntime("Cpp", FAKESIBLING_PATH);
+  null.AddRuntime("Cpp", FAKESIBLING_PATH);
   CaseOptions options;
   options.environment["FAKE_SIBLING_NULL_RECEIVER"] = "libFerrolinkCppRuntimeNative.so";
-  EXPECT_EQ(initializeFails(null, options), reinstall("015"));
+  EXPECT_EQ(InitializeFails(null, options), Reinstall("015"));
   SiblingTree noTransmitter;
-  noTransmitter.addRuntime("Cpp", FAKESIBLINGWITHOUTTRANSMITTER_PATH);
-  noTransmitter.addRuntime("Jvm", FAKESIBLING_PATH);
-  EXPECT_EQ(initializeFails(noTransmitter), reinstall("016"));
-  EXPECT_EQ(noTransmitter.calls(), "Cpp: CreateReceiver(1)\nCpp: Receiver.Initialize(2, 8, 3)\n");
+  noTransmitter.AddRuntime("Cpp", FAKESIBLINGWITHOUTTRANSMITTER_PATH);
+  noTransmitter.AddRuntime("Jvm", FAKESIBLING_PATH);
+  EXPECT_EQ(InitializeFails(noTransmitter), Reinstall("016"));
+  EXPECT_EQ(noTransmitter.Calls(), "Cpp: CreateReceiver(1)\nCpp: Receiver.Initialize(2, 8, 3)\n");
 }
 
 TEST(TransportInMemory, LogsAndDropsEachFailureOfTheCallingSide) {
   const auto logged = [](const char* fake, const char* nullReceiver) {
     SiblingTree siblings;
-    siblings.addRuntime("Cpp", FAKESIBLING_PATH);
+    siblings.AddRuntime("Cpp", FAKESIBLING_PATH);
     if (fake != nullptr) {
-      siblings.addRuntime("Jvm", fake);
+      siblings.AddRuntime("Jvm", fake);
     }
     CaseOptions options;
     options.environment["FAKE_SIBLING_NULL_RECEIVER"] = nullReceiver;
-    const CaseResult result = siblings.run("initializeTwice", options);
+    const CaseResult result = siblings.Run("initializeTwice", options);
     EXPECT_EQ(result.report, (Texts{"0", "0"}));
     return result.err;
   };
   EXPECT_NE(logged(nullptr, "").find("Error: File not found."), std::string::npos);
-  EXPECT_NE(logged(FAKESIBLINGEMPTY_PATH, "").find(reinstall("017")), std::string::npos);
-  EXPECT_NE(logged(FAKESIBLING_PATH, "libFerrolinkJvmRuntimeNative.so").find(reinstall("018")),
+  EXPECT_NE(logged(FAKESIBLINGEMPTY_PATH, "").find(Reinstall("017")), std::string::npos);
+  EXPECT_NE(logged(FAKESIBLING_PATH, "libFerrolinkJvmRuntimeNative.so").find(Reinstall("018")),
             std::string::npos);
-  EXPECT_NE(logged(FAKESIBLINGWITHOUTTRANSMITTER_PATH, "").find(reinstall("016")),
+  EXPECT_NE(logged(FAKESIBLINGWITHOUTTRANSMITTER_PATH, "").find(Reinstall("016")),
             std::string::npos);
 }
 
 TEST(TransportInMemory, LetsOtherErrorsOfTheCallingSidePass) {
   SiblingTree siblings;
-  siblings.addRuntime("Cpp", FAKESIBLING_PATH);
-  siblings.addRuntime("Jvm", FAKESIBLING_PATH);
+  siblings.AddRuntime("Cpp", FAKESIBLING_PATH);
+  siblings.AddRuntime("Jvm", FAKESIBLING_PATH);
   CaseOptions options;
   options.environment["FAKE_SIBLING_THROW"] = "libFerrolinkJvmRuntimeNative.so";
-  EXPECT_EQ(initializeFails(siblings, options), "Receiver.Initialize failed");
+  EXPECT_EQ(InitializeFails(siblings, options), "Receiver.Initialize failed");
 }
 
 PROCESS_CASE(useTheChannel) {
-  TransportInMemory& channel = transport();
+  TransportInMemory& channel = Transport();
   channel.Initialize(2, 8, 3);
   channel.Initialize(2, 5, 4);
   std::array<std::uint8_t, 3> command = {8, 1, 2};
-  report(channel.SendCommand(command.data(), 3));
+  Report(channel.SendCommand(command.data(), 3));
   std::array<std::uint8_t, 2> buffer = {8, 0};
-  report(channel.ReadResponse(buffer.data(), 2));
-  report(static_cast<long>(buffer[1]));
-  report(channel.SetEmbeddedRuntime(9, 9, 7, "path"));
-  report(channel.DeployRuntime(command.data(), 3, "package", 6));
+  Report(channel.ReadResponse(buffer.data(), 2));
+  Report(static_cast<long>(buffer[1]));
+  Report(channel.SetEmbeddedRuntime(9, 9, 7, "path"));
+  Report(channel.DeployRuntime(command.data(), 3, "package", 6));
   channel.SendHeartBeatToCalledRuntime();
   channel.SendHeartBeatToCallingRuntime();
 }
@@ -130,12 +130,12 @@ PROCESS_CASE(useTheChannel) {
 TEST(TransportInMemory, RoutesByTheFirstByteAndForwardsTheRestToTheLastCalledRuntime) {
   SiblingTree siblings;
   for (const char* runtime : {"Cpp", "Jvm", "Python"}) {
-    siblings.addRuntime(runtime, FAKESIBLING_PATH);
+    siblings.AddRuntime(runtime, FAKESIBLING_PATH);
   }
-  const CaseResult result = siblings.run("useTheChannel");
+  const CaseResult result = siblings.Run("useTheChannel");
   EXPECT_EQ(result.report, (Texts{"1003", "31", "90", "41", "61"})) << result.err;
   EXPECT_EQ(result.out, "SendHeartBeatToCalledRuntime\nSendHeartBeatToCallingRuntime\n");
-  EXPECT_EQ(siblings.calls(), std::string(kBothSides) +
+  EXPECT_EQ(siblings.Calls(), std::string(kBothSides) +
                                   "Python: CreateReceiver(1)\n"
                                   "Python: Receiver.Initialize(2, 5, 4)\n"
                                   "Python: CreateTransmitter(1)\n"
@@ -148,46 +148,46 @@ TEST(TransportInMemory, RoutesByTheFirstByteAndForwardsTheRestToTheLastCalledRun
 }
 
 PROCESS_CASE(useNothingThatIsThere) {
-  TransportInMemory& channel = transport();
+  TransportInMemory& channel = Transport();
   std::array<std::uint8_t, 11> command = {5};
-  report(thrownBy([&] { channel.SendCommand(command.data(), 11); }));
+  Report(ThrownBy([&] { channel.SendCommand(command.data(), 11); }));
   command[0] = 200;
-  report(thrownBy([&] { channel.ReadResponse(command.data(), 11); }));
-  report(thrownBy([&] { channel.SetEmbeddedRuntime(2, 8, 0, ""); }));
-  report(thrownBy([&] { channel.DeployRuntime(command.data(), 11, "", 0); }));
-  report(thrownBy([&] { channel.SendHeartBeatToCalledRuntime(); }));
+  Report(ThrownBy([&] { channel.ReadResponse(command.data(), 11); }));
+  Report(ThrownBy([&] { channel.SetEmbeddedRuntime(2, 8, 0, ""); }));
+  Report(ThrownBy([&] { channel.DeployRuntime(command.data(), 11, "", 0); }));
+  Report(ThrownBy([&] { channel.SendHeartBeatToCalledRuntime(); }));
 }
 
 TEST(TransportInMemory, NamesTheRuntimeThatIsNotLoaded) {
   SiblingTree siblings;
   const std::string text = std::string(kPrefix) + "019. \nRuntime not loaded: ";
-  EXPECT_EQ(siblings.run("useNothingThatIsThere").report,
+  EXPECT_EQ(siblings.Run("useNothingThatIsThere").report,
             (Texts{text + "Python", text + "Unknown", text + "Unknown", text + "Unknown",
                    text + "Unknown"}));
 }
 
 PROCESS_CASE(deployThroughOwnTransmitter) {
-  TransportInMemory& channel = transport();
+  TransportInMemory& channel = Transport();
   channel.Initialize(2, 8, 3);
   // As if the transmitter that the called runtime's library handed out were this process's own.
-  void* library = dlopen((caseNativeDirectory() / "libFerrolinkCppRuntimeNative.so").c_str(),
+  void* library = dlopen((CaseNativeDirectory() / "libFerrolinkCppRuntimeNative.so").c_str(),
                          RTLD_NOW | RTLD_NOLOAD);
   using Last = Ferrolink::Native::Interfaces::ITransmitter*();
   Ferrolink::Native::transmitter = reinterpret_cast<Last*>(dlsym(library, "LastTransmitter"))();
   std::array<std::uint8_t, 2> message = {8, 1};
-  report(channel.DeployRuntime(message.data(), 2, "package", 6));
+  Report(channel.DeployRuntime(message.data(), 2, "package", 6));
 }
 
 TEST(TransportInMemory, HandsADeploymentForItsOwnTransmitterToTheReceiver) {
   SiblingTree siblings;
-  siblings.addRuntime("Cpp", FAKESIBLING_PATH);
-  siblings.addRuntime("Jvm", FAKESIBLING_PATH);
-  EXPECT_EQ(siblings.run("deployThroughOwnTransmitter").report, Texts{"51"});
+  siblings.AddRuntime("Cpp", FAKESIBLING_PATH);
+  siblings.AddRuntime("Jvm", FAKESIBLING_PATH);
+  EXPECT_EQ(siblings.Run("deployThroughOwnTransmitter").report, Texts{"51"});
 }
 
 PROCESS_CASE(destroyTheChannel) {
   for (const char* name : {"libFerrolinkCppRuntimeNative.so", "libFerrolinkJvmRuntimeNative.so"}) {
-    dlopen((caseNativeDirectory() / name).c_str(), RTLD_NOW | RTLD_NODELETE);
+    dlopen((CaseNativeDirectory() / name).c_str(), RTLD_NOW | RTLD_NODELETE);
   }
   TransportInMemory channel;
   channel.Initialize(2, 8, 3);
@@ -195,10 +195,10 @@ PROCESS_CASE(destroyTheChannel) {
 
 TEST(TransportInMemory, ReleasesTransmittersThenReceiversInTheEnd) {
   SiblingTree siblings;
-  siblings.addRuntime("Cpp", FAKESIBLING_PATH);
-  siblings.addRuntime("Jvm", FAKESIBLING_PATH);
-  EXPECT_EQ(siblings.run("destroyTheChannel").exitCode, 0);
-  EXPECT_EQ(siblings.calls(), std::string(kBothSides) +
+  siblings.AddRuntime("Cpp", FAKESIBLING_PATH);
+  siblings.AddRuntime("Jvm", FAKESIBLING_PATH);
+  EXPECT_EQ(siblings.Run("destroyTheChannel").exitCode, 0);
+  EXPECT_EQ(siblings.Calls(), std::string(kBothSides) +
                                   "Cpp: ~Transmitter\nJvm: ~Transmitter\n"
                                   "Cpp: ~Receiver\nJvm: ~Receiver\n");
 }

@@ -5,9 +5,9 @@
 #include <optional>
 
 #include "tests/support/Counts.h"
-#include "tests/verify/Support.h"
+#include "tests/verify/ProofCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Host::Bytes;
 using Ferrolink::Host::Host;
 using Ferrolink::Host::RemoteError;
@@ -19,11 +19,11 @@ namespace {
 constexpr int kThreads = 16;
 constexpr long kCommandsToAFailure = 100;
 
-int commandsOfAThread() {
-  return static_cast<int>(countOr("TEST_COMMANDS", 2'000));
+int CommandsOfAThread() {
+  return static_cast<int>(CountOr("TEST_COMMANDS", 2'000));
 }
 
-std::string failureOf(Host& host, const std::string& text) {
+std::string FailureOf(Host& host, const std::string& text) {
   try {
     host.Call("refuse", text);
     return "(no failure)";
@@ -36,14 +36,14 @@ std::string failureOf(Host& host, const std::string& text) {
 // thread without a Java frame of its own.
 class Refusal {
  public:
-  explicit Refusal(Host& host) : m_sample(failureOf(host, kMark)), m_mark(m_sample.find(kMark)) {
+  explicit Refusal(Host& host) : m_sample(FailureOf(host, kMark)), m_mark(m_sample.find(kMark)) {
     if (m_mark == std::string::npos ||
         m_sample.find("\n    at RefusingHandler.handle") == std::string::npos) {
       throw std::runtime_error("no report of a refusal: " + m_sample);
     }
   }
 
-  [[nodiscard]] std::string of(const std::string& text) const {
+  [[nodiscard]] std::string Of(const std::string& text) const {
     return std::string(m_sample).replace(m_mark, kMark.size(), text);
   }
 
@@ -57,12 +57,12 @@ class Refusal {
 
 // Every other thread stays attached; the rest are attached for each command.
 PROCESS_CASE(answerOrRefuse) {
-  Host& host = startHost();
+  Host& host = StartHost();
   const Refusal refusal(host);
-  const int commands = commandsOfAThread();
+  const int commands = CommandsOfAThread();
   std::atomic<long> right = 0;
   std::atomic<long> reported = 0;
-  onThreads(kThreads, [&](int thread) {
+  OnThreads(kThreads, [&](int thread) {
     std::optional<ThreadAttachment> attachment;
     if (thread % 2 == 0) {
       attachment.emplace();
@@ -70,20 +70,20 @@ PROCESS_CASE(answerOrRefuse) {
     for (int number = 0; number < commands; ++number) {
       const std::string text = std::to_string(thread) + "/" + std::to_string(number);
       if (number % kCommandsToAFailure == kCommandsToAFailure - 1) {
-        reported += failureOf(host, text) == refusal.of(text) ? 1 : 0;
+        reported += FailureOf(host, text) == refusal.Of(text) ? 1 : 0;
       } else {
         right += host.Call("echo", text) == ToBytes(text) ? 1 : 0;
       }
     }
   });
-  reportFigure("commands", long{kThreads} * commands);
-  reportFigure("answered_right", right);
-  reportFigure("failed_right", reported);
+  ReportFigure("commands", long{kThreads} * commands);
+  ReportFigure("answered_right", right);
+  ReportFigure("failed_right", reported);
 }
 
 TEST(Commands, OfSixteenThreadsAreAnsweredOrFailWithTheirOwnWholeText) {
-  proveOnEveryJdk("answerOrRefuse", "", [](const Figures& figures) {
-    const long commands = commandsOfAThread();
+  ProveOnEveryJdk("answerOrRefuse", "", [](const Figures& figures) {
+    const long commands = CommandsOfAThread();
     const long failures = commands / kCommandsToAFailure;
     EXPECT_EQ(figures.at("answered_right"), kThreads * (commands - failures));
     EXPECT_EQ(figures.at("failed_right"), kThreads * failures);

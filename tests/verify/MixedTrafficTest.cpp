@@ -9,9 +9,9 @@
 #include <optional>
 
 #include "tests/support/Counts.h"
-#include "tests/verify/Support.h"
+#include "tests/verify/ProofCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Host::Bytes;
 using Ferrolink::Host::Host;
 using Ferrolink::Host::ThreadAttachment;
@@ -25,18 +25,18 @@ constexpr int kCallsToACollection = 500;
 constexpr std::size_t kLarge = 4U << 20;
 constexpr std::array<std::size_t, 7> kSizes = {0, 1, 64, 1024, 2048, 2049, 65536};
 
-int callsOfAThread() {
-  return static_cast<int>(countOr("TEST_CALLS", 1'000));
+int CallsOfAThread() {
+  return static_cast<int>(CountOr("TEST_CALLS", 1'000));
 }
 
-Bytes payloadOf(int thread, int number) {
+Bytes PayloadOf(int thread, int number) {
   const bool large = (number + thread) % kCallsToALargeArray == 0;
   return Bytes(large ? kLarge : kSizes.at(static_cast<std::size_t>(number) % kSizes.size()),
                static_cast<std::uint8_t>(thread * 31 + number));
 }
 
-bool isRefused(Host& host, const std::string& text) {
-  const std::string failure = thrownBy([&] { host.Call("refuse", text); });
+bool IsRefused(Host& host, const std::string& text) {
+  const std::string failure = ThrownBy([&] { host.Call("refuse", text); });
   return failure.starts_with("java.lang.IllegalStateException: refuses " + text +
                              "\n    at RefusingHandler.handle");
 }
@@ -47,18 +47,18 @@ struct Traffic {
   std::atomic<long> collections = 0;
   std::atomic<long> wrong = 0;
 
-  static void count(std::atomic<long>& counted, std::atomic<long>& wrong, bool right) {
+  static void Count(std::atomic<long>& counted, std::atomic<long>& wrong, bool right) {
     ++counted;
     wrong += right ? 0 : 1;
   }
 
-  void call(Host& host, int thread, int number) {
-    const Bytes payload = payloadOf(thread, number);
-    count(calls, wrong, host.Call("echo", payload) == payload);
+  void Call(Host& host, int thread, int number) {
+    const Bytes payload = PayloadOf(thread, number);
+    Count(calls, wrong, host.Call("echo", payload) == payload);
     const int step = number + thread;
     if (step % kCallsToAFailure == 0) {
-      count(refusals, wrong,
-            isRefused(host, std::to_string(thread) + "/" + std::to_string(number)));
+      Count(refusals, wrong,
+            IsRefused(host, std::to_string(thread) + "/" + std::to_string(number)));
     }
     if (step % kCallsToACollection == 0) {
       host.Call("force-collection", "");
@@ -67,47 +67,47 @@ struct Traffic {
   }
 };
 
-void expectRightAnswers(const Figures& figures) {
-  EXPECT_EQ(figures.at("calls"), long{kThreads} * callsOfAThread());
+void ExpectRightAnswers(const Figures& figures) {
+  EXPECT_EQ(figures.at("calls"), long{kThreads} * CallsOfAThread());
   EXPECT_EQ(figures.at("wrong"), 0);
-  EXPECT_GE(figures.at("refusals"), long{kThreads} * (callsOfAThread() / kCallsToAFailure));
-  EXPECT_GE(figures.at("collections"), long{kThreads} * (callsOfAThread() / kCallsToACollection));
+  EXPECT_GE(figures.at("refusals"), long{kThreads} * (CallsOfAThread() / kCallsToAFailure));
+  EXPECT_GE(figures.at("collections"), long{kThreads} * (CallsOfAThread() / kCallsToACollection));
 }
 
 }  // namespace
 
 // A thread stays attached for a hundred commands, then is attached for each of a hundred.
 PROCESS_CASE(callJavaFromThreads) {
-  Host& host = startHost();
+  Host& host = StartHost();
   Traffic traffic;
-  const int calls = callsOfAThread();
-  onThreads(kThreads, [&](int thread) {
+  const int calls = CallsOfAThread();
+  OnThreads(kThreads, [&](int thread) {
     for (int number = 0; number < calls;) {
       std::optional<ThreadAttachment> attachment;
       if (number / 100 % 2 == 0) {
         attachment.emplace();
       }
       for (const int end = std::min(calls, number + 100); number < end; ++number) {
-        traffic.call(host, thread, number);
+        traffic.Call(host, thread, number);
       }
     }
   });
-  reportFigure("calls", traffic.calls);
-  reportFigure("refusals", traffic.refusals);
-  reportFigure("collections", traffic.collections);
-  reportFigure("wrong", traffic.wrong);
+  ReportFigure("calls", traffic.calls);
+  ReportFigure("refusals", traffic.refusals);
+  ReportFigure("collections", traffic.collections);
+  ReportFigure("wrong", traffic.wrong);
 }
 
 TEST(MixedTraffic, OfCppThreadsThatCallJavaIsAnsweredRight) {
-  proveOnEveryJdk("callJavaFromThreads", "-Xmx768m", expectRightAnswers);
+  ProveOnEveryJdk("callJavaFromThreads", "-Xmx768m", ExpectRightAnswers);
 }
 
 PROCESS_CASE(callOutOfJava) {
-  JavaHost({caseArchive(), caseProofs()},
-           {"-XX:-UsePerfData", "--enable-native-access=ALL-UNNAMED"})
-      .runMain("MixedCallers", {caseHandlers().string(), std::to_string(callsOfAThread())});
+  StartedJvm({CaseArchive(), CaseProofs()},
+             {"-XX:-UsePerfData", "--enable-native-access=ALL-UNNAMED"})
+      .RunMain("MixedCallers", {CaseHandlers().string(), std::to_string(CallsOfAThread())});
 }
 
 TEST(MixedTraffic, OfJavaThreadsThatCallCppAndAreCalledBackIsAnsweredRight) {
-  proveOnEveryJdk("callOutOfJava", "-Xmx768m", expectRightAnswers);
+  ProveOnEveryJdk("callOutOfJava", "-Xmx768m", ExpectRightAnswers);
 }

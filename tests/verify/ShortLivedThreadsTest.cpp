@@ -7,9 +7,9 @@
 #include <thread>
 
 #include "tests/support/Counts.h"
-#include "tests/verify/Support.h"
+#include "tests/verify/ProofCases.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using Ferrolink::Host::Host;
 using Ferrolink::Host::ToBytes;
 using Ferrolink::Host::ToText;
@@ -20,11 +20,11 @@ constexpr int kAtATime = 4;
 constexpr long kWarmUp = 10'000;
 constexpr long kEightMebibytes = 8L << 10;  // in KiB
 
-long shortLivedThreads() {
-  return countOr("TEST_SHORT_LIVED_THREADS", 10'000);
+long ShortLivedThreads() {
+  return CountOr("TEST_SHORT_LIVED_THREADS", 10'000);
 }
 
-long residentKilobytes() {
+long ResidentKilobytes() {
   std::ifstream status("/proc/self/status");
   for (std::string word; status >> word;) {
     if (word == "VmRSS:") {
@@ -36,18 +36,18 @@ long residentKilobytes() {
   throw std::runtime_error("no VmRSS");
 }
 
-long entriesOf(const std::filesystem::path& directory) {
+long EntriesOf(const std::filesystem::path& directory) {
   return std::distance(std::filesystem::directory_iterator(directory),
                        std::filesystem::directory_iterator());
 }
 
-long javaThreads(Host& host) {
+long JavaThreads(Host& host) {
   return std::stol(ToText(host.Call("thread-count", "")));
 }
 
-long sendFromThreads(Host& host, long threads) {
+long SendFromThreads(Host& host, long threads) {
   std::atomic<long> right = 0;
-  onThreads(kAtATime, [&](int) {
+  OnThreads(kAtATime, [&](int) {
     for (long number = 0; number < threads / kAtATime; ++number) {
       std::thread([&] {
         const std::string text = std::to_string(number);
@@ -61,23 +61,23 @@ long sendFromThreads(Host& host, long threads) {
 }  // namespace
 
 PROCESS_CASE(sendAndEnd) {
-  Host& host = startHost();
-  sendFromThreads(host, kWarmUp);
-  const long memory = residentKilobytes();
-  const long descriptors = entriesOf("/proc/self/fd");
-  const long threads = javaThreads(host);
-  reportFigure("threads", shortLivedThreads());
-  reportFigure("answered_right", sendFromThreads(host, shortLivedThreads()));
-  reportFigure("memory_grown_kib", residentKilobytes() - memory);
-  reportFigure("descriptors_grown", entriesOf("/proc/self/fd") - descriptors);
-  reportFigure("java_threads_grown", javaThreads(host) - threads);
+  Host& host = StartHost();
+  SendFromThreads(host, kWarmUp);
+  const long memory = ResidentKilobytes();
+  const long descriptors = EntriesOf("/proc/self/fd");
+  const long threads = JavaThreads(host);
+  ReportFigure("threads", ShortLivedThreads());
+  ReportFigure("answered_right", SendFromThreads(host, ShortLivedThreads()));
+  ReportFigure("memory_grown_kib", ResidentKilobytes() - memory);
+  ReportFigure("descriptors_grown", EntriesOf("/proc/self/fd") - descriptors);
+  ReportFigure("java_threads_grown", JavaThreads(host) - threads);
 }
 
 // A heap that is touched before, so that it does not grow.
 TEST(ShortLivedThreads, LeaveMemoryDescriptorsAndJavaThreadsAsTheyWere) {
   const std::string heap = "-Xms64m -Xmx64m -XX:+AlwaysPreTouch -XX:+UseSerialGC";
-  proveOnEveryJdk("sendAndEnd", heap, [](const Figures& figures) {
-    EXPECT_EQ(figures.at("answered_right"), shortLivedThreads() / kAtATime * kAtATime);
+  ProveOnEveryJdk("sendAndEnd", heap, [](const Figures& figures) {
+    EXPECT_EQ(figures.at("answered_right"), ShortLivedThreads() / kAtATime * kAtATime);
     EXPECT_LE(figures.at("memory_grown_kib"), kEightMebibytes);
     EXPECT_EQ(figures.at("descriptors_grown"), 0);
     EXPECT_EQ(figures.at("java_threads_grown"), 0);

@@ -38,34 +38,34 @@ struct Options {
   std::string key;
 };
 
-std::string contentOf(const std::string& file) {
+std::string ContentOf(const std::string& file) {
   std::ifstream stream(file, std::ios::binary);
   return {std::istreambuf_iterator<char>(stream), {}};
 }
 
-std::shared_ptr<grpc::ServerCredentials> serverCredentials(const Options& options) {
+std::shared_ptr<grpc::ServerCredentials> ServerCredentials(const Options& options) {
   if (options.certificate.empty()) {
     return grpc::InsecureServerCredentials();
   }
   grpc::SslServerCredentialsOptions tls;
-  tls.pem_key_cert_pairs.push_back({contentOf(options.key), contentOf(options.certificate)});
+  tls.pem_key_cert_pairs.push_back({ContentOf(options.key), ContentOf(options.certificate)});
   return grpc::SslServerCredentials(tls);
 }
 
-std::shared_ptr<grpc::ChannelCredentials> clientCredentials(const Options& options) {
+std::shared_ptr<grpc::ChannelCredentials> ClientCredentials(const Options& options) {
   if (options.certificate.empty()) {
     return grpc::InsecureChannelCredentials();
   }
   grpc::SslCredentialsOptions tls;
-  tls.pem_root_certs = contentOf(options.certificate);
+  tls.pem_root_certs = ContentOf(options.certificate);
   return grpc::SslCredentials(tls);
 }
 
-void runServer(int portPipe, const Options& options) {
+void RunServer(int portPipe, const Options& options) {
   EchoService service;
   int port = 0;
   grpc::ServerBuilder builder;
-  builder.AddListeningPort("127.0.0.1:0", serverCredentials(options), &port);
+  builder.AddListeningPort("127.0.0.1:0", ServerCredentials(options), &port);
   builder.RegisterService(&service);
   const auto server = builder.BuildAndStart();
   if (write(portPipe, &port, sizeof port) == sizeof port) {
@@ -73,7 +73,7 @@ void runServer(int portPipe, const Options& options) {
   }
 }
 
-void callMany(Echo::Stub& stub, std::size_t size, long calls) {
+void CallMany(Echo::Stub& stub, std::size_t size, long calls) {
   Bytes request;
   request.set_content(std::string(size, 'x'));
   Bytes response;
@@ -86,7 +86,7 @@ void callMany(Echo::Stub& stub, std::size_t size, long calls) {
   }
 }
 
-void runClient(int port, const Options& options) {
+void RunClient(int port, const Options& options) {
   // Each thread's channel has a connection of its own, as the others' threads have.
   std::vector<std::unique_ptr<Echo::Stub>> stubs;
   for (std::size_t i = 0; i < options.threads; ++i) {
@@ -94,12 +94,12 @@ void runClient(int port, const Options& options) {
     arguments.SetInt("ferrolink.bench.thread", static_cast<int>(i));
     arguments.SetMaxReceiveMessageSize(-1);
     stubs.push_back(Echo::NewStub(grpc::CreateCustomChannel(
-        "127.0.0.1:" + std::to_string(port), clientCredentials(options), arguments)));
+        "127.0.0.1:" + std::to_string(port), ClientCredentials(options), arguments)));
   }
-  FerrolinkBench::Team team(
+  Ferrolink::Bench::Team team(
       options.threads, [] {}, [] {});
-  FerrolinkBench::serve([&](std::size_t size, long calls) {
-    return team.run([&](std::size_t thread, long own) { callMany(*stubs[thread], size, own); },
+  Ferrolink::Bench::Serve([&](std::size_t size, long calls) {
+    return team.Run([&](std::size_t thread, long own) { CallMany(*stubs[thread], size, own); },
                     std::max(1L, calls / static_cast<long>(options.threads)));
   });
 }
@@ -123,13 +123,13 @@ int main(int count, char** values) {
   // Before the first use of gRPC, which starts threads.
   if (fork() == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    runServer(ports[1], options);
+    RunServer(ports[1], options);
     return 0;
   }
   int port = 0;
   if (read(ports[0], &port, sizeof port) != sizeof port) {
     return 1;
   }
-  runClient(port, options);
+  RunClient(port, options);
   return 0;
 }

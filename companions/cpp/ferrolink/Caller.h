@@ -46,15 +46,15 @@ using Native::Definitions::Runtime;
 class Caller {
  public:
   explicit Caller(const Options& options = {})
-      : m_transmitter(openTransmitter(
-            Host::detail::findLibrary(options.libraryDirectory, detail::kLibraryName), options)) {}
+      : m_transmitter(OpenTransmitter(
+            Host::detail::FindLibrary(options.libraryDirectory, detail::kLibraryName), options)) {}
 
   /// Runs the handler registered under `handler` (at most 255 bytes of UTF-8) in the other runtime
   /// and returns its bytes.
   Bytes Call(Runtime target, std::string_view handler,
              std::span<const std::uint8_t> payload) const {
-    Bytes command = Host::detail::callCommand(target, handler, payload);
-    return Host::detail::exchange(*m_transmitter, command, nameOf(target));
+    Bytes command = Host::detail::CallCommand(target, handler, payload);
+    return Host::detail::Exchange(*m_transmitter, command, NameOf(target));
   }
   Bytes Call(Runtime target, std::string_view handler, std::string_view payload) const {
     return Call(target, handler,
@@ -67,10 +67,10 @@ class Caller {
   /// started by the calling thread, whose time that takes, but which does not give up meanwhile.
   Bytes Call(Runtime target, std::string_view handler, std::span<const std::uint8_t> payload,
              Deadline deadline) const {
-    Bytes command = Host::detail::callCommand(target, handler, payload);
-    Host::detail::requireTimeLeft(deadline);
-    startOnThisThread(target);
-    return Host::detail::exchangeWithin(*m_transmitter, std::move(command), nameOf(target),
+    Bytes command = Host::detail::CallCommand(target, handler, payload);
+    Host::detail::RequireTimeLeft(deadline);
+    StartOnThisThread(target);
+    return Host::detail::ExchangeWithin(*m_transmitter, std::move(command), NameOf(target),
                                         deadline);
   }
   Bytes Call(Runtime target, std::string_view handler, std::string_view payload,
@@ -83,7 +83,7 @@ class Caller {
   /// Asks for a sign of life; starts the runtime where it does not run yet. Throws where there is
   /// none.
   void Heartbeat(Runtime target) const {
-    Host::detail::heartbeat(*m_transmitter, target, nameOf(target));
+    Host::detail::Heartbeat(*m_transmitter, target, NameOf(target));
   }
 
   /// Adds a library that the other runtime understands: a Java archive, or all of a directory,
@@ -91,9 +91,9 @@ class Caller {
   /// library.
   void LoadLibrary(Runtime target, const std::filesystem::path& path) const {
     const std::string absolute = std::filesystem::absolute(path).string();
-    Host::detail::requireNoPipeOrDevice(absolute);
-    Bytes command = Host::detail::loadLibraryCommand(target, absolute);
-    Host::detail::exchange(*m_transmitter, command, nameOf(target));
+    Host::detail::RequireNoPipeOrDevice(absolute);
+    Bytes command = Host::detail::LoadLibraryCommand(target, absolute);
+    Host::detail::Exchange(*m_transmitter, command, NameOf(target));
   }
 
  private:
@@ -102,14 +102,14 @@ class Caller {
   using Receiver = Native::Interfaces::IReceiver;
   using Mode = Native::Definitions::RuntimeOperationMode;
 
-  static Transmitter* openTransmitter(const std::filesystem::path& library,
+  static Transmitter* OpenTransmitter(const std::filesystem::path& library,
                                       const Options& options) {
-    void* handle = Host::detail::openLibrary(library);
+    void* handle = Host::detail::OpenLibrary(library);
     // The transmitter first: it settles that this program calls out, where nothing is settled yet.
-    Transmitter* transmitter = Host::detail::functionOf<Transmitter*(Mode)>(
+    Transmitter* transmitter = Host::detail::FunctionOf<Transmitter*(Mode)>(
         handle, library, "CreateTransmitter")(Mode::CallingRuntime);
     if (!options.configuration.empty()) {
-      Receiver* receiver = Host::detail::functionOf<Receiver*(Mode)>(
+      Receiver* receiver = Host::detail::FunctionOf<Receiver*(Mode)>(
           handle, library, "CreateReceiver")(Mode::CallingRuntime);
       if (receiver->SetConfigSource(options.configuration) < 0) {
         throw InstallationError("The configuration was refused; standard error names the place: " +
@@ -122,7 +122,7 @@ class Caller {
   [[nodiscard]] Transmitter* Role() const { return m_transmitter; }
 
   // What starts a runtime stays bound to it, which a thread of one command must not be.
-  void startOnThisThread(Runtime target) const {
+  void StartOnThisThread(Runtime target) const {
     static std::array<std::atomic<bool>, 256> started;
     std::atomic<bool>& known = started[static_cast<std::uint8_t>(target)];
     if (!known) {
@@ -131,7 +131,7 @@ class Caller {
     }
   }
 
-  static std::string nameOf(Runtime runtime) {
+  static std::string NameOf(Runtime runtime) {
     return runtime == Runtime::Jvm ? "Java"
                                    : "Runtime " + std::to_string(static_cast<int>(runtime));
   }

@@ -54,7 +54,7 @@ namespace detail {
 // Exceptions end here, so that a handler may come from any compiler's C++ library. A thread that is
 // being ended goes on ending; the C++ runtime then binds the reference to nothing, which the
 // undefined-behaviour sanitizer would report.
-__attribute__((no_sanitize("null"))) inline std::int32_t callHandler(void* context,
+__attribute__((no_sanitize("null"))) inline std::int32_t CallHandler(void* context,
                                                                      const std::uint8_t* payload,
                                                                      std::size_t length,
                                                                      ferrolink_reply* reply) {
@@ -68,13 +68,13 @@ __attribute__((no_sanitize("null"))) inline std::int32_t callHandler(void* conte
   }
 #endif
   catch (...) {
-    const std::string text = describeCurrentException();
+    const std::string text = DescribeCurrentException();
     reply->fail(reply, text.data(), text.size());
     return FERROLINK_HANDLER_FAILED;
   }
 }
 
-inline void releaseHandler(void* context) {
+inline void ReleaseHandler(void* context) {
   delete static_cast<Handler*>(context);
 }
 
@@ -88,7 +88,7 @@ class Registrar {
   /// copy that the process has open already, else in the installation that FERROLINK_HOME names or
   /// that lies around the executable. Errors: InstallationError.
   explicit Registrar(const std::filesystem::path& libraryDirectory = {})
-      : m_table(detail::openRegistrar(libraryDirectory)) {}
+      : m_table(detail::OpenRegistrar(libraryDirectory)) {}
 
   /// For plug-in libraries: what ferrolink_register_handlers is given.
   explicit Registrar(const ferrolink_registrar* table) : m_table(table) {}
@@ -102,7 +102,7 @@ class Registrar {
       throw std::invalid_argument("The handler '" + std::string(name) + "' is an empty function.");
     }
     auto owned = std::make_unique<Handler>(std::move(handler));
-    const ferrolink_handler entry{detail::callHandler, owned.get(), detail::releaseHandler};
+    const ferrolink_handler entry{detail::CallHandler, owned.get(), detail::ReleaseHandler};
     switch (m_table->register_handler(name.data(), name.size(), &entry)) {
       case FERROLINK_OK:
         static_cast<void>(owned.release());  // the library's from here on

@@ -13,7 +13,7 @@ class Deadline {
 
   template <class Rep, class Period>
   Deadline(std::chrono::duration<Rep, Period> limit)  // NOLINT(google-explicit-constructor)
-      : m_moment(Clock::now() + bounded(limit)) {}
+      : m_moment(Clock::now() + Bounded(limit)) {}
   Deadline(Clock::time_point moment)  // NOLINT(google-explicit-constructor)
       : m_moment(moment) {}
 
@@ -23,7 +23,7 @@ class Deadline {
  private:
   // Compared as numbers with a fraction, which have room for every duration.
   template <class Rep, class Period>
-  static Clock::duration bounded(std::chrono::duration<Rep, Period> limit) {
+  static Clock::duration Bounded(std::chrono::duration<Rep, Period> limit) {
     constexpr std::chrono::milliseconds kLongest(0xFFFFFFFF);
     const std::chrono::duration<double> seconds(limit);
     if (!(seconds.count() > 0)) {

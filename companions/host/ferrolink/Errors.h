@@ -53,7 +53,7 @@ class LibraryError : public Error {
   explicit LibraryError(const std::string& text) : LibraryError(text, false) {}
   /// For what failed after the execution of the command.
   LibraryError(const std::string& text, bool executed)
-      : Error(text, executed || !detail::saysNotExecuted(text)) {}
+      : Error(text, executed || !detail::SaysNotExecuted(text)) {}
 };
 
 /// The time of a call was over before its answer came. Where MayHaveExecuted() is true the handler

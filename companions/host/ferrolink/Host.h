@@ -50,8 +50,8 @@ struct Options {
 class Host {
  public:
   explicit Host(const Options& options = {})
-      : m_libraryPath(detail::findLibrary(options.libraryDirectory)),
-        m_receiver(detail::openReceiver(m_libraryPath)) {
+      : m_libraryPath(detail::FindLibrary(options.libraryDirectory)),
+        m_receiver(detail::OpenReceiver(m_libraryPath)) {
     // The receiver leaves it to its callers to initialise it one at a time.
     static std::mutex initialisation;
     const std::lock_guard<std::mutex> lock(initialisation);
@@ -68,9 +68,9 @@ class Host {
   /// Runs the handler registered under `handler` (at most 255 bytes of UTF-8) and returns its
   /// bytes.
   Bytes Call(std::string_view handler, std::span<const std::uint8_t> payload) {
-    Bytes command = detail::callCommand(kJvm, handler, payload);
+    Bytes command = detail::CallCommand(kJvm, handler, payload);
     Start();
-    return exchange(command);
+    return Exchange(command);
   }
   Bytes Call(std::string_view handler, std::string_view payload) {
     return Call(handler,
@@ -83,10 +83,10 @@ class Host {
   /// where the time is over before. Java is started by the calling thread, whose time that takes,
   /// but which does not give up meanwhile.
   Bytes Call(std::string_view handler, std::span<const std::uint8_t> payload, Deadline deadline) {
-    Bytes command = detail::callCommand(kJvm, handler, payload);
-    detail::requireTimeLeft(deadline);
+    Bytes command = detail::CallCommand(kJvm, handler, payload);
+    detail::RequireTimeLeft(deadline);
     Start();
-    return detail::exchangeWithin(*m_receiver, std::move(command), kWho, deadline);
+    return detail::ExchangeWithin(*m_receiver, std::move(command), kWho, deadline);
   }
   Bytes Call(std::string_view handler, std::string_view payload, Deadline deadline) {
     return Call(handler,
@@ -96,7 +96,7 @@ class Host {
 
   /// Asks Java for a sign of life; starts the JVM where it does not run yet. Throws where there is
   /// none.
-  void Heartbeat() { detail::heartbeat(*m_receiver, kJvm, kWho); }
+  void Heartbeat() { detail::Heartbeat(*m_receiver, kJvm, kWho); }
 
   /// Adds a Java archive, or all archives of a directory, so that the handlers in it can be called:
   /// to the class path where no JVM runs in the process yet, to a child class loader where one
@@ -105,11 +105,11 @@ class Host {
   /// A pipe or a device is an InstallationError: the JVM would wait for its other end.
   void LoadLibrary(const std::filesystem::path& path) {
     const std::string absolute = std::filesystem::absolute(path).string();
-    detail::requireNoPipeOrDevice(absolute);
-    Bytes command = detail::loadLibraryCommand(kJvm, absolute);
-    exchange(command);
-    if (m_started || detail::findJvmLibrary().vm != nullptr) {
-      announce(absolute);
+    detail::RequireNoPipeOrDevice(absolute);
+    Bytes command = detail::LoadLibraryCommand(kJvm, absolute);
+    Exchange(command);
+    if (m_started || detail::FindJvmLibrary().vm != nullptr) {
+      Announce(absolute);
       return;
     }
     const std::lock_guard<std::mutex> lock(m_archivesMutex);
@@ -121,7 +121,7 @@ class Host {
     if (!m_started) {
       Heartbeat();
       m_started = true;
-      announceArchives();
+      AnnounceArchives();
     }
   }
 
@@ -137,19 +137,19 @@ class Host {
   static constexpr auto kJvm = Native::Definitions::Runtime::Jvm;
   static constexpr const char* kWho = "Java";
 
-  Bytes exchange(Bytes& command) { return detail::exchange(*m_receiver, command, kWho); }
+  Bytes Exchange(Bytes& command) { return detail::Exchange(*m_receiver, command, kWho); }
 
   // The native side adds archives to the class path of a JVM still to be started; one that runs, be
   // it that somebody else started it, is told by command. It skips what it has already.
-  void announce(const std::string& archive) {
-    Bytes command = detail::callCommand(
+  void Announce(const std::string& archive) {
+    Bytes command = detail::CallCommand(
         kJvm, "load-archives",
         std::span(reinterpret_cast<const std::uint8_t*>(archive.data()), archive.size()));
-    exchange(command);
+    Exchange(command);
   }
 
   // Each is announced once, whether that fails or not; the first failure is raised.
-  void announceArchives() {
+  void AnnounceArchives() {
     std::vector<std::string> archives;
     {
       const std::lock_guard<std::mutex> lock(m_archivesMutex);
@@ -158,7 +158,7 @@ class Host {
     std::exception_ptr firstError;
     for (const std::string& archive : archives) {
       try {
-        announce(archive);
+        Announce(archive);
       } catch (const std::exception&) {
         if (!firstError) {
           firstError = std::current_exception();

@@ -12,7 +12,7 @@ namespace Ferrolink::Host {
 /// The file of the JVM library in this process, whatever its name; of several copies the one that
 /// has a JVM. Empty where none is loaded. Any thread.
 inline std::string JvmLibraryPath() {
-  return detail::findJvmLibrary().file.string();
+  return detail::FindJvmLibrary().file.string();
 }
 
 /// Keeps the calling thread attached to the JVM for as long as it lives.
@@ -26,8 +26,8 @@ inline std::string JvmLibraryPath() {
 /// refuses the thread.
 class ThreadAttachment {
  public:
-  ThreadAttachment() : m_vm(runningJvm()) {
-    if (m_vm->knowsThisThread()) {
+  ThreadAttachment() : m_vm(RunningJvm()) {
+    if (m_vm->KnowsThisThread()) {
       return;
     }
     void* environment = nullptr;
@@ -46,8 +46,8 @@ class ThreadAttachment {
   }
 
  private:
-  static detail::JavaVm* runningJvm() {
-    detail::JavaVm* vm = detail::findJvmLibrary().vm;
+  static detail::JavaVm* RunningJvm() {
+    detail::JavaVm* vm = detail::FindJvmLibrary().vm;
     if (vm == nullptr) {
       throw InstallationError(
           "No JVM runs in this process yet: send a command (Host::Heartbeat) before attaching "

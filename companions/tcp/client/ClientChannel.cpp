@@ -16,29 +16,29 @@ namespace {
 
 using Native::Interfaces::ITransport;
 
-[[noreturn]] void failBroken(const Peer& server, const std::string& when,
+[[noreturn]] void FailBroken(const Peer& server, const std::string& when,
                              const std::error_code& error) {
-  fail(ClientError::Broken, "The connection to " + server.name() + " broke " + when + ": " +
-                                reasonOf(error) +
+  Fail(ClientError::Broken, "The connection to " + server.Name() + " broke " + when + ": " +
+                                ReasonOf(error) +
                                 ". The command may have been executed and is not sent again. See "
                                 "what the server says, then decide whether to repeat it.");
 }
 
-[[noreturn]] void failOverTime(const Peer& server, const std::string& when) {
-  fail(ClientError::TimeOverSent,
-       "The time of the command was over " + when + " " + server.name() +
+[[noreturn]] void FailOverTime(const Peer& server, const std::string& when) {
+  Fail(ClientError::TimeOverSent,
+       "The time of the command was over " + when + " " + server.Name() +
            ". The command may have been executed and is not sent again; its connection is closed.");
 }
 
-void failIfOver(const CommandTime& time, const Peer& server) {
-  if (time.isOver()) {
-    fail(ClientError::TimeOver, "The time of the command was over before it was sent to " +
-                                    server.name() + ". The command was not sent.");
+void FailIfOver(const CommandTime& time, const Peer& server) {
+  if (time.IsOver()) {
+    Fail(ClientError::TimeOver, "The time of the command was over before it was sent to " +
+                                    server.Name() + ". The command was not sent.");
   }
 }
 
-std::string limitOf(const Line& line, std::size_t length) {
-  return FrameTooLong(length, line.connection->limit()).what();
+std::string LimitOf(const Line& line, std::size_t length) {
+  return FrameTooLong(length, line.connection->Limit()).what();
 }
 
 }  // namespace
@@ -62,15 +62,15 @@ int ClientChannel::SendCommand(std::uint8_t* message, int length) {
   const std::span<const std::uint8_t> command(message,
                                               static_cast<std::size_t>(std::max(length, 0)));
   try {
-    if (isForOther(command)) {
-      const int size = other().SendCommand(message, length);
-      m_responses.forget();
-      m_forwarded.store({});
+    if (IsForOther(command)) {
+      const int size = Other().SendCommand(message, length);
+      m_responses.Forget();
+      m_forwarded.Store({});
       return size;
     }
-    const int size = send(command);
+    const int size = Send(command);
     if (m_other.load(std::memory_order_acquire) != nullptr) {
-      m_forwarded.forget();
+      m_forwarded.Forget();
     }
     return size;
   } catch (const ClientFailure& failure) {
@@ -78,44 +78,44 @@ int ClientChannel::SendCommand(std::uint8_t* message, int length) {
   }
 }
 
-int ClientChannel::send(std::span<const std::uint8_t> command) {
+int ClientChannel::Send(std::span<const std::uint8_t> command) {
   const auto start = CommandTime::Clock::now();
   Call call{command, start, CommandTime(command, start), {}};
-  call.answer.bytes = m_responses.usedRoom();
-  carryOut(call);
+  call.answer.bytes = m_responses.UsedRoom();
+  CarryOut(call);
   const int size = static_cast<int>(call.answer.bytes.size());
-  m_responses.store(std::move(call.answer.bytes));
+  m_responses.Store(std::move(call.answer.bytes));
   return size;
 }
 
 // A server that goes away says so on a connection that was kept; another one may take its place at
 // the same address.
-void ClientChannel::carryOut(Call& call) {
-  Line kept = m_idle.take(EndpointConfiguration::revision(), call.start);
+void ClientChannel::CarryOut(Call& call) {
+  Line kept = m_idle.Take(EndpointConfiguration::Revision(), call.start);
   if (kept.connection == nullptr) {
-    carryOutAnew(call);
+    CarryOutAnew(call);
     return;
   }
   try {
-    carryOutOn(std::move(kept), call);
+    CarryOutOn(std::move(kept), call);
     return;
   } catch (const ClientFailure& failure) {
-    if (!failure.leavesOthersToTry()) {
+    if (!failure.LeavesOthersToTry()) {
       throw;
     }
   }
-  carryOutAnew(call);
+  CarryOutAnew(call);
 }
 
 // On a new connection: to the server that was reached last, and in turn to the others as long as
 // nothing was executed.
-void ClientChannel::carryOutAnew(Call& call) {
-  const auto settings = std::make_shared<const ClientSettings>(ClientSettings::read(m_endpoint));
+void ClientChannel::CarryOutAnew(Call& call) {
+  const auto settings = std::make_shared<const ClientSettings>(ClientSettings::Read(m_endpoint));
   if (settings->requiresTls && m_kind.channelType != kTlsChannel) {
-    fail(ClientError::Refused, "The configuration requires TLS for " + m_endpoint.name() +
+    Fail(ClientError::Refused, "The configuration requires TLS for " + m_endpoint.Name() +
                                    ". The command was not sent. Use a target with TLS.");
   }
-  call.time.limitUnlessOwn(settings->callTimeout);
+  call.time.LimitUnlessOwn(settings->callTimeout);
   const std::size_t count = settings->servers.size();
   const std::size_t first = m_server.load(std::memory_order_relaxed) % count;
   std::string failures;
@@ -123,111 +123,111 @@ void ClientChannel::carryOutAnew(Call& call) {
     const std::size_t server = (first + tried - 1) % count;
     bool isReached = false;
     try {
-      failIfOver(call.time, settings->servers[server]);
-      Line line{dial(settings->servers[server], *settings, *m_kind.secure, call.time.end(),
+      FailIfOver(call.time, settings->servers[server]);
+      Line line{Dial(settings->servers[server], *settings, *m_kind.secure, call.time.end(),
                      count - tried + 1),
                 settings, server};
       m_server.store(server, std::memory_order_relaxed);
       isReached = true;
-      carryOutOn(std::move(line), call);
+      CarryOutOn(std::move(line), call);
       return;
     } catch (const ClientFailure& failure) {
       if (!isReached) {
         // The next command begins with another one.
         m_server.store((server + 1) % count, std::memory_order_relaxed);
       }
-      failures += "\n" + failure.text();
-      if (count == 1 || !failure.leavesOthersToTry()) {
+      failures += "\n" + failure.Text();
+      if (count == 1 || !failure.LeavesOthersToTry()) {
         throw;
       }
       if (tried == count) {
-        fail(failure.code(), "None of the " + std::to_string(count) + " servers of " +
-                                 m_endpoint.name() + " has taken the command:" + failures);
+        Fail(failure.Code(), "None of the " + std::to_string(count) + " servers of " +
+                                 m_endpoint.Name() + " has taken the command:" + failures);
       }
     }
   }
 }
 
-void ClientChannel::carryOutOn(Line line, Call& call) {
+void ClientChannel::CarryOutOn(Line line, Call& call) {
   Connection& connection = *line.connection;
-  call.time.limitUnlessOwn(line.settings->callTimeout);
-  if (call.command.size() > connection.limit()) {
-    const std::string tooLong = limitOf(line, call.command.size());
-    const std::string name = line.peer().name();
-    m_idle.give(std::move(line), CommandTime::Clock::now());
-    fail(ClientError::TooLong, "The command for " + name + " has " + tooLong +
+  call.time.LimitUnlessOwn(line.settings->callTimeout);
+  if (call.command.size() > connection.Limit()) {
+    const std::string tooLong = LimitOf(line, call.command.size());
+    const std::string name = line.Peer().Name();
+    m_idle.Give(std::move(line), CommandTime::Clock::now());
+    Fail(ClientError::TooLong, "The command for " + name + " has " + tooLong +
                                    ". The command was not sent. FERROLINK_MAX_FRAME_BYTES sets "
                                    "the limit.");
   }
-  failIfOver(call.time, line.peer());
-  const std::uint32_t number = connection.nextNumber();
-  connection.socket().waitUntil(call.time.end());
-  transmit(line, call, number);
-  receive(line, call, number);
+  FailIfOver(call.time, line.Peer());
+  const std::uint32_t number = connection.NextNumber();
+  connection.Socket().WaitUntil(call.time.end());
+  Transmit(line, call, number);
+  Receive(line, call, number);
   const Wire::Status status = call.answer.header.status;
   const std::shared_ptr<const ClientSettings> settings = line.settings;
-  const Peer& server = line.peer();
-  if (!Wire::endsConnection(status) && !connection.isUsedUp()) {
-    m_idle.give(std::move(line), CommandTime::Clock::now());
+  const Peer& server = line.Peer();
+  if (!Wire::EndsConnection(status) && !connection.IsUsedUp()) {
+    m_idle.Give(std::move(line), CommandTime::Clock::now());
   }
   if (status != Wire::Status::Payload) {
-    failWithAnswer(server, call.answer);
+    FailWithAnswer(server, call.answer);
   }
 }
 
-void ClientChannel::transmit(const Line& line, const Call& call, std::uint32_t number) const {
+void ClientChannel::Transmit(const Line& line, const Call& call, std::uint32_t number) const {
   Wire::FrameHeader header;
   header.number = number;
-  header.milliseconds = call.time.left();
+  header.milliseconds = call.time.Left();
   try {
-    line.connection->send(header, call.command);
+    line.connection->Send(header, call.command);
   } catch (const std::system_error& error) {
-    failToSend(line, call, number, error.code());
+    FailToSend(line, call, number, error.code());
   }
 }
 
 // A server that refuses a command before it has all of it closes the connection. Then its answer
 // has come already.
-void ClientChannel::failToSend(const Line& line, const Call& call, std::uint32_t number,
+void ClientChannel::FailToSend(const Line& line, const Call& call, std::uint32_t number,
                                const std::error_code& error) const {
-  if (error == asio::error::timed_out && call.time.isOver()) {
-    failOverTime(line.peer(), "while it was sent to");
+  if (error == asio::error::timed_out && call.time.IsOver()) {
+    FailOverTime(line.Peer(), "while it was sent to");
   }
   Frame answer;
   try {
-    line.connection->socket().dontWait(true);
-    if (!line.connection->receive(answer) || answer.header.number != number) {
+    line.connection->Socket().DontWait(true);
+    if (!line.connection->Receive(answer) || answer.header.number != number) {
       answer.header.status = Wire::Status::Payload;
     }
   } catch (const std::exception&) {
     answer.header.status = Wire::Status::Payload;
   }
   if (answer.header.status != Wire::Status::Payload) {
-    failWithAnswer(line.peer(), answer);
+    FailWithAnswer(line.Peer(), answer);
   }
-  failBroken(line.peer(), "while a command was sent", error);
+  FailBroken(line.Peer(), "while a command was sent", error);
 }
 
-void ClientChannel::receive(const Line& line, Call& call, std::uint32_t number) const {
+void ClientChannel::Receive(const Line& line, Call& call, std::uint32_t number) const {
   try {
-    if (!line.connection->receive(call.answer)) {
+    if (!line.connection->Receive(call.answer)) {
       throw std::system_error(asio::error::make_error_code(asio::error::eof));
     }
     if (call.answer.header.number != number) {
       throw std::system_error(std::make_error_code(std::errc::bad_message));
     }
   } catch (const std::system_error& error) {
-    if (error.code() == asio::error::timed_out && call.time.isOver()) {
-      failOverTime(line.peer(), "while an answer was awaited from");
+    if (error.code() == asio::error::timed_out && call.time.IsOver()) {
+      FailOverTime(line.Peer(), "while an answer was awaited from");
     }
-    failBroken(line.peer(), "while an answer was awaited", error.code());
+    FailBroken(line.Peer(), "while an answer was awaited", error.code());
   } catch (const FrameTooLong& tooLong) {
     const Wire::FrameHeader& header = call.answer.header;
     if (header.number != number || header.status != Wire::Status::Payload) {
-      failBroken(line.peer(), "while an answer was awaited",
+      FailBroken(line.Peer(), "while an answer was awaited",
                  std::make_error_code(std::errc::bad_message));
     }
-    fail(ClientError::AnswerTooLong, "The answer of " + line.peer().name() + " has " +
+    Fail(ClientError::AnswerTooLong, "The answer of " + line.Peer().Name() + " has " +
                                          tooLong.what() +
                                          ". The command was executed. FERROLINK_MAX_FRAME_BYTES "
                                          "sets the limit.");
@@ -236,12 +236,12 @@ void ClientChannel::receive(const Line& line, Call& call, std::uint32_t number) 
 
 int ClientChannel::ReadResponse(std::uint8_t* buffer, int length) {
   ITransport* const forwarder = m_other.load(std::memory_order_acquire);
-  if (forwarder != nullptr && m_forwarded.read(nullptr, 0)) {
+  if (forwarder != nullptr && m_forwarded.Read(nullptr, 0)) {
     return forwarder->ReadResponse(buffer, length);
   }
-  if (!m_responses.read(buffer, std::max(length, 0))) {
+  if (!m_responses.Read(buffer, std::max(length, 0))) {
     throw std::runtime_error(
-        ClientFailure(ClientError::NoResponse, "No response of " + m_endpoint.name() +
+        ClientFailure(ClientError::NoResponse, "No response of " + m_endpoint.Name() +
                                                    " waits on this thread. Send and read on one "
                                                    "thread, once each.")
             .what());
@@ -249,24 +249,24 @@ int ClientChannel::ReadResponse(std::uint8_t* buffer, int length) {
   return 0;
 }
 
-bool ClientChannel::isForOther(std::span<const std::uint8_t> command) const {
+bool ClientChannel::IsForOther(std::span<const std::uint8_t> command) const {
   namespace Header = Native::Definitions::CommandHeader;
   return command.size() > Header::kChannelType &&
          command[Header::kChannelType] == m_kind.otherChannelType;
 }
 
-ITransport& ClientChannel::other() {
+ITransport& ClientChannel::Other() {
   if (ITransport* made = m_other.load(std::memory_order_acquire); made != nullptr) {
     return *made;
   }
   const SiblingLibrary library(m_kind.otherLibrary);
   using Create = ITransport*(const char* host, std::uint16_t port);
-  auto* create = library.function<Create>("CreateTransportChannel");
+  auto* create = library.Function<Create>("CreateTransportChannel");
   if (create == nullptr) {
-    fail(ClientError::Settings,
-         std::string("The command for ") + m_endpoint.name() + " needs " + m_kind.otherLibrary +
+    Fail(ClientError::Settings,
+         std::string("The command for ") + m_endpoint.Name() + " needs " + m_kind.otherLibrary +
              ", which cannot be opened: " +
-             (library.isOpen() ? "it is another library" : library.reason()) +
+             (library.IsOpen() ? "it is another library" : library.Reason()) +
              ". The command was not sent. Reinstall Ferrolink package.");
   }
   const std::lock_guard<std::mutex> lock(m_otherMutex);

@@ -58,17 +58,17 @@ class ClientChannel : public Native::Interfaces::ITransport {
  private:
   struct Call;
 
-  int send(std::span<const std::uint8_t> command);
-  void carryOut(Call& call);
-  void carryOutAnew(Call& call);
-  void carryOutOn(Line line, Call& call);
-  void transmit(const Line& line, const Call& call, std::uint32_t number) const;
-  void receive(const Line& line, Call& call, std::uint32_t number) const;
-  [[noreturn]] void failToSend(const Line& line, const Call& call, std::uint32_t number,
+  int Send(std::span<const std::uint8_t> command);
+  void CarryOut(Call& call);
+  void CarryOutAnew(Call& call);
+  void CarryOutOn(Line line, Call& call);
+  void Transmit(const Line& line, const Call& call, std::uint32_t number) const;
+  void Receive(const Line& line, Call& call, std::uint32_t number) const;
+  [[noreturn]] void FailToSend(const Line& line, const Call& call, std::uint32_t number,
                                const std::error_code& error) const;
 
-  [[nodiscard]] bool isForOther(std::span<const std::uint8_t> command) const;
-  ITransport& other();
+  [[nodiscard]] bool IsForOther(std::span<const std::uint8_t> command) const;
+  ITransport& Other();
 
   // Constant after construction.
   const Peer m_endpoint;

@@ -30,23 +30,23 @@ enum class ClientError : std::uint8_t {
 class ClientFailure : public std::runtime_error {
  public:
   ClientFailure(ClientError code, const std::string& text, bool endsConnection = false)
-      : std::runtime_error(beginning(code) + text),
+      : std::runtime_error(Beginning(code) + text),
         m_code(code),
         m_endsConnection(endsConnection) {}
 
-  [[nodiscard]] ClientError code() const { return m_code; }
+  [[nodiscard]] ClientError Code() const { return m_code; }
   /// Without the line of the code.
-  [[nodiscard]] std::string text() const { return what() + beginning(m_code).size(); }
+  [[nodiscard]] std::string Text() const { return what() + Beginning(m_code).size(); }
 
   /// Whether another connection may be given the command: nothing was executed, and the reason lies
   /// in the server. One that refuses a command, and nothing else, does that to all alike.
-  [[nodiscard]] bool leavesOthersToTry() const {
+  [[nodiscard]] bool LeavesOthersToTry() const {
     return m_code == ClientError::NotConnected || m_code == ClientError::NoFerrolinkPeer ||
            m_code == ClientError::Refused || (m_code == ClientError::NotBegun && m_endsConnection);
   }
 
  private:
-  static std::string beginning(ClientError code) {
+  static std::string Beginning(ClientError code) {
     const std::string number = std::to_string(static_cast<int>(code));
     return "Network Client: Exception code " + std::string(3 - number.size(), '0') + number + ".\n";
   }
@@ -55,12 +55,12 @@ class ClientFailure : public std::runtime_error {
   const bool m_endsConnection;
 };
 
-[[noreturn]] inline void fail(ClientError code, const std::string& text) {
+[[noreturn]] inline void Fail(ClientError code, const std::string& text) {
   throw ClientFailure(code, text);
 }
 
 /// Why an operation on a connection ended.
-inline std::string reasonOf(const std::error_code& error) {
+inline std::string ReasonOf(const std::error_code& error) {
   if (error == asio::error::eof) {
     return "it was closed by the other side";
   }

@@ -3,7 +3,7 @@
 #include <exception>
 
 using Ferrolink::Companions::Tcp::Client::ClientChannel;
-using Ferrolink::Companions::Tcp::Client::libraryKind;
+using Ferrolink::Companions::Tcp::Client::kLibraryKind;
 using Ferrolink::Companions::Tcp::Client::Peer;
 
 Ferrolink::Native::Interfaces::ITransport* CreateTransportChannel(const char* host,
@@ -12,7 +12,7 @@ Ferrolink::Native::Interfaces::ITransport* CreateTransportChannel(const char* ho
     return nullptr;
   }
   try {
-    return new ClientChannel(Peer{host, port}, libraryKind);
+    return new ClientChannel(Peer{host, port}, kLibraryKind);
   } catch (const std::exception&) {
     return nullptr;
   }

@@ -10,7 +10,7 @@
 namespace Ferrolink::Companions::Tcp::Client {
 
 /// Each library's own.
-extern const LibraryKind libraryKind;
+extern const LibraryKind kLibraryKind;
 
 }  // namespace Ferrolink::Companions::Tcp::Client
 

@@ -20,24 +20,24 @@ constexpr std::uint32_t kUsualPoolSize = 256;
 constexpr std::uint32_t kGreatestPoolSize = 4096;
 constexpr const char* kInsecure = "accept-any-certificate";
 
-std::string textOf(const char* variable) {
+std::string TextOf(const char* variable) {
   const char* text = std::getenv(variable);
   return text == nullptr ? "" : text;
 }
 
 // The variable's text, or else `configured`.
-std::string textOf(const char* variable, const std::string& configured) {
-  std::string text = textOf(variable);
+std::string TextOf(const char* variable, const std::string& configured) {
+  std::string text = TextOf(variable);
   return text.empty() ? configured : text;
 }
 
-[[noreturn]] void refuse(const std::string& variable, const std::string& text,
+[[noreturn]] void Refuse(const std::string& variable, const std::string& text,
                          const std::string& wanted) {
-  fail(ClientError::Settings, "The environment variable " + variable + " is '" + text +
+  Fail(ClientError::Settings, "The environment variable " + variable + " is '" + text +
                                   "', it must be " + wanted + ". The command was not sent.");
 }
 
-std::optional<std::uint32_t> numberIn(const std::string& text) {
+std::optional<std::uint32_t> NumberIn(const std::string& text) {
   std::uint32_t number = 0;
   const char* end = text.data() + text.size();
   const auto [rest, error] = std::from_chars(text.data(), end, number);
@@ -45,82 +45,82 @@ std::optional<std::uint32_t> numberIn(const std::string& text) {
 }
 
 // What is configured was checked when it was read.
-std::uint32_t numberOf(const char* variable, const std::string& configured, std::uint32_t usual,
+std::uint32_t NumberOf(const char* variable, const std::string& configured, std::uint32_t usual,
                        std::uint32_t least, std::uint32_t greatest) {
-  const std::string text = textOf(variable);
+  const std::string text = TextOf(variable);
   if (text.empty()) {
-    return numberIn(configured).value_or(usual);
+    return NumberIn(configured).value_or(usual);
   }
-  const auto number = numberIn(text);
+  const auto number = NumberIn(text);
   if (!number || *number < least || *number > greatest) {
-    refuse(variable, text,
+    Refuse(variable, text,
            "a number from " + std::to_string(least) + " to " + std::to_string(greatest));
   }
   return *number;
 }
 
 // Of "host:port", where an address of version 6 has brackets.
-Peer peerOf(const std::string& target) {
+Peer PeerOf(const std::string& target) {
   const std::size_t colon = target.rfind(':');
   std::string host = target.substr(0, colon);
   if (host.starts_with('[')) {
     host = host.substr(1, host.size() - 2);
   }
-  const auto port = numberIn(target.substr(colon + 1));
+  const auto port = NumberIn(target.substr(colon + 1));
   return {std::move(host), static_cast<std::uint16_t>(port.value_or(0)), true};
 }
 
 }  // namespace
 
-ClientSettings ClientSettings::read(const Peer& endpoint) {
+ClientSettings ClientSettings::Read(const Peer& endpoint) {
   ClientSettings settings;
-  settings.revision = EndpointConfiguration::revision();
+  settings.revision = EndpointConfiguration::Revision();
   const EndpointConfiguration configured(endpoint);
-  for (const std::string& target : configured.all("connect")) {
-    settings.servers.push_back(peerOf(target));
+  for (const std::string& target : configured.All("connect")) {
+    settings.servers.push_back(PeerOf(target));
   }
   if (settings.servers.empty()) {
     settings.servers.push_back(endpoint);
   }
   settings.connectTimeout =
-      milliseconds(numberOf("FERROLINK_CONNECT_TIMEOUT_MS", configured.one("connectTimeoutMs"),
+      milliseconds(NumberOf("FERROLINK_CONNECT_TIMEOUT_MS", configured.One("connectTimeoutMs"),
                             kUsualConnectTimeout, 1, kGreatestTimeout));
-  settings.frameLimit = numberOf("FERROLINK_MAX_FRAME_BYTES", configured.one("maxFrameBytes"),
+  settings.frameLimit = NumberOf("FERROLINK_MAX_FRAME_BYTES", configured.One("maxFrameBytes"),
                                  Wire::kUsualLimit, Wire::kLeastLimit, Wire::kGreatestLimit);
   const std::uint32_t callTimeout =
-      numberOf("FERROLINK_CALL_TIMEOUT_MS", configured.one("callTimeoutMs"), Wire::kNoTimeLimit, 1,
+      NumberOf("FERROLINK_CALL_TIMEOUT_MS", configured.One("callTimeoutMs"), Wire::kNoTimeLimit, 1,
                Wire::kNoTimeLimit - 1);
   if (callTimeout != Wire::kNoTimeLimit) {
     settings.callTimeout = milliseconds(callTimeout);
   }
   settings.unacknowledgedTimeout = milliseconds(
-      numberOf("FERROLINK_UNACKNOWLEDGED_TIMEOUT_MS", configured.one("unacknowledgedTimeoutMs"),
+      NumberOf("FERROLINK_UNACKNOWLEDGED_TIMEOUT_MS", configured.One("unacknowledgedTimeoutMs"),
                kUsualUnacknowledgedTimeout, 1, kGreatestTimeout));
-  settings.poolSize = numberOf("FERROLINK_POOL_SIZE", configured.one("poolSize"), kUsualPoolSize, 0,
+  settings.poolSize = NumberOf("FERROLINK_POOL_SIZE", configured.One("poolSize"), kUsualPoolSize, 0,
                                kGreatestPoolSize);
-  settings.requiresTls = configured.one("tls") == "required";
-  settings.tls = {configured.one("name"),
-                  configured.one("authorities"),
-                  configured.one("revocationList"),
-                  configured.one("certificate"),
-                  configured.one("key"),
+  settings.requiresTls = configured.One("tls") == "required";
+  settings.tls = {configured.One("name"),
+                  configured.One("authorities"),
+                  configured.One("revocationList"),
+                  configured.One("certificate"),
+                  configured.One("key"),
                   false};
   return settings;
 }
 
-TlsSettings TlsSettings::withEnvironment() const {
+TlsSettings TlsSettings::WithEnvironment() const {
   TlsSettings settings = *this;
-  settings.authorities = textOf("FERROLINK_TLS_CA_FILE", authorities);
-  settings.revocationList = textOf("FERROLINK_TLS_CRL_FILE", revocationList);
-  const std::string insecure = textOf("FERROLINK_TLS_INSECURE");
+  settings.authorities = TextOf("FERROLINK_TLS_CA_FILE", authorities);
+  settings.revocationList = TextOf("FERROLINK_TLS_CRL_FILE", revocationList);
+  const std::string insecure = TextOf("FERROLINK_TLS_INSECURE");
   if (!insecure.empty() && insecure != kInsecure) {
-    refuse("FERROLINK_TLS_INSECURE", insecure, std::string("'") + kInsecure + "' or unset");
+    Refuse("FERROLINK_TLS_INSECURE", insecure, std::string("'") + kInsecure + "' or unset");
   }
   settings.acceptAnyCertificate = !insecure.empty();
-  const std::string ownCertificate = textOf("FERROLINK_TLS_CERTIFICATE");
-  const std::string ownKey = textOf("FERROLINK_TLS_KEY");
+  const std::string ownCertificate = TextOf("FERROLINK_TLS_CERTIFICATE");
+  const std::string ownKey = TextOf("FERROLINK_TLS_KEY");
   if (ownCertificate.empty() != ownKey.empty()) {
-    fail(ClientError::Settings,
+    Fail(ClientError::Settings,
          "Of FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY only one is set. Set both, or none. "
          "The command was not sent.");
   }

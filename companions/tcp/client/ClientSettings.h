@@ -23,7 +23,7 @@ struct TlsSettings {
 
   /// These, and in place of them what the environment says. Errors: ClientError 006 with the
   /// variable's name.
-  [[nodiscard]] TlsSettings withEnvironment() const;
+  [[nodiscard]] TlsSettings WithEnvironment() const;
 };
 
 /// What the configuration and the environment say about connections to come; docs/network.md lists
@@ -40,7 +40,7 @@ struct ClientSettings {
   TlsSettings tls;  ///< without the environment
 
   /// Errors: ClientError 006 with the name of the variable.
-  static ClientSettings read(const Peer& endpoint);
+  static ClientSettings Read(const Peer& endpoint);
 };
 
 }  // namespace Ferrolink::Companions::Tcp::Client

@@ -39,17 +39,17 @@ class CommandTime {
   }
 
   /// The limit of commands that have none of their own.
-  void limitUnlessOwn(std::optional<Milliseconds> usual) {
+  void LimitUnlessOwn(std::optional<Milliseconds> usual) {
     if (!m_isOwn) {
       m_end = usual ? std::optional(m_start + *usual) : std::nullopt;
     }
   }
 
   [[nodiscard]] const std::optional<Clock::time_point>& end() const { return m_end; }
-  [[nodiscard]] bool isOver() const { return m_end && Clock::now() >= *m_end; }
+  [[nodiscard]] bool IsOver() const { return m_end && Clock::now() >= *m_end; }
 
   /// For a frame's header: rounded up, so that the server's time is not over before ours.
-  [[nodiscard]] std::uint32_t left() const {
+  [[nodiscard]] std::uint32_t Left() const {
     if (!m_end) {
       return Wire::kNoTimeLimit;
     }

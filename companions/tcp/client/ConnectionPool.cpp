@@ -4,37 +4,37 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-Line ConnectionPool::take(unsigned revision, Clock::time_point now) {
+Line ConnectionPool::Take(unsigned revision, Clock::time_point now) {
   for (;;) {
-    Line line = takeAny(revision, now);
-    if (line.connection == nullptr || line.connection->isQuiet()) {
+    Line line = TakeAny(revision, now);
+    if (line.connection == nullptr || line.connection->IsQuiet()) {
       return line;
     }
   }
 }
 
-void ConnectionPool::give(Line line, Clock::time_point now) {
+void ConnectionPool::Give(Line line, Clock::time_point now) {
   Lines dropped;
   const std::lock_guard<std::mutex> lock(m_mutex);
-  dropOld(now, dropped);
+  DropOld(now, dropped);
   if (line.settings->revision >= m_revision && m_idle.size() < line.settings->poolSize) {
     line.lastUsed = now;
-    line.connection->keepBuffers(true);
+    line.connection->KeepBuffers(true);
     m_idle.push_back(std::move(line));
     if (m_idle.size() > kWithBuffers) {
-      m_idle[m_idle.size() - 1 - kWithBuffers].connection->keepBuffers(false);
+      m_idle[m_idle.size() - 1 - kWithBuffers].connection->KeepBuffers(false);
     }
   }
 }
 
-Line ConnectionPool::takeAny(unsigned revision, Clock::time_point now) {
+Line ConnectionPool::TakeAny(unsigned revision, Clock::time_point now) {
   Lines dropped;
   const std::lock_guard<std::mutex> lock(m_mutex);
   if (revision > m_revision) {
     m_revision = revision;
     m_idle.swap(dropped);
   }
-  dropOld(now, dropped);
+  DropOld(now, dropped);
   if (m_idle.empty()) {
     return {};
   }
@@ -43,7 +43,7 @@ Line ConnectionPool::takeAny(unsigned revision, Clock::time_point now) {
   return line;
 }
 
-void ConnectionPool::dropOld(Clock::time_point now, Lines& dropped) {
+void ConnectionPool::DropOld(Clock::time_point now, Lines& dropped) {
   auto young = m_idle.begin();
   while (young != m_idle.end() && young->lastUsed + kLongestRest < now) {
     dropped.push_back(std::move(*young));

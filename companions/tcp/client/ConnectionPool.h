@@ -19,7 +19,7 @@ struct Line {
   std::size_t server = 0;
   PatientSocket::Clock::time_point lastUsed{};
 
-  [[nodiscard]] const Peer& peer() const { return settings->servers[server]; }
+  [[nodiscard]] const Peer& Peer() const { return settings->servers[server]; }
 };
 
 /// Connections that wait for their next command. Any thread.
@@ -29,11 +29,11 @@ class ConnectionPool {
 
   /// One that is quiet, and made under that revision of the configuration or a later one; without a
   /// connection where there is none. All others that it meets are closed.
-  Line take(unsigned revision, Clock::time_point now);
+  Line Take(unsigned revision, Clock::time_point now);
 
   /// Keeps it for the next command, unless as many as its settings say wait already, or the
   /// configuration has changed. Closes what has waited for too long.
-  void give(Line line, Clock::time_point now);
+  void Give(Line line, Clock::time_point now);
 
   /// What no command has used for so long is closed, by a later command.
   static constexpr std::chrono::seconds kLongestRest{60};
@@ -44,8 +44,8 @@ class ConnectionPool {
  private:
   using Lines = std::vector<Line>;
 
-  Line takeAny(unsigned revision, Clock::time_point now);
-  void dropOld(Clock::time_point now, Lines& dropped);
+  Line TakeAny(unsigned revision, Clock::time_point now);
+  void DropOld(Clock::time_point now, Lines& dropped);
 
   // Guarded by m_mutex, held for moves and freed buffers: connections are closed without it. The
   // one that was used last is at the end, and is taken first.

@@ -27,9 +27,9 @@ struct Call {
   bool isOfCommand;  ///< the deadline is the end of the command's time
 };
 
-[[noreturn]] void failToConnect(const Call& call, const std::error_code& error) {
+[[noreturn]] void FailToConnect(const Call& call, const std::error_code& error) {
   if (std::string_view(error.category().name()) == "asio.ssl") {
-    fail(ClientError::Refused, "TLS with " + call.server.name() + " failed: " + error.message() +
+    Fail(ClientError::Refused, "TLS with " + call.server.Name() + " failed: " + error.message() +
                                    "." + kNotSent +
                                    " Where it asks for a client certificate, name one in "
                                    "FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY.");
@@ -37,7 +37,7 @@ struct Call {
   std::string reason = error.message();
   if (error == asio::error::timed_out && Clock::now() >= call.deadline) {
     if (call.isOfCommand) {
-      fail(ClientError::TimeOver, "The time of the command was over before " + call.server.name() +
+      Fail(ClientError::TimeOver, "The time of the command was over before " + call.server.Name() +
                                       " was reached." + kNotSent);
     }
     const auto time = std::chrono::ceil<std::chrono::milliseconds>(call.deadline - call.start);
@@ -45,33 +45,33 @@ struct Call {
   } else if (error == asio::error::eof) {
     reason = "it was closed without a greeting";
   }
-  fail(ClientError::NotConnected,
-       "Cannot connect to " + call.server.name() + ": " + reason + "." + kNotSent +
+  Fail(ClientError::NotConnected,
+       "Cannot connect to " + call.server.Name() + ": " + reason + "." + kNotSent +
            " See that ferrolink-server runs there and has room for another connection.");
 }
 
-std::vector<asio::ip::address> addressesOf(const Call& call) {
+std::vector<asio::ip::address> AddressesOf(const Call& call) {
   const Peer& server = call.server;
   if (server.mayBeName) {
-    return lookUpHost(server.host, call.deadline);
+    return LookUpHost(server.host, call.deadline);
   }
   asio::error_code error;
   const auto address = asio::ip::make_address(server.host, error);
   if (error) {
-    fail(ClientError::NotConnected, "Cannot connect to " + server.name() + ": '" + server.host +
+    Fail(ClientError::NotConnected, "Cannot connect to " + server.Name() + ": '" + server.host +
                                         "' is no address; names are not looked up." + kNotSent);
   }
   return {address};
 }
 
-PatientSocket connected(const asio::ip::tcp::endpoint& endpoint, const ClientSettings& settings,
+PatientSocket Connected(const asio::ip::tcp::endpoint& endpoint, const ClientSettings& settings,
                         Clock::time_point end) {
-  PatientSocket socket = PatientSocket::open(endpoint.protocol());
-  socket.waitUntil(end);
+  PatientSocket socket = PatientSocket::Open(endpoint.protocol());
+  socket.WaitUntil(end);
   asio::error_code error;
-  socket.connect(endpoint, error);
+  socket.Connect(endpoint, error);
   if (!error) {
-    socket.tune(settings.unacknowledgedTimeout, error);
+    socket.Tune(settings.unacknowledgedTimeout, error);
   }
   if (error) {
     throw std::system_error(error);
@@ -80,17 +80,17 @@ PatientSocket connected(const asio::ip::tcp::endpoint& endpoint, const ClientSet
 }
 
 // An address that does not answer leaves the others their share of the time.
-PatientSocket connected(const Call& call) {
+PatientSocket Connected(const Call& call) {
   asio::error_code error;
-  const std::vector<asio::ip::address> addresses = addressesOf(call);
+  const std::vector<asio::ip::address> addresses = AddressesOf(call);
   long left = static_cast<long>(addresses.size());
   for (const asio::ip::address& address : addresses) {
     const asio::ip::tcp::endpoint endpoint(address, call.server.port);
     const auto now = Clock::now();
     const auto end = left == 1 ? call.deadline : now + (call.deadline - now) / left;
     try {
-      PatientSocket socket = connected(endpoint, call.settings, end);
-      socket.waitUntil(call.deadline);
+      PatientSocket socket = Connected(endpoint, call.settings, end);
+      socket.WaitUntil(call.deadline);
       return socket;
     } catch (const std::system_error& failure) {
       error = failure.code();
@@ -100,14 +100,14 @@ PatientSocket connected(const Call& call) {
   throw std::system_error(error);
 }
 
-void greet(Connection& connection, const Peer& server) {
+void Greet(Connection& connection, const Peer& server) {
   const auto refuse = [&](const std::string& what, const std::string& advice) {
-    fail(ClientError::NoFerrolinkPeer, server.name() + " " + what + "." + kNotSent + " " + advice);
+    Fail(ClientError::NoFerrolinkPeer, server.Name() + " " + what + "." + kNotSent + " " + advice);
   };
-  connection.sendGreeting(Wire::Greeting::Hello);
-  const Wire::GreetingBytes answer = connection.receiveGreeting();
-  const Wire::GreetingBytes welcome = Wire::greeting(Wire::Greeting::Welcome);
-  const Wire::GreetingBytes speaksTls = Wire::greeting(Wire::Greeting::SpeaksTls);
+  connection.SendGreeting(Wire::Greeting::Hello);
+  const Wire::GreetingBytes answer = connection.ReceiveGreeting();
+  const Wire::GreetingBytes welcome = Wire::BytesOf(Wire::Greeting::Welcome);
+  const Wire::GreetingBytes speaksTls = Wire::BytesOf(Wire::Greeting::SpeaksTls);
   if (answer[0] == Wire::kTlsAlert || answer == speaksTls) {
     refuse("speaks TLS", "Use a target with TLS.");
   }
@@ -125,27 +125,27 @@ void greet(Connection& connection, const Peer& server) {
 }
 
 // A server that does not want this client's commands says so right behind its greeting.
-void hearRefusal(Connection& connection, const Peer& server) {
-  if (connection.unread() == 0) {
+void HearRefusal(Connection& connection, const Peer& server) {
+  if (connection.Unread() == 0) {
     return;
   }
   Frame answer;
   try {
-    connection.receive(answer);
+    connection.Receive(answer);
   } catch (const std::exception&) {
     answer.header = {};
   }
   if (answer.header.status == Wire::Status::FinalNotBegun && answer.header.number == 1) {
-    failWithAnswer(server, answer);
+    FailWithAnswer(server, answer);
   }
-  fail(ClientError::NoFerrolinkPeer, server.name() +
+  Fail(ClientError::NoFerrolinkPeer, server.Name() +
                                          " says more than its greeting before it is asked." +
                                          kNotSent + " Correct address and port.");
 }
 
 }  // namespace
 
-std::unique_ptr<Connection> dial(const Peer& server, const ClientSettings& settings, Secure& secure,
+std::unique_ptr<Connection> Dial(const Peer& server, const ClientSettings& settings, Secure& secure,
                                  std::optional<Clock::time_point> end, std::size_t servers) {
   const Clock::time_point start = Clock::now();
   Call call{server, settings, start, start + settings.connectTimeout, false};
@@ -155,13 +155,13 @@ std::unique_ptr<Connection> dial(const Peer& server, const ClientSettings& setti
     call.deadline = std::min(call.deadline, share);
   }
   try {
-    auto connection = secure(connected(call), settings, server);
-    greet(*connection, server);
-    hearRefusal(*connection, server);
-    connection->socket().waitUntil(std::nullopt);
+    auto connection = secure(Connected(call), settings, server);
+    Greet(*connection, server);
+    HearRefusal(*connection, server);
+    connection->Socket().WaitUntil(std::nullopt);
     return connection;
   } catch (const std::system_error& error) {
-    failToConnect(call, error.code());
+    FailToConnect(call, error.code());
   }
 }
 

@@ -19,7 +19,7 @@ using Secure = std::unique_ptr<Connection>(PatientSocket socket, const ClientSet
 /// the settings grant. Where a command ends at `end` and `servers` servers may be asked for it,
 /// this one included, it has no more than its share of what is left. Errors: ClientError 001, 003,
 /// 004, 006, 008; 009 where `end` has come.
-std::unique_ptr<Connection> dial(const Peer& server, const ClientSettings& settings, Secure& secure,
+std::unique_ptr<Connection> Dial(const Peer& server, const ClientSettings& settings, Secure& secure,
                                  std::optional<PatientSocket::Clock::time_point> end,
                                  std::size_t servers = 1);
 

@@ -18,11 +18,11 @@ struct ConfigurationLibrary {
   GetConfigRevisionFunction* revision;
 };
 
-const ConfigurationLibrary& library() {
+const ConfigurationLibrary& Library() {
   static const ConfigurationLibrary opened = [] {
     const SiblingLibrary configs("libConfigs.so");
-    return ConfigurationLibrary{configs.function<GetEndpointFunction>("GetEndpoint"),
-                                configs.function<GetConfigRevisionFunction>("GetConfigRevision")};
+    return ConfigurationLibrary{configs.Function<GetEndpointFunction>("GetEndpoint"),
+                                configs.Function<GetConfigRevisionFunction>("GetConfigRevision")};
   }();
   return opened;
 }
@@ -32,20 +32,20 @@ constexpr std::size_t kRoom = 64U << 10U;
 }  // namespace
 
 EndpointConfiguration::EndpointConfiguration(const Peer& endpoint) {
-  if (library().endpoint == nullptr) {
+  if (Library().endpoint == nullptr) {
     return;
   }
   std::string buffer(kRoom, '\0');
-  const int length = library().endpoint(endpoint.name().c_str(), buffer.data(), buffer.size());
+  const int length = Library().endpoint(endpoint.Name().c_str(), buffer.data(), buffer.size());
   if (length < 0) {
     const char* reason = buffer.data();
-    fail(ClientError::Settings, "The configuration of " + endpoint.name() +
+    Fail(ClientError::Settings, "The configuration of " + endpoint.Name() +
                                     " cannot be read: " + reason + ". The command was not sent.");
   }
   m_lines = buffer.substr(0, static_cast<std::size_t>(length));
 }
 
-std::vector<std::string> EndpointConfiguration::all(const std::string& key) const {
+std::vector<std::string> EndpointConfiguration::All(const std::string& key) const {
   std::vector<std::string> values;
   std::string_view rest = m_lines;
   while (!rest.empty()) {
@@ -58,13 +58,13 @@ std::vector<std::string> EndpointConfiguration::all(const std::string& key) cons
   return values;
 }
 
-std::string EndpointConfiguration::one(const std::string& key) const {
-  const std::vector<std::string> values = all(key);
+std::string EndpointConfiguration::One(const std::string& key) const {
+  const std::vector<std::string> values = All(key);
   return values.empty() ? "" : values.front();
 }
 
-unsigned EndpointConfiguration::revision() {
-  return library().revision == nullptr ? 0 : library().revision();
+unsigned EndpointConfiguration::Revision() {
+  return Library().revision == nullptr ? 0 : Library().revision();
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Client

@@ -16,11 +16,11 @@ class EndpointConfiguration {
   explicit EndpointConfiguration(const Peer& endpoint);
 
   /// The values of a key in their order; the single value, or an empty text.
-  [[nodiscard]] std::vector<std::string> all(const std::string& key) const;
-  [[nodiscard]] std::string one(const std::string& key) const;
+  [[nodiscard]] std::vector<std::string> All(const std::string& key) const;
+  [[nodiscard]] std::string One(const std::string& key) const;
 
   /// Changes whenever the configuration has been replaced. Any thread.
-  static unsigned revision();
+  static unsigned Revision();
 
  private:
   std::string m_lines;  ///< "key=value\n" each

@@ -31,7 +31,7 @@ struct Lookup {
   asio::error_code error;
 };
 
-asio::ip::address addressOf(const sockaddr* generic) {
+asio::ip::address AddressOf(const sockaddr* generic) {
   if (generic->sa_family == AF_INET6) {
     sockaddr_in6 version6{};
     std::memcpy(&version6, generic, sizeof version6);
@@ -44,7 +44,7 @@ asio::ip::address addressOf(const sockaddr* generic) {
   return asio::ip::address_v4(ntohl(version4.sin_addr.s_addr));
 }
 
-void lookUp(Lookup& lookup) {
+void LookUp(Lookup& lookup) {
   addrinfo wanted{};
   wanted.ai_socktype = SOCK_STREAM;
   wanted.ai_flags = AI_ADDRCONFIG;
@@ -55,7 +55,7 @@ void lookUp(Lookup& lookup) {
                                                                  &freeaddrinfo);
   Addresses addresses;
   for (const addrinfo* each = found.get(); each != nullptr; each = each->ai_next) {
-    addresses.push_back(addressOf(each->ai_addr));
+    addresses.push_back(AddressOf(each->ai_addr));
   }
   asio::error_code error;
   if (result == EAI_SYSTEM) {
@@ -74,7 +74,7 @@ void lookUp(Lookup& lookup) {
 
 }  // namespace
 
-std::vector<asio::ip::address> lookUpHost(const std::string& host,
+std::vector<asio::ip::address> LookUpHost(const std::string& host,
                                           PatientSocket::Clock::time_point deadline) {
   asio::error_code error;
   const auto address = asio::ip::make_address(host, error);
@@ -82,7 +82,7 @@ std::vector<asio::ip::address> lookUpHost(const std::string& host,
     return {address};
   }
   const auto lookup = std::make_shared<Lookup>(host);
-  std::thread([lookup] { lookUp(*lookup); }).detach();
+  std::thread([lookup] { LookUp(*lookup); }).detach();
   std::unique_lock<std::mutex> lock(lookup->mutex);
   if (!lookup->finished.wait_until(lock, deadline, [&] { return lookup->isFinished; })) {
     throw std::system_error(asio::error::make_error_code(asio::error::timed_out));

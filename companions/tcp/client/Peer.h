@@ -12,7 +12,7 @@ struct Peer {
   std::uint16_t port = 0;
   bool mayBeName = false;  ///< `host` is looked up where it is no address
 
-  [[nodiscard]] std::string name() const {
+  [[nodiscard]] std::string Name() const {
     const bool isVersion6 = host.find(':') != std::string::npos;
     return (isVersion6 ? "[" + host + "]" : host) + ":" + std::to_string(port);
   }

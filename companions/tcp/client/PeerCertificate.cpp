@@ -12,22 +12,22 @@
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
-bool isAddress(const std::string& name) {
+bool IsAddress(const std::string& name) {
   asio::error_code error;
   static_cast<void>(asio::ip::make_address(name, error));
   return !error;
 }
 
-void freeNames(GENERAL_NAMES* names) {
+void FreeNames(GENERAL_NAMES* names) {
   GENERAL_NAMES_free(names);
 }
 
 // The names that a certificate is for, such as "DNS:a.example, IP Address:10.0.0.1".
-std::string namesOf(const X509* certificate) {
-  const std::unique_ptr<GENERAL_NAMES, decltype(&freeNames)> names(
+std::string NamesOf(const X509* certificate) {
+  const std::unique_ptr<GENERAL_NAMES, decltype(&FreeNames)> names(
       static_cast<GENERAL_NAMES*>(
           X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)),
-      &freeNames);
+      &FreeNames);
   const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), &BIO_free);
   if (names == nullptr || memory == nullptr) {
     return "nothing";
@@ -46,8 +46,8 @@ std::string namesOf(const X509* certificate) {
 
 }  // namespace
 
-void askFor(SSL* tls, const std::string& name) {
-  if (!isAddress(name) && SSL_set_tlsext_host_name(tls, name.c_str()) != 1) {
+void AskFor(SSL* tls, const std::string& name) {
+  if (!IsAddress(name) && SSL_set_tlsext_host_name(tls, name.c_str()) != 1) {
     throw std::bad_alloc();
   }
 }
@@ -55,13 +55,13 @@ void askFor(SSL* tls, const std::string& name) {
 PeerCertificate::PeerCertificate(SSL* tls, const std::string& name) : m_tls(tls), m_name(name) {
   X509_VERIFY_PARAM* parameters = SSL_get0_param(tls);
   X509_VERIFY_PARAM_set_hostflags(parameters, X509_CHECK_FLAG_NO_PARTIAL_WILDCARDS);
-  const int done = isAddress(name)
+  const int done = IsAddress(name)
                        ? X509_VERIFY_PARAM_set1_ip_asc(parameters, name.c_str())
                        : X509_VERIFY_PARAM_set1_host(parameters, name.data(), name.size());
   if (done != 1 || SSL_set_app_data(tls, this) != 1) {
     throw std::bad_alloc();
   }
-  SSL_set_verify(tls, SSL_VERIFY_PEER, judge);
+  SSL_set_verify(tls, SSL_VERIFY_PEER, Judge);
 }
 
 PeerCertificate::~PeerCertificate() {
@@ -69,7 +69,7 @@ PeerCertificate::~PeerCertificate() {
 }
 
 // Called within OpenSSL, for each certificate of a chain.
-int PeerCertificate::judge(int isAccepted, X509_STORE_CTX* context) {
+int PeerCertificate::Judge(int isAccepted, X509_STORE_CTX* context) {
   if (isAccepted == 1) {
     return 1;
   }
@@ -81,7 +81,7 @@ int PeerCertificate::judge(int isAccepted, X509_STORE_CTX* context) {
     self.m_complaint = X509_verify_cert_error_string(error);
     if (error == X509_V_ERR_HOSTNAME_MISMATCH || error == X509_V_ERR_IP_ADDRESS_MISMATCH) {
       self.m_complaint += " ('" + self.m_name + "' is expected, the certificate is for " +
-                          namesOf(X509_STORE_CTX_get_current_cert(context)) + ")";
+                          NamesOf(X509_STORE_CTX_get_current_cert(context)) + ")";
     }
   } catch (const std::exception&) {
     return 0;

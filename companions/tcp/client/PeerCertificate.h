@@ -8,7 +8,7 @@
 namespace Ferrolink::Companions::Tcp::Client {
 
 /// Tells the server at the other end which of its names is meant; addresses are not told.
-void askFor(SSL* tls, const std::string& name);
+void AskFor(SSL* tls, const std::string& name);
 
 /// Demands a certificate of the server for `name`, an address or a host name, and notes why one is
 /// not accepted. Lives during the handshake.
@@ -21,10 +21,10 @@ class PeerCertificate {
   ~PeerCertificate();
 
   /// Empty where there is none.
-  [[nodiscard]] const std::string& complaint() const { return m_complaint; }
+  [[nodiscard]] const std::string& Complaint() const { return m_complaint; }
 
  private:
-  static int judge(int isAccepted, X509_STORE_CTX* context);
+  static int Judge(int isAccepted, X509_STORE_CTX* context);
 
   SSL* const m_tls;
   const std::string m_name;

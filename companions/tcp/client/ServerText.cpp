@@ -31,7 +31,7 @@ constexpr std::array<Form, 8> kForms = {{{0xC2, 0xDF, 0x80, 0xBF, 2},
                                          {0xF4, 0xF4, 0x80, 0x8F, 4}}};
 
 // How many bytes the character at the beginning has; 0 where there is none to show.
-std::size_t characterSize(std::span<const std::uint8_t> bytes) {
+std::size_t CharacterSize(std::span<const std::uint8_t> bytes) {
   const std::uint8_t first = bytes[0];
   if (first < 0x80) {
     const bool breaksLine = first == '\n' || first == '\r' || first == '\t';
@@ -52,14 +52,14 @@ std::size_t characterSize(std::span<const std::uint8_t> bytes) {
 
 }  // namespace
 
-std::string serverText(std::span<const std::uint8_t> bytes) {
+std::string ServerText(std::span<const std::uint8_t> bytes) {
   constexpr const char* kDigits = "0123456789ABCDEF";
   std::string text;
   while (!bytes.empty()) {
     if (text.size() >= kLongest) {
       return text + "...";
     }
-    const std::size_t size = characterSize(bytes);
+    const std::size_t size = CharacterSize(bytes);
     if (size == 0) {
       text += "\\x";
       text += kDigits[bytes[0] >> 4U];
@@ -72,20 +72,20 @@ std::string serverText(std::span<const std::uint8_t> bytes) {
   return text;
 }
 
-void failWithAnswer(const Peer& server, const Frame& answer) {
-  const std::string text = serverText(answer.bytes);
+void FailWithAnswer(const Peer& server, const Frame& answer) {
+  const std::string text = ServerText(answer.bytes);
   switch (answer.header.status) {
     case Wire::Status::NotBegun:
     case Wire::Status::FinalNotBegun:
       throw ClientFailure(ClientError::NotBegun,
-                          server.name() + " has not begun the command, which was not executed: " +
+                          server.Name() + " has not begun the command, which was not executed: " +
                               (text.empty() ? "it gives no reason." : text),
-                          Wire::endsConnection(answer.header.status));
+                          Wire::EndsConnection(answer.header.status));
     case Wire::Status::TimeOver:
-      fail(ClientError::TimeOver, "The time of the command was over before " + server.name() +
+      Fail(ClientError::TimeOver, "The time of the command was over before " + server.Name() +
                                       " began it. The command was not executed.");
     default:
-      throw std::runtime_error(text.empty() ? server.name() +
+      throw std::runtime_error(text.empty() ? server.Name() +
                                                   " has failed and gives no reason. The command "
                                                   "may have been executed."
                                             : text);

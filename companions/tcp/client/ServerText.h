@@ -13,11 +13,11 @@ namespace Ferrolink::Companions::Tcp::Client {
 /// An error text that a server sent, fit to be shown. UTF-8 stays as it is, with its line breaks
 /// and tabs; other control characters and bytes that are no UTF-8 appear as \xNN. Cut off at 64
 /// KiB.
-std::string serverText(std::span<const std::uint8_t> bytes);
+std::string ServerText(std::span<const std::uint8_t> bytes);
 
 /// Raises what the server says in place of a response: ClientError 008 or 009, or
 /// std::runtime_error with its text.
-[[noreturn]] void failWithAnswer(const Peer& server, const Frame& answer);
+[[noreturn]] void FailWithAnswer(const Peer& server, const Frame& answer);
 
 }  // namespace Ferrolink::Companions::Tcp::Client
 

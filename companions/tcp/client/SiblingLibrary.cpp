@@ -6,12 +6,12 @@ namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
 // A variable of this library, whichever library asks.
-const char ownMark = 0;
+const char kOwnMark = 0;
 
 // With the slash at its end; the loader would search its paths without one.
-std::string ownDirectory() {
+std::string OwnDirectory() {
   Dl_info info{};
-  if (dladdr(&ownMark, &info) == 0 || info.dli_fname == nullptr) {
+  if (dladdr(&kOwnMark, &info) == 0 || info.dli_fname == nullptr) {
     return "./";
   }
   const std::string_view file = info.dli_fname;
@@ -22,7 +22,7 @@ std::string ownDirectory() {
 }  // namespace
 
 SiblingLibrary::SiblingLibrary(const std::string& file)
-    : m_handle(dlopen((ownDirectory() + file).c_str(), RTLD_NOW | RTLD_LOCAL)) {
+    : m_handle(dlopen((OwnDirectory() + file).c_str(), RTLD_NOW | RTLD_LOCAL)) {
   if (m_handle == nullptr) {
     const char* reason = dlerror();
     m_reason = reason == nullptr ? "unknown reason" : reason;

@@ -13,13 +13,13 @@ class SiblingLibrary {
  public:
   explicit SiblingLibrary(const std::string& file);
 
-  [[nodiscard]] bool isOpen() const { return m_handle != nullptr; }
+  [[nodiscard]] bool IsOpen() const { return m_handle != nullptr; }
   /// Why it is not.
-  [[nodiscard]] const std::string& reason() const { return m_reason; }
+  [[nodiscard]] const std::string& Reason() const { return m_reason; }
 
   /// An exported function; null where there is none.
   template <class Function>
-  [[nodiscard]] Function* function(const char* name) const {
+  [[nodiscard]] Function* Function(const char* name) const {
     return m_handle == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(m_handle, name));
   }
 

@@ -7,13 +7,14 @@
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
-std::unique_ptr<Connection> keepPlain(PatientSocket socket, const ClientSettings& settings,
+std::unique_ptr<Connection> KeepPlain(PatientSocket socket, const ClientSettings& settings,
                                       const Peer& /*server*/) {
   return std::make_unique<PlainConnection>(std::move(socket), settings.frameLimit);
 }
 
 }  // namespace
 
-const LibraryKind libraryKind{kPlainChannel, kTlsChannel, "libFerrolinkTcpTlsClient.so", keepPlain};
+const LibraryKind kLibraryKind{kPlainChannel, kTlsChannel, "libFerrolinkTcpTlsClient.so",
+                               KeepPlain};
 
 }  // namespace Ferrolink::Companions::Tcp::Client

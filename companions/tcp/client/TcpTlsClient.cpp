@@ -18,19 +18,19 @@
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
-void warnOfInsecurity(const Peer& server) {
+void WarnOfInsecurity(const Peer& server) {
   const std::string text = "Ferrolink: FERROLINK_TLS_INSECURE is set: whoever answers at " +
-                           server.name() + " is taken for the server.\n";
+                           server.Name() + " is taken for the server.\n";
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 
 // Lives as long as the process: threads may still connect while it exits.
-TlsContexts& contexts() {
+TlsContexts& Contexts() {
   static TlsContexts& kept = *new TlsContexts;
   return kept;
 }
 
-bool isNotTls(const std::error_code& error) {
+bool IsNotTls(const std::error_code& error) {
   if (error.category() != asio::error::get_ssl_category()) {
     return false;
   }
@@ -38,14 +38,14 @@ bool isNotTls(const std::error_code& error) {
   return reason == SSL_R_WRONG_VERSION_NUMBER || reason == SSL_R_TLSV1_ALERT_PROTOCOL_VERSION;
 }
 
-void shakeHands(TlsConnection& connection, const Peer& server) {
+void ShakeHands(TlsConnection& connection, const Peer& server) {
   std::error_code error;
-  connection.handshake(error);
+  connection.Handshake(error);
   if (!error) {
     return;
   }
-  if (isNotTls(error)) {
-    fail(ClientError::NoFerrolinkPeer, server.name() +
+  if (IsNotTls(error)) {
+    Fail(ClientError::NoFerrolinkPeer, server.Name() +
                                            " does not speak TLS 1.2 or later. The command was not "
                                            "sent. Use a target without TLS, or start the server "
                                            "with a certificate.");
@@ -53,14 +53,14 @@ void shakeHands(TlsConnection& connection, const Peer& server) {
   throw std::system_error(error);
 }
 
-void shakeHandsAndVerify(TlsConnection& connection, const Peer& server, const std::string& name) {
-  const PeerCertificate certificate(connection.native(), name);
+void ShakeHandsAndVerify(TlsConnection& connection, const Peer& server, const std::string& name) {
+  const PeerCertificate certificate(connection.Native(), name);
   try {
-    shakeHands(connection, server);
+    ShakeHands(connection, server);
   } catch (const std::system_error&) {
-    if (!certificate.complaint().empty()) {
-      fail(ClientError::Refused,
-           "The certificate of " + server.name() + " is not accepted: " + certificate.complaint() +
+    if (!certificate.Complaint().empty()) {
+      Fail(ClientError::Refused,
+           "The certificate of " + server.Name() + " is not accepted: " + certificate.Complaint() +
                ". The command was not sent. The certificate must be valid for the address and come "
                "from an authority of the system, or of the file that FERROLINK_TLS_CA_FILE names.");
     }
@@ -68,25 +68,26 @@ void shakeHandsAndVerify(TlsConnection& connection, const Peer& server, const st
   }
 }
 
-std::unique_ptr<Connection> secure(PatientSocket socket, const ClientSettings& settings,
-                                   const Peer& server) {
-  const TlsSettings tls = settings.tls.withEnvironment();
+std::unique_ptr<Connection> SecureConnection(PatientSocket socket, const ClientSettings& settings,
+                                             const Peer& server) {
+  const TlsSettings tls = settings.tls.WithEnvironment();
   auto connection =
       std::make_unique<TlsConnection>(std::move(socket), settings.frameLimit,
-                                      contexts().contextFor(tls), asio::ssl::stream_base::client);
+                                      Contexts().ContextFor(tls), asio::ssl::stream_base::client);
   const std::string& name = tls.name.empty() ? server.host : tls.name;
-  askFor(connection->native(), name);
+  AskFor(connection->Native(), name);
   if (tls.acceptAnyCertificate) {
-    warnOfInsecurity(server);
-    shakeHands(*connection, server);
+    WarnOfInsecurity(server);
+    ShakeHands(*connection, server);
   } else {
-    shakeHandsAndVerify(*connection, server, name);
+    ShakeHandsAndVerify(*connection, server, name);
   }
   return connection;
 }
 
 }  // namespace
 
-const LibraryKind libraryKind{kTlsChannel, kPlainChannel, "libFerrolinkTcpClient.so", secure};
+const LibraryKind kLibraryKind{kTlsChannel, kPlainChannel, "libFerrolinkTcpClient.so",
+                               SecureConnection};
 
 }  // namespace Ferrolink::Companions::Tcp::Client

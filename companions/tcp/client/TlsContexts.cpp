@@ -17,51 +17,51 @@ namespace {
 // Whoever uses more choices than these makes all contexts anew.
 constexpr std::size_t kMostContexts = 64;
 
-std::string variableOr(const char* variable, const char* usual) {
+std::string VariableOr(const char* variable, const char* usual) {
   const char* text = std::getenv(variable);
   return text == nullptr || *text == '\0' ? usual : text;
 }
 
 // All that a context is made of.
-std::vector<std::string> filesOf(const TlsSettings& settings) {
+std::vector<std::string> FilesOf(const TlsSettings& settings) {
   std::vector<std::string> files{settings.certificate, settings.key, settings.revocationList,
                                  settings.authorities};
   if (settings.authorities.empty()) {
-    files.push_back(variableOr(X509_get_default_cert_file_env(), X509_get_default_cert_file()));
-    files.push_back(variableOr(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
+    files.push_back(VariableOr(X509_get_default_cert_file_env(), X509_get_default_cert_file()));
+    files.push_back(VariableOr(X509_get_default_cert_dir_env(), X509_get_default_cert_dir()));
   }
   return files;
 }
 
-TlsContext contextOf(const TlsSettings& settings) {
-  TlsContext context = makeTlsContext(asio::ssl::context::tls_client);
+TlsContext ContextOf(const TlsSettings& settings) {
+  TlsContext context = MakeTlsContext(asio::ssl::context::tls_client);
   if (!settings.certificate.empty()) {
-    useCertificate(*context, settings.certificate, settings.key);
-    if (const std::string why = whyNotValidNow(*context); !why.empty()) {
+    UseCertificate(*context, settings.certificate, settings.key);
+    if (const std::string why = WhyNotValidNow(*context); !why.empty()) {
       throw TlsFileError("Cannot use the certificate '" + settings.certificate + "': " + why + ".");
     }
   }
   if (settings.authorities.empty()) {
     SSL_CTX_set_default_verify_paths(context->native_handle());
   } else {
-    useAuthorities(*context, settings.authorities);
+    UseAuthorities(*context, settings.authorities);
   }
   if (!settings.revocationList.empty()) {
-    useRevocationList(*context, settings.revocationList);
+    UseRevocationList(*context, settings.revocationList);
   }
-  heedRevocationLists(*context);
+  HeedRevocationLists(*context);
   ERR_clear_error();
   return context;
 }
 
 }  // namespace
 
-TlsContext TlsContexts::contextFor(const TlsSettings& settings) {
+TlsContext TlsContexts::ContextFor(const TlsSettings& settings) {
   std::string choice;
   std::string state;
-  for (const std::string& file : filesOf(settings)) {
+  for (const std::string& file : FilesOf(settings)) {
     choice += file + '\0';
-    state += fileStamp(file) + '\0';
+    state += FileStamp(file) + '\0';
   }
   const std::lock_guard<std::mutex> lock(m_mutex);
   if (const auto found = m_contexts.find(choice);
@@ -73,9 +73,9 @@ TlsContext TlsContexts::contextFor(const TlsSettings& settings) {
   }
   TlsContext context;
   try {
-    context = contextOf(settings);
+    context = ContextOf(settings);
   } catch (const TlsFileError& error) {
-    fail(ClientError::Settings, std::string(error.what()) + " The command was not sent.");
+    Fail(ClientError::Settings, std::string(error.what()) + " The command was not sent.");
   }
   m_contexts.insert_or_assign(std::move(choice), Kept{std::move(state), context});
   return context;

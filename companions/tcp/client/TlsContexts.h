@@ -17,7 +17,7 @@ namespace Ferrolink::Companions::Tcp::Client {
 class TlsContexts {
  public:
   /// Errors: ClientError 006 with the file.
-  TlsContext contextFor(const TlsSettings& settings);
+  TlsContext ContextFor(const TlsSettings& settings);
 
  private:
   struct Kept {

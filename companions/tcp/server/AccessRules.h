@@ -37,13 +37,13 @@ class AccessRules {
   /// From the member "rules" of a configuration. Errors: ConfigurationError, which names the place.
   explicit AccessRules(const JsonNode& rules);
 
-  [[nodiscard]] bool exist() const { return !m_rules.empty(); }
+  [[nodiscard]] bool Exist() const { return !m_rules.empty(); }
 
   /// Whether a rule names clients by their certificates.
-  [[nodiscard]] bool needCertificates() const;
+  [[nodiscard]] bool NeedCertificates() const;
 
   /// For a connection, as long as the Client lives; call it only where rules exist.
-  [[nodiscard]] Admission admit(const ClientIdentity& identity);
+  [[nodiscard]] Admission Admit(const ClientIdentity& identity);
 
  private:
   static constexpr std::size_t kUnlimited = SIZE_MAX;
@@ -62,9 +62,9 @@ class AccessRules {
   };
   using Uses = std::map<std::string, Use>;
 
-  static Rule readRule(const JsonNode& node);
-  static bool names(const Rule& rule, const ClientIdentity& identity);
-  void leave(Uses::iterator use);
+  static Rule ReadRule(const JsonNode& node);
+  static bool Names(const Rule& rule, const ClientIdentity& identity);
+  void Leave(Uses::iterator use);
 
   // Constant after construction.
   std::vector<Rule> m_rules;
@@ -79,20 +79,20 @@ class AccessRules::Client {
  public:
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
-  ~Client() { m_rules.leave(m_use); }
+  ~Client() { m_rules.Leave(m_use); }
 
   /// The subject of its certificate, or its address where it has none. Connections with equal names
   /// are counted together.
-  [[nodiscard]] const std::string& name() const { return m_use->first; }
+  [[nodiscard]] const std::string& Name() const { return m_use->first; }
 
-  [[nodiscard]] bool mayCall(std::string_view handler) const;
-  [[nodiscard]] bool mayLoad() const { return m_rule.loadLibraries; }
+  [[nodiscard]] bool MayCall(std::string_view handler) const;
+  [[nodiscard]] bool MayLoad() const { return m_rule.loadLibraries; }
 
   /// A call, which counts as long as it lives and does not outlive the client; none where the
   /// client has as many as its rule allows.
-  [[nodiscard]] std::optional<Call> beginCall() const;
+  [[nodiscard]] std::optional<Call> BeginCall() const;
   /// Why there was none.
-  [[nodiscard]] std::string tooManyCalls() const;
+  [[nodiscard]] std::string TooManyCalls() const;
 
  private:
   friend class AccessRules;

@@ -60,8 +60,8 @@ class AdminServer::Service {
         m_metrics(std::move(metrics)),
         m_acceptor(m_context),
         m_pause(m_context) {
-    listen();
-    accept();
+    Listen();
+    Accept();
     m_thread = std::thread([this] { m_context.run(); });
   }
 
@@ -74,7 +74,7 @@ class AdminServer::Service {
     m_writing.join();
   }
 
-  [[nodiscard]] tcp::endpoint address() const { return m_address; }
+  [[nodiscard]] tcp::endpoint Address() const { return m_address; }
 
  private:
   struct Peer {
@@ -90,17 +90,17 @@ class AdminServer::Service {
   };
   using PeerPointer = std::shared_ptr<Peer>;
 
-  void listen() {
+  void Listen() {
     const auto require = [this](const asio::error_code& error) {
       if (error) {
         throw std::system_error(error,
-                                "Cannot listen on " + nameOf(m_settings.listen) + " (--admin)");
+                                "Cannot listen on " + NameOf(m_settings.listen) + " (--admin)");
       }
     };
     asio::error_code error;
     m_acceptor.open(m_settings.listen.protocol(), error);
     require(error);
-    closeOnExec(m_acceptor.native_handle());
+    CloseOnExec(m_acceptor.native_handle());
     m_acceptor.set_option(asio::socket_base::reuse_address(true));
     m_acceptor.bind(m_settings.listen, error);
     require(error);
@@ -109,84 +109,84 @@ class AdminServer::Service {
     m_address = m_acceptor.local_endpoint();
   }
 
-  void accept() {
+  void Accept() {
     m_acceptor.async_accept([this](asio::error_code error, tcp::socket socket) {
       if (error && error != asio::error::connection_aborted) {
         m_pause.expires_after(kPause);
-        m_pause.async_wait([this](const asio::error_code& /*error*/) { accept(); });
+        m_pause.async_wait([this](const asio::error_code& /*error*/) { Accept(); });
         return;
       }
       if (!error) {
-        closeOnExec(socket.native_handle());
-        serve(std::make_shared<Peer>(std::move(socket), m_context));
+        CloseOnExec(socket.native_handle());
+        Serve(std::make_shared<Peer>(std::move(socket), m_context));
       }
-      accept();
+      Accept();
     });
   }
 
   // A peer lives as long as something is under way for it. Cutting it ends all of that.
-  void serve(const PeerPointer& peer) {
+  void Serve(const PeerPointer& peer) {
     m_peers.remove_if([](const auto& other) { return other.expired(); });
     if (m_peers.size() >= m_settings.mostConnections) {
-      cut(*PeerPointer(m_peers.front()));
+      Cut(*PeerPointer(m_peers.front()));
       m_peers.pop_front();
     }
     m_peers.push_back(peer);
     peer->limit.expires_after(m_settings.timeLimit);
     peer->limit.async_wait([weak = std::weak_ptr(peer)](const asio::error_code& error) {
       if (const PeerPointer late = weak.lock(); late != nullptr && !error) {
-        cut(*late);
+        Cut(*late);
       }
     });
     asio::async_read_until(peer->socket, asio::dynamic_buffer(peer->head, kLongestHead), "\r\n\r\n",
                            [this, peer](const asio::error_code& error, std::size_t) {
                              if (!error || error == asio::error::not_found) {
-                               answer(peer);
+                               Answer(peer);
                              }
                            });
   }
 
-  static void cut(Peer& peer) {
+  static void Cut(Peer& peer) {
     asio::error_code ignored;
     peer.socket.close(ignored);
   }
 
-  void answer(const PeerPointer& peer) {
+  void Answer(const PeerPointer& peer) {
     const auto request =
-        peer->head.size() < kLongestHead ? httpRequestOf(peer->head) : std::nullopt;
+        peer->head.size() < kLongestHead ? HttpRequestOf(peer->head) : std::nullopt;
     if (!request) {
-      respond(peer, "400 Bad Request", kText, "This is no request of HTTP/1.\n");
+      Respond(peer, "400 Bad Request", kText, "This is no request of HTTP/1.\n");
       return;
     }
     peer->withBody = request->method != "HEAD";
     if (request->method != "GET" && request->method != "HEAD") {
-      respond(peer, "405 Method Not Allowed", kText, "GET and HEAD are served.\n");
+      Respond(peer, "405 Method Not Allowed", kText, "GET and HEAD are served.\n");
     } else if (request->path == "/livez") {
-      respond(peer, "200 OK", kText, "live\n");
+      Respond(peer, "200 OK", kText, "live\n");
     } else if (request->path == "/readyz") {
-      answerReadiness(peer);
+      AnswerReadiness(peer);
     } else if (request->path == "/metrics") {
-      askForMetrics(peer);
+      AskForMetrics(peer);
     } else {
-      respond(peer, "404 Not Found", kText, "/livez, /readyz and /metrics are served.\n");
+      Respond(peer, "404 Not Found", kText, "/livez, /readyz and /metrics are served.\n");
     }
   }
 
-  void answerReadiness(const PeerPointer& peer) {
-    switch (m_readiness.state()) {
+  void AnswerReadiness(const PeerPointer& peer) {
+    switch (m_readiness.CurrentState()) {
       case Readiness::State::Ready:
-        respond(peer, "200 OK", kText, "ready\n");
+        Respond(peer, "200 OK", kText, "ready\n");
         return;
       case Readiness::State::Starting:
-        respond(peer, "503 Service Unavailable", kText, "starting\n");
+        Respond(peer, "503 Service Unavailable", kText, "starting\n");
         return;
       default:
-        respond(peer, "503 Service Unavailable", kText, "draining\n");
+        Respond(peer, "503 Service Unavailable", kText, "draining\n");
     }
   }
 
   // Who asks while they are being written gets the same ones.
-  void askForMetrics(const PeerPointer& peer) {
+  void AskForMetrics(const PeerPointer& peer) {
     std::erase_if(m_awaiting, [](const PeerPointer& other) { return !other->socket.is_open(); });
     m_awaiting.push_back(peer);
     if (std::exchange(m_isWriting, true)) {
@@ -199,40 +199,40 @@ class AdminServer::Service {
       } catch (const std::exception&) {
         text.clear();
       }
-      asio::post(m_context, [this, text = std::move(text)] { answerMetrics(text); });
+      asio::post(m_context, [this, text = std::move(text)] { AnswerMetrics(text); });
     });
   }
 
-  void answerMetrics(const std::string& text) {
+  void AnswerMetrics(const std::string& text) {
     m_isWriting = false;
     for (const PeerPointer& peer : std::exchange(m_awaiting, {})) {
       if (text.empty()) {
-        respond(peer, "500 Internal Server Error", kText, "The metrics cannot be written.\n");
+        Respond(peer, "500 Internal Server Error", kText, "The metrics cannot be written.\n");
       } else {
-        respond(peer, "200 OK", kMetrics, text);
+        Respond(peer, "200 OK", kMetrics, text);
       }
     }
   }
 
-  void respond(const PeerPointer& peer, std::string_view status, std::string_view type,
+  void Respond(const PeerPointer& peer, std::string_view status, std::string_view type,
                std::string_view body) {
-    peer->response = httpResponse(status, type, body, peer->withBody);
+    peer->response = HttpResponse(status, type, body, peer->withBody);
     asio::async_write(peer->socket, asio::buffer(peer->response),
                       [this, peer](const asio::error_code& error, std::size_t) {
                         if (!error) {
                           asio::error_code ignored;
                           peer->socket.shutdown(tcp::socket::shutdown_send, ignored);
-                          drain(peer);
+                          Drain(peer);
                         }
                       });
   }
 
   // Closing with bytes unread would reset the connection, and the peer could lose the response.
-  void drain(const PeerPointer& peer) {
+  void Drain(const PeerPointer& peer) {
     peer->socket.async_read_some(asio::buffer(peer->rest),
                                  [this, peer](const asio::error_code& error, std::size_t) {
                                    if (!error) {
-                                     drain(peer);
+                                     Drain(peer);
                                    }
                                  });
   }
@@ -263,8 +263,8 @@ AdminServer::AdminServer(const Settings& settings, const Readiness& readiness,
 
 AdminServer::~AdminServer() = default;
 
-tcp::endpoint AdminServer::address() const {
-  return m_service->address();
+tcp::endpoint AdminServer::Address() const {
+  return m_service->Address();
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

@@ -36,7 +36,7 @@ class AdminServer {
   ~AdminServer();
 
   /// Where it listens, with the real port.
-  [[nodiscard]] asio::ip::tcp::endpoint address() const;
+  [[nodiscard]] asio::ip::tcp::endpoint Address() const;
 
  private:
   class Service;

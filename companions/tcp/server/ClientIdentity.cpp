@@ -23,25 +23,25 @@ template <class Owned, void (*release)(Owned*)>
 struct Release {
   void operator()(Owned* owned) const { release(owned); }
 };
-void freeBio(BIO* bio) {
+void FreeBio(BIO* bio) {
   BIO_free_all(bio);
 }
-using Bio = std::unique_ptr<BIO, Release<BIO, freeBio>>;
+using Bio = std::unique_ptr<BIO, Release<BIO, FreeBio>>;
 using Names = std::unique_ptr<GENERAL_NAMES, Release<GENERAL_NAMES, GENERAL_NAMES_free>>;
 
 // A zero byte would make "good.example\0.evil.example" look like another name.
-bool isPrintable(std::string_view text) {
+bool IsPrintable(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char letter) {
     return static_cast<unsigned char>(letter) > 0x20U && letter != '\x7f';
   });
 }
 
-std::string textOf(const ASN1_STRING* text) {
+std::string TextOf(const ASN1_STRING* text) {
   const auto* bytes = reinterpret_cast<const char*>(ASN1_STRING_get0_data(text));
   return {bytes, static_cast<std::size_t>(ASN1_STRING_length(text))};
 }
 
-std::string addressOf(const ASN1_STRING* text) {
+std::string AddressOf(const ASN1_STRING* text) {
   const std::span<const unsigned char> bytes(ASN1_STRING_get0_data(text),
                                              static_cast<std::size_t>(ASN1_STRING_length(text)));
   const auto as = [&](auto room) {
@@ -58,23 +58,23 @@ std::string addressOf(const ASN1_STRING* text) {
 }
 
 // Empty for a name of a kind that rules do not know.
-std::string nameOf(const GENERAL_NAME& name) {
+std::string NameOf(const GENERAL_NAME& name) {
   switch (name.type) {
     case GEN_DNS:
-      return canonicalName("dns:" + textOf(name.d.dNSName));
+      return CanonicalName("dns:" + TextOf(name.d.dNSName));
     case GEN_IPADD:
-      return canonicalName("ip:" + addressOf(name.d.iPAddress));
+      return CanonicalName("ip:" + AddressOf(name.d.iPAddress));
     case GEN_URI:
-      return canonicalName("uri:" + textOf(name.d.uniformResourceIdentifier));
+      return CanonicalName("uri:" + TextOf(name.d.uniformResourceIdentifier));
     case GEN_EMAIL:
-      return canonicalName("email:" + textOf(name.d.rfc822Name));
+      return CanonicalName("email:" + TextOf(name.d.rfc822Name));
     default:
       return {};
   }
 }
 
 // Without the blanks that people write around "," "+" and "=", and with types in upper case.
-std::string canonicalSubject(std::string_view subject) {
+std::string CanonicalSubject(std::string_view subject) {
   std::string result;
   bool inType = true;
   for (std::size_t i = 0; i < subject.size(); ++i) {
@@ -101,24 +101,24 @@ std::string canonicalSubject(std::string_view subject) {
   return result;
 }
 
-std::string canonicalAddress(std::string_view text) {
+std::string CanonicalAddress(std::string_view text) {
   asio::error_code error;
   const auto address = asio::ip::make_address(std::string(text), error);
   return error ? std::string() : address.to_string();
 }
 
 // Domains do not depend on the case of letters; what is before the "@" may.
-std::string canonicalMail(std::string_view text) {
+std::string CanonicalMail(std::string_view text) {
   const std::size_t at = text.rfind('@');
   if (at == std::string_view::npos) {
     return {};
   }
-  return std::string(text.substr(0, at)) + lowerCase(text.substr(at));
+  return std::string(text.substr(0, at)) + LowerCase(text.substr(at));
 }
 
 }  // namespace
 
-std::string subjectOf(const X509* certificate) {
+std::string SubjectOf(const X509* certificate) {
   const Bio out(BIO_new(BIO_s_mem()));
   if (out == nullptr ||
       X509_NAME_print_ex(out.get(), X509_get_subject_name(certificate), 0, kSubjectFormat) < 0) {
@@ -129,17 +129,17 @@ std::string subjectOf(const X509* certificate) {
   return {text, static_cast<std::size_t>(length)};
 }
 
-ClientIdentity identityOf(const X509* certificate, std::string address) {
+ClientIdentity IdentityOf(const X509* certificate, std::string address) {
   ClientIdentity identity{std::move(address), {}, {}};
   if (certificate == nullptr) {
     return identity;
   }
-  identity.subject = subjectOf(certificate);
+  identity.subject = SubjectOf(certificate);
   const Names names(static_cast<GENERAL_NAMES*>(
       X509_get_ext_d2i(certificate, NID_subject_alt_name, nullptr, nullptr)));
   const int count = names == nullptr ? 0 : sk_GENERAL_NAME_num(names.get());
   for (int i = 0; i < count; ++i) {
-    std::string name = nameOf(*sk_GENERAL_NAME_value(names.get(), i));
+    std::string name = NameOf(*sk_GENERAL_NAME_value(names.get(), i));
     if (!name.empty()) {
       identity.names.push_back(std::move(name));
     }
@@ -147,21 +147,21 @@ ClientIdentity identityOf(const X509* certificate, std::string address) {
   return identity;
 }
 
-std::string canonicalName(std::string_view name) {
+std::string CanonicalName(std::string_view name) {
   using Rule = std::pair<std::string_view, std::string (*)(std::string_view)>;
-  static constexpr auto asItIs = [](std::string_view text) { return std::string(text); };
+  static constexpr auto kAsItIs = [](std::string_view text) { return std::string(text); };
   static const std::array<Rule, 4> rules = {
-      {{"dns:", [](std::string_view text) { return lowerCase(text); }},
-       {"ip:", canonicalAddress},
-       {"uri:", asItIs},
-       {"email:", canonicalMail}}};
+      {{"dns:", [](std::string_view text) { return LowerCase(text); }},
+       {"ip:", CanonicalAddress},
+       {"uri:", kAsItIs},
+       {"email:", CanonicalMail}}};
   constexpr std::string_view kSubject = "subject:";
   if (name.substr(0, kSubject.size()) == kSubject) {
-    const std::string subject = canonicalSubject(name.substr(kSubject.size()));
+    const std::string subject = CanonicalSubject(name.substr(kSubject.size()));
     return subject.find('=') == std::string::npos ? "" : std::string(kSubject) + subject;
   }
   for (const auto& [kind, canonical] : rules) {
-    if (name.substr(0, kind.size()) == kind && isPrintable(name.substr(kind.size()))) {
+    if (name.substr(0, kind.size()) == kind && IsPrintable(name.substr(kind.size()))) {
       const std::string text = canonical(name.substr(kind.size()));
       return text.empty() ? "" : std::string(kind) + text;
     }

@@ -12,19 +12,19 @@ namespace Ferrolink::Companions::Tcp::Server {
 /// Who a client is, as far as it has been proved.
 struct ClientIdentity {
   std::string address;             ///< without the port
-  std::string subject;             ///< of its certificate, as subjectOf; empty without one
+  std::string subject;             ///< of its certificate, as SubjectOf; empty without one
   std::vector<std::string> names;  ///< further names in it, canonical: "dns:orders.example"
 };
 
 /// The subject as RFC 2253 writes it, most specific part first, in UTF-8: "CN=orders,O=Example".
-std::string subjectOf(const X509* certificate);
+std::string SubjectOf(const X509* certificate);
 
 /// `certificate` is null for a client without one, and must have been verified.
-ClientIdentity identityOf(const X509* certificate, std::string address);
+ClientIdentity IdentityOf(const X509* certificate, std::string address);
 
 /// A name as rules write it, "subject:", "dns:", "ip:", "uri:" or "email:" and what follows, in the
 /// form in which names are compared; empty where it is none.
-std::string canonicalName(std::string_view name);
+std::string CanonicalName(std::string_view name);
 
 }  // namespace Ferrolink::Companions::Tcp::Server
 

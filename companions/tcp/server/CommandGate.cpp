@@ -17,33 +17,33 @@ constexpr const char* kNoLoading =
     "--allow-load-library.";
 
 // Where the length of the handler's name is; 0 where the type is none of a call.
-std::size_t placeOfName(std::uint8_t type) {
+std::size_t PlaceOfName(std::uint8_t type) {
   if (type == Host::detail::kTypeCallHandler) {
     return Header::kSize;
   }
   return type == Host::detail::kTypeCallWithin ? Header::kSize + Host::detail::kTimeLeftSize : 0;
 }
 
-std::string whyNotAllowed(std::uint8_t type, std::string_view handler,
+std::string WhyNotAllowed(std::uint8_t type, std::string_view handler,
                           const AccessRules::Client& client) {
-  if (type == Header::kTypeHeartBeat || client.mayCall(handler)) {
+  if (type == Header::kTypeHeartBeat || client.MayCall(handler)) {
     return {};
   }
   if (handler.empty()) {
     return "The rules of this server allow calls of handlers, not commands of type " +
            std::to_string(type) + ".";
   }
-  return "The rules of this server do not let " + client.name() + " call '" + printable(handler) +
+  return "The rules of this server do not let " + client.Name() + " call '" + Printable(handler) +
          "'.";
 }
 
 }  // namespace
 
-std::string_view handlerOf(std::span<const std::uint8_t> command) {
+std::string_view HandlerOf(std::span<const std::uint8_t> command) {
   if (command.size() < Header::kSize) {
     return {};
   }
-  const std::size_t place = placeOfName(command[Header::kCommandType]);
+  const std::size_t place = PlaceOfName(command[Header::kCommandType]);
   if (place == 0 || command.size() <= place) {
     return {};
   }
@@ -55,7 +55,7 @@ std::string_view handlerOf(std::span<const std::uint8_t> command) {
   return {reinterpret_cast<const char*>(rest.data()), length};
 }
 
-std::string whyRefused(std::span<const std::uint8_t> command, const ServerOptions& options,
+std::string WhyRefused(std::span<const std::uint8_t> command, const ServerOptions& options,
                        const AccessRules::Client* client) {
   if (command.size() < Header::kSize) {
     return "The command has " + std::to_string(command.size()) +
@@ -63,16 +63,16 @@ std::string whyRefused(std::span<const std::uint8_t> command, const ServerOption
   }
   if (command[Header::kTargetRuntime] != static_cast<std::uint8_t>(options.runtime)) {
     return "The command is for runtime " + std::to_string(command[Header::kTargetRuntime]) +
-           "; this server runs " + options.runtimeName() + ", runtime " +
+           "; this server runs " + options.RuntimeName() + ", runtime " +
            std::to_string(static_cast<int>(options.runtime)) + ".";
   }
   const std::uint8_t type = command[Header::kCommandType];
-  const std::string_view handler = handlerOf(command);
+  const std::string_view handler = HandlerOf(command);
   if (type == Header::kTypeLoadLibrary || handler == kLoadingHandler) {
-    const bool allowed = options.allowLoadLibrary || (client != nullptr && client->mayLoad());
+    const bool allowed = options.allowLoadLibrary || (client != nullptr && client->MayLoad());
     return allowed ? "" : kNoLoading;
   }
-  return client == nullptr ? "" : whyNotAllowed(type, handler, *client);
+  return client == nullptr ? "" : WhyNotAllowed(type, handler, *client);
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

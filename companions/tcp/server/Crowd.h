@@ -11,11 +11,11 @@ class Crowd {
  public:
   explicit Crowd(std::size_t slots) : m_slots(slots) {}
 
-  void enter() { m_taken.fetch_add(1, std::memory_order_relaxed); }
-  void leave() { m_taken.fetch_sub(1, std::memory_order_relaxed); }
+  void Enter() { m_taken.fetch_add(1, std::memory_order_relaxed); }
+  void Leave() { m_taken.fetch_sub(1, std::memory_order_relaxed); }
 
   /// Whether more than half of the slots are taken, so that idle clients should leave theirs soon.
-  [[nodiscard]] bool isDense() const {
+  [[nodiscard]] bool IsDense() const {
     return 2 * m_taken.load(std::memory_order_relaxed) > m_slots;
   }
 

@@ -16,7 +16,7 @@ class Departure {
  public:
   /// Errors: std::system_error.
   Departure() : m_event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-    if (!m_event.owns()) {
+    if (!m_event.Owns()) {
       throw std::system_error(errno, std::system_category(), "Cannot make an eventfd");
     }
   }
@@ -25,9 +25,9 @@ class Departure {
     m_begun.store(true);
     eventfd_write(m_event.get(), 1);
   }
-  [[nodiscard]] bool hasBegun() const { return m_begun.load(); }
+  [[nodiscard]] bool HasBegun() const { return m_begun.load(); }
   /// Readable from begin on.
-  [[nodiscard]] int descriptor() const { return m_event.get(); }
+  [[nodiscard]] int Descriptor() const { return m_event.get(); }
 
  private:
   const FileDescriptor m_event;

@@ -2,78 +2,78 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-void Events::accepted(const Guest& guest) const {
-  m_log.info({.name = "accepted", .peer = guest.client, .subject = guest.subject()});
+void Events::Accepted(const Guest& guest) const {
+  m_log.Info({.name = "accepted", .peer = guest.client, .subject = guest.Subject()});
 }
 
-void Events::refused(const Guest& guest, std::string_view why, Refusal kind) const {
-  notBegun(guest, {}, why, kind);
+void Events::Refused(const Guest& guest, std::string_view why, Refusal kind) const {
+  NotBegun(guest, {}, why, kind);
 }
 
-void Events::broke(const Guest& guest, std::string_view why) const {
-  m_log.warn({.name = "failed",
+void Events::Broke(const Guest& guest, std::string_view why) const {
+  m_log.Warn({.name = "failed",
               .peer = guest.client,
-              .subject = guest.subject(),
+              .subject = guest.Subject(),
               .reason = "the connection broke: " + std::string(why)});
 }
 
-void Events::notBegun(const Guest& guest, std::string_view handler, std::string_view why,
+void Events::NotBegun(const Guest& guest, std::string_view handler, std::string_view why,
                       Refusal kind) const {
-  m_metrics.refused(kind);
-  m_log.warn({.name = "refused",
+  m_metrics.Refused(kind);
+  m_log.Warn({.name = "refused",
               .peer = guest.client,
-              .subject = guest.subject(),
+              .subject = guest.Subject(),
               .handler = handler,
               .reason = why});
 }
 
-void Events::called(const Guest& guest, std::string_view handler, CallResult result,
+void Events::Called(const Guest& guest, std::string_view handler, CallResult result,
                     std::chrono::nanoseconds duration) const {
-  m_metrics.callEnded(handler, result, duration);
-  if (m_log.logsCalls()) {
-    m_log.info({.name = "call",
+  m_metrics.CallEnded(handler, result, duration);
+  if (m_log.LogsCalls()) {
+    m_log.Info({.name = "call",
                 .peer = guest.client,
-                .subject = guest.subject(),
+                .subject = guest.Subject(),
                 .handler = handler,
                 .reason = result == CallResult::Failed ? "failed" : "",
                 .duration = std::chrono::duration_cast<std::chrono::microseconds>(duration)});
   }
 }
 
-void Events::displaced(const Guest& guest) const {
-  m_log.warn({.name = "closed",
+void Events::Displaced(const Guest& guest) const {
+  m_log.Warn({.name = "closed",
               .peer = guest.client,
-              .subject = guest.subject(),
+              .subject = guest.Subject(),
               .reason = "closed to make room for other connections"});
 }
 
-void Events::cannotAccept(std::string_view why) const {
-  m_log.fail({.name = "failed", .reason = "Cannot accept a connection: " + std::string(why)});
+void Events::CannotAccept(std::string_view why) const {
+  m_log.Fail({.name = "failed", .reason = "Cannot accept a connection: " + std::string(why)});
 }
 
-void Events::certificatesRead() const {
-  m_log.info({.name = "certificates",
+void Events::CertificatesRead() const {
+  m_log.Info({.name = "certificates",
               .reason = "certificates, authorities and revocation lists were read again"});
 }
 
-void Events::certificatesKept(const std::string& why) const {
-  m_log.fail({.name = "certificates", .reason = why + " What was read before stays in use."});
+void Events::CertificatesKept(const std::string& why) const {
+  m_log.Fail({.name = "certificates", .reason = why + " What was read before stays in use."});
 }
 
-void Events::certificateNotValid(const std::string& file, const std::string& why) const {
-  m_log.warn({.name = "certificates",
+void Events::CertificateNotValid(const std::string& file, const std::string& why) const {
+  m_log.Warn({.name = "certificates",
               .reason = "clients will refuse the certificate '" + file + "': " + why});
 }
 
-void Events::cut(std::size_t sessions) const {
-  m_log.warn(
+void Events::Cut(std::size_t sessions) const {
+  m_log.Warn(
       {.name = "cut",
        .reason = "the grace is over (--shutdown-grace-ms): connections are cut, among them " +
                  std::to_string(sessions) + " with a command"});
 }
 
-void Events::drained() const {
-  m_log.info({.name = "drained"});
+void Events::Drained() const {
+  m_log.Info({.name = "drained"});
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

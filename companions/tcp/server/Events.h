@@ -18,37 +18,37 @@ class Events {
   /// Both outlive it.
   Events(ServerLog& log, Metrics& metrics) : m_log(log), m_metrics(metrics) {}
 
-  [[nodiscard]] Metrics& metrics() const { return m_metrics; }
+  [[nodiscard]] Metrics& GetMetrics() const { return m_metrics; }
 
   /// A client that was greeted and may send commands.
-  void accepted(const Guest& guest) const;
+  void Accepted(const Guest& guest) const;
   /// A connection that was ended before any command.
-  void refused(const Guest& guest, std::string_view why, Refusal kind) const;
+  void Refused(const Guest& guest, std::string_view why, Refusal kind) const;
   /// A connection that ended otherwise than between frames.
-  void broke(const Guest& guest, std::string_view why) const;
+  void Broke(const Guest& guest, std::string_view why) const;
   /// A command that was not begun; its connection goes on or ends. `handler` is empty where it is
   /// not known.
-  void notBegun(const Guest& guest, std::string_view handler, std::string_view why,
+  void NotBegun(const Guest& guest, std::string_view handler, std::string_view why,
                 Refusal kind) const;
   /// A command that was executed.
-  void called(const Guest& guest, std::string_view handler, CallResult result,
+  void Called(const Guest& guest, std::string_view handler, CallResult result,
               std::chrono::nanoseconds duration) const;
   /// A connection was closed to make room for others.
-  void displaced(const Guest& guest) const;
+  void Displaced(const Guest& guest) const;
   /// Connections cannot be accepted for a while.
-  void cannotAccept(std::string_view why) const;
+  void CannotAccept(std::string_view why) const;
 
   /// Certificates, authorities and revocation lists were read again.
-  void certificatesRead() const;
+  void CertificatesRead() const;
   /// They could not be; those from before stay.
-  void certificatesKept(const std::string& why) const;
+  void CertificatesKept(const std::string& why) const;
   /// Clients will refuse the server's own certificate.
-  void certificateNotValid(const std::string& file, const std::string& why) const;
+  void CertificateNotValid(const std::string& file, const std::string& why) const;
 
   /// The grace after the signal is over; that many sessions were still there.
-  void cut(std::size_t sessions) const;
+  void Cut(std::size_t sessions) const;
   /// The last connection has ended.
-  void drained() const;
+  void Drained() const;
 
  private:
   ServerLog& m_log;

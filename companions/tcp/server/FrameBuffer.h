@@ -25,27 +25,27 @@ class FrameBuffer {
   explicit FrameBuffer(MemoryBudget& budget) : m_budget(budget) {}
   FrameBuffer(const FrameBuffer&) = delete;
   FrameBuffer& operator=(const FrameBuffer&) = delete;
-  ~FrameBuffer() { free(); }
+  ~FrameBuffer() { Free(); }
 
   /// Forgets the bytes and finds a place for `length` others. A large place costs addresses only,
   /// memory comes with extend. Errors: MemoryUsedUp.
   void begin(std::size_t length);
   /// The next `count` bytes, whose values are unspecified; begin has found a place for them.
   /// Errors: MemoryUsedUp.
-  std::span<std::uint8_t> extend(std::size_t count);
+  std::span<std::uint8_t> Extend(std::size_t count);
   /// Forgets the bytes. Gives the memory back, unless it is little enough to be kept for the next
   /// frame.
-  void clear();
+  void Clear();
 
-  [[nodiscard]] std::span<std::uint8_t> bytes() const { return {m_place.get(), m_size}; }
+  [[nodiscard]] std::span<std::uint8_t> Bytes() const { return {m_place.get(), m_size}; }
 
   static constexpr std::size_t kKept = 64U << 10U;
 
  private:
-  [[nodiscard]] MemoryBudget::Size kind() const {
+  [[nodiscard]] MemoryBudget::Size Kind() const {
     return m_capacity > kKept ? MemoryBudget::Size::Large : MemoryBudget::Size::Small;
   }
-  void free();
+  void Free();
 
   MemoryBudget& m_budget;
   std::unique_ptr<std::uint8_t[]> m_place;

@@ -12,75 +12,75 @@ namespace {
 // A fatal alert "protocol version", what a TLS client understands as a refusal.
 constexpr std::array<std::uint8_t, 7> kTlsRefusal = {Wire::kTlsAlert, 3, 1, 0, 2, 2, 70};
 
-void write(PatientSocket& socket, std::span<const std::uint8_t> bytes) {
+void Write(PatientSocket& socket, std::span<const std::uint8_t> bytes) {
   asio::error_code ignored;
-  socket.send(bytes, ignored);
+  socket.Send(bytes, ignored);
 }
 
 }  // namespace
 
-Greeter::State Greeter::advance(Connection& connection) {
+Greeter::State Greeter::Advance(Connection& connection) {
   State state = State::Greeted;
   if (m_stage == Stage::FirstByte) {
-    state = look(connection);
+    state = Look(connection);
   }
   if (m_stage == Stage::Handshake) {
-    state = shakeHands(connection);
+    state = ShakeHands(connection);
   }
   if (m_stage == Stage::Hello) {
-    state = greet(connection);
+    state = Greet(connection);
   }
   return state;
 }
 
-Greeter::State Greeter::look(Connection& connection) {
+Greeter::State Greeter::Look(Connection& connection) {
   asio::error_code error;
-  const std::uint8_t first = connection.socket().peek(error);
+  const std::uint8_t first = connection.Socket().Peek(error);
   if (error == asio::error::would_block) {
     return State::Waits;
   }
   if (error) {
     return State::Gone;
   }
-  if (m_usesTls && first == Wire::greeting(Wire::Greeting::Hello)[0]) {
-    write(connection.socket(), Wire::greeting(Wire::Greeting::SpeaksTls));
-    return refuse("a client without TLS, this server speaks TLS");
+  if (m_usesTls && first == Wire::BytesOf(Wire::Greeting::Hello)[0]) {
+    Write(connection.Socket(), Wire::BytesOf(Wire::Greeting::SpeaksTls));
+    return Refuse("a client without TLS, this server speaks TLS");
   }
   if (!m_usesTls && first == Wire::kTlsHandshake) {
-    write(connection.socket(), kTlsRefusal);
-    return refuse("a client with TLS, this server has no --tls-certificate");
+    Write(connection.Socket(), kTlsRefusal);
+    return Refuse("a client with TLS, this server has no --tls-certificate");
   }
   m_stage = Stage::Handshake;
   return State::Waits;
 }
 
-Greeter::State Greeter::shakeHands(Connection& connection) {
+Greeter::State Greeter::ShakeHands(Connection& connection) {
   asio::error_code error;
-  connection.handshake(error);
+  connection.Handshake(error);
   if (error == asio::error::would_block) {
     return State::Waits;
   }
   if (error) {
-    const std::string certificate = connection.whyPeerRefused();
-    return refuse(certificate.empty() ? error.message() : certificate);
+    const std::string certificate = connection.WhyPeerRefused();
+    return Refuse(certificate.empty() ? error.message() : certificate);
   }
   m_stage = Stage::Hello;
   return State::Waits;
 }
 
-Greeter::State Greeter::greet(Connection& connection) {
-  const Wire::GreetingBytes expected = Wire::greeting(Wire::Greeting::Hello);
+Greeter::State Greeter::Greet(Connection& connection) {
+  const Wire::GreetingBytes expected = Wire::BytesOf(Wire::Greeting::Hello);
   try {
-    const Wire::GreetingBytes hello = connection.receiveGreeting();
+    const Wire::GreetingBytes hello = connection.ReceiveGreeting();
     const bool isClient =
         std::equal(hello.begin(), hello.begin() + Wire::kGreetingMark, expected.begin());
     if (isClient) {
-      connection.sendGreeting(Wire::Greeting::Welcome);
+      connection.SendGreeting(Wire::Greeting::Welcome);
     }
     if (hello == expected) {
       return State::Greeted;
     }
-    return refuse(isClient ? "another version of the protocol" : "no Ferrolink client");
+    return Refuse(isClient ? "another version of the protocol" : "no Ferrolink client");
   } catch (const std::system_error& error) {
     if (error.code() == asio::error::would_block) {
       return State::Waits;
@@ -88,11 +88,11 @@ Greeter::State Greeter::greet(Connection& connection) {
     if (error.code() == asio::error::eof) {
       return State::Gone;
     }
-    return refuse(error.code().message());
+    return Refuse(error.code().message());
   }
 }
 
-Greeter::State Greeter::refuse(std::string why) {
+Greeter::State Greeter::Refuse(std::string why) {
   m_why = std::move(why);
   return State::Refused;
 }

@@ -22,19 +22,19 @@ class Greeter {
   explicit Greeter(bool usesTls) : m_usesTls(usesTls) {}
 
   /// Goes as far as the connection can. Raises nothing of the connection's.
-  State advance(Connection& connection);
+  State Advance(Connection& connection);
 
-  [[nodiscard]] const std::string& why() const { return m_why; }
+  [[nodiscard]] const std::string& Why() const { return m_why; }
   /// Whether it was the handshake that failed.
-  [[nodiscard]] bool isInHandshake() const { return m_stage == Stage::Handshake; }
+  [[nodiscard]] bool IsInHandshake() const { return m_stage == Stage::Handshake; }
 
  private:
   enum class Stage { FirstByte, Handshake, Hello };
 
-  State look(Connection& connection);
-  State shakeHands(Connection& connection);
-  State greet(Connection& connection);
-  State refuse(std::string why);
+  State Look(Connection& connection);
+  State ShakeHands(Connection& connection);
+  State Greet(Connection& connection);
+  State Refuse(std::string why);
 
   const bool m_usesTls;
   Stage m_stage = Stage::FirstByte;

@@ -19,15 +19,15 @@ class Visit {
   /// `client` is null where there are no rules. The metrics outlive it.
   Visit(Metrics& metrics, std::string subject, std::unique_ptr<AccessRules::Client> client)
       : m_metrics(metrics), m_subject(std::move(subject)), m_client(std::move(client)) {
-    m_metrics.connectionAccepted();
+    m_metrics.ConnectionAccepted();
   }
   Visit(const Visit&) = delete;
   Visit& operator=(const Visit&) = delete;
-  ~Visit() { m_metrics.connectionClosed(); }
+  ~Visit() { m_metrics.ConnectionClosed(); }
 
   /// Of its certificate; empty without one.
-  [[nodiscard]] const std::string& subject() const { return m_subject; }
-  [[nodiscard]] const AccessRules::Client* client() const { return m_client.get(); }
+  [[nodiscard]] const std::string& Subject() const { return m_subject; }
+  [[nodiscard]] const AccessRules::Client* Client() const { return m_client.get(); }
 
  private:
   Metrics& m_metrics;
@@ -43,12 +43,12 @@ struct Guest {
   bool isKnown = false;            ///< whether it has sent a command before
   std::unique_ptr<Visit> visit{};  ///< from the greeting on
 
-  [[nodiscard]] std::string_view subject() const {
-    return visit == nullptr ? std::string_view() : visit->subject();
+  [[nodiscard]] std::string_view Subject() const {
+    return visit == nullptr ? std::string_view() : visit->Subject();
   }
   /// Null without rules.
-  [[nodiscard]] const AccessRules::Client* rules() const {
-    return visit == nullptr ? nullptr : visit->client();
+  [[nodiscard]] const AccessRules::Client* Rules() const {
+    return visit == nullptr ? nullptr : visit->Client();
   }
 };
 

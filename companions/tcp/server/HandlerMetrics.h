@@ -24,7 +24,7 @@ struct Metrics::Handler {
   Handler(std::string_view itsName, std::string itsLabel)
       : name(itsName), label(std::move(itsLabel)) {}
 
-  void count(CallResult result, std::chrono::nanoseconds duration) {
+  void Count(CallResult result, std::chrono::nanoseconds duration) {
     using std::chrono::microseconds;
     const auto bucket = std::lower_bound(kBounds.begin(), kBounds.end(), duration,
                                          [](std::int64_t bound, std::chrono::nanoseconds time) {

@@ -16,7 +16,7 @@ namespace {
 std::atomic<int> g_event{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
-void hear(int /*signal*/) {
+void Hear(int /*signal*/) {
   const int saved = errno;
   if (const int event = g_event.load(); event >= 0) {
     eventfd_write(event, 1);
@@ -24,9 +24,9 @@ void hear(int /*signal*/) {
   errno = saved;
 }
 
-FileDescriptor makeEvent() {
+FileDescriptor MakeEvent() {
   FileDescriptor event(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
-  if (!event.owns()) {
+  if (!event.Owns()) {
     throw std::system_error(errno, std::system_category(), "Cannot make an eventfd");
   }
   return event;
@@ -35,22 +35,22 @@ FileDescriptor makeEvent() {
 }  // namespace
 
 HangUpSignal::HangUpSignal(asio::io_context& context, std::function<void()> heard)
-    : m_heard(std::move(heard)), m_event(makeEvent()), m_readiness(context, m_event.get()) {
+    : m_heard(std::move(heard)), m_event(MakeEvent()), m_readiness(context, m_event.get()) {
   g_event.store(m_event.get());
   struct sigaction action {};
-  action.sa_handler = hear;
+  action.sa_handler = Hear;
   action.sa_flags = SA_RESTART;
   sigaction(SIGHUP, &action, nullptr);
-  await();
+  Await();
 }
 
 // The event's descriptor is closed by its owner.
 HangUpSignal::~HangUpSignal() {
-  ignore();
+  Ignore();
   m_readiness.release();
 }
 
-void HangUpSignal::ignore() {
+void HangUpSignal::Ignore() {
   if (m_isIgnored) {
     return;
   }
@@ -61,7 +61,7 @@ void HangUpSignal::ignore() {
   m_readiness.cancel(ignored);
 }
 
-void HangUpSignal::await() {
+void HangUpSignal::Await() {
   m_readiness.async_wait(asio::posix::descriptor_base::wait_read,
                          [this](const asio::error_code& error) {
                            if (error || m_isIgnored) {
@@ -70,7 +70,7 @@ void HangUpSignal::await() {
                            eventfd_t signals = 0;
                            eventfd_read(m_event.get(), &signals);
                            m_heard();
-                           await();
+                           Await();
                          });
 }
 

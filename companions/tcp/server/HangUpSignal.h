@@ -22,10 +22,10 @@ class HangUpSignal {
   ~HangUpSignal();
 
   /// From now on nothing is heard, and the loop is not kept running. Idempotent.
-  void ignore();
+  void Ignore();
 
  private:
-  void await();
+  void Await();
 
   const std::function<void()> m_heard;
   const FileDescriptor m_event;

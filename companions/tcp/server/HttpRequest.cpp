@@ -2,7 +2,7 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-std::optional<HttpRequest> httpRequestOf(std::string_view head) {
+std::optional<HttpRequest> HttpRequestOf(std::string_view head) {
   const std::string_view line = head.substr(0, head.find("\r\n"));
   const std::size_t afterMethod = line.find(' ');
   const std::size_t beforeVersion = line.rfind(' ');
@@ -19,7 +19,7 @@ std::optional<HttpRequest> httpRequestOf(std::string_view head) {
                      std::string(target.substr(0, target.find('?')))};
 }
 
-std::string httpResponse(std::string_view status, std::string_view type, std::string_view body,
+std::string HttpResponse(std::string_view status, std::string_view type, std::string_view body,
                          bool withBody) {
   std::string response = "HTTP/1.1 ";
   response.append(status).append("\r\nContent-Type: ").append(type);

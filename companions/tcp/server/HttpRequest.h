@@ -14,11 +14,11 @@ struct HttpRequest {
 };
 
 /// From the head of a request; none where its first line is not formed like one.
-std::optional<HttpRequest> httpRequestOf(std::string_view head);
+std::optional<HttpRequest> HttpRequestOf(std::string_view head);
 
 /// A whole response, after which the connection closes. Without `withBody` just its head, as HEAD
 /// asks for.
-std::string httpResponse(std::string_view status, std::string_view type, std::string_view body,
+std::string HttpResponse(std::string_view status, std::string_view type, std::string_view body,
                          bool withBody = true);
 
 }  // namespace Ferrolink::Companions::Tcp::Server

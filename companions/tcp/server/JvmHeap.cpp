@@ -12,28 +12,28 @@ namespace {
 // 1.2; they ask for an attached thread.
 using Bytes = std::int64_t();
 
-std::uint64_t positive(std::int64_t bytes) {
+std::uint64_t Positive(std::int64_t bytes) {
   return static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0));
 }
 
 }  // namespace
 
-std::optional<Metrics::Heap> jvmHeap() try {
-  const Host::detail::JvmLibrary library = Host::detail::findJvmLibrary();
+std::optional<Metrics::Heap> JvmHeap() try {
+  const Host::detail::JvmLibrary library = Host::detail::FindJvmLibrary();
   if (library.vm == nullptr) {
     return std::nullopt;
   }
   const Host::detail::LoadedObject opened(library.file.string());
-  auto* total = opened.function<Bytes>("JVM_TotalMemory");
-  auto* free = opened.function<Bytes>("JVM_FreeMemory");
-  auto* most = opened.function<Bytes>("JVM_MaxMemory");
+  auto* total = opened.Function<Bytes>("JVM_TotalMemory");
+  auto* free = opened.Function<Bytes>("JVM_FreeMemory");
+  auto* most = opened.Function<Bytes>("JVM_MaxMemory");
   if (total == nullptr || free == nullptr || most == nullptr) {
     return std::nullopt;
   }
   const Host::ThreadAttachment attached;
-  const std::uint64_t committed = positive(total());
-  return Metrics::Heap{committed - std::min(committed, positive(free())), committed,
-                       positive(most())};
+  const std::uint64_t committed = Positive(total());
+  return Metrics::Heap{committed - std::min(committed, Positive(free())), committed,
+                       Positive(most())};
 } catch (const std::exception&) {
   return std::nullopt;
 }

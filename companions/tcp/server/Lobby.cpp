@@ -35,24 +35,24 @@ constexpr std::size_t kBeginning = 512;
 
 // What has come of the command whose header waits: enough for the name of its handler, if it came
 // along with the header.
-std::span<const std::uint8_t> beginningOfCommand(Connection& connection,
+std::span<const std::uint8_t> BeginningOfCommand(Connection& connection,
                                                  std::span<std::uint8_t> room) {
   Wire::FrameHeader header;
   try {
-    connection.receiveHeader(header);
+    connection.ReceiveHeader(header);
   } catch (const FrameTooLong&) {
     return {};
   }
   const auto beginning =
-      room.first(std::min({room.size(), connection.unread(), std::size_t{header.length}}));
-  connection.receiveBytes(beginning);
+      room.first(std::min({room.size(), connection.Unread(), std::size_t{header.length}}));
+  connection.ReceiveBytes(beginning);
   return beginning;
 }
 
 // Null where the client has shown none; otherwise it has been verified.
-const X509* certificateOf(Connection& connection) {
+const X509* CertificateOf(Connection& connection) {
   auto* tls = dynamic_cast<TlsConnection*>(&connection);
-  return tls == nullptr ? nullptr : SSL_get0_peer_certificate(tls->native());
+  return tls == nullptr ? nullptr : SSL_get0_peer_certificate(tls->Native());
 }
 
 }  // namespace
@@ -64,21 +64,21 @@ struct Lobby::Seat {
       : guest(std::move(newcomer)),
         stage(now),
         greeter(usesTls),
-        readiness(context, guest.connection->socket().descriptor()),
+        readiness(context, guest.connection->Socket().Descriptor()),
         deadline(context) {}
   Seat(const Seat&) = delete;
   Seat& operator=(const Seat&) = delete;
-  ~Seat() { freeDescriptor(); }
+  ~Seat() { FreeDescriptor(); }
 
   // The descriptor is the connection's.
-  void freeDescriptor() {
+  void FreeDescriptor() {
     if (readiness.is_open()) {
       readiness.release();
     }
   }
 
-  [[nodiscard]] bool isTaken() const { return guest.connection != nullptr; }
-  [[nodiscard]] Connection& connection() const { return *guest.connection; }
+  [[nodiscard]] bool IsTaken() const { return guest.connection != nullptr; }
+  [[nodiscard]] Connection& Connection() const { return *guest.connection; }
 
   Guest guest;
   Stage stage;
@@ -97,268 +97,268 @@ Lobby::Lobby(asio::io_context& context, const ServerOptions& options, const Even
 // A timer that cannot be cancelled ends with the loop.
 Lobby::~Lobby() {
   try {
-    cut();
+    Cut();
   } catch (const std::exception&) {  // NOLINT(bugprone-empty-catch)
   }
 }
 
-void Lobby::greet(Guest guest) {
-  const SeatPointer newcomer = seat(std::move(guest), Stage::Greeting);
-  limit(newcomer, Clock::now() + m_options.greetingTimeout);
-  proceed(newcomer);
+void Lobby::Greet(Guest guest) {
+  const SeatPointer newcomer = TakeSeat(std::move(guest), Stage::Greeting);
+  Limit(newcomer, Clock::now() + m_options.greetingTimeout);
+  Proceed(newcomer);
 }
 
-void Lobby::await(Guest guest) {
-  const SeatPointer waiting = seat(std::move(guest), Stage::Waiting);
-  startWaiting(waiting);
-  proceed(waiting);
+void Lobby::Await(Guest guest) {
+  const SeatPointer waiting = TakeSeat(std::move(guest), Stage::Waiting);
+  StartWaiting(waiting);
+  Proceed(waiting);
 }
 
-void Lobby::refuse(Guest guest, const std::string& why, Refusal kind) {
+void Lobby::Refuse(Guest guest, const std::string& why, Refusal kind) {
   std::array<std::uint8_t, kBeginning> room{};
   try {
-    m_events.notBegun(guest, handlerOf(beginningOfCommand(*guest.connection, room)), why, kind);
+    m_events.NotBegun(guest, HandlerOf(BeginningOfCommand(*guest.connection, room)), why, kind);
   } catch (const std::system_error& error) {
-    m_events.broke(guest, error.code().message());
+    m_events.Broke(guest, error.code().message());
     return;
   }
-  sayGoodbye(std::move(guest), why);
+  SayGoodbye(std::move(guest), why);
 }
 
-void Lobby::sayGoodbye(Guest guest, const std::string& why) {
-  sayGoodbye(seat(std::move(guest), Stage::Leaving), why);
+void Lobby::SayGoodbye(Guest guest, const std::string& why) {
+  SayGoodbye(TakeSeat(std::move(guest), Stage::Leaving), why);
 }
 
-void Lobby::close(Guest guest) {
-  startLeaving(seat(std::move(guest), Stage::Leaving));
+void Lobby::Close(Guest guest) {
+  StartLeaving(TakeSeat(std::move(guest), Stage::Leaving));
 }
 
-void Lobby::goAway(const std::string& why) {
+void Lobby::GoAway(const std::string& why) {
   m_goesAway = true;
   for (Row& row : m_rows) {
     for (const SeatPointer& each : Row(row)) {
       switch (each->stage) {
         case Stage::Greeting:
-          leave(each);
+          Leave(each);
           break;
         case Stage::Waiting:
-          sayGoodbye(each, why);
+          SayGoodbye(each, why);
           break;
         case Stage::Leaving:
-          startLeaving(each);
+          StartLeaving(each);
           break;
       }
     }
   }
 }
 
-void Lobby::cut() {
+void Lobby::Cut() {
   for (Row& row : m_rows) {
     while (!row.empty()) {
-      leave(row.front());
+      Leave(row.front());
     }
   }
 }
 
-bool Lobby::dropOldest() {
+bool Lobby::DropOldest() {
   for (Row& row : m_rows) {
     if (!row.empty()) {
-      const Guest oldest = rise(row.front());
-      m_events.displaced(oldest);
+      const Guest oldest = Rise(row.front());
+      m_events.Displaced(oldest);
       return true;
     }
   }
   return false;
 }
 
-Lobby::SeatPointer Lobby::seat(Guest guest, Stage stage) {
-  guest.connection->socket().waitUntil(std::nullopt);
-  guest.connection->socket().waitAtMost(std::nullopt);
-  guest.connection->socket().abortBy(-1);
-  guest.connection->socket().dontWait(true);
-  guest.connection->keepBuffers(false);
+Lobby::SeatPointer Lobby::TakeSeat(Guest guest, Stage stage) {
+  guest.connection->Socket().WaitUntil(std::nullopt);
+  guest.connection->Socket().WaitAtMost(std::nullopt);
+  guest.connection->Socket().AbortBy(-1);
+  guest.connection->Socket().DontWait(true);
+  guest.connection->KeepBuffers(false);
   Row& row = m_rows[guest.isKnown ? 1 : 0];
-  auto taken = std::make_shared<Seat>(m_context, std::move(guest), stage, m_options.usesTls());
+  auto taken = std::make_shared<Seat>(m_context, std::move(guest), stage, m_options.UsesTls());
   taken->place = row.insert(row.end(), taken);
   return taken;
 }
 
-Guest Lobby::rise(const SeatPointer& seat) {
+Guest Lobby::Rise(const SeatPointer& seat) {
   // Keeps the seat: the row's own pointer may be what was passed.
   Row risen;
   risen.splice(risen.end(), m_rows[seat->guest.isKnown ? 1 : 0], seat->place);
   Seat& held = *risen.front();
-  held.freeDescriptor();
+  held.FreeDescriptor();
   held.deadline.cancel();
   return std::move(held.guest);
 }
 
-void Lobby::proceed(const SeatPointer& seat) {
+void Lobby::Proceed(const SeatPointer& seat) {
   try {
     if (seat->stage == Stage::Greeting) {
-      greet(seat);
+      Greet(seat);
     }
-    if (seat->isTaken() && seat->stage == Stage::Waiting) {
-      await(seat);
+    if (seat->IsTaken() && seat->stage == Stage::Waiting) {
+      Await(seat);
     }
-    if (seat->isTaken() && seat->stage == Stage::Leaving) {
-      drain(seat);
+    if (seat->IsTaken() && seat->stage == Stage::Leaving) {
+      Drain(seat);
     }
   } catch (const std::exception& error) {
-    if (seat->isTaken()) {
-      m_events.broke(seat->guest, error.what());
-      leave(seat);
+    if (seat->IsTaken()) {
+      m_events.Broke(seat->guest, error.what());
+      Leave(seat);
     }
   }
 }
 
-void Lobby::greet(const SeatPointer& seat) {
-  switch (seat->greeter.advance(seat->connection())) {
+void Lobby::Greet(const SeatPointer& seat) {
+  switch (seat->greeter.Advance(seat->Connection())) {
     case Greeter::State::Waits:
-      watch(seat, seat->connection().awaitedEvents());
+      Watch(seat, seat->Connection().AwaitedEvents());
       break;
     case Greeter::State::Greeted:
-      admit(seat);
+      Admit(seat);
       break;
     case Greeter::State::Refused:
-      m_events.refused(seat->guest, seat->greeter.why(),
-                       seat->greeter.isInHandshake() ? Refusal::Tls : Refusal::Greeting);
-      startLeaving(seat);
+      m_events.Refused(seat->guest, seat->greeter.Why(),
+                       seat->greeter.IsInHandshake() ? Refusal::Tls : Refusal::Greeting);
+      StartLeaving(seat);
       break;
     case Greeter::State::Gone:
-      leave(seat);
+      Leave(seat);
       break;
   }
 }
 
 // Whom the rules refuse is greeted all the same, and told so in place of an answer.
-void Lobby::admit(const SeatPointer& seat) {
+void Lobby::Admit(const SeatPointer& seat) {
   Guest& guest = seat->guest;
-  ClientIdentity identity = identityOf(certificateOf(*guest.connection), guest.address);
+  ClientIdentity identity = IdentityOf(CertificateOf(*guest.connection), guest.address);
   std::unique_ptr<AccessRules::Client> client;
-  if (m_options.rules->exist()) {
-    AccessRules::Admission admission = m_options.rules->admit(identity);
+  if (m_options.rules->Exist()) {
+    AccessRules::Admission admission = m_options.rules->Admit(identity);
     if (const auto* refusal = std::get_if<std::string>(&admission)) {
-      m_events.refused(guest, *refusal, Refusal::Rules);
-      sayGoodbye(seat, *refusal);
+      m_events.Refused(guest, *refusal, Refusal::Rules);
+      SayGoodbye(seat, *refusal);
       return;
     }
     client = std::move(std::get<std::unique_ptr<AccessRules::Client>>(admission));
   }
-  guest.visit =
-      std::make_unique<Visit>(m_events.metrics(), std::move(identity.subject), std::move(client));
-  m_events.accepted(guest);
-  startWaiting(seat);
+  guest.visit = std::make_unique<Visit>(m_events.GetMetrics(), std::move(identity.subject),
+                                        std::move(client));
+  m_events.Accepted(guest);
+  StartWaiting(seat);
 }
 
-void Lobby::await(const SeatPointer& seat) {
-  Connection& connection = seat->connection();
+void Lobby::Await(const SeatPointer& seat) {
+  Connection& connection = seat->Connection();
   asio::error_code error;
-  while (!connection.hasHeader() && !error) {
-    connection.readAhead(error);
+  while (!connection.HasHeader() && !error) {
+    connection.ReadAhead(error);
   }
-  if (connection.hasHeader()) {
-    m_called(rise(seat));
+  if (connection.HasHeader()) {
+    m_called(Rise(seat));
   } else if (error == asio::error::would_block) {
-    if (connection.unread() > 0 && !seat->commandHasBegun) {
+    if (connection.Unread() > 0 && !seat->commandHasBegun) {
       seat->commandHasBegun = true;
-      limit(seat, Clock::now() + m_options.readTimeout);
+      Limit(seat, Clock::now() + m_options.readTimeout);
     }
-    watch(seat, connection.awaitedEvents());
+    Watch(seat, connection.AwaitedEvents());
   } else {
-    if (error != asio::error::eof || connection.unread() > 0) {
-      m_events.broke(seat->guest, error.message());
+    if (error != asio::error::eof || connection.Unread() > 0) {
+      m_events.Broke(seat->guest, error.message());
     }
-    leave(seat);
+    Leave(seat);
   }
 }
 
 // Reads and forgets. What was read ahead, and what TLS has in hand, does not matter any more.
-void Lobby::drain(const SeatPointer& seat) {
+void Lobby::Drain(const SeatPointer& seat) {
   std::array<std::uint8_t, 16U << 10U> unwanted;
   asio::error_code error;
   for (int reads = 0; reads < kReadsATurn && !error; ++reads) {
-    seat->connection().socket().receive(unwanted, error);
+    seat->Connection().Socket().Receive(unwanted, error);
   }
   if (error && error != asio::error::would_block) {
-    leave(seat);
+    Leave(seat);
     return;
   }
-  limitSilence(seat);
-  watch(seat, POLLIN);
+  LimitSilence(seat);
+  Watch(seat, POLLIN);
 }
 
-void Lobby::sayGoodbye(const SeatPointer& seat, const std::string& why) {
+void Lobby::SayGoodbye(const SeatPointer& seat, const std::string& why) {
   try {
-    Connection& connection = seat->connection();
+    Connection& connection = seat->Connection();
     Wire::FrameHeader header;
-    header.number = connection.nextNumber();
+    header.number = connection.NextNumber();
     header.status = Wire::Status::FinalNotBegun;
-    connection.send(header, {reinterpret_cast<const std::uint8_t*>(why.data()), why.size()});
-    m_events.metrics().sent(Wire::kFrameHeaderSize + why.size());
-    startLeaving(seat);
+    connection.Send(header, {reinterpret_cast<const std::uint8_t*>(why.data()), why.size()});
+    m_events.GetMetrics().Sent(Wire::kFrameHeaderSize + why.size());
+    StartLeaving(seat);
   } catch (const std::exception& error) {
-    m_events.broke(seat->guest, error.what());
-    leave(seat);
+    m_events.Broke(seat->guest, error.what());
+    Leave(seat);
   }
 }
 
-void Lobby::startWaiting(const SeatPointer& seat) {
+void Lobby::StartWaiting(const SeatPointer& seat) {
   seat->stage = Stage::Waiting;
-  limit(seat, m_options.idleTimeout.count() == 0 ? Clock::time_point::max()
+  Limit(seat, m_options.idleTimeout.count() == 0 ? Clock::time_point::max()
                                                  : Clock::now() + m_options.idleTimeout);
 }
 
-void Lobby::startLeaving(const SeatPointer& seat) {
+void Lobby::StartLeaving(const SeatPointer& seat) {
   seat->stage = Stage::Leaving;
-  seat->connection().socket().endWriting();
+  seat->Connection().Socket().EndWriting();
   const std::chrono::milliseconds most =
       m_goesAway ? std::min<std::chrono::milliseconds>(kFarewell, m_options.shutdownGrace)
                  : kFarewell;
   seat->lastMoment = std::min(seat->lastMoment, Clock::now() + most);
-  limitSilence(seat);
-  watch(seat, POLLIN);
+  LimitSilence(seat);
+  Watch(seat, POLLIN);
 }
 
-void Lobby::limitSilence(const SeatPointer& seat) {
+void Lobby::LimitSilence(const SeatPointer& seat) {
   const auto silence = m_goesAway ? kShortSilence : kSilence;
-  limit(seat, std::min(seat->lastMoment, Clock::now() + silence));
+  Limit(seat, std::min(seat->lastMoment, Clock::now() + silence));
 }
 
-void Lobby::watch(const SeatPointer& seat, short events) {
+void Lobby::Watch(const SeatPointer& seat, short events) {
   using Waited = asio::posix::descriptor_base;
   seat->readiness.cancel();
   seat->readiness.async_wait(events == POLLOUT ? Waited::wait_write : Waited::wait_read,
                              [this, seat](const asio::error_code& error) {
-                               if (!error && seat->isTaken()) {
-                                 proceed(seat);
+                               if (!error && seat->IsTaken()) {
+                                 Proceed(seat);
                                }
                              });
 }
 
-void Lobby::limit(const SeatPointer& seat, Clock::time_point end) {
+void Lobby::Limit(const SeatPointer& seat, Clock::time_point end) {
   seat->deadline.expires_at(end);
   if (end == Clock::time_point::max()) {
     return;
   }
   seat->deadline.async_wait([this, seat](const asio::error_code& error) {
-    if (!error && seat->isTaken() && seat->deadline.expiry() <= Clock::now()) {
-      expire(seat);
+    if (!error && seat->IsTaken() && seat->deadline.expiry() <= Clock::now()) {
+      Expire(seat);
     }
   });
 }
 
-void Lobby::expire(const SeatPointer& seat) {
+void Lobby::Expire(const SeatPointer& seat) {
   if (seat->stage == Stage::Greeting) {
-    m_events.refused(seat->guest,
+    m_events.Refused(seat->guest,
                      "no greeting within " + std::to_string(m_options.greetingTimeout.count()) +
                          " ms (--greeting-timeout-ms)",
                      Refusal::Greeting);
-    leave(seat);
+    Leave(seat);
   } else if (seat->stage == Stage::Waiting) {
-    sayGoodbye(seat, seat->commandHasBegun ? Refusals::kTooSlow : Refusals::kIdle);
+    SayGoodbye(seat, seat->commandHasBegun ? Refusals::kTooSlow : Refusals::kIdle);
   } else {
-    leave(seat);
+    Leave(seat);
   }
 }
 

@@ -33,23 +33,23 @@ class Lobby {
   ~Lobby();
 
   /// Greets a client that has just connected, and awaits its first command.
-  void greet(Guest guest);
+  void Greet(Guest guest);
   /// Awaits the next command of a guest that was greeted.
-  void await(Guest guest);
+  void Await(Guest guest);
   /// Answers the command whose header is there that it is not begun, and closes.
-  void refuse(Guest guest, const std::string& why, Refusal kind);
+  void Refuse(Guest guest, const std::string& why, Refusal kind);
   /// Answers the next command in advance: it will not be begun. Then closes.
-  void sayGoodbye(Guest guest, const std::string& why);
+  void SayGoodbye(Guest guest, const std::string& why);
   /// Closes when the guest has read what was sent to it, or does not in a while.
-  void close(Guest guest);
+  void Close(Guest guest);
 
   /// From now on nobody is awaited: guests are told so and leave soon.
-  void goAway(const std::string& why);
+  void GoAway(const std::string& why);
   /// Closes all connections at once.
-  void cut();
+  void Cut();
   /// Closes the connection that has been there for longest, of clients that have sent no command
   /// as long as there are any. False where there is none.
-  bool dropOldest();
+  bool DropOldest();
 
   [[nodiscard]] std::size_t size() const { return m_rows[0].size() + m_rows[1].size(); }
 
@@ -59,23 +59,23 @@ class Lobby {
   using Row = std::list<SeatPointer>;
   enum class Stage { Greeting, Waiting, Leaving };
 
-  SeatPointer seat(Guest guest, Stage stage);
-  Guest rise(const SeatPointer& seat);
-  void leave(const SeatPointer& seat) { rise(seat); }
+  SeatPointer TakeSeat(Guest guest, Stage stage);
+  Guest Rise(const SeatPointer& seat);
+  void Leave(const SeatPointer& seat) { Rise(seat); }
 
-  void proceed(const SeatPointer& seat);
-  void greet(const SeatPointer& seat);
-  void admit(const SeatPointer& seat);
-  void await(const SeatPointer& seat);
-  void drain(const SeatPointer& seat);
-  void sayGoodbye(const SeatPointer& seat, const std::string& why);
-  void startWaiting(const SeatPointer& seat);
-  void startLeaving(const SeatPointer& seat);
-  void limitSilence(const SeatPointer& seat);
+  void Proceed(const SeatPointer& seat);
+  void Greet(const SeatPointer& seat);
+  void Admit(const SeatPointer& seat);
+  void Await(const SeatPointer& seat);
+  void Drain(const SeatPointer& seat);
+  void SayGoodbye(const SeatPointer& seat, const std::string& why);
+  void StartWaiting(const SeatPointer& seat);
+  void StartLeaving(const SeatPointer& seat);
+  void LimitSilence(const SeatPointer& seat);
 
-  void watch(const SeatPointer& seat, short events);
-  void limit(const SeatPointer& seat, Clock::time_point end);
-  void expire(const SeatPointer& seat);
+  void Watch(const SeatPointer& seat, short events);
+  void Limit(const SeatPointer& seat, Clock::time_point end);
+  void Expire(const SeatPointer& seat);
 
   asio::io_context& m_context;
   const ServerOptions& m_options;

@@ -14,12 +14,12 @@ namespace {
 constexpr std::size_t kLongestText = 1024;
 constexpr std::size_t kShortestText = 16;
 
-std::string shortened(std::string_view text, std::size_t longest) {
-  const std::size_t shown = prefixLength(text, longest);
+std::string Shortened(std::string_view text, std::size_t longest) {
+  const std::size_t shown = PrefixLength(text, longest);
   return std::string(text.substr(0, shown)) + (shown < text.size() ? "..." : "");
 }
 
-std::string milliseconds(std::chrono::microseconds duration) {
+std::string Milliseconds(std::chrono::microseconds duration) {
   std::array<char, 32> text{};
   std::snprintf(text.data(), text.size(), "%lld.%03lld",
                 static_cast<long long>(duration.count() / 1000),
@@ -29,39 +29,39 @@ std::string milliseconds(std::chrono::microseconds duration) {
 
 using Texts = std::array<std::pair<const char*, std::string_view>, 4>;
 
-Texts textsOf(const LogEvent& event) {
+Texts TextsOf(const LogEvent& event) {
   return {{{"peer", event.peer},
            {"subject", event.subject},
            {"handler", event.handler},
            {"reason", event.reason}}};
 }
 
-std::string textLine(const LogEvent& event, std::size_t longestText) {
+std::string TextLine(const LogEvent& event, std::size_t longestText) {
   std::string line(event.name);
-  for (const auto& [key, value] : textsOf(event)) {
+  for (const auto& [key, value] : TextsOf(event)) {
     if (!value.empty()) {
-      line += std::string(" ") + key + "=\"" + printable(shortened(value, longestText)) + '"';
+      line += std::string(" ") + key + "=\"" + Printable(Shortened(value, longestText)) + '"';
     }
   }
   if (event.duration) {
-    line += " duration-ms=" + milliseconds(*event.duration);
+    line += " duration-ms=" + Milliseconds(*event.duration);
   }
   return line;
 }
 
-std::string inQuotes(std::string_view text) {
+std::string InQuotes(std::string_view text) {
   return nlohmann::json(text).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
 }
 
-std::string jsonLine(const LogEvent& event, std::size_t longestText) {
-  std::string line = "\"event\":" + inQuotes(event.name);
-  for (const auto& [key, value] : textsOf(event)) {
+std::string JsonLine(const LogEvent& event, std::size_t longestText) {
+  std::string line = "\"event\":" + InQuotes(event.name);
+  for (const auto& [key, value] : TextsOf(event)) {
     if (!value.empty()) {
-      line += std::string(",\"") + key + "\":" + inQuotes(shortened(value, longestText));
+      line += std::string(",\"") + key + "\":" + InQuotes(Shortened(value, longestText));
     }
   }
   if (event.duration) {
-    line += ",\"durationMs\":" + milliseconds(*event.duration);
+    line += ",\"durationMs\":" + Milliseconds(*event.duration);
   }
   return line;
 }
@@ -69,10 +69,10 @@ std::string jsonLine(const LogEvent& event, std::size_t longestText) {
 }  // namespace
 
 // Escapes may make a text six times as long, so what is short enough is found by trying.
-std::string logLineOf(const LogEvent& event, LogFormat format, std::size_t longest) {
+std::string LogLineOf(const LogEvent& event, LogFormat format, std::size_t longest) {
   std::string line;
   for (std::size_t text = kLongestText; text >= kShortestText; text /= 2) {
-    line = format == LogFormat::Json ? jsonLine(event, text) : textLine(event, text);
+    line = format == LogFormat::Json ? JsonLine(event, text) : TextLine(event, text);
     if (line.size() <= longest) {
       break;
     }

@@ -14,9 +14,9 @@ namespace {
 using Native::Definitions::Runtime;
 using Native::Interfaces::IReceiver;
 
-IReceiver* openReceiver(Runtime runtime) {
-  return Host::detail::openReceiver(
-      Host::detail::findLibrary({}, runtime == Runtime::Jvm ? "libFerrolinkJvmRuntimeNative.so"
+IReceiver* OpenReceiver(Runtime runtime) {
+  return Host::detail::OpenReceiver(
+      Host::detail::FindLibrary({}, runtime == Runtime::Jvm ? "libFerrolinkJvmRuntimeNative.so"
                                                             : "libFerrolinkCppRuntimeNative.so"));
 }
 
@@ -24,19 +24,19 @@ IReceiver* openReceiver(Runtime runtime) {
 
 // Plug-ins come first: archives go to the class path of a JVM that is not started yet.
 Member::Member(const ServerOptions& options)
-    : m_runtime(options.runtime), m_receiver(openReceiver(options.runtime)) {
+    : m_runtime(options.runtime), m_receiver(OpenReceiver(options.runtime)) {
   m_receiver->Initialize(static_cast<std::uint8_t>(Runtime::Cpp),
                          static_cast<std::uint8_t>(m_runtime), 0);
-  const std::string name = options.runtimeName();
+  const std::string name = options.RuntimeName();
   for (const std::string& plugIn : options.plugIns) {
     Host::Bytes command =
-        Host::detail::loadLibraryCommand(m_runtime, std::filesystem::absolute(plugIn).string());
-    Host::detail::exchange(*m_receiver, command, name);
+        Host::detail::LoadLibraryCommand(m_runtime, std::filesystem::absolute(plugIn).string());
+    Host::detail::Exchange(*m_receiver, command, name);
   }
-  Host::detail::heartbeat(*m_receiver, m_runtime, name);
+  Host::detail::Heartbeat(*m_receiver, m_runtime, name);
 }
 
-std::size_t Member::execute(std::span<std::uint8_t> command) const {
+std::size_t Member::Execute(std::span<std::uint8_t> command) const {
   const int length = m_receiver->SendCommand(command.data(), static_cast<int>(command.size()));
   if (length < 0) {
     throw std::runtime_error("The runtime answered with the length " + std::to_string(length) +
@@ -52,7 +52,7 @@ void Member::readResponse(std::span<std::uint8_t> room) const {
 }
 
 // A response that is read in part is forgotten altogether.
-void Member::dropResponse(std::size_t length) const {
+void Member::DropResponse(std::size_t length) const {
   std::uint8_t beginning = 0;
   readResponse({&beginning, std::min<std::size_t>(length, 1)});
 }

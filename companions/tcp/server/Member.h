@@ -21,11 +21,11 @@ class Member {
 
   /// Executes one command on this thread and returns the length of its response, which waits for
   /// this thread to read or drop it. Any thread, any number at once. Errors: the member's own.
-  std::size_t execute(std::span<std::uint8_t> command) const;
+  std::size_t Execute(std::span<std::uint8_t> command) const;
   /// The response, as long as `room`. Errors: the member's own.
   void readResponse(std::span<std::uint8_t> room) const;
   /// Frees a response of that length.
-  void dropResponse(std::size_t length) const;
+  void DropResponse(std::size_t length) const;
 
   /// For threads that run many commands: keeps the thread known to the JVM, where there is one.
   class ThreadStay {

@@ -2,8 +2,8 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-bool MemoryBudget::take(std::uint64_t bytes, Size size) {
-  const std::uint64_t limit = size == Size::Large ? largest() : m_limit;
+bool MemoryBudget::Take(std::uint64_t bytes, Size size) {
+  const std::uint64_t limit = size == Size::Large ? Largest() : m_limit;
   std::uint64_t used = m_used.load(std::memory_order_relaxed);
   do {
     if (bytes > limit || used > limit - bytes) {
@@ -13,7 +13,7 @@ bool MemoryBudget::take(std::uint64_t bytes, Size size) {
   return true;
 }
 
-void MemoryBudget::give(std::uint64_t bytes, Size size) {
+void MemoryBudget::Give(std::uint64_t bytes, Size size) {
   m_used.fetch_sub(bytes, std::memory_order_relaxed);
   if (size == Size::Large) {
     m_givenBack.store(true);

@@ -19,16 +19,16 @@ class MemoryBudget {
   enum class Size { Small, Large };
 
   /// Whether the bytes may be used; they count until they are given back.
-  bool take(std::uint64_t bytes, Size size);
-  void give(std::uint64_t bytes, Size size);
+  bool Take(std::uint64_t bytes, Size size);
+  void Give(std::uint64_t bytes, Size size);
 
-  [[nodiscard]] std::uint64_t used() const { return m_used.load(std::memory_order_relaxed); }
+  [[nodiscard]] std::uint64_t Used() const { return m_used.load(std::memory_order_relaxed); }
   /// No frame can ever be larger.
-  [[nodiscard]] std::uint64_t largest() const { return m_limit - m_limit / 8; }
+  [[nodiscard]] std::uint64_t Largest() const { return m_limit - m_limit / 8; }
 
   /// Whether memory of large frames has been given back since the last call: the C library may keep
   /// it from the system.
-  bool hasGivenBack() { return m_givenBack.exchange(false); }
+  bool HasGivenBack() { return m_givenBack.exchange(false); }
 
  private:
   const std::uint64_t m_limit;

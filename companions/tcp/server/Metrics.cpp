@@ -18,26 +18,26 @@ Metrics::Metrics(Sources sources)
 
 Metrics::~Metrics() = default;
 
-void Metrics::connectionAccepted() {
+void Metrics::ConnectionAccepted() {
   m_accepted.fetch_add(1, kRelaxed);
 }
 
-void Metrics::connectionClosed() {
+void Metrics::ConnectionClosed() {
   m_closed.fetch_add(1, kRelaxed);
 }
 
-void Metrics::refused(Refusal why) {
+void Metrics::Refused(Refusal why) {
   m_refused[static_cast<std::size_t>(why)].fetch_add(1, kRelaxed);
 }
 
-void Metrics::callEnded(std::string_view handler, CallResult result,
+void Metrics::CallEnded(std::string_view handler, CallResult result,
                         std::chrono::nanoseconds duration) {
   m_inFlight.fetch_sub(1, kRelaxed);
-  handlerOf(handler, result).count(result, duration);
+  HandlerOf(handler, result).Count(result, duration);
 }
 
 // Where the handler is, or would be put. The table is never full.
-std::size_t Metrics::slotOf(std::string_view name) const {
+std::size_t Metrics::SlotOf(std::string_view name) const {
   std::size_t slot = std::hash<std::string_view>()(name) % kSlots;
   for (;; slot = (slot + 1) % kSlots) {
     const Handler* there = m_handlers[slot].load(std::memory_order_acquire);
@@ -47,16 +47,16 @@ std::size_t Metrics::slotOf(std::string_view name) const {
   }
 }
 
-Metrics::Handler& Metrics::handlerOf(std::string_view name, CallResult result) {
-  if (Handler* known = m_handlers[slotOf(name)].load(std::memory_order_acquire)) {
+Metrics::Handler& Metrics::HandlerOf(std::string_view name, CallResult result) {
+  if (Handler* known = m_handlers[SlotOf(name)].load(std::memory_order_acquire)) {
     return *known;
   }
   if (name.empty() || result != CallResult::Answered || m_full) {
     return *m_other;
   }
-  std::string label = printable(name);
+  std::string label = Printable(name);
   const std::lock_guard lock(m_growing);
-  auto& slot = m_handlers[slotOf(name)];
+  auto& slot = m_handlers[SlotOf(name)];
   if (Handler* known = slot.load(std::memory_order_acquire)) {
     return *known;
   }

@@ -63,19 +63,19 @@ class Metrics {
   Metrics& operator=(const Metrics&) = delete;
   ~Metrics();
 
-  void connectionAccepted();
-  void connectionClosed();
-  void refused(Refusal why);
+  void ConnectionAccepted();
+  void ConnectionClosed();
+  void Refused(Refusal why);
   /// Bytes of frames, headers included.
-  void received(std::uint64_t bytes) { m_received.fetch_add(bytes, std::memory_order_relaxed); }
-  void sent(std::uint64_t bytes) { m_sent.fetch_add(bytes, std::memory_order_relaxed); }
+  void Received(std::uint64_t bytes) { m_received.fetch_add(bytes, std::memory_order_relaxed); }
+  void Sent(std::uint64_t bytes) { m_sent.fetch_add(bytes, std::memory_order_relaxed); }
 
-  void callBegan() { m_inFlight.fetch_add(1, std::memory_order_relaxed); }
+  void CallBegan() { m_inFlight.fetch_add(1, std::memory_order_relaxed); }
   /// `handler` is empty for a command that calls none.
-  void callEnded(std::string_view handler, CallResult result, std::chrono::nanoseconds duration);
+  void CallEnded(std::string_view handler, CallResult result, std::chrono::nanoseconds duration);
 
   /// The whole text. May take as long as the sources do.
-  [[nodiscard]] std::string text() const;
+  [[nodiscard]] std::string Text() const;
 
  private:
   static constexpr std::size_t kSlots = 4 * kMostHandlers;
@@ -84,11 +84,11 @@ class Metrics {
   using Counter = std::atomic<std::uint64_t>;
   using Families = std::vector<prometheus::MetricFamily>;
 
-  Handler& handlerOf(std::string_view name, CallResult result);
-  [[nodiscard]] std::size_t slotOf(std::string_view name) const;
-  void addConnections(Families& families) const;
-  void addCalls(Families& families) const;
-  void addSources(Families& families) const;
+  Handler& HandlerOf(std::string_view name, CallResult result);
+  [[nodiscard]] std::size_t SlotOf(std::string_view name) const;
+  void AddConnections(Families& families) const;
+  void AddCalls(Families& families) const;
+  void AddSources(Families& families) const;
 
   // Constant after construction.
   const Sources m_sources;

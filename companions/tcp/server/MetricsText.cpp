@@ -27,48 +27,48 @@ constexpr double kNanosecond = 1e-9;
 constexpr double kMicroseconds = 1e6;  // in a second
 
 template <class Number>
-double real(Number number) {
+double Real(Number number) {
   return static_cast<double>(number);
 }
 
-MetricFamily family(std::string name, std::string help, MetricType type) {
+MetricFamily Family(std::string name, std::string help, MetricType type) {
   return {std::move(name), std::move(help), type, {}};
 }
 
-void addCounter(MetricFamily& family, double value, Labels labels = {}) {
+void AddCounter(MetricFamily& family, double value, Labels labels = {}) {
   ClientMetric metric;
   metric.label = std::move(labels);
   metric.counter.value = value;
   family.metric.push_back(std::move(metric));
 }
 
-void addGauge(MetricFamily& family, double value, Labels labels = {}) {
+void AddGauge(MetricFamily& family, double value, Labels labels = {}) {
   ClientMetric metric;
   metric.label = std::move(labels);
   metric.gauge.value = value;
   family.metric.push_back(std::move(metric));
 }
 
-MetricFamily counter(std::string name, std::string help, double value) {
-  MetricFamily made = family(std::move(name), std::move(help), MetricType::Counter);
-  addCounter(made, value);
+MetricFamily CounterFamily(std::string name, std::string help, double value) {
+  MetricFamily made = Family(std::move(name), std::move(help), MetricType::Counter);
+  AddCounter(made, value);
   return made;
 }
 
-MetricFamily gauge(std::string name, std::string help, double value) {
-  MetricFamily made = family(std::move(name), std::move(help), MetricType::Gauge);
-  addGauge(made, value);
+MetricFamily Gauge(std::string name, std::string help, double value) {
+  MetricFamily made = Family(std::move(name), std::move(help), MetricType::Gauge);
+  AddGauge(made, value);
   return made;
 }
 
-double residentBytes() {
+double ResidentBytes() {
   std::uint64_t size = 0;
   std::uint64_t resident = 0;
   std::ifstream("/proc/self/statm") >> size >> resident;
-  return real(resident) * real(sysconf(_SC_PAGESIZE));
+  return Real(resident) * Real(sysconf(_SC_PAGESIZE));
 }
 
-double openDescriptors() {
+double OpenDescriptors() {
   const std::unique_ptr<DIR, int (*)(DIR*)> directory(opendir("/proc/self/fd"), closedir);
   double count = 0;
   while (directory != nullptr && readdir(directory.get()) != nullptr) {
@@ -80,46 +80,46 @@ double openDescriptors() {
 
 }  // namespace
 
-std::string Metrics::text() const {
+std::string Metrics::Text() const {
   Families families;
-  addConnections(families);
-  addCalls(families);
-  addSources(families);
+  AddConnections(families);
+  AddCalls(families);
+  AddSources(families);
   return prometheus::TextSerializer().Serialize(families);
 }
 
-void Metrics::addConnections(Families& families) const {
+void Metrics::AddConnections(Families& families) const {
   // In this order, so that there are never fewer than none.
   const std::uint64_t closed = m_closed.load();
   const std::uint64_t accepted = m_accepted.load();
-  families.push_back(gauge("ferrolink_server_connections", "Connections that are served now.",
-                           real(accepted - std::min(closed, accepted))));
-  families.push_back(counter("ferrolink_server_connections_total",
-                             "Connections that have been served.", real(accepted)));
+  families.push_back(Gauge("ferrolink_server_connections", "Connections that are served now.",
+                           Real(accepted - std::min(closed, accepted))));
+  families.push_back(CounterFamily("ferrolink_server_connections_total",
+                                   "Connections that have been served.", Real(accepted)));
   MetricFamily refusals =
-      family("ferrolink_server_refused_total",
+      Family("ferrolink_server_refused_total",
              "Connections and commands that were turned away, by reason.", MetricType::Counter);
   for (std::size_t i = 0; i < m_refused.size(); ++i) {
-    addCounter(refusals, real(m_refused[i].load()), {{"reason", kReasons[i]}});
+    AddCounter(refusals, Real(m_refused[i].load()), {{"reason", kReasons[i]}});
   }
   families.push_back(std::move(refusals));
-  families.push_back(counter("ferrolink_server_received_bytes_total", "Bytes of frames that came.",
-                             real(m_received.load())));
-  families.push_back(counter("ferrolink_server_sent_bytes_total", "Bytes of frames that went.",
-                             real(m_sent.load())));
+  families.push_back(CounterFamily("ferrolink_server_received_bytes_total",
+                                   "Bytes of frames that came.", Real(m_received.load())));
+  families.push_back(CounterFamily("ferrolink_server_sent_bytes_total",
+                                   "Bytes of frames that went.", Real(m_sent.load())));
 }
 
-void Metrics::addCalls(Families& families) const {
-  families.push_back(gauge("ferrolink_server_calls_in_flight", "Commands that are executed now.",
-                           real(m_inFlight.load())));
+void Metrics::AddCalls(Families& families) const {
+  families.push_back(Gauge("ferrolink_server_calls_in_flight", "Commands that are executed now.",
+                           Real(m_inFlight.load())));
   MetricFamily failures =
-      family("ferrolink_server_call_errors_total", "Commands that were answered with an exception.",
+      Family("ferrolink_server_call_errors_total", "Commands that were answered with an exception.",
              MetricType::Counter);
-  MetricFamily times = family("ferrolink_server_call_seconds", "How long commands took to execute.",
+  MetricFamily times = Family("ferrolink_server_call_seconds", "How long commands took to execute.",
                               MetricType::Histogram);
   const auto add = [&](const Handler& handler) {
     const Labels labels{{"handler", handler.label}};
-    addCounter(failures, real(handler.failed.load()), labels);
+    AddCounter(failures, Real(handler.failed.load()), labels);
     ClientMetric metric;
     metric.label = labels;
     auto& histogram = metric.histogram;
@@ -128,9 +128,9 @@ void Metrics::addCalls(Families& families) const {
       const bool last = i == Handler::kBounds.size();
       histogram.bucket.push_back(
           {histogram.sample_count, last ? std::numeric_limits<double>::infinity()
-                                        : real(Handler::kBounds[i]) / kMicroseconds});
+                                        : Real(Handler::kBounds[i]) / kMicroseconds});
     }
-    histogram.sample_sum = real(handler.nanoseconds.load()) * kNanosecond;
+    histogram.sample_sum = Real(handler.nanoseconds.load()) * kNanosecond;
     times.metric.push_back(std::move(metric));
   };
   add(*m_other);
@@ -143,33 +143,33 @@ void Metrics::addCalls(Families& families) const {
   families.push_back(std::move(times));
 }
 
-void Metrics::addSources(Families& families) const {
-  MetricFamily info = family("ferrolink_server_info", "What runs.", MetricType::Gauge);
-  addGauge(info, 1, {{"version", FERROLINK_VERSION}});
+void Metrics::AddSources(Families& families) const {
+  MetricFamily info = Family("ferrolink_server_info", "What runs.", MetricType::Gauge);
+  AddGauge(info, 1, {{"version", FERROLINK_VERSION}});
   families.push_back(std::move(info));
   if (m_sources.isReady) {
     families.push_back(
-        gauge("ferrolink_server_ready", "Whether /readyz says so.", m_sources.isReady() ? 1 : 0));
+        Gauge("ferrolink_server_ready", "Whether /readyz says so.", m_sources.isReady() ? 1 : 0));
   }
   if (m_sources.bufferBytes) {
-    families.push_back(gauge("ferrolink_server_buffer_bytes",
+    families.push_back(Gauge("ferrolink_server_buffer_bytes",
                              "Memory of commands and responses, which --max-memory-bytes limits.",
-                             real(m_sources.bufferBytes())));
+                             Real(m_sources.bufferBytes())));
   }
   if (m_sources.logLinesLost) {
-    families.push_back(counter("ferrolink_server_log_lines_lost_total",
-                               "Lines of the log that nobody read in time.",
-                               real(m_sources.logLinesLost())));
+    families.push_back(CounterFamily("ferrolink_server_log_lines_lost_total",
+                                     "Lines of the log that nobody read in time.",
+                                     Real(m_sources.logLinesLost())));
   }
   families.push_back(
-      gauge("process_resident_memory_bytes", "Memory of the process.", residentBytes()));
-  families.push_back(gauge("process_open_fds", "Open descriptors.", openDescriptors()));
+      Gauge("process_resident_memory_bytes", "Memory of the process.", ResidentBytes()));
+  families.push_back(Gauge("process_open_fds", "Open descriptors.", OpenDescriptors()));
   const std::optional<Heap> heap = m_sources.heap ? m_sources.heap() : std::nullopt;
   if (heap) {
     const Labels area{{"area", "heap"}};
     const auto add = [&](const char* name, const char* help, std::uint64_t value) {
-      MetricFamily made = family(name, help, MetricType::Gauge);
-      addGauge(made, real(value), area);
+      MetricFamily made = Family(name, help, MetricType::Gauge);
+      AddGauge(made, Real(value), area);
       families.push_back(std::move(made));
     };
     add("jvm_memory_used_bytes", "Memory of the JVM that is used.", heap->used);

@@ -26,7 +26,7 @@ constexpr const char* kEndpoint =
     "an address or name and a port, such as 127.0.0.1:8080, [::1]:8080 or localhost:8080";
 
 // A name stands for the first address that the system knows for it.
-tcp::endpoint endpointOf(const std::string& text) {
+tcp::endpoint EndpointOf(const std::string& text) {
   const auto colon = text.rfind(':');
   std::string host = text.substr(0, colon);
   std::uint16_t port = 0;
@@ -55,17 +55,17 @@ tcp::endpoint endpointOf(const std::string& text) {
   return found.begin()->endpoint();
 }
 
-std::string usual(std::uint64_t number) {
+std::string Usual(std::uint64_t number) {
   return "; " + std::to_string(number) + " unless given";
 }
 
 template <class Number>
-Option number(std::string name, const char* group, std::string help, Number ServerOptions::*field,
-              std::uint64_t least, std::uint64_t greatest) {
+Option NumberOption(std::string name, const char* group, std::string help,
+                    Number ServerOptions::*field, std::uint64_t least, std::uint64_t greatest) {
   return {std::move(name),
           OptionKind::Number,
           "N",
-          std::move(help) + usual(ServerOptions().*field),
+          std::move(help) + Usual(ServerOptions().*field),
           group,
           [field](ServerOptions& o, const OptionValue& value) {
             o.*field = static_cast<Number>(value.number);
@@ -74,13 +74,13 @@ Option number(std::string name, const char* group, std::string help, Number Serv
           greatest};
 }
 
-Option time(std::string name, const char* group, std::string help,
+Option Time(std::string name, const char* group, std::string help,
             std::chrono::milliseconds ServerOptions::*field, std::uint64_t least,
             std::uint64_t greatest) {
   return {std::move(name),
           OptionKind::Number,
           "N",
-          std::move(help) + usual(static_cast<std::uint64_t>((ServerOptions().*field).count())),
+          std::move(help) + Usual(static_cast<std::uint64_t>((ServerOptions().*field).count())),
           group,
           [field](ServerOptions& o, const OptionValue& value) {
             o.*field = std::chrono::milliseconds(value.number);
@@ -89,7 +89,7 @@ Option time(std::string name, const char* group, std::string help,
           greatest};
 }
 
-Option file(std::string name, std::string help, std::string ServerOptions::*field) {
+Option File(std::string name, std::string help, std::string ServerOptions::*field) {
   return {std::move(name),
           OptionKind::File,
           "FILE",
@@ -98,7 +98,7 @@ Option file(std::string name, std::string help, std::string ServerOptions::*fiel
           [field](ServerOptions& o, const OptionValue& value) { o.*field = value.text; }};
 }
 
-Option flag(std::string name, const char* group, std::string help, bool ServerOptions::*field) {
+Option Flag(std::string name, const char* group, std::string help, bool ServerOptions::*field) {
   return {std::move(name),
           OptionKind::Flag,
           "",
@@ -107,94 +107,95 @@ Option flag(std::string name, const char* group, std::string help, bool ServerOp
           [field](ServerOptions& o, const OptionValue& /*value*/) { o.*field = true; }};
 }
 
-void setRuntime(ServerOptions& options, const OptionValue& value) {
+void SetRuntime(ServerOptions& options, const OptionValue& value) {
   if (value.text != "jvm" && value.text != "cpp") {
     throw WrongValue("jvm or cpp");
   }
   options.runtime = value.text == "jvm" ? Runtime::Jvm : Runtime::Cpp;
 }
 
-void setLogFormat(ServerOptions& options, const OptionValue& value) {
+void SetLogFormat(ServerOptions& options, const OptionValue& value) {
   if (value.text != "text" && value.text != "json") {
     throw WrongValue("text or json");
   }
   options.logFormat = value.text == "json" ? LogFormat::Json : LogFormat::Text;
 }
 
-void addServing(std::vector<Option>& table) {
+void AddServing(std::vector<Option>& table) {
   table.push_back({"runtime", OptionKind::Text, "jvm|cpp", "whose handlers serve; required",
-                   kServing, setRuntime});
+                   kServing, SetRuntime});
   table.push_back({"listen", OptionKind::Text, "ADDRESS:PORT",
                    "an address of IPv4, one of IPv6 in brackets, or a name; port 0 picks one; "
                    "127.0.0.1:8080 unless given",
                    kServing, [](ServerOptions& o, const OptionValue& value) {
-                     o.listen = endpointOf(value.text);
+                     o.listen = EndpointOf(value.text);
                    }});
   table.push_back(
       {"plug-in", OptionKind::Files, "FILE",
        "a library with handlers (an archive for jvm); any number", kServing,
        [](ServerOptions& o, const OptionValue& value) { o.plugIns.push_back(value.text); }});
-  table.push_back(flag("allow-load-library", kServing,
+  table.push_back(Flag("allow-load-library", kServing,
                        "let clients load libraries that lie on this machine",
                        &ServerOptions::allowLoadLibrary));
 }
 
-void addTls(std::vector<Option>& table) {
-  table.push_back(file("tls-certificate", "speak TLS with this certificate chain (PEM)",
+void AddTls(std::vector<Option>& table) {
+  table.push_back(File("tls-certificate", "speak TLS with this certificate chain (PEM)",
                        &ServerOptions::certificate));
-  table.push_back(file("tls-key", "its key (PEM, without a password)", &ServerOptions::key));
-  table.push_back(file("tls-client-ca", "demand client certificates of these authorities (PEM)",
+  table.push_back(File("tls-key", "its key (PEM, without a password)", &ServerOptions::key));
+  table.push_back(File("tls-client-ca", "demand client certificates of these authorities (PEM)",
                        &ServerOptions::clientAuthorities));
-  table.push_back(file("tls-crl", "refuse client certificates that these lists revoke (PEM)",
+  table.push_back(File("tls-crl", "refuse client certificates that these lists revoke (PEM)",
                        &ServerOptions::revocationList));
 }
 
-void addLimits(std::vector<Option>& table) {
-  table.push_back(number("max-frame-bytes", kLimits, "longest command and response",
-                         &ServerOptions::frameLimit, Wire::kLeastLimit, Wire::kGreatestLimit));
-  table.push_back(number("max-memory-bytes", kLimits,
-                         "for commands and responses of all connections together",
-                         &ServerOptions::memoryLimit, Wire::kLeastLimit, kMostMemory));
-  table.push_back(number("max-connections", kLimits, "served at a time",
-                         &ServerOptions::mostConnections, 1, kMostConnections));
-  table.push_back(time("greeting-timeout-ms", kLimits,
+void AddLimits(std::vector<Option>& table) {
+  table.push_back(NumberOption("max-frame-bytes", kLimits, "longest command and response",
+                               &ServerOptions::frameLimit, Wire::kLeastLimit,
+                               Wire::kGreatestLimit));
+  table.push_back(NumberOption("max-memory-bytes", kLimits,
+                               "for commands and responses of all connections together",
+                               &ServerOptions::memoryLimit, Wire::kLeastLimit, kMostMemory));
+  table.push_back(NumberOption("max-connections", kLimits, "served at a time",
+                               &ServerOptions::mostConnections, 1, kMostConnections));
+  table.push_back(Time("greeting-timeout-ms", kLimits,
                        "for the first bytes of a connection, TLS included",
                        &ServerOptions::greetingTimeout, 1, kHour));
-  table.push_back(time("idle-timeout-ms", kLimits,
+  table.push_back(Time("idle-timeout-ms", kLimits,
                        "between two commands, then the connection is closed; 0 is for ever",
                        &ServerOptions::idleTimeout, 0, kDay));
-  table.push_back(time("read-timeout-ms", kLimits, "for the next bytes of a command that has begun",
+  table.push_back(Time("read-timeout-ms", kLimits, "for the next bytes of a command that has begun",
                        &ServerOptions::readTimeout, 1, kHour));
-  table.push_back(time("write-timeout-ms", kLimits,
+  table.push_back(Time("write-timeout-ms", kLimits,
                        "for a client to take the next bytes of an answer",
                        &ServerOptions::writeTimeout, 1, kHour));
 }
 
-void addOperations(std::vector<Option>& table) {
+void AddOperations(std::vector<Option>& table) {
   table.push_back(
       {"admin", OptionKind::Text, "ADDRESS:PORT",
        "serve /livez, /readyz and /metrics there over HTTP; nowhere unless given", kOperations,
-       [](ServerOptions& o, const OptionValue& value) { o.admin = endpointOf(value.text); }});
-  table.push_back(time("drain-ms", kOperations,
+       [](ServerOptions& o, const OptionValue& value) { o.admin = EndpointOf(value.text); }});
+  table.push_back(Time("drain-ms", kOperations,
                        "after SIGTERM, serve on while /readyz fails already", &ServerOptions::drain,
                        0, kHour));
-  table.push_back(time("shutdown-grace-ms", kOperations,
+  table.push_back(Time("shutdown-grace-ms", kOperations,
                        "after that, for commands that run; then their connections are cut",
                        &ServerOptions::shutdownGrace, 0, kHour));
   table.push_back({"log-format", OptionKind::Text, "text|json",
-                   "of the lines on standard error; text unless given", kOperations, setLogFormat});
-  table.push_back(flag("access-log", kOperations, "log each call, too", &ServerOptions::accessLog));
+                   "of the lines on standard error; text unless given", kOperations, SetLogFormat});
+  table.push_back(Flag("access-log", kOperations, "log each call, too", &ServerOptions::accessLog));
 }
 
 }  // namespace
 
-const std::vector<Option>& optionTable() {
+const std::vector<Option>& OptionTable() {
   static const std::vector<Option> table = [] {
     std::vector<Option> options;
-    addServing(options);
-    addTls(options);
-    addLimits(options);
-    addOperations(options);
+    AddServing(options);
+    AddTls(options);
+    AddLimits(options);
+    AddOperations(options);
     return options;
   }();
   return table;

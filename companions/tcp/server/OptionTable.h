@@ -43,7 +43,7 @@ struct Option {
   std::uint64_t greatest = 0;
 };
 
-const std::vector<Option>& optionTable();
+const std::vector<Option>& OptionTable();
 
 }  // namespace Ferrolink::Companions::Tcp::Server
 

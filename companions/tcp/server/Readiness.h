@@ -10,15 +10,15 @@ class Readiness {
  public:
   enum class State { Starting, Ready, Draining };
 
-  void becomeReady() {
+  void BecomeReady() {
     State starting = State::Starting;
     m_state.compare_exchange_strong(starting, State::Ready);
   }
   /// The first step of the end, from which there is no way back.
-  void beginDraining() { m_state = State::Draining; }
+  void BeginDraining() { m_state = State::Draining; }
 
-  [[nodiscard]] State state() const { return m_state; }
-  [[nodiscard]] bool isReady() const { return m_state == State::Ready; }
+  [[nodiscard]] State CurrentState() const { return m_state; }
+  [[nodiscard]] bool IsReady() const { return m_state == State::Ready; }
 
  private:
   std::atomic<State> m_state{State::Starting};

@@ -16,13 +16,13 @@ class RunningCall {
   /// Keeps the name of the handler, which the member may overwrite. The others outlive it.
   RunningCall(const Events& events, const Guest& guest, std::string_view handler)
       : m_events(events), m_guest(guest), m_handler(handler) {
-    m_events.metrics().callBegan();
+    m_events.GetMetrics().CallBegan();
   }
   RunningCall(const RunningCall&) = delete;
   RunningCall& operator=(const RunningCall&) = delete;
-  ~RunningCall() { m_events.called(m_guest, m_handler, m_result, Clock::now() - m_begin); }
+  ~RunningCall() { m_events.Called(m_guest, m_handler, m_result, Clock::now() - m_begin); }
 
-  void answered() { m_result = CallResult::Answered; }
+  void Answered() { m_result = CallResult::Answered; }
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -34,7 +34,7 @@ constexpr std::chrono::milliseconds kUnacknowledged{120'000};
 
 // How many connections may be open at a time: many times as many as have commands, but handlers
 // must find descriptors, too.
-std::size_t mostOpen(const ServerOptions& options) {
+std::size_t MostOpen(const ServerOptions& options) {
   rlimit descriptors{};
   getrlimit(RLIMIT_NOFILE, &descriptors);
   const auto all = static_cast<std::size_t>(descriptors.rlim_cur);
@@ -42,12 +42,12 @@ std::size_t mostOpen(const ServerOptions& options) {
   return std::min(5 * options.mostConnections + 1024, all - forOthers);
 }
 
-bool lacksRoom(int error) {
+bool LacksRoom(int error) {
   return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
 // Of one connection, which is gone.
-bool isPassing(int error) {
+bool IsPassing(int error) {
   return error == EINTR || error == ECONNABORTED || error == EPROTO || error == EPERM;
 }
 
@@ -59,39 +59,39 @@ Server::Server(const ServerOptions& options, const Member& member, Operations op
       m_operations(operations),
       m_crowd(options.mostConnections),
       m_surroundings{options, member, operations.memory, m_departure, m_crowd, operations.events},
-      m_mostOpen(mostOpen(options)),
+      m_mostOpen(MostOpen(options)),
       m_tls(options, operations.events),
       m_acceptor(m_context),
       m_signals(m_context, SIGTERM, SIGINT),
-      m_hangUp(m_context, [this] { reload(); }),
+      m_hangUp(m_context, [this] { Reload(); }),
       m_pause(m_context),
       m_fileCheck(m_context),
       m_trim(m_context),
       m_grace(m_context),
       m_lobby(m_context, options, operations.events,
-              [this](Guest guest) { call(std::move(guest)); }) {
-  if (listener.owns()) {
-    adopt(listener);
+              [this](Guest guest) { Call(std::move(guest)); }) {
+  if (listener.Owns()) {
+    Adopt(listener);
   } else {
-    listen();
+    Listen();
   }
   m_acceptor.native_non_blocking(true);
 }
 
-void Server::listen() {
+void Server::Listen() {
   m_acceptor.open(m_options.listen.protocol());
-  closeOnExec(m_acceptor.native_handle());
+  CloseOnExec(m_acceptor.native_handle());
   m_acceptor.set_option(asio::socket_base::reuse_address(true));
   asio::error_code error;
   m_acceptor.bind(m_options.listen, error);
   if (error) {
-    throw std::system_error(error, "Cannot listen on " + nameOf(m_options.listen));
+    throw std::system_error(error, "Cannot listen on " + NameOf(m_options.listen));
   }
   m_acceptor.listen();
 }
 
 // What a service manager has bound.
-void Server::adopt(const FileDescriptor& listener) {
+void Server::Adopt(const FileDescriptor& listener) {
   sockaddr_storage address{};
   socklen_t size = sizeof address;
   if (getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
@@ -101,54 +101,54 @@ void Server::adopt(const FileDescriptor& listener) {
   m_acceptor.assign(protocol, fcntl(listener.get(), F_DUPFD_CLOEXEC, 0));
 }
 
-std::string Server::address() const {
-  return nameOf(m_acceptor.local_endpoint());
+std::string Server::Address() const {
+  return NameOf(m_acceptor.local_endpoint());
 }
 
-bool Server::isReachableFromOutside() const {
+bool Server::IsReachableFromOutside() const {
   return !m_acceptor.local_endpoint().address().is_loopback();
 }
 
-void Server::run() {
+void Server::Run() {
   m_signals.async_wait([this](const asio::error_code& error, int) {
     if (!error) {
-      drain();
+      Drain();
     }
   });
-  watchFiles();
-  accept();
-  m_operations.readiness.becomeReady();
-  m_operations.manager.notifyReady();
+  WatchFiles();
+  Accept();
+  m_operations.readiness.BecomeReady();
+  m_operations.manager.NotifyReady();
   m_context.run();
-  m_operations.events.drained();
+  m_operations.events.Drained();
 }
 
 // A server that drains is not ready any more.
-void Server::reload() {
-  m_operations.manager.notifyReloading();
-  m_tls.readAgain();
-  if (m_operations.readiness.isReady()) {
-    m_operations.manager.notifyReady();
+void Server::Reload() {
+  m_operations.manager.NotifyReloading();
+  m_tls.ReadAgain();
+  if (m_operations.readiness.IsReady()) {
+    m_operations.manager.NotifyReady();
   } else {
-    m_operations.manager.notifyStopping();
+    m_operations.manager.NotifyStopping();
   }
 }
 
-void Server::watchFiles() {
-  if (!m_options.usesTls()) {
+void Server::WatchFiles() {
+  if (!m_options.UsesTls()) {
     return;
   }
   m_fileCheck.expires_after(kFileCheck);
   m_fileCheck.async_wait([this](const asio::error_code& error) {
     // A handler that was due already is not cancelled any more.
-    if (!error && !m_departure.hasBegun()) {
-      m_tls.readAgainIfChanged();
-      watchFiles();
+    if (!error && !m_departure.HasBegun()) {
+      m_tls.ReadAgainIfChanged();
+      WatchFiles();
     }
   });
 }
 
-void Server::accept() {
+void Server::Accept() {
   if (!m_acceptor.is_open()) {
     return;
   }
@@ -156,130 +156,130 @@ void Server::accept() {
     if (error == asio::error::operation_aborted || !m_acceptor.is_open()) {
       return;
     }
-    if (acceptSome()) {
-      accept();
+    if (AcceptSome()) {
+      Accept();
       return;
     }
     m_pause.expires_after(kPause);
-    m_pause.async_wait([this](const asio::error_code&) { accept(); });
+    m_pause.async_wait([this](const asio::error_code&) { Accept(); });
   });
 }
 
 // Whether more can be accepted when they come.
-bool Server::acceptSome() {
+bool Server::AcceptSome() {
   for (int turn = 0; turn < kAcceptsATurn; ++turn) {
     asio::ip::tcp::endpoint client;
     auto size = static_cast<socklen_t>(client.capacity());
     FileDescriptor socket(
         ::accept4(m_acceptor.native_handle(), client.data(), &size, SOCK_CLOEXEC));
-    if (socket.owns()) {
+    if (socket.Owns()) {
       client.resize(size);
-      welcome(std::move(socket), client);
+      Welcome(std::move(socket), client);
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
       return true;
-    } else if (!isPassing(errno) && !(lacksRoom(errno) && m_lobby.dropOldest())) {
-      m_operations.events.cannotAccept(std::system_category().message(errno));
+    } else if (!IsPassing(errno) && !(LacksRoom(errno) && m_lobby.DropOldest())) {
+      m_operations.events.CannotAccept(std::system_category().message(errno));
       return false;
     }
   }
   return true;
 }
 
-void Server::welcome(FileDescriptor socket, const asio::ip::tcp::endpoint& client) {
-  while (m_lobby.size() + m_sessions.size() >= m_mostOpen && m_lobby.dropOldest()) {
+void Server::Welcome(FileDescriptor socket, const asio::ip::tcp::endpoint& client) {
+  while (m_lobby.size() + m_sessions.size() >= m_mostOpen && m_lobby.DropOldest()) {
   }
-  Guest guest{nullptr, nameOf(client), client.address().to_string()};
+  Guest guest{nullptr, NameOf(client), client.address().to_string()};
   try {
     PatientSocket patient(std::move(socket));
     asio::error_code error;
-    patient.tune(kUnacknowledged, error);
-    guest.connection = connectionOf(std::move(patient));
-    m_lobby.greet(std::move(guest));
+    patient.Tune(kUnacknowledged, error);
+    guest.connection = ConnectionOf(std::move(patient));
+    m_lobby.Greet(std::move(guest));
   } catch (const std::exception& failure) {
-    m_operations.events.cannotAccept(nameOf(client) + ": " + failure.what());
+    m_operations.events.CannotAccept(NameOf(client) + ": " + failure.what());
   }
 }
 
-std::unique_ptr<Connection> Server::connectionOf(PatientSocket socket) const {
+std::unique_ptr<Connection> Server::ConnectionOf(PatientSocket socket) const {
   const auto limit = static_cast<std::uint32_t>(
-      std::min<std::uint64_t>(m_options.frameLimit, m_operations.memory.largest()));
-  if (m_tls.context() == nullptr) {
+      std::min<std::uint64_t>(m_options.frameLimit, m_operations.memory.Largest()));
+  if (m_tls.Context() == nullptr) {
     return std::make_unique<PlainConnection>(std::move(socket), limit);
   }
-  return std::make_unique<TlsConnection>(std::move(socket), limit, m_tls.context(),
+  return std::make_unique<TlsConnection>(std::move(socket), limit, m_tls.Context(),
                                          asio::ssl::stream_base::server);
 }
 
 // The guest's next command is there.
-void Server::call(Guest guest) {
-  if (m_departure.hasBegun()) {
-    m_lobby.refuse(std::move(guest), Refusals::kGoingAway, Refusal::GoingAway);
+void Server::Call(Guest guest) {
+  if (m_departure.HasBegun()) {
+    m_lobby.Refuse(std::move(guest), Refusals::kGoingAway, Refusal::GoingAway);
     return;
   }
   if (m_sessions.size() >= m_options.mostConnections) {
-    m_lobby.refuse(std::move(guest), Refusals::kFull, Refusal::Busy);
+    m_lobby.Refuse(std::move(guest), Refusals::kFull, Refusal::Busy);
     return;
   }
   guest.isKnown = true;
   const auto session = m_sessions.emplace(m_sessions.end(), std::move(guest), *this);
-  m_crowd.enter();
+  m_crowd.Enter();
   try {
-    session->thread = std::thread(&Server::serve, this, session);
+    session->thread = std::thread(&Server::Serve, this, session);
   } catch (const std::exception&) {
-    Guest refused = session->session.takeGuest();
+    Guest refused = session->session.TakeGuest();
     m_sessions.erase(session);
-    m_crowd.leave();
-    m_lobby.refuse(std::move(refused), Refusals::kNoThread, Refusal::Busy);
+    m_crowd.Leave();
+    m_lobby.Refuse(std::move(refused), Refusals::kNoThread, Refusal::Busy);
   }
 }
 
 // On the session's thread. The session has finished also where a handler ends the thread.
-void Server::serve(Sessions::iterator session) {
+void Server::Serve(Sessions::iterator session) {
   const std::shared_ptr<void> finishing(nullptr, [this, session](void*) {
-    asio::post(m_context, [this, session] { finish(session); });
+    asio::post(m_context, [this, session] { Finish(session); });
   });
-  session->end = session->session.run();
+  session->end = session->session.Run();
 }
 
-void Server::finish(Sessions::iterator session) {
+void Server::Finish(Sessions::iterator session) {
   session->thread.join();
-  Guest guest = session->session.takeGuest();
+  Guest guest = session->session.TakeGuest();
   const Session::End end = session->end;
   m_sessions.erase(session);
-  m_crowd.leave();
-  giveMemoryBack();
+  m_crowd.Leave();
+  GiveMemoryBack();
   try {
-    goOn(std::move(guest), end);
+    GoOn(std::move(guest), end);
   } catch (const std::exception& failure) {
-    m_operations.events.cannotAccept(failure.what());
+    m_operations.events.CannotAccept(failure.what());
   }
-  if (m_departure.hasBegun() && m_sessions.empty()) {
+  if (m_departure.HasBegun() && m_sessions.empty()) {
     m_grace.cancel();
   }
 }
 
-void Server::goOn(Guest guest, Session::End end) {
+void Server::GoOn(Guest guest, Session::End end) {
   switch (end) {
     case Session::End::Closed:
       break;
     case Session::End::Idle:
-      if (!m_departure.hasBegun()) {
-        m_lobby.await(std::move(guest));
+      if (!m_departure.HasBegun()) {
+        m_lobby.Await(std::move(guest));
         break;
       }
       [[fallthrough]];
     case Session::End::GoingAway:
-      m_lobby.sayGoodbye(std::move(guest), Refusals::kGoingAway);
+      m_lobby.SayGoodbye(std::move(guest), Refusals::kGoingAway);
       break;
     case Session::End::Answered:
-      m_lobby.close(std::move(guest));
+      m_lobby.Close(std::move(guest));
       break;
   }
 }
 
 // The C library keeps what was freed; after large frames the system gets it back.
-void Server::giveMemoryBack() {
-  if (m_trimIsDue || m_departure.hasBegun() || !m_operations.memory.hasGivenBack()) {
+void Server::GiveMemoryBack() {
+  if (m_trimIsDue || m_departure.HasBegun() || !m_operations.memory.HasGivenBack()) {
     return;
   }
   m_trimIsDue = true;
@@ -294,10 +294,10 @@ void Server::giveMemoryBack() {
 
 // First nobody is sent here any more; commands are served as before. The handlers of the signals
 // go: a second signal ends the process as it is.
-void Server::drain() {
+void Server::Drain() {
   m_signals.clear();
-  m_operations.readiness.beginDraining();
-  m_operations.manager.notifyStopping();
+  m_operations.readiness.BeginDraining();
+  m_operations.manager.NotifyStopping();
   if (m_options.drain.count() == 0) {
     end();
     return;
@@ -311,34 +311,34 @@ void Server::drain() {
 }
 
 void Server::end() {
-  m_hangUp.ignore();
+  m_hangUp.Ignore();
   m_pause.cancel();
   m_fileCheck.cancel();
   m_trim.cancel();
   m_acceptor.close();
   m_departure.begin();
-  m_lobby.goAway(Refusals::kGoingAway);
+  m_lobby.GoAway(Refusals::kGoingAway);
   if (m_sessions.empty()) {
     return;
   }
   m_grace.expires_after(m_options.shutdownGrace);
   m_grace.async_wait([this](const asio::error_code& error) {
     if (!error) {
-      cut();
+      Cut();
     }
   });
 }
 
-void Server::cut() {
-  m_operations.events.cut(m_sessions.size());
-  m_lobby.cut();
+void Server::Cut() {
+  m_operations.events.Cut(m_sessions.size());
+  m_lobby.Cut();
   for (Running& running : m_sessions) {
-    running.session.cut();
+    running.session.Cut();
   }
   m_grace.expires_after(kAfterCut);
   m_grace.async_wait([this](const asio::error_code& error) {
     if (!error && !m_sessions.empty()) {
-      printLine(STDERR_FILENO, std::to_string(m_sessions.size()) +
+      PrintLine(STDERR_FILENO, std::to_string(m_sessions.size()) +
                                    " commands do not end; the process ends without them");
       std::_Exit(EXIT_FAILURE);
     }

@@ -49,14 +49,14 @@ class Server {
          const FileDescriptor& listener);
 
   /// Where it listens, with the real port.
-  [[nodiscard]] std::string address() const;
+  [[nodiscard]] std::string Address() const;
   /// Whether other machines can connect.
-  [[nodiscard]] bool isReachableFromOutside() const;
+  [[nodiscard]] bool IsReachableFromOutside() const;
 
   /// Until SIGTERM or SIGINT has come, the time to drain is over and the last connection has ended.
   /// From its beginning until the signal it is ready, and says so. Where commands do not end
   /// in the time they have, the process ends with 1.
-  void run();
+  void Run();
 
  private:
   struct Running {
@@ -71,25 +71,25 @@ class Server {
   };
   using Sessions = std::list<Running>;
 
-  void listen();
-  void adopt(const FileDescriptor& listener);
-  void reload();
-  void watchFiles();
+  void Listen();
+  void Adopt(const FileDescriptor& listener);
+  void Reload();
+  void WatchFiles();
 
-  void accept();
-  bool acceptSome();
-  void welcome(FileDescriptor socket, const asio::ip::tcp::endpoint& client);
-  std::unique_ptr<Connection> connectionOf(PatientSocket socket) const;
+  void Accept();
+  bool AcceptSome();
+  void Welcome(FileDescriptor socket, const asio::ip::tcp::endpoint& client);
+  std::unique_ptr<Connection> ConnectionOf(PatientSocket socket) const;
 
-  void call(Guest guest);
-  void serve(Sessions::iterator session);
-  void finish(Sessions::iterator session);
-  void goOn(Guest guest, Session::End end);
-  void giveMemoryBack();
+  void Call(Guest guest);
+  void Serve(Sessions::iterator session);
+  void Finish(Sessions::iterator session);
+  void GoOn(Guest guest, Session::End end);
+  void GiveMemoryBack();
 
-  void drain();
+  void Drain();
   void end();
-  void cut();
+  void Cut();
 
   const ServerOptions& m_options;
   const Operations m_operations;

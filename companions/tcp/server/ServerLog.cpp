@@ -21,7 +21,7 @@ constexpr std::chrono::milliseconds kPrinting{1000};
 // Of a line, for time, level and punctuation.
 constexpr std::size_t kBeside = 96;
 
-spdlog::level::level_enum levelOf(LogLevel level) {
+spdlog::level::level_enum LevelOf(LogLevel level) {
   switch (level) {
     case LogLevel::Info:
       return spdlog::level::info;
@@ -32,7 +32,7 @@ spdlog::level::level_enum levelOf(LogLevel level) {
   }
 }
 
-std::unique_ptr<spdlog::formatter> formatterOf(LogFormat format) {
+std::unique_ptr<spdlog::formatter> FormatterOf(LogFormat format) {
   return std::make_unique<spdlog::pattern_formatter>(
       format == LogFormat::Json ? R"({"time":"%Y-%m-%dT%H:%M:%S.%eZ","level":"%l",%v})"
                                 : "%Y-%m-%dT%H:%M:%S.%eZ %l %v",
@@ -40,7 +40,7 @@ std::unique_ptr<spdlog::formatter> formatterOf(LogFormat format) {
 }
 
 // Signals are for the other threads.
-void blockSignals() {
+void BlockSignals() {
   sigset_t all;
   sigfillset(&all);
   pthread_sigmask(SIG_BLOCK, &all, nullptr);
@@ -52,14 +52,14 @@ void blockSignals() {
 class ServerLog::Sink : public spdlog::sinks::sink {
  public:
   Sink(int descriptor, LogFormat format)
-      : m_stream(descriptor), m_format(format), m_formatter(formatterOf(format)) {}
+      : m_stream(descriptor), m_format(format), m_formatter(FormatterOf(format)) {}
 
   // Not while the queue's thread runs, but before the first line.
-  void askForOverruns(std::function<std::uint64_t()> overruns) { m_overruns = std::move(overruns); }
+  void AskForOverruns(std::function<std::uint64_t()> overruns) { m_overruns = std::move(overruns); }
 
   void log(const spdlog::details::log_msg& message) override {
-    reportLost();
-    if (!write(message)) {
+    ReportLost();
+    if (!Write(message)) {
       ++m_failed;
     }
   }
@@ -69,28 +69,28 @@ class ServerLog::Sink : public spdlog::sinks::sink {
   void set_pattern(const std::string& /*pattern*/) override {}
   void set_formatter(std::unique_ptr<spdlog::formatter> /*formatter*/) override {}
 
-  [[nodiscard]] std::uint64_t failed() const { return m_failed; }
-  void endWithin(std::chrono::milliseconds time) { m_stream.endWithin(time); }
+  [[nodiscard]] std::uint64_t Failed() const { return m_failed; }
+  void EndWithin(std::chrono::milliseconds time) { m_stream.EndWithin(time); }
 
   // Before a line, so that it stands where the lost ones would.
-  void reportLost() {
+  void ReportLost() {
     const std::uint64_t lost = m_failed + m_overruns();
     if (lost == m_reported) {
       return;
     }
     const std::string reason = std::to_string(lost - m_reported) + " lines lost";
     const std::string line =
-        logLineOf({.name = "lost", .reason = reason}, m_format, StreamWriter::kLongestLine);
-    if (write({spdlog::string_view_t(), spdlog::level::warn, line})) {
+        LogLineOf({.name = "lost", .reason = reason}, m_format, StreamWriter::kLongestLine);
+    if (Write({spdlog::string_view_t(), spdlog::level::warn, line})) {
       m_reported = lost;
     }
   }
 
  private:
-  bool write(const spdlog::details::log_msg& message) {
+  bool Write(const spdlog::details::log_msg& message) {
     spdlog::memory_buf_t line;
     m_formatter->format(message, line);
-    return m_stream.write({line.data(), line.size()});
+    return m_stream.Write({line.data(), line.size()});
   }
 
   // The queue's thread's.
@@ -109,10 +109,10 @@ class ServerLog::Writer {
   explicit Writer(const Settings& settings)
       : m_sink(std::make_shared<Sink>(settings.descriptor, settings.format)),
         m_pool(
-            std::make_shared<spdlog::details::thread_pool>(settings.queueLength, 1, blockSignals)),
+            std::make_shared<spdlog::details::thread_pool>(settings.queueLength, 1, BlockSignals)),
         m_logger(std::make_shared<spdlog::async_logger>(
             "", m_sink, m_pool, spdlog::async_overflow_policy::overrun_oldest)) {
-    m_sink->askForOverruns([pool = m_pool.get()] { return pool->overrun_counter(); });
+    m_sink->AskForOverruns([pool = m_pool.get()] { return pool->overrun_counter(); });
     // Otherwise it would write to standard error by itself.
     m_logger->set_error_handler([](const std::string& /*text*/) {});
   }
@@ -122,17 +122,17 @@ class ServerLog::Writer {
 
   // The pool's thread ends when it has emptied the queue.
   ~Writer() {
-    m_sink->endWithin(kLastLines);
+    m_sink->EndWithin(kLastLines);
     m_logger.reset();
     const std::uint64_t overruns = m_pool->overrun_counter();
     m_pool.reset();
-    m_sink->askForOverruns([overruns] { return overruns; });
-    m_sink->reportLost();
+    m_sink->AskForOverruns([overruns] { return overruns; });
+    m_sink->ReportLost();
   }
 
-  void write(LogLevel level, const std::string& line) { m_logger->log(levelOf(level), line); }
+  void Write(LogLevel level, const std::string& line) { m_logger->log(LevelOf(level), line); }
 
-  [[nodiscard]] std::uint64_t lost() const { return m_sink->failed() + m_pool->overrun_counter(); }
+  [[nodiscard]] std::uint64_t Lost() const { return m_sink->Failed() + m_pool->overrun_counter(); }
 
  private:
   const std::shared_ptr<Sink> m_sink;
@@ -147,18 +147,18 @@ ServerLog::ServerLog(const Settings& settings)
 
 ServerLog::~ServerLog() = default;
 
-void ServerLog::write(LogLevel level, const LogEvent& event) {
-  m_writer->write(level, logLineOf(event, m_format, StreamWriter::kLongestLine - kBeside));
+void ServerLog::Write(LogLevel level, const LogEvent& event) {
+  m_writer->Write(level, LogLineOf(event, m_format, StreamWriter::kLongestLine - kBeside));
 }
 
-std::uint64_t ServerLog::lost() const {
-  return m_writer->lost();
+std::uint64_t ServerLog::Lost() const {
+  return m_writer->Lost();
 }
 
-void printLine(int descriptor, std::string_view text) {
+void PrintLine(int descriptor, std::string_view text) {
   StreamWriter stream(descriptor);
-  stream.endWithin(kPrinting);
-  stream.write("ferrolink-server: " + std::string(text) + "\n");
+  stream.EndWithin(kPrinting);
+  stream.Write("ferrolink-server: " + std::string(text) + "\n");
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

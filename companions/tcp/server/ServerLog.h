@@ -45,17 +45,17 @@ class ServerLog {
   /// Writes what waits in the queue, but takes no longer than half a second for it.
   ~ServerLog();
 
-  void write(LogLevel level, const LogEvent& event);
+  void Write(LogLevel level, const LogEvent& event);
 
-  void info(const LogEvent& event) { write(LogLevel::Info, event); }
-  void warn(const LogEvent& event) { write(LogLevel::Warning, event); }
-  void fail(const LogEvent& event) { write(LogLevel::Error, event); }
+  void Info(const LogEvent& event) { Write(LogLevel::Info, event); }
+  void Warn(const LogEvent& event) { Write(LogLevel::Warning, event); }
+  void Fail(const LogEvent& event) { Write(LogLevel::Error, event); }
 
   /// Whether each call is to be logged, as an event "call" with its duration.
-  [[nodiscard]] bool logsCalls() const { return m_logsCalls; }
+  [[nodiscard]] bool LogsCalls() const { return m_logsCalls; }
 
   /// Lines that were not written and never will be.
-  [[nodiscard]] std::uint64_t lost() const;
+  [[nodiscard]] std::uint64_t Lost() const;
 
  private:
   class Sink;
@@ -69,7 +69,7 @@ class ServerLog {
 /// One line for people at once and without a queue, for before the log and after it: prefixed with
 /// the program's name, on standard error or standard output. Neither blocks for longer than a
 /// second nor raises a signal.
-void printLine(int descriptor, std::string_view text);
+void PrintLine(int descriptor, std::string_view text);
 
 }  // namespace Ferrolink::Companions::Tcp::Server
 

@@ -22,7 +22,7 @@ constexpr const char* kRules = "rules";
 // What the command line gives, by option.
 using Given = std::map<std::string, std::vector<std::string>>;
 
-OptionValue valueOf(const Option& option, const std::string& text) {
+OptionValue ValueOf(const Option& option, const std::string& text) {
   OptionValue value{text, 0};
   if (option.kind == OptionKind::Number) {
     const char* end = text.data() + text.size();
@@ -37,86 +37,86 @@ OptionValue valueOf(const Option& option, const std::string& text) {
 }
 
 // Where an option that takes one value is repeated, the last one counts.
-void apply(const Option& option, const std::vector<std::string>& texts, ServerOptions& options) {
+void Apply(const Option& option, const std::vector<std::string>& texts, ServerOptions& options) {
   for (const std::string& text : texts) {
     const std::string name = "--" + option.name;
     if (text.empty()) {
       throw UsageError(name + " takes a value.");
     }
     try {
-      option.set(options, valueOf(option, text));
+      option.set(options, ValueOf(option, text));
     } catch (const WrongValue& wrong) {
-      throw UsageError(name + " takes " + wrong.what() + ", not '" + printable(text) + "'.");
+      throw UsageError(name + " takes " + wrong.what() + ", not '" + Printable(text) + "'.");
     }
   }
 }
 
 // Paths count from the directory of the file.
-OptionValue valueOf(const Option& option, const JsonNode& node,
+OptionValue ValueOf(const Option& option, const JsonNode& node,
                     const std::filesystem::path& directory) {
   switch (option.kind) {
     case OptionKind::Number:
-      return {{}, node.integer(option.least, option.greatest)};
+      return {{}, node.Integer(option.least, option.greatest)};
     case OptionKind::Text:
-      return {node.text(), 0};
+      return {node.Text(), 0};
     default:
-      return {(directory / node.text()).string(), 0};
+      return {(directory / node.Text()).string(), 0};
   }
 }
 
-void apply(const Option& option, const JsonNode& node, const std::filesystem::path& directory,
+void Apply(const Option& option, const JsonNode& node, const std::filesystem::path& directory,
            ServerOptions& options) {
   if (option.kind == OptionKind::Flag) {
-    if (node.flag()) {
+    if (node.Flag()) {
       option.set(options, {});
     }
     return;
   }
   const auto set = [&](const JsonNode& one) {
     try {
-      option.set(options, valueOf(option, one, directory));
+      option.set(options, ValueOf(option, one, directory));
     } catch (const WrongValue& wrong) {
-      one.refuse(std::string("expected ") + wrong.what() + ", got \"" + printable(one.text()) +
+      one.Refuse(std::string("expected ") + wrong.what() + ", got \"" + Printable(one.Text()) +
                  '"');
     }
   };
-  if (option.kind == OptionKind::Files && node.isArray()) {
-    node.eachElement(set);
+  if (option.kind == OptionKind::Files && node.IsArray()) {
+    node.EachElement(set);
   } else {
     set(node);
   }
 }
 
 // What the command line gives stays out. Returns what the file gives.
-std::vector<std::string> readFile(const std::string& path, const Given& commandLine,
+std::vector<std::string> ReadFile(const std::string& path, const Given& commandLine,
                                   ServerOptions& options) {
   std::vector<std::string> given;
   try {
-    const nlohmann::json document = parseJson(readSourceFile(path));
+    const nlohmann::json document = ParseJson(ReadSourceFile(path));
     const JsonNode root(document);
     std::vector<std::string_view> keys{kRules};
-    for (const Option& option : optionTable()) {
+    for (const Option& option : OptionTable()) {
       keys.push_back(option.name);
     }
-    root.requireKeys(keys);
+    root.RequireKeys(keys);
     const auto directory = std::filesystem::absolute(path).parent_path();
-    for (const Option& option : optionTable()) {
-      const auto node = root.member(option.name);
+    for (const Option& option : OptionTable()) {
+      const auto node = root.Member(option.name);
       if (node && commandLine.count(option.name) == 0) {
-        apply(option, *node, directory, options);
+        Apply(option, *node, directory, options);
         given.push_back(option.name);
       }
     }
-    if (const auto rules = root.member(kRules)) {
+    if (const auto rules = root.Member(kRules)) {
       options.rules = std::make_shared<AccessRules>(*rules);
     }
   } catch (const ConfigurationError& error) {
-    throw UsageError("--config " + printable(path) + ": " + error.what());
+    throw UsageError("--config " + Printable(path) + ": " + error.what());
   }
   return given;
 }
 
-void check(ServerOptions& options, const std::vector<std::string>& given) {
+void Check(ServerOptions& options, const std::vector<std::string>& given) {
   const auto isGiven = [&](std::string_view name) {
     return std::find(given.begin(), given.end(), name) != given.end();
   };
@@ -126,13 +126,13 @@ void check(ServerOptions& options, const std::vector<std::string>& given) {
   if (options.certificate.empty() != options.key.empty()) {
     throw UsageError("--tls-certificate and --tls-key go together.");
   }
-  if (!options.clientAuthorities.empty() && !options.usesTls()) {
+  if (!options.clientAuthorities.empty() && !options.UsesTls()) {
     throw UsageError("--tls-client-ca needs --tls-certificate and --tls-key.");
   }
   if (!options.revocationList.empty() && options.clientAuthorities.empty()) {
     throw UsageError("--tls-crl needs --tls-client-ca.");
   }
-  if (options.rules->needCertificates() && options.clientAuthorities.empty()) {
+  if (options.rules->NeedCertificates() && options.clientAuthorities.empty()) {
     throw UsageError("Rules that name certificates need --tls-client-ca.");
   }
   const std::uint64_t least = 2 * std::uint64_t{options.frameLimit};
@@ -156,22 +156,22 @@ class CommandLine {
         "SIGTERM and SIGINT end it after the commands that run; a second one at once.\n"
         "The configuration file is JSON with the options' names as keys, without the dashes.");
     m_app.get_formatter()->column_width(kColumn);
-    for (const Option& option : optionTable()) {
-      add(option.name, option.placeholder, option.help, option.group,
+    for (const Option& option : OptionTable()) {
+      Add(option.name, option.placeholder, option.help, option.group,
           option.kind == OptionKind::Flag);
     }
-    add("config", "FILE", "read options from this file; the command line wins", kOthers, false);
+    Add("config", "FILE", "read options from this file; the command line wins", kOthers, false);
   }
 
   CommandLine(const CommandLine&) = delete;
   CommandLine& operator=(const CommandLine&) = delete;
   ~CommandLine() = default;
 
-  Given parse(int argc, char** argv) {
+  Given Parse(int argc, char** argv) {
     try {
       m_app.parse(argc, argv);
     } catch (const CLI::ExtrasError&) {
-      throw UsageError("Unknown option '" + printable(m_app.remaining().front()) + "'.");
+      throw UsageError("Unknown option '" + Printable(m_app.remaining().front()) + "'.");
     } catch (const CLI::ArgumentMismatch& error) {
       // "--listen: 1 required ADDRESS:PORT missing", or "access-log was given ...".
       const std::string_view text = error.what();
@@ -182,13 +182,13 @@ class CommandLine {
     return m_given;
   }
 
-  [[nodiscard]] std::string help() const { return m_app.help(); }
+  [[nodiscard]] std::string Help() const { return m_app.help(); }
 
  private:
   static constexpr const char* kOthers = "Others";
   static constexpr std::size_t kColumn = 34;
 
-  void add(const std::string& name, const std::string& placeholder, const std::string& help,
+  void Add(const std::string& name, const std::string& placeholder, const std::string& help,
            const std::string& group, bool isFlag) {
     if (isFlag) {
       m_app
@@ -218,12 +218,12 @@ class CommandLine {
 
 }  // namespace
 
-ServerOptions parseOptions(int argc, char** argv) {
+ServerOptions ParseOptions(int argc, char** argv) {
   CommandLine commandLine;
   ServerOptions options;
   Given given;
   try {
-    given = commandLine.parse(argc, argv);
+    given = commandLine.Parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
     options.help = true;
     return options;
@@ -235,23 +235,23 @@ ServerOptions parseOptions(int argc, char** argv) {
   }
   std::vector<std::string> names;
   if (const auto config = given.find("config"); config != given.end()) {
-    names = readFile(config->second.back(), given, options);
+    names = ReadFile(config->second.back(), given, options);
   }
-  for (const Option& option : optionTable()) {
+  for (const Option& option : OptionTable()) {
     if (const auto texts = given.find(option.name); texts != given.end()) {
-      apply(option, texts->second, options);
+      Apply(option, texts->second, options);
       names.push_back(option.name);
     }
   }
-  check(options, names);
+  Check(options, names);
   return options;
 }
 
-std::string usage() {
-  return CommandLine().help();
+std::string Usage() {
+  return CommandLine().Help();
 }
 
-std::string nameOf(const asio::ip::tcp::endpoint& endpoint) {
+std::string NameOf(const asio::ip::tcp::endpoint& endpoint) {
   const std::string address = endpoint.address().to_string();
   return (endpoint.address().is_v6() ? "[" + address + "]" : address) + ":" +
          std::to_string(endpoint.port());

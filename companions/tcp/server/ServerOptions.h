@@ -53,8 +53,8 @@ struct ServerOptions {
   bool help = false;
   bool version = false;
 
-  [[nodiscard]] bool usesTls() const { return !certificate.empty(); }
-  [[nodiscard]] const char* runtimeName() const {
+  [[nodiscard]] bool UsesTls() const { return !certificate.empty(); }
+  [[nodiscard]] const char* RuntimeName() const {
     return runtime == Native::Definitions::Runtime::Jvm ? "jvm" : "cpp";
   }
 };
@@ -67,13 +67,13 @@ class UsageError : public std::runtime_error {
 
 /// Reads the command line, and the file that its --config names; the command line wins. With --help
 /// or --version nothing else counts. Errors: UsageError.
-ServerOptions parseOptions(int argc, char** argv);
+ServerOptions ParseOptions(int argc, char** argv);
 
 /// What --help prints.
-std::string usage();
+std::string Usage();
 
 /// "address:port", with brackets around an address of IPv6.
-std::string nameOf(const asio::ip::tcp::endpoint& endpoint);
+std::string NameOf(const asio::ip::tcp::endpoint& endpoint);
 
 }  // namespace Ferrolink::Companions::Tcp::Server
 

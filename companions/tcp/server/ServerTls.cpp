@@ -5,50 +5,50 @@
 namespace Ferrolink::Companions::Tcp::Server {
 
 ServerTls::ServerTls(const ServerOptions& options, const Events& events)
-    : m_options(options), m_events(events), m_stamps(stamps()), m_context(read()) {}
+    : m_options(options), m_events(events), m_stamps(Stamps()), m_context(Read()) {}
 
-void ServerTls::readAgain() {
+void ServerTls::ReadAgain() {
   if (m_context == nullptr) {
     return;
   }
-  m_stamps = stamps();
+  m_stamps = Stamps();
   try {
-    m_context = read();
-    m_events.certificatesRead();
+    m_context = Read();
+    m_events.CertificatesRead();
   } catch (const std::exception& error) {
-    m_events.certificatesKept(error.what());
+    m_events.CertificatesKept(error.what());
   }
 }
 
-void ServerTls::readAgainIfChanged() {
-  if (m_context != nullptr && stamps() != m_stamps) {
-    readAgain();
+void ServerTls::ReadAgainIfChanged() {
+  if (m_context != nullptr && Stamps() != m_stamps) {
+    ReadAgain();
   }
 }
 
-TlsContext ServerTls::read() const {
-  if (!m_options.usesTls()) {
+TlsContext ServerTls::Read() const {
+  if (!m_options.UsesTls()) {
     return nullptr;
   }
-  TlsContext context = makeTlsContext(asio::ssl::context::tls_server);
-  useCertificate(*context, m_options.certificate, m_options.key);
-  if (const std::string why = whyNotValidNow(*context); !why.empty()) {
-    m_events.certificateNotValid(m_options.certificate, why);
+  TlsContext context = MakeTlsContext(asio::ssl::context::tls_server);
+  UseCertificate(*context, m_options.certificate, m_options.key);
+  if (const std::string why = WhyNotValidNow(*context); !why.empty()) {
+    m_events.CertificateNotValid(m_options.certificate, why);
   }
   if (!m_options.clientAuthorities.empty()) {
-    useAuthorities(*context, m_options.clientAuthorities);
+    UseAuthorities(*context, m_options.clientAuthorities);
     if (!m_options.revocationList.empty()) {
-      useRevocationList(*context, m_options.revocationList);
+      UseRevocationList(*context, m_options.revocationList);
     }
-    heedRevocationLists(*context);
-    demandCertificate(*context);
+    HeedRevocationLists(*context);
+    DemandCertificate(*context);
   }
   return context;
 }
 
-std::vector<std::string> ServerTls::stamps() const {
-  return {fileStamp(m_options.certificate), fileStamp(m_options.key),
-          fileStamp(m_options.clientAuthorities), fileStamp(m_options.revocationList)};
+std::vector<std::string> ServerTls::Stamps() const {
+  return {FileStamp(m_options.certificate), FileStamp(m_options.key),
+          FileStamp(m_options.clientAuthorities), FileStamp(m_options.revocationList)};
 }
 
 }  // namespace Ferrolink::Companions::Tcp::Server

@@ -18,16 +18,16 @@ class ServerTls {
   ServerTls(const ServerOptions& options, const Events& events);
 
   /// For connections that are made from now on; null without TLS.
-  [[nodiscard]] const TlsContext& context() const { return m_context; }
+  [[nodiscard]] const TlsContext& Context() const { return m_context; }
 
   /// Reads all files again. Files that cannot be used are logged, and the old ones stay.
-  void readAgain();
+  void ReadAgain();
   /// The same, where a file is another one than before.
-  void readAgainIfChanged();
+  void ReadAgainIfChanged();
 
  private:
-  [[nodiscard]] TlsContext read() const;
-  [[nodiscard]] std::vector<std::string> stamps() const;
+  [[nodiscard]] TlsContext Read() const;
+  [[nodiscard]] std::vector<std::string> Stamps() const;
 
   const ServerOptions& m_options;
   const Events& m_events;

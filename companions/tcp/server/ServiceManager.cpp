@@ -17,35 +17,35 @@ namespace {
 // The first one that is passed on; those before it are the standard streams.
 constexpr int kFirstDescriptor = 3;
 
-std::string taken(const char* variable) {
+std::string Taken(const char* variable) {
   const char* value = std::getenv(variable);
   std::string text = value == nullptr ? "" : value;
   unsetenv(variable);
   return text;
 }
 
-int optionOf(int socket, int option) {
+int OptionOf(int socket, int option) {
   int value = -1;
   socklen_t size = sizeof value;
   return getsockopt(socket, SOL_SOCKET, option, &value, &size) == 0 ? value : -1;
 }
 
-bool listensForTcp(int descriptor) {
-  const int family = optionOf(descriptor, SO_DOMAIN);
+bool ListensForTcp(int descriptor) {
+  const int family = OptionOf(descriptor, SO_DOMAIN);
   return (family == AF_INET || family == AF_INET6) &&
-         optionOf(descriptor, SO_TYPE) == SOCK_STREAM && optionOf(descriptor, SO_ACCEPTCONN) == 1;
+         OptionOf(descriptor, SO_TYPE) == SOCK_STREAM && OptionOf(descriptor, SO_ACCEPTCONN) == 1;
 }
 
 }  // namespace
 
 ServiceManager::ServiceManager()
-    : m_notifySocket(taken("NOTIFY_SOCKET")),
-      m_listenProcess(taken("LISTEN_PID")),
-      m_listenCount(taken("LISTEN_FDS")) {
-  taken("LISTEN_FDNAMES");
+    : m_notifySocket(Taken("NOTIFY_SOCKET")),
+      m_listenProcess(Taken("LISTEN_PID")),
+      m_listenCount(Taken("LISTEN_FDS")) {
+  Taken("LISTEN_FDNAMES");
 }
 
-FileDescriptor ServiceManager::takeListener() {
+FileDescriptor ServiceManager::TakeListener() {
   if (m_listenCount.empty() || m_listenProcess != std::to_string(getpid())) {
     return {};
   }
@@ -55,7 +55,7 @@ FileDescriptor ServiceManager::takeListener() {
                              "in the socket unit.");
   }
   FileDescriptor listener(kFirstDescriptor);
-  if (!listensForTcp(listener.get())) {
+  if (!ListensForTcp(listener.get())) {
     throw std::runtime_error(
         "What the service manager passes (LISTEN_FDS) is no TCP socket that listens. Use "
         "ListenStream= with a port, and Accept=no, in the socket unit.");
@@ -64,15 +64,15 @@ FileDescriptor ServiceManager::takeListener() {
   return listener;
 }
 
-void ServiceManager::notifyReloading() const {
+void ServiceManager::NotifyReloading() const {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   const long long microseconds =
       static_cast<long long>(now.tv_sec) * 1'000'000 + now.tv_nsec / 1000;
-  notify("RELOADING=1\nMONOTONIC_USEC=" + std::to_string(microseconds) + "\n");
+  Notify("RELOADING=1\nMONOTONIC_USEC=" + std::to_string(microseconds) + "\n");
 }
 
-void ServiceManager::notify(std::string_view lines) const {
+void ServiceManager::Notify(std::string_view lines) const {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   if (m_notifySocket.empty() || m_notifySocket.size() >= sizeof address.sun_path) {
@@ -84,7 +84,7 @@ void ServiceManager::notify(std::string_view lines) const {
   }
   const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + m_notifySocket.size());
-  while (socket.owns() &&
+  while (socket.Owns() &&
          sendto(socket.get(), lines.data(), lines.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
                 reinterpret_cast<const sockaddr*>(&address), size) < 0 &&
          errno == EINTR) {

@@ -21,16 +21,16 @@ class ServiceManager {
   /// The socket to accept clients from, where the service manager has made one. Called once.
   /// Errors: std::runtime_error where it has passed something else than one TCP socket that
   /// listens.
-  [[nodiscard]] FileDescriptor takeListener();
+  [[nodiscard]] FileDescriptor TakeListener();
 
   /// Clients can be served.
-  void notifyReady() const { notify("READY=1\nSTATUS=Serving.\n"); }
+  void NotifyReady() const { Notify("READY=1\nSTATUS=Serving.\n"); }
   /// The process is about to end, or to drain first.
-  void notifyStopping() const { notify("STOPPING=1\nSTATUS=Ending.\n"); }
-  void notifyReloading() const;
+  void NotifyStopping() const { Notify("STOPPING=1\nSTATUS=Ending.\n"); }
+  void NotifyReloading() const;
 
   /// Lines as the protocol has them. Never blocks; a manager that does not listen loses it.
-  void notify(std::string_view lines) const;
+  void Notify(std::string_view lines) const;
 
  private:
   const std::string m_notifySocket;  ///< empty without a manager that wants to know

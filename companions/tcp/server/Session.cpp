@@ -36,17 +36,17 @@ constexpr std::chrono::nanoseconds kPerByte{1'000'000'000 / 4096};
 constexpr std::size_t kFirstStep = (64U << 10U) + 4096;
 constexpr std::size_t kLongestStep = 1U << 20U;
 
-std::span<const std::uint8_t> bytesOf(const std::string& text) {
+std::span<const std::uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
 // Whether a response says that the handler raised an exception.
-bool isException(std::span<const std::uint8_t> response) {
+bool IsException(std::span<const std::uint8_t> response) {
   return response.size() >= Header::kSize &&
          response[Header::kCommandType] == Header::kTypeExceptionReport;
 }
 
-bool isOver(const Wire::FrameHeader& header, Clock::time_point arrived) {
+bool IsOver(const Wire::FrameHeader& header, Clock::time_point arrived) {
   return header.milliseconds != Wire::kNoTimeLimit &&
          Clock::now() - arrived >= std::chrono::milliseconds(header.milliseconds);
 }
@@ -54,32 +54,32 @@ bool isOver(const Wire::FrameHeader& header, Clock::time_point arrived) {
 }  // namespace
 
 // As for the other run, below: the end of the thread passes through.
-__attribute__((no_sanitize("null"))) Session::End Session::run() {
+__attribute__((no_sanitize("null"))) Session::End Session::Run() {
   try {
-    m_connection.socket().dontWait(false);
-    m_connection.socket().abortBy(m_around.departure.descriptor());
-    m_connection.socket().expectWithin(kSoon);
-    m_connection.keepBuffers(true);
-    return serve();
+    m_connection.Socket().DontWait(false);
+    m_connection.Socket().AbortBy(m_around.departure.Descriptor());
+    m_connection.Socket().ExpectWithin(kSoon);
+    m_connection.KeepBuffers(true);
+    return Serve();
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (const std::exception& error) {
-    m_around.events.broke(m_guest, error.what());
+    m_around.events.Broke(m_guest, error.what());
   }
   return End::Closed;
 }
 
-Session::End Session::serve() {
+Session::End Session::Serve() {
   std::optional<Member::ThreadStay> stay;
   try {
     stay.emplace(m_around.member);
   } catch (const std::exception& error) {
-    return refuseFirst(error.what());
+    return RefuseFirst(error.what());
   }
   for (;;) {
-    Next next = awaitHeader();
+    Next next = AwaitHeader();
     if (next == Next::Frame) {
-      next = answerNext();
+      next = AnswerNext();
     }
     switch (next) {
       case Next::Frame:
@@ -97,29 +97,29 @@ Session::End Session::serve() {
 }
 
 // The command whose header has come, which the runtime cannot execute on this thread.
-Session::End Session::refuseFirst(const std::string& why) {
+Session::End Session::RefuseFirst(const std::string& why) {
   Wire::FrameHeader header;
-  m_connection.receiveHeader(header);
-  m_connection.nextNumber();
-  refuse("The runtime does not take the server's thread: " + why + " The command was not executed.",
+  m_connection.ReceiveHeader(header);
+  m_connection.NextNumber();
+  Refuse("The runtime does not take the server's thread: " + why + " The command was not executed.",
          Refusal::Busy);
   return End::Answered;
 }
 
 // Bytes that flow keep a frame going, but none buys more than `progress` in advance.
-void Session::limitBy(std::chrono::milliseconds progress) {
-  m_connection.socket().waitAtMost(progress);
-  m_connection.socket().waitWhileItFlows(progress, kPerByte);
+void Session::LimitBy(std::chrono::milliseconds progress) {
+  m_connection.Socket().WaitAtMost(progress);
+  m_connection.Socket().WaitWhileItFlows(progress, kPerByte);
 }
 
-Session::Next Session::awaitHeader() {
+Session::Next Session::AwaitHeader() {
   asio::error_code error;
-  if (m_connection.unread() == 0) {
-    m_connection.socket().waitUntil(std::nullopt);
+  if (m_connection.Unread() == 0) {
+    m_connection.Socket().WaitUntil(std::nullopt);
     const auto idle = m_around.options.idleTimeout;
-    const auto stay = m_around.crowd.isDense() ? kShortStay : kStay;
-    m_connection.socket().waitAtMost(idle.count() == 0 ? stay : std::min(stay, idle));
-    m_connection.readAhead(error);
+    const auto stay = m_around.crowd.IsDense() ? kShortStay : kStay;
+    m_connection.Socket().WaitAtMost(idle.count() == 0 ? stay : std::min(stay, idle));
+    m_connection.ReadAhead(error);
     if (error == asio::error::timed_out) {
       return Next::Idle;
     }
@@ -127,10 +127,10 @@ Session::Next Session::awaitHeader() {
       return Next::Close;
     }
   }
-  if (!error && !m_connection.hasHeader()) {
-    limitBy(m_around.options.readTimeout);
-    while (!error && !m_connection.hasHeader()) {
-      m_connection.readAhead(error);
+  if (!error && !m_connection.HasHeader()) {
+    LimitBy(m_around.options.readTimeout);
+    while (!error && !m_connection.HasHeader()) {
+      m_connection.ReadAhead(error);
     }
   }
   if (error == asio::error::operation_aborted) {
@@ -142,120 +142,120 @@ Session::Next Session::awaitHeader() {
   return Next::Frame;
 }
 
-Session::Next Session::answerNext() {
+Session::Next Session::AnswerNext() {
   Wire::FrameHeader header;
   try {
-    m_connection.receiveHeader(header);
+    m_connection.ReceiveHeader(header);
   } catch (const FrameTooLong& tooLong) {
-    m_connection.nextNumber();
-    return refuse(std::string("The command has ") + tooLong.what() + " (--max-frame-bytes).",
+    m_connection.NextNumber();
+    return Refuse(std::string("The command has ") + tooLong.what() + " (--max-frame-bytes).",
                   Refusal::Command);
   }
   const bool isLimited = header.milliseconds != Wire::kNoTimeLimit;
   const auto arrived = isLimited ? Clock::now() : Clock::time_point();
-  if (header.number != m_connection.nextNumber()) {
-    return refuse(Refusals::kOtherNumber, Refusal::Command);
+  if (header.number != m_connection.NextNumber()) {
+    return Refuse(Refusals::kOtherNumber, Refusal::Command);
   }
   if (header.status != Wire::Status::Payload) {
-    return refuse(Refusals::kNoCommand, Refusal::Command);
+    return Refuse(Refusals::kNoCommand, Refusal::Command);
   }
-  if (const Next next = receiveCommand(header); next != Next::Frame) {
+  if (const Next next = ReceiveCommand(header); next != Next::Frame) {
     return next;
   }
-  m_around.events.metrics().received(Wire::kFrameHeaderSize + header.length);
-  const Next next = reply(execute(header, arrived));
-  m_command.clear();
-  m_response.clear();
+  m_around.events.GetMetrics().Received(Wire::kFrameHeaderSize + header.length);
+  const Next next = Reply(Execute(header, arrived));
+  m_command.Clear();
+  m_response.Clear();
   return next;
 }
 
 // Memory is charged as the bytes come. A command that did not come altogether was not begun.
-Session::Next Session::receiveCommand(const Wire::FrameHeader& header) {
+Session::Next Session::ReceiveCommand(const Wire::FrameHeader& header) {
   try {
     m_command.begin(header.length);
-    if (m_connection.unread() < header.length) {
-      limitBy(m_around.options.readTimeout);
+    if (m_connection.Unread() < header.length) {
+      LimitBy(m_around.options.readTimeout);
     }
-    for (std::size_t got = 0; got < header.length; got = m_command.bytes().size()) {
+    for (std::size_t got = 0; got < header.length; got = m_command.Bytes().size()) {
       const std::size_t step = std::clamp(got, kFirstStep, kLongestStep);
-      m_connection.receiveBytes(m_command.extend(std::min(header.length - got, step)));
+      m_connection.ReceiveBytes(m_command.Extend(std::min(header.length - got, step)));
     }
     return Next::Frame;
   } catch (const MemoryUsedUp&) {
-    return refuse(Refusals::kNoMemory, Refusal::Busy);
+    return Refuse(Refusals::kNoMemory, Refusal::Busy);
   } catch (const std::system_error& error) {
     if (error.code() == asio::error::operation_aborted) {
-      return refuse(Refusals::kGoingAway, Refusal::GoingAway);
+      return Refuse(Refusals::kGoingAway, Refusal::GoingAway);
     }
     if (error.code() == asio::error::timed_out) {
-      return refuse(Refusals::kTooSlow, Refusal::Command);
+      return Refuse(Refusals::kTooSlow, Refusal::Command);
     }
     throw;
   }
 }
 
-Session::Next Session::refuse(const std::string& text, Refusal kind) {
-  m_command.clear();
-  return reply(notBegun(Wire::Status::FinalNotBegun, text, kind));
+Session::Next Session::Refuse(const std::string& text, Refusal kind) {
+  m_command.Clear();
+  return Reply(NotBegun(Wire::Status::FinalNotBegun, text, kind));
 }
 
-Session::Next Session::reply(const Answer& answer) {
+Session::Next Session::Reply(const Answer& answer) {
   Wire::FrameHeader header;
-  header.number = m_connection.number();
+  header.number = m_connection.Number();
   header.status = answer.status;
   const std::span<const std::uint8_t> bytes =
-      answer.status == Wire::Status::Payload ? m_response.bytes() : bytesOf(answer.text);
-  limitBy(m_around.options.writeTimeout);
-  m_connection.send(header, bytes);
-  m_around.events.metrics().sent(Wire::kFrameHeaderSize + bytes.size());
-  return Wire::endsConnection(answer.status) ? Next::Linger : Next::Frame;
+      answer.status == Wire::Status::Payload ? m_response.Bytes() : BytesOf(answer.text);
+  LimitBy(m_around.options.writeTimeout);
+  m_connection.Send(header, bytes);
+  m_around.events.GetMetrics().Sent(Wire::kFrameHeaderSize + bytes.size());
+  return Wire::EndsConnection(answer.status) ? Next::Linger : Next::Frame;
 }
 
 // The name of the handler is in the command's bytes, if they have come.
-Session::Answer Session::notBegun(Wire::Status status, std::string text, Refusal kind) {
-  m_around.events.notBegun(m_guest, handlerOf(m_command.bytes()), text, kind);
+Session::Answer Session::NotBegun(Wire::Status status, std::string text, Refusal kind) {
+  m_around.events.NotBegun(m_guest, HandlerOf(m_command.Bytes()), text, kind);
   return {status, std::move(text)};
 }
 
-Session::Answer Session::execute(const Wire::FrameHeader& header, Clock::time_point arrived) {
-  if (m_around.departure.hasBegun()) {
-    return notBegun(Wire::Status::FinalNotBegun, Refusals::kGoingAway, Refusal::GoingAway);
+Session::Answer Session::Execute(const Wire::FrameHeader& header, Clock::time_point arrived) {
+  if (m_around.departure.HasBegun()) {
+    return NotBegun(Wire::Status::FinalNotBegun, Refusals::kGoingAway, Refusal::GoingAway);
   }
-  if (isOver(header, arrived)) {
-    return notBegun(Wire::Status::TimeOver, Refusals::kTimeOver, Refusal::TimeOver);
+  if (IsOver(header, arrived)) {
+    return NotBegun(Wire::Status::TimeOver, Refusals::kTimeOver, Refusal::TimeOver);
   }
-  Answer answer = admit(m_command.bytes());
-  if (answer.text.size() > m_connection.limit()) {
-    answer.text.resize(m_connection.limit());
+  Answer answer = Admit(m_command.Bytes());
+  if (answer.text.size() > m_connection.Limit()) {
+    answer.text.resize(m_connection.Limit());
   }
   return answer;
 }
 
 // What the client may not do is not begun.
-Session::Answer Session::admit(std::span<std::uint8_t> command) {
-  const AccessRules::Client* client = m_guest.rules();
-  if (std::string refusal = whyRefused(command, m_around.options, client); !refusal.empty()) {
-    const bool byRules = whyRefused(command, m_around.options).empty();
-    return notBegun(Wire::Status::NotBegun, std::move(refusal),
+Session::Answer Session::Admit(std::span<std::uint8_t> command) {
+  const AccessRules::Client* client = m_guest.Rules();
+  if (std::string refusal = WhyRefused(command, m_around.options, client); !refusal.empty()) {
+    const bool byRules = WhyRefused(command, m_around.options).empty();
+    return NotBegun(Wire::Status::NotBegun, std::move(refusal),
                     byRules ? Refusal::Rules : Refusal::Command);
   }
   if (client == nullptr) {
-    return run(command);
+    return Run(command);
   }
-  const std::optional<AccessRules::Call> call = client->beginCall();
+  const std::optional<AccessRules::Call> call = client->BeginCall();
   if (!call) {
-    return notBegun(Wire::Status::NotBegun, client->tooManyCalls(), Refusal::Rules);
+    return NotBegun(Wire::Status::NotBegun, client->TooManyCalls(), Refusal::Rules);
   }
-  return run(command);
+  return Run(command);
 }
 
 // Whatever fails is an answer, but for the end of the thread, which cannot be stopped; the C++
 // runtime binds the reference that catches it to nothing, which the undefined-behaviour sanitizer
 // would report.
-__attribute__((no_sanitize("null"))) Session::Answer Session::run(std::span<std::uint8_t> command) {
-  RunningCall call(m_around.events, m_guest, handlerOf(command));
+__attribute__((no_sanitize("null"))) Session::Answer Session::Run(std::span<std::uint8_t> command) {
+  RunningCall call(m_around.events, m_guest, HandlerOf(command));
   try {
-    return runAs(command, call);
+    return RunAs(command, call);
   } catch (const abi::__forced_unwind&) {
     throw;
   } catch (const std::exception& error) {
@@ -267,25 +267,25 @@ __attribute__((no_sanitize("null"))) Session::Answer Session::run(std::span<std:
   }
 }
 
-Session::Answer Session::runAs(std::span<std::uint8_t> command, RunningCall& call) {
-  const std::size_t length = m_around.member.execute(command);
-  m_command.clear();
-  if (length > m_connection.limit()) {
-    m_around.member.dropResponse(length);
+Session::Answer Session::RunAs(std::span<std::uint8_t> command, RunningCall& call) {
+  const std::size_t length = m_around.member.Execute(command);
+  m_command.Clear();
+  if (length > m_connection.Limit()) {
+    m_around.member.DropResponse(length);
     return {Wire::Status::Error,
-            "The response has " + std::string(FrameTooLong(length, m_connection.limit()).what()) +
+            "The response has " + std::string(FrameTooLong(length, m_connection.Limit()).what()) +
                 " (--max-frame-bytes). The command was executed."};
   }
   try {
     m_response.begin(length);
-    m_around.member.readResponse(m_response.extend(length));
+    m_around.member.readResponse(m_response.Extend(length));
   } catch (const MemoryUsedUp& usedUp) {
-    m_around.member.dropResponse(length);
+    m_around.member.DropResponse(length);
     return {Wire::Status::Error, "The response has " + std::to_string(length) + " bytes, but " +
                                      usedUp.what() + ". The command was executed."};
   }
-  if (!isException(m_response.bytes())) {
-    call.answered();
+  if (!IsException(m_response.Bytes())) {
+    call.Answered();
   }
   return {};
 }

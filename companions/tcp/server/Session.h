@@ -48,13 +48,13 @@ class Session {
         m_response(surroundings.memory) {}
 
   /// Answers commands. Logs what is wrong; raises nothing but the end of the thread.
-  End run();
+  End Run();
 
   /// Any thread: the connection ends at once; a command that runs is not answered.
-  void cut() { m_connection.socket().cut(); }
+  void Cut() { m_connection.Socket().Cut(); }
 
   /// After run.
-  Guest takeGuest() { return std::move(m_guest); }
+  Guest TakeGuest() { return std::move(m_guest); }
 
  private:
   /// What becomes of the session after a frame.
@@ -64,19 +64,19 @@ class Session {
     std::string text{};  ///< in place of a response; else the response is in its buffer
   };
 
-  End serve();
-  End refuseFirst(const std::string& why);
-  Next awaitHeader();
-  Next answerNext();
-  Next receiveCommand(const Wire::FrameHeader& header);
-  Next reply(const Answer& answer);
-  Next refuse(const std::string& text, Refusal kind);
-  Answer execute(const Wire::FrameHeader& header, PatientSocket::Clock::time_point arrived);
-  Answer admit(std::span<std::uint8_t> command);
-  Answer notBegun(Wire::Status status, std::string text, Refusal kind);
-  Answer run(std::span<std::uint8_t> command);
-  Answer runAs(std::span<std::uint8_t> command, RunningCall& call);
-  void limitBy(std::chrono::milliseconds progress);
+  End Serve();
+  End RefuseFirst(const std::string& why);
+  Next AwaitHeader();
+  Next AnswerNext();
+  Next ReceiveCommand(const Wire::FrameHeader& header);
+  Next Reply(const Answer& answer);
+  Next Refuse(const std::string& text, Refusal kind);
+  Answer Execute(const Wire::FrameHeader& header, PatientSocket::Clock::time_point arrived);
+  Answer Admit(std::span<std::uint8_t> command);
+  Answer NotBegun(Wire::Status status, std::string text, Refusal kind);
+  Answer Run(std::span<std::uint8_t> command);
+  Answer RunAs(std::span<std::uint8_t> command, RunningCall& call);
+  void LimitBy(std::chrono::milliseconds progress);
 
   // Used by the session's thread alone, but for the end of the connection.
   Guest m_guest;

@@ -24,58 +24,58 @@ constexpr int kPauseMilliseconds = 10;
 
 // The mode of a descriptor is shared with all who have it, such as the shell, and must stay; the
 // same pipe or terminal opened once more has a mode of its own.
-FileDescriptor openedAnew(int descriptor, mode_t mode) {
+FileDescriptor OpenedAnew(int descriptor, mode_t mode) {
   if (!S_ISFIFO(mode) && !S_ISCHR(mode)) {
     return {};
   }
   const std::string path = "/proc/self/fd/" + std::to_string(descriptor);
-  return FileDescriptor::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY);
+  return FileDescriptor::Open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY);
 }
 
 }  // namespace
 
 StreamWriter::StreamWriter(int descriptor)
     : m_descriptor(descriptor), m_ending(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (!m_ending.owns()) {
+  if (!m_ending.Owns()) {
     throw std::system_error(errno, std::generic_category(), "Cannot make an event descriptor");
   }
   struct stat status {};
   if (fstat(descriptor, &status) == 0) {
     m_isSocket = S_ISSOCK(status.st_mode);
-    m_own = openedAnew(descriptor, status.st_mode);
+    m_own = OpenedAnew(descriptor, status.st_mode);
   }
 }
 
-bool StreamWriter::write(std::string_view line) {
+bool StreamWriter::Write(std::string_view line) {
   if (m_torn) {
-    const bool mended = writeAll("\n");
+    const bool mended = WriteAll("\n");
     if (!mended) {
       return false;
     }
     m_torn = false;
   }
-  return writeAll(line);
+  return WriteAll(line);
 }
 
-bool StreamWriter::writeAll(std::string_view bytes) {
+bool StreamWriter::WriteAll(std::string_view bytes) {
   Native::WriteSignalGuard guard;
   const std::size_t whole = bytes.size();
   while (!bytes.empty()) {
-    if (!awaitRoom()) {
+    if (!AwaitRoom()) {
       m_torn = m_torn || bytes.size() < whole;
       return false;
     }
     const std::size_t most = std::min(bytes.size(), kLongestLine);
     const ssize_t done = m_isSocket
-                             ? ::send(target(), bytes.data(), most, MSG_DONTWAIT | MSG_NOSIGNAL)
-                             : ::write(target(), bytes.data(), most);
+                             ? ::send(Target(), bytes.data(), most, MSG_DONTWAIT | MSG_NOSIGNAL)
+                             : ::write(Target(), bytes.data(), most);
     if (done >= 0) {
       bytes.remove_prefix(static_cast<std::size_t>(done));
     } else if (errno == EAGAIN) {
       pollfd ending{m_ending.get(), 0, 0};
       poll(&ending, 1, kPauseMilliseconds);
     } else if (errno != EINTR) {
-      guard.failed(errno);
+      guard.Failed(errno);
       m_torn = m_torn || bytes.size() < whole;
       return false;
     }
@@ -84,11 +84,11 @@ bool StreamWriter::writeAll(std::string_view bytes) {
 }
 
 // A stream that is broken has room: writing then says so.
-bool StreamWriter::awaitRoom() {
+bool StreamWriter::AwaitRoom() {
   for (;;) {
     const bool ends = m_end.load() != 0;
-    std::array<pollfd, 2> waiting{{{target(), POLLOUT, 0}, {m_ending.get(), POLLIN, 0}}};
-    const int ready = poll(waiting.data(), ends ? 1 : 2, millisecondsLeft());
+    std::array<pollfd, 2> waiting{{{Target(), POLLOUT, 0}, {m_ending.get(), POLLIN, 0}}};
+    const int ready = poll(waiting.data(), ends ? 1 : 2, MillisecondsLeft());
     if (ready > 0 && waiting[0].revents != 0) {
       return true;
     }
@@ -98,7 +98,7 @@ bool StreamWriter::awaitRoom() {
   }
 }
 
-int StreamWriter::millisecondsLeft() const {
+int StreamWriter::MillisecondsLeft() const {
   const Clock::rep end = m_end.load();
   if (end == 0) {
     return kNoEnd;
@@ -108,7 +108,7 @@ int StreamWriter::millisecondsLeft() const {
       std::max<std::int64_t>(0, std::chrono::ceil<std::chrono::milliseconds>(left).count()));
 }
 
-void StreamWriter::endWithin(std::chrono::milliseconds time) {
+void StreamWriter::EndWithin(std::chrono::milliseconds time) {
   m_end = (Clock::now() + time).time_since_epoch().count();
   // It has room for this; what could fail is no reason to stay.
   static_cast<void>(eventfd_write(m_ending.get(), 1));

@@ -11,9 +11,9 @@ namespace Ferrolink::Companions::Tcp::Server {
 
 /// Writes lines to a stream of the process, standard error or standard output, that somebody else
 /// may have closed or may not read. Raises no signal. Waits for room, but never beyond a time that
-/// endWithin has set.
+/// EndWithin has set.
 ///
-/// Thread rule: one thread writes; endWithin may come from any.
+/// Thread rule: one thread writes; EndWithin may come from any.
 class StreamWriter {
  public:
   /// Lines up to this length go into a pipe in one piece, whoever else writes there.
@@ -24,18 +24,18 @@ class StreamWriter {
   explicit StreamWriter(int descriptor);
 
   /// Whether the line was written as a whole. Where it was not, the next one begins on a new line.
-  bool write(std::string_view line);
+  bool Write(std::string_view line);
 
   /// From now on nothing is waited for longer than this, all lines taken together.
-  void endWithin(std::chrono::milliseconds time);
+  void EndWithin(std::chrono::milliseconds time);
 
  private:
   using Clock = std::chrono::steady_clock;
 
-  [[nodiscard]] int target() const { return m_own.owns() ? m_own.get() : m_descriptor; }
-  bool writeAll(std::string_view bytes);
-  bool awaitRoom();
-  [[nodiscard]] int millisecondsLeft() const;
+  [[nodiscard]] int Target() const { return m_own.Owns() ? m_own.get() : m_descriptor; }
+  bool WriteAll(std::string_view bytes);
+  bool AwaitRoom();
+  [[nodiscard]] int MillisecondsLeft() const;
 
   // Constant after construction.
   const int m_descriptor;

@@ -30,44 +30,44 @@ constexpr int kFailure = 1;
 constexpr int kWrongUsage = 2;
 
 // A JVM that starts is visible before threads may attach to it.
-std::function<std::optional<Metrics::Heap>()> heapOnceStarted(const Readiness& readiness) {
+std::function<std::optional<Metrics::Heap>()> HeapOnceStarted(const Readiness& readiness) {
   return [&readiness]() -> std::optional<Metrics::Heap> {
-    if (readiness.state() == Readiness::State::Starting) {
+    if (readiness.CurrentState() == Readiness::State::Starting) {
       return std::nullopt;
     }
-    return jvmHeap();
+    return JvmHeap();
   };
 }
 
-void serve(const ServerOptions& options, ServiceManager& manager) {
+void Serve(const ServerOptions& options, ServiceManager& manager) {
   // What comes first ends last: the log hears of all others, and the metrics ask them.
   ServerLog log({.format = options.logFormat, .access = options.accessLog});
   Readiness readiness;
   MemoryBudget memory(options.memoryLimit);
   const bool hasJvm = options.runtime == Ferrolink::Native::Definitions::Runtime::Jvm;
-  Metrics metrics({.bufferBytes = [&] { return memory.used(); },
-                   .logLinesLost = [&] { return log.lost(); },
-                   .isReady = [&] { return readiness.isReady(); },
-                   .heap = hasJvm ? heapOnceStarted(readiness)
+  Metrics metrics({.bufferBytes = [&] { return memory.Used(); },
+                   .logLinesLost = [&] { return log.Lost(); },
+                   .isReady = [&] { return readiness.IsReady(); },
+                   .heap = hasJvm ? HeapOnceStarted(readiness)
                                   : std::function<std::optional<Metrics::Heap>()>()});
   const Events events(log, metrics);
   std::optional<AdminServer> admin;
   if (options.admin) {
     admin.emplace(AdminServer::Settings{.listen = *options.admin}, readiness,
-                  [&] { return metrics.text(); });
-    printLine(STDOUT_FILENO, "probes and metrics are on " + nameOf(admin->address()));
+                  [&] { return metrics.Text(); });
+    PrintLine(STDOUT_FILENO, "probes and metrics are on " + NameOf(admin->Address()));
   }
-  const FileDescriptor listener = manager.takeListener();
+  const FileDescriptor listener = manager.TakeListener();
   const Member member(options);
   Server server(options, member, {events, memory, readiness, manager}, listener);
-  if (server.isReachableFromOutside() && options.clientAuthorities.empty()) {
-    printLine(STDERR_FILENO,
+  if (server.IsReachableFromOutside() && options.clientAuthorities.empty()) {
+    PrintLine(STDERR_FILENO,
               "whoever reaches this address may call the handlers; --tls-client-ca FILE would ask "
               "who it is");
   }
-  printLine(STDOUT_FILENO, std::string(options.runtimeName()) + " listens on " + server.address() +
-                               (options.usesTls() ? " (TLS)" : " (plain TCP)"));
-  server.run();
+  PrintLine(STDOUT_FILENO, std::string(options.RuntimeName()) + " listens on " + server.Address() +
+                               (options.UsesTls() ? " (TLS)" : " (plain TCP)"));
+  server.Run();
 }
 
 }  // namespace
@@ -80,24 +80,24 @@ int main(int argc, char** argv) {
     // them. Their log file has all of them.
     setenv("FERROLINK_LOGGING_LEVEL", "off", 0);
     ServiceManager manager;
-    const ServerOptions options = parseOptions(argc, argv);
+    const ServerOptions options = ParseOptions(argc, argv);
     if (options.help) {
-      std::cout << usage();
+      std::cout << Usage();
       return 0;
     }
     if (options.version) {
       std::cout << "ferrolink-server " << FERROLINK_VERSION << "\n";
       return 0;
     }
-    serve(options, manager);
-    printLine(STDOUT_FILENO, "ended");
+    Serve(options, manager);
+    PrintLine(STDOUT_FILENO, "ended");
     return 0;
   } catch (const UsageError& error) {
-    printLine(STDERR_FILENO, error.what());
-    printLine(STDERR_FILENO, "--help lists the options");
+    PrintLine(STDERR_FILENO, error.what());
+    PrintLine(STDERR_FILENO, "--help lists the options");
     return kWrongUsage;
   } catch (const std::exception& error) {
-    printLine(STDERR_FILENO, error.what());
+    PrintLine(STDERR_FILENO, error.what());
     return kFailure;
   }
 }

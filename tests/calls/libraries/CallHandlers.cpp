@@ -18,19 +18,19 @@ using Ferrolink::Cpp::Runtime;
 using Ferrolink::Cpp::ToText;
 using Span = std::span<const std::uint8_t>;
 
-Bytes mirror(Span payload) {
+Bytes Mirror(Span payload) {
   Bytes answer = Ferrolink::Cpp::ToBytes("cpp ");
   answer.insert(answer.end(), payload.begin(), payload.end());
   return answer;
 }
 
-Bytes refuse(Span payload) {
+Bytes Refuse(Span payload) {
   const std::string reason = ToText(payload);
   throw std::runtime_error("cpp refuses " + std::string(500, reason.at(0)) + " " + reason);
 }
 
 // Calls the Java program back until the depth that the first byte says is used up.
-Bytes down(const Caller& caller, Span payload) {
+Bytes Down(const Caller& caller, Span payload) {
   Bytes answer;
   if (payload[0] > 0) {
     answer = caller.Call(Runtime::Jvm, "down", Bytes{static_cast<std::uint8_t>(payload[0] - 1)});
@@ -41,12 +41,12 @@ Bytes down(const Caller& caller, Span payload) {
 
 // Ends the process in the way that the payload names.
 Bytes end(Span payload) {
-  FerrolinkTest::endProcess(ToText(payload));
+  Ferrolink::Tests::EndProcess(ToText(payload));
   return {};
 }
 
 // Calls Java twice on a thread of its own that stays attached; answers what the second call did.
-Bytes callTwice(Span payload) {
+Bytes CallTwice(Span payload) {
   Bytes answer;
   std::thread([&] {
     const Ferrolink::Host::ThreadAttachment attachment;
@@ -58,7 +58,7 @@ Bytes callTwice(Span payload) {
 }
 
 // Ends the thread in the way that the payload names.
-Bytes endThread(Span payload) {
+Bytes EndThread(Span payload) {
   const std::string way = ToText(payload);
   if (way == "nested") {
     return Caller().Call(Runtime::Cpp, "end-thread", "pthread_exit");
@@ -70,7 +70,7 @@ Bytes endThread(Span payload) {
   pthread_exit(nullptr);
 }
 
-std::int32_t endThreadInC(void* /*context*/, const std::uint8_t* /*payload*/,
+std::int32_t EndThreadInC(void* /*context*/, const std::uint8_t* /*payload*/,
                           std::size_t /*length*/, ferrolink_reply* /*reply*/) {
   pthread_exit(nullptr);
 }
@@ -79,20 +79,20 @@ std::int32_t endThreadInC(void* /*context*/, const std::uint8_t* /*payload*/,
 
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
   const Registrar registrar(table);
-  registrar.Register("mirror", mirror);
-  registrar.Register("refuse", refuse);
+  registrar.Register("mirror", Mirror);
+  registrar.Register("refuse", Refuse);
   registrar.Register("end", end);
-  registrar.Register("end-thread", endThread);
-  const ferrolink_handler inC{endThreadInC, nullptr, nullptr};
+  registrar.Register("end-thread", EndThread);
+  const ferrolink_handler inC{EndThreadInC, nullptr, nullptr};
   table->register_handler("end-thread-in-C", 15, &inC);
-  registrar.Register("call-twice", callTwice);
+  registrar.Register("call-twice", CallTwice);
   registrar.Register("back", [](Span payload) {
     static const Caller caller;
     return caller.Call(Runtime::Jvm, "echo", payload);
   });
   registrar.Register("down", [](Span payload) {
     static const Caller caller;
-    return down(caller, payload);
+    return Down(caller, payload);
   });
   return FERROLINK_OK;
 }

@@ -9,7 +9,7 @@
 namespace Ferrolink::Tests {
 namespace {
 
-std::string sourceOf(char letter) {
+std::string SourceOf(char letter) {
   const std::string value(4000, letter);
   return R"({"proxy": {"host": ")" + value + R"("}, "runtimes": {"jvm": {"default": {"host": ")" +
          value + R"(", "port": )" + (letter == 'a' ? "1111" : "2222") + "}}}}";
@@ -18,10 +18,10 @@ std::string sourceOf(char letter) {
 TEST_F(Configs, ReadersSeeTheOldOrTheNewConfigurationWhileSourcesAreExchanged) {
   constexpr int kReaders = 4;
   constexpr int kExchanges = 300;
-  const std::string first = sourceOf('a');
-  const std::string second = sourceOf('b');
-  const std::string path = directory.write("b.json", second);
-  ASSERT_EQ(0, setSource(first));
+  const std::string first = SourceOf('a');
+  const std::string second = SourceOf('b');
+  const std::string path = m_directory.Write("b.json", second);
+  ASSERT_EQ(0, SetSource(first));
 
   std::latch start(kReaders + 2);
   std::atomic<bool> done = false;
@@ -33,9 +33,9 @@ TEST_F(Configs, ReadersSeeTheOldOrTheNewConfigurationWhileSourcesAreExchanged) {
     threads.emplace_back([&] {
       start.arrive_and_wait();
       do {
-        const std::string host = text("GetProxyHost");
-        const std::string channelHost = text("GetChannelHost", "jvm", "default");
-        const int channelPort = port("jvm", "default");
+        const std::string host = Text("GetProxyHost");
+        const std::string channelHost = Text("GetChannelHost", "jvm", "default");
+        const int channelPort = Port("jvm", "default");
         const bool whole = host == std::string(4000, host.at(0)) &&
                            channelHost == std::string(4000, channelHost.at(0)) &&
                            (channelPort == 1111 || channelPort == 2222);
@@ -46,12 +46,12 @@ TEST_F(Configs, ReadersSeeTheOldOrTheNewConfigurationWhileSourcesAreExchanged) {
   threads.emplace_back([&] {
     start.arrive_and_wait();
     for (int exchange = 0; exchange < kExchanges; ++exchange) {
-      failures += setDirectory(exchange % 2 == 0 ? "/" : directory.path()) == 0 ? 0 : 1;
+      failures += SetDirectory(exchange % 2 == 0 ? "/" : m_directory.Path()) == 0 ? 0 : 1;
     }
   });
   start.arrive_and_wait();
   for (int exchange = 0; exchange < kExchanges; ++exchange) {
-    failures += setSource(exchange % 2 == 0 ? path : first) == 0 ? 0 : 1;
+    failures += SetSource(exchange % 2 == 0 ? path : first) == 0 ? 0 : 1;
   }
   done = true;
   for (std::thread& thread : threads) {
@@ -59,8 +59,8 @@ TEST_F(Configs, ReadersSeeTheOldOrTheNewConfigurationWhileSourcesAreExchanged) {
   }
   EXPECT_EQ(0, mixtures);
   EXPECT_EQ(0, failures);
-  EXPECT_EQ(std::string(4000, 'a'), text("GetProxyHost"));
-  EXPECT_EQ(directory.path(), text("GetWorkingDirectory"));
+  EXPECT_EQ(std::string(4000, 'a'), Text("GetProxyHost"));
+  EXPECT_EQ(m_directory.Path(), Text("GetWorkingDirectory"));
 }
 
 }  // namespace

@@ -7,8 +7,8 @@
 #include <cstddef>
 #include <string>
 
+#include "tests/companions/utils/ScratchDirectory.h"
 #include "tests/companions/utils/SharedLibrary.h"
-#include "tests/companions/utils/TemporaryDirectory.h"
 
 namespace Ferrolink::Tests {
 
@@ -16,56 +16,57 @@ namespace Ferrolink::Tests {
 /// process of its own.
 class Configs : public ::testing::Test {
  protected:
-  using Set = int(const char*);
-  using Number = int();
-  using ChannelNumber = int(const char*, const char*);
-  using Text = int(char*, std::size_t);
-  using ChannelText = int(const char*, const char*, char*, std::size_t);
+  using SetFunction = int(const char*);
+  using NumberFunction = int();
+  using ChannelNumberFunction = int(const char*, const char*);
+  using TextFunction = int(char*, std::size_t);
+  using ChannelTextFunction = int(const char*, const char*, char*, std::size_t);
 
   template <class Function>
-  [[nodiscard]] Function* find(const char* name) const {
-    return library.find<Function>(name);
+  [[nodiscard]] Function* Find(const char* name) const {
+    return m_library.Find<Function>(name);
   }
 
-  [[nodiscard]] int setSource(const std::string& source) const {
-    return find<Set>("SetConfigSource")(source.c_str());
+  [[nodiscard]] int SetSource(const std::string& source) const {
+    return Find<SetFunction>("SetConfigSource")(source.c_str());
   }
-  [[nodiscard]] int setDirectory(const std::string& path) const {
-    return find<Set>("SetWorkingDirectory")(path.c_str());
+  [[nodiscard]] int SetDirectory(const std::string& path) const {
+    return Find<SetFunction>("SetWorkingDirectory")(path.c_str());
   }
 
   /// What standard error gets while `set` is given `argument` and refuses it.
-  [[nodiscard]] std::string refusal(const char* set, const char* argument) const {
+  [[nodiscard]] std::string Refusal(const char* set, const char* argument) const {
     testing::internal::CaptureStderr();
-    const int result = find<Set>(set)(argument);
+    const int result = Find<SetFunction>(set)(argument);
     std::string printed = testing::internal::GetCapturedStderr();
     EXPECT_GT(0, result);
     return printed;
   }
-  [[nodiscard]] std::string refusal(const std::string& source) const {
-    return refusal("SetConfigSource", source.c_str());
+  [[nodiscard]] std::string Refusal(const std::string& source) const {
+    return Refusal("SetConfigSource", source.c_str());
   }
 
-  [[nodiscard]] int number(const char* name) const { return find<Number>(name)(); }
-  [[nodiscard]] int port(const char* runtime, const char* config) const {
-    return find<ChannelNumber>("GetChannelPort")(runtime, config);
+  [[nodiscard]] int Number(const char* name) const { return Find<NumberFunction>(name)(); }
+  [[nodiscard]] int Port(const char* runtime, const char* config) const {
+    return Find<ChannelNumberFunction>("GetChannelPort")(runtime, config);
   }
 
   /// The text that the query `name` gives; "error: " and the error text where it fails.
-  [[nodiscard]] std::string text(const char* name) const {
-    return ask([&](char* buffer, std::size_t size) { return find<Text>(name)(buffer, size); });
+  [[nodiscard]] std::string Text(const char* name) const {
+    return Ask(
+        [&](char* buffer, std::size_t size) { return Find<TextFunction>(name)(buffer, size); });
   }
-  [[nodiscard]] std::string text(const char* name, const char* runtime, const char* config) const {
-    return ask([&](char* buffer, std::size_t size) {
-      return find<ChannelText>(name)(runtime, config, buffer, size);
+  [[nodiscard]] std::string Text(const char* name, const char* runtime, const char* config) const {
+    return Ask([&](char* buffer, std::size_t size) {
+      return Find<ChannelTextFunction>(name)(runtime, config, buffer, size);
     });
   }
 
-  TemporaryDirectory directory;
+  ScratchDirectory m_directory;
 
  private:
   template <class Query>
-  static std::string ask(Query query) {
+  static std::string Ask(Query query) {
     std::array<char, 8192> buffer;
     buffer.fill('#');
     const int result = query(buffer.data(), buffer.size());
@@ -77,7 +78,7 @@ class Configs : public ::testing::Test {
     return text;
   }
 
-  SharedLibrary library{"libConfigs.so"};
+  SharedLibrary m_library{"libConfigs.so"};
 };
 
 }  // namespace Ferrolink::Tests

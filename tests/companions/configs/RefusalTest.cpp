@@ -19,7 +19,7 @@ void PrintTo(const Refusal& refusal, std::ostream* out) {
   *out << refusal.name;
 }
 
-std::string nested(int levels) {
+std::string Nested(int levels) {
   std::string text;
   for (int level = 0; level < levels; ++level) {
     text += "{\"a\":";
@@ -30,12 +30,12 @@ std::string nested(int levels) {
 class ConfigsRefusal : public Configs, public ::testing::WithParamInterface<Refusal> {};
 
 TEST_P(ConfigsRefusal, IsOneLineOnStandardErrorAndChangesNothing) {
-  ASSERT_EQ(0, setSource(kKept));
+  ASSERT_EQ(0, SetSource(kKept));
   EXPECT_EQ("Ferrolink configuration: JSON text: " + GetParam().text + "\n",
-            refusal(GetParam().source));
-  EXPECT_EQ(kKept, text("GetConfigSource"));
-  EXPECT_EQ("all", text("GetLoggingLevel"));
-  EXPECT_EQ("kept.example", text("GetProxyHost"));
+            Refusal(GetParam().source));
+  EXPECT_EQ(kKept, Text("GetConfigSource"));
+  EXPECT_EQ("all", Text("GetLoggingLevel"));
+  EXPECT_EQ("kept.example", Text("GetProxyHost"));
 }
 
 const char* const kAllowedInProxy =
@@ -45,11 +45,11 @@ const char* const kAllowedInChannel =
 const char* const kRuntimes =
     R"("clr", "cpp", "go", "jvm", "netcore", "nodejs", "perl", "php", "python", "python2", "ruby")";
 
-std::string jvm(const std::string& members) {
+std::string Jvm(const std::string& members) {
   return R"({"runtimes": {"jvm": {"default": {)" + members + "}}}}";
 }
 
-std::string place(const std::string& rest) {
+std::string Place(const std::string& rest) {
   return "/runtimes/jvm/default" + rest;
 }
 
@@ -71,7 +71,7 @@ INSTANTIATE_TEST_SUITE_P(
             "\\u000A or \\n"},
         Refusal{"HugeNumber", R"({"proxy": {"password": 1e999}})",
                 "/proxy/password: a number is out of range"},
-        Refusal{"TooDeep", nested(33), "nested more than 32 levels deep"}),
+        Refusal{"TooDeep", Nested(33), "nested more than 32 levels deep"}),
     [](const auto& refusal) { return std::string(refusal.param.name); });
 
 INSTANTIATE_TEST_SUITE_P(
@@ -82,8 +82,8 @@ INSTANTIATE_TEST_SUITE_P(
                 R"("runtimes", "endpoints")"},
         Refusal{"UnknownProxyKey", R"({"proxy": {"pasword": "secret"}})",
                 std::string("/proxy/pasword: unknown key; ") + kAllowedInProxy},
-        Refusal{"UnknownChannelKey", jvm(R"("Port": 1)"),
-                place("/Port: unknown key; ") + kAllowedInChannel},
+        Refusal{"UnknownChannelKey", Jvm(R"("Port": 1)"),
+                Place("/Port: unknown key; ") + kAllowedInChannel},
         Refusal{"UnknownRuntime", R"({"runtimes": {"jvn": {}}})",
                 std::string("/runtimes/jvn: unknown runtime; known are ") + kRuntimes},
         Refusal{"SameKeyTwice", R"({"proxy": {"host": "a", "port": 1, "host": "b"}})",
@@ -109,36 +109,36 @@ INSTANTIATE_TEST_SUITE_P(
         Refusal{"RuntimeNoObject", R"({"runtimes": {"jvm": null}})",
                 "/runtimes/jvm: expected an object, got null"},
         Refusal{"ChannelNoObject", R"({"runtimes": {"jvm": {"default": true}}})",
-                place(": expected an object, got true")},
-        Refusal{"HostNoText", jvm(R"("host": 5)"),
-                place("/host: expected a text that is not empty, got 5")},
-        Refusal{"HostEmpty", jvm(R"("host": "")"),
-                place("/host: expected a text that is not empty, got \"\"")},
-        Refusal{"HostWithNul", jvm(R"("host": "a\u0000b")"),
-                place("/host: expected a text without control characters, got \"a\\u0000b\"")},
-        Refusal{"PortText", jvm(R"("port": "x")"),
-                place("/port: expected an integer 1 to 65535, got \"x\"")},
-        Refusal{"PortZero", jvm(R"("port": 0)"),
-                place("/port: expected an integer 1 to 65535, got 0")},
-        Refusal{"PortNegative", jvm(R"("port": -1)"),
-                place("/port: expected an integer 1 to 65535, got -1")},
-        Refusal{"PortTooHigh", jvm(R"("port": 65536)"),
-                place("/port: expected an integer 1 to 65535, got 65536")},
-        Refusal{"PortHuge", jvm(R"("port": 4294967297)"),
-                place("/port: expected an integer 1 to 65535, got 4294967297")},
-        Refusal{"PortFraction", jvm(R"("port": 80.0)"),
-                place("/port: expected an integer 1 to 65535, got 80.0")},
-        Refusal{"UnknownChannel", jvm(R"("channel": "udp")"),
-                place(R"(/channel: expected one of "inMemory", "tcp", "tcpTls", got "udp")")},
-        Refusal{"LongValue", jvm("\"channel\": \"" + std::string(59, 'x') + "äää\""),
-                place(R"(/channel: expected one of "inMemory", "tcp", "tcpTls", got ")") +
+                Place(": expected an object, got true")},
+        Refusal{"HostNoText", Jvm(R"("host": 5)"),
+                Place("/host: expected a text that is not empty, got 5")},
+        Refusal{"HostEmpty", Jvm(R"("host": "")"),
+                Place("/host: expected a text that is not empty, got \"\"")},
+        Refusal{"HostWithNul", Jvm(R"("host": "a\u0000b")"),
+                Place("/host: expected a text without control characters, got \"a\\u0000b\"")},
+        Refusal{"PortText", Jvm(R"("port": "x")"),
+                Place("/port: expected an integer 1 to 65535, got \"x\"")},
+        Refusal{"PortZero", Jvm(R"("port": 0)"),
+                Place("/port: expected an integer 1 to 65535, got 0")},
+        Refusal{"PortNegative", Jvm(R"("port": -1)"),
+                Place("/port: expected an integer 1 to 65535, got -1")},
+        Refusal{"PortTooHigh", Jvm(R"("port": 65536)"),
+                Place("/port: expected an integer 1 to 65535, got 65536")},
+        Refusal{"PortHuge", Jvm(R"("port": 4294967297)"),
+                Place("/port: expected an integer 1 to 65535, got 4294967297")},
+        Refusal{"PortFraction", Jvm(R"("port": 80.0)"),
+                Place("/port: expected an integer 1 to 65535, got 80.0")},
+        Refusal{"UnknownChannel", Jvm(R"("channel": "udp")"),
+                Place(R"(/channel: expected one of "inMemory", "tcp", "tcpTls", got "udp")")},
+        Refusal{"LongValue", Jvm("\"channel\": \"" + std::string(59, 'x') + "äää\""),
+                Place(R"(/channel: expected one of "inMemory", "tcp", "tcpTls", got ")") +
                     std::string(59, 'x') + "...\""},
-        Refusal{"TcpWithoutPort", jvm(R"("channel": "tcp", "host": "h")"),
-                place(R"(: the channel "tcp" needs "host" and "port")")},
-        Refusal{"TcpTlsWithoutHost", jvm(R"("channel": "tcpTls", "port": 1)"),
-                place(R"(: the channel "tcpTls" needs "host" and "port")")},
-        Refusal{"UnknownRuntimeName", jvm(R"("runtimeName": "java")"),
-                place("/runtimeName: unknown runtime; known are ") + kRuntimes},
+        Refusal{"TcpWithoutPort", Jvm(R"("channel": "tcp", "host": "h")"),
+                Place(R"(: the channel "tcp" needs "host" and "port")")},
+        Refusal{"TcpTlsWithoutHost", Jvm(R"("channel": "tcpTls", "port": 1)"),
+                Place(R"(: the channel "tcpTls" needs "host" and "port")")},
+        Refusal{"UnknownRuntimeName", Jvm(R"("runtimeName": "java")"),
+                Place("/runtimeName: unknown runtime; known are ") + kRuntimes},
         Refusal{"UnknownLevel", R"({"loggingLevel": 2})",
                 R"(/loggingLevel: expected one of "off", "runtimeinfo", "all", got 2)"},
         Refusal{"MissingDirectory", R"({"workingDirectory": "/no/such"})",
@@ -167,80 +167,80 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(Configs, ATextThatIsTooLargeIsRefused) {
   EXPECT_EQ("Ferrolink configuration: JSON text: larger than 1048576 bytes\n",
-            refusal("{" + std::string(1'048'576, ' ')));
+            Refusal("{" + std::string(1'048'576, ' ')));
 }
 
 TEST_F(Configs, AFilesRefusalNamesTheFile) {
-  const std::string path = directory.write("app.json", jvm(R"("port": "x")"));
+  const std::string path = m_directory.Write("app.json", Jvm(R"("port": "x")"));
   EXPECT_EQ("Ferrolink configuration: " + path +
                 ": /runtimes/jvm/default/port: expected an integer 1 to 65535, got \"x\"\n",
-            refusal(path));
-  static_cast<void>(directory.write("app.json", "{\n\"proxy\" 1}"));
+            Refusal(path));
+  static_cast<void>(m_directory.Write("app.json", "{\n\"proxy\" 1}"));
   EXPECT_EQ("Ferrolink configuration: " + path +
                 ": line 2, column 9: unexpected number literal; expected ':'\n",
-            refusal(path));
-  static_cast<void>(directory.write("app.json", "[1]"));
+            Refusal(path));
+  static_cast<void>(m_directory.Write("app.json", "[1]"));
   EXPECT_EQ("Ferrolink configuration: " + path + ": expected an object, got an array\n",
-            refusal(path));
-  static_cast<void>(directory.write("app.json", ""));
+            Refusal(path));
+  static_cast<void>(m_directory.Write("app.json", ""));
   EXPECT_EQ("Ferrolink configuration: " + path +
                 ": line 1, column 1: unexpected end of input; expected '[', '{', or a literal\n",
-            refusal(path));
-  static_cast<void>(directory.write("app.json", std::string("{}\n\0{", 5)));
+            Refusal(path));
+  static_cast<void>(m_directory.Write("app.json", std::string("{}\n\0{", 5)));
   EXPECT_EQ("Ferrolink configuration: " + path + ": line 2, column 1: a NUL character\n",
-            refusal(path));
-  static_cast<void>(directory.write("app.json", std::string(1'048'577, ' ')));
-  EXPECT_EQ("Ferrolink configuration: " + path + ": larger than 1048576 bytes\n", refusal(path));
+            Refusal(path));
+  static_cast<void>(m_directory.Write("app.json", std::string(1'048'577, ' ')));
+  EXPECT_EQ("Ferrolink configuration: " + path + ": larger than 1048576 bytes\n", Refusal(path));
 }
 
 TEST_F(Configs, AFileThatCannotBeReadIsRefused) {
   const std::string start = "Ferrolink configuration: ";
-  EXPECT_EQ(start + directory.path("none") + ": cannot open: No such file or directory\n",
-            refusal(directory.path("none")));
-  EXPECT_EQ(start + directory.path() + ": not a regular file\n", refusal(directory.path()));
-  ASSERT_EQ(0, mkfifo(directory.path("pipe").c_str(), 0600));
-  EXPECT_EQ(start + directory.path("pipe") + ": not a regular file\n",
-            refusal(directory.path("pipe")));
+  EXPECT_EQ(start + m_directory.Path("none") + ": cannot open: No such file or directory\n",
+            Refusal(m_directory.Path("none")));
+  EXPECT_EQ(start + m_directory.Path() + ": not a regular file\n", Refusal(m_directory.Path()));
+  ASSERT_EQ(0, mkfifo(m_directory.Path("pipe").c_str(), 0600));
+  EXPECT_EQ(start + m_directory.Path("pipe") + ": not a regular file\n",
+            Refusal(m_directory.Path("pipe")));
 }
 
 TEST_F(Configs, APathInARefusalStaysOnOneLine) {
   EXPECT_EQ(
       "Ferrolink configuration: a\\u001b[2J\\u0085\xEF\xBF\xBDü: cannot open: No such file or "
       "directory\n",
-      refusal("a\x1b[2J\xc2\x85\xffü"));
+      Refusal("a\x1b[2J\xc2\x85\xffü"));
 }
 
 TEST_F(Configs, WhatLooksLikeTextIsNotRepeatedAsAPath) {
   const std::string start =
       "Ferrolink configuration: the source, taken for a path as it does not begin with \"{\": "
       "cannot open: ";
-  EXPECT_EQ(start + "No such file or directory\n", refusal(R"("password": "secret")"));
-  EXPECT_EQ(start + "No such file or directory\n", refusal("password: secret\n"));
-  EXPECT_EQ(start + "File name too long\n", refusal(std::string(5000, 'x')));
+  EXPECT_EQ(start + "No such file or directory\n", Refusal(R"("password": "secret")"));
+  EXPECT_EQ(start + "No such file or directory\n", Refusal("password: secret\n"));
+  EXPECT_EQ(start + "File name too long\n", Refusal(std::string(5000, 'x')));
 }
 
 TEST_F(Configs, EmptyTextsAndNullPointersAreRefused) {
-  EXPECT_EQ("Ferrolink configuration: the source is empty\n", refusal(""));
-  EXPECT_EQ("Ferrolink configuration: the source is empty\n", refusal(" \n"));
+  EXPECT_EQ("Ferrolink configuration: the source is empty\n", Refusal(""));
+  EXPECT_EQ("Ferrolink configuration: the source is empty\n", Refusal(" \n"));
   EXPECT_EQ("Ferrolink configuration: the source is a null pointer\n",
-            refusal("SetConfigSource", nullptr));
+            Refusal("SetConfigSource", nullptr));
   EXPECT_EQ("Ferrolink configuration: the working directory is empty\n",
-            refusal("SetWorkingDirectory", ""));
+            Refusal("SetWorkingDirectory", ""));
   EXPECT_EQ("Ferrolink configuration: the working directory is a null pointer\n",
-            refusal("SetWorkingDirectory", nullptr));
+            Refusal("SetWorkingDirectory", nullptr));
 }
 
 TEST_F(Configs, ARefusedWorkingDirectoryLeavesTheFormerOne) {
-  ASSERT_EQ(0, setDirectory(directory.path()));
+  ASSERT_EQ(0, SetDirectory(m_directory.Path()));
   EXPECT_EQ(
       "Ferrolink configuration: the working directory: no directory /no/such: No such file or "
       "directory\n",
-      refusal("SetWorkingDirectory", "/no/such"));
+      Refusal("SetWorkingDirectory", "/no/such"));
   EXPECT_EQ(
       "Ferrolink configuration: the working directory: no directory /dev/null: it is something "
       "else\n",
-      refusal("SetWorkingDirectory", "/dev/null"));
-  EXPECT_EQ(directory.path(), text("GetWorkingDirectory"));
+      Refusal("SetWorkingDirectory", "/dev/null"));
+  EXPECT_EQ(m_directory.Path(), Text("GetWorkingDirectory"));
 }
 
 }  // namespace

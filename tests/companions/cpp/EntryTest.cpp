@@ -3,15 +3,15 @@
 #include <set>
 #include <thread>
 
-#include "tests/companions/cpp/Support.h"
+#include "tests/companions/cpp/CppMemberCases.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using Creator = IReceiver*(RuntimeOperationMode);
 using TransmitterCreator = ITransmitter*(RuntimeOperationMode);
 
-std::set<std::string> symbolsOf(const std::string& listing) {
+std::set<std::string> SymbolsOf(const std::string& listing) {
   std::set<std::string> symbols;
   std::FILE* pipe = popen(listing.c_str(), "r");
   char line[1024];
@@ -34,96 +34,96 @@ TEST(CppEntry, ExportsExactlyTheListedSymbols) {
   for (std::string symbol; std::getline(list, symbol);) {
     expected.insert(symbol);
   }
-  std::set<std::string> exports = symbolsOf(std::string(NM) + " -D --defined-only --format=posix " +
+  std::set<std::string> exports = SymbolsOf(std::string(NM) + " -D --defined-only --format=posix " +
                                             FERROLINKCPPRUNTIMENATIVE_PATH);
   exports.erase(kNeverCalled);
   EXPECT_EQ(exports, expected);
 }
 
 PROCESS_CASE(createRoles) {
-  auto* getReceiver = exported<IReceiver*()>("GetReceiver");
-  auto* getTransmitter = exported<ITransmitter*()>("GetTransmitter");
-  report(getReceiver() == nullptr && getTransmitter() == nullptr ? "none" : "some");
+  auto* getReceiver = Exported<IReceiver*()>("GetReceiver");
+  auto* getTransmitter = Exported<ITransmitter*()>("GetTransmitter");
+  Report(getReceiver() == nullptr && getTransmitter() == nullptr ? "none" : "some");
   auto* transmitter =
-      exported<TransmitterCreator>("CreateTransmitter")(RuntimeOperationMode::CallingRuntime);
-  report(getTransmitter() == transmitter && getReceiver() == nullptr ? "transmitter" : "other");
-  IReceiver* receiver = exported<Creator>("CreateReceiver")(RuntimeOperationMode::CalledRuntime);
-  report(exported<Creator>("CreateReceiver")(RuntimeOperationMode::CallingRuntime) == receiver &&
+      Exported<TransmitterCreator>("CreateTransmitter")(RuntimeOperationMode::CallingRuntime);
+  Report(getTransmitter() == transmitter && getReceiver() == nullptr ? "transmitter" : "other");
+  IReceiver* receiver = Exported<Creator>("CreateReceiver")(RuntimeOperationMode::CalledRuntime);
+  Report(Exported<Creator>("CreateReceiver")(RuntimeOperationMode::CallingRuntime) == receiver &&
                  getReceiver() == receiver
              ? "one receiver"
              : "several");
-  report(receiver->LoadOptimizedMethod("m"));
-  report(receiver->SetEmbeddedRuntime(8, "p"));
-  report(receiver->DeployRuntime(nullptr, 0, "p", 0));
+  Report(receiver->LoadOptimizedMethod("m"));
+  Report(receiver->SetEmbeddedRuntime(8, "p"));
+  Report(receiver->DeployRuntime(nullptr, 0, "p", 0));
 }
 
 TEST(CppEntry, HasOneReceiverAndOneTransmitter) {
-  expectReport(runMemberCase("createRoles"),
+  ExpectReport(RunMemberCase("createRoles"),
                {"none", "transmitter", "one receiver", "1", "1", "1"});
 }
 
 PROCESS_CASE(createWithoutMode) {
-  auto* create = exported<Creator>("CreateReceiver");
-  report(thrownBy([&] { create(RuntimeOperationMode::NotSet); }));
-  report(exported<IReceiver*()>("GetReceiver")() == nullptr ? "none" : "some");
+  auto* create = Exported<Creator>("CreateReceiver");
+  Report(ThrownBy([&] { create(RuntimeOperationMode::NotSet); }));
+  Report(Exported<IReceiver*()>("GetReceiver")() == nullptr ? "none" : "some");
 }
 
 TEST(CppEntry, RefusesAReceiverWithoutAMode) {
-  expectReport(
-      runMemberCase("createWithoutMode"),
+  ExpectReport(
+      RunMemberCase("createWithoutMode"),
       {"Ferrolink Native Exception: Exception code 032. \nRuntime not initialized", "none"});
 }
 
 PROCESS_CASE(startUp) {
-  exported<void()>("_Z24emptyFunctionInNativeLibv")();
-  exported<void()>("_Z9AtStartUpv")();
-  report(exported<ITransmitter*()>("GetTransmitter")() != nullptr ? "transmitter" : "none");
-  report(exported<int()>("_Z30SetOperationModeForTransmitterv")());
+  Exported<void()>("_Z24emptyFunctionInNativeLibv")();
+  Exported<void()>("_Z9AtStartUpv")();
+  Report(Exported<ITransmitter*()>("GetTransmitter")() != nullptr ? "transmitter" : "none");
+  Report(Exported<int()>("_Z30SetOperationModeForTransmitterv")());
 }
 
 TEST(CppEntry, StartsUpAsTheCallingSide) {
-  expectReport(runMemberCase("startUp"), {"transmitter", "0"});
+  ExpectReport(RunMemberCase("startUp"), {"transmitter", "0"});
 }
 
 PROCESS_CASE(describe) {
-  openRegistrar().Register("b", [](Span) { return Bytes(); });
-  openRegistrar().Register("a", [](Span) { return Bytes(); });
-  const bool called = caseArguments().at(0) == "called";
-  IReceiver* receiver = openReceiver(called ? RuntimeOperationMode::CalledRuntime
+  OpenRegistrar().Register("b", [](Span) { return Bytes(); });
+  OpenRegistrar().Register("a", [](Span) { return Bytes(); });
+  const bool called = CaseArguments().at(0) == "called";
+  IReceiver* receiver = OpenReceiver(called ? RuntimeOperationMode::CalledRuntime
                                             : RuntimeOperationMode::CallingRuntime);
   receiver->Initialize(2, 8, 0);
-  report(outcome(receiver, callOf("a")));
+  Report(Outcome(receiver, CallOf("a")));
 }
 
 TEST(CppEntry, PrintsItsHandlersOnceWhereItIsCalledAndAnswersInBothModes) {
   const InstallationTree tree;
-  installMember(tree);
+  InstallMember(tree);
   CaseOptions options;
   options.arguments = {"called"};
-  CaseResult result = runCase("describe", tree, options);
-  expectReport(result, {"0:"});
+  CaseResult result = RunCase("describe", tree, options);
+  ExpectReport(result, {"0:"});
   EXPECT_EQ(result.out, "\nCpp Native Launcher Runtime Info: \nHandlers: a, b\n");
   options.arguments = {"calling"};
-  result = runCase("describe", tree, options);
-  expectReport(result, {"0:"});
+  result = RunCase("describe", tree, options);
+  ExpectReport(result, {"0:"});
   EXPECT_EQ(result.out, "");
 }
 
 PROCESS_CASE(findLibrary) {
   setenv("FERROLINK_HOME", "/nowhere", 1);
-  report(thrownBy([] { Ferrolink::Cpp::Unregister("x"); }));
-  setenv("FERROLINK_HOME", caseRoot().c_str(), 1);
+  Report(ThrownBy([] { Ferrolink::Cpp::Unregister("x"); }));
+  setenv("FERROLINK_HOME", CaseRoot().c_str(), 1);
   Ferrolink::Cpp::Register("x", [](Span) { return ToBytes("found"); });
-  report(outcome(openReceiver(), callOf("x")));
-  report(Ferrolink::Cpp::Unregister("x") ? "gone" : "never there");
-  report(Ferrolink::Cpp::Unregister("x") ? "gone" : "never there");
-  report(exported<const ferrolink_registrar*(std::uint32_t)>(FERROLINK_GET_REGISTRAR)(2) == nullptr
+  Report(Outcome(OpenReceiver(), CallOf("x")));
+  Report(Ferrolink::Cpp::Unregister("x") ? "gone" : "never there");
+  Report(Ferrolink::Cpp::Unregister("x") ? "gone" : "never there");
+  Report(Exported<const ferrolink_registrar*(std::uint32_t)>(FERROLINK_GET_REGISTRAR)(2) == nullptr
              ? "no version 2"
              : "version 2");
 }
 
 TEST(CppEntry, IsFoundByTheHelperThroughTheEnvironment) {
-  expectReport(runMemberCase("findLibrary"),
+  ExpectReport(RunMemberCase("findLibrary"),
                {"libFerrolinkCppRuntimeNative.so was not found. Set FERROLINK_HOME to the "
                 "installation's root (the directory that holds Binaries). Looked for:\n  "
                 "/nowhere/Binaries/Native/Linux/X64/libFerrolinkCppRuntimeNative.so",
@@ -131,17 +131,17 @@ TEST(CppEntry, IsFoundByTheHelperThroughTheEnvironment) {
 }
 
 PROCESS_CASE(configure) {
-  report(thrownBy([] { Caller({caseNativeDirectory(), "{\"no\": such key}"}); }).substr(0, 29));
-  const Caller caller({caseNativeDirectory(), "{}"});
+  Report(ThrownBy([] { Caller({CaseNativeDirectory(), "{\"no\": such key}"}); }).substr(0, 29));
+  const Caller caller({CaseNativeDirectory(), "{}"});
   caller.Heartbeat(Runtime::Cpp);
-  report("alive");
+  Report("alive");
 }
 
 TEST(CppEntry, HandsAConfigurationOn) {
   const InstallationTree tree;
-  installMember(tree, true);
-  expectReport(runCase("configure", tree, {}), {"The configuration was refused", "alive"});
+  InstallMember(tree, true);
+  ExpectReport(RunCase("configure", tree, {}), {"The configuration was refused", "alive"});
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

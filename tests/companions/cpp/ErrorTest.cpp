@@ -5,9 +5,9 @@
 #include <string>
 #include <system_error>
 
-#include "tests/companions/cpp/Support.h"
+#include "tests/companions/cpp/CppMemberCases.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 struct PlainError {
@@ -24,18 +24,18 @@ class SilentError : public std::exception {
   [[nodiscard]] const char* what() const noexcept override { return nullptr; }
 };
 
-void nest(int depth) {
+void Nest(int depth) {
   try {
     if (depth == 0) {
       throw OwnError("innermost");
     }
-    nest(depth - 1);
+    Nest(depth - 1);
   } catch (...) {
     std::throw_with_nested(std::logic_error("level " + std::to_string(depth)));
   }
 }
 
-[[noreturn]] void nestPlain() {
+[[noreturn]] void NestPlain() {
   try {
     throw 42;
   } catch (...) {
@@ -43,7 +43,7 @@ void nest(int depth) {
   }
 }
 
-Bytes failAs(Span payload) {
+Bytes FailAs(Span payload) {
   const std::string kind = ToText(payload);
   if (kind == "runtime") {
     throw std::runtime_error("it broke");
@@ -64,7 +64,7 @@ Bytes failAs(Span payload) {
     throw PlainError{7};
   }
   if (kind == "nested plain") {
-    nestPlain();
+    NestPlain();
   }
   if (kind == "silent") {
     throw SilentError();
@@ -75,40 +75,40 @@ Bytes failAs(Span payload) {
   if (kind == "long") {
     throw std::runtime_error(std::string(100000, 'x'));
   }
-  nest(std::stoi(kind));
+  Nest(std::stoi(kind));
   return {};
 }
 
-std::int32_t throwThroughC(void* /*context*/, const std::uint8_t* payload, std::size_t length,
+std::int32_t ThrowThroughC(void* /*context*/, const std::uint8_t* payload, std::size_t length,
                            ferrolink_reply* /*reply*/) {
-  failAs({payload, length});
+  FailAs({payload, length});
   return 0;
 }
 
 // The same exceptions by way of the wrapper, which catches them itself, and past the C interface.
-std::string failure(const std::string& kind) {
+std::string Failure(const std::string& kind) {
   static IReceiver* const receiver = [] {
-    openRegistrar().Register("wrapped", failAs);
-    const ferrolink_handler raw{throwThroughC, nullptr, nullptr};
-    openTable()->register_handler("raw", 3, &raw);
-    return openReceiver();
+    OpenRegistrar().Register("wrapped", FailAs);
+    const ferrolink_handler raw{ThrowThroughC, nullptr, nullptr};
+    OpenTable()->register_handler("raw", 3, &raw);
+    return OpenReceiver();
   }();
-  const std::string wrapped = outcome(receiver, callOf("wrapped", kind));
-  const std::string raw = outcome(receiver, callOf("raw", kind));
+  const std::string wrapped = Outcome(receiver, CallOf("wrapped", kind));
+  const std::string raw = Outcome(receiver, CallOf("raw", kind));
   return wrapped == raw ? wrapped : "wrapped " + wrapped + ", raw " + raw;
 }
 
 PROCESS_CASE(reportExceptions) {
   for (const char* kind : {"runtime", "own", "system", "int", "text", "plain", "nested plain",
                            "silent", "not UTF-8", "0", "1"}) {
-    report(failure(kind));
+    Report(Failure(kind));
   }
 }
 
 TEST(CppErrors, HandlersExceptionsBecomeReportsWithClassTextAndCauses) {
-  const std::string here = "FerrolinkTest::(anonymous namespace)::";
-  expectReport(
-      runMemberCase("reportExceptions"),
+  const std::string here = "Ferrolink::Tests::(anonymous namespace)::";
+  ExpectReport(
+      RunMemberCase("reportExceptions"),
       {"10:std::runtime_error: it broke", "10:" + here + "OwnError: line 1\nline 2",
        "10:std::system_error: open: Permission denied", "10:int (not a std::exception)",
        "10:char const* (not a std::exception)", "10:" + here + "PlainError (not a std::exception)",
@@ -122,21 +122,21 @@ TEST(CppErrors, HandlersExceptionsBecomeReportsWithClassTextAndCauses) {
 }
 
 PROCESS_CASE(boundReports) {
-  report(failure("long"));
-  const std::string deep = failure("100");
-  report(deep.substr(deep.rfind('\n') - std::string("logic_error: level 37").size()));
-  openRegistrar().Unregister("wrapped");
+  Report(Failure("long"));
+  const std::string deep = Failure("100");
+  Report(deep.substr(deep.rfind('\n') - std::string("logic_error: level 37").size()));
+  OpenRegistrar().Unregister("wrapped");
   const ferrolink_handler raw{[](void*, const std::uint8_t*, std::size_t, ferrolink_reply* reply) {
                                 const std::string text(2000000, 'y');
                                 return reply->fail(reply, text.data(), text.size());
                               },
                               nullptr, nullptr};
-  openTable()->register_handler("raw", 3, &raw);
-  report(static_cast<long>(exchange(openReceiver(), callOf("raw")).size()));
+  OpenTable()->register_handler("raw", 3, &raw);
+  Report(static_cast<long>(Exchange(OpenReceiver(), CallOf("raw")).size()));
 }
 
 TEST(CppErrors, ReportsAreBounded) {
-  expectReport(runMemberCase("boundReports"),
+  ExpectReport(RunMemberCase("boundReports"),
                {"10:std::runtime_error: " + std::string(65536, 'x') + "...",
                 "logic_error: level 37\n... further causes are left out", "1048587"});
 }
@@ -144,11 +144,11 @@ TEST(CppErrors, ReportsAreBounded) {
 using RawCall = std::int32_t(void*, const std::uint8_t*, std::size_t, ferrolink_reply*);
 
 PROCESS_CASE(failInC) {
-  IReceiver* receiver = openReceiver();
+  IReceiver* receiver = OpenReceiver();
   const auto outcomeOf = [&](RawCall* call) {
     const ferrolink_handler handler{call, nullptr, nullptr};
-    openTable()->register_handler("raw", 3, &handler);
-    report(outcome(receiver, callOf("raw", "payload")));
+    OpenTable()->register_handler("raw", 3, &handler);
+    Report(Outcome(receiver, CallOf("raw", "payload")));
   };
   outcomeOf([](void*, const std::uint8_t*, std::size_t, ferrolink_reply*) { return 9; });
   outcomeOf([](void*, const std::uint8_t*, std::size_t, ferrolink_reply* reply) {
@@ -160,37 +160,37 @@ PROCESS_CASE(failInC) {
     return 3;
   });
   outcomeOf([](void*, const std::uint8_t* payload, std::size_t, ferrolink_reply* reply) {
-    report(reply->append(reply, payload, 2147483637));
+    Report(reply->append(reply, payload, 2147483637));
     return 0;
   });
   outcomeOf([](void*, const std::uint8_t* payload, std::size_t, ferrolink_reply* reply) {
     return reply->append(reply, payload, SIZE_MAX);
   });
   outcomeOf([](void*, const std::uint8_t* payload, std::size_t length, ferrolink_reply* reply) {
-    report(reply->append(reply, nullptr, 1));
-    report(reply->append(reply, nullptr, 0));
-    report(reply->fail(reply, nullptr, 1));
-    report(reply->append(nullptr, payload, 1));
-    report(reply->fail(nullptr, "x", 1));
+    Report(reply->append(reply, nullptr, 1));
+    Report(reply->append(reply, nullptr, 0));
+    Report(reply->fail(reply, nullptr, 1));
+    Report(reply->append(nullptr, payload, 1));
+    Report(reply->fail(nullptr, "x", 1));
     return reply->append(reply, payload, length) + reply->append(reply, payload, 3);
   });
 }
 
 TEST(CppErrors, HandlersInCFailByResultOrText) {
   const std::string tooLong = "10:The handler's answer is longer than a reply may be (2 GiB).";
-  expectReport(runMemberCase("failInC"),
+  ExpectReport(RunMemberCase("failInC"),
                {"10:Handler 'raw' failed with result 9 and no text.", "10:last", "10:after bytes",
                 "4", tooLong, tooLong, "1", "0", "1", "1", "1", "0:payloadpay"});
 }
 
-void* callExit(void* receiver) {
-  outcome(static_cast<IReceiver*>(receiver), callOf("exit"));
-  report("not reached");
+void* CallExit(void* receiver) {
+  Outcome(static_cast<IReceiver*>(receiver), CallOf("exit"));
+  Report("not reached");
   return nullptr;
 }
 
 PROCESS_CASE(endThread) {
-  IReceiver* receiver = openReceiver();
+  IReceiver* receiver = OpenReceiver();
   bool unwound = false;
   struct Unwinding {
     bool& flag;
@@ -198,58 +198,58 @@ PROCESS_CASE(endThread) {
   };
   const auto runThread = [&] {
     pthread_t thread{};
-    pthread_create(&thread, nullptr, callExit, receiver);
+    pthread_create(&thread, nullptr, CallExit, receiver);
     void* result = nullptr;
     pthread_join(thread, &result);
-    report(result == &unwound ? "ended by its handler" : "ended otherwise");
+    Report(result == &unwound ? "ended by its handler" : "ended otherwise");
   };
-  openRegistrar().Register("exit", [&](Span) -> Bytes {
+  OpenRegistrar().Register("exit", [&](Span) -> Bytes {
     const Unwinding unwinding{unwound};
     pthread_exit(&unwound);
   });
   runThread();
-  report(unwound ? "unwound" : "not unwound");
+  Report(unwound ? "unwound" : "not unwound");
   const ferrolink_handler raw{[](void* context, const std::uint8_t*, std::size_t,
                                  ferrolink_reply*) -> std::int32_t { pthread_exit(context); },
                               &unwound, nullptr};
-  openTable()->register_handler("exit", 4, &raw);
+  OpenTable()->register_handler("exit", 4, &raw);
   runThread();
-  report(outcome(receiver, command(11, "alive")));
+  Report(Outcome(receiver, Command(11, "alive")));
 }
 
 TEST(CppErrors, AHandlerMayEndItsThread) {
-  expectReport(runMemberCase("endThread"),
+  ExpectReport(RunMemberCase("endThread"),
                {"ended by its handler", "unwound", "ended by its handler", "0:alive"});
 }
 
 PROCESS_CASE(remoteErrors) {
-  openRegistrar().Register("fail", failAs);
-  const Caller caller = openCaller();
+  OpenRegistrar().Register("fail", FailAs);
+  const Caller caller = OpenCaller();
   try {
     caller.Call(Runtime::Cpp, "fail", "own");
   } catch (const Ferrolink::Cpp::RemoteError& error) {
-    report(error.what());
+    Report(error.what());
   }
-  report(thrownBy([&] { caller.Call(Runtime::Cpp, std::string(256, 'n'), ""); }).substr(0, 46));
-  report(thrownBy([&] { caller.LoadLibrary(Runtime::Cpp, "/no/such/library.so"); }));
-  report(thrownBy([&] { caller.Heartbeat(Runtime::Ruby); }));
+  Report(ThrownBy([&] { caller.Call(Runtime::Cpp, std::string(256, 'n'), ""); }).substr(0, 46));
+  Report(ThrownBy([&] { caller.LoadLibrary(Runtime::Cpp, "/no/such/library.so"); }));
+  Report(ThrownBy([&] { caller.Heartbeat(Runtime::Ruby); }));
 }
 
 TEST(CppErrors, ReachACppCallerAsExceptions) {
   const InstallationTree tree;
-  installMember(tree);
+  InstallMember(tree);
   CaseOptions options;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
-  expectReport(
-      runCase("remoteErrors", tree, options),
-      {"FerrolinkTest::(anonymous namespace)::OwnError: line 1\nline 2",
+  ExpectReport(
+      RunCase("remoteErrors", tree, options),
+      {"Ferrolink::Tests::(anonymous namespace)::OwnError: line 1\nline 2",
        "The handler's name is longer than 255 bytes: n",
        "FerrolinkNativeException: Ferrolink Native Exception: Exception code 001. \nCannot load: "
        "/no/such/library.so. \nError: File not found.",
        "Ferrolink Native Exception: Exception code 001. \nCannot load: " +
-           (tree.nativeDirectory() / "libFerrolinkRubyRuntimeNative.so").string() +
+           (tree.NativeDirectory() / "libFerrolinkRubyRuntimeNative.so").string() +
            ". \nError: File not found."});
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

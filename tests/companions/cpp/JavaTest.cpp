@@ -2,38 +2,38 @@
 #include <atomic>
 #include <thread>
 
-#include "tests/companions/cpp/Support.h"
+#include "tests/companions/cpp/CppMemberCases.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-CaseResult runJavaCase(const std::string& name) {
+CaseResult RunJavaCase(const std::string& name) {
   const InstallationTree tree;
-  installMember(tree, true);
-  tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, "libFerrolinkJvmRuntimeNative.so");
+  InstallMember(tree, true);
+  tree.AddLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, "libFerrolinkJvmRuntimeNative.so");
   std::filesystem::copy_file(CPP_TEST_RECEIVER_JAR,
-                             tree.jvmDirectory() / "FerrolinkJvmRuntime.jar");
+                             tree.JvmDirectory() / "FerrolinkJvmRuntime.jar");
   CaseOptions options;
   options.environment["JAVA_HOME"] = TEST_JDK;
   options.environment["FERROLINK_LOGGING_LEVEL"] = "off";
   options.environment["TEST_JVM_MEMBER"] =
-      (tree.nativeDirectory() / "libFerrolinkJvmRuntimeNative.so").string();
-  options.workingDirectory = tree.workDirectory();
-  return runCase(name, tree, options);
+      (tree.NativeDirectory() / "libFerrolinkJvmRuntimeNative.so").string();
+  options.workingDirectory = tree.WorkDirectory();
+  return RunCase(name, tree, options);
 }
 
-void registerDown(const Caller& caller) {
-  openRegistrar().Register("down", [caller](Span payload) {
+void RegisterDown(const Caller& caller) {
+  OpenRegistrar().Register("down", [caller](Span payload) {
     if (payload[0] == 0) {
       return Bytes{0};
     }
     const Bytes next{static_cast<std::uint8_t>(payload[0] - 1)};
-    return with(caller.Call(Runtime::Jvm, "down", next), 'C');
+    return With(caller.Call(Runtime::Jvm, "down", next), 'C');
   });
 }
 
 // Java is the outermost of an even number of frames and the innermost of an odd one.
-std::string descent(int depth) {
+std::string Descent(int depth) {
   std::string bytes(1, '\0');
   for (int level = 1; level <= depth; ++level) {
     bytes += (depth - level) % 2 == 0 ? 'J' : 'C';
@@ -42,42 +42,42 @@ std::string descent(int depth) {
 }
 
 PROCESS_CASE(nestThroughJava) {
-  const Caller caller = openCaller();
-  registerDown(caller);
+  const Caller caller = OpenCaller();
+  RegisterDown(caller);
   for (const std::uint8_t depth : Bytes{0, 1, 2, 3, 50}) {
     const Bytes reply = caller.Call(Runtime::Jvm, "down", Bytes{depth});
-    report(ToText(reply) == descent(depth) ? "right" : hex(reply));
+    Report(ToText(reply) == Descent(depth) ? "right" : Hex(reply));
   }
 }
 
 TEST(CppAndJava, CallOneAnotherFiftyDeepOnOneThread) {
-  expectReport(runJavaCase("nestThroughJava"), std::vector<std::string>(5, "right"));
+  ExpectReport(RunJavaCase("nestThroughJava"), std::vector<std::string>(5, "right"));
 }
 
 PROCESS_CASE(relayThroughJava) {
-  const Caller caller = openCaller();
-  openRegistrar().Register("fail", [](Span) -> Bytes { throw std::out_of_range("far away"); });
+  const Caller caller = OpenCaller();
+  OpenRegistrar().Register("fail", [](Span) -> Bytes { throw std::out_of_range("far away"); });
   const auto relay = [&](const Bytes& command) {
     const Bytes reply = caller.Call(Runtime::Jvm, "relay", command);
-    report(hex(Span(reply).first(11)));
-    report(ToText(Span(reply).subspan(11)));
+    Report(Hex(Span(reply).first(11)));
+    Report(ToText(Span(reply).subspan(11)));
   };
   caller.Heartbeat(Runtime::Jvm);
-  relay(command(11, "12"));
-  relay(callOf("fail"));
-  relay(callOf("unknown"));
+  relay(Command(11, "12"));
+  relay(CallOf("fail"));
+  relay(CallOf("unknown"));
 }
 
 TEST(CppAndJava, JavaGetsTheRepliesOfCppByteForByte) {
-  expectReport(runJavaCase("relayThroughJava"),
+  ExpectReport(RunJavaCase("relayThroughJava"),
                {"02 00 00 00 00 00 00 00 00 08 00", "12", "02 00 00 00 00 00 00 00 00 08 0A",
                 "std::out_of_range: far away", "02 00 00 00 00 00 00 00 00 08 0A",
                 "Unknown handler 'unknown'. Known handlers: fail."});
 }
 
 PROCESS_CASE(nestOnThreads) {
-  const Caller caller = openCaller();
-  registerDown(caller);
+  const Caller caller = OpenCaller();
+  RegisterDown(caller);
   caller.Heartbeat(Runtime::Jvm);
   std::atomic<int> right{0};
   std::vector<std::thread> threads;
@@ -88,19 +88,19 @@ PROCESS_CASE(nestOnThreads) {
         const int depth = (number + call) % 8;
         const Bytes reply =
             caller.Call(Runtime::Jvm, "down", Bytes{static_cast<std::uint8_t>(depth)});
-        right += ToText(reply) == descent(depth) ? 1 : 0;
+        right += ToText(reply) == Descent(depth) ? 1 : 0;
       }
     });
   }
   for (std::thread& thread : threads) {
     thread.join();
   }
-  report(right.load());
+  Report(right.load());
 }
 
 TEST(CppAndJava, CallOneAnotherOnManyThreadsAtOnce) {
-  expectReport(runJavaCase("nestOnThreads"), {"8000"});
+  ExpectReport(RunJavaCase("nestOnThreads"), {"8000"});
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -6,15 +6,15 @@
 #include <sstream>
 #include <system_error>
 
-#include "tests/companions/cpp/Support.h"
+#include "tests/companions/cpp/CppMemberCases.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Cpp;
 
 // "001 to 003, 007" as numbers.
-std::set<int> codesIn(const std::string& cell) {
+std::set<int> CodesIn(const std::string& cell) {
   std::set<int> codes;
   std::istringstream ranges(cell);
   for (std::string range; std::getline(ranges, range, ',');) {
@@ -29,7 +29,7 @@ std::set<int> codesIn(const std::string& cell) {
 }
 
 // The table of docs/errors.md: prefixes, and the codes of commands that were not executed.
-std::map<std::string, std::set<int>> documentedCodes() {
+std::map<std::string, std::set<int>> DocumentedCodes() {
   std::map<std::string, std::set<int>> documented;
   std::ifstream page(DOCS "/errors.md");
   std::string row;
@@ -39,27 +39,27 @@ std::map<std::string, std::set<int>> documentedCodes() {
   std::getline(page, row);
   while (std::getline(page, row) && row.starts_with("| `")) {
     const std::size_t end = row.find('`', 3);
-    documented[row.substr(3, end - 3)] = codesIn(row.substr(end + 3));
+    documented[row.substr(3, end - 3)] = CodesIn(row.substr(end + 3));
   }
   return documented;
 }
 
-std::string textOf(const std::string& prefix, int code) {
+std::string TextOf(const std::string& prefix, int code) {
   std::array<char, 16> digits{};
   std::snprintf(digits.data(), digits.size(), "%03d", code);
   return prefix + ": Exception code " + digits.data() + ".\nText";
 }
 
 TEST(MayHaveExecuted, IsFalseForTheCodesThatTheDocumentationHasAndNoOthers) {
-  auto documented = documentedCodes();
+  auto documented = DocumentedCodes();
   EXPECT_EQ(documented.size(), 4U);
   EXPECT_EQ(documented["Network Client"], (std::set<int>{1, 3, 4, 5, 6, 8, 9}));
   documented["Cpp Launcher"] = {};
   documented["Python Launcher"] = {};
   for (const auto& [prefix, codes] : documented) {
     for (int code = 0; code < 1000; ++code) {
-      EXPECT_EQ(LibraryError(textOf(prefix, code)).MayHaveExecuted(), !codes.contains(code))
-          << textOf(prefix, code);
+      EXPECT_EQ(LibraryError(TextOf(prefix, code)).MayHaveExecuted(), !codes.contains(code))
+          << TextOf(prefix, code);
     }
   }
 }
@@ -75,10 +75,10 @@ TEST(MayHaveExecuted, IsTrueForTextsWithoutACode) {
 
 TEST(MayHaveExecuted, DependsOnTheClassOfOtherErrors) {
   EXPECT_FALSE(InstallationError("x").MayHaveExecuted());
-  EXPECT_TRUE(RemoteError(textOf("JVM Launcher", 18)).MayHaveExecuted());
+  EXPECT_TRUE(RemoteError(TextOf("JVM Launcher", 18)).MayHaveExecuted());
   EXPECT_TRUE(ProtocolError("x").MayHaveExecuted());
   EXPECT_FALSE(ProtocolError("x", false).MayHaveExecuted());
-  EXPECT_TRUE(LibraryError(textOf("JVM Launcher", 18), true).MayHaveExecuted());
+  EXPECT_TRUE(LibraryError(TextOf("JVM Launcher", 18), true).MayHaveExecuted());
 }
 
 /// A role whose operations raise what they are told to.
@@ -97,10 +97,10 @@ struct RaisingRole {
 };
 
 template <class Expected>
-std::string raisedBy(RaisingRole role) {
-  Bytes command = Ferrolink::Host::detail::header(Runtime::Jvm, 2, 0);
+std::string RaisedBy(RaisingRole role) {
+  Bytes command = Ferrolink::Host::detail::CommandOf(Runtime::Jvm, 2, 0);
   try {
-    Ferrolink::Host::detail::exchange(role, command, "A role");
+    Ferrolink::Host::detail::Exchange(role, command, "A role");
     return "nothing";
   } catch (const Expected& error) {
     return std::string(error.MayHaveExecuted() ? "perhaps: " : "no: ") + error.what();
@@ -108,35 +108,35 @@ std::string raisedBy(RaisingRole role) {
 }
 
 template <class Error>
-std::function<void()> raising(const Error& error) {
+std::function<void()> Raising(const Error& error) {
   return [error] { throw error; };
 }
 
 TEST(MayHaveExecuted, IsToldOfLibrariesErrorsWhoseTextsStay) {
-  const std::string early = textOf("JVM Launcher", 18);
-  const auto raised = raising(std::runtime_error(early));
-  EXPECT_EQ(raisedBy<LibraryError>({.inSend = raised}), "no: " + early);
-  EXPECT_EQ(raisedBy<LibraryError>({.inRead = raised}), "perhaps: " + early);
-  const std::string late = textOf("Network Client", 2);
-  EXPECT_EQ(raisedBy<LibraryError>({.inSend = raising(std::runtime_error(late))}),
+  const std::string early = TextOf("JVM Launcher", 18);
+  const auto raised = Raising(std::runtime_error(early));
+  EXPECT_EQ(RaisedBy<LibraryError>({.inSend = raised}), "no: " + early);
+  EXPECT_EQ(RaisedBy<LibraryError>({.inRead = raised}), "perhaps: " + early);
+  const std::string late = TextOf("Network Client", 2);
+  EXPECT_EQ(RaisedBy<LibraryError>({.inSend = Raising(std::runtime_error(late))}),
             "perhaps: " + late);
 }
 
 TEST(MayHaveExecuted, OfANetworkClientThatGivesUpIsADeadlineError) {
-  const std::string unsent = textOf("Network Client", 9);
-  EXPECT_EQ(raisedBy<DeadlineError>({.inSend = raising(std::runtime_error(unsent))}),
+  const std::string unsent = TextOf("Network Client", 9);
+  EXPECT_EQ(RaisedBy<DeadlineError>({.inSend = Raising(std::runtime_error(unsent))}),
             "no: " + unsent);
-  const std::string sent = textOf("Network Client", 10);
-  EXPECT_EQ(raisedBy<DeadlineError>({.inSend = raising(std::runtime_error(sent))}),
+  const std::string sent = TextOf("Network Client", 10);
+  EXPECT_EQ(RaisedBy<DeadlineError>({.inSend = Raising(std::runtime_error(sent))}),
             "perhaps: " + sent);
 }
 
 TEST(MayHaveExecuted, LeavesFailuresOfTheSystemAndOfMemoryAlone) {
   const auto system = std::make_error_code(std::errc::resource_unavailable_try_again);
-  EXPECT_THROW(raisedBy<LibraryError>({.inSend = raising(std::system_error(system))}),
+  EXPECT_THROW(RaisedBy<LibraryError>({.inSend = Raising(std::system_error(system))}),
                std::system_error);
-  EXPECT_THROW(raisedBy<LibraryError>({.inRead = raising(std::bad_alloc())}), std::bad_alloc);
+  EXPECT_THROW(RaisedBy<LibraryError>({.inRead = Raising(std::bad_alloc())}), std::bad_alloc);
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

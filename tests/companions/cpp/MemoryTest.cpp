@@ -5,7 +5,7 @@
 #include <new>
 #include <string>
 
-#include "tests/companions/cpp/Support.h"
+#include "tests/companions/cpp/CppMemberCases.h"
 
 namespace {
 
@@ -48,7 +48,7 @@ void operator delete[](void* memory, std::size_t) noexcept {
   std::free(memory);
 }
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 /// While it lives, the `count`th allocation from here on and all after it fail.
@@ -63,7 +63,7 @@ class MemoryRunsOut {
   ~MemoryRunsOut() { allowance = -1; }
 };
 
-std::string outcomeWithout(IReceiver* receiver, Bytes call, long count) {
+std::string OutcomeWithout(IReceiver* receiver, Bytes call, long count) {
   int length = -1;
   try {
     const MemoryRunsOut out(count);
@@ -72,7 +72,7 @@ std::string outcomeWithout(IReceiver* receiver, Bytes call, long count) {
     return "exception";
   }
   Bytes reply(static_cast<std::size_t>(length));
-  const std::string error = thrownBy([&] { receiver->ReadResponse(reply.data(), length); });
+  const std::string error = ThrownBy([&] { receiver->ReadResponse(reply.data(), length); });
   if (length == 0) {
     return error.substr(0, 33);
   }
@@ -80,32 +80,32 @@ std::string outcomeWithout(IReceiver* receiver, Bytes call, long count) {
 }
 
 // What a command answers, each outcome once, while memory runs out a bit later every time.
-void reportOutcomes(IReceiver* receiver, const Bytes& call) {
+void ReportOutcomes(IReceiver* receiver, const Bytes& call) {
   std::map<std::string, bool> seen;
   long count = 0;
   do {
     // What a command finds of an earlier one must not become its own response.
-    Bytes stale = command(11, "stale");
+    Bytes stale = Command(11, "stale");
     receiver->SendCommand(stale.data(), static_cast<int>(stale.size()));
-    const std::string text = outcomeWithout(receiver, call, count++);
+    const std::string text = OutcomeWithout(receiver, call, count++);
     if (!std::exchange(seen[text], true)) {
-      report(text);
+      Report(text);
     }
   } while (refused);
 }
 
 PROCESS_CASE(runOutOfMemory) {
-  openRegistrar().Register("echo", [](Span b) { return Bytes(b.begin(), b.end()); });
-  openRegistrar().Register("fail", [](Span b) -> Bytes { throw std::runtime_error(ToText(b)); });
-  IReceiver* receiver = openReceiver();
-  reportOutcomes(receiver, callOf("echo", "payload"));
-  reportOutcomes(receiver, command(11, "12"));
-  reportOutcomes(receiver, callOf("fail", "a text too long for the small-string optimisation"));
-  reportOutcomes(receiver, command(77, ""));
+  OpenRegistrar().Register("echo", [](Span b) { return Bytes(b.begin(), b.end()); });
+  OpenRegistrar().Register("fail", [](Span b) -> Bytes { throw std::runtime_error(ToText(b)); });
+  IReceiver* receiver = OpenReceiver();
+  ReportOutcomes(receiver, CallOf("echo", "payload"));
+  ReportOutcomes(receiver, Command(11, "12"));
+  ReportOutcomes(receiver, CallOf("fail", "a text too long for the small-string optimisation"));
+  ReportOutcomes(receiver, Command(77, ""));
 }
 
 TEST(CppMemory, RunningOutOfItInACommandIsNoResponseOrAReportAndNeverAnException) {
-  const CaseResult result = runMemberCase("runOutOfMemory");
+  const CaseResult result = RunMemberCase("runOutOfMemory");
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_THAT(result.report, testing::Not(testing::Contains("exception")));
   EXPECT_THAT(result.report, testing::Not(testing::Contains("0:stale")));
@@ -118,7 +118,7 @@ TEST(CppMemory, RunningOutOfItInACommandIsNoResponseOrAReportAndNeverAnException
 }
 
 PROCESS_CASE(registerWithoutMemory) {
-  const ferrolink_registrar* table = openTable();
+  const ferrolink_registrar* table = OpenTable();
   int releases = 0;
   const ferrolink_handler handler{
       [](void*, const std::uint8_t*, std::size_t, ferrolink_reply*) -> std::int32_t { return 0; },
@@ -131,18 +131,18 @@ PROCESS_CASE(registerWithoutMemory) {
     result = table->register_handler(name.data(), name.size(), &handler);
     failures += result == FERROLINK_OUT_OF_MEMORY ? 1 : 0;
   }
-  report(failures > 0 ? "refused first" : "never refused");
-  report(result);
-  report(releases);
-  report(table->unregister_handler(name.data(), name.size()));
-  report(releases);
+  Report(failures > 0 ? "refused first" : "never refused");
+  Report(result);
+  Report(releases);
+  Report(table->unregister_handler(name.data(), name.size()));
+  Report(releases);
 }
 
 TEST(CppMemory, RunningOutOfItInARegistrationChangesNothing) {
-  expectReport(runMemberCase("registerWithoutMemory"), {"refused first", "0", "0", "0", "1"});
+  ExpectReport(RunMemberCase("registerWithoutMemory"), {"refused first", "0", "0", "0", "1"});
 }
 
-long residentKilobytes() {
+long ResidentKilobytes() {
   std::FILE* file = std::fopen("/proc/self/statm", "re");
   long total = 0;
   long resident = 0;
@@ -152,22 +152,22 @@ long residentKilobytes() {
 }
 
 PROCESS_CASE(stayFlat) {
-  openRegistrar().Register("echo", [](Span b) { return Bytes(b.begin(), b.end()); });
-  IReceiver* receiver = openReceiver();
+  OpenRegistrar().Register("echo", [](Span b) { return Bytes(b.begin(), b.end()); });
+  IReceiver* receiver = OpenReceiver();
   const auto call = [&](int times) {
     for (int round = 0; round < times; ++round) {
-      exchange(receiver, callOf("echo", std::string(static_cast<std::size_t>(round % 500), 'x')));
+      Exchange(receiver, CallOf("echo", std::string(static_cast<std::size_t>(round % 500), 'x')));
     }
   };
   call(20000);
-  const long before = residentKilobytes();
+  const long before = ResidentKilobytes();
   call(1000000);
-  report(residentKilobytes() - before < 1024 ? "flat" : "grown");
+  Report(ResidentKilobytes() - before < 1024 ? "flat" : "grown");
 }
 
 TEST(CppMemory, AMillionCallsLeaveNothingBehind) {
-  expectReport(runMemberCase("stayFlat"), {"flat"});
+  ExpectReport(RunMemberCase("stayFlat"), {"flat"});
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -3,15 +3,15 @@
 #include <latch>
 #include <thread>
 
-#include "tests/companions/cpp/Support.h"
+#include "tests/companions/cpp/CppMemberCases.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 constexpr int kThreads = 8;
 constexpr int kCalls = 20000;
 
-void onThreads(const std::function<void(int)>& body) {
+void OnThreads(const std::function<void(int)>& body) {
   std::latch start(kThreads);
   std::vector<std::thread> threads;
   for (int number = 0; number < kThreads; ++number) {
@@ -26,14 +26,14 @@ void onThreads(const std::function<void(int)>& body) {
 }
 
 // Every 200th call fails; every tenth is nested.
-std::string handlerOf(int call) {
+std::string HandlerOf(int call) {
   if (call % 200 == 0) {
     return "fail";
   }
   return call % 10 == 0 ? "nested" : "echo";
 }
 
-std::string expectedOf(const std::string& handler, const std::string& payload) {
+std::string ExpectedOf(const std::string& handler, const std::string& payload) {
   if (handler == "fail") {
     return "10:std::runtime_error: " + payload;
   }
@@ -41,9 +41,9 @@ std::string expectedOf(const std::string& handler, const std::string& payload) {
 }
 
 PROCESS_CASE(callOnManyThreads) {
-  const Registrar registrar = openRegistrar();
-  const Caller caller = openCaller();
-  IReceiver* receiver = openReceiver();
+  const Registrar registrar = OpenRegistrar();
+  const Caller caller = OpenCaller();
+  IReceiver* receiver = OpenReceiver();
   std::atomic<long> running{0};
   std::atomic<long> right{0};
   registrar.Register("echo", [&](Span b) {
@@ -52,31 +52,31 @@ PROCESS_CASE(callOnManyThreads) {
   });
   registrar.Register("fail", [](Span b) -> Bytes { throw std::runtime_error(ToText(b)); });
   registrar.Register("nested",
-                     [&](Span b) { return with(caller.Call(Runtime::Cpp, "echo", b), '!'); });
-  onThreads([&](int number) {
+                     [&](Span b) { return With(caller.Call(Runtime::Cpp, "echo", b), '!'); });
+  OnThreads([&](int number) {
     long mine = 0;
     for (int call = 0; call < kCalls; ++call) {
-      const std::string handler = handlerOf(call);
+      const std::string handler = HandlerOf(call);
       const std::string payload = std::to_string(number) + ":" + std::to_string(call) +
                                   std::string(static_cast<std::size_t>(call % 97), '.');
-      mine += outcome(receiver, callOf(handler, payload)) == expectedOf(handler, payload) ? 1 : 0;
+      mine += Outcome(receiver, CallOf(handler, payload)) == ExpectedOf(handler, payload) ? 1 : 0;
     }
     right += mine;
   });
-  report(right.load());
-  report(running.load());
+  Report(right.load());
+  Report(running.load());
 }
 
 TEST(CppThreads, EightThreadsGetTheirOwnAnswersToTwentyThousandCallsEach) {
-  expectReport(
-      runMemberCase("callOnManyThreads"),
+  ExpectReport(
+      RunMemberCase("callOnManyThreads"),
       {std::to_string(kThreads * kCalls), std::to_string(kThreads * (kCalls - kCalls / 200))});
 }
 
 // One thread replaces and removes the handler all the time; each call gets a whole answer.
 PROCESS_CASE(replaceWhileCalling) {
-  const Registrar registrar = openRegistrar();
-  IReceiver* receiver = openReceiver();
+  const Registrar registrar = OpenRegistrar();
+  IReceiver* receiver = OpenReceiver();
   std::atomic<bool> stop{false};
   std::atomic<long> odd{0};
   std::thread registering([&] {
@@ -90,9 +90,9 @@ PROCESS_CASE(replaceWhileCalling) {
       }
     }
   });
-  onThreads([&](int) {
+  OnThreads([&](int) {
     for (int call = 0; call < kCalls / 4; ++call) {
-      const std::string answer = outcome(receiver, callOf("moving"));
+      const std::string answer = Outcome(receiver, CallOf("moving"));
       const bool whole =
           answer.starts_with("0:") &&
           answer.find_first_not_of(answer.size() > 2 ? answer[2] : ' ', 2) == std::string::npos;
@@ -101,42 +101,42 @@ PROCESS_CASE(replaceWhileCalling) {
   });
   stop = true;
   registering.join();
-  report(odd.load());
+  Report(odd.load());
 }
 
 TEST(CppThreads, HandlersMayBeReplacedAndRemovedWhileTheyAreCalled) {
-  expectReport(runMemberCase("replaceWhileCalling"), {"0"});
+  ExpectReport(RunMemberCase("replaceWhileCalling"), {"0"});
 }
 
 PROCESS_CASE(createOnManyThreads) {
   std::atomic<IReceiver*> first{nullptr};
   std::atomic<int> others{0};
-  onThreads([&](int number) {
+  OnThreads([&](int number) {
     if (number % 2 == 0) {
       IReceiver* expected = nullptr;
-      IReceiver* mine = openReceiver();
+      IReceiver* mine = OpenReceiver();
       others += first.compare_exchange_strong(expected, mine) || expected == mine ? 0 : 1;
     } else {
-      openCaller().Heartbeat(Runtime::Cpp);
+      OpenCaller().Heartbeat(Runtime::Cpp);
     }
   });
-  report(others.load());
+  Report(others.load());
 }
 
 TEST(CppThreads, FirstCallsOfAllKindsMayComeAtOnce) {
-  expectReport(runMemberCase("createOnManyThreads"), {"0"});
+  ExpectReport(RunMemberCase("createOnManyThreads"), {"0"});
 }
 
 PROCESS_CASE(keepResponsesApart) {
-  IReceiver* receiver = openReceiver();
+  IReceiver* receiver = OpenReceiver();
   const auto send = [&](const char* text) {
-    Bytes heartbeat = command(11, text);
+    Bytes heartbeat = Command(11, text);
     receiver->SendCommand(heartbeat.data(), static_cast<int>(heartbeat.size()));
   };
   const auto read = [&] {
     Bytes reply(13);
-    const std::string error = thrownBy([&] { receiver->ReadResponse(reply.data(), 13); });
-    report(error == "(nothing thrown)" ? ToText(Span(reply).subspan(11)) : error.substr(0, 33));
+    const std::string error = ThrownBy([&] { receiver->ReadResponse(reply.data(), 13); });
+    Report(error == "(nothing thrown)" ? ToText(Span(reply).subspan(11)) : error.substr(0, 33));
   };
   send("m1");
   std::latch sent(1);
@@ -156,9 +156,9 @@ PROCESS_CASE(keepResponsesApart) {
 }
 
 TEST(CppThreads, AResponseWaitsForItsOwnThread) {
-  expectReport(runMemberCase("keepResponsesApart"), {"Cpp Launcher: Exception code 017.", "m1",
+  ExpectReport(RunMemberCase("keepResponsesApart"), {"Cpp Launcher: Exception code 017.", "m1",
                                                      "Cpp Launcher: Exception code 017.", "o1"});
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -5,19 +5,19 @@
 #include "tests/companions/tcp/ClientSupport.h"
 #include "tests/companions/tcp/TlsPeer.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using Wish = ForgedCertificate::Wish;
 
 // Authorities, of which the client believes the root alone.
 struct Authorities {
-  const ForgedCertificate root{ForgedCertificate::authority()};
-  const ForgedCertificate stranger{ForgedCertificate::authority()};
-  const ForgedCertificate between{ForgedCertificate::authority(&root)};
-  const ForgedCertificate last{ForgedCertificate::authority(&root, 0)};
-  const ForgedCertificate tooDeep{ForgedCertificate::authority(&last)};
-  const ForgedCertificate none{ForgedCertificate::server(root)};
+  const ForgedCertificate root{ForgedCertificate::Authority()};
+  const ForgedCertificate stranger{ForgedCertificate::Authority()};
+  const ForgedCertificate between{ForgedCertificate::Authority(&root)};
+  const ForgedCertificate last{ForgedCertificate::Authority(&root, 0)};
+  const ForgedCertificate tooDeep{ForgedCertificate::Authority(&last)};
+  const ForgedCertificate none{ForgedCertificate::Server(root)};
 };
 
 struct Case {
@@ -25,15 +25,15 @@ struct Case {
   Wish wish;
 };
 
-Wish changed(const ForgedCertificate& issuer, const std::function<void(Wish&)>& change) {
-  Wish wish = ForgedCertificate::server(issuer);
+Wish Changed(const ForgedCertificate& issuer, const std::function<void(Wish&)>& change) {
+  Wish wish = ForgedCertificate::Server(issuer);
   change(wish);
   return wish;
 }
 
-std::vector<Case> casesOf(const Authorities& with) {
+std::vector<Case> CasesOf(const Authorities& with) {
   const auto bad = [&](const std::function<void(Wish&)>& change) {
-    return changed(with.root, change);
+    return Changed(with.root, change);
   };
   return {
       {"certificate has expired", bad([](Wish& wish) {
@@ -52,15 +52,15 @@ std::vector<Case> casesOf(const Authorities& with) {
       {"IP address mismatch ('127.0.0.1' is expected, the certificate is for nothing)",
        bad([](Wish& wish) { wish.names = ""; })},
       {"self-signed certificate", bad([](Wish& wish) { wish.issuer = nullptr; })},
-      {"unable to get local issuer certificate", ForgedCertificate::server(with.stranger)},
+      {"unable to get local issuer certificate", ForgedCertificate::Server(with.stranger)},
       {"self-signed certificate in certificate chain",
-       changed(with.stranger, [&](Wish& wish) { wish.shown = {&with.stranger}; })},
+       Changed(with.stranger, [&](Wish& wish) { wish.shown = {&with.stranger}; })},
       {"unsuitable certificate purpose", bad([](Wish& wish) { wish.usage = "clientAuth"; })},
       {"EE certificate key too weak", bad([](Wish& wish) { wish.rsaBits = 1024; })},
       {"CA signature digest algorithm too weak", bad([](Wish& wish) { wish.digest = "SHA1"; })},
       {"invalid CA certificate",
-       changed(with.none, [&](Wish& wish) { wish.shown = {&with.none}; })},
-      {"path length constraint exceeded", changed(with.tooDeep,
+       Changed(with.none, [&](Wish& wish) { wish.shown = {&with.none}; })},
+      {"path length constraint exceeded", Changed(with.tooDeep,
                                                   [&](Wish& wish) {
                                                     wish.shown = {&with.tooDeep, &with.last};
                                                   })},
@@ -69,14 +69,14 @@ std::vector<Case> casesOf(const Authorities& with) {
 }
 
 // What a client says of a server with that certificate.
-std::string verdictOn(const ForgedCertificate& certificate) {
+std::string VerdictOn(const ForgedCertificate& certificate) {
   FakeServer server([&](const Port& port) {
-    const TlsPeer peer(port.accept(), certificate);
-    EXPECT_FALSE(peer.isReady());
+    const TlsPeer peer(port.Accept(), certificate);
+    EXPECT_FALSE(peer.IsReady());
   });
-  const std::string said = exchange(*channelTo(server.number(), Kind::Tls), "1");
+  const std::string said = Exchange(*ChannelTo(server.Number(), Kind::Tls), "1");
   const std::string beginning =
-      clientError(4, "The certificate of " + server.name() + " is not accepted: ");
+      ClientError(4, "The certificate of " + server.Name() + " is not accepted: ");
   const std::size_t end = said.find(". The command was not sent. The certificate must be valid");
   if (!said.starts_with(beginning) || end == std::string::npos) {
     return said;
@@ -84,24 +84,24 @@ std::string verdictOn(const ForgedCertificate& certificate) {
   return said.substr(beginning.size(), end - beginning.size());
 }
 
-std::string verdictOnName(const Wish& wish, const std::string& name) {
+std::string VerdictOnName(const Wish& wish, const std::string& name) {
   const ForgedCertificate certificate(wish);
   FakeServer server([&](const Port& port) {
-    const TlsPeer peer(port.accept(), certificate);
-    EXPECT_FALSE(peer.isReady());
+    const TlsPeer peer(port.Accept(), certificate);
+    EXPECT_FALSE(peer.IsReady());
   });
-  configure(server.name(), "\"name\": \"" + name + "\"");
-  return exchange(*channelTo(server.number(), Kind::Tls), "1");
+  Configure(server.Name(), "\"name\": \"" + name + "\"");
+  return Exchange(*ChannelTo(server.Number(), Kind::Tls), "1");
 }
 
 }  // namespace
 
 TEST(TcpBadCertificate, IsRefusedForAReasonOfItsOwn) {
   const Authorities authorities;
-  const Variable believed("FERROLINK_TLS_CA_FILE", authorities.root.file());
+  const Variable believed("FERROLINK_TLS_CA_FILE", authorities.root.File());
   std::set<std::string> reasons;
-  for (const Case& each : casesOf(authorities)) {
-    EXPECT_EQ(verdictOn(ForgedCertificate(each.wish)), each.reason);
+  for (const Case& each : CasesOf(authorities)) {
+    EXPECT_EQ(VerdictOn(ForgedCertificate(each.wish)), each.reason);
     reasons.insert(each.reason);
   }
   EXPECT_EQ(reasons.size(), 14U);
@@ -109,19 +109,19 @@ TEST(TcpBadCertificate, IsRefusedForAReasonOfItsOwn) {
 
 TEST(TcpBadCertificate, IsRefusedWithoutTheAuthorityInBetween) {
   const Authorities authorities;
-  const Variable believed("FERROLINK_TLS_CA_FILE", authorities.root.file());
-  EXPECT_EQ(verdictOn(ForgedCertificate(ForgedCertificate::server(authorities.between))),
+  const Variable believed("FERROLINK_TLS_CA_FILE", authorities.root.File());
+  EXPECT_EQ(VerdictOn(ForgedCertificate(ForgedCertificate::Server(authorities.between))),
             "unable to get local issuer certificate");
 }
 
 TEST(TcpBadCertificate, IsOneForAnotherNameOrWithAWildcardWhereNoneBelongs) {
   const Authorities authorities;
-  const Variable believed("FERROLINK_TLS_CA_FILE", authorities.root.file());
+  const Variable believed("FERROLINK_TLS_CA_FILE", authorities.root.File());
   for (const char* name : {"DNS:other.example", "DNS:*.example", "DNS:d*.db.example", "DNS:*",
                            "DNS:a.*.example", "DNS:db.example.", "IP:127.0.0.1"}) {
-    Wish wish = ForgedCertificate::server(authorities.root);
+    Wish wish = ForgedCertificate::Server(authorities.root);
     wish.names = name;
-    EXPECT_THAT(verdictOnName(wish, "db.db.example"),
+    EXPECT_THAT(VerdictOnName(wish, "db.db.example"),
                 testing::HasSubstr("ostname mismatch ('db.db.example' is expected"))
         << name;
   }
@@ -129,31 +129,31 @@ TEST(TcpBadCertificate, IsOneForAnotherNameOrWithAWildcardWhereNoneBelongs) {
 
 TEST(TcpBadCertificate, IsOneThatWasRevokedOrOfWhichNobodyKnows) {
   const Authorities authorities;
-  const ForgedCertificate certificate(ForgedCertificate::server(authorities.root));
-  const Variable believed("FERROLINK_TLS_CA_FILE", authorities.root.file());
-  const std::string list = authorities.root.file() + ".list";
+  const ForgedCertificate certificate(ForgedCertificate::Server(authorities.root));
+  const Variable believed("FERROLINK_TLS_CA_FILE", authorities.root.File());
+  const std::string list = authorities.root.File() + ".list";
   const Variable revocations("FERROLINK_TLS_CRL_FILE", list);
-  writeFile(list, authorities.root.revocationList({&certificate}));
-  EXPECT_EQ(verdictOn(certificate), "certificate revoked");
-  writeFile(list, authorities.root.revocationList({}, -3600));
-  EXPECT_EQ(verdictOn(certificate), "CRL has expired");
-  writeFile(list, authorities.stranger.revocationList({}));
-  EXPECT_EQ(verdictOn(certificate), "unable to get certificate CRL");
-  writeFile(list, "no list");
+  WriteFile(list, authorities.root.RevocationList({&certificate}));
+  EXPECT_EQ(VerdictOn(certificate), "certificate revoked");
+  WriteFile(list, authorities.root.RevocationList({}, -3600));
+  EXPECT_EQ(VerdictOn(certificate), "CRL has expired");
+  WriteFile(list, authorities.stranger.RevocationList({}));
+  EXPECT_EQ(VerdictOn(certificate), "unable to get certificate CRL");
+  WriteFile(list, "no list");
   const Port port;
-  port.listen();
+  port.Listen();
   EXPECT_THAT(
-      exchange(*channelTo(port.number(), Kind::Tls), "1"),
-      testing::StartsWith(clientError(6, "Cannot use the revocation list '" + list + "': ")));
+      Exchange(*ChannelTo(port.Number(), Kind::Tls), "1"),
+      testing::StartsWith(ClientError(6, "Cannot use the revocation list '" + list + "': ")));
 }
 
 TEST(TcpBadCertificate, IsOneOfAListInTheAuthoritiesFile) {
   const Authorities authorities;
-  const ForgedCertificate certificate(ForgedCertificate::server(authorities.root));
-  const std::string file = authorities.root.file() + ".both";
-  writeFile(file, authorities.root.text() + authorities.root.revocationList({&certificate}));
+  const ForgedCertificate certificate(ForgedCertificate::Server(authorities.root));
+  const std::string file = authorities.root.File() + ".both";
+  WriteFile(file, authorities.root.Text() + authorities.root.RevocationList({&certificate}));
   const Variable believed("FERROLINK_TLS_CA_FILE", file);
-  EXPECT_EQ(verdictOn(certificate), "certificate revoked");
+  EXPECT_EQ(VerdictOn(certificate), "certificate revoked");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -7,10 +7,10 @@
 
 #include "tests/companions/tcp/ClientSupport.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-std::size_t entriesOf(const char* directory) {
+std::size_t EntriesOf(const char* directory) {
   DIR* opened = opendir(directory);
   std::size_t count = 0;
   while (readdir(opened) != nullptr) {
@@ -20,7 +20,7 @@ std::size_t entriesOf(const char* directory) {
   return count;
 }
 
-std::size_t residentBytes() {
+std::size_t ResidentBytes() {
   std::ifstream statistics("/proc/self/statm");
   std::size_t all = 0;
   std::size_t resident = 0;
@@ -37,61 +37,61 @@ struct Misbehaviour {
 };
 
 // Welcomes, takes the command, and says `bytes`.
-Misbehaviour saying(const std::string& name, const std::string& code, const std::string& bytes,
+Misbehaviour Saying(const std::string& name, const std::string& code, const std::string& bytes,
                     bool endsWriting = true) {
   return {name, code, [bytes, endsWriting](const Port& port) {
-            RawSocket client = port.greeted();
-            client.receiveFrame();
-            client.send(bytes);
+            RawSocket client = port.Greeted();
+            client.ReceiveFrame();
+            client.Send(bytes);
             if (endsWriting) {
-              client.endWriting();
+              client.EndWriting();
             }
-            client.receiveAll();
+            client.ReceiveAll();
           }};
 }
 
 // Takes the client, and says `bytes` in place of a greeting.
-Misbehaviour greeting(const std::string& name, const std::string& code, const std::string& bytes) {
+Misbehaviour Greeting(const std::string& name, const std::string& code, const std::string& bytes) {
   return {name, code, [bytes](const Port& port) {
-            RawSocket client = port.accept();
-            client.receive(8);
-            client.send(bytes).endWriting();
-            client.receiveAll();
+            RawSocket client = port.Accept();
+            client.Receive(8);
+            client.Send(bytes).EndWriting();
+            client.ReceiveAll();
           }};
 }
 
-std::vector<Misbehaviour> misbehaviours() {
+std::vector<Misbehaviour> Misbehaviours() {
   return {
-      {"closes at once", "001", [](const Port& port) { port.accept().reset(); }},
+      {"closes at once", "001", [](const Port& port) { port.Accept().Reset(); }},
       {"never greets", "001",
        [](const Port& port) {
-         RawSocket client = port.accept();
-         client.receive(8);
-         client.receiveAll();
+         RawSocket client = port.Accept();
+         client.Receive(8);
+         client.ReceiveAll();
        }},
-      greeting("speaks HTTP", "003", "HTTP/1.1 400 Bad Request\r\n\r\n"),
-      greeting("has another version", "003", std::string("FRLK\x63\x01\0\0", 8)),
-      greeting("greets and says more", "003", std::string(kWelcome) + frame("early")),
+      Greeting("speaks HTTP", "003", "HTTP/1.1 400 Bad Request\r\n\r\n"),
+      Greeting("has another version", "003", std::string("FRLK\x63\x01\0\0", 8)),
+      Greeting("greets and says more", "003", std::string(kWelcome) + Frame("early")),
       {"ends within the greeting", "003",
        [](const Port& port) {
-         RawSocket client = port.accept();
-         client.receive(8);
-         client.send("FRLK").endWriting();
-         client.receiveAll();
+         RawSocket client = port.Accept();
+         client.Receive(8);
+         client.Send("FRLK").EndWriting();
+         client.ReceiveAll();
        }},
-      saying("closes in place of an answer", "002", ""),
-      saying("ends within a header", "002", frame("answer").substr(0, 9)),
-      saying("ends within an answer", "002", frameHeader(1U << 20U) + std::string(1000, 'x')),
-      saying("answers another command", "002", frame("answer", 7), false),
-      saying("has an unknown status", "002", frame("answer", 1, 99), false),
-      saying("announces 2 GiB", "011", frameHeader(0x7FFFFFFF), false),
-      saying("says nothing but zeros", "002", std::string(16, '\0'), false),
-      saying("never answers", "010", "", false),
+      Saying("closes in place of an answer", "002", ""),
+      Saying("ends within a header", "002", Frame("answer").substr(0, 9)),
+      Saying("ends within an answer", "002", FrameHeader(1U << 20U) + std::string(1000, 'x')),
+      Saying("answers another command", "002", Frame("answer", 7), false),
+      Saying("has an unknown status", "002", Frame("answer", 1, 99), false),
+      Saying("announces 2 GiB", "011", FrameHeader(0x7FFFFFFF), false),
+      Saying("says nothing but zeros", "002", std::string(16, '\0'), false),
+      Saying("never answers", "010", "", false),
       {"takes no command", "010",
        [](const Port& port) {
-         RawSocket client = port.greeted();
+         RawSocket client = port.Greeted();
          // The client gives up; what it has sent by then is read late.
-         client.receiveAll();
+         client.ReceiveAll();
        }},
   };
 }
@@ -101,57 +101,57 @@ std::vector<Misbehaviour> misbehaviours() {
 TEST(TcpBadServer, CostsACommandAndNothingThatStays) {
   const Variable timeout("FERROLINK_CONNECT_TIMEOUT_MS", "500");
   const auto round = [](bool warmsUp) {
-    for (const Misbehaviour& each : misbehaviours()) {
+    for (const Misbehaviour& each : Misbehaviours()) {
       SCOPED_TRACE(each.name);
       FakeServer server(each.script);
-      auto channel = channelTo(server.number());
+      auto channel = ChannelTo(server.Number());
       const std::string answer =
-          exchange(*channel, callWithin(1000, std::string(warmsUp ? 10 : 20, 'x')));
+          Exchange(*channel, CallWithin(1000, std::string(warmsUp ? 10 : 20, 'x')));
       EXPECT_THAT(answer,
                   testing::HasSubstr("Network Client: Exception code " + each.code + ".\n"));
     }
   };
   round(true);
-  const std::size_t descriptors = entriesOf("/proc/self/fd");
-  const std::size_t threads = entriesOf("/proc/self/task");
-  const std::size_t memory = residentBytes();
+  const std::size_t descriptors = EntriesOf("/proc/self/fd");
+  const std::size_t threads = EntriesOf("/proc/self/task");
+  const std::size_t memory = ResidentBytes();
   for (int i = 0; i < 2; ++i) {
     round(false);
   }
-  EXPECT_EQ(entriesOf("/proc/self/fd"), descriptors);
-  EXPECT_EQ(entriesOf("/proc/self/task"), threads);
-  EXPECT_LE(residentBytes(), memory + (8U << 20U));
+  EXPECT_EQ(EntriesOf("/proc/self/fd"), descriptors);
+  EXPECT_EQ(EntriesOf("/proc/self/task"), threads);
+  EXPECT_LE(ResidentBytes(), memory + (8U << 20U));
 }
 
 TEST(TcpBadServer, KeepsNobodyFromAProperOne) {
   FakeServer silent([](const Port& port) {
-    RawSocket client = port.greeted();
-    client.receiveFrame();
-    client.receiveAll();
+    RawSocket client = port.Greeted();
+    client.ReceiveFrame();
+    client.ReceiveAll();
   });
   FakeServer proper([](const Port& port) {
-    RawSocket client = port.greeted();
-    client.receiveFrame();
-    client.answer("fine");
+    RawSocket client = port.Greeted();
+    client.ReceiveFrame();
+    client.Answer("fine");
   });
-  auto waiting = channelTo(silent.number());
+  auto waiting = ChannelTo(silent.Number());
   std::thread other([&] {
-    EXPECT_THAT(exchange(*waiting, callWithin(1000)),
+    EXPECT_THAT(Exchange(*waiting, CallWithin(1000)),
                 testing::HasSubstr("Network Client: Exception code 010.\n"));
   });
-  EXPECT_EQ(exchange(*channelTo(proper.number()), "1"), "fine");
+  EXPECT_EQ(Exchange(*ChannelTo(proper.Number()), "1"), "fine");
   other.join();
 }
 
 TEST(TcpBadServer, MayRefuseAClientRightBehindTheirGreeting) {
   FakeServer server([](const Port& port) {
-    RawSocket client = port.accept();
-    client.receive(8);
-    client.send(std::string(kWelcome) + frame("no rule names you", 1, 4)).endWriting();
-    client.receiveAll();
+    RawSocket client = port.Accept();
+    client.Receive(8);
+    client.Send(std::string(kWelcome) + Frame("no rule names you", 1, 4)).EndWriting();
+    client.ReceiveAll();
   });
-  EXPECT_EQ(exchange(*channelTo(server.number()), "1"),
-            notBegun(server.name(), "no rule names you"));
+  EXPECT_EQ(Exchange(*ChannelTo(server.Number()), "1"),
+            NotBegun(server.Name(), "no rule names you"));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

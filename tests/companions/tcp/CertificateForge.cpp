@@ -8,10 +8,10 @@
 #include <fstream>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-void require(bool done, const char* what) {
+void Require(bool done, const char* what) {
   if (!done) {
     throw std::runtime_error(std::string("cannot ") + what);
   }
@@ -19,22 +19,22 @@ void require(bool done, const char* what) {
 
 // What `write` writes.
 template <class Write>
-std::string pemOf(Write write) {
+std::string PemOf(Write write) {
   const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), &BIO_free);
-  require(write(memory.get()) == 1, "write PEM");
+  Require(write(memory.get()) == 1, "write PEM");
   char* text = nullptr;
   const long length = BIO_get_mem_data(memory.get(), &text);
   return {text, static_cast<std::size_t>(length)};
 }
 
-void addExtension(X509* certificate, int which, const std::string& value) {
+void AddExtension(X509* certificate, int which, const std::string& value) {
   X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, nullptr, which, value.c_str());
-  require(extension != nullptr, "make an extension");
+  Require(extension != nullptr, "make an extension");
   X509_add_ext(certificate, extension, -1);
   X509_EXTENSION_free(extension);
 }
 
-void addUnknownExtension(X509* certificate) {
+void AddUnknownExtension(X509* certificate) {
   ASN1_OBJECT* type = OBJ_txt2obj("1.3.6.1.4.1.99999.1", 1);
   ASN1_OCTET_STRING* value = ASN1_OCTET_STRING_new();
   ASN1_OCTET_STRING_set(value, reinterpret_cast<const unsigned char*>("\5\0"), 2);
@@ -47,11 +47,11 @@ void addUnknownExtension(X509* certificate) {
 
 }  // namespace
 
-void writeFile(const std::string& file, const std::string& text) {
+void WriteFile(const std::string& file, const std::string& text) {
   std::ofstream(file) << text;
 }
 
-ForgedCertificate::Wish ForgedCertificate::authority(const ForgedCertificate* issuer,
+ForgedCertificate::Wish ForgedCertificate::Authority(const ForgedCertificate* issuer,
                                                      int pathLength) {
   Wish wish;
   wish.issuer = issuer;
@@ -62,7 +62,7 @@ ForgedCertificate::Wish ForgedCertificate::authority(const ForgedCertificate* is
   return wish;
 }
 
-ForgedCertificate::Wish ForgedCertificate::server(const ForgedCertificate& issuer) {
+ForgedCertificate::Wish ForgedCertificate::Server(const ForgedCertificate& issuer) {
   Wish wish;
   wish.issuer = &issuer;
   wish.names = "IP:127.0.0.1";
@@ -85,41 +85,41 @@ ForgedCertificate::ForgedCertificate(const Wish& wish)
                              reinterpret_cast<const unsigned char*>(name.c_str()), -1, -1, 0);
   const ForgedCertificate& issuer = wish.issuer == nullptr ? *this : *wish.issuer;
   X509_set_issuer_name(made, X509_get_subject_name(issuer.m_certificate.get()));
-  extend(wish);
-  require(X509_sign(made, issuer.m_key.get(), EVP_get_digestbyname(wish.digest)) > 0,
+  Extend(wish);
+  Require(X509_sign(made, issuer.m_key.get(), EVP_get_digestbyname(wish.digest)) > 0,
           "sign a certificate");
-  std::string chain = text();
+  std::string chain = Text();
   for (const ForgedCertificate* shown : wish.shown) {
-    chain += shown->text();
+    chain += shown->Text();
   }
-  writeFile(file(), chain);
-  writeFile(keyFile(), pemOf([&](BIO* out) {
+  WriteFile(File(), chain);
+  WriteFile(KeyFile(), PemOf([&](BIO* out) {
               return PEM_write_bio_PrivateKey(out, m_key.get(), nullptr, nullptr, 0, nullptr,
                                               nullptr);
             }));
 }
 
-void ForgedCertificate::extend(const Wish& wish) {
+void ForgedCertificate::Extend(const Wish& wish) {
   X509* made = m_certificate.get();
   if (!wish.names.empty()) {
-    addExtension(made, NID_subject_alt_name, wish.names);
+    AddExtension(made, NID_subject_alt_name, wish.names);
   }
   if (!wish.constraints.empty()) {
-    addExtension(made, NID_basic_constraints, wish.constraints);
+    AddExtension(made, NID_basic_constraints, wish.constraints);
   }
   if (!wish.usage.empty()) {
-    addExtension(made, NID_ext_key_usage, wish.usage);
+    AddExtension(made, NID_ext_key_usage, wish.usage);
   }
   if (wish.hasUnknownExtension) {
-    addUnknownExtension(made);
+    AddUnknownExtension(made);
   }
 }
 
-std::string ForgedCertificate::text() const {
-  return pemOf([&](BIO* out) { return PEM_write_bio_X509(out, m_certificate.get()); });
+std::string ForgedCertificate::Text() const {
+  return PemOf([&](BIO* out) { return PEM_write_bio_X509(out, m_certificate.get()); });
 }
 
-std::string ForgedCertificate::revocationList(const std::vector<const ForgedCertificate*>& revoked,
+std::string ForgedCertificate::RevocationList(const std::vector<const ForgedCertificate*>& revoked,
                                               long lastSecond) const {
   const std::unique_ptr<X509_CRL, decltype(&X509_CRL_free)> list(X509_CRL_new(), &X509_CRL_free);
   X509_CRL_set_version(list.get(), X509_CRL_VERSION_2);
@@ -136,8 +136,8 @@ std::string ForgedCertificate::revocationList(const std::vector<const ForgedCert
   X509_gmtime_adj(time, lastSecond);
   X509_CRL_set1_nextUpdate(list.get(), time);
   ASN1_TIME_free(time);
-  require(X509_CRL_sign(list.get(), m_key.get(), EVP_sha256()) > 0, "sign a list");
-  return pemOf([&](BIO* out) { return PEM_write_bio_X509_CRL(out, list.get()); });
+  Require(X509_CRL_sign(list.get(), m_key.get(), EVP_sha256()) > 0, "sign a list");
+  return PemOf([&](BIO* out) { return PEM_write_bio_X509_CRL(out, list.get()); });
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -10,7 +10,7 @@
 
 #include "tests/support/TemporaryDirectory.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// A certificate with whatever is in it, its key, and the PEM files with them.
 class ForgedCertificate {
@@ -32,16 +32,16 @@ class ForgedCertificate {
 
   /// An authority; its path is limited to that many authorities below it where that is not
   /// negative.
-  static Wish authority(const ForgedCertificate* issuer = nullptr, int pathLength = -1);
+  static Wish Authority(const ForgedCertificate* issuer = nullptr, int pathLength = -1);
   /// For a server at 127.0.0.1.
-  static Wish server(const ForgedCertificate& issuer);
+  static Wish Server(const ForgedCertificate& issuer);
 
-  [[nodiscard]] std::string file() const { return (m_directory.path() / "certificate").string(); }
-  [[nodiscard]] std::string keyFile() const { return (m_directory.path() / "key").string(); }
-  [[nodiscard]] std::string text() const;
+  [[nodiscard]] std::string File() const { return (m_directory.Path() / "certificate").string(); }
+  [[nodiscard]] std::string KeyFile() const { return (m_directory.Path() / "key").string(); }
+  [[nodiscard]] std::string Text() const;
 
   /// As an authority: a list of what it has revoked, in PEM, that counts for that long.
-  [[nodiscard]] std::string revocationList(const std::vector<const ForgedCertificate*>& revoked,
+  [[nodiscard]] std::string RevocationList(const std::vector<const ForgedCertificate*>& revoked,
                                            long lastSecond = 3600) const;
 
  private:
@@ -50,7 +50,7 @@ class ForgedCertificate {
     void operator()(Owned* owned) const { release(owned); }
   };
 
-  void extend(const Wish& wish);
+  void Extend(const Wish& wish);
 
   TemporaryDirectory m_directory;
   std::unique_ptr<EVP_PKEY, Release<EVP_PKEY, EVP_PKEY_free>> m_key;
@@ -58,8 +58,8 @@ class ForgedCertificate {
 };
 
 /// Writes `text` to `file`, in place of what was in it.
-void writeFile(const std::string& file, const std::string& text);
+void WriteFile(const std::string& file, const std::string& text);
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

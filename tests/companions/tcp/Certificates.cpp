@@ -7,23 +7,23 @@
 #include <cstdio>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-void require(bool done, const char* what) {
+void Require(bool done, const char* what) {
   if (!done) {
     throw std::runtime_error(std::string("cannot ") + what);
   }
 }
 
-void addExtension(X509* certificate, int which, const std::string& value) {
+void AddExtension(X509* certificate, int which, const std::string& value) {
   X509_EXTENSION* extension = X509V3_EXT_conf_nid(nullptr, nullptr, which, value.c_str());
-  require(extension != nullptr, "make an extension");
+  Require(extension != nullptr, "make an extension");
   X509_add_ext(certificate, extension, -1);
   X509_EXTENSION_free(extension);
 }
 
-void setName(X509_NAME* name, const std::string& text) {
+void SetName(X509_NAME* name, const std::string& text) {
   X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8,
                              reinterpret_cast<const unsigned char*>(text.c_str()), -1, -1, 0);
 }
@@ -38,23 +38,23 @@ Certificate::Certificate(const Wish& wish) : m_key(EVP_EC_gen("P-256")), m_certi
   X509_gmtime_adj(X509_getm_notBefore(made), wish.firstSecond);
   X509_gmtime_adj(X509_getm_notAfter(made), wish.lastSecond);
   X509_set_pubkey(made, m_key.get());
-  setName(X509_get_subject_name(made), "Ferrolink test " + std::to_string(serial));
+  SetName(X509_get_subject_name(made), "Ferrolink test " + std::to_string(serial));
   const Certificate& issuer = wish.issuer == nullptr ? *this : *wish.issuer;
   X509_set_issuer_name(made, X509_get_subject_name(issuer.m_certificate.get()));
   if (wish.address.empty()) {
-    addExtension(made, NID_basic_constraints, "critical,CA:TRUE");
-    addExtension(made, NID_key_usage, "critical,keyCertSign,cRLSign");
+    AddExtension(made, NID_basic_constraints, "critical,CA:TRUE");
+    AddExtension(made, NID_key_usage, "critical,keyCertSign,cRLSign");
   } else {
-    addExtension(made, NID_subject_alt_name, "IP:" + wish.address);
+    AddExtension(made, NID_subject_alt_name, "IP:" + wish.address);
     if (!wish.purpose.empty()) {
-      addExtension(made, NID_ext_key_usage, wish.purpose);
+      AddExtension(made, NID_ext_key_usage, wish.purpose);
     }
   }
-  require(X509_sign(made, issuer.m_key.get(), EVP_sha256()) > 0, "sign a certificate");
-  write(wish.password);
+  Require(X509_sign(made, issuer.m_key.get(), EVP_sha256()) > 0, "sign a certificate");
+  Write(wish.password);
 }
 
-std::string Certificate::subject() const {
+std::string Certificate::Subject() const {
   char* text = nullptr;
   BIO* memory = BIO_new(BIO_s_mem());
   X509_NAME_print_ex(memory, X509_get_subject_name(m_certificate.get()), 0, XN_FLAG_RFC2253);
@@ -64,7 +64,7 @@ std::string Certificate::subject() const {
   return subject;
 }
 
-std::string Certificate::revocationList(const std::vector<const Certificate*>& revoked) const {
+std::string Certificate::RevocationList(const std::vector<const Certificate*>& revoked) const {
   const std::unique_ptr<X509_CRL, decltype(&X509_CRL_free)> list(X509_CRL_new(), X509_CRL_free);
   X509_CRL_set_version(list.get(), X509_CRL_VERSION_2);
   X509_CRL_set_issuer_name(list.get(), X509_get_subject_name(m_certificate.get()));
@@ -79,7 +79,7 @@ std::string Certificate::revocationList(const std::vector<const Certificate*>& r
   }
   X509_gmtime_adj(time.get(), 3600);
   X509_CRL_set1_nextUpdate(list.get(), time.get());
-  require(X509_CRL_sign(list.get(), m_key.get(), EVP_sha256()) > 0, "sign a revocation list");
+  Require(X509_CRL_sign(list.get(), m_key.get(), EVP_sha256()) > 0, "sign a revocation list");
   BIO* memory = BIO_new(BIO_s_mem());
   PEM_write_bio_X509_CRL(memory, list.get());
   char* text = nullptr;
@@ -89,18 +89,18 @@ std::string Certificate::revocationList(const std::vector<const Certificate*>& r
   return pem;
 }
 
-void Certificate::write(const std::string& password) const {
+void Certificate::Write(const std::string& password) const {
   const auto inFile = [](const std::string& path, auto action) {
     std::FILE* file = std::fopen(path.c_str(), "w");
-    require(file != nullptr && action(file) == 1, "write a PEM file");
+    Require(file != nullptr && action(file) == 1, "write a PEM file");
     std::fclose(file);
   };
-  inFile(file(), [&](std::FILE* out) { return PEM_write_X509(out, m_certificate.get()); });
-  inFile(keyFile(), [&](std::FILE* out) {
+  inFile(File(), [&](std::FILE* out) { return PEM_write_X509(out, m_certificate.get()); });
+  inFile(KeyFile(), [&](std::FILE* out) {
     return PEM_write_PKCS8PrivateKey(
         out, m_key.get(), password.empty() ? nullptr : EVP_aes_256_cbc(), password.data(),
         static_cast<int>(password.size()), nullptr, nullptr);
   });
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -11,7 +11,7 @@
 
 #include "tests/support/TemporaryDirectory.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// A certificate and its key, made for a test, and the PEM files with them.
 class Certificate {
@@ -27,12 +27,12 @@ class Certificate {
 
   explicit Certificate(const Wish& wish);
 
-  [[nodiscard]] std::string file() const { return (m_directory.path() / "certificate").string(); }
+  [[nodiscard]] std::string File() const { return (m_directory.Path() / "certificate").string(); }
   /// As RFC 2253 writes it.
-  [[nodiscard]] std::string subject() const;
+  [[nodiscard]] std::string Subject() const;
   /// A list of what this authority has revoked (PEM).
-  [[nodiscard]] std::string revocationList(const std::vector<const Certificate*>& revoked) const;
-  [[nodiscard]] std::string keyFile() const { return (m_directory.path() / "key").string(); }
+  [[nodiscard]] std::string RevocationList(const std::vector<const Certificate*>& revoked) const;
+  [[nodiscard]] std::string KeyFile() const { return (m_directory.Path() / "key").string(); }
 
  private:
   template <class Owned, void (*release)(Owned*)>
@@ -40,13 +40,13 @@ class Certificate {
     void operator()(Owned* owned) const { release(owned); }
   };
 
-  void write(const std::string& password) const;
+  void Write(const std::string& password) const;
 
   TemporaryDirectory m_directory;
   std::unique_ptr<EVP_PKEY, Release<EVP_PKEY, EVP_PKEY_free>> m_key;
   std::unique_ptr<X509, Release<X509, X509_free>> m_certificate;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

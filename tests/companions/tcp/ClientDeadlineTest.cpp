@@ -3,19 +3,19 @@
 
 #include "tests/companions/tcp/ClientSupport.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 // Long enough for anything, and not to be mistaken for another number.
 constexpr std::uint32_t kHour = 3'600'000;
 
-std::string overBefore(const std::string& what) {
-  return clientError(
+std::string OverBefore(const std::string& what) {
+  return ClientError(
       9, "The time of the command was over before " + what + ". The command was not sent.");
 }
 
-std::string overWhile(const std::string& what) {
-  return clientError(10, "The time of the command was over while " + what +
+std::string OverWhile(const std::string& what) {
+  return ClientError(10, "The time of the command was over while " + what +
                              ". The command may have been executed and is not sent again; its "
                              "connection is closed.");
 }
@@ -24,114 +24,114 @@ std::string overWhile(const std::string& what) {
 
 TEST(TcpDeadline, TellsTheServerHowMuchTimeIsLeft) {
   FakeServer server([](const Port& port) {
-    RawSocket client = port.greeted();
-    const std::string header = client.receive(16);
-    const std::uint32_t left = millisecondsIn(header);
+    RawSocket client = port.Greeted();
+    const std::string header = client.Receive(16);
+    const std::uint32_t left = MillisecondsIn(header);
     EXPECT_LE(left, kHour);
     EXPECT_GT(left, kHour - 60'000);
-    EXPECT_EQ(client.receive(callWithin(kHour, "x").size()), callWithin(kHour, "x"));
-    client.send(frame("1", 1));
+    EXPECT_EQ(client.Receive(CallWithin(kHour, "x").size()), CallWithin(kHour, "x"));
+    client.Send(Frame("1", 1));
     std::uint32_t number = 2;
     for (const std::size_t size : {20U, 20U, 14U}) {
-      EXPECT_EQ(millisecondsIn(client.receive(16)), kNoTimeLimit);
-      EXPECT_EQ(client.receive(size).size(), size);
-      client.send(frame(std::to_string(number), number));
+      EXPECT_EQ(MillisecondsIn(client.Receive(16)), kNoTimeLimit);
+      EXPECT_EQ(client.Receive(size).size(), size);
+      client.Send(Frame(std::to_string(number), number));
       ++number;
     }
   });
-  auto channel = channelTo(server.number());
-  EXPECT_EQ(exchange(*channel, callWithin(kHour, "x")), "1");
-  EXPECT_EQ(exchange(*channel, callWithin(kNoTimeLimit)), "2");
+  auto channel = ChannelTo(server.Number());
+  EXPECT_EQ(Exchange(*channel, CallWithin(kHour, "x")), "1");
+  EXPECT_EQ(Exchange(*channel, CallWithin(kNoTimeLimit)), "2");
   // Another type, and a command that ends within the number.
-  std::string other = callWithin(kHour);
+  std::string other = CallWithin(kHour);
   other[10] = 2;
-  EXPECT_EQ(exchange(*channel, other), "3");
-  EXPECT_EQ(exchange(*channel, command(3, "\1\1\1")), "4");
+  EXPECT_EQ(Exchange(*channel, other), "3");
+  EXPECT_EQ(Exchange(*channel, Command(3, "\1\1\1")), "4");
 }
 
 TEST(TcpDeadline, SendsNothingWhenTheTimeIsOverAlready) {
   FakeServer server([](const Port& port) {
-    RawSocket client = port.greeted();
-    EXPECT_EQ(client.receiveFrame(), "1");
-    client.answer("one");
-    EXPECT_EQ(client.receiveAll(), "");
+    RawSocket client = port.Greeted();
+    EXPECT_EQ(client.ReceiveFrame(), "1");
+    client.Answer("one");
+    EXPECT_EQ(client.ReceiveAll(), "");
   });
-  auto channel = channelTo(server.number());
-  const std::string over = overBefore("it was sent to " + server.name());
-  EXPECT_EQ(exchange(*channel, callWithin(0)), over);
-  EXPECT_EQ(exchange(*channel, "1"), "one");
-  EXPECT_EQ(exchange(*channel, callWithin(0)), over);
+  auto channel = ChannelTo(server.Number());
+  const std::string over = OverBefore("it was sent to " + server.Name());
+  EXPECT_EQ(Exchange(*channel, CallWithin(0)), over);
+  EXPECT_EQ(Exchange(*channel, "1"), "one");
+  EXPECT_EQ(Exchange(*channel, CallWithin(0)), over);
   channel.reset();
 }
 
 TEST(TcpDeadline, GivesUpConnecting) {
   const Port port;
-  port.listen(0);
-  auto channel = channelTo(port.number());
+  port.Listen(0);
+  auto channel = ChannelTo(port.Number());
   // The first waits in the queue without a greeting, then the queue is full.
   for (int i = 0; i < 4; ++i) {
-    EXPECT_EQ(exchange(*channel, callWithin(50)), overBefore(port.name() + " was reached"));
+    EXPECT_EQ(Exchange(*channel, CallWithin(50)), OverBefore(port.Name() + " was reached"));
   }
 }
 
 TEST(TcpDeadline, GivesUpSending) {
   std::latch gaveUp(1);
   FakeServer server([&](const Port& port) {
-    RawSocket client = port.greeted();
+    RawSocket client = port.Greeted();
     gaveUp.wait();
-    client.close();
+    client.Close();
   });
-  auto channel = channelTo(server.number());
-  EXPECT_EQ(exchange(*channel, callWithin(1000, std::string(64U << 20U, 'x'))),
-            overWhile("it was sent to " + server.name()));
+  auto channel = ChannelTo(server.Number());
+  EXPECT_EQ(Exchange(*channel, CallWithin(1000, std::string(64U << 20U, 'x'))),
+            OverWhile("it was sent to " + server.Name()));
   gaveUp.count_down();
 }
 
 TEST(TcpDeadline, GivesUpAwaitingAndClosesTheConnection) {
   FakeServer server([](const Port& port) {
-    RawSocket first = port.greeted();
-    EXPECT_EQ(first.receiveFrame(), callWithin(500));
-    EXPECT_EQ(first.receiveAll(), "");
-    RawSocket second = port.greeted();
-    EXPECT_EQ(second.receiveFrame(), callWithin(500));
-    second.send(frameHeader(3) + "a");
-    EXPECT_EQ(second.receiveAll(), "");
-    RawSocket third = port.greeted();
-    EXPECT_EQ(third.receiveFrame(), callWithin(kHour));
-    third.answer("third");
-    EXPECT_EQ(third.receiveFrame(), "4");
-    third.answer("fourth");
+    RawSocket first = port.Greeted();
+    EXPECT_EQ(first.ReceiveFrame(), CallWithin(500));
+    EXPECT_EQ(first.ReceiveAll(), "");
+    RawSocket second = port.Greeted();
+    EXPECT_EQ(second.ReceiveFrame(), CallWithin(500));
+    second.Send(FrameHeader(3) + "a");
+    EXPECT_EQ(second.ReceiveAll(), "");
+    RawSocket third = port.Greeted();
+    EXPECT_EQ(third.ReceiveFrame(), CallWithin(kHour));
+    third.Answer("third");
+    EXPECT_EQ(third.ReceiveFrame(), "4");
+    third.Answer("fourth");
   });
-  auto channel = channelTo(server.number());
-  const std::string over = overWhile("an answer was awaited from " + server.name());
-  EXPECT_EQ(exchange(*channel, callWithin(500)), over);
-  EXPECT_EQ(exchange(*channel, callWithin(500)), over);
-  EXPECT_EQ(exchange(*channel, callWithin(kHour)), "third");
-  EXPECT_EQ(exchange(*channel, "4"), "fourth");
+  auto channel = ChannelTo(server.Number());
+  const std::string over = OverWhile("an answer was awaited from " + server.Name());
+  EXPECT_EQ(Exchange(*channel, CallWithin(500)), over);
+  EXPECT_EQ(Exchange(*channel, CallWithin(500)), over);
+  EXPECT_EQ(Exchange(*channel, CallWithin(kHour)), "third");
+  EXPECT_EQ(Exchange(*channel, "4"), "fourth");
 }
 
 TEST(TcpDeadline, IsTheEndpointsUnlessTheCommandHasOne) {
   FakeServer server([](const Port& port) {
     for (const std::uint32_t most : {kHour, 2 * kHour, kNoTimeLimit}) {
-      RawSocket client = port.greeted();
-      const std::uint32_t left = millisecondsIn(client.receive(16));
+      RawSocket client = port.Greeted();
+      const std::uint32_t left = MillisecondsIn(client.Receive(16));
       EXPECT_LE(left, most);
       EXPECT_GT(left, most / 2);
-      client.receive(callWithin(0).size());
-      client.send(frame("fine"));
+      client.Receive(CallWithin(0).size());
+      client.Send(Frame("fine"));
     }
-    RawSocket last = port.greeted();
-    EXPECT_EQ(last.receiveFrame(), "last");
-    EXPECT_EQ(last.receiveAll(), "");
+    RawSocket last = port.Greeted();
+    EXPECT_EQ(last.ReceiveFrame(), "last");
+    EXPECT_EQ(last.ReceiveAll(), "");
   });
-  auto channel = channelTo(server.number());
-  const std::string size = std::string(callWithin(0).size(), 'x');
-  configure(server.name(), R"("poolSize": 0, "callTimeoutMs": 3600000)");
-  EXPECT_EQ(exchange(*channel, size), "fine");
-  EXPECT_EQ(exchange(*channel, callWithin(2 * kHour)), "fine");
-  EXPECT_EQ(exchange(*channel, callWithin(kNoTimeLimit)), "fine");
+  auto channel = ChannelTo(server.Number());
+  const std::string size = std::string(CallWithin(0).size(), 'x');
+  Configure(server.Name(), R"("poolSize": 0, "callTimeoutMs": 3600000)");
+  EXPECT_EQ(Exchange(*channel, size), "fine");
+  EXPECT_EQ(Exchange(*channel, CallWithin(2 * kHour)), "fine");
+  EXPECT_EQ(Exchange(*channel, CallWithin(kNoTimeLimit)), "fine");
   const Variable limit("FERROLINK_CALL_TIMEOUT_MS", "500");
-  EXPECT_EQ(exchange(*channel, "last"), overWhile("an answer was awaited from " + server.name()));
+  EXPECT_EQ(Exchange(*channel, "last"), OverWhile("an answer was awaited from " + server.Name()));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

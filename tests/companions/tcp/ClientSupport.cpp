@@ -7,36 +7,36 @@
 #include <filesystem>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
-std::string clientError(int code, const std::string& rest) {
+std::string ClientError(int code, const std::string& rest) {
   const std::string number = std::to_string(code);
   return "error: Network Client: Exception code " + std::string(3 - number.size(), '0') + number +
          ".\n" + rest;
 }
 
-std::string broken(const Port& port, const std::string& when, const std::string& reason) {
-  return clientError(
-      2, "The connection to " + port.name() + " broke while " + when + ": " + reason +
+std::string Broken(const Port& port, const std::string& when, const std::string& reason) {
+  return ClientError(
+      2, "The connection to " + port.Name() + " broke while " + when + ": " + reason +
              ". The command may have been executed and is not sent again. See what the server "
              "says, then decide whether to repeat it.");
 }
 
-std::string notConnected(const Port& port, const std::string& reason) {
-  return clientError(1, "Cannot connect to " + port.name() + ": " + reason +
+std::string NotConnected(const Port& port, const std::string& reason) {
+  return ClientError(1, "Cannot connect to " + port.Name() + ": " + reason +
                             ". The command was not sent. See that ferrolink-server runs there and "
                             "has room for another connection.");
 }
 
-std::string noPeer(const Port& port, const std::string& what, const std::string& advice) {
-  return clientError(3, port.name() + " " + what + ". The command was not sent. " + advice);
+std::string NoPeer(const Port& port, const std::string& what, const std::string& advice) {
+  return ClientError(3, port.Name() + " " + what + ". The command was not sent. " + advice);
 }
 
-std::string notBegun(const std::string& server, const std::string& text) {
-  return clientError(8, server + " has not begun the command, which was not executed: " + text);
+std::string NotBegun(const std::string& server, const std::string& text) {
+  return ClientError(8, server + " has not begun the command, which was not executed: " + text);
 }
 
-void configure(const std::string& address, const std::string& members) {
+void Configure(const std::string& address, const std::string& members) {
   void* library = dlopen(FERROLINK_INSTALLATION "/Binaries/Native/Linux/X64/libConfigs.so",
                          RTLD_NOW | RTLD_LOCAL);
   auto* set = reinterpret_cast<int (*)(const char*)>(dlsym(library, "SetConfigSource"));
@@ -46,20 +46,20 @@ void configure(const std::string& address, const std::string& members) {
   }
 }
 
-std::string ofKind(char channelType, std::string command) {
+std::string OfKind(char channelType, std::string command) {
   command[2] = channelType;
   return command;
 }
 
-std::string callWithin(std::uint32_t milliseconds, std::string_view payload) {
+std::string CallWithin(std::uint32_t milliseconds, std::string_view payload) {
   std::string body;
   for (const unsigned shift : {24U, 16U, 8U, 0U}) {
     body.push_back(static_cast<char>(milliseconds >> shift & 0xFFU));
   }
-  return command(3, body + "\4echo" + std::string(payload));
+  return Command(3, body + "\4echo" + std::string(payload));
 }
 
-std::uint32_t millisecondsIn(const std::string& header) {
+std::uint32_t MillisecondsIn(const std::string& header) {
   std::uint32_t number = 0;
   for (const char byte : header.substr(8, 4)) {
     number = number << 8U | static_cast<unsigned char>(byte);
@@ -67,7 +67,7 @@ std::uint32_t millisecondsIn(const std::string& header) {
   return number;
 }
 
-std::set<int> openSockets() {
+std::set<int> OpenSockets() {
   std::set<int> sockets;
   for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
     std::error_code closedMeanwhile;
@@ -79,8 +79,8 @@ std::set<int> openSockets() {
   return sockets;
 }
 
-int socketTo(std::uint16_t port) {
-  for (const int descriptor : openSockets()) {
+int SocketTo(std::uint16_t port) {
+  for (const int descriptor : OpenSockets()) {
     sockaddr_in peer{};
     socklen_t size = sizeof peer;
     if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0 &&
@@ -91,4 +91,4 @@ int socketTo(std::uint16_t port) {
   return -1;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -7,37 +7,37 @@
 #include <set>
 #include <string>
 
-#include "tests/companions/tcp/Support.h"
+#include "tests/companions/tcp/TcpSupport.h"
 
 /// What tests of the client libraries expect of them, and what they tell them.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// An error text of that code. `rest` follows its line.
-std::string clientError(int code, const std::string& rest);
-std::string broken(const Port& port, const std::string& when, const std::string& reason);
-std::string notConnected(const Port& port, const std::string& reason);
-std::string noPeer(const Port& port, const std::string& what, const std::string& advice);
-std::string notBegun(const std::string& server, const std::string& text);
+std::string ClientError(int code, const std::string& rest);
+std::string Broken(const Port& port, const std::string& when, const std::string& reason);
+std::string NotConnected(const Port& port, const std::string& reason);
+std::string NoPeer(const Port& port, const std::string& what, const std::string& advice);
+std::string NotBegun(const std::string& server, const std::string& text);
 
 inline constexpr const char* kCorrect = "Correct address and port.";
 
 /// Gives the configuration library of the built installation a source: the endpoint `address` with
 /// these members, in JSON.
-void configure(const std::string& address, const std::string& members);
+void Configure(const std::string& address, const std::string& members);
 
 /// A command that goes by that kind, whatever else is in it.
-std::string ofKind(char channelType, std::string command);
+std::string OfKind(char channelType, std::string command);
 /// A call of "echo" within that time.
-std::string callWithin(std::uint32_t milliseconds, std::string_view payload = "");
+std::string CallWithin(std::uint32_t milliseconds, std::string_view payload = "");
 
 /// The milliseconds in a frame's header.
-std::uint32_t millisecondsIn(const std::string& header);
+std::uint32_t MillisecondsIn(const std::string& header);
 
 /// The descriptors of this process's sockets.
-std::set<int> openSockets();
+std::set<int> OpenSockets();
 /// The one of them that is connected to that port; -1 where there is none.
-int socketTo(std::uint16_t port);
+int SocketTo(std::uint16_t port);
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

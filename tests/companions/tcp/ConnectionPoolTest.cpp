@@ -10,9 +10,9 @@
 
 // The library under test is linked in, not opened.
 const Ferrolink::Companions::Tcp::Client::LibraryKind
-    Ferrolink::Companions::Tcp::Client::libraryKind{};
+    Ferrolink::Companions::Tcp::Client::kLibraryKind{};
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace std::chrono_literals;
@@ -31,14 +31,14 @@ class TcpPool : public testing::Test {
    public:
     Buffered(PatientSocket socket, bool& keeps)
         : PlainConnection(std::move(socket), 1024), m_keeps(keeps) {}
-    void keepBuffers(bool keep) override { m_keeps = keep; }
+    void KeepBuffers(bool keep) override { m_keeps = keep; }
 
    private:
     bool& m_keeps;
   };
 
   // Under that revision of the configuration; at most so many are kept.
-  Line line(unsigned revision = 0, std::size_t poolSize = 2) {
+  Line NewLine(unsigned revision = 0, std::size_t poolSize = 2) {
     std::array<int, 2> ends{};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
     m_peers.emplace_back(ends[1]);
@@ -51,7 +51,7 @@ class TcpPool : public testing::Test {
             std::make_shared<const ClientSettings>(settings)};
   }
 
-  bool isClosed(std::size_t number) {
+  bool IsClosed(std::size_t number) {
     char byte = 0;
     return recv(m_peers[number].get(), &byte, 1, MSG_DONTWAIT) == 0;
   }
@@ -65,28 +65,28 @@ class TcpPool : public testing::Test {
 }  // namespace
 
 TEST_F(TcpPool, GivesTheConnectionThatWasUsedLast) {
-  m_pool.give(line(), m_now);
-  Line second = line();
+  m_pool.Give(NewLine(), m_now);
+  Line second = NewLine();
   const auto* expected = second.connection.get();
-  m_pool.give(std::move(second), m_now);
-  EXPECT_EQ(m_pool.take(0, m_now).connection.get(), expected);
-  EXPECT_NE(m_pool.take(0, m_now).connection, nullptr);
-  EXPECT_EQ(m_pool.take(0, m_now).connection, nullptr);
+  m_pool.Give(std::move(second), m_now);
+  EXPECT_EQ(m_pool.Take(0, m_now).connection.get(), expected);
+  EXPECT_NE(m_pool.Take(0, m_now).connection, nullptr);
+  EXPECT_EQ(m_pool.Take(0, m_now).connection, nullptr);
 }
 
 TEST_F(TcpPool, KeepsNoMoreThanItIsTold) {
   for (int i = 0; i < 3; ++i) {
-    m_pool.give(line(), m_now);
+    m_pool.Give(NewLine(), m_now);
   }
-  EXPECT_FALSE(isClosed(0));
-  EXPECT_FALSE(isClosed(1));
-  EXPECT_TRUE(isClosed(2));
+  EXPECT_FALSE(IsClosed(0));
+  EXPECT_FALSE(IsClosed(1));
+  EXPECT_TRUE(IsClosed(2));
 }
 
 TEST_F(TcpPool, LeavesTheirBuffersToTheConnectionsThatWereUsedLast) {
   constexpr std::size_t kAll = ConnectionPool::kWithBuffers + 2;
   for (std::size_t i = 0; i < kAll; ++i) {
-    m_pool.give(line(0, kAll), m_now);
+    m_pool.Give(NewLine(0, kAll), m_now);
   }
   for (std::size_t i = 0; i < kAll; ++i) {
     EXPECT_EQ(m_keepBuffers[i], i >= 2) << i;
@@ -94,34 +94,34 @@ TEST_F(TcpPool, LeavesTheirBuffersToTheConnectionsThatWereUsedLast) {
 }
 
 TEST_F(TcpPool, ClosesConnectionsThatNobodyHasUsedForAWhile) {
-  m_pool.give(line(), m_now);
-  m_pool.give(line(), m_now + 30s);
-  m_pool.give(m_pool.take(0, m_now + 60s), m_now + 60s);
-  EXPECT_FALSE(isClosed(0));
-  m_pool.give(m_pool.take(0, m_now + 61s), m_now + 61s);
-  EXPECT_TRUE(isClosed(0));
-  EXPECT_FALSE(isClosed(1));
-  EXPECT_EQ(m_pool.take(0, m_now + 200s).connection, nullptr);
-  EXPECT_TRUE(isClosed(1));
+  m_pool.Give(NewLine(), m_now);
+  m_pool.Give(NewLine(), m_now + 30s);
+  m_pool.Give(m_pool.Take(0, m_now + 60s), m_now + 60s);
+  EXPECT_FALSE(IsClosed(0));
+  m_pool.Give(m_pool.Take(0, m_now + 61s), m_now + 61s);
+  EXPECT_TRUE(IsClosed(0));
+  EXPECT_FALSE(IsClosed(1));
+  EXPECT_EQ(m_pool.Take(0, m_now + 200s).connection, nullptr);
+  EXPECT_TRUE(IsClosed(1));
 }
 
 TEST_F(TcpPool, ClosesConnectionsOfAnEarlierConfiguration) {
-  m_pool.give(line(1), m_now);
-  EXPECT_EQ(m_pool.take(2, m_now).connection, nullptr);
-  EXPECT_TRUE(isClosed(0));
+  m_pool.Give(NewLine(1), m_now);
+  EXPECT_EQ(m_pool.Take(2, m_now).connection, nullptr);
+  EXPECT_TRUE(IsClosed(0));
   // One that was in use meanwhile, and one that a thread with older news asks for.
-  m_pool.give(line(1), m_now);
-  EXPECT_TRUE(isClosed(1));
-  m_pool.give(line(2), m_now);
-  EXPECT_NE(m_pool.take(1, m_now).connection, nullptr);
+  m_pool.Give(NewLine(1), m_now);
+  EXPECT_TRUE(IsClosed(1));
+  m_pool.Give(NewLine(2), m_now);
+  EXPECT_NE(m_pool.Take(1, m_now).connection, nullptr);
 }
 
 TEST_F(TcpPool, ClosesConnectionsThatAreNotQuiet) {
-  m_pool.give(line(), m_now);
-  m_pool.give(line(), m_now);
+  m_pool.Give(NewLine(), m_now);
+  m_pool.Give(NewLine(), m_now);
   m_peers[0] = FileDescriptor();
   EXPECT_EQ(::send(m_peers[1].get(), "x", 1, 0), 1);
-  EXPECT_EQ(m_pool.take(0, m_now).connection, nullptr);
+  EXPECT_EQ(m_pool.Take(0, m_now).connection, nullptr);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -5,7 +5,7 @@
 #include <set>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 // So many numbers has each thread.
@@ -13,13 +13,13 @@ constexpr unsigned kBitsOfCall = 22;
 static_assert(ExecutionRecord::kNumbers >> kBitsOfCall == 32, "threads at most");
 
 // A call of "count" within four milliseconds.
-std::string limitedCall(std::string_view payload) {
+std::string LimitedCall(std::string_view payload) {
   const std::string_view limit("\0\0\0\4", 4);
-  return command(3, std::string(limit) + "\5count" + std::string(payload));
+  return Command(3, std::string(limit) + "\5count" + std::string(payload));
 }
 
 // Some of several reads, some larger than what a socket holds, a few that are long under way.
-std::size_t restOf(std::size_t number) {
+std::size_t RestOf(std::size_t number) {
   if (number % 1024 == 513) {
     return 3'000'000;
   }
@@ -33,20 +33,20 @@ std::size_t restOf(std::size_t number) {
 constexpr long kAnswersANotice = 32;
 
 // The code of a client library's error; of others how the text begins.
-std::string codeOf(const std::string& error) {
+std::string CodeOf(const std::string& error) {
   constexpr std::string_view kBeginning = "error: Network Client: Exception code ";
   return error.starts_with(kBeginning) ? error.substr(kBeginning.size(), 3)
                                        : error.substr(0, error.find('\n'));
 }
 
-bool saysNotExecuted(const std::string& code) {
+bool SaysNotExecuted(const std::string& code) {
   static const std::set<std::string> kCodes{"001", "003", "004", "005", "006", "008", "009"};
   return kCodes.contains(code);
 }
 
 }  // namespace
 
-void Tally::recordProperties() const {
+void Tally::RecordProperties() const {
   const auto record = [](const std::string& name, long value) {
     testing::Test::RecordProperty(name, static_cast<int>(value));
   };
@@ -67,21 +67,21 @@ void Tally::recordProperties() const {
 CountedCallers::CountedCallers(ITransport& channel, Plan plan)
     : m_channel(channel), m_plan(plan), m_callers(static_cast<std::size_t>(plan.threads)) {
   for (std::size_t thread = 0; thread < m_callers.size(); ++thread) {
-    m_callers[thread].thread = std::thread(&CountedCallers::run, this, thread);
+    m_callers[thread].thread = std::thread(&CountedCallers::Run, this, thread);
   }
 }
 
-std::size_t CountedCallers::numberFor(std::size_t thread, std::size_t call) {
+std::size_t CountedCallers::NumberFor(std::size_t thread, std::size_t call) {
   return (thread << kBitsOfCall) + call;
 }
 
-void CountedCallers::run(std::size_t thread) {
+void CountedCallers::Run(std::size_t thread) {
   Caller& caller = m_callers[thread];
   for (std::size_t call = 0; call < std::size_t{1} << kBitsOfCall; ++call) {
     if (m_finish && call >= static_cast<std::size_t>(m_plan.least)) {
       return;
     }
-    const Outcome outcome = this->call(numberFor(thread, call));
+    const Outcome outcome = this->Call(NumberFor(thread, call));
     caller.outcomes.push_back(outcome);
     if (outcome == Outcome::Answered) {
       const std::lock_guard<std::mutex> lock(m_mutex);
@@ -94,25 +94,25 @@ void CountedCallers::run(std::size_t thread) {
   ADD_FAILURE() << "The numbers are used up.";
 }
 
-CountedCallers::Outcome CountedCallers::call(std::size_t number) {
+CountedCallers::Outcome CountedCallers::Call(std::size_t number) {
   const std::string payload =
-      countedPayload(number, std::string(restOf(number), static_cast<char>(number)));
+      CountedPayload(number, std::string(RestOf(number), static_cast<char>(number)));
   const bool isLimited =
       m_plan.limitedEach > 0 && static_cast<long>(number) % m_plan.limitedEach == 0;
   const std::string answer =
-      exchange(m_channel, isLimited ? limitedCall(payload) : callOf("count", payload));
-  if (answer == answerOf(countedAnswer(payload))) {
+      Exchange(m_channel, isLimited ? LimitedCall(payload) : CallOf("count", payload));
+  if (answer == AnswerOf(CountedAnswer(payload))) {
     return Outcome::Answered;
   }
-  return answer.starts_with("error: ") ? failed(answer) : Outcome::AnsweredWrongly;
+  return answer.starts_with("error: ") ? Failed(answer) : Outcome::AnsweredWrongly;
 }
 
-CountedCallers::Outcome CountedCallers::failed(const std::string& error) {
-  const std::string code = codeOf(error);
+CountedCallers::Outcome CountedCallers::Failed(const std::string& error) {
+  const std::string code = CodeOf(error);
   const std::lock_guard<std::mutex> lock(m_mutex);
   ++m_errors[code];
   m_texts.emplace(code, error);
-  if (!saysNotExecuted(code)) {
+  if (!SaysNotExecuted(code)) {
     return Outcome::PerhapsExecuted;
   }
   ++m_refusals;
@@ -120,7 +120,7 @@ CountedCallers::Outcome CountedCallers::failed(const std::string& error) {
   return Outcome::NotExecuted;
 }
 
-void CountedCallers::await(const std::function<bool()>& isSo, const std::string& what) {
+void CountedCallers::Await(const std::function<bool()>& isSo, const std::string& what) {
   std::unique_lock<std::mutex> lock(m_mutex);
   while (!isSo()) {
     const long answers = m_answers;
@@ -135,13 +135,13 @@ void CountedCallers::await(const std::function<bool()>& isSo, const std::string&
   }
 }
 
-void CountedCallers::awaitAnswers(long count) {
+void CountedCallers::AwaitAnswers(long count) {
   const auto hasThem = [&](const Caller& caller) { return caller.answered >= count; };
-  await([&] { return std::all_of(m_callers.begin(), m_callers.end(), hasThem); },
+  Await([&] { return std::all_of(m_callers.begin(), m_callers.end(), hasThem); },
         std::to_string(count) + " answers for each");
 }
 
-void CountedCallers::awaitFurtherAnswers(long count) {
+void CountedCallers::AwaitFurtherAnswers(long count) {
   std::vector<long> wanted;
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -153,19 +153,19 @@ void CountedCallers::awaitFurtherAnswers(long count) {
     return std::equal(m_callers.begin(), m_callers.end(), wanted.begin(),
                       [](const Caller& caller, long least) { return caller.answered >= least; });
   };
-  await(have, std::to_string(count) + " further answers for each");
+  Await(have, std::to_string(count) + " further answers for each");
 }
 
-void CountedCallers::awaitFurtherRefusal() {
+void CountedCallers::AwaitFurtherRefusal() {
   long before = 0;
   {
     const std::lock_guard<std::mutex> lock(m_mutex);
     before = m_refusals;
   }
-  await([&] { return m_refusals > before; }, "a further refusal");
+  Await([&] { return m_refusals > before; }, "a further refusal");
 }
 
-void CountedCallers::finish() {
+void CountedCallers::Finish() {
   m_finish = true;
   for (Caller& caller : m_callers) {
     if (caller.thread.joinable()) {
@@ -174,14 +174,14 @@ void CountedCallers::finish() {
   }
 }
 
-Tally CountedCallers::tally(const ExecutionRecord& record) const {
+Tally CountedCallers::CompareWith(const ExecutionRecord& record) const {
   Tally tally;
   tally.errors = m_errors;
   tally.texts = m_texts;
   for (std::size_t thread = 0; thread < m_callers.size(); ++thread) {
     const Caller& caller = m_callers[thread];
     for (std::size_t call = 0; call < caller.outcomes.size(); ++call) {
-      const int times = record.times(numberFor(thread, call));
+      const int times = record.Times(NumberFor(thread, call));
       const Outcome outcome = caller.outcomes[call];
       const bool isExecuted = times > 0;
       ++tally.calls;
@@ -198,4 +198,4 @@ Tally CountedCallers::tally(const ExecutionRecord& record) const {
   return tally;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

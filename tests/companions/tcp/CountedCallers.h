@@ -12,10 +12,10 @@
 #include <thread>
 #include <vector>
 
-#include "tests/companions/tcp/Support.h"
+#include "tests/companions/tcp/TcpSupport.h"
 #include "tests/companions/tcp/libraries/ExecutionRecord.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// What became of all commands, against what the servers have executed.
 struct Tally {
@@ -32,7 +32,7 @@ struct Tally {
   std::map<std::string, std::string> texts;  ///< the first one of each code
 
   /// As properties of the test that runs.
-  void recordProperties() const;
+  void RecordProperties() const;
 };
 
 /// Threads that call the handler "count" one command after another through one channel. Each
@@ -48,20 +48,20 @@ class CountedCallers {
   CountedCallers(ITransport& channel, Plan plan);
   CountedCallers(const CountedCallers&) = delete;
   CountedCallers& operator=(const CountedCallers&) = delete;
-  ~CountedCallers() { finish(); }
+  ~CountedCallers() { Finish(); }
 
   /// Waits until each thread has had that many right answers altogether. These throw where nobody
   /// has had one for a minute.
-  void awaitAnswers(long count);
+  void AwaitAnswers(long count);
   /// Waits until each thread has had so many more right answers.
-  void awaitFurtherAnswers(long count);
+  void AwaitFurtherAnswers(long count);
   /// Waits until a further command has failed with an error that says that it was not executed.
-  void awaitFurtherRefusal();
+  void AwaitFurtherRefusal();
   /// Waits until all threads have made the calls they should.
-  void finish();
+  void Finish();
 
   /// After finish.
-  [[nodiscard]] Tally tally(const ExecutionRecord& record) const;
+  [[nodiscard]] Tally CompareWith(const ExecutionRecord& record) const;
 
  private:
   enum class Outcome : std::uint8_t { Answered, AnsweredWrongly, NotExecuted, PerhapsExecuted };
@@ -72,11 +72,11 @@ class CountedCallers {
     std::thread thread;
   };
 
-  void run(std::size_t thread);
-  Outcome call(std::size_t number);
-  Outcome failed(const std::string& error);
-  void await(const std::function<bool()>& isSo, const std::string& what);
-  [[nodiscard]] static std::size_t numberFor(std::size_t thread, std::size_t call);
+  void Run(std::size_t thread);
+  Outcome Call(std::size_t number);
+  Outcome Failed(const std::string& error);
+  void Await(const std::function<bool()>& isSo, const std::string& what);
+  [[nodiscard]] static std::size_t NumberFor(std::size_t thread, std::size_t call);
 
   ITransport& m_channel;
   const Plan m_plan;
@@ -93,6 +93,6 @@ class CountedCallers {
   std::vector<Caller> m_callers;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

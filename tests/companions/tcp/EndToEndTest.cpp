@@ -10,7 +10,7 @@
 #include "tests/companions/tcp/ServerProcess.h"
 #include "tests/support/Jdks.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
@@ -18,7 +18,7 @@ using Ferrolink::Native::Interfaces::ITransmitter;
 using testing::HasSubstr;
 
 // What a command line prints on standard output.
-std::string outputOf(const std::string& commandLine) {
+std::string OutputOf(const std::string& commandLine) {
   std::FILE* pipe = popen(commandLine.c_str(), "r");
   std::string text;
   for (int byte = std::fgetc(pipe); byte != EOF; byte = std::fgetc(pipe)) {
@@ -28,23 +28,23 @@ std::string outputOf(const std::string& commandLine) {
   return text;
 }
 
-void expectJavaCalls(const std::string& kind, const ServerProcess& server) {
+void ExpectJavaCalls(const std::string& kind, const ServerProcess& server) {
   const Variable home("FERROLINK_HOME", FERROLINK_INSTALLATION);
   const Variable level("FERROLINK_LOGGING_LEVEL", "off");
   const Port nobody;
   const TemporaryDirectory directory;
-  ASSERT_FALSE(installedJdks().empty());
-  for (const auto& jdk : installedJdks()) {
+  ASSERT_FALSE(InstalledJdks().empty());
+  for (const auto& jdk : InstalledJdks()) {
     SCOPED_TRACE(jdk.string());
-    EXPECT_EQ(outputOf("cd '" + directory.path().string() + "' && '" + jdk.string() +
+    EXPECT_EQ(OutputOf("cd '" + directory.Path().string() + "' && '" + jdk.string() +
                        "/bin/java' -cp '" FERROLINK_JAR ":" REMOTE_CALLS_JAR "' RemoteCalls " +
-                       kind + " 127.0.0.1 " + std::to_string(server.port()) + " " +
-                       std::to_string(nobody.number())),
+                       kind + " 127.0.0.1 " + std::to_string(server.Port()) + " " +
+                       std::to_string(nobody.Number())),
               "over " + kind +
                   "\n"
                   "std::invalid_argument: refused: this\n"
                   "Network Client: Exception code 008.\n" +
-                  server.name() +
+                  server.Name() +
                   " has not begun the command, which was not executed: "
                   "This server loads no libraries for its clients. Start it with --plug-in FILE, "
                   "or with --allow-load-library.\n"
@@ -54,7 +54,7 @@ void expectJavaCalls(const std::string& kind, const ServerProcess& server) {
 }
 
 // The command with the header of a network target.
-std::string overTcp(std::string command, std::uint16_t port) {
+std::string OverTcp(std::string command, std::uint16_t port) {
   command[2] = 1;
   command.replace(3, 4, "\x7f\0\0\1", 4);
   command[7] = static_cast<char>(port & 0xFF);
@@ -62,7 +62,7 @@ std::string overTcp(std::string command, std::uint16_t port) {
   return command;
 }
 
-ITransmitter& cppTransmitter() {
+ITransmitter& CppTransmitter() {
   void* library =
       dlopen(FERROLINK_INSTALLATION "/Binaries/Native/Linux/X64/libFerrolinkCppRuntimeNative.so",
              RTLD_NOW | RTLD_LOCAL);
@@ -74,27 +74,27 @@ ITransmitter& cppTransmitter() {
 }  // namespace
 
 TEST(TcpEndToEnd, JavaCallsCppBehindAServer) {
-  expectJavaCalls("tcp", ServerProcess());
+  ExpectJavaCalls("tcp", ServerProcess());
 }
 
 TEST(TcpEndToEnd, JavaCallsCppBehindAServerWithTls) {
   const Certificate certificate({});
   const ServerProcess server(
-      {"--tls-certificate", certificate.file(), "--tls-key", certificate.keyFile()});
-  const Variable authorities("FERROLINK_TLS_CA_FILE", certificate.file());
-  expectJavaCalls("tls", server);
+      {"--tls-certificate", certificate.File(), "--tls-key", certificate.KeyFile()});
+  const Variable authorities("FERROLINK_TLS_CA_FILE", certificate.File());
+  ExpectJavaCalls("tls", server);
 }
 
 TEST(TcpEndToEnd, CppCallsJavaBehindAServer) {
-  ITransmitter& transmitter = cppTransmitter();
-  for (const auto& jdk : installedJdks()) {
+  ITransmitter& transmitter = CppTransmitter();
+  for (const auto& jdk : InstalledJdks()) {
     SCOPED_TRACE(jdk.string());
     const Variable java("JAVA_HOME", jdk.string());
     ServerProcess server({"--runtime", "jvm", "--plug-in", FERROLINK_JAR});
-    EXPECT_EQ(server.listening(),
-              "ferrolink-server: jvm listens on " + server.name() + " (plain TCP)\n");
+    EXPECT_EQ(server.Listening(),
+              "ferrolink-server: jvm listens on " + server.Name() + " (plain TCP)\n");
     const auto ask = [&](const std::string& handler, const std::string& payload) {
-      std::string command = overTcp(callOf(handler, payload, 2), server.port());
+      std::string command = OverTcp(CallOf(handler, payload, 2), server.Port());
       const int length = transmitter.SendCommand(reinterpret_cast<std::uint8_t*>(command.data()),
                                                  static_cast<int>(command.size()));
       std::string response(static_cast<std::size_t>(length), '\0');
@@ -103,12 +103,12 @@ TEST(TcpEndToEnd, CppCallsJavaBehindAServer) {
     };
     EXPECT_EQ(ask("echo", "from far"), "from far");
     EXPECT_THAT(ask("nobody", ""), HasSubstr("nobody"));
-    EXPECT_THAT(thrownBy([&] { ask("load-archives", "/tmp"); }),
+    EXPECT_THAT(ThrownBy([&] { ask("load-archives", "/tmp"); }),
                 HasSubstr("This server loads no libraries for its clients."));
     // The JVM does not take the signal for itself.
-    server.signal(SIGTERM);
-    EXPECT_EQ(server.wait(), 0);
+    server.Signal(SIGTERM);
+    EXPECT_EQ(server.Wait(), 0);
   }
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -17,19 +17,19 @@
 #include <stdexcept>
 #include <thread>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 // The address is this process's alone, and so are all of its ports.
 constexpr std::uint16_t kAdminDistance = 1000;
 constexpr std::uint16_t kStatistics = 9999;
 
-std::string endpoint(const std::string& address, int port) {
+std::string Endpoint(const std::string& address, int port) {
   return address + ":" + std::to_string(port);
 }
 
 // Of a line of comma-separated values.
-std::vector<std::string> fieldsOf(const std::string& line) {
+std::vector<std::string> FieldsOf(const std::string& line) {
   std::vector<std::string> fields;
   std::istringstream rest(line);
   for (std::string field; std::getline(rest, field, ',');) {
@@ -39,7 +39,7 @@ std::vector<std::string> fieldsOf(const std::string& line) {
 }
 
 // A minute is far more than servers and balancer need; only a failure takes as long.
-void await(const std::function<bool()>& isSo, const std::string& what) {
+void Await(const std::function<bool()>& isSo, const std::string& what) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (!isSo()) {
     if (std::chrono::steady_clock::now() >= end) {
@@ -51,7 +51,7 @@ void await(const std::function<bool()>& isSo, const std::string& what) {
 
 }  // namespace
 
-std::string ownLoopbackAddress() {
+std::string OwnLoopbackAddress() {
   const auto process = static_cast<unsigned>(getpid());
   std::string address = "127";
   for (const unsigned part : {64U + (process >> 16U), process >> 8U & 0xFFU, process & 0xFFU}) {
@@ -60,7 +60,7 @@ std::string ownLoopbackAddress() {
   return address;
 }
 
-std::string httpGet(const std::string& address, std::uint16_t port, std::string_view path) {
+std::string HttpGet(const std::string& address, std::uint16_t port, std::string_view path) {
   FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in server{};
   server.sin_family = AF_INET;
@@ -70,55 +70,55 @@ std::string httpGet(const std::string& address, std::uint16_t port, std::string_
     return "";
   }
   RawSocket client(std::move(socket));
-  client.send("GET " + std::string(path) + " HTTP/1.0\r\n\r\n");
-  return client.receiveAll();
+  client.Send("GET " + std::string(path) + " HTTP/1.0\r\n\r\n");
+  return client.ReceiveAll();
 }
 
 Machine::Machine(std::uint16_t port, ServerProcess::Arguments options)
-    : m_address(ownLoopbackAddress()), m_port(port), m_options(std::move(options)) {}
+    : m_address(OwnLoopbackAddress()), m_port(port), m_options(std::move(options)) {}
 
-std::string Machine::name() const {
-  return endpoint(m_address, m_port);
+std::string Machine::Name() const {
+  return Endpoint(m_address, m_port);
 }
 
-std::string Machine::admin() const {
-  return endpoint(m_address, m_port + kAdminDistance);
+std::string Machine::Admin() const {
+  return Endpoint(m_address, m_port + kAdminDistance);
 }
 
-void Machine::start() {
+void Machine::Start() {
   ServerProcess::Arguments arguments{"--runtime", "cpp",  "--plug-in", COUNTINGHANDLERS_PATH,
-                                     "--listen",  name(), "--admin",   admin()};
+                                     "--listen",  Name(), "--admin",   Admin()};
   arguments.insert(arguments.end(), m_options.begin(), m_options.end());
   m_server.reset();
   m_server = std::make_unique<ServerProcess>(arguments);
-  if (m_server->port() != m_port) {
-    throw std::runtime_error("cannot start a server: " + m_server->errors());
+  if (m_server->Port() != m_port) {
+    throw std::runtime_error("cannot start a server: " + m_server->Errors());
   }
-  await(
+  Await(
       [&] {
-        return httpGet(m_address, m_server->adminPort(), "/readyz").starts_with("HTTP/1.1 200");
+        return HttpGet(m_address, m_server->AdminPort(), "/readyz").starts_with("HTTP/1.1 200");
       },
-      "the server " + name() + " is ready");
+      "the server " + Name() + " is ready");
 }
 
 int Machine::end() {
-  m_server->signal(SIGTERM);
-  return m_server->wait();
+  m_server->Signal(SIGTERM);
+  return m_server->Wait();
 }
 
-void Machine::kill() {
-  m_server->signal(SIGKILL);
-  m_server->wait();
+void Machine::Kill() {
+  m_server->Signal(SIGKILL);
+  m_server->Wait();
 }
 
 Balancer::Balancer(std::uint16_t port, const Machine& one, const Machine& two)
-    : m_address(ownLoopbackAddress()), m_port(port) {
-  std::vector<std::string> environment{"FERROLINK_BALANCER=" + name(),
-                                       "FERROLINK_SERVER_1=" + one.name(),
-                                       "FERROLINK_ADMIN_1=" + one.admin(),
-                                       "FERROLINK_SERVER_2=" + two.name(),
-                                       "FERROLINK_ADMIN_2=" + two.admin(),
-                                       "FERROLINK_STATISTICS=" + endpoint(m_address, kStatistics)};
+    : m_address(OwnLoopbackAddress()), m_port(port) {
+  std::vector<std::string> environment{"FERROLINK_BALANCER=" + Name(),
+                                       "FERROLINK_SERVER_1=" + one.Name(),
+                                       "FERROLINK_ADMIN_1=" + one.Admin(),
+                                       "FERROLINK_SERVER_2=" + two.Name(),
+                                       "FERROLINK_ADMIN_2=" + two.Admin(),
+                                       "FERROLINK_STATISTICS=" + Endpoint(m_address, kStatistics)};
   std::vector<std::string> arguments{HAPROXY_PATH, "-db", "-f", HAPROXY_CONFIGURATION};
   const auto pointersTo = [](std::vector<std::string>& texts) {
     std::vector<char*> pointers;
@@ -130,7 +130,7 @@ Balancer::Balancer(std::uint16_t port, const Machine& one, const Machine& two)
   };
   const std::vector<char*> argv = pointersTo(arguments);
   const std::vector<char*> envp = pointersTo(environment);
-  const FileDescriptor output = FileDescriptor::open((m_directory.path() / "output").c_str(),
+  const FileDescriptor output = FileDescriptor::Open((m_directory.Path() / "output").c_str(),
                                                      O_WRONLY | O_CREAT | O_APPEND, 0600);
   m_child = fork();
   if (m_child == 0) {
@@ -140,7 +140,7 @@ Balancer::Balancer(std::uint16_t port, const Machine& one, const Machine& two)
     execve(argv[0], argv.data(), envp.data());
     _exit(71);
   }
-  awaitStatistics();
+  AwaitStatistics();
 }
 
 Balancer::~Balancer() {
@@ -150,42 +150,42 @@ Balancer::~Balancer() {
   }
 }
 
-void Balancer::awaitStatistics() {
+void Balancer::AwaitStatistics() {
   const auto answers = [&] {
     if (waitpid(m_child, nullptr, WNOHANG) != 0) {
       m_child = -1;
-      throw std::runtime_error("cannot start HAProxy: " + output());
+      throw std::runtime_error("cannot start HAProxy: " + Output());
     }
-    return !httpGet(m_address, kStatistics, "/;csv").empty();
+    return !HttpGet(m_address, kStatistics, "/;csv").empty();
   };
-  await(answers, "HAProxy answers");
+  Await(answers, "HAProxy answers");
 }
 
-std::string Balancer::name() const {
-  return endpoint(m_address, m_port);
+std::string Balancer::Name() const {
+  return Endpoint(m_address, m_port);
 }
 
-std::string Balancer::output() const {
+std::string Balancer::Output() const {
   std::ostringstream text;
-  text << std::ifstream(m_directory.path() / "output").rdbuf();
+  text << std::ifstream(m_directory.Path() / "output").rdbuf();
   return text.str();
 }
 
-void Balancer::awaitUp(std::string_view server) const {
-  await([&] { return statistic(server, "status") == "UP"; },
+void Balancer::AwaitUp(std::string_view server) const {
+  Await([&] { return Statistic(server, "status") == "UP"; },
         "HAProxy sees " + std::string(server) + " up");
 }
 
-long Balancer::connections(std::string_view server) const {
-  return std::stol(statistic(server, "stot"));
+long Balancer::Connections(std::string_view server) const {
+  return std::stol(Statistic(server, "stot"));
 }
 
 // A line for each server, below the names of the columns.
-std::string Balancer::statistic(std::string_view server, std::string_view column) const {
-  std::istringstream answer(httpGet(m_address, kStatistics, "/;csv"));
+std::string Balancer::Statistic(std::string_view server, std::string_view column) const {
+  std::istringstream answer(HttpGet(m_address, kStatistics, "/;csv"));
   std::size_t place = 0;
   for (std::string line; std::getline(answer, line);) {
-    const std::vector<std::string> fields = fieldsOf(line);
+    const std::vector<std::string> fields = FieldsOf(line);
     if (line.starts_with("# pxname,")) {
       place = static_cast<std::size_t>(std::find(fields.begin(), fields.end(), column) -
                                        fields.begin());
@@ -194,7 +194,7 @@ std::string Balancer::statistic(std::string_view server, std::string_view column
       return fields[place];
     }
   }
-  throw std::runtime_error("HAProxy has no server " + std::string(server) + ": " + output());
+  throw std::runtime_error("HAProxy has no server " + std::string(server) + ": " + Output());
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

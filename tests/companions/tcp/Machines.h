@@ -13,14 +13,14 @@
 #include "tests/companions/tcp/ServerProcess.h"
 
 /// Servers that are ended and started again at their address, and a balancer in front of them.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// An address of the loopback interface that nobody else uses as long as this process runs. Nothing
 /// takes a port of it while no server listens there: connections of others come from 127.0.0.1.
-std::string ownLoopbackAddress();
+std::string OwnLoopbackAddress();
 
 /// What that path of an HTTP server answers; empty where nobody does.
-std::string httpGet(const std::string& address, std::uint16_t port, std::string_view path);
+std::string HttpGet(const std::string& address, std::uint16_t port, std::string_view path);
 
 /// A server with the handler "count" that can be started anew on the same ports.
 class Machine {
@@ -29,15 +29,15 @@ class Machine {
   explicit Machine(std::uint16_t port, ServerProcess::Arguments options = {});
 
   /// Until it is ready.
-  void start();
+  void Start();
   /// As an operator ends it; waits for its end. Returns its exit code.
   int end();
   /// As if it lost its power.
-  void kill();
+  void Kill();
 
   /// address:port
-  [[nodiscard]] std::string name() const;
-  [[nodiscard]] std::string admin() const;
+  [[nodiscard]] std::string Name() const;
+  [[nodiscard]] std::string Admin() const;
 
  private:
   const std::string m_address;
@@ -55,17 +55,17 @@ class Balancer {
   Balancer& operator=(const Balancer&) = delete;
   ~Balancer();
 
-  [[nodiscard]] std::string name() const;
+  [[nodiscard]] std::string Name() const;
 
   /// Waits until it sends clients to that server.
-  void awaitUp(std::string_view server) const;
+  void AwaitUp(std::string_view server) const;
   /// How many connections that server has been given.
-  [[nodiscard]] long connections(std::string_view server) const;
+  [[nodiscard]] long Connections(std::string_view server) const;
 
  private:
-  void awaitStatistics();
-  [[nodiscard]] std::string statistic(std::string_view server, std::string_view column) const;
-  [[nodiscard]] std::string output() const;
+  void AwaitStatistics();
+  [[nodiscard]] std::string Statistic(std::string_view server, std::string_view column) const;
+  [[nodiscard]] std::string Output() const;
 
   TemporaryDirectory m_directory;
   const std::string m_address;
@@ -73,6 +73,6 @@ class Balancer {
   pid_t m_child = -1;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -10,7 +10,7 @@
 #include "tests/companions/tcp/ServerProcess.h"
 #include "tests/companions/tcp/WaitingCall.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using testing::HasSubstr;
@@ -18,85 +18,85 @@ using testing::HasSubstr;
 const ServerProcess::Arguments kAdmin{"--admin", "127.0.0.1:0"};
 
 std::string get(const ServerProcess& server, const std::string& path) {
-  RawSocket monitor = RawSocket::connect(server.adminPort());
-  monitor.send("GET " + path + " HTTP/1.1\r\nHost: x\r\n\r\n");
-  return monitor.receiveAll();
+  RawSocket monitor = RawSocket::Connect(server.AdminPort());
+  monitor.Send("GET " + path + " HTTP/1.1\r\nHost: x\r\n\r\n");
+  return monitor.ReceiveAll();
 }
 
-ServerProcess::Arguments with(ServerProcess::Arguments first,
+ServerProcess::Arguments With(ServerProcess::Arguments first,
                               const ServerProcess::Arguments& more) {
   first.insert(first.end(), more.begin(), more.end());
   return first;
 }
 
 // Strangers make it log, clients are answered, and it ends.
-void servesWithErrorsInto(ServerProcess::ErrorsInto errors) {
+void ServesWithErrorsInto(ServerProcess::ErrorsInto errors) {
   ServerProcess server(errors);
   for (int i = 0; i < 20; ++i) {
-    RawSocket stranger = RawSocket::connect(server.port());
-    stranger.send("GET / HTTP/1.1\r\n");
-    stranger.receiveAll();
-    RawSocket client = server.greetedClient();
-    EXPECT_EQ(client.ask(callOf("echo", "x")), answerOf("x"));
+    RawSocket stranger = RawSocket::Connect(server.Port());
+    stranger.Send("GET / HTTP/1.1\r\n");
+    stranger.ReceiveAll();
+    RawSocket client = server.GreetedClient();
+    EXPECT_EQ(client.Ask(CallOf("echo", "x")), AnswerOf("x"));
   }
-  server.signal(SIGTERM);
-  EXPECT_EQ(server.wait(), 0);
+  server.Signal(SIGTERM);
+  EXPECT_EQ(server.Wait(), 0);
 }
 
 }  // namespace
 
 TEST(TcpServerOperations, LetsClientsCallWhatARuleAllows) {
   const TemporaryDirectory directory;
-  const std::string file = (directory.path() / "server.json").string();
+  const std::string file = (directory.Path() / "server.json").string();
   std::ofstream(file)
       << R"({"rules": [{"clients": ["*"], "handlers": ["echo", "byte*"], "max-calls": 1}]})";
   const ServerProcess server({"--config", file});
-  RawSocket client = server.greetedClient();
-  EXPECT_EQ(client.ask(callOf("echo", "x")), answerOf("x"));
-  EXPECT_EQ(client.ask(callOf("bytes", "2")), answerOf("bb"));
+  RawSocket client = server.GreetedClient();
+  EXPECT_EQ(client.Ask(CallOf("echo", "x")), AnswerOf("x"));
+  EXPECT_EQ(client.Ask(CallOf("bytes", "2")), AnswerOf("bb"));
   const std::string refusal = "The rules of this server do not let 127.0.0.1 call 'end-process'.";
-  EXPECT_EQ(client.ask(callOf("end-process")), refusal);
+  EXPECT_EQ(client.Ask(CallOf("end-process")), refusal);
   const std::string within("\0\0\xFF\0", 4);
-  EXPECT_EQ(client.ask(command(3, within + "\x0B"
+  EXPECT_EQ(client.Ask(Command(3, within + "\x0B"
                                            "end-process")),
             refusal);
-  EXPECT_EQ(client.ask(command(3, within + "\4echoy")), answerOf("y"));
-  EXPECT_THAT(client.ask(callOf("load-archives", "x")), HasSubstr("loads no libraries"));
-  EXPECT_THAT(client.ask(command(1, std::string(13, '\1') + TCPHANDLERS_PATH)),
+  EXPECT_EQ(client.Ask(Command(3, within + "\4echoy")), AnswerOf("y"));
+  EXPECT_THAT(client.Ask(CallOf("load-archives", "x")), HasSubstr("loads no libraries"));
+  EXPECT_THAT(client.Ask(Command(1, std::string(13, '\1') + TCPHANDLERS_PATH)),
               HasSubstr("loads no libraries"));
-  server.awaitErrors("warning refused peer=\"127.0.0.1:");
-  server.awaitErrors("\" handler=\"end-process\" reason=\"" + refusal + "\"\n");
+  server.AwaitErrors("warning refused peer=\"127.0.0.1:");
+  server.AwaitErrors("\" handler=\"end-process\" reason=\"" + refusal + "\"\n");
 }
 
 TEST(TcpServerOperations, CountsConnectionsAndCallsOfAClientAgainstItsRule) {
   const TemporaryDirectory directory;
-  const std::string file = (directory.path() / "server.json").string();
+  const std::string file = (directory.Path() / "server.json").string();
   std::ofstream(file) << R"({"rules": [{"clients": ["*"], "handlers": ["*"],
                              "max-connections": 2, "max-calls": 1}]})";
   const WaitingCall waiting;
   const ServerProcess server({"--config", file});
-  RawSocket busy = server.greetedClient();
-  busy.command(waiting.command());
-  waiting.awaitRunning();
-  RawSocket second = server.greetedClient();
-  EXPECT_THAT(second.ask(callOf("end-process")), HasSubstr("as many as its rule allows"));
-  RawSocket third = server.greetedClient();
-  EXPECT_THAT(third.receiveAll(),
+  RawSocket busy = server.GreetedClient();
+  busy.Command(waiting.Command());
+  waiting.AwaitRunning();
+  RawSocket second = server.GreetedClient();
+  EXPECT_THAT(second.Ask(CallOf("end-process")), HasSubstr("as many as its rule allows"));
+  RawSocket third = server.GreetedClient();
+  EXPECT_THAT(third.ReceiveAll(),
               HasSubstr("127.0.0.1 has 2 connections, as many as its rule allows."));
-  waiting.release("done");
-  EXPECT_EQ(busy.receiveFrame(), answerOf("done"));
-  EXPECT_EQ(second.ask(callOf("echo", "x")), answerOf("x"));
+  waiting.Release("done");
+  EXPECT_EQ(busy.ReceiveFrame(), AnswerOf("done"));
+  EXPECT_EQ(second.Ask(CallOf("echo", "x")), AnswerOf("x"));
 }
 
 TEST(TcpServerOperations, TellsClientsWhomItsRulesRefuseWhy) {
   const TemporaryDirectory directory;
-  const std::string file = (directory.path() / "server.json").string();
+  const std::string file = (directory.Path() / "server.json").string();
   std::ofstream(file)
       << R"({"rules": [{"clients": ["*"], "handlers": ["*"], "max-connections": 1}]})";
   const ServerProcess server({"--config", file});
-  const RawSocket first = server.greetedClient();
+  const RawSocket first = server.GreetedClient();
   for (int i = 0; i < 20; ++i) {
-    EXPECT_THAT(exchange(*channelTo(server.port()), callOf("echo", "x")),
+    EXPECT_THAT(Exchange(*ChannelTo(server.Port()), CallOf("echo", "x")),
                 AllOf(HasSubstr("Exception code 008.\n"),
                       HasSubstr("127.0.0.1 has 1 connections, as many as its rule allows.")));
   }
@@ -105,45 +105,45 @@ TEST(TcpServerOperations, TellsClientsWhomItsRulesRefuseWhy) {
 TEST(TcpServerOperations, EndsThoughItIsToldToReadItsFilesAgainMeanwhile) {
   for (int round = 0; round < 5; ++round) {
     ServerProcess server;
-    EXPECT_EQ(exchange(*channelTo(server.port()), callOf("echo", "x")), answerOf("x"));
+    EXPECT_EQ(Exchange(*ChannelTo(server.Port()), CallOf("echo", "x")), AnswerOf("x"));
     for (int i = 0; i < 50; ++i) {
-      server.signal(SIGHUP);
+      server.Signal(SIGHUP);
     }
-    server.signal(SIGTERM);
+    server.Signal(SIGTERM);
     // Until long after its end: it stays to be waited for.
     for (int i = 0; i < 50'000; ++i) {
-      server.signal(SIGHUP);
+      server.Signal(SIGHUP);
     }
-    EXPECT_EQ(server.wait(), 0);
+    EXPECT_EQ(server.Wait(), 0);
   }
 }
 
 TEST(TcpServerOperations, FailsItsReadinessFirstAndAnswersCommandsWhileItDrains) {
-  ServerProcess server(with(kAdmin, {"--drain-ms", "1000"}));
-  RawSocket client = server.greetedClient();
+  ServerProcess server(With(kAdmin, {"--drain-ms", "1000"}));
+  RawSocket client = server.GreetedClient();
   EXPECT_THAT(get(server, "/readyz"), HasSubstr("HTTP/1.1 200 OK"));
-  server.signal(SIGTERM);
+  server.Signal(SIGTERM);
   while (get(server, "/readyz").find("draining") == std::string::npos) {
     std::this_thread::yield();
   }
   EXPECT_THAT(get(server, "/livez"), HasSubstr("HTTP/1.1 200 OK"));
-  EXPECT_EQ(client.ask(callOf("echo", "still")), answerOf("still"));
-  RawSocket late = server.greetedClient();
-  EXPECT_EQ(late.ask(callOf("echo", "late")), answerOf("late"));
-  EXPECT_EQ(client.receiveAll(), frame(kGoingAway, 2, 4));
-  client.close();
-  late.close();
-  EXPECT_EQ(server.wait(), 0);
-  EXPECT_THAT(server.errors(), HasSubstr(" info drained\n"));
+  EXPECT_EQ(client.Ask(CallOf("echo", "still")), AnswerOf("still"));
+  RawSocket late = server.GreetedClient();
+  EXPECT_EQ(late.Ask(CallOf("echo", "late")), AnswerOf("late"));
+  EXPECT_EQ(client.ReceiveAll(), Frame(kGoingAway, 2, 4));
+  client.Close();
+  late.Close();
+  EXPECT_EQ(server.Wait(), 0);
+  EXPECT_THAT(server.Errors(), HasSubstr(" info drained\n"));
 }
 
 TEST(TcpServerOperations, CountsWhatItDoes) {
   const ServerProcess server(kAdmin);
-  RawSocket client = server.greetedClient();
-  EXPECT_EQ(client.ask(callOf("echo", "x")), answerOf("x"));
-  EXPECT_EQ(client.ask(callOf("echo", "y")), answerOf("y"));
-  EXPECT_THAT(client.ask(callOf("refuse", "z")), HasSubstr("refused: z"));
-  EXPECT_THAT(client.ask(callOf("echo", "x", 2)), HasSubstr("runtime 2"));
+  RawSocket client = server.GreetedClient();
+  EXPECT_EQ(client.Ask(CallOf("echo", "x")), AnswerOf("x"));
+  EXPECT_EQ(client.Ask(CallOf("echo", "y")), AnswerOf("y"));
+  EXPECT_THAT(client.Ask(CallOf("refuse", "z")), HasSubstr("refused: z"));
+  EXPECT_THAT(client.Ask(CallOf("echo", "x", 2)), HasSubstr("runtime 2"));
   const std::string metrics = get(server, "/metrics");
   for (const char* line :
        {"\nferrolink_server_ready 1\n", "\nferrolink_server_connections 1\n",
@@ -157,31 +157,31 @@ TEST(TcpServerOperations, CountsWhatItDoes) {
 TEST(TcpServerOperations, LogsEachCallOnlyWhereItIsToldToAndNothingOfAHealthCheck) {
   const ServerProcess server({"--access-log"});
   for (int i = 0; i < 3; ++i) {
-    RawSocket::connect(server.port()).close();
+    RawSocket::Connect(server.Port()).Close();
   }
-  RawSocket client = server.greetedClient();
-  EXPECT_EQ(client.ask(callOf("echo", "x")), answerOf("x"));
-  server.awaitErrors("\" handler=\"echo\" duration-ms=");
-  const std::string errors = server.errors();
+  RawSocket client = server.GreetedClient();
+  EXPECT_EQ(client.Ask(CallOf("echo", "x")), AnswerOf("x"));
+  server.AwaitErrors("\" handler=\"echo\" duration-ms=");
+  const std::string errors = server.Errors();
   EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 2) << errors;
   EXPECT_THAT(errors, HasSubstr(" info accepted peer=\"127.0.0.1:"));
   EXPECT_THAT(errors, HasSubstr(" info call peer=\"127.0.0.1:"));
 }
 
 TEST(TcpServerOperations, GoesOnWhereNobodyReadsStandardError) {
-  servesWithErrorsInto(ServerProcess::ErrorsInto::ClosedPipe);
+  ServesWithErrorsInto(ServerProcess::ErrorsInto::ClosedPipe);
 }
 
 TEST(TcpServerOperations, GoesOnWhereStandardErrorIsFull) {
-  servesWithErrorsInto(ServerProcess::ErrorsInto::FullPipe);
+  ServesWithErrorsInto(ServerProcess::ErrorsInto::FullPipe);
 }
 
 TEST(TcpServerOperations, ListensOnNamesAndOnIPv6) {
   const ServerProcess named({"--listen", "localhost:0"});
-  EXPECT_THAT(named.listening(), HasSubstr(" listens on "));
+  EXPECT_THAT(named.Listening(), HasSubstr(" listens on "));
   const ServerProcess six({"--listen", "[::1]:0"});
-  EXPECT_EQ(six.listening(), "ferrolink-server: cpp listens on [::1]:" +
-                                 std::to_string(six.port()) + " (plain TCP)\n");
+  EXPECT_EQ(six.Listening(), "ferrolink-server: cpp listens on [::1]:" +
+                                 std::to_string(six.Port()) + " (plain TCP)\n");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

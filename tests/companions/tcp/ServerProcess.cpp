@@ -17,10 +17,10 @@
 #include <stdexcept>
 #include <thread>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-std::vector<char*> pointersTo(std::vector<std::string>& texts) {
+std::vector<char*> PointersTo(std::vector<std::string>& texts) {
   std::vector<char*> pointers;
   for (std::string& text : texts) {
     pointers.push_back(text.data());
@@ -29,7 +29,7 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts) {
   return pointers;
 }
 
-ServerProcess::Arguments completed(ServerProcess::Arguments arguments) {
+ServerProcess::Arguments Completed(ServerProcess::Arguments arguments) {
   arguments.insert(arguments.begin(), FERROLINK_SERVER_PATH);
   if (std::find(arguments.begin(), arguments.end(), "--runtime") == arguments.end()) {
     arguments.insert(arguments.end(), {"--runtime", "cpp", "--plug-in", TCPHANDLERS_PATH});
@@ -42,7 +42,7 @@ ServerProcess::Arguments completed(ServerProcess::Arguments arguments) {
 
 // Ours, and where the server finds its installation. Not by setenv in this process, where other
 // threads of a test read the environment.
-std::vector<std::string> environmentFor(const std::filesystem::path& home) {
+std::vector<std::string> EnvironmentFor(const std::filesystem::path& home) {
   constexpr std::string_view kHome = "FERROLINK_HOME=";
   std::vector<std::string> environment{std::string(kHome) + home.string()};
   for (char** entry = environ; *entry != nullptr; ++entry) {
@@ -56,25 +56,25 @@ std::vector<std::string> environmentFor(const std::filesystem::path& home) {
 }  // namespace
 
 ServerProcess::ServerProcess(Arguments arguments, const std::filesystem::path& home) {
-  start(std::move(arguments), home, ErrorsInto::File);
+  Start(std::move(arguments), home, ErrorsInto::File);
 }
 
 ServerProcess::ServerProcess(ErrorsInto errors) {
-  start({}, FERROLINK_INSTALLATION, errors);
+  Start({}, FERROLINK_INSTALLATION, errors);
 }
 
 ServerProcess::ServerProcess(Arguments arguments, std::function<void()> prepare)
     : m_prepare(std::move(prepare)) {
-  start(std::move(arguments), FERROLINK_INSTALLATION, ErrorsInto::File);
+  Start(std::move(arguments), FERROLINK_INSTALLATION, ErrorsInto::File);
 }
 
-void ServerProcess::start(Arguments arguments, const std::filesystem::path& home,
+void ServerProcess::Start(Arguments arguments, const std::filesystem::path& home,
                           ErrorsInto errorsInto) {
-  arguments = completed(std::move(arguments));
-  const std::vector<char*> argv = pointersTo(arguments);
-  std::vector<std::string> environment = environmentFor(home);
-  std::vector<char*> envp = pointersTo(environment);
-  const std::string errors = (m_directory.path() / "errors").string();
+  arguments = Completed(std::move(arguments));
+  const std::vector<char*> argv = PointersTo(arguments);
+  std::vector<std::string> environment = EnvironmentFor(home);
+  std::vector<char*> envp = PointersTo(environment);
+  const std::string errors = (m_directory.Path() / "errors").string();
   int ends[2] = {-1, -1};
   if (pipe2(ends, O_CLOEXEC) != 0) {
     throw std::runtime_error("no pipe");
@@ -83,9 +83,9 @@ void ServerProcess::start(Arguments arguments, const std::filesystem::path& home
   FileDescriptor childs(ends[1]);
   FileDescriptor childsErrors;
   if (errorsInto == ErrorsInto::File) {
-    childsErrors = FileDescriptor::open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    childsErrors = FileDescriptor::Open(errors.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
   } else {
-    childsErrors = pipeForErrors(errorsInto == ErrorsInto::FullPipe);
+    childsErrors = PipeForErrors(errorsInto == ErrorsInto::FullPipe);
   }
   m_child = fork();
   if (m_child == 0) {
@@ -94,20 +94,20 @@ void ServerProcess::start(Arguments arguments, const std::filesystem::path& home
     dup2(childs.get(), STDOUT_FILENO);
     if (m_prepare) {
       m_prepare();
-      environment = environmentFor(home);
-      envp = pointersTo(environment);
+      environment = EnvironmentFor(home);
+      envp = PointersTo(environment);
     }
-    if (chdir(m_directory.path().c_str()) == 0) {
+    if (chdir(m_directory.Path().c_str()) == 0) {
       execve(argv[0], argv.data(), envp.data());
     }
     _exit(71);
   }
   childs = FileDescriptor();
-  awaitListening();
+  AwaitListening();
 }
 
 // A pipe that nobody reads: without a reading end, or without room.
-FileDescriptor ServerProcess::pipeForErrors(bool isFull) {
+FileDescriptor ServerProcess::PipeForErrors(bool isFull) {
   int ends[2] = {-1, -1};
   if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
     throw std::runtime_error("no pipe");
@@ -123,10 +123,10 @@ FileDescriptor ServerProcess::pipeForErrors(bool isFull) {
   return writing;
 }
 
-void ServerProcess::awaitListening() {
+void ServerProcess::AwaitListening() {
   constexpr std::string_view kMark = " listens on ";
   constexpr std::string_view kAdmin = "probes and metrics are on ";
-  for (std::string line = readLine(); !line.empty(); line = readLine()) {
+  for (std::string line = ReadLine(); !line.empty(); line = ReadLine()) {
     if (line.find(kAdmin) != std::string::npos) {
       m_adminPort = static_cast<std::uint16_t>(std::stoi(line.substr(line.rfind(':') + 1)));
     }
@@ -141,79 +141,79 @@ void ServerProcess::awaitListening() {
 ServerProcess::~ServerProcess() {
   if (m_child > 0) {
     kill(m_child, SIGKILL);
-    wait();
+    Wait();
   }
 }
 
-void ServerProcess::signal(int number) const {
+void ServerProcess::Signal(int number) const {
   kill(m_child, number);
 }
 
-int ServerProcess::wait() {
+int ServerProcess::Wait() {
   int status = 0;
   waitpid(m_child, &status, 0);
   m_child = -1;
   return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-std::string ServerProcess::errors() const {
+std::string ServerProcess::Errors() const {
   std::ostringstream text;
-  text << std::ifstream(m_directory.path() / "errors").rdbuf();
+  text << std::ifstream(m_directory.Path() / "errors").rdbuf();
   return text.str();
 }
 
-std::string ServerProcess::output() {
+std::string ServerProcess::Output() {
   std::string text;
-  for (std::string line = readLine(); !line.empty(); line = readLine()) {
+  for (std::string line = ReadLine(); !line.empty(); line = ReadLine()) {
     text += line;
   }
   return text;
 }
 
-void ServerProcess::awaitErrors(std::string_view text) const {
-  await([&] { return errors().find(text) != std::string::npos; },
+void ServerProcess::AwaitErrors(std::string_view text) const {
+  Await([&] { return Errors().find(text) != std::string::npos; },
         "a line with " + std::string(text));
 }
 
 // A minute is longer than any limit of a server that is tested; only a failure takes as long.
-void ServerProcess::await(const std::function<bool()>& isThere, const std::string& what) const {
+void ServerProcess::Await(const std::function<bool()>& isThere, const std::string& what) const {
   const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (!isThere()) {
     if (std::chrono::steady_clock::now() >= end) {
       throw std::runtime_error("The server has not come to " + what + ". It has " +
-                               std::to_string(threads()) + " threads, " +
-                               std::to_string(descriptors()) + " descriptors, " +
-                               std::to_string(status("VmRSS")) + " KiB, and said:\n" + errors());
+                               std::to_string(Threads()) + " threads, " +
+                               std::to_string(Descriptors()) + " descriptors, " +
+                               std::to_string(Status("VmRSS")) + " KiB, and said:\n" + Errors());
     }
     std::this_thread::yield();
   }
 }
 
-void ServerProcess::awaitMemory(long kibibytes) const {
-  await([&] { return status("VmRSS") <= kibibytes; }, std::to_string(kibibytes) + " KiB");
+void ServerProcess::AwaitMemory(long kibibytes) const {
+  Await([&] { return Status("VmRSS") <= kibibytes; }, std::to_string(kibibytes) + " KiB");
 }
 
-std::size_t ServerProcess::entriesOf(const std::string& directory) const {
+std::size_t ServerProcess::EntriesOf(const std::string& directory) const {
   const std::filesystem::directory_iterator entries("/proc/" + std::to_string(m_child) + "/" +
                                                     directory);
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
 // It greets after it has said where it listens.
-std::size_t ServerProcess::descriptorsAtRest() const {
-  const RawSocket client = greetedClient();
-  return descriptors() - 1;
+std::size_t ServerProcess::DescriptorsAtRest() const {
+  const RawSocket client = GreetedClient();
+  return Descriptors() - 1;
 }
 
-void ServerProcess::awaitDescriptors(std::size_t count) const {
-  await([&] { return descriptors() == count; }, std::to_string(count) + " descriptors");
+void ServerProcess::AwaitDescriptors(std::size_t count) const {
+  Await([&] { return Descriptors() == count; }, std::to_string(count) + " descriptors");
 }
 
-void ServerProcess::awaitThreads(std::size_t count) const {
-  await([&] { return threads() == count; }, std::to_string(count) + " threads");
+void ServerProcess::AwaitThreads(std::size_t count) const {
+  Await([&] { return Threads() == count; }, std::to_string(count) + " threads");
 }
 
-long ServerProcess::status(const std::string& name) const {
+long ServerProcess::Status(const std::string& name) const {
   std::ifstream file("/proc/" + std::to_string(m_child) + "/status");
   for (std::string line; std::getline(file, line);) {
     if (line.rfind(name + ":", 0) == 0) {
@@ -223,15 +223,15 @@ long ServerProcess::status(const std::string& name) const {
   throw std::runtime_error("no " + name);
 }
 
-RawSocket ServerProcess::greetedClient() const {
-  RawSocket client = RawSocket::connect(m_port);
-  client.send(kHello);
-  EXPECT_EQ(client.receive(kWelcome.size()), kWelcome);
+RawSocket ServerProcess::GreetedClient() const {
+  RawSocket client = RawSocket::Connect(m_port);
+  client.Send(kHello);
+  EXPECT_EQ(client.Receive(kWelcome.size()), kWelcome);
   return client;
 }
 
 // With its end; empty at the end of the output.
-std::string ServerProcess::readLine() {
+std::string ServerProcess::ReadLine() {
   std::string line;
   char byte = 0;
   while (::read(m_output.get(), &byte, 1) == 1) {
@@ -243,4 +243,4 @@ std::string ServerProcess::readLine() {
   return line;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

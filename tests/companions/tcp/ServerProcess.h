@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "companions/utils/FileDescriptor.h"
-#include "tests/companions/tcp/Support.h"
+#include "tests/companions/tcp/TcpSupport.h"
 #include "tests/support/TemporaryDirectory.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// The built server in a process of its own, which is killed with this object.
 class ServerProcess {
@@ -36,47 +36,47 @@ class ServerProcess {
   ServerProcess& operator=(const ServerProcess&) = delete;
   ~ServerProcess();
 
-  [[nodiscard]] std::uint16_t port() const { return m_port; }
-  [[nodiscard]] std::string name() const { return "127.0.0.1:" + std::to_string(m_port); }
+  [[nodiscard]] std::uint16_t Port() const { return m_port; }
+  [[nodiscard]] std::string Name() const { return "127.0.0.1:" + std::to_string(m_port); }
   /// Of probes and metrics.
-  [[nodiscard]] std::uint16_t adminPort() const { return m_adminPort; }
+  [[nodiscard]] std::uint16_t AdminPort() const { return m_adminPort; }
   /// The line that says that it listens; empty where it ended instead.
-  [[nodiscard]] const std::string& listening() const { return m_listening; }
+  [[nodiscard]] const std::string& Listening() const { return m_listening; }
 
-  void signal(int number) const;
+  void Signal(int number) const;
   /// Waits for its end: the exit code, or minus the signal that ended it.
-  int wait();
+  int Wait();
   /// What it has written to standard error; all of it once it has ended.
-  [[nodiscard]] std::string errors() const;
+  [[nodiscard]] std::string Errors() const;
   /// The rest of its standard output. After wait.
-  std::string output();
+  std::string Output();
 
   /// Waits until the text is in errors(). Throws after a minute.
-  void awaitErrors(std::string_view text) const;
+  void AwaitErrors(std::string_view text) const;
 
   /// How many descriptors are open in it, and how many threads it has.
-  [[nodiscard]] std::size_t descriptors() const { return entriesOf("fd"); }
+  [[nodiscard]] std::size_t Descriptors() const { return EntriesOf("fd"); }
   /// Without those that it needs to say where it listens, which it may not have closed yet.
-  [[nodiscard]] std::size_t descriptorsAtRest() const;
-  [[nodiscard]] std::size_t threads() const { return entriesOf("task"); }
+  [[nodiscard]] std::size_t DescriptorsAtRest() const;
+  [[nodiscard]] std::size_t Threads() const { return EntriesOf("task"); }
   /// Wait until it has exactly that many, or at most that much resident memory. Throw after a
   /// minute.
-  void awaitDescriptors(std::size_t count) const;
-  void awaitThreads(std::size_t count) const;
-  void awaitMemory(long kibibytes) const;
+  void AwaitDescriptors(std::size_t count) const;
+  void AwaitThreads(std::size_t count) const;
+  void AwaitMemory(long kibibytes) const;
   /// A number of /proc/PID/status, such as VmRSS in KiB.
-  [[nodiscard]] long status(const std::string& name) const;
+  [[nodiscard]] long Status(const std::string& name) const;
 
   /// A client that it has greeted.
-  [[nodiscard]] RawSocket greetedClient() const;
+  [[nodiscard]] RawSocket GreetedClient() const;
 
  private:
-  void start(Arguments arguments, const std::filesystem::path& home, ErrorsInto errors);
-  FileDescriptor pipeForErrors(bool isFull);
-  void awaitListening();
-  void await(const std::function<bool()>& isThere, const std::string& what) const;
-  [[nodiscard]] std::size_t entriesOf(const std::string& directory) const;
-  std::string readLine();
+  void Start(Arguments arguments, const std::filesystem::path& home, ErrorsInto errors);
+  FileDescriptor PipeForErrors(bool isFull);
+  void AwaitListening();
+  void Await(const std::function<bool()>& isThere, const std::string& what) const;
+  [[nodiscard]] std::size_t EntriesOf(const std::string& directory) const;
+  std::string ReadLine();
 
   const std::function<void()> m_prepare;
   TemporaryDirectory m_directory;
@@ -88,6 +88,6 @@ class ServerProcess {
   std::string m_listening;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -8,12 +8,12 @@
 #include "tests/companions/tcp/ServerProcess.h"
 #include "tests/companions/tcp/ServiceManagerSide.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using testing::HasSubstr;
 
-FileDescriptor listeningOn(in_addr_t address) {
+FileDescriptor ListeningOn(in_addr_t address) {
   FileDescriptor made(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in any{};
   any.sin_family = AF_INET;
@@ -23,7 +23,7 @@ FileDescriptor listeningOn(in_addr_t address) {
   return made;
 }
 
-std::uint16_t portOf(const FileDescriptor& socket) {
+std::uint16_t PortOf(const FileDescriptor& socket) {
   sockaddr_in address{};
   socklen_t size = sizeof address;
   getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size);
@@ -34,40 +34,40 @@ std::uint16_t portOf(const FileDescriptor& socket) {
 
 TEST(TcpServerService, TellsItsServiceManagerHowItFares) {
   const TemporaryDirectory directory;
-  const std::string name = (directory.path() / "notify").string();
+  const std::string name = (directory.Path() / "notify").string();
   const Ear ear(name);
   const Variable variable("NOTIFY_SOCKET", name);
   ServerProcess server;
-  EXPECT_EQ(ear.hear(), "READY=1\nSTATUS=Serving.\n");
-  server.signal(SIGHUP);
-  EXPECT_THAT(ear.hear(), testing::MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+\n"));
-  EXPECT_EQ(ear.hear(), "READY=1\nSTATUS=Serving.\n");
-  server.signal(SIGTERM);
-  EXPECT_EQ(ear.hear(), "STOPPING=1\nSTATUS=Ending.\n");
-  EXPECT_EQ(server.wait(), 0);
+  EXPECT_EQ(ear.Hear(), "READY=1\nSTATUS=Serving.\n");
+  server.Signal(SIGHUP);
+  EXPECT_THAT(ear.Hear(), testing::MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+\n"));
+  EXPECT_EQ(ear.Hear(), "READY=1\nSTATUS=Serving.\n");
+  server.Signal(SIGTERM);
+  EXPECT_EQ(ear.Hear(), "STOPPING=1\nSTATUS=Ending.\n");
+  EXPECT_EQ(server.Wait(), 0);
 }
 
 TEST(TcpServerService, ListensOnTheSocketThatItIsStartedWith) {
-  FileDescriptor socket = listeningOn(INADDR_LOOPBACK);
-  const std::uint16_t port = portOf(socket);
-  const ServerProcess server({}, [&] { passOn(std::move(socket)); });
-  EXPECT_EQ(server.port(), port);
-  EXPECT_EQ(exchange(*channelTo(port), callOf("echo", "x")), answerOf("x"));
-  EXPECT_EQ(server.errors().find("whoever reaches this address"), std::string::npos);
+  FileDescriptor socket = ListeningOn(INADDR_LOOPBACK);
+  const std::uint16_t port = PortOf(socket);
+  const ServerProcess server({}, [&] { PassOn(std::move(socket)); });
+  EXPECT_EQ(server.Port(), port);
+  EXPECT_EQ(Exchange(*ChannelTo(port), CallOf("echo", "x")), AnswerOf("x"));
+  EXPECT_EQ(server.Errors().find("whoever reaches this address"), std::string::npos);
 }
 
 TEST(TcpServerService, WarnsOfASocketThatOtherMachinesReach) {
-  FileDescriptor socket = listeningOn(INADDR_ANY);
-  const ServerProcess server({}, [&] { passOn(std::move(socket)); });
-  EXPECT_THAT(server.errors(), HasSubstr("whoever reaches this address may call the handlers"));
+  FileDescriptor socket = ListeningOn(INADDR_ANY);
+  const ServerProcess server({}, [&] { PassOn(std::move(socket)); });
+  EXPECT_THAT(server.Errors(), HasSubstr("whoever reaches this address may call the handlers"));
 }
 
 TEST(TcpServerService, LogsAsJsonWhereItIsToldTo) {
   const ServerProcess server({"--log-format", "json", "--access-log"});
-  RawSocket client = server.greetedClient();
-  EXPECT_EQ(client.ask(callOf("echo", "x")), answerOf("x"));
-  server.awaitErrors(R"(","level":"info","event":"call","peer":"127.0.0.1:)");
-  server.awaitErrors(R"(","handler":"echo",)");
+  RawSocket client = server.GreetedClient();
+  EXPECT_EQ(client.Ask(CallOf("echo", "x")), AnswerOf("x"));
+  server.AwaitErrors(R"(","level":"info","event":"call","peer":"127.0.0.1:)");
+  server.AwaitErrors(R"(","handler":"echo",)");
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -8,7 +8,7 @@
 #include "tests/companions/tcp/WaitingCall.h"
 #include "tests/support/InstallationTree.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using testing::HasSubstr;
@@ -21,8 +21,8 @@ constexpr const char* kNoLoading =
 class RaisingServer {
  public:
   RaisingServer() {
-    m_tree.addLibrary(RAISINGMEMBER_PATH, "libFerrolinkCppRuntimeNative.so");
-    m_server.emplace(ServerProcess::Arguments{"--runtime", "cpp"}, m_tree.root());
+    m_tree.AddLibrary(RAISINGMEMBER_PATH, "libFerrolinkCppRuntimeNative.so");
+    m_server.emplace(ServerProcess::Arguments{"--runtime", "cpp"}, m_tree.Root());
   }
   ServerProcess& operator*() { return *m_server; }
 
@@ -35,46 +35,46 @@ class RaisingServer {
 
 TEST(TcpServer, SaysWhereItListensAndAnswersWithExactBytes) {
   const ServerProcess server;
-  EXPECT_EQ(server.listening(),
-            "ferrolink-server: cpp listens on " + server.name() + " (plain TCP)\n");
-  RawSocket client = server.greetedClient();
-  client.command(callOf("echo", "abc"));
+  EXPECT_EQ(server.Listening(),
+            "ferrolink-server: cpp listens on " + server.Name() + " (plain TCP)\n");
+  RawSocket client = server.GreetedClient();
+  client.Command(CallOf("echo", "abc"));
   EXPECT_EQ(
-      client.receive(30),
+      client.Receive(30),
       std::string("\0\0\0\x0e\0\0\0\1\xff\xff\xff\xff\0\0\0\0\2\0\0\0\0\0\0\0\0\x08\0abc", 30));
-  EXPECT_EQ(client.ask(command(11, "12")), answerOf("12"));
+  EXPECT_EQ(client.Ask(Command(11, "12")), AnswerOf("12"));
 }
 
 TEST(TcpServer, ReadsWhatComesByteByByteAndAnswersAfterAHalfClose) {
   const ServerProcess server;
-  RawSocket client = RawSocket::connect(server.port());
-  client.sendByteByByte(std::string(kHello) + frame(callOf("echo", "1")) +
-                        frame(callOf("echo"), 2));
-  client.endWriting();
-  EXPECT_EQ(client.receiveAll(),
-            std::string(kWelcome) + frame(answerOf("1")) + frame(answerOf(""), 2));
+  RawSocket client = RawSocket::Connect(server.Port());
+  client.SendByteByByte(std::string(kHello) + Frame(CallOf("echo", "1")) +
+                        Frame(CallOf("echo"), 2));
+  client.EndWriting();
+  EXPECT_EQ(client.ReceiveAll(),
+            std::string(kWelcome) + Frame(AnswerOf("1")) + Frame(AnswerOf(""), 2));
 }
 
 TEST(TcpServer, ExecutesNothingOfACommandThatIsCutOff) {
   const ServerProcess server;
-  const std::string whole = frame(callOf("end-process"));
+  const std::string whole = Frame(CallOf("end-process"));
   for (std::size_t size = 0; size < whole.size(); ++size) {
-    RawSocket client = server.greetedClient();
-    client.send(whole.substr(0, size)).endWriting();
-    EXPECT_EQ(client.receiveAll(), "");
+    RawSocket client = server.GreetedClient();
+    client.Send(whole.substr(0, size)).EndWriting();
+    EXPECT_EQ(client.ReceiveAll(), "");
   }
-  RawSocket client = server.greetedClient();
-  client.send(whole.substr(0, 20)).reset();
-  RawSocket other = server.greetedClient();
-  EXPECT_EQ(other.ask(callOf("echo", "alive")), answerOf("alive"));
+  RawSocket client = server.GreetedClient();
+  client.Send(whole.substr(0, 20)).Reset();
+  RawSocket other = server.GreetedClient();
+  EXPECT_EQ(other.Ask(CallOf("echo", "alive")), AnswerOf("alive"));
 }
 
 TEST(TcpServer, ClosesOnWhoDoesNotGreetLikeAClient) {
   ServerProcess server({"--greeting-timeout-ms", "200"});
   const auto answerTo = [&](std::string_view bytes) {
-    RawSocket client = RawSocket::connect(server.port());
-    client.send(bytes);
-    return client.receiveAll();
+    RawSocket client = RawSocket::Connect(server.Port());
+    client.Send(bytes);
+    return client.ReceiveAll();
   };
   EXPECT_THAT(answerTo("GET / HTTP/1.1\r\n"), testing::AnyOf("", "(reset)"));
   EXPECT_EQ(answerTo(std::string("FRLK\x03\0\0\0", 8)), kWelcome);
@@ -84,154 +84,154 @@ TEST(TcpServer, ClosesOnWhoDoesNotGreetLikeAClient) {
   // These are waited for.
   EXPECT_EQ(answerTo("FRL"), "");
   EXPECT_EQ(answerTo(""), "");
-  server.signal(SIGTERM);
-  EXPECT_EQ(server.wait(), 0);
+  server.Signal(SIGTERM);
+  EXPECT_EQ(server.Wait(), 0);
   for (const char* line : {"no Ferrolink client", "another version of the protocol",
                            "a client with TLS, this server has no --tls-certificate",
                            "no greeting within 200 ms (--greeting-timeout-ms)"}) {
-    EXPECT_THAT(server.errors(), HasSubstr("\" reason=\"" + std::string(line) + "\"\n"));
+    EXPECT_THAT(server.Errors(), HasSubstr("\" reason=\"" + std::string(line) + "\"\n"));
   }
 }
 
 TEST(TcpServer, RefusesFramesBeyondItsLimitAndFramesThatAreNoCommands) {
   const ServerProcess server({"--max-frame-bytes", "1024"});
-  RawSocket client = server.greetedClient();
-  EXPECT_EQ(client.ask(callOf("bytes", "1014")),
+  RawSocket client = server.GreetedClient();
+  EXPECT_EQ(client.Ask(CallOf("bytes", "1014")),
             "The response has 1025 bytes, more than the limit of 1024 (--max-frame-bytes). The "
             "command was executed.");
-  EXPECT_EQ(client.ask(callOf("bytes", "1013")), answerOf(std::string(1013, 'b')));
-  client.send(frameHeader(1025, 3)).send(std::string(1025, 'x')).endWriting();
+  EXPECT_EQ(client.Ask(CallOf("bytes", "1013")), AnswerOf(std::string(1013, 'b')));
+  client.Send(FrameHeader(1025, 3)).Send(std::string(1025, 'x')).EndWriting();
   EXPECT_EQ(
-      client.receiveAll(),
-      frame("The command has 1025 bytes, more than the limit of 1024 (--max-frame-bytes).", 3, 4));
-  RawSocket greedy = server.greetedClient();
-  greedy.send(frameHeader(0xFFFFFFFF));
-  EXPECT_EQ(greedy.receiveFrame(),
+      client.ReceiveAll(),
+      Frame("The command has 1025 bytes, more than the limit of 1024 (--max-frame-bytes).", 3, 4));
+  RawSocket greedy = server.GreetedClient();
+  greedy.Send(FrameHeader(0xFFFFFFFF));
+  EXPECT_EQ(greedy.ReceiveFrame(),
             "The command has 4294967295 bytes, more than the limit of 1024 (--max-frame-bytes).");
-  RawSocket odd = server.greetedClient();
-  odd.send(frame(callOf("end-process"), 1, 1));
-  EXPECT_EQ(odd.receiveAll(), frame("The frame is no command.", 1, 4));
+  RawSocket odd = server.GreetedClient();
+  odd.Send(Frame(CallOf("end-process"), 1, 1));
+  EXPECT_EQ(odd.ReceiveAll(), Frame("The frame is no command.", 1, 4));
 }
 
 TEST(TcpServer, EndsAConnectionWhoseFramesHaveOtherNumbersThanTheNextCommand) {
   const ServerProcess server;
   for (const std::uint32_t number : {0U, 1U, 3U, 0xFFFFFFFFU}) {
-    RawSocket client = server.greetedClient();
-    EXPECT_EQ(client.ask(callOf("echo", "1")), answerOf("1"));
-    client.send(frame(callOf("end-process"), number));
-    EXPECT_EQ(client.receiveAll(),
-              frame("The frame has another number than the next command.", 2, 4));
+    RawSocket client = server.GreetedClient();
+    EXPECT_EQ(client.Ask(CallOf("echo", "1")), AnswerOf("1"));
+    client.Send(Frame(CallOf("end-process"), number));
+    EXPECT_EQ(client.ReceiveAll(),
+              Frame("The frame has another number than the next command.", 2, 4));
   }
 }
 
 TEST(TcpServer, RefusesCommandsThatAreNotForItsRuntime) {
   const ServerProcess server;
-  RawSocket client = server.greetedClient();
+  RawSocket client = server.GreetedClient();
   const std::string tooShort =
-      frame("The command has 10 bytes, less than the header of 11 bytes.", 1, 3);
-  client.command(std::string(10, '\0'));
-  EXPECT_EQ(client.receive(tooShort.size()), tooShort);
-  EXPECT_EQ(client.ask(callOf("echo", "", 2)),
+      Frame("The command has 10 bytes, less than the header of 11 bytes.", 1, 3);
+  client.Command(std::string(10, '\0'));
+  EXPECT_EQ(client.Receive(tooShort.size()), tooShort);
+  EXPECT_EQ(client.Ask(CallOf("echo", "", 2)),
             "The command is for runtime 2; this server runs cpp, runtime 8.");
-  EXPECT_EQ(client.ask(callOf("echo", "still")), answerOf("still"));
+  EXPECT_EQ(client.Ask(CallOf("echo", "still")), AnswerOf("still"));
 }
 
 TEST(TcpServer, LoadsLibrariesForItsClientsOnlyWhereItIsToldTo) {
-  const std::string load = command(1, std::string(13, '\1') + TCPHANDLERS_PATH);
+  const std::string load = Command(1, std::string(13, '\1') + TCPHANDLERS_PATH);
   const ServerProcess strict({"--runtime", "cpp"});
-  RawSocket client = strict.greetedClient();
-  EXPECT_EQ(client.ask(load), kNoLoading);
-  EXPECT_EQ(client.ask(callOf("load-archives", "x")), kNoLoading);
+  RawSocket client = strict.GreetedClient();
+  EXPECT_EQ(client.Ask(load), kNoLoading);
+  EXPECT_EQ(client.Ask(CallOf("load-archives", "x")), kNoLoading);
   const std::string time("\0\0\xFF\0", 4);
-  EXPECT_EQ(client.ask(command(3, time + "\x0Dload-archivesx")), kNoLoading);
-  EXPECT_THAT(client.ask(callOf("load-archive", "x")), HasSubstr("Unknown handler"));
-  EXPECT_THAT(client.ask(command(3, time)), HasSubstr("Malformed command"));
-  EXPECT_THAT(client.ask(callOf("echo", "x")), HasSubstr("Unknown handler"));
+  EXPECT_EQ(client.Ask(Command(3, time + "\x0Dload-archivesx")), kNoLoading);
+  EXPECT_THAT(client.Ask(CallOf("load-archive", "x")), HasSubstr("Unknown handler"));
+  EXPECT_THAT(client.Ask(Command(3, time)), HasSubstr("Malformed command"));
+  EXPECT_THAT(client.Ask(CallOf("echo", "x")), HasSubstr("Unknown handler"));
   const ServerProcess generous({"--runtime", "cpp", "--allow-load-library"});
-  RawSocket other = generous.greetedClient();
-  other.ask(load);
-  EXPECT_EQ(other.ask(callOf("echo", "x")), answerOf("x"));
-  EXPECT_EQ(other.ask(command(3, time + "\4echox")), answerOf("x"));
+  RawSocket other = generous.GreetedClient();
+  other.Ask(load);
+  EXPECT_EQ(other.Ask(CallOf("echo", "x")), AnswerOf("x"));
+  EXPECT_EQ(other.Ask(Command(3, time + "\4echox")), AnswerOf("x"));
 }
 
 TEST(TcpServer, PassesTheMembersExceptionsOnAsTheirTexts) {
   RaisingServer server;
-  RawSocket client = (*server).greetedClient();
-  EXPECT_EQ(client.ask(command(2, "initialized")), "8 8 0");
-  client.command(command(2, "first\nsecond \xC3\xA4"));
-  EXPECT_EQ(client.receive(16 + 15), frame("first\nsecond \xC3\xA4", 2, 1));
-  EXPECT_EQ(client.ask(command(2, "negative")),
+  RawSocket client = (*server).GreetedClient();
+  EXPECT_EQ(client.Ask(Command(2, "initialized")), "8 8 0");
+  client.Command(Command(2, "first\nsecond \xC3\xA4"));
+  EXPECT_EQ(client.Receive(16 + 15), Frame("first\nsecond \xC3\xA4", 2, 1));
+  EXPECT_EQ(client.Ask(Command(2, "negative")),
             "The runtime answered with the length -7, which is no response.");
-  EXPECT_EQ(client.ask(command(2, "odd")),
+  EXPECT_EQ(client.Ask(Command(2, "odd")),
             "The runtime raised something that is no standard exception.");
-  client.command(command(2, "nothing"));
-  EXPECT_EQ(client.receive(16), frame("", 5));
-  auto channel = channelTo((*server).port());
-  EXPECT_EQ(exchange(*channel, command(2, "first\nsecond")), "error: first\nsecond");
+  client.Command(Command(2, "nothing"));
+  EXPECT_EQ(client.Receive(16), Frame("", 5));
+  auto channel = ChannelTo((*server).Port());
+  EXPECT_EQ(Exchange(*channel, Command(2, "first\nsecond")), "error: first\nsecond");
 }
 
 TEST(TcpServer, AnswersTheCommandThatRunsBeforeItEnds) {
   const WaitingCall waiting;
   ServerProcess server;
-  RawSocket idle = server.greetedClient();
-  RawSocket begun = server.greetedClient();
-  begun.send(frame(callOf("end-process")).substr(0, 20));
-  RawSocket busy = server.greetedClient();
-  busy.send(frame(waiting.command()) + frame(callOf("end-process"), 2));
-  waiting.awaitRunning();
-  server.signal(SIGTERM);
-  EXPECT_EQ(idle.receiveAll(), frame(kGoingAway, 1, 4));
-  EXPECT_EQ(begun.receiveAll(), frame(kGoingAway, 1, 4));
-  idle.close();
-  begun.close();
-  waiting.release("answered");
-  EXPECT_EQ(busy.receiveFrame(), answerOf("answered"));
-  EXPECT_EQ(busy.receiveAll(), frame(kGoingAway, 2, 4));
-  busy.close();
-  EXPECT_EQ(server.wait(), 0);
-  EXPECT_EQ(server.output(), "ferrolink-server: ended\n");
+  RawSocket idle = server.GreetedClient();
+  RawSocket begun = server.GreetedClient();
+  begun.Send(Frame(CallOf("end-process")).substr(0, 20));
+  RawSocket busy = server.GreetedClient();
+  busy.Send(Frame(waiting.Command()) + Frame(CallOf("end-process"), 2));
+  waiting.AwaitRunning();
+  server.Signal(SIGTERM);
+  EXPECT_EQ(idle.ReceiveAll(), Frame(kGoingAway, 1, 4));
+  EXPECT_EQ(begun.ReceiveAll(), Frame(kGoingAway, 1, 4));
+  idle.Close();
+  begun.Close();
+  waiting.Release("answered");
+  EXPECT_EQ(busy.ReceiveFrame(), AnswerOf("answered"));
+  EXPECT_EQ(busy.ReceiveAll(), Frame(kGoingAway, 2, 4));
+  busy.Close();
+  EXPECT_EQ(server.Wait(), 0);
+  EXPECT_EQ(server.Output(), "ferrolink-server: ended\n");
 }
 
 TEST(TcpServer, EndsAtOnceWithASecondSignal) {
   const WaitingCall waiting;
   ServerProcess server;
-  RawSocket idle = server.greetedClient();
-  RawSocket busy = server.greetedClient();
-  busy.command(waiting.command());
-  waiting.awaitRunning();
-  server.signal(SIGINT);
-  EXPECT_EQ(idle.receiveAll(), frame(kGoingAway, 1, 4));
-  server.signal(SIGINT);
-  EXPECT_EQ(server.wait(), -SIGINT);
+  RawSocket idle = server.GreetedClient();
+  RawSocket busy = server.GreetedClient();
+  busy.Command(waiting.Command());
+  waiting.AwaitRunning();
+  server.Signal(SIGINT);
+  EXPECT_EQ(idle.ReceiveAll(), Frame(kGoingAway, 1, 4));
+  server.Signal(SIGINT);
+  EXPECT_EQ(server.Wait(), -SIGINT);
 }
 
 TEST(TcpServer, GoesOnWhereAHandlerEndsItsThread) {
   const ServerProcess server({"--max-connections", "1"});
   for (int i = 0; i < 3; ++i) {
-    RawSocket client = server.greetedClient();
-    client.command(callOf("end-thread"));
-    EXPECT_EQ(client.receiveAll(), "");
+    RawSocket client = server.GreetedClient();
+    client.Command(CallOf("end-thread"));
+    EXPECT_EQ(client.ReceiveAll(), "");
   }
 }
 
 TEST(TcpServer, ThatDiesFailsTheCommandAndIsFoundAgainByTheNext) {
   ServerProcess server;
-  auto channel = channelTo(server.port());
-  EXPECT_EQ(exchange(*channel, callOf("echo", "1")), answerOf("1"));
-  EXPECT_THAT(exchange(*channel, callOf("end-process")),
+  auto channel = ChannelTo(server.Port());
+  EXPECT_EQ(Exchange(*channel, CallOf("echo", "1")), AnswerOf("1"));
+  EXPECT_THAT(Exchange(*channel, CallOf("end-process")),
               HasSubstr("broke while an answer was awaited: it was closed by the other side. The "
                         "command may have been executed"));
-  EXPECT_EQ(server.wait(), 9);
-  EXPECT_THAT(exchange(*channel, callOf("echo", "2")), HasSubstr("Connection refused"));
-  const ServerProcess next({"--listen", server.name()});
-  EXPECT_EQ(exchange(*channel, callOf("echo", "3")), answerOf("3"));
+  EXPECT_EQ(server.Wait(), 9);
+  EXPECT_THAT(Exchange(*channel, CallOf("echo", "2")), HasSubstr("Connection refused"));
+  const ServerProcess next({"--listen", server.Name()});
+  EXPECT_EQ(Exchange(*channel, CallOf("echo", "3")), AnswerOf("3"));
 }
 
 TEST(TcpServer, ServesEightThreadsThatShareAChannel) {
   const ServerProcess server;
-  auto channel = channelTo(server.port());
+  auto channel = ChannelTo(server.Port());
   const std::string refusal =
-      "error: Network Client: Exception code 008.\n" + server.name() +
+      "error: Network Client: Exception code 008.\n" + server.Name() +
       " has not begun the command, which was not executed: The command is for runtime 2; this "
       "server runs cpp, runtime 8.";
   std::vector<std::thread> threads;
@@ -242,9 +242,9 @@ TEST(TcpServer, ServesEightThreadsThatShareAChannel) {
         const std::string text =
             std::to_string(number) + " " + std::string(i % 700, '.') + std::to_string(i);
         if (i % 50 == 0) {
-          own[number] += exchange(*channel, callOf("echo", text, 2)) == refusal;
+          own[number] += Exchange(*channel, CallOf("echo", text, 2)) == refusal;
         } else {
-          own[number] += exchange(*channel, callOf("echo", text)) == answerOf(text);
+          own[number] += Exchange(*channel, CallOf("echo", text)) == AnswerOf(text);
         }
       }
     });
@@ -257,20 +257,20 @@ TEST(TcpServer, ServesEightThreadsThatShareAChannel) {
 
 TEST(TcpServer, CarriesCommandsAndResponsesOfManyMegabytes) {
   const ServerProcess server;
-  auto channel = channelTo(server.port());
+  auto channel = ChannelTo(server.Port());
   std::string large(40U << 20U, '\0');
   for (std::size_t i = 0; i < large.size(); ++i) {
     large[i] = static_cast<char>(i * 7 >> 3U);
   }
-  EXPECT_EQ(exchange(*channel, callOf("echo", large)) == answerOf(large), true);
+  EXPECT_EQ(Exchange(*channel, CallOf("echo", large)) == AnswerOf(large), true);
 }
 
 TEST(TcpServer, RefusesWrongUsage) {
   const auto refusal = [](const ServerProcess::Arguments& arguments) {
     ServerProcess server(arguments);
-    EXPECT_EQ(server.listening(), "");
-    EXPECT_EQ(server.wait(), 2);
-    return server.errors();
+    EXPECT_EQ(server.Listening(), "");
+    EXPECT_EQ(server.Wait(), 2);
+    return server.Errors();
   };
   const std::string end = "\nferrolink-server: --help lists the options\n";
   const auto expect = [&](const ServerProcess::Arguments& arguments, const std::string& text) {
@@ -294,23 +294,23 @@ TEST(TcpServer, RefusesWrongUsage) {
 
 TEST(TcpServer, SaysWhyItCannotStart) {
   ServerProcess missing({"--runtime", "cpp", "--plug-in", "/nowhere.so"});
-  EXPECT_EQ(missing.wait(), 1);
-  EXPECT_THAT(missing.errors(), HasSubstr("Cannot load: /nowhere.so. \nError: File not found."));
+  EXPECT_EQ(missing.Wait(), 1);
+  EXPECT_THAT(missing.Errors(), HasSubstr("Cannot load: /nowhere.so. \nError: File not found."));
   const ServerProcess first;
-  ServerProcess second({"--listen", first.name()});
-  EXPECT_EQ(second.wait(), 1);
-  EXPECT_EQ(second.errors(),
-            "ferrolink-server: Cannot listen on " + first.name() + ": Address already in use\n");
+  ServerProcess second({"--listen", first.Name()});
+  EXPECT_EQ(second.Wait(), 1);
+  EXPECT_EQ(second.Errors(),
+            "ferrolink-server: Cannot listen on " + first.Name() + ": Address already in use\n");
 }
 
 TEST(TcpServer, WarnsWhereItServesOthersThanThisMachine) {
   ServerProcess server({"--listen", "0.0.0.0:0"});
-  server.signal(SIGTERM);
-  server.wait();
+  server.Signal(SIGTERM);
+  server.Wait();
   EXPECT_THAT(
-      server.errors(),
+      server.Errors(),
       testing::StartsWith("ferrolink-server: whoever reaches this address may call the handlers; "
                           "--tls-client-ca FILE would ask who it is\n"));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -13,7 +13,7 @@
 #include "tests/companions/tcp/Certificates.h"
 #include "tests/companions/tcp/ServerProcess.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using testing::HasSubstr;
@@ -21,13 +21,13 @@ using testing::HasSubstr;
 constexpr const char* kReadAgain = "certificates, authorities and revocation lists were read again";
 constexpr const char* kKept = "What was read before stays in use.";
 
-Certificate::Wish authority() {
+Certificate::Wish Authority() {
   Certificate::Wish wish;
   wish.address = "";
   return wish;
 }
 
-std::string textOf(const std::string& file) {
+std::string TextOf(const std::string& file) {
   std::ostringstream text;
   text << std::ifstream(file).rdbuf();
   return text.str();
@@ -35,63 +35,63 @@ std::string textOf(const std::string& file) {
 
 class TcpServerTls : public testing::Test {
  protected:
-  Certificate certified(Certificate::Wish wish = {}) const {
+  Certificate Certified(Certificate::Wish wish = {}) const {
     wish.issuer = &m_authority;
     return Certificate(wish);
   }
 
   // A file that takes the place of the one before.
-  std::string put(const std::string& name, const std::string& text) const {
-    const std::string path = (m_directory.path() / name).string();
+  std::string Put(const std::string& name, const std::string& text) const {
+    const std::string path = (m_directory.Path() / name).string();
     std::ofstream(path + ".new") << text;
     std::filesystem::rename(path + ".new", path);
     return path;
   }
 
-  void putOwn(const Certificate& certificate) const {
-    put("key", textOf(certificate.keyFile()));
-    put("certificate", textOf(certificate.file()));
+  void PutOwn(const Certificate& certificate) const {
+    Put("key", TextOf(certificate.KeyFile()));
+    Put("certificate", TextOf(certificate.File()));
   }
 
-  // A server with what putOwn has put.
-  ServerProcess::Arguments speaking(ServerProcess::Arguments further = {}) const {
+  // A server with what PutOwn has put.
+  ServerProcess::Arguments Speaking(ServerProcess::Arguments further = {}) const {
     further.insert(further.end(),
-                   {"--tls-certificate", (m_directory.path() / "certificate").string(), "--tls-key",
-                    (m_directory.path() / "key").string()});
+                   {"--tls-certificate", (m_directory.Path() / "certificate").string(), "--tls-key",
+                    (m_directory.Path() / "key").string()});
     return further;
   }
 
   // What a client says that shows `shown`.
-  std::string echoAs(const ServerProcess& server, const Certificate* shown) const {
-    const Variable authorities("FERROLINK_TLS_CA_FILE", m_authority.file());
+  std::string EchoAs(const ServerProcess& server, const Certificate* shown) const {
+    const Variable authorities("FERROLINK_TLS_CA_FILE", m_authority.File());
     if (shown == nullptr) {
-      return exchange(*channelTo(server.port(), Kind::Tls), callOf("echo", "x"));
+      return Exchange(*ChannelTo(server.Port(), Kind::Tls), CallOf("echo", "x"));
     }
-    const Variable file("FERROLINK_TLS_CERTIFICATE", shown->file());
-    const Variable key("FERROLINK_TLS_KEY", shown->keyFile());
-    return exchange(*channelTo(server.port(), Kind::Tls), callOf("echo", "x"));
+    const Variable file("FERROLINK_TLS_CERTIFICATE", shown->File());
+    const Variable key("FERROLINK_TLS_KEY", shown->KeyFile());
+    return Exchange(*ChannelTo(server.Port(), Kind::Tls), CallOf("echo", "x"));
   }
 
   // Shows a certificate that the client libraries would not show.
-  static void show(const ServerProcess& server, const Certificate& shown) {
+  static void Show(const ServerProcess& server, const Certificate& shown) {
     const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(
         SSL_CTX_new(TLS_client_method()), &SSL_CTX_free);
-    SSL_CTX_use_certificate_chain_file(context.get(), shown.file().c_str());
-    SSL_CTX_use_PrivateKey_file(context.get(), shown.keyFile().c_str(), SSL_FILETYPE_PEM);
+    SSL_CTX_use_certificate_chain_file(context.get(), shown.File().c_str());
+    SSL_CTX_use_PrivateKey_file(context.get(), shown.KeyFile().c_str(), SSL_FILETYPE_PEM);
     const std::unique_ptr<SSL, decltype(&SSL_free)> tls(SSL_new(context.get()), &SSL_free);
-    RawSocket raw = RawSocket::connect(server.port());
-    SSL_set_fd(tls.get(), raw.descriptor());
+    RawSocket raw = RawSocket::Connect(server.Port());
+    SSL_set_fd(tls.get(), raw.Descriptor());
     char answer = 0;
     EXPECT_FALSE(SSL_connect(tls.get()) == 1 && SSL_read(tls.get(), &answer, 1) > 0);
   }
 
   // Whose certificate the server shows.
-  static std::string shownBy(const ServerProcess& server) {
+  static std::string ShownBy(const ServerProcess& server) {
     const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(
         SSL_CTX_new(TLS_client_method()), &SSL_CTX_free);
     const std::unique_ptr<SSL, decltype(&SSL_free)> tls(SSL_new(context.get()), &SSL_free);
-    RawSocket raw = RawSocket::connect(server.port());
-    SSL_set_fd(tls.get(), raw.descriptor());
+    RawSocket raw = RawSocket::Connect(server.Port());
+    SSL_set_fd(tls.get(), raw.Descriptor());
     if (SSL_connect(tls.get()) != 1) {
       return "(refused)";
     }
@@ -102,167 +102,167 @@ class TcpServerTls : public testing::Test {
   }
 
   const TemporaryDirectory m_directory;
-  const Certificate m_authority{authority()};
+  const Certificate m_authority{Authority()};
 };
 
 }  // namespace
 
 TEST_F(TcpServerTls, NamesWhoseCertificateItRefusesAndWhy) {
-  putOwn(certified());
+  PutOwn(Certified());
   Certificate::Wish wish;
   wish.firstSecond = -7200;
   wish.lastSecond = -3600;
-  const Certificate expired = certified(wish);
+  const Certificate expired = Certified(wish);
   wish.firstSecond = 3600;
   wish.lastSecond = 7200;
-  const Certificate early = certified(wish);
+  const Certificate early = Certified(wish);
   wish = {};
   wish.purpose = "serverAuth";
-  const Certificate otherPurpose = certified(wish);
-  const Certificate otherAuthority(authority());
+  const Certificate otherPurpose = Certified(wish);
+  const Certificate otherAuthority(Authority());
   wish = {};
   wish.issuer = &otherAuthority;
   const Certificate stranger(wish);
   const Certificate selfSigned({});
-  const Certificate revoked = certified();
-  const Certificate good = certified();
-  const std::string list = put("list", m_authority.revocationList({&revoked}));
-  const ServerProcess server(speaking({"--tls-client-ca", m_authority.file(), "--tls-crl", list}));
+  const Certificate revoked = Certified();
+  const Certificate good = Certified();
+  const std::string list = Put("list", m_authority.RevocationList({&revoked}));
+  const ServerProcess server(Speaking({"--tls-client-ca", m_authority.File(), "--tls-crl", list}));
   const auto expectRefusal = [&](const Certificate& shown, const std::string& why) {
-    show(server, shown);
-    server.awaitErrors(" reason=\"the certificate of '" + shown.subject() + "': " + why + "\"\n");
+    Show(server, shown);
+    server.AwaitErrors(" reason=\"the certificate of '" + shown.Subject() + "': " + why + "\"\n");
   };
-  EXPECT_THAT(echoAs(server, nullptr), HasSubstr("Exception code 004"));
-  server.awaitErrors(" reason=\"peer did not return a certificate (SSL routines)\"\n");
+  EXPECT_THAT(EchoAs(server, nullptr), HasSubstr("Exception code 004"));
+  server.AwaitErrors(" reason=\"peer did not return a certificate (SSL routines)\"\n");
   expectRefusal(expired, "certificate has expired");
   expectRefusal(early, "certificate is not yet valid");
   expectRefusal(otherPurpose, "unsuitable certificate purpose");
   expectRefusal(stranger, "unable to get local issuer certificate");
   expectRefusal(selfSigned, "self-signed certificate");
-  EXPECT_THAT(echoAs(server, &revoked), HasSubstr("Exception code 004"));
-  server.awaitErrors("'" + revoked.subject() + "': certificate revoked\"\n");
-  EXPECT_EQ(echoAs(server, &good), answerOf("x"));
+  EXPECT_THAT(EchoAs(server, &revoked), HasSubstr("Exception code 004"));
+  server.AwaitErrors("'" + revoked.Subject() + "': certificate revoked\"\n");
+  EXPECT_EQ(EchoAs(server, &good), AnswerOf("x"));
 }
 
 TEST_F(TcpServerTls, LetsCertificatesCallWhatTheirRulesAllow) {
-  putOwn(certified());
+  PutOwn(Certified());
   Certificate::Wish wish;
   wish.address = "10.9.8.7";
-  const Certificate bySubject = certified();
-  const Certificate byAddress = certified(wish);
-  const Certificate stranger = certified();
-  const std::string rules = put("server.json", R"({"rules": [
-      {"clients": ["subject:)" + bySubject.subject() +
+  const Certificate bySubject = Certified();
+  const Certificate byAddress = Certified(wish);
+  const Certificate stranger = Certified();
+  const std::string rules = Put("server.json", R"({"rules": [
+      {"clients": ["subject:)" + bySubject.Subject() +
                                                    R"("], "handlers": ["echo"]},
       {"clients": ["ip:10.9.8.7"], "handlers": ["bytes"]}]})");
-  const ServerProcess server(speaking({"--tls-client-ca", m_authority.file(), "--config", rules}));
-  EXPECT_EQ(echoAs(server, &bySubject), answerOf("x"));
-  EXPECT_THAT(echoAs(server, &byAddress), AllOf(HasSubstr("Exception code 008.\n"),
+  const ServerProcess server(Speaking({"--tls-client-ca", m_authority.File(), "--config", rules}));
+  EXPECT_EQ(EchoAs(server, &bySubject), AnswerOf("x"));
+  EXPECT_THAT(EchoAs(server, &byAddress), AllOf(HasSubstr("Exception code 008.\n"),
                                                 HasSubstr("The rules of this server do not let " +
-                                                          byAddress.subject() + " call 'echo'.")));
-  EXPECT_THAT(echoAs(server, &stranger),
+                                                          byAddress.Subject() + " call 'echo'.")));
+  EXPECT_THAT(EchoAs(server, &stranger),
               AllOf(HasSubstr("Exception code 008.\n"),
-                    HasSubstr("No rule of this server names " + stranger.subject() + ".")));
+                    HasSubstr("No rule of this server names " + stranger.Subject() + ".")));
 }
 
 TEST_F(TcpServerTls, HeedsARevocationListInsideTheAuthoritiesFile) {
-  putOwn(certified());
-  const Certificate revoked = certified();
-  const Certificate good = certified();
+  PutOwn(Certified());
+  const Certificate revoked = Certified();
+  const Certificate good = Certified();
   const std::string authorities =
-      put("authorities", textOf(m_authority.file()) + m_authority.revocationList({&revoked}));
-  const ServerProcess server(speaking({"--tls-client-ca", authorities}));
-  EXPECT_THAT(echoAs(server, &revoked), HasSubstr("Exception code 004"));
-  server.awaitErrors("'" + revoked.subject() + "': certificate revoked\"\n");
-  EXPECT_EQ(echoAs(server, &good), answerOf("x"));
+      Put("authorities", TextOf(m_authority.File()) + m_authority.RevocationList({&revoked}));
+  const ServerProcess server(Speaking({"--tls-client-ca", authorities}));
+  EXPECT_THAT(EchoAs(server, &revoked), HasSubstr("Exception code 004"));
+  server.AwaitErrors("'" + revoked.Subject() + "': certificate revoked\"\n");
+  EXPECT_EQ(EchoAs(server, &good), AnswerOf("x"));
 }
 
 TEST_F(TcpServerTls, ReadsItsFilesAgainWhenToldToAndWhenTheyChange) {
-  const Certificate first = certified();
-  const Certificate second = certified();
-  const Certificate client = certified();
-  putOwn(first);
-  const std::string list = put("list", m_authority.revocationList({}));
-  const ServerProcess server(speaking({"--tls-client-ca", m_authority.file(), "--tls-crl", list}));
-  const Variable authorities("FERROLINK_TLS_CA_FILE", m_authority.file());
-  const Variable file("FERROLINK_TLS_CERTIFICATE", client.file());
-  const Variable key("FERROLINK_TLS_KEY", client.keyFile());
-  auto kept = channelTo(server.port(), Kind::Tls);
-  EXPECT_EQ(exchange(*kept, callOf("echo", "1")), answerOf("1"));
-  EXPECT_EQ(shownBy(server), first.subject());
-  server.signal(SIGHUP);
-  server.awaitErrors(kReadAgain);
+  const Certificate first = Certified();
+  const Certificate second = Certified();
+  const Certificate client = Certified();
+  PutOwn(first);
+  const std::string list = Put("list", m_authority.RevocationList({}));
+  const ServerProcess server(Speaking({"--tls-client-ca", m_authority.File(), "--tls-crl", list}));
+  const Variable authorities("FERROLINK_TLS_CA_FILE", m_authority.File());
+  const Variable file("FERROLINK_TLS_CERTIFICATE", client.File());
+  const Variable key("FERROLINK_TLS_KEY", client.KeyFile());
+  auto kept = ChannelTo(server.Port(), Kind::Tls);
+  EXPECT_EQ(Exchange(*kept, CallOf("echo", "1")), AnswerOf("1"));
+  EXPECT_EQ(ShownBy(server), first.Subject());
+  server.Signal(SIGHUP);
+  server.AwaitErrors(kReadAgain);
   // Nobody tells it this time; it may notice before both files are new.
-  putOwn(second);
-  while (shownBy(server) != second.subject()) {
+  PutOwn(second);
+  while (ShownBy(server) != second.Subject()) {
     std::this_thread::yield();
   }
-  put("list", m_authority.revocationList({&client}));
-  while (exchange(*channelTo(server.port(), Kind::Tls), callOf("echo", "2")) == answerOf("2")) {
+  Put("list", m_authority.RevocationList({&client}));
+  while (Exchange(*ChannelTo(server.Port(), Kind::Tls), CallOf("echo", "2")) == AnswerOf("2")) {
     std::this_thread::yield();
   }
-  server.awaitErrors("'" + client.subject() + "': certificate revoked\"\n");
+  server.AwaitErrors("'" + client.Subject() + "': certificate revoked\"\n");
   // A connection that is there stays.
-  EXPECT_EQ(exchange(*kept, callOf("echo", "3")), answerOf("3"));
+  EXPECT_EQ(Exchange(*kept, CallOf("echo", "3")), AnswerOf("3"));
 }
 
 TEST_F(TcpServerTls, KeepsWhatItHasWhereTheNewFilesAreWrong) {
-  const Certificate certificate = certified();
-  putOwn(certificate);
-  const ServerProcess server(speaking());
-  put("key", "no key\n");
-  server.signal(SIGHUP);
-  server.awaitErrors(kKept);
-  EXPECT_THAT(server.errors(), HasSubstr("Cannot use the key '"));
-  EXPECT_EQ(shownBy(server), certificate.subject());
+  const Certificate certificate = Certified();
+  PutOwn(certificate);
+  const ServerProcess server(Speaking());
+  Put("key", "no key\n");
+  server.Signal(SIGHUP);
+  server.AwaitErrors(kKept);
+  EXPECT_THAT(server.Errors(), HasSubstr("Cannot use the key '"));
+  EXPECT_EQ(ShownBy(server), certificate.Subject());
 }
 
 TEST_F(TcpServerTls, OutlivesSighupWithoutACertificate) {
   ServerProcess server;
-  RawSocket client = server.greetedClient();
+  RawSocket client = server.GreetedClient();
   for (int i = 0; i < 3; ++i) {
-    server.signal(SIGHUP);
-    EXPECT_EQ(client.ask(callOf("echo", "x")), answerOf("x"));
+    server.Signal(SIGHUP);
+    EXPECT_EQ(client.Ask(CallOf("echo", "x")), AnswerOf("x"));
   }
 }
 
 TEST_F(TcpServerTls, SaysWhatIsWrongWithItsOwnCertificateAndKey) {
   const auto startWith = [&](const Certificate& certificate, const Certificate& key) {
-    ServerProcess server({"--tls-certificate", certificate.file(), "--tls-key", key.keyFile()});
-    EXPECT_EQ(server.listening(), "");
-    EXPECT_EQ(server.wait(), 1);
-    return server.errors();
+    ServerProcess server({"--tls-certificate", certificate.File(), "--tls-key", key.KeyFile()});
+    EXPECT_EQ(server.Listening(), "");
+    EXPECT_EQ(server.Wait(), 1);
+    return server.Errors();
   };
-  const Certificate certificate = certified();
-  const Certificate other = certified();
+  const Certificate certificate = Certified();
+  const Certificate other = Certified();
   Certificate::Wish wish;
   wish.password = "secret";
-  const Certificate locked = certified(wish);
+  const Certificate locked = Certified(wish);
   EXPECT_EQ(startWith(certificate, other),
-            "ferrolink-server: Cannot use the key '" + other.keyFile() +
-                "': it does not fit the certificate '" + certificate.file() + "'.\n");
-  EXPECT_EQ(startWith(locked, locked), "ferrolink-server: Cannot use the key '" + locked.keyFile() +
+            "ferrolink-server: Cannot use the key '" + other.KeyFile() +
+                "': it does not fit the certificate '" + certificate.File() + "'.\n");
+  EXPECT_EQ(startWith(locked, locked), "ferrolink-server: Cannot use the key '" + locked.KeyFile() +
                                            "': it needs a password; store it without one.\n");
   wish = {};
   wish.firstSecond = -7200;
   wish.lastSecond = -3600;
-  const Certificate expired = certified(wish);
-  putOwn(expired);
-  const ServerProcess server(speaking());
-  server.awaitErrors("clients will refuse the certificate '");
-  EXPECT_THAT(server.errors(), HasSubstr("': it was valid until "));
+  const Certificate expired = Certified(wish);
+  PutOwn(expired);
+  const ServerProcess server(Speaking());
+  server.AwaitErrors("clients will refuse the certificate '");
+  EXPECT_THAT(server.Errors(), HasSubstr("': it was valid until "));
 }
 
 TEST_F(TcpServerTls, ServesAProperClientBesideManyHalfHandshakes) {
-  putOwn(certified());
+  PutOwn(Certified());
   const ServerProcess server(
-      speaking({"--max-connections", "2", "--greeting-timeout-ms", "100000"}));
+      Speaking({"--max-connections", "2", "--greeting-timeout-ms", "100000"}));
   std::vector<RawSocket> silent;
   for (int i = 0; i < 200; ++i) {
-    silent.push_back(RawSocket::connect(server.port()));
-    silent.back().send({"\x16\x03\x01\x02\x00\x01", 6});
+    silent.push_back(RawSocket::Connect(server.Port()));
+    silent.back().Send({"\x16\x03\x01\x02\x00\x01", 6});
   }
-  EXPECT_EQ(echoAs(server, nullptr), answerOf("x"));
+  EXPECT_EQ(EchoAs(server, nullptr), AnswerOf("x"));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

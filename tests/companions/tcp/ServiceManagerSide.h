@@ -16,7 +16,7 @@
 
 #include "companions/utils/FileDescriptor.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Ferrolink::Companions::FileDescriptor;
 
@@ -35,17 +35,17 @@ class Ear {
   }
 
   /// Empty where nothing has come.
-  [[nodiscard]] std::string heard() const {
+  [[nodiscard]] std::string Heard() const {
     std::array<char, 512> text{};
     const ssize_t got = recv(m_socket.get(), text.data(), text.size(), MSG_DONTWAIT);
     return got < 0 ? "" : std::string(text.data(), static_cast<std::size_t>(got));
   }
 
   /// Waits until something has come.
-  [[nodiscard]] std::string hear() const {
+  [[nodiscard]] std::string Hear() const {
     pollfd waits{m_socket.get(), POLLIN, 0};
     poll(&waits, 1, 60'000);
-    return heard();
+    return Heard();
   }
 
  private:
@@ -53,7 +53,7 @@ class Ear {
 };
 
 /// As a service manager does between fork and exec.
-inline void passOn(FileDescriptor descriptor) {
+inline void PassOn(FileDescriptor descriptor) {
   const FileDescriptor elsewhere(fcntl(descriptor.get(), F_DUPFD, 10));
   descriptor = FileDescriptor();
   dup2(elsewhere.get(), 3);
@@ -62,6 +62,6 @@ inline void passOn(FileDescriptor descriptor) {
   setenv("LISTEN_FDNAMES", "ferrolink-server.socket", 1);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -27,7 +27,7 @@ thread_local int receives = 0;
 thread_local int sends = 0;
 thread_local int polls = 0;
 
-void forgetCalls() {
+void ForgetCalls() {
   receives = 0;
   sends = 0;
   polls = 0;
@@ -69,7 +69,7 @@ int __wrap_poll(pollfd* watched, nfds_t count, int time) {
 // NOLINTEND(bugprone-reserved-identifier)
 }
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace std::chrono_literals;
@@ -78,7 +78,7 @@ using Ferrolink::Companions::FileDescriptor;
 
 constexpr std::uint32_t kLimit = 16U << 20U;
 
-std::pair<PatientSocket, PatientSocket> connected() {
+std::pair<PatientSocket, PatientSocket> Connected() {
   std::array<int, 2> ends{};
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
     throw std::runtime_error("no sockets");
@@ -87,7 +87,7 @@ std::pair<PatientSocket, PatientSocket> connected() {
 }
 
 // No two neighbours are equal, nor bytes at the same place of neighbouring records.
-Bytes bytesOf(std::size_t size) {
+Bytes BytesOf(std::size_t size) {
   Bytes bytes(size);
   for (std::size_t i = 0; i < size; ++i) {
     bytes[i] = static_cast<std::uint8_t>(i + i / 251);
@@ -98,22 +98,22 @@ Bytes bytesOf(std::size_t size) {
 class TcpSystemCalls : public testing::Test {
  protected:
   // As a session has its socket.
-  void startSession() {
-    PatientSocket& socket = m_server.socket();
-    socket.abortBy(m_departure.get());
-    socket.waitAtMost(1h);
-    socket.expectWithin(1ms);
+  void StartSession() {
+    PatientSocket& socket = m_server.Socket();
+    socket.AbortBy(m_departure.get());
+    socket.WaitAtMost(1h);
+    socket.ExpectWithin(1ms);
   }
 
   // What m_server has received is what m_client sends.
-  void expectFrame(std::size_t size) {
+  void ExpectFrame(std::size_t size) {
     Frame frame;
-    ASSERT_TRUE(m_server.receive(frame));
-    EXPECT_EQ(frame.bytes, bytesOf(size));
+    ASSERT_TRUE(m_server.Receive(frame));
+    EXPECT_EQ(frame.bytes, BytesOf(size));
   }
 
   FileDescriptor m_departure{eventfd(0, EFD_CLOEXEC)};
-  std::pair<PatientSocket, PatientSocket> m_sockets = connected();
+  std::pair<PatientSocket, PatientSocket> m_sockets = Connected();
   PlainConnection m_client{std::move(m_sockets.first), kLimit};
   PlainConnection m_server{std::move(m_sockets.second), kLimit};
 };
@@ -122,33 +122,33 @@ class TcpSystemCalls : public testing::Test {
 class TcpTlsSystemCalls : public testing::Test {
  protected:
   TcpTlsSystemCalls() {
-    const TlsContext context = makeTlsContext(asio::ssl::context::tls_server);
-    useCertificate(*context, m_certificate.file(), m_certificate.keyFile());
+    const TlsContext context = MakeTlsContext(asio::ssl::context::tls_server);
+    UseCertificate(*context, m_certificate.File(), m_certificate.KeyFile());
     m_client = std::make_unique<TlsConnection>(std::move(m_sockets.first), kLimit,
-                                               makeTlsContext(asio::ssl::context::tls_client),
+                                               MakeTlsContext(asio::ssl::context::tls_client),
                                                TlsConnection::Side::client);
     m_server = std::make_unique<TlsConnection>(std::move(m_sockets.second), kLimit, context,
                                                TlsConnection::Side::server);
     asio::error_code ofServer;
-    std::thread server([&] { m_server->handshake(ofServer); });
+    std::thread server([&] { m_server->Handshake(ofServer); });
     asio::error_code ofClient;
-    m_client->handshake(ofClient);
+    m_client->Handshake(ofClient);
     server.join();
     EXPECT_FALSE(ofServer) << ofServer.message();
     EXPECT_FALSE(ofClient) << ofClient.message();
   }
 
   // Both at a time, for what the sockets' buffers do not take.
-  void expectToTravel(std::size_t size) {
+  void ExpectToTravel(std::size_t size) {
     Frame frame;
-    std::thread server([&] { m_server->receive(frame); });
-    m_client->send({}, bytesOf(size));
+    std::thread server([&] { m_server->Receive(frame); });
+    m_client->Send({}, BytesOf(size));
     server.join();
-    EXPECT_EQ(frame.bytes, bytesOf(size)) << size;
+    EXPECT_EQ(frame.bytes, BytesOf(size)) << size;
   }
 
   const Certificate m_certificate{Certificate::Wish()};
-  std::pair<PatientSocket, PatientSocket> m_sockets = connected();
+  std::pair<PatientSocket, PatientSocket> m_sockets = Connected();
   std::unique_ptr<TlsConnection> m_client;
   std::unique_ptr<TlsConnection> m_server;
 };
@@ -157,90 +157,90 @@ class TcpTlsSystemCalls : public testing::Test {
 
 TEST_F(TcpSystemCalls, AreOneForAFrameToSend) {
   for (const std::size_t size : {0U, 64U, 2048U, 2049U, 65536U}) {
-    forgetCalls();
-    m_client.send({}, bytesOf(size));
+    ForgetCalls();
+    m_client.Send({}, BytesOf(size));
     EXPECT_EQ(sends, 1) << size;
-    expectFrame(size);
+    ExpectFrame(size);
   }
 }
 
 TEST_F(TcpSystemCalls, AreOneForASmallFrameThatComesSoon) {
-  startSession();
-  m_client.send({}, bytesOf(64));
-  forgetCalls();
-  expectFrame(64);
+  StartSession();
+  m_client.Send({}, BytesOf(64));
+  ForgetCalls();
+  ExpectFrame(64);
   EXPECT_EQ(receives, 1);
   EXPECT_EQ(polls, 0);
 }
 
 TEST_F(TcpSystemCalls, AreTwoForASmallFrameWhileAMomentIsSet) {
-  startSession();
-  m_client.send({}, bytesOf(64));
-  m_server.socket().waitWhileItFlows(1h, 0ns);
-  forgetCalls();
-  expectFrame(64);
+  StartSession();
+  m_client.Send({}, BytesOf(64));
+  m_server.Socket().WaitWhileItFlows(1h, 0ns);
+  ForgetCalls();
+  ExpectFrame(64);
   EXPECT_EQ(receives, 1);
   EXPECT_EQ(polls, 1);
 }
 
 TEST_F(TcpSystemCalls, EndTheWaitForBytesThatWereExpectedSoonWhereTheServerGoesAway) {
-  startSession();
+  StartSession();
   eventfd_write(m_departure.get(), 1);
   asio::error_code error;
-  forgetCalls();
-  m_server.readAhead(error);
+  ForgetCalls();
+  m_server.ReadAhead(error);
   EXPECT_EQ(error, asio::error::operation_aborted);
   EXPECT_EQ(receives, 1);
   EXPECT_EQ(polls, 1);
 }
 
 TEST_F(TcpSystemCalls, EndTheWaitForBytesThatWereExpectedSoonAfterTheSilenceThatIsAllowed) {
-  startSession();
-  m_server.socket().waitAtMost(2ms);
+  StartSession();
+  m_server.Socket().WaitAtMost(2ms);
   asio::error_code error;
-  m_server.readAhead(error);
+  m_server.ReadAhead(error);
   EXPECT_EQ(error, asio::error::timed_out);
 }
 
 TEST_F(TcpSystemCalls, WaitForBytesThatWereExpectedSoonAlsoOnSocketsOfAnEventLoop) {
   int nonBlocking = 1;
-  ASSERT_EQ(ioctl(m_server.socket().descriptor(), FIONBIO, &nonBlocking), 0);
-  startSession();
-  m_server.socket().expectWithin(1h);
-  forgetCalls();
+  ASSERT_EQ(ioctl(m_server.Socket().Descriptor(), FIONBIO, &nonBlocking), 0);
+  StartSession();
+  m_server.Socket().ExpectWithin(1h);
+  ForgetCalls();
   std::thread server([&] {
-    expectFrame(64);
+    ExpectFrame(64);
     EXPECT_EQ(receives, 1);
     EXPECT_EQ(polls, 0);
   });
-  m_client.send({}, bytesOf(64));
+  m_client.Send({}, BytesOf(64));
   server.join();
 }
 
 TEST_F(TcpTlsSystemCalls, AreOneForTwoRecordsOfAFrame) {
   for (const bool keeps : {false, true}) {
-    m_client->keepBuffers(keeps);
+    m_client->KeepBuffers(keeps);
     for (const auto& [size, expected] :
          {std::pair(64U, 1), {16384U, 1}, {32752U, 1}, {65536U, 2}}) {
-      forgetCalls();
-      m_client->send({}, bytesOf(size));
+      ForgetCalls();
+      m_client->Send({}, BytesOf(size));
       EXPECT_EQ(sends, expected) << size;
       Frame frame;
-      ASSERT_TRUE(m_server->receive(frame));
-      EXPECT_EQ(frame.bytes, bytesOf(size)) << size;
+      ASSERT_TRUE(m_server->Receive(frame));
+      EXPECT_EQ(frame.bytes, BytesOf(size)) << size;
     }
   }
 }
 
 TEST_F(TcpTlsSystemCalls, CarryFramesOfAnyLength) {
   for (const bool keeps : {false, true}) {
-    m_client->keepBuffers(keeps);
-    m_server->keepBuffers(keeps);
+    m_client->KeepBuffers(keeps);
+    m_server->KeepBuffers(keeps);
     for (const std::size_t size : {0U, 1U, 2048U, 2049U, 16367U, 16368U, 16369U, 32752U, 65519U,
                                    65520U, 65521U, 1U << 20U, (3U << 20U) + 7}) {
-      expectToTravel(size);
+      ExpectToTravel(size);
     }
   }
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -5,20 +5,20 @@
 
 #include "tests/companions/tcp/CertificateForge.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using Ferrolink::Companions::Tcp::Client::TlsContexts;
 using Ferrolink::Companions::Tcp::Client::TlsSettings;
 
-const ForgedCertificate& authority() {
-  static const ForgedCertificate made(ForgedCertificate::authority());
+const ForgedCertificate& Authority() {
+  static const ForgedCertificate made(ForgedCertificate::Authority());
   return made;
 }
 
-TlsSettings believing(const ForgedCertificate& certificate) {
+TlsSettings Believing(const ForgedCertificate& certificate) {
   TlsSettings settings;
-  settings.authorities = certificate.file();
+  settings.authorities = certificate.File();
   return settings;
 }
 
@@ -26,29 +26,29 @@ TlsSettings believing(const ForgedCertificate& certificate) {
 
 TEST(TcpTlsContexts, AreMadeOnceForEachChoiceOfFiles) {
   TlsContexts contexts;
-  const auto first = contexts.contextFor(believing(authority()));
-  EXPECT_EQ(contexts.contextFor(believing(authority())), first);
-  const auto systems = contexts.contextFor({});
+  const auto first = contexts.ContextFor(Believing(Authority()));
+  EXPECT_EQ(contexts.ContextFor(Believing(Authority())), first);
+  const auto systems = contexts.ContextFor({});
   EXPECT_NE(systems, first);
-  TlsSettings shown = believing(authority());
-  const ForgedCertificate own(ForgedCertificate::server(authority()));
-  shown.certificate = own.file();
-  shown.key = own.keyFile();
-  EXPECT_NE(contexts.contextFor(shown), first);
+  TlsSettings shown = Believing(Authority());
+  const ForgedCertificate own(ForgedCertificate::Server(Authority()));
+  shown.certificate = own.File();
+  shown.key = own.KeyFile();
+  EXPECT_NE(contexts.ContextFor(shown), first);
   // Whom a connection expects is no matter of the context.
-  TlsSettings named = believing(authority());
+  TlsSettings named = Believing(Authority());
   named.name = "db.example";
-  EXPECT_EQ(contexts.contextFor(named), first);
-  EXPECT_EQ(contexts.contextFor({}), systems);
+  EXPECT_EQ(contexts.ContextFor(named), first);
+  EXPECT_EQ(contexts.ContextFor({}), systems);
 }
 
 TEST(TcpTlsContexts, AreMadeAnewWhenAFileHasChanged) {
   TlsContexts contexts;
-  const auto first = contexts.contextFor(believing(authority()));
-  writeFile(authority().file(), authority().text() + "\n");
-  const auto second = contexts.contextFor(believing(authority()));
+  const auto first = contexts.ContextFor(Believing(Authority()));
+  WriteFile(Authority().File(), Authority().Text() + "\n");
+  const auto second = contexts.ContextFor(Believing(Authority()));
   EXPECT_NE(second, first);
-  EXPECT_EQ(contexts.contextFor(believing(authority())), second);
+  EXPECT_EQ(contexts.ContextFor(Believing(Authority())), second);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

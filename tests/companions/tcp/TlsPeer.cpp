@@ -4,7 +4,7 @@
 #include <csignal>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 TlsPeer::TlsPeer(RawSocket socket, const ForgedCertificate& certificate)
     : m_socket(std::move(socket)),
@@ -13,26 +13,26 @@ TlsPeer::TlsPeer(RawSocket socket, const ForgedCertificate& certificate)
   // OpenSSL writes to a client that has closed, too.
   std::signal(SIGPIPE, SIG_IGN);
   SSL_CTX_set_security_level(m_context.get(), 0);
-  SSL_CTX_use_certificate_chain_file(m_context.get(), certificate.file().c_str());
-  SSL_CTX_use_PrivateKey_file(m_context.get(), certificate.keyFile().c_str(), SSL_FILETYPE_PEM);
+  SSL_CTX_use_certificate_chain_file(m_context.get(), certificate.File().c_str());
+  SSL_CTX_use_PrivateKey_file(m_context.get(), certificate.KeyFile().c_str(), SSL_FILETYPE_PEM);
   m_tls.reset(SSL_new(m_context.get()));
-  SSL_set_fd(m_tls.get(), m_socket.descriptor());
+  SSL_set_fd(m_tls.get(), m_socket.Descriptor());
   m_isReady = SSL_accept(m_tls.get()) == 1;
 }
 
-std::string TlsPeer::requestedName() const {
+std::string TlsPeer::RequestedName() const {
   const char* name = SSL_get_servername(m_tls.get(), TLSEXT_NAMETYPE_host_name);
   return name == nullptr ? "" : name;
 }
 
-TlsPeer& TlsPeer::send(std::string_view bytes) {
+TlsPeer& TlsPeer::Send(std::string_view bytes) {
   if (SSL_write(m_tls.get(), bytes.data(), static_cast<int>(bytes.size())) <= 0) {
     throw std::runtime_error("cannot send under TLS");
   }
   return *this;
 }
 
-std::string TlsPeer::receive(std::size_t size) {
+std::string TlsPeer::Receive(std::size_t size) {
   std::string bytes;
   while (bytes.size() < size) {
     std::string room(size - bytes.size(), '\0');
@@ -45,13 +45,13 @@ std::string TlsPeer::receive(std::size_t size) {
   return bytes;
 }
 
-TlsPeer& TlsPeer::greet() {
-  EXPECT_EQ(receive(kHello.size()), kHello);
-  return send(kWelcome);
+TlsPeer& TlsPeer::Greet() {
+  EXPECT_EQ(Receive(kHello.size()), kHello);
+  return Send(kWelcome);
 }
 
-std::uint32_t TlsPeer::receiveCommand() {
-  const std::string header = receive(16);
+std::uint32_t TlsPeer::ReceiveCommand() {
+  const std::string header = Receive(16);
   const auto numberAt = [&](std::size_t at) {
     std::uint32_t number = 0;
     for (const char byte : header.substr(std::min(at, header.size()), 4)) {
@@ -59,8 +59,8 @@ std::uint32_t TlsPeer::receiveCommand() {
     }
     return number;
   };
-  receive(numberAt(0));
+  Receive(numberAt(0));
   return numberAt(4);
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

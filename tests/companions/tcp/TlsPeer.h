@@ -8,30 +8,30 @@
 #include <string_view>
 
 #include "tests/companions/tcp/CertificateForge.h"
-#include "tests/companions/tcp/Support.h"
+#include "tests/companions/tcp/TcpSupport.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// The server's side of a TLS connection, which does what it is told.
 class TlsPeer {
  public:
-  /// Shakes hands with the client of `socket`; `isReady` tells whether that went well.
+  /// Shakes hands with the client of `socket`; `IsReady` tells whether that went well.
   TlsPeer(RawSocket socket, const ForgedCertificate& certificate);
 
-  [[nodiscard]] bool isReady() const { return m_isReady; }
+  [[nodiscard]] bool IsReady() const { return m_isReady; }
   /// The name that the client asked for; empty where it asked for none.
-  [[nodiscard]] std::string requestedName() const;
+  [[nodiscard]] std::string RequestedName() const;
 
   /// Sends `bytes` in one record.
-  TlsPeer& send(std::string_view bytes);
+  TlsPeer& Send(std::string_view bytes);
   /// Exactly that many bytes; fewer where the client closes.
-  std::string receive(std::size_t size);
+  std::string Receive(std::size_t size);
   /// Awaits the client's greeting and answers it.
-  TlsPeer& greet();
+  TlsPeer& Greet();
   /// The number of the next command, which is received.
-  std::uint32_t receiveCommand();
+  std::uint32_t ReceiveCommand();
   /// Until the client closes.
-  void awaitEnd() { receive(1); }
+  void AwaitEnd() { Receive(1); }
 
  private:
   RawSocket m_socket;
@@ -40,6 +40,6 @@ class TlsPeer {
   bool m_isReady = false;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -7,10 +7,10 @@
 #include <fstream>
 #include <string>
 
-#include "tests/companions/tcp/Support.h"
+#include "tests/companions/tcp/TcpSupport.h"
 #include "tests/support/TemporaryDirectory.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 inline constexpr std::string_view kGoingAway =
     "The server is going away. The command was not executed.";
@@ -18,30 +18,30 @@ inline constexpr std::string_view kFull =
     "The server is busy: it serves as many clients as it may (--max-connections). The command was "
     "not executed.";
 
-/// A call of the handler "wait", which runs from awaitRunning to release.
+/// A call of the handler "wait", which runs from AwaitRunning to release.
 class WaitingCall {
  public:
   WaitingCall() {
-    mkfifo(path("running").c_str(), 0600);
-    mkfifo(path("go").c_str(), 0600);
+    mkfifo(Path("running").c_str(), 0600);
+    mkfifo(Path("go").c_str(), 0600);
   }
-  [[nodiscard]] std::string command() const {
-    return callOf("wait", path("running") + "\n" + path("go"));
+  [[nodiscard]] std::string Command() const {
+    return CallOf("wait", Path("running") + "\n" + Path("go"));
   }
-  void awaitRunning() const {
+  void AwaitRunning() const {
     std::string line;
-    std::getline(std::ifstream(path("running")), line);
+    std::getline(std::ifstream(Path("running")), line);
     EXPECT_EQ(line, "running");
   }
-  void release(const std::string& word) const { std::ofstream(path("go")) << word << "\n"; }
+  void Release(const std::string& word) const { std::ofstream(Path("go")) << word << "\n"; }
 
  private:
-  [[nodiscard]] std::string path(const std::string& name) const {
-    return (m_directory.path() / name).string();
+  [[nodiscard]] std::string Path(const std::string& name) const {
+    return (m_directory.Path() / name).string();
   }
   TemporaryDirectory m_directory;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

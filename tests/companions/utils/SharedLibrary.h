@@ -12,9 +12,9 @@ namespace Ferrolink::Tests {
 class SharedLibrary {
  public:
   explicit SharedLibrary(const std::string& fileName)
-      : handle(dlopen((std::string(FERROLINK_NATIVE_DIR "/") + fileName).c_str(),
-                      RTLD_NOW | RTLD_LOCAL)) {
-    if (handle == nullptr) {
+      : m_handle(dlopen((std::string(FERROLINK_NATIVE_DIR "/") + fileName).c_str(),
+                        RTLD_NOW | RTLD_LOCAL)) {
+    if (m_handle == nullptr) {
       throw std::runtime_error(dlerror());
     }
   }
@@ -22,11 +22,11 @@ class SharedLibrary {
   SharedLibrary& operator=(const SharedLibrary&) = delete;
   SharedLibrary(SharedLibrary&&) = delete;
   SharedLibrary& operator=(SharedLibrary&&) = delete;
-  ~SharedLibrary() { dlclose(handle); }
+  ~SharedLibrary() { dlclose(m_handle); }
 
   template <class Function>
-  [[nodiscard]] Function* find(const char* name) const {
-    void* function = dlsym(handle, name);
+  [[nodiscard]] Function* Find(const char* name) const {
+    void* function = dlsym(m_handle, name);
     if (function == nullptr) {
       throw std::runtime_error(std::string("no function ") + name);
     }
@@ -34,7 +34,7 @@ class SharedLibrary {
   }
 
  private:
-  void* handle;
+  void* m_handle;
 };
 
 }  // namespace Ferrolink::Tests

@@ -22,13 +22,13 @@ namespace {
 namespace fs = std::filesystem;
 using Ferrolink::Companions::FileDescriptor;
 
-std::ptrdiff_t openDescriptors() {
+std::ptrdiff_t OpenDescriptors() {
   return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
 // Runs `body` in a child and returns the child's wait status; 0 stands for an orderly end.
 template <class Body>
-pid_t startChild(Body body) {
+pid_t StartChild(Body body) {
   const pid_t child = fork();
   if (child == 0) {
     body();
@@ -37,105 +37,105 @@ pid_t startChild(Body body) {
   return child;
 }
 
-int statusOf(pid_t child) {
+int StatusOf(pid_t child) {
   int status = -1;
   return waitpid(child, &status, 0) == child ? status : -1;
 }
 
 TEST_F(Telemetry, NothingIsWrittenWhereNoFileIsNamed) {
   unsetenv("FERROLINK_TELEMETRY_FILE");
-  log("a", "b", "c");
-  writeTo("");
-  log("a", "b", "c");
-  EXPECT_TRUE(fs::is_empty(directory.path()));
+  Log("a", "b", "c");
+  WriteTo("");
+  Log("a", "b", "c");
+  EXPECT_TRUE(fs::is_empty(m_directory.Path()));
 }
 
 TEST_F(Telemetry, TheFileIsTheOneNamedAtTheTimeOfTheEvent) {
-  log("a", "first", "");
-  writeTo(directory.path("other.jsonl"));
-  log("a", "second", "");
-  EXPECT_EQ(1U, lines().size());
-  EXPECT_NE(std::string::npos, contentOf(directory.path("other.jsonl")).find("second"));
+  Log("a", "first", "");
+  WriteTo(m_directory.Path("other.jsonl"));
+  Log("a", "second", "");
+  EXPECT_EQ(1U, Lines().size());
+  EXPECT_NE(std::string::npos, ContentOf(m_directory.Path("other.jsonl")).find("second"));
 }
 
 TEST_F(Telemetry, TheFileBelongsToItsOwnerAlone) {
   umask(0);
-  log("a", "b", "c");
+  Log("a", "b", "c");
   struct stat status {};
-  ASSERT_EQ(0, stat(file.c_str(), &status));
+  ASSERT_EQ(0, stat(m_file.c_str(), &status));
   EXPECT_EQ(0600U, status.st_mode & 07777U);
 }
 
 TEST_F(Telemetry, NoDescriptorStaysOpen) {
-  const auto before = openDescriptors();
-  log("a", "b", "c");
-  writeTo("/dev/null");
-  log("a", "b", "c");
-  EXPECT_EQ(before, openDescriptors());
+  const auto before = OpenDescriptors();
+  Log("a", "b", "c");
+  WriteTo("/dev/null");
+  Log("a", "b", "c");
+  EXPECT_EQ(before, OpenDescriptors());
 }
 
 TEST_F(Telemetry, TargetsThatAreNoRegularFilesAreLeftAlone) {
-  ASSERT_EQ(0, mkfifo(directory.path("pipe").c_str(), 0600));
+  ASSERT_EQ(0, mkfifo(m_directory.Path("pipe").c_str(), 0600));
   for (const std::string& target :
-       {directory.path("pipe"), directory.path(), directory.path("missing/file"),
+       {m_directory.Path("pipe"), m_directory.Path(), m_directory.Path("missing/file"),
         std::string("/dev/full"), std::string("/dev/null")}) {
-    writeTo(target);
-    log("a", "b", "c");
+    WriteTo(target);
+    Log("a", "b", "c");
   }
-  EXPECT_TRUE(fs::is_fifo(directory.path("pipe")));
-  EXPECT_EQ(1, std::distance(fs::directory_iterator(directory.path()), fs::directory_iterator()));
+  EXPECT_TRUE(fs::is_fifo(m_directory.Path("pipe")));
+  EXPECT_EQ(1, std::distance(fs::directory_iterator(m_directory.Path()), fs::directory_iterator()));
 }
 
 TEST_F(Telemetry, APipeWithAReaderGetsNothing) {
-  const std::string pipe = directory.path("pipe");
+  const std::string pipe = m_directory.Path("pipe");
   ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
-  const FileDescriptor reader = FileDescriptor::open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
-  ASSERT_TRUE(reader.owns());
-  writeTo(pipe);
-  log("a", "b", "c");
+  const FileDescriptor reader = FileDescriptor::Open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_TRUE(reader.Owns());
+  WriteTo(pipe);
+  Log("a", "b", "c");
   char byte = 0;
   EXPECT_EQ(0, read(reader.get(), &byte, 1));
 }
 
 TEST_F(Telemetry, AForeignLockOnTheFileDoesNotHoldEventsBack) {
-  const std::string path = directory.write("events.jsonl", "");
-  const FileDescriptor foreign = FileDescriptor::open(path.c_str(), O_RDONLY);
+  const std::string path = m_directory.Write("events.jsonl", "");
+  const FileDescriptor foreign = FileDescriptor::Open(path.c_str(), O_RDONLY);
   ASSERT_EQ(0, flock(foreign.get(), LOCK_EX));
-  log("a", "b", "c");
-  EXPECT_EQ(1U, lines().size());
+  Log("a", "b", "c");
+  EXPECT_EQ(1U, Lines().size());
 }
 
 TEST_F(Telemetry, TheFileIsUnlockedAfterAnEvent) {
-  log("a", "b", "c");
-  const FileDescriptor other = FileDescriptor::open(file.c_str(), O_RDONLY);
+  Log("a", "b", "c");
+  const FileDescriptor other = FileDescriptor::Open(m_file.c_str(), O_RDONLY);
   EXPECT_EQ(0, flock(other.get(), LOCK_EX | LOCK_NB));
 }
 
 TEST_F(Telemetry, AtAFileSizeLimitLinesStayWholeAndTheProcessAlive) {
-  const int status = statusOf(startChild([this] {
+  const int status = StatusOf(StartChild([this] {
     std::signal(SIGXFSZ, SIG_DFL);
     rlimit limit{1000, 1000};
     setrlimit(RLIMIT_FSIZE, &limit);
     const std::string text(300, 'x');
     for (int event = 0; event < 10; ++event) {
-      log("limited", text.c_str(), "");
+      Log("limited", text.c_str(), "");
     }
   }));
   EXPECT_EQ(0, status);
-  EXPECT_EQ(2U, lines().size());
-  for (const std::string& line : lines()) {
+  EXPECT_EQ(2U, Lines().size());
+  for (const std::string& line : Lines()) {
     EXPECT_TRUE(nlohmann::json::accept(line)) << line;
   }
 }
 
 TEST_F(Telemetry, AFileThatIsFullAlreadyDoesNotEndTheProcess) {
   const std::string full(1000, '\n');
-  static_cast<void>(directory.write("events.jsonl", full));
-  const int status = statusOf(startChild([this] {
+  static_cast<void>(m_directory.Write("events.jsonl", full));
+  const int status = StatusOf(StartChild([this] {
     std::signal(SIGXFSZ, SIG_DFL);
     rlimit limit{1000, 1000};
     setrlimit(RLIMIT_FSIZE, &limit);
-    log("a", "b", "c");
+    Log("a", "b", "c");
     sigset_t blocked;
     if (pthread_sigmask(SIG_SETMASK, nullptr, &blocked) != 0 ||
         sigismember(&blocked, SIGXFSZ) != 0) {
@@ -143,7 +143,7 @@ TEST_F(Telemetry, AFileThatIsFullAlreadyDoesNotEndTheProcess) {
     }
   }));
   EXPECT_EQ(0, status);
-  EXPECT_EQ(full, contentOf(file));
+  EXPECT_EQ(full, ContentOf(m_file));
 }
 
 TEST_F(Telemetry, LinesOfManyThreadsAndProcessesAreWholeAndComplete) {
@@ -153,7 +153,7 @@ TEST_F(Telemetry, LinesOfManyThreadsAndProcessesAreWholeAndComplete) {
   std::vector<pid_t> children;
   children.reserve(kProcesses);
   for (int process = 0; process < kProcesses; ++process) {
-    children.push_back(startChild([&] {
+    children.push_back(StartChild([&] {
       std::latch start(kThreads);
       std::vector<std::jthread> threads;
       threads.reserve(kThreads);
@@ -162,18 +162,18 @@ TEST_F(Telemetry, LinesOfManyThreadsAndProcessesAreWholeAndComplete) {
           const std::string text(20'000, static_cast<char>('a' + thread));
           start.arrive_and_wait();
           for (int event = 0; event < kEvents; ++event) {
-            log(std::to_string(event).c_str(), text.c_str(), "\n");
+            Log(std::to_string(event).c_str(), text.c_str(), "\n");
           }
         });
       }
     }));
   }
   for (const pid_t child : children) {
-    EXPECT_EQ(0, statusOf(child));
+    EXPECT_EQ(0, StatusOf(child));
   }
 
   std::map<std::pair<int, int>, int> eventsOf;  // by process and thread
-  for (const std::string& line : lines()) {
+  for (const std::string& line : Lines()) {
     const auto event = nlohmann::json::parse(line);
     const std::string message = event["message"];
     ASSERT_EQ(std::string(20'000, message.at(0)), message);

@@ -8,27 +8,27 @@
 #include <string>
 #include <vector>
 
+#include "tests/companions/utils/ScratchDirectory.h"
 #include "tests/companions/utils/SharedLibrary.h"
-#include "tests/companions/utils/TemporaryDirectory.h"
 
 namespace Ferrolink::Tests {
 
 /// The utilities library, with FERROLINK_TELEMETRY_FILE naming a file that does not exist yet.
 class Telemetry : public ::testing::Test {
  protected:
-  Telemetry() : file(directory.path("events.jsonl")) { writeTo(file); }
+  Telemetry() : m_file(m_directory.Path("events.jsonl")) { WriteTo(m_file); }
 
-  static void writeTo(const std::string& path) {
+  static void WriteTo(const std::string& path) {
     setenv("FERROLINK_TELEMETRY_FILE", path.c_str(), 1);
   }
 
-  void log(const char* first, const char* second, const char* third) const {
-    logMessage(first, second, third);
+  void Log(const char* first, const char* second, const char* third) const {
+    m_logMessage(first, second, third);
   }
 
   /// The file's lines without their newlines. Fails the test where the last line has none.
-  [[nodiscard]] std::vector<std::string> lines() const {
-    const std::string text = contentOf(file);
+  [[nodiscard]] std::vector<std::string> Lines() const {
+    const std::string text = ContentOf(m_file);
     std::vector<std::string> result;
     std::size_t begin = 0;
     for (std::size_t end = text.find('\n'); end != std::string::npos;
@@ -40,14 +40,14 @@ class Telemetry : public ::testing::Test {
     return result;
   }
 
-  TemporaryDirectory directory;
-  std::string file;
+  ScratchDirectory m_directory;
+  std::string m_file;
 
  private:
   using LogMessage = void(const char*, const char*, const char*);
 
-  SharedLibrary library{"libUtils.so"};
-  LogMessage* logMessage = library.find<LogMessage>("LogMessage");
+  SharedLibrary m_library{"libUtils.so"};
+  LogMessage* m_logMessage = m_library.Find<LogMessage>("LogMessage");
 };
 
 }  // namespace Ferrolink::Tests

@@ -27,12 +27,12 @@ constexpr std::size_t kBufferSize = 8192;
 using Hook = void(const char* function);
 Hook* hook = nullptr;
 
-const char* setting(const std::string& name) {
+const char* Setting(const std::string& name) {
   return std::getenv(("FAKE_CONFIGS_" + name).c_str());
 }
 
-void called(const std::string& function, const std::string& arguments) {
-  if (const char* file = setting("CALLS")) {
+void Called(const std::string& function, const std::string& arguments) {
+  if (const char* file = Setting("CALLS")) {
     std::FILE* calls = std::fopen(file, "ae");
     std::fputs((function + "(" + arguments + ")\n").c_str(), calls);
     std::fclose(calls);
@@ -40,40 +40,40 @@ void called(const std::string& function, const std::string& arguments) {
   if (hook != nullptr) {
     hook(function.c_str());
   }
-  if (const char* text = setting("THROW_" + function)) {
+  if (const char* text = Setting("THROW_" + function)) {
     throw std::runtime_error(text);
   }
 }
 
-[[maybe_unused]] int number(const std::string& function, const std::string& arguments) {
-  called(function, arguments);
-  const char* value = setting(function);
+[[maybe_unused]] int Number(const std::string& function, const std::string& arguments) {
+  Called(function, arguments);
+  const char* value = Setting(function);
   return value != nullptr ? std::atoi(value) : 0;
 }
 
-[[maybe_unused]] int text(const std::string& function, const std::string& arguments, char* buffer,
+[[maybe_unused]] int Text(const std::string& function, const std::string& arguments, char* buffer,
                           std::size_t size) {
   // Where bytes of an earlier text were left in the buffer, a bridge could take them for its own.
   const bool zeroed = std::all_of(buffer, buffer + size, [](char byte) { return byte == '\0'; });
   if (size != kBufferSize || !zeroed) {
     std::abort();
   }
-  called(function, arguments);
-  const char* failure = setting("FAIL_" + function);
-  const char* value = failure != nullptr ? failure : setting(function);
+  Called(function, arguments);
+  const char* failure = Setting("FAIL_" + function);
+  const char* value = failure != nullptr ? failure : Setting(function);
   std::string answer = value != nullptr ? value : "";
   std::replace(answer.begin(), answer.end(), '\1', '\0');
   if (answer.size() > size) {
     std::abort();
   }
   std::memcpy(buffer, answer.data(), answer.size());
-  if (const char* result = setting("RESULT_" + function)) {
+  if (const char* result = Setting("RESULT_" + function)) {
     return std::atoi(result);
   }
   return failure != nullptr ? -1 : static_cast<int>(answer.size());
 }
 
-[[maybe_unused]] std::string both(const char* runtimeName, const char* configName) {
+[[maybe_unused]] std::string Both(const char* runtimeName, const char* configName) {
   return std::string(runtimeName) + ", " + configName;
 }
 
@@ -87,12 +87,12 @@ EXPORTED void SetFakeConfigsHook(Hook* function) {
 
 #define TEXT_FUNCTION(name)                           \
   EXPORTED int name(char* buffer, std::size_t size) { \
-    return text(#name, "", buffer, size);             \
+    return Text(#name, "", buffer, size);             \
   }
 #define CHANNEL_FUNCTION(name)                                                     \
   EXPORTED int name(const char* runtimeName, const char* configName, char* buffer, \
                     std::size_t size) {                                            \
-    return text(#name, both(runtimeName, configName), buffer, size);               \
+    return Text(#name, Both(runtimeName, configName), buffer, size);               \
   }
 
 #if !defined(FAKE_CONFIGS_EMPTY)
@@ -104,19 +104,19 @@ TEXT_FUNCTION(GetLoggingLevel)
 
 #if !defined(FAKE_CONFIGS_EMPTY) && !defined(FAKE_CONFIGS_BASICS)
 EXPORTED int SetConfigSource(const char* source) {
-  return number("SetConfigSource", source);
+  return Number("SetConfigSource", source);
 }
 EXPORTED int SetWorkingDirectory(const char* path) {
-  return number("SetWorkingDirectory", path);
+  return Number("SetWorkingDirectory", path);
 }
 EXPORTED int GetChannelPort(const char* runtimeName, const char* configName) {
-  return number("GetChannelPort", both(runtimeName, configName));
+  return Number("GetChannelPort", Both(runtimeName, configName));
 }
 EXPORTED int ProxyExists() {
-  return number("ProxyExists", "");
+  return Number("ProxyExists", "");
 }
 EXPORTED int GetProxyPort() {
-  return number("GetProxyPort", "");
+  return Number("GetProxyPort", "");
 }
 TEXT_FUNCTION(GetConfigSource)
 TEXT_FUNCTION(GetProxyHost)

@@ -7,8 +7,8 @@
 #include "tests/fakes/host/HostNames.h"
 #include "tests/support/ProcessCase.h"
 
-void calledHost(const char* name) {
-  FerrolinkTest::report(std::string("host: ") + name);
+void CalledHost(const char* name) {
+  Ferrolink::Tests::Report(std::string("host: ") + name);
   std::abort();
 }
 

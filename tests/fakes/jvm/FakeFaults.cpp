@@ -2,25 +2,25 @@
 
 #include "tests/fakes/jvm/FakeState.h"
 
-namespace FakeJvm {
+namespace Ferrolink::Tests::FakeJvm {
 namespace {
 
 // Guarded by the fake's lock.
 NumberedFault numberedFault;
 long seen = 0;
 
-std::function<void()>& newByteArrayHook() {
+std::function<void()>& NewByteArrayHook() {
   static auto& hook = *new std::function<void()>;
   return hook;
 }
 
 }  // namespace
 
-const std::function<void()>& insideNewByteArray() {
-  return newByteArrayHook();
+const std::function<void()>& InsideNewByteArray() {
+  return NewByteArrayHook();
 }
 
-void takeNumberedFault(Effect& effect) {
+void TakeNumberedFault(Effect& effect) {
   seen += 1;
   if (numberedFault.call != seen) {
     return;
@@ -30,21 +30,22 @@ void takeNumberedFault(Effect& effect) {
   effect.result = numberedFault.result ? numberedFault.result : effect.result;
 }
 
-}  // namespace FakeJvm
+}  // namespace Ferrolink::Tests::FakeJvm
 
 #define EXPORTED extern "C" __attribute__((visibility("default")))
 
-EXPORTED void fakeJvm_failCall(const FakeJvm::NumberedFault* fault) {
-  const std::lock_guard<std::mutex> lock(FakeJvm::state().lock);
-  FakeJvm::numberedFault = *fault;
-  FakeJvm::seen = 0;
+EXPORTED void FakeJvmFailCall(const Ferrolink::Tests::FakeJvm::NumberedFault* fault) {
+  const std::lock_guard<std::mutex> lock(Ferrolink::Tests::FakeJvm::SharedState().lock);
+  Ferrolink::Tests::FakeJvm::numberedFault = *fault;
+  Ferrolink::Tests::FakeJvm::seen = 0;
 }
 
-EXPORTED bool fakeJvm_failedCall() {
-  const std::lock_guard<std::mutex> lock(FakeJvm::state().lock);
-  return FakeJvm::numberedFault.call != 0 && FakeJvm::seen >= FakeJvm::numberedFault.call;
+EXPORTED bool FakeJvmFailedCall() {
+  const std::lock_guard<std::mutex> lock(Ferrolink::Tests::FakeJvm::SharedState().lock);
+  return Ferrolink::Tests::FakeJvm::numberedFault.call != 0 &&
+         Ferrolink::Tests::FakeJvm::seen >= Ferrolink::Tests::FakeJvm::numberedFault.call;
 }
 
-EXPORTED void fakeJvm_insideNewByteArray(const std::function<void()>* inside) {
-  FakeJvm::newByteArrayHook() = *inside;
+EXPORTED void FakeJvmInsideNewByteArray(const std::function<void()>* inside) {
+  Ferrolink::Tests::FakeJvm::NewByteArrayHook() = *inside;
 }

@@ -8,7 +8,7 @@
 
 /// Makes one call of the fake JVM fail that is told by its number alone, whatever function it is:
 /// for tests that let each call of a stretch fail in turn.
-namespace FakeJvm {
+namespace Ferrolink::Tests::FakeJvm {
 
 struct Effect;
 
@@ -22,21 +22,21 @@ struct NumberedFault {
 
 /// Counts one call and adds the numbered fault to what the injections made of it, where it is the
 /// one. The fake's lock is held by the caller.
-void takeNumberedFault(Effect& effect);
+void TakeNumberedFault(Effect& effect);
 
 /// What NewByteArray is to run.
-const std::function<void()>& insideNewByteArray();
+const std::function<void()>& InsideNewByteArray();
 
-}  // namespace FakeJvm
+}  // namespace Ferrolink::Tests::FakeJvm
 
 extern "C" {
 /// Replaces the fault, and counts from the next call on.
-void fakeJvm_failCall(const FakeJvm::NumberedFault* fault);
+void FakeJvmFailCall(const Ferrolink::Tests::FakeJvm::NumberedFault* fault);
 /// Whether the fault has been taken.
-bool fakeJvm_failedCall();
+bool FakeJvmFailedCall();
 /// Run on the calling thread by NewByteArray, with the fake's lock open. Changed while no other
 /// thread is in a JNI call.
-void fakeJvm_insideNewByteArray(const std::function<void()>* inside);
+void FakeJvmInsideNewByteArray(const std::function<void()>* inside);
 }
 
 #endif

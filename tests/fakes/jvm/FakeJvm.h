@@ -17,7 +17,7 @@
 /// Tests open it by path and find the functions at the end of this file with dlsym; the class
 /// FakeJvmClient does so. With the variable FAKE_JVM_CALLS every call is also appended to that
 /// file, which still sees the calls made while the process exits.
-namespace FakeJvm {
+namespace Ferrolink::Tests::FakeJvm {
 
 /// Makes calls fail. Exactly the asked-for effects happen: an exception alone leaves the call's own
 /// result as it is.
@@ -65,7 +65,7 @@ struct Counts {
 };
 
 struct Call {
-  unsigned long thread = 0;  ///< as fakeJvm_currentThread says
+  unsigned long thread = 0;  ///< as FakeJvmCurrentThread says
   std::string text;
 };
 
@@ -78,33 +78,33 @@ struct Creation {
   std::vector<std::string> options;
 };
 
-}  // namespace FakeJvm
+}  // namespace Ferrolink::Tests::FakeJvm
 
 extern "C" {
-FakeJvm::Script* fakeJvm_script();
-void fakeJvm_inject(const FakeJvm::Injection* injection);
-void fakeJvm_clearInjections();
-void fakeJvm_calls(std::vector<FakeJvm::Call>* calls);
-void fakeJvm_clearCalls();
-void fakeJvm_counts(FakeJvm::Counts* counts);
-void fakeJvm_creations(std::vector<FakeJvm::Creation>* creations);
-unsigned long fakeJvm_currentThread();
+Ferrolink::Tests::FakeJvm::Script* FakeJvmScript();
+void FakeJvmInject(const Ferrolink::Tests::FakeJvm::Injection* injection);
+void FakeJvmClearInjections();
+void FakeJvmCalls(std::vector<Ferrolink::Tests::FakeJvm::Call>* calls);
+void FakeJvmClearCalls();
+void FakeJvmCounts(Ferrolink::Tests::FakeJvm::Counts* counts);
+void FakeJvmCreations(std::vector<Ferrolink::Tests::FakeJvm::Creation>* creations);
+unsigned long FakeJvmCurrentThread();
 
 /// Starts a JVM as another library of the process would have; returns it. No thread is attached.
-JavaVM* fakeJvm_startJvm();
+JavaVM* FakeJvmStartJvm();
 
 /// Ends the calling thread's local references, as the return of a native method to Java does.
-void fakeJvm_returnToJava();
+void FakeJvmReturnToJava();
 
 /// The first JVM of the process, null before there is one.
-JavaVM* fakeJvm_firstJvm();
+JavaVM* FakeJvmFirstJvm();
 
 /// A local reference of the calling thread to an object with the method apply(Object), or to one
 /// without any method.
-jobject fakeJvm_makeObject(bool withApply);
+jobject FakeJvmMakeObject(bool withApply);
 
 /// A callback object with the method apply(Object), as a global reference of the Java side's.
-void fakeJvm_makeCallback(jobject* object, jmethodID* method);
+void FakeJvmMakeCallback(jobject* object, jmethodID* method);
 }
 
 #endif

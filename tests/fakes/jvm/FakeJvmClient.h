@@ -10,7 +10,7 @@
 #include "tests/fakes/jvm/FakeFaults.h"
 #include "tests/fakes/jvm/FakeJvm.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// A test's grip on the fake JVM library, which it keeps open unless told to let go.
 class FakeJvmClient {
@@ -22,77 +22,77 @@ class FakeJvmClient {
     }
   }
 
-  FakeJvm::Script& script() { return *find<decltype(fakeJvm_script)>("fakeJvm_script")(); }
+  FakeJvm::Script& Script() { return *Find<decltype(FakeJvmScript)>("fakeJvm_script")(); }
 
-  void inject(const FakeJvm::Injection& injection) {
-    find<decltype(fakeJvm_inject)>("fakeJvm_inject")(&injection);
+  void Inject(const FakeJvm::Injection& injection) {
+    Find<decltype(FakeJvmInject)>("fakeJvm_inject")(&injection);
   }
-  void clearInjections() { find<decltype(fakeJvm_clearInjections)>("fakeJvm_clearInjections")(); }
+  void ClearInjections() { Find<decltype(FakeJvmClearInjections)>("fakeJvm_clearInjections")(); }
 
-  void failCall(const FakeJvm::NumberedFault& fault) {
-    find<decltype(fakeJvm_failCall)>("fakeJvm_failCall")(&fault);
+  void FailCall(const FakeJvm::NumberedFault& fault) {
+    Find<decltype(FakeJvmFailCall)>("fakeJvm_failCall")(&fault);
   }
-  void insideNewByteArray(const std::function<void()>& inside) {
-    find<decltype(fakeJvm_insideNewByteArray)>("fakeJvm_insideNewByteArray")(&inside);
+  void InsideNewByteArray(const std::function<void()>& inside) {
+    Find<decltype(FakeJvmInsideNewByteArray)>("fakeJvm_insideNewByteArray")(&inside);
   }
-  bool failedCall() { return find<decltype(fakeJvm_failedCall)>("fakeJvm_failedCall")(); }
+  bool FailedCall() { return Find<decltype(FakeJvmFailedCall)>("fakeJvm_failedCall")(); }
 
-  std::vector<FakeJvm::Call> callsByThread() {
+  std::vector<FakeJvm::Call> CallsByThread() {
     std::vector<FakeJvm::Call> calls;
-    find<decltype(fakeJvm_calls)>("fakeJvm_calls")(&calls);
+    Find<decltype(FakeJvmCalls)>("fakeJvm_calls")(&calls);
     return calls;
   }
-  std::vector<std::string> calls() {
+  std::vector<std::string> Calls() {
     std::vector<std::string> texts;
-    for (const FakeJvm::Call& call : callsByThread()) {
+    for (const FakeJvm::Call& call : CallsByThread()) {
       texts.push_back(call.text);
     }
     return texts;
   }
-  long countCalls(const std::string& start) {
+  long CountCalls(const std::string& start) {
     long count = 0;
-    for (const std::string& call : calls()) {
+    for (const std::string& call : Calls()) {
       count += call.rfind(start, 0) == 0 ? 1 : 0;
     }
     return count;
   }
-  void clearCalls() { find<decltype(fakeJvm_clearCalls)>("fakeJvm_clearCalls")(); }
+  void ClearCalls() { Find<decltype(FakeJvmClearCalls)>("fakeJvm_clearCalls")(); }
 
-  FakeJvm::Counts counts() {
+  FakeJvm::Counts Counts() {
     FakeJvm::Counts counts;
-    find<decltype(fakeJvm_counts)>("fakeJvm_counts")(&counts);
+    Find<decltype(FakeJvmCounts)>("fakeJvm_counts")(&counts);
     return counts;
   }
-  std::vector<FakeJvm::Creation> creations() {
+  std::vector<FakeJvm::Creation> Creations() {
     std::vector<FakeJvm::Creation> creations;
-    find<decltype(fakeJvm_creations)>("fakeJvm_creations")(&creations);
+    Find<decltype(FakeJvmCreations)>("fakeJvm_creations")(&creations);
     return creations;
   }
-  unsigned long currentThread() {
-    return find<decltype(fakeJvm_currentThread)>("fakeJvm_currentThread")();
+  unsigned long CurrentThread() {
+    return Find<decltype(FakeJvmCurrentThread)>("fakeJvm_currentThread")();
   }
-  JavaVM* startJvm() { return find<decltype(fakeJvm_startJvm)>("fakeJvm_startJvm")(); }
-  void returnToJava() { find<decltype(fakeJvm_returnToJava)>("fakeJvm_returnToJava")(); }
-  JavaVM* firstJvm() { return find<decltype(fakeJvm_firstJvm)>("fakeJvm_firstJvm")(); }
-  void makeCallback(jobject& object, jmethodID& method) {
-    find<decltype(fakeJvm_makeCallback)>("fakeJvm_makeCallback")(&object, &method);
+  JavaVM* StartJvm() { return Find<decltype(FakeJvmStartJvm)>("fakeJvm_startJvm")(); }
+  void ReturnToJava() { Find<decltype(FakeJvmReturnToJava)>("fakeJvm_returnToJava")(); }
+  JavaVM* FirstJvm() { return Find<decltype(FakeJvmFirstJvm)>("fakeJvm_firstJvm")(); }
+  void MakeCallback(jobject& object, jmethodID& method) {
+    Find<decltype(FakeJvmMakeCallback)>("fakeJvm_makeCallback")(&object, &method);
   }
-  jobject makeObject(bool withApply) {
-    return find<decltype(fakeJvm_makeObject)>("fakeJvm_makeObject")(withApply);
+  jobject MakeObject(bool withApply) {
+    return Find<decltype(FakeJvmMakeObject)>("fakeJvm_makeObject")(withApply);
   }
 
   /// Nothing works any more after this.
-  void letGo() { dlclose(m_library); }
+  void LetGo() { dlclose(m_library); }
 
  private:
   template <class Function>
-  Function* find(const char* name) {
+  Function* Find(const char* name) {
     return reinterpret_cast<Function*>(dlsym(m_library, name));
   }
 
   void* m_library;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

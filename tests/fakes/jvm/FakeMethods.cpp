@@ -4,16 +4,16 @@
 
 #include "tests/fakes/jvm/FakeState.h"
 
-namespace FakeJvm {
+namespace Ferrolink::Tests::FakeJvm {
 namespace {
 
 using Kind = Object::Kind;
 
-jmethodID idOf(const MethodEntry& method) {
+jmethodID IdOf(const MethodEntry& method) {
   return reinterpret_cast<jmethodID>(const_cast<MethodEntry*>(&method));
 }
 
-const MethodEntry* findMethod(const char* name, const char* signature,
+const MethodEntry* FindMethod(const char* name, const char* signature,
                               std::initializer_list<const MethodEntry*> candidates) {
   for (const MethodEntry* candidate : candidates) {
     if (std::strcmp(candidate->name, name) == 0 &&
@@ -24,59 +24,59 @@ const MethodEntry* findMethod(const char* name, const char* signature,
   return nullptr;
 }
 
-jmethodID lookUp(const char* function, JNIEnv* env, jclass type, const char* name,
+jmethodID LookUp(const char* function, JNIEnv* env, jclass type, const char* name,
                  const char* signature, const char* owner,
                  std::initializer_list<const MethodEntry*> candidates) {
   EnvironmentCall call(env, std::string(function) + "(" + name + ", " + signature + ")");
-  const auto asked = call.use(type, Kind::Class);
-  if (call.null()) {
+  const auto asked = call.Use(type, Kind::Class);
+  if (call.Null()) {
     return nullptr;
   }
   const MethodEntry* method =
-      asked->text == owner ? findMethod(name, signature, candidates) : nullptr;
+      asked->text == owner ? FindMethod(name, signature, candidates) : nullptr;
   if (method == nullptr) {
-    call.environment().exceptionPending = true;
+    call.GetEnvironment().exceptionPending = true;
     return nullptr;
   }
-  return idOf(*method);
+  return IdOf(*method);
 }
 
-jmethodID JNICALL getStaticMethodId(JNIEnv* env, jclass type, const char* name,
+jmethodID JNICALL GetStaticMethodId(JNIEnv* env, jclass type, const char* name,
                                     const char* signature) {
-  return lookUp("GetStaticMethodID", env, type, name, signature, kReceiverClass,
+  return LookUp("GetStaticMethodID", env, type, name, signature, kReceiverClass,
                 {&kSendCommand, &kHeartBeat, &kRuntimeInfo});
 }
 
-jmethodID JNICALL getMethodId(JNIEnv* env, jclass type, const char* name, const char* signature) {
-  return lookUp("GetMethodID", env, type, name, signature, kCallbackClass, {&kApply});
+jmethodID JNICALL GetMethodId(JNIEnv* env, jclass type, const char* name, const char* signature) {
+  return LookUp("GetMethodID", env, type, name, signature, kCallbackClass, {&kApply});
 }
 
-const MethodEntry& methodOf(const char* function, jmethodID method) {
+const MethodEntry& MethodOf(const char* function, jmethodID method) {
   if (method == nullptr) {
-    fatal(std::string(function) + ": null method");
+    Fatal(std::string(function) + ": null method");
   }
   return *reinterpret_cast<const MethodEntry*>(method);
 }
 
 // The test's part of a method; the fake's lock is open while it runs. As native code that Java has
 // called it has a frame of local references to itself.
-void runInside(EnvironmentCall& call, const std::function<void()>& inside) {
+void RunInside(EnvironmentCall& call, const std::function<void()>& inside) {
   if (inside) {
-    call.environment().frame += 1;
+    call.GetEnvironment().frame += 1;
     call.unlock();
     inside();
-    call.relock();
-    call.environment().frame -= 1;
+    call.Relock();
+    call.GetEnvironment().frame -= 1;
   }
 }
 
-jobject answerBytes(EnvironmentCall& call, const Method& method, const Object& command) {
-  runInside(call, state().script.insideJava);
+jobject AnswerBytes(EnvironmentCall& call, const Method& method, const Object& command) {
+  RunInside(call, SharedState().script.insideJava);
   auto response = std::make_shared<Object>();
   response->kind = Kind::ByteArray;
   switch (method.answer) {
     case Answer::Throw:
-      call.environment().exceptionPending = true;
+      call.GetEnvironment().exceptionPending = true;
       return nullptr;
     case Answer::Null:
       return nullptr;
@@ -90,14 +90,14 @@ jobject answerBytes(EnvironmentCall& call, const Method& method, const Object& c
       response->bytes = command.bytes;
       break;
   }
-  return call.newLocal<jobject>(std::move(response));
+  return call.NewLocal<jobject>(std::move(response));
 }
 
-jobject answerRuntimeInfo(EnvironmentCall& call) {
-  const Script& script = state().script;
-  runInside(call, script.insideRuntimeInfo);
+jobject AnswerRuntimeInfo(EnvironmentCall& call) {
+  const Script& script = SharedState().script;
+  RunInside(call, script.insideRuntimeInfo);
   if (script.runtimeInfo == Answer::Throw) {
-    call.environment().exceptionPending = true;
+    call.GetEnvironment().exceptionPending = true;
     return nullptr;
   }
   if (script.runtimeInfo == Answer::Null) {
@@ -106,45 +106,45 @@ jobject answerRuntimeInfo(EnvironmentCall& call) {
   auto text = std::make_shared<Object>();
   text->kind = Kind::String;
   text->text = script.runtimeInfoText;
-  return call.newLocal<jobject>(std::move(text));
+  return call.NewLocal<jobject>(std::move(text));
 }
 
-jobject JNICALL callStaticObjectMethodV(JNIEnv* env, jclass type, jmethodID methodId,
+jobject JNICALL CallStaticObjectMethodV(JNIEnv* env, jclass type, jmethodID methodId,
                                         va_list arguments) {
-  const MethodEntry& method = methodOf("CallStaticObjectMethodV", methodId);
+  const MethodEntry& method = MethodOf("CallStaticObjectMethodV", methodId);
   EnvironmentCall call(env, std::string("CallStaticObjectMethodV(") + method.name + ")");
-  call.use(type, Kind::Class);
-  if (call.null()) {
+  call.Use(type, Kind::Class);
+  if (call.Null()) {
     return nullptr;
   }
   if (&method == &kRuntimeInfo) {
-    return answerRuntimeInfo(call);
+    return AnswerRuntimeInfo(call);
   }
-  const auto command = call.use(va_arg(arguments, jobject), Kind::ByteArray);
-  const Script& script = state().script;
-  return answerBytes(call, &method == &kHeartBeat ? script.heartBeat : script.sendCommand,
+  const auto command = call.Use(va_arg(arguments, jobject), Kind::ByteArray);
+  const Script& script = SharedState().script;
+  return AnswerBytes(call, &method == &kHeartBeat ? script.heartBeat : script.sendCommand,
                      *command);
 }
 
-jobject JNICALL callObjectMethodV(JNIEnv* env, jobject object, jmethodID methodId,
+jobject JNICALL CallObjectMethodV(JNIEnv* env, jobject object, jmethodID methodId,
                                   va_list arguments) {
-  const MethodEntry& method = methodOf("CallObjectMethodV", methodId);
+  const MethodEntry& method = MethodOf("CallObjectMethodV", methodId);
   EnvironmentCall call(env, std::string("CallObjectMethodV(") + method.name + ")");
-  call.use(object, Kind::Callback);
-  if (call.null()) {
+  call.Use(object, Kind::Callback);
+  if (call.Null()) {
     return nullptr;
   }
-  const auto command = call.use(va_arg(arguments, jobject), Kind::ByteArray);
-  return answerBytes(call, state().script.apply, *command);
+  const auto command = call.Use(va_arg(arguments, jobject), Kind::ByteArray);
+  return AnswerBytes(call, SharedState().script.apply, *command);
 }
 
 }  // namespace
 
-void fillMethodFunctions(JNINativeInterface_& table) {
-  table.GetStaticMethodID = &getStaticMethodId;
-  table.GetMethodID = &getMethodId;
-  table.CallStaticObjectMethodV = &callStaticObjectMethodV;
-  table.CallObjectMethodV = &callObjectMethodV;
+void FillMethodFunctions(JNINativeInterface_& table) {
+  table.GetStaticMethodID = &GetStaticMethodId;
+  table.GetMethodID = &GetMethodId;
+  table.CallStaticObjectMethodV = &CallStaticObjectMethodV;
+  table.CallObjectMethodV = &CallObjectMethodV;
 }
 
-}  // namespace FakeJvm
+}  // namespace Ferrolink::Tests::FakeJvm

@@ -6,14 +6,14 @@
 
 #include "tests/fakes/jvm/FakeFaults.h"
 
-namespace FakeJvm {
+namespace Ferrolink::Tests::FakeJvm {
 
 const MethodEntry kSendCommand{"sendCommand", "([B)[B"};
 const MethodEntry kHeartBeat{"heartBeat", "([B)[B"};
 const MethodEntry kRuntimeInfo{"getRuntimeInfo", "()Ljava/lang/String;"};
 const MethodEntry kApply{"apply", "(Ljava/lang/Object;)Ljava/lang/Object;"};
 
-const char* classOf(const Object& object) {
+const char* ClassOf(const Object& object) {
   switch (object.kind) {
     case Object::Kind::ByteArray:
       return kByteArrayClass;
@@ -30,12 +30,12 @@ const char* classOf(const Object& object) {
 }
 
 // Outlives every static destructor: the process's own exit still makes JNI calls.
-State& state() {
+State& SharedState() {
   static State& theState = *new State;
   return theState;
 }
 
-ThreadRecord& currentThread() {
+ThreadRecord& CurrentThread() {
   static std::atomic<unsigned long> lastNumber{0};
   static thread_local ThreadRecord record;
   if (record.number == 0) {
@@ -44,14 +44,14 @@ ThreadRecord& currentThread() {
   return record;
 }
 
-void fatal(const std::string& text) {
+void Fatal(const std::string& text) {
   std::fprintf(stderr, "FakeJvm: %s\n", text.c_str());
   std::abort();
 }
 
-Effect record(const std::string& text) {
-  State& all = state();
-  all.calls.push_back({currentThread().number, text});
+Effect Record(const std::string& text) {
+  State& all = SharedState();
+  all.calls.push_back({CurrentThread().number, text});
   if (const char* file = std::getenv("FAKE_JVM_CALLS")) {
     std::FILE* calls = std::fopen(file, "ae");
     std::fprintf(calls, "%s\n", text.c_str());
@@ -70,26 +70,26 @@ Effect record(const std::string& text) {
       effect.result = injection.result ? injection.result : effect.result;
     }
   }
-  takeNumberedFault(effect);
+  TakeNumberedFault(effect);
   return effect;
 }
 
 EnvironmentCall::EnvironmentCall(JNIEnv* env, const std::string& text, WhilePending whilePending)
-    : m_lock(state().lock), m_environment(static_cast<Environment*>(env)), m_text(text) {
-  const unsigned long caller = currentThread().number;
+    : m_lock(SharedState().lock), m_environment(static_cast<Environment*>(env)), m_text(text) {
+  const unsigned long caller = CurrentThread().number;
   if (env == nullptr) {
-    fatal(text + ": null JNIEnv");
+    Fatal(text + ": null JNIEnv");
   }
   if (m_environment->attachment == 0) {
-    fatal(text + ": JNIEnv of a detached thread");
+    Fatal(text + ": JNIEnv of a detached thread");
   }
   if (m_environment->thread != caller) {
-    fatal(text + ": JNIEnv of another thread");
+    Fatal(text + ": JNIEnv of another thread");
   }
   if (m_environment->exceptionPending && whilePending == WhilePending::Forbidden) {
-    fatal(text + ": called with a Java exception pending");
+    Fatal(text + ": called with a Java exception pending");
   }
-  m_effect = record(text);
+  m_effect = Record(text);
 }
 
 EnvironmentCall::~EnvironmentCall() {
@@ -98,47 +98,47 @@ EnvironmentCall::~EnvironmentCall() {
   }
 }
 
-Reference& EnvironmentCall::find(jobject reference) {
+Reference& EnvironmentCall::Find(jobject reference) {
   if (reference == nullptr) {
-    fatal(m_text + ": null reference");
+    Fatal(m_text + ": null reference");
   }
-  if (state().referenceAddresses.count(reference) == 0) {
-    fatal(m_text + ": not a reference");
+  if (SharedState().referenceAddresses.count(reference) == 0) {
+    Fatal(m_text + ": not a reference");
   }
   auto& found = *reinterpret_cast<Reference*>(reference);
   if (!found.live) {
-    fatal(m_text + ": reference used after its end");
+    Fatal(m_text + ": reference used after its end");
   }
   if (found.attachment != 0 && found.attachment != m_environment->attachment) {
-    fatal(m_text + ": local reference of another thread");
+    Fatal(m_text + ": local reference of another thread");
   }
   if (found.attachment != 0 && found.frame != m_environment->frame) {
-    fatal(m_text + ": local reference of an outer frame");
+    Fatal(m_text + ": local reference of an outer frame");
   }
   return found;
 }
 
-std::shared_ptr<Object> EnvironmentCall::use(jobject reference) {
-  return find(reference).object;
+std::shared_ptr<Object> EnvironmentCall::Use(jobject reference) {
+  return Find(reference).object;
 }
 
-std::shared_ptr<Object> EnvironmentCall::use(jobject reference, Object::Kind kind) {
-  std::shared_ptr<Object> object = use(reference);
+std::shared_ptr<Object> EnvironmentCall::Use(jobject reference, Object::Kind kind) {
+  std::shared_ptr<Object> object = Use(reference);
   if (object->kind != kind) {
-    fatal(m_text + ": reference to an object of another class");
+    Fatal(m_text + ": reference to an object of another class");
   }
   return object;
 }
 
-jobject EnvironmentCall::newReference(std::shared_ptr<Object> object, unsigned long attachment) {
-  State& all = state();
+jobject EnvironmentCall::NewReference(std::shared_ptr<Object> object, unsigned long attachment) {
+  State& all = SharedState();
   Reference& reference = all.references.emplace_back();
   reference.object = std::move(object);
   reference.attachment = attachment;
-  const Environment* environment = currentThread().environment;
+  const Environment* environment = CurrentThread().environment;
   reference.frame = attachment != 0 && environment != nullptr ? environment->frame : 0;
   all.referenceAddresses.insert(&reference);
   return reinterpret_cast<jobject>(&reference);
 }
 
-}  // namespace FakeJvm
+}  // namespace Ferrolink::Tests::FakeJvm

@@ -11,7 +11,7 @@
 #include "tests/fakes/jvm/FakeJvm.h"
 
 /// The fake's inside. One lock guards all of it; no Java method runs under that lock.
-namespace FakeJvm {
+namespace Ferrolink::Tests::FakeJvm {
 
 struct Object {
   enum class Kind { Class, ByteArray, String, Callback, Plain };
@@ -68,16 +68,16 @@ struct State {
   Counts counts;
 };
 
-State& state();
+State& SharedState();
 
 /// The calling thread: a number that no other thread has, and its environment while attached.
 struct ThreadRecord {
   unsigned long number = 0;
   Environment* environment = nullptr;
 };
-ThreadRecord& currentThread();
+ThreadRecord& CurrentThread();
 
-[[noreturn]] void fatal(const std::string& text);
+[[noreturn]] void Fatal(const std::string& text);
 
 /// What the injections make of a call.
 struct Effect {
@@ -87,7 +87,7 @@ struct Effect {
 };
 
 /// Records the call and takes the injections that match it. The lock is held by the caller.
-Effect record(const std::string& text);
+Effect Record(const std::string& text);
 
 /// One JNI call through an environment: locks, records, checks the thread and the pending
 /// exception; raises the injected exception when it ends.
@@ -101,24 +101,24 @@ class EnvironmentCall {
   EnvironmentCall& operator=(const EnvironmentCall&) = delete;
   ~EnvironmentCall();
 
-  [[nodiscard]] bool null() const { return m_effect.null; }
-  [[nodiscard]] const Effect& effect() const { return m_effect; }
-  [[nodiscard]] Environment& environment() const { return *m_environment; }
+  [[nodiscard]] bool Null() const { return m_effect.null; }
+  [[nodiscard]] const Effect& GetEffect() const { return m_effect; }
+  [[nodiscard]] Environment& GetEnvironment() const { return *m_environment; }
   void unlock() { m_lock.unlock(); }
-  void relock() { m_lock.lock(); }
+  void Relock() { m_lock.lock(); }
 
   /// The object behind a reference that this thread may use; of the given kind.
-  std::shared_ptr<Object> use(jobject reference, Object::Kind kind);
-  std::shared_ptr<Object> use(jobject reference);
-  Reference& find(jobject reference);
+  std::shared_ptr<Object> Use(jobject reference, Object::Kind kind);
+  std::shared_ptr<Object> Use(jobject reference);
+  Reference& Find(jobject reference);
 
   template <class Type>
-  Type newLocal(std::shared_ptr<Object> object) {
-    state().counts.localReferences += 1;
-    return reinterpret_cast<Type>(newReference(std::move(object), m_environment->attachment));
+  Type NewLocal(std::shared_ptr<Object> object) {
+    SharedState().counts.localReferences += 1;
+    return reinterpret_cast<Type>(NewReference(std::move(object), m_environment->attachment));
   }
 
-  static jobject newReference(std::shared_ptr<Object> object, unsigned long attachment);
+  static jobject NewReference(std::shared_ptr<Object> object, unsigned long attachment);
 
  private:
   std::unique_lock<std::mutex> m_lock;
@@ -138,24 +138,24 @@ inline constexpr const char* kByteArrayClass = "[B";
 inline constexpr const char* kCallbackClass = "fake/Callback";
 
 /// The name of the object's class, as FindClass takes it.
-const char* classOf(const Object& object);
+const char* ClassOf(const Object& object);
 
 /// The function tables that all environments and all JVMs share.
-const JNINativeInterface_* nativeInterface();
-const JNIInvokeInterface_* invokeInterface();
+const JNINativeInterface_* NativeInterface();
+const JNIInvokeInterface_* InvokeInterface();
 
 /// Fills in the slots that the fake implements, by duty.
-void fillReferenceFunctions(JNINativeInterface_& table);
-void fillArrayFunctions(JNINativeInterface_& table);
-void fillMethodFunctions(JNINativeInterface_& table);
+void FillReferenceFunctions(JNINativeInterface_& table);
+void FillArrayFunctions(JNINativeInterface_& table);
+void FillMethodFunctions(JNINativeInterface_& table);
 
 /// Starts a JVM / attaches the calling thread. The lock is held by the caller.
-Machine& startMachine();
-Environment& attachCurrentThread();
+Machine& StartMachine();
+Environment& AttachCurrentThread();
 
 /// Ends what is left of an attachment's local references; returns how many. The lock is held.
-long endLocalReferences(unsigned long attachment);
+long EndLocalReferences(unsigned long attachment);
 
-}  // namespace FakeJvm
+}  // namespace Ferrolink::Tests::FakeJvm
 
 #endif

@@ -4,29 +4,29 @@
 
 #include "tests/fakes/jvm/FakeState.h"
 
-namespace FakeJvm {
+namespace Ferrolink::Tests::FakeJvm {
 namespace {
 
 #define FAKE_JVM_SLOT(name)                 \
   [[noreturn]] void unimplemented##name() { \
-    fatal(#name ": not implemented");       \
+    Fatal(#name ": not implemented");       \
   }
 #include "tests/fakes/jvm/FakeJvmSlots.inc"
 #undef FAKE_JVM_SLOT
 
-[[noreturn]] void unimplementedOther() {
-  fatal("a slot without a name: not implemented");
+[[noreturn]] void UnimplementedOther() {
+  Fatal("a slot without a name: not implemented");
 }
 
-[[noreturn]] void unimplementedAttachAsDaemon() {
-  fatal("AttachCurrentThreadAsDaemon: not implemented");
+[[noreturn]] void UnimplementedAttachAsDaemon() {
+  Fatal("AttachCurrentThreadAsDaemon: not implemented");
 }
 
 // What the list does not name (reserved slots, functions of later JNI versions) is filled as well.
 template <class Table>
-void fillEverySlot(Table& table) {
+void FillEverySlot(Table& table) {
   std::array<void (*)(), sizeof(Table) / sizeof(void*)> slots{};
-  slots.fill(&unimplementedOther);
+  slots.fill(&UnimplementedOther);
   std::memcpy(static_cast<void*>(&table), slots.data(), sizeof(Table));
 }
 
@@ -35,66 +35,66 @@ void fillSlot(Function& slot, void (*unimplemented)()) {
   slot = reinterpret_cast<Function>(reinterpret_cast<void*>(unimplemented));
 }
 
-std::string onMachine(const char* function, const Machine& machine) {
+std::string OnMachine(const char* function, const Machine& machine) {
   return machine.number == 1 ? function
                              : std::string(function) + " on JVM " + std::to_string(machine.number);
 }
 
-jint JNICALL destroyJavaVm(JavaVM* vm) {
+jint JNICALL DestroyJavaVm(JavaVM* vm) {
   auto& machine = *static_cast<Machine*>(vm);
-  const std::lock_guard<std::mutex> lock(state().lock);
-  record(onMachine("DestroyJavaVM", machine));
-  if (currentThread().environment == nullptr) {
-    fatal("DestroyJavaVM: thread is not attached");
+  const std::lock_guard<std::mutex> lock(SharedState().lock);
+  Record(OnMachine("DestroyJavaVM", machine));
+  if (CurrentThread().environment == nullptr) {
+    Fatal("DestroyJavaVM: thread is not attached");
   }
   machine.destroyed = true;
   return JNI_OK;
 }
 
-jint JNICALL attach(JavaVM* vm, void** env, void* arguments) {
-  const std::lock_guard<std::mutex> lock(state().lock);
-  const Effect effect = record(onMachine("AttachCurrentThread", *static_cast<Machine*>(vm)));
+jint JNICALL Attach(JavaVM* vm, void** env, void* arguments) {
+  const std::lock_guard<std::mutex> lock(SharedState().lock);
+  const Effect effect = Record(OnMachine("AttachCurrentThread", *static_cast<Machine*>(vm)));
   if (arguments != nullptr) {
-    fatal("AttachCurrentThread: called with arguments");
+    Fatal("AttachCurrentThread: called with arguments");
   }
   if (effect.result) {
     return *effect.result;
   }
-  Environment& environment = attachCurrentThread();
+  Environment& environment = AttachCurrentThread();
   *env = effect.null ? nullptr : static_cast<JNIEnv*>(&environment);
   return JNI_OK;
 }
 
-jint JNICALL detach(JavaVM* vm) {
-  const std::lock_guard<std::mutex> lock(state().lock);
-  record(onMachine("DetachCurrentThread", *static_cast<Machine*>(vm)));
-  Environment* environment = currentThread().environment;
+jint JNICALL Detach(JavaVM* vm) {
+  const std::lock_guard<std::mutex> lock(SharedState().lock);
+  Record(OnMachine("DetachCurrentThread", *static_cast<Machine*>(vm)));
+  Environment* environment = CurrentThread().environment;
   if (environment == nullptr) {
-    fatal("DetachCurrentThread: thread is not attached");
+    Fatal("DetachCurrentThread: thread is not attached");
   }
   if (environment->exceptionPending) {
-    fatal("DetachCurrentThread: called with a Java exception pending");
+    Fatal("DetachCurrentThread: called with a Java exception pending");
   }
-  state().counts.droppedByDetach += endLocalReferences(environment->attachment);
+  SharedState().counts.droppedByDetach += EndLocalReferences(environment->attachment);
   environment->attachment = 0;
-  currentThread().environment = nullptr;
-  state().counts.attachedThreads -= 1;
-  if (state().script.reuseEnvironments) {
-    state().detachedEnvironments.push_back(environment);
+  CurrentThread().environment = nullptr;
+  SharedState().counts.attachedThreads -= 1;
+  if (SharedState().script.reuseEnvironments) {
+    SharedState().detachedEnvironments.push_back(environment);
   }
   return JNI_OK;
 }
 
-jint JNICALL getEnv(JavaVM* vm, void** env, jint version) {
-  const std::lock_guard<std::mutex> lock(state().lock);
+jint JNICALL GetEnv(JavaVM* vm, void** env, jint version) {
+  const std::lock_guard<std::mutex> lock(SharedState().lock);
   const std::string text =
       "GetEnv(" + std::to_string(version >> 16) + "." + std::to_string(version & 0xffff) + ")";
-  const Effect effect = record(onMachine(text.c_str(), *static_cast<Machine*>(vm)));
+  const Effect effect = Record(OnMachine(text.c_str(), *static_cast<Machine*>(vm)));
   *env = nullptr;
   if (effect.result) {
     return *effect.result;
   }
-  Environment* environment = currentThread().environment;
+  Environment* environment = CurrentThread().environment;
   if (environment == nullptr) {
     return JNI_EDETACHED;
   }
@@ -102,44 +102,44 @@ jint JNICALL getEnv(JavaVM* vm, void** env, jint version) {
   return JNI_OK;
 }
 
-JNINativeInterface_ makeNativeInterface() {
+JNINativeInterface_ MakeNativeInterface() {
   JNINativeInterface_ table;
-  fillEverySlot(table);
+  FillEverySlot(table);
 #define FAKE_JVM_SLOT(name) fillSlot(table.name, &unimplemented##name);
 #include "tests/fakes/jvm/FakeJvmSlots.inc"
 #undef FAKE_JVM_SLOT
-  fillReferenceFunctions(table);
-  fillArrayFunctions(table);
-  fillMethodFunctions(table);
+  FillReferenceFunctions(table);
+  FillArrayFunctions(table);
+  FillMethodFunctions(table);
   return table;
 }
 
-JNIInvokeInterface_ makeInvokeInterface() {
+JNIInvokeInterface_ MakeInvokeInterface() {
   JNIInvokeInterface_ table;
-  fillEverySlot(table);
-  table.DestroyJavaVM = &destroyJavaVm;
-  table.AttachCurrentThread = &attach;
-  table.DetachCurrentThread = &detach;
-  table.GetEnv = &getEnv;
-  fillSlot(table.AttachCurrentThreadAsDaemon, &unimplementedAttachAsDaemon);
+  FillEverySlot(table);
+  table.DestroyJavaVM = &DestroyJavaVm;
+  table.AttachCurrentThread = &Attach;
+  table.DetachCurrentThread = &Detach;
+  table.GetEnv = &GetEnv;
+  fillSlot(table.AttachCurrentThreadAsDaemon, &UnimplementedAttachAsDaemon);
   return table;
 }
 
 }  // namespace
 
-const JNINativeInterface_* nativeInterface() {
-  static const JNINativeInterface_ table = makeNativeInterface();
+const JNINativeInterface_* NativeInterface() {
+  static const JNINativeInterface_ table = MakeNativeInterface();
   return &table;
 }
 
-const JNIInvokeInterface_* invokeInterface() {
-  static const JNIInvokeInterface_ table = makeInvokeInterface();
+const JNIInvokeInterface_* InvokeInterface() {
+  static const JNIInvokeInterface_ table = MakeInvokeInterface();
   return &table;
 }
 
-Environment& attachCurrentThread() {
-  State& all = state();
-  ThreadRecord& thread = currentThread();
+Environment& AttachCurrentThread() {
+  State& all = SharedState();
+  ThreadRecord& thread = CurrentThread();
   if (thread.environment != nullptr) {
     return *thread.environment;
   }
@@ -149,7 +149,7 @@ Environment& attachCurrentThread() {
     all.detachedEnvironments.pop_back();
   } else {
     environment = &all.environments.emplace_back();
-    environment->functions = nativeInterface();
+    environment->functions = NativeInterface();
   }
   environment->thread = thread.number;
   environment->attachment = ++all.lastAttachment;
@@ -158,23 +158,23 @@ Environment& attachCurrentThread() {
   return *environment;
 }
 
-long endLocalReferences(unsigned long attachment) {
+long EndLocalReferences(unsigned long attachment) {
   long ended = 0;
-  for (Reference& reference : state().references) {
+  for (Reference& reference : SharedState().references) {
     if (reference.live && reference.attachment == attachment) {
       reference.live = false;
       ended += 1;
     }
   }
-  state().counts.localReferences -= ended;
+  SharedState().counts.localReferences -= ended;
   return ended;
 }
 
-Machine& startMachine() {
-  Machine& machine = state().machines.emplace_back();
-  machine.functions = invokeInterface();
-  machine.number = static_cast<int>(state().machines.size());
+Machine& StartMachine() {
+  Machine& machine = SharedState().machines.emplace_back();
+  machine.functions = InvokeInterface();
+  machine.number = static_cast<int>(SharedState().machines.size());
   return machine;
 }
 
-}  // namespace FakeJvm
+}  // namespace Ferrolink::Tests::FakeJvm

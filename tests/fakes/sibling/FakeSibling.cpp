@@ -33,13 +33,13 @@ using Ferrolink::Native::Interfaces::ITransport;
 using Hook = void(const char* call);
 Hook* hook = nullptr;
 
-void anchor() {}
+void Anchor() {}
 
 // Letter by letter: the loader wrote the path under a lock of its own, which ThreadSanitizer does
 // not see.
-__attribute__((no_sanitize("thread"))) std::string ownName() {
+__attribute__((no_sanitize("thread"))) std::string OwnName() {
   Dl_info info{};
-  dladdr(reinterpret_cast<void*>(&anchor), &info);
+  dladdr(reinterpret_cast<void*>(&Anchor), &info);
   std::string name;
   for (const char* letter = info.dli_fname; *letter != '\0'; ++letter) {
     if (*letter == '/') {
@@ -51,15 +51,15 @@ __attribute__((no_sanitize("thread"))) std::string ownName() {
   return name;
 }
 
-bool named(const char* variable) {
+bool Named(const char* variable) {
   const char* value = std::getenv(variable);
-  return value != nullptr && ownName() == value;
+  return value != nullptr && OwnName() == value;
 }
 
-void note(const std::string& call) {
+void Note(const std::string& call) {
   if (const char* file = std::getenv("FAKE_SIBLING_CALLS")) {
     std::FILE* calls = std::fopen(file, "ae");
-    std::fputs((ownName() + ": " + call + "\n").c_str(), calls);
+    std::fputs((OwnName() + ": " + call + "\n").c_str(), calls);
     std::fclose(calls);
   }
   if (hook != nullptr) {
@@ -69,27 +69,27 @@ void note(const std::string& call) {
 
 [[maybe_unused]] const bool initialized = [] {
   const char* address = std::getenv("FAKE_SIBLING_INITIALIZER");
-  if (address != nullptr && named("FAKE_SIBLING_INITIALIZED")) {
+  if (address != nullptr && Named("FAKE_SIBLING_INITIALIZED")) {
     reinterpret_cast<void (*)()>(std::strtoull(address, nullptr, 10))();
   }
   return true;
 }();
 
 template <class... Values>
-std::string list(Values... values) {
+std::string List(Values... values) {
   std::string text;
   ((text += (text.empty() ? "" : ", ") + std::to_string(values)), ...);
   return text;
 }
 
-bool throwsIn(const std::string& operation) {
+bool ThrowsIn(const std::string& operation) {
   const char* only = std::getenv("FAKE_SIBLING_THROW_IN");
-  return named("FAKE_SIBLING_THROW") && (only == nullptr || operation == only);
+  return Named("FAKE_SIBLING_THROW") && (only == nullptr || operation == only);
 }
 
-int answer(const std::string& operation, const std::string& arguments, int result) {
-  note(operation + "(" + arguments + ")");
-  if (!throwsIn(operation)) {
+int Answer(const std::string& operation, const std::string& arguments, int result) {
+  Note(operation + "(" + arguments + ")");
+  if (!ThrowsIn(operation)) {
     return result;
   }
   if (const char* number = std::getenv("FAKE_SIBLING_THROW_NUMBER")) {
@@ -99,7 +99,7 @@ int answer(const std::string& operation, const std::string& arguments, int resul
   throw std::runtime_error(text != nullptr ? text : operation + " failed");
 }
 
-std::string bytes(const std::uint8_t* message, int length) {
+std::string Bytes(const std::uint8_t* message, int length) {
   std::string text;
   for (int i = 0; i < length; ++i) {
     text += (text.empty() ? "" : " ") + std::to_string(message[i]);
@@ -109,78 +109,78 @@ std::string bytes(const std::uint8_t* message, int length) {
 
 class Receiver : public IReceiver {
  public:
-  ~Receiver() override { note("~Receiver"); }
-  int SetConfigSource(std::string source) override { return answer("SetConfigSource", source, 1); }
+  ~Receiver() override { Note("~Receiver"); }
+  int SetConfigSource(std::string source) override { return Answer("SetConfigSource", source, 1); }
   int Initialize(std::uint8_t a, std::uint8_t b, std::uint8_t c) override {
-    return answer("Receiver.Initialize", list(a, b, c), 0);
+    return Answer("Receiver.Initialize", List(a, b, c), 0);
   }
   int SendCommand(std::uint8_t* message, int length) override {
-    return answer("Receiver.SendCommand", bytes(message, length), 1000 + length);
+    return Answer("Receiver.SendCommand", Bytes(message, length), 1000 + length);
   }
   int ReadResponse(std::uint8_t* buffer, int length) override {
-    const int result = answer("Receiver.ReadResponse", bytes(buffer, length), 31);
+    const int result = Answer("Receiver.ReadResponse", Bytes(buffer, length), 31);
     std::memset(buffer, 0x5A, static_cast<std::size_t>(length));
     return result;
   }
   void LogException(std::uint8_t* message, int length) override {
-    answer("LogException", bytes(message, length), 0);
+    Answer("LogException", Bytes(message, length), 0);
   }
   int LoadOptimizedMethod(std::string name) override {
-    return answer("LoadOptimizedMethod", name, 1);
+    return Answer("LoadOptimizedMethod", name, 1);
   }
   int SetEmbeddedRuntime(std::uint8_t runtime, std::string path) override {
-    return answer("Receiver.SetEmbeddedRuntime", list(runtime) + ", " + path, 41);
+    return Answer("Receiver.SetEmbeddedRuntime", List(runtime) + ", " + path, 41);
   }
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
                     std::uint8_t flag) override {
-    return answer("Receiver.DeployRuntime",
-                  bytes(message, length) + ", " + path + ", " + list(flag), 51);
+    return Answer("Receiver.DeployRuntime",
+                  Bytes(message, length) + ", " + path + ", " + List(flag), 51);
   }
 };
 
 class Transmitter : public ITransmitter {
  public:
-  ~Transmitter() override { note("~Transmitter"); }
+  ~Transmitter() override { Note("~Transmitter"); }
   int SendCommand(std::uint8_t* message, int length) override {
-    return answer("Transmitter.SendCommand", bytes(message, length), 0);
+    return Answer("Transmitter.SendCommand", Bytes(message, length), 0);
   }
   int ReadResponse(std::uint8_t* /*buffer*/, int length) override {
-    return answer("Transmitter.ReadResponse", list(length), 0);
+    return Answer("Transmitter.ReadResponse", List(length), 0);
   }
-  void SetTransportChannel(ITransport* /*channel*/) override { note("SetTransportChannel"); }
+  void SetTransportChannel(ITransport* /*channel*/) override { Note("SetTransportChannel"); }
   int SetEmbeddedRuntime(std::uint8_t a, std::uint8_t b, std::uint8_t c,
                          std::string path) override {
-    return answer("Transmitter.SetEmbeddedRuntime", list(a, b, c) + ", " + path, 0);
+    return Answer("Transmitter.SetEmbeddedRuntime", List(a, b, c) + ", " + path, 0);
   }
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
                     std::uint8_t flag) override {
-    return answer("Transmitter.DeployRuntime",
-                  bytes(message, length) + ", " + path + ", " + list(flag), 61);
+    return Answer("Transmitter.DeployRuntime",
+                  Bytes(message, length) + ", " + path + ", " + List(flag), 61);
   }
 };
 
 class Channel : public ITransport {
  public:
   explicit Channel(std::uint16_t port) : m_port(port) {}
-  ~Channel() override { note("~Channel"); }
+  ~Channel() override { Note("~Channel"); }
   int Initialize(std::uint8_t a, std::uint8_t b, std::uint8_t c) override {
-    return answer("Channel.Initialize", list(a, b, c), 0);
+    return Answer("Channel.Initialize", List(a, b, c), 0);
   }
   int SendCommand(std::uint8_t* message, int length) override {
-    return answer("Channel.SendCommand", bytes(message, length), 2000 + length);
+    return Answer("Channel.SendCommand", Bytes(message, length), 2000 + length);
   }
   int ReadResponse(std::uint8_t* buffer, int length) override {
-    const int result = answer("Channel.ReadResponse", bytes(buffer, length), 71);
+    const int result = Answer("Channel.ReadResponse", Bytes(buffer, length), 71);
     std::memset(buffer, m_port & 0xFF, static_cast<std::size_t>(length));
     return result;
   }
   int SetEmbeddedRuntime(std::uint8_t a, std::uint8_t b, std::uint8_t c,
                          std::string path) override {
-    return answer("Channel.SetEmbeddedRuntime", list(a, b, c) + ", " + path, 0);
+    return Answer("Channel.SetEmbeddedRuntime", List(a, b, c) + ", " + path, 0);
   }
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
                     std::uint8_t flag) override {
-    return answer("Channel.DeployRuntime", bytes(message, length) + ", " + path + ", " + list(flag),
+    return Answer("Channel.DeployRuntime", Bytes(message, length) + ", " + path + ", " + List(flag),
                   0);
   }
 
@@ -191,7 +191,7 @@ class Channel : public ITransport {
 [[maybe_unused]] ITransmitter* lastTransmitter = nullptr;
 
 // A library knows its receivers for good, even where nobody takes one over.
-[[maybe_unused]] std::vector<IReceiver*>& receivers() {
+[[maybe_unused]] std::vector<IReceiver*>& Receivers() {
   static auto& all = *new std::vector<IReceiver*>;
   return all;
 }
@@ -208,13 +208,13 @@ EXPORTED void SetFakeSiblingHook(Hook* function) {
 
 #if !defined(FAKE_SIBLING_EMPTY)
 EXPORTED IReceiver* CreateReceiver(int mode) {
-  note("CreateReceiver(" + list(mode) + ")");
-  return named("FAKE_SIBLING_NULL_RECEIVER") ? nullptr : receivers().emplace_back(new Receiver);
+  Note("CreateReceiver(" + List(mode) + ")");
+  return Named("FAKE_SIBLING_NULL_RECEIVER") ? nullptr : Receivers().emplace_back(new Receiver);
 }
 #if !defined(FAKE_SIBLING_NO_TRANSMITTER)
 EXPORTED ITransmitter* CreateTransmitter(int mode) {
-  note("CreateTransmitter(" + list(mode) + ")");
-  lastTransmitter = named("FAKE_SIBLING_NULL_TRANSMITTER") ? nullptr : new Transmitter;
+  Note("CreateTransmitter(" + List(mode) + ")");
+  lastTransmitter = Named("FAKE_SIBLING_NULL_TRANSMITTER") ? nullptr : new Transmitter;
   return lastTransmitter;
 }
 EXPORTED ITransmitter* LastTransmitter() {
@@ -222,7 +222,7 @@ EXPORTED ITransmitter* LastTransmitter() {
 }
 #endif
 EXPORTED ITransport* CreateTransportChannel(const char* host, std::uint16_t port) {
-  note(std::string("CreateTransportChannel(") + host + ", " + list(port) + ")");
-  return named("FAKE_SIBLING_NULL_CHANNEL") ? nullptr : new Channel(port);
+  Note(std::string("CreateTransportChannel(") + host + ", " + List(port) + ")");
+  return Named("FAKE_SIBLING_NULL_CHANNEL") ? nullptr : new Channel(port);
 }
 #endif

@@ -1,4 +1,4 @@
-__attribute__((visibility("default"))) int dependency();
-int dependency() {
+__attribute__((visibility("default"))) int Dependency();
+int Dependency() {
   return 1;
 }

@@ -1,5 +1,5 @@
-int dependency();
+int Dependency();
 
 extern "C" __attribute__((visibility("default"))) int NeedsTheDependency() {
-  return dependency();
+  return Dependency();
 }

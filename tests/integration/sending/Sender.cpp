@@ -14,18 +14,18 @@ namespace {
 using Bytes = std::vector<std::uint8_t>;
 using Ferrolink::Native::Interfaces::IReceiver;
 
-IReceiver& receiver() {
+IReceiver& Receiver() {
   void* member = dlopen(std::getenv("SENDER_MEMBER"), RTLD_NOW);
   return *reinterpret_cast<IReceiver* (*)()>(dlsym(member, "GetReceiver"))();
 }
 
-std::string echo(const Bytes& payload) {
+std::string Echo(const Bytes& payload) {
   Bytes command = {2, 0, 0, 0, 0, 0, 0, 0, 0, 8, 2, 4, 'e', 'c', 'h', 'o'};
   command.insert(command.end(), payload.begin(), payload.end());
   try {
-    const int length = receiver().SendCommand(command.data(), static_cast<int>(command.size()));
+    const int length = Receiver().SendCommand(command.data(), static_cast<int>(command.size()));
     Bytes answer(static_cast<std::size_t>(length));
-    receiver().ReadResponse(answer.data(), length);
+    Receiver().ReadResponse(answer.data(), length);
     return {answer.begin() + 11, answer.end()};
   } catch (const std::exception& error) {
     return error.what();
@@ -40,7 +40,7 @@ extern "C" JNIEXPORT jbyteArray JNICALL Java_com_ferrolink_test_Sender_send(JNIE
   Bytes bytes(static_cast<std::size_t>(env->GetArrayLength(payload)));
   env->GetByteArrayRegion(payload, 0, static_cast<jsize>(bytes.size()),
                           reinterpret_cast<jbyte*>(bytes.data()));
-  const std::string answer = echo(bytes);
+  const std::string answer = Echo(bytes);
   const auto length = static_cast<jsize>(answer.size());
   jbyteArray array = env->NewByteArray(length);
   env->SetByteArrayRegion(array, 0, length, reinterpret_cast<const jbyte*>(answer.data()));

@@ -25,7 +25,7 @@ using Span = std::span<const std::uint8_t>;
 constexpr std::size_t kBallast = 64U << 10U;
 constexpr int kThreads = 3;
 
-const Caller& caller() {
+const Caller& SharedCaller() {
   static const Caller instance;
   return instance;
 }
@@ -33,7 +33,7 @@ const Caller& caller() {
 // What the process's C library has handed out, and what it keeps for later, in bytes. What it can
 // give back to the kernel it gives back: how much free memory it keeps depends on what was under
 // way on which threads, and hides what is not freed.
-Bytes heap(Span) {
+Bytes Heap(Span) {
   malloc_trim(0);
   const struct mallinfo2 info = mallinfo2();
   return ToBytes("{\"used\":" + std::to_string(info.uordblks + info.hblkhd) +
@@ -41,7 +41,7 @@ Bytes heap(Span) {
 }
 
 // Registers "changing" anew and answers what it answers from now on.
-Bytes replace(const Registrar& registrar) {
+Bytes Replace(const Registrar& registrar) {
   static std::atomic<long> last{0};
   const Bytes generation = ToBytes(std::to_string(++last));
   registrar.Register("changing", [generation, ballast = Bytes(kBallast, 1)](Span) {
@@ -51,15 +51,15 @@ Bytes replace(const Registrar& registrar) {
 }
 
 // Calls a Java handler: the length of its name, the name, its payload.
-Bytes relay(Span payload) {
+Bytes Relay(Span payload) {
   const std::size_t length = payload[0];
-  return caller().Call(Runtime::Jvm, ToText(payload.subspan(1, length)),
-                       payload.subspan(1 + length));
+  return SharedCaller().Call(Runtime::Jvm, ToText(payload.subspan(1, length)),
+                             payload.subspan(1 + length));
 }
 
 // Threads that Java does not know call it; how many of them got their own bytes, or the first
 // error.
-Bytes threads(Span payload) {
+Bytes Threads(Span payload) {
   std::atomic<int> right{0};
   std::mutex mutex;
   std::exception_ptr error;
@@ -69,7 +69,7 @@ Bytes threads(Span payload) {
       Bytes own(payload.begin(), payload.end());
       own.push_back(static_cast<std::uint8_t>(number));
       try {
-        right += caller().Call(Runtime::Jvm, "echo", own) == own ? 1 : 0;
+        right += SharedCaller().Call(Runtime::Jvm, "echo", own) == own ? 1 : 0;
       } catch (...) {
         const std::lock_guard<std::mutex> lock(mutex);
         error = std::current_exception();
@@ -89,10 +89,10 @@ Bytes threads(Span payload) {
 
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
   const Registrar registrar(table);
-  registrar.Register("heap", heap);
-  registrar.Register("replace", [registrar](Span) { return replace(registrar); });
-  registrar.Register("relay", relay);
-  registrar.Register("threads", threads);
+  registrar.Register("heap", Heap);
+  registrar.Register("replace", [registrar](Span) { return Replace(registrar); });
+  registrar.Register("relay", Relay);
+  registrar.Register("threads", Threads);
   registrar.Register("larger", [](Span payload) {
     Bytes answer(payload.begin(), payload.end());
     std::transform(answer.begin(), answer.end(), answer.begin(),

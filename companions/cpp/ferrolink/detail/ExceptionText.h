@@ -19,7 +19,7 @@ inline constexpr int kMostExceptions = 64;
 inline constexpr std::size_t kLongestMessage = 65536;
 
 /// The class as its author wrote it: throw_with_nested's wrapper around it is left out.
-inline std::string className(const std::type_info* type) {
+inline std::string ClassName(const std::type_info* type) {
   if (type == nullptr) {
     return "Exception of another language";
   }
@@ -35,7 +35,7 @@ inline std::string className(const std::type_info* type) {
 }
 
 /// "class: what", and the exception nested in it, null where there is none.
-inline std::string describeOne(const std::exception_ptr& exception, std::exception_ptr& nested) {
+inline std::string DescribeOne(const std::exception_ptr& exception, std::exception_ptr& nested) {
   nested = nullptr;
   try {
     std::rethrow_exception(exception);
@@ -45,19 +45,19 @@ inline std::string describeOne(const std::exception_ptr& exception, std::excepti
     }
     const char* what = error.what();
     const std::string_view text = what != nullptr ? what : "";
-    return className(&typeid(error)) + ": " + std::string(text.substr(0, kLongestMessage)) +
+    return ClassName(&typeid(error)) + ": " + std::string(text.substr(0, kLongestMessage)) +
            (text.size() > kLongestMessage ? "..." : "");
   } catch (const std::nested_exception& outer) {
     nested = outer.nested_ptr();
-    return className(&typeid(outer)) + " (not a std::exception)";
+    return ClassName(&typeid(outer)) + " (not a std::exception)";
   } catch (...) {
-    return className(abi::__cxa_current_exception_type()) + " (not a std::exception)";
+    return ClassName(abi::__cxa_current_exception_type()) + " (not a std::exception)";
   }
 }
 
 /// Inside a handler of `catch (...)`: the exception's class and text, and those of the exceptions
 /// nested in it, one "Caused by: " line each. Errors: std::bad_alloc.
-inline std::string describeCurrentException() {
+inline std::string DescribeCurrentException() {
   std::exception_ptr current = std::current_exception();
   std::string text;
   for (int count = 0; current != nullptr; ++count) {
@@ -65,7 +65,7 @@ inline std::string describeCurrentException() {
       return text + "\n... further causes are left out";
     }
     std::exception_ptr nested;
-    text += (count == 0 ? "" : "\nCaused by: ") + describeOne(current, nested);
+    text += (count == 0 ? "" : "\nCaused by: ") + DescribeOne(current, nested);
     current = nested;
   }
   return text;

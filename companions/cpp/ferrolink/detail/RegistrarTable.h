@@ -13,10 +13,10 @@ namespace Ferrolink::Cpp::detail {
 
 inline constexpr const char* kLibraryName = "libFerrolinkCppRuntimeNative.so";
 
-inline const ferrolink_registrar* openRegistrar(const std::filesystem::path& directory) {
-  const std::filesystem::path library = Host::detail::findLibrary(directory, kLibraryName);
+inline const ferrolink_registrar* OpenRegistrar(const std::filesystem::path& directory) {
+  const std::filesystem::path library = Host::detail::FindLibrary(directory, kLibraryName);
   using GetRegistrar = std::remove_pointer_t<ferrolink_get_registrar_function>;
-  auto* getRegistrar = Host::detail::functionOf<GetRegistrar>(Host::detail::openLibrary(library),
+  auto* getRegistrar = Host::detail::FunctionOf<GetRegistrar>(Host::detail::OpenLibrary(library),
                                                               library, FERROLINK_GET_REGISTRAR);
   const ferrolink_registrar* table = getRegistrar(FERROLINK_REGISTRAR_VERSION);
   if (table == nullptr) {

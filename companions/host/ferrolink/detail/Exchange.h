@@ -42,7 +42,7 @@ inline constexpr std::size_t kLongestName = 255;
 inline constexpr std::size_t kLoadLibraryPathOffset = 24;
 
 /// A command without its body, for which room is reserved.
-inline Bytes header(Runtime target, std::uint8_t type, std::size_t bodySize) {
+inline Bytes CommandOf(Runtime target, std::uint8_t type, std::size_t bodySize) {
   Bytes command;
   command.reserve(Header::kSize + bodySize);
   command.resize(Header::kSize);
@@ -52,30 +52,30 @@ inline Bytes header(Runtime target, std::uint8_t type, std::size_t bodySize) {
   return command;
 }
 
-inline Bytes callCommand(Runtime target, std::string_view handler,
+inline Bytes CallCommand(Runtime target, std::string_view handler,
                          std::span<const std::uint8_t> payload) {
   if (handler.size() > kLongestName) {
     throw ProtocolError("The handler's name is longer than 255 bytes: " + std::string(handler),
                         false);
   }
-  Bytes command = header(target, kTypeCallHandler, 1 + handler.size() + payload.size());
+  Bytes command = CommandOf(target, kTypeCallHandler, 1 + handler.size() + payload.size());
   command.push_back(static_cast<std::uint8_t>(handler.size()));
   command.insert(command.end(), handler.begin(), handler.end());
   command.insert(command.end(), payload.begin(), payload.end());
   return command;
 }
 
-inline Bytes loadLibraryCommand(Runtime target, std::string_view path) {
-  Bytes command = header(target, Header::kTypeLoadLibrary,
-                         kLoadLibraryPathOffset - Header::kSize + path.size());
+inline Bytes LoadLibraryCommand(Runtime target, std::string_view path) {
+  Bytes command = CommandOf(target, Header::kTypeLoadLibrary,
+                            kLoadLibraryPathOffset - Header::kSize + path.size());
   command.resize(kLoadLibraryPathOffset);
   command.insert(command.end(), path.begin(), path.end());
   return command;
 }
 
-[[noreturn]] inline void raiseLibraryError(const std::string& text, bool executed) {
+[[noreturn]] inline void RaiseLibraryError(const std::string& text, bool executed) {
   const LibraryError error(text, executed);
-  if (saysDeadline(text)) {
+  if (SaysDeadline(text)) {
     throw DeadlineError(text, error.MayHaveExecuted());
   }
   throw error;
@@ -84,24 +84,24 @@ inline Bytes loadLibraryCommand(Runtime target, std::string_view path) {
 /// Calls a library of the family, whose own errors become those of this helper. Failures of the
 /// system and of memory stay what they are.
 template <class Action>
-auto callLibrary(bool executed, Action action) {
+auto CallLibrary(bool executed, Action action) {
   try {
     return action();
   } catch (const std::system_error&) {
     throw;
   } catch (const std::runtime_error& error) {
-    raiseLibraryError(error.what(), executed);
+    RaiseLibraryError(error.what(), executed);
   }
 }
 
 /// Sends one command through a receiver or a transmitter and reads its reply on the same thread;
 /// returns the reply's body. `who` names the called runtime in errors.
 template <class Role>
-Bytes exchange(Role& role, Bytes& command, const std::string& who) {
+Bytes Exchange(Role& role, Bytes& command, const std::string& who) {
   if (command.size() > INT_MAX) {
     throw ProtocolError("The command is longer than 2 GiB.", false);
   }
-  const int length = callLibrary(
+  const int length = CallLibrary(
       false, [&] { return role.SendCommand(command.data(), static_cast<int>(command.size())); });
   if (length < Header::kSize) {
     throw ProtocolError(who + " answered with " + std::to_string(length) +
@@ -110,7 +110,7 @@ Bytes exchange(Role& role, Bytes& command, const std::string& who) {
   Bytes reply(static_cast<std::size_t>(length));
   // In-process channels route a read by the first byte of the buffer.
   reply[Header::kTargetRuntime] = command[Header::kTargetRuntime];
-  callLibrary(true, [&] { return role.ReadResponse(reply.data(), length); });
+  CallLibrary(true, [&] { return role.ReadResponse(reply.data(), length); });
   const std::uint8_t type = reply[Header::kCommandType];
   reply.erase(reply.begin(), reply.begin() + Header::kSize);
   if (type == Header::kTypeExceptionReport) {
@@ -120,11 +120,11 @@ Bytes exchange(Role& role, Bytes& command, const std::string& who) {
 }
 
 template <class Role>
-void heartbeat(Role& role, Runtime target, const std::string& who) {
-  Bytes command = header(target, Header::kTypeHeartBeat, 2);
+void Heartbeat(Role& role, Runtime target, const std::string& who) {
+  Bytes command = CommandOf(target, Header::kTypeHeartBeat, 2);
   command.push_back('1');
   command.push_back('2');
-  if (exchange(role, command, who) != Bytes{'1', '2'}) {
+  if (Exchange(role, command, who) != Bytes{'1', '2'}) {
     throw ProtocolError(who + " answered a heartbeat with other bytes than it carried.");
   }
 }

@@ -28,7 +28,7 @@ struct JavaVm {
   const Functions* functions;
 
   /// Whether it knows the calling thread.
-  [[nodiscard]] bool knowsThisThread() {
+  [[nodiscard]] bool KnowsThisThread() {
     constexpr std::int32_t kDetached = -2;
     constexpr std::int32_t kVersion8 = 0x00010008;
     void* environment = nullptr;
@@ -42,17 +42,17 @@ struct JvmLibrary {
   JavaVm* vm = nullptr;        ///< null where none was created
 };
 
-inline JvmLibrary jvmLibraryOf(const std::string& object) {
+inline JvmLibrary JvmLibraryOf(const std::string& object) {
   using GetCreated = std::int32_t(JavaVm**, std::int32_t, std::int32_t*);
   const LoadedObject opened(object);
-  auto* getCreated = opened.function<GetCreated>("JNI_GetCreatedJavaVMs");
+  auto* getCreated = opened.Function<GetCreated>("JNI_GetCreatedJavaVMs");
   Dl_info origin{};
   if (getCreated == nullptr || dladdr(reinterpret_cast<void*>(getCreated), &origin) == 0) {
     return {};
   }
   JvmLibrary library;
   // What depends on a JVM library finds the function as well; the file is the one that has it.
-  library.file = LoadedObject(origin.dli_fname).file();
+  library.file = LoadedObject(origin.dli_fname).File();
   if (library.file.empty()) {
     library.file = origin.dli_fname;
   }
@@ -65,14 +65,14 @@ inline JvmLibrary jvmLibraryOf(const std::string& object) {
 
 /// The JVM library of this process: of several copies the one with a JVM, else the first. Any
 /// thread.
-inline JvmLibrary findJvmLibrary() {
-  std::vector<std::string> objects = loadedObjects();
+inline JvmLibrary FindJvmLibrary() {
+  std::vector<std::string> objects = LoadedObjects();
   // The usual name first; it saves looking into all the others.
   std::stable_partition(objects.begin(), objects.end(),
                         [](const std::string& name) { return name.ends_with("/libjvm.so"); });
   JvmLibrary first;
   for (const std::string& object : objects) {
-    JvmLibrary library = jvmLibraryOf(object);
+    JvmLibrary library = JvmLibraryOf(object);
     if (library.vm != nullptr) {
       return library;
     }

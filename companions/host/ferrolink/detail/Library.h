@@ -20,10 +20,10 @@ inline constexpr const char* kLibraryName = "libFerrolinkJvmRuntimeNative.so";
 inline constexpr const char* kNativeDirectory = "Binaries/Native/Linux/X64";
 
 /// The file of a library that the process has open already; empty where it has not.
-inline std::filesystem::path loadedLibrary(const std::string& name) {
-  for (const std::string& object : loadedObjects()) {
+inline std::filesystem::path LoadedLibrary(const std::string& name) {
+  for (const std::string& object : LoadedObjects()) {
     if (std::filesystem::path(object).filename() == name) {
-      return LoadedObject(object).file();
+      return LoadedObject(object).File();
     }
   }
   return {};
@@ -32,12 +32,12 @@ inline std::filesystem::path loadedLibrary(const std::string& name) {
 /// Where a library is looked for, in this order: `directory` alone where it is given; else the one
 /// that the process has open already, since a second copy would be a runtime of its own; else the
 /// installation that FERROLINK_HOME names; else one at the executable's directory or above it.
-inline std::vector<std::filesystem::path> candidates(const std::filesystem::path& directory,
+inline std::vector<std::filesystem::path> Candidates(const std::filesystem::path& directory,
                                                      const std::string& name) {
   if (!directory.empty()) {
     return {directory / name};
   }
-  if (auto loaded = loadedLibrary(name); !loaded.empty()) {
+  if (auto loaded = LoadedLibrary(name); !loaded.empty()) {
     return {std::move(loaded)};
   }
   const char* home = std::getenv("FERROLINK_HOME");
@@ -60,10 +60,10 @@ inline std::vector<std::filesystem::path> candidates(const std::filesystem::path
 /// Always an absolute path: the libraries look for their companions later, beside the path that
 /// they were opened by, and the process may have changed its directory by then. Errors:
 /// InstallationError.
-inline std::filesystem::path findLibrary(const std::filesystem::path& directory,
+inline std::filesystem::path FindLibrary(const std::filesystem::path& directory,
                                          const std::string& name = kLibraryName) {
   std::string tried;
-  for (const auto& found : candidates(directory, name)) {
+  for (const auto& found : Candidates(directory, name)) {
     std::error_code unreadable;
     std::filesystem::path absolute = std::filesystem::absolute(found, unreadable);
     if (!unreadable && std::filesystem::exists(absolute, unreadable)) {
@@ -78,7 +78,7 @@ inline std::filesystem::path findLibrary(const std::filesystem::path& directory,
 }
 
 /// For files that another runtime is told to open. What is missing is that runtime's to report.
-inline void requireNoPipeOrDevice(const std::filesystem::path& path) {
+inline void RequireNoPipeOrDevice(const std::filesystem::path& path) {
   std::error_code unreadable;
   const std::filesystem::file_status status = std::filesystem::status(path, unreadable);
   if (std::filesystem::exists(status) && std::filesystem::is_other(status)) {
@@ -89,7 +89,7 @@ inline void requireNoPipeOrDevice(const std::filesystem::path& path) {
 
 /// Opens a library of the family. Never closed again: its roles, and what is behind them, live
 /// until the process ends.
-inline void* openLibrary(const std::filesystem::path& library) {
+inline void* OpenLibrary(const std::filesystem::path& library) {
   void* handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
     const char* reason = dlerror();
@@ -101,7 +101,7 @@ inline void* openLibrary(const std::filesystem::path& library) {
 
 /// A function of an opened library; never null.
 template <class Function>
-Function* functionOf(void* handle, const std::filesystem::path& library, const char* name) {
+Function* FunctionOf(void* handle, const std::filesystem::path& library, const char* name) {
   auto* function = reinterpret_cast<Function*>(dlsym(handle, name));
   if (function == nullptr) {
     throw InstallationError(library.string() + " does not export " + name +
@@ -111,9 +111,9 @@ Function* functionOf(void* handle, const std::filesystem::path& library, const c
 }
 
 /// Opens the library and returns its receiver.
-inline Native::Interfaces::IReceiver* openReceiver(const std::filesystem::path& library) {
+inline Native::Interfaces::IReceiver* OpenReceiver(const std::filesystem::path& library) {
   using CreateReceiver = Native::Interfaces::IReceiver*(Native::Definitions::RuntimeOperationMode);
-  auto* create = functionOf<CreateReceiver>(openLibrary(library), library, "CreateReceiver");
+  auto* create = FunctionOf<CreateReceiver>(OpenLibrary(library), library, "CreateReceiver");
   return create(Native::Definitions::RuntimeOperationMode::CalledRuntime);
 }
 

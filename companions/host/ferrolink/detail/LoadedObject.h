@@ -29,13 +29,13 @@ class LoadedObject {
 
   /// A function of this object or of one that it depends on; null where there is none.
   template <class Function>
-  [[nodiscard]] Function* function(const char* name) const {
+  [[nodiscard]] Function* Function(const char* name) const {
     return m_handle == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(m_handle, name));
   }
 
   /// The absolute path by which it was opened, links in it unresolved. A relative one counts from
   /// the directory that was current then. Empty where this is.
-  [[nodiscard]] std::filesystem::path file() const {
+  [[nodiscard]] std::filesystem::path File() const {
     const link_map* map = nullptr;
     if (m_handle == nullptr || dlinfo(m_handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) != 0) {
       return {};
@@ -56,7 +56,7 @@ class LoadedObject {
 };
 
 /// The names by which the loader knows what the process has open, in the order of opening.
-inline std::vector<std::string> loadedObjects() {
+inline std::vector<std::string> LoadedObjects() {
   std::vector<std::string> names;
   dl_iterate_phdr(
       [](dl_phdr_info* object, std::size_t, void* list) {

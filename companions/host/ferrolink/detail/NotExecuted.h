@@ -38,7 +38,7 @@ struct ErrorCode {
   int code;
 };
 
-inline std::optional<ErrorCode> errorCodeOf(std::string_view text) {
+inline std::optional<ErrorCode> ErrorCodeOf(std::string_view text) {
   constexpr std::string_view kMark = ": Exception code ";
   const std::size_t mark = text.find(kMark);
   if (mark == std::string_view::npos) {
@@ -52,8 +52,8 @@ inline std::optional<ErrorCode> errorCodeOf(std::string_view text) {
   return found;
 }
 
-inline bool saysNotExecuted(std::string_view text) {
-  const std::optional<ErrorCode> found = errorCodeOf(text);
+inline bool SaysNotExecuted(std::string_view text) {
+  const std::optional<ErrorCode> found = ErrorCodeOf(text);
   return found && std::any_of(kNotExecuted.begin(), kNotExecuted.end(), [&](const auto& codes) {
            return found->prefix == codes.prefix && found->code >= codes.first &&
                   found->code <= codes.last;
@@ -61,8 +61,8 @@ inline bool saysNotExecuted(std::string_view text) {
 }
 
 /// Whether a network client has given up on time.
-inline bool saysDeadline(std::string_view text) {
-  const std::optional<ErrorCode> found = errorCodeOf(text);
+inline bool SaysDeadline(std::string_view text) {
+  const std::optional<ErrorCode> found = ErrorCodeOf(text);
   return found && found->prefix == "Network Client" && (found->code == 9 || found->code == 10);
 }
 

@@ -18,13 +18,13 @@
 /// Commands that run on a thread of their own, so that their callers can give up.
 namespace Ferrolink::Host::detail {
 
-[[noreturn]] inline void failUnsent() {
+[[noreturn]] inline void FailUnsent() {
   throw DeadlineError("The call's time was over before it was sent. Nothing was executed.", false);
 }
 
-inline void requireTimeLeft(const Deadline& deadline) {
+inline void RequireTimeLeft(const Deadline& deadline) {
   if (deadline.IsOver()) {
-    failUnsent();
+    FailUnsent();
   }
 }
 
@@ -33,13 +33,13 @@ inline void requireTimeLeft(const Deadline& deadline) {
 /// while the process exits. Any thread.
 class TimedThreads {
  public:
-  static TimedThreads& instance() {
+  static TimedThreads& Instance() {
     static auto& only = *new TimedThreads;
     return only;
   }
 
   /// False where none became free in time.
-  bool take(const Deadline& deadline) {
+  bool Take(const Deadline& deadline) {
     std::unique_lock<std::mutex> lock(m_mutex);
     if (!m_changed.wait_until(lock, deadline.Moment(), [this] { return m_running < kMost; })) {
       return false;
@@ -47,7 +47,7 @@ class TimedThreads {
     ++m_running;
     return true;
   }
-  void giveBack() {
+  void GiveBack() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     --m_running;
     m_changed.notify_one();
@@ -72,13 +72,13 @@ class TimedExchange {
   /// runtime binds the reference that catches it to nothing, which the undefined-behaviour
   /// sanitizer would report.
   template <class Role>
-  __attribute__((no_sanitize("null"))) void run(Role& role, const Deadline& deadline) {
+  __attribute__((no_sanitize("null"))) void Run(Role& role, const Deadline& deadline) {
     const Ending ending(*this);
     if (!begin(deadline)) {
       return;
     }
     try {
-      finish(exchange(role, m_command, m_who), nullptr);
+      Finish(Exchange(role, m_command, m_who), nullptr);
     }
 #if defined(__GLIBCXX__)
     catch (const abi::__forced_unwind&) {
@@ -86,16 +86,16 @@ class TimedExchange {
     }
 #endif
     catch (...) {
-      finish({}, std::current_exception());
+      Finish({}, std::current_exception());
     }
   }
 
   /// The caller's: the reply's body, or what the exchange has thrown. Errors: DeadlineError.
-  Bytes wait(const Deadline& deadline) {
+  Bytes Wait(const Deadline& deadline) {
     std::unique_lock<std::mutex> lock(m_mutex);
     if (!m_ended.wait_until(lock, deadline.Moment(), [this] { return m_state == State::Ended; })) {
       if (std::exchange(m_state, State::GivenUp) == State::Waiting) {
-        failUnsent();
+        FailUnsent();
       }
       throw DeadlineError(
           "The call's time was over before its answer came. It goes on, and its answer will be "
@@ -107,7 +107,7 @@ class TimedExchange {
     }
     if (!m_answered) {
       if (!m_sent) {
-        failUnsent();
+        FailUnsent();
       }
       throw ProtocolError("The thread that carried the command out was ended before its answer.");
     }
@@ -142,7 +142,7 @@ class TimedExchange {
     return true;
   }
 
-  void finish(Bytes reply, std::exception_ptr error) {
+  void Finish(Bytes reply, std::exception_ptr error) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_reply = std::move(reply);
     m_error = std::move(error);
@@ -166,16 +166,16 @@ class TimedExchange {
 /// Sends a command and waits for its reply until the time is over. Errors: those of exchange;
 /// DeadlineError; std::system_error where the system has no thread.
 template <class Role>
-Bytes exchangeWithin(Role& role, Bytes command, const std::string& who, const Deadline& deadline) {
-  TimedThreads& threads = TimedThreads::instance();
+Bytes ExchangeWithin(Role& role, Bytes command, const std::string& who, const Deadline& deadline) {
+  TimedThreads& threads = TimedThreads::Instance();
   const auto timed = std::make_shared<TimedExchange>(std::move(command), who);
-  if (!threads.take(deadline)) {
-    failUnsent();
+  if (!threads.Take(deadline)) {
+    FailUnsent();
   }
   const std::shared_ptr<void> share(
-      &threads, [](void* taken) { static_cast<TimedThreads*>(taken)->giveBack(); });
-  std::thread([timed, share, &role, deadline] { timed->run(role, deadline); }).detach();
-  return timed->wait(deadline);
+      &threads, [](void* taken) { static_cast<TimedThreads*>(taken)->GiveBack(); });
+  std::thread([timed, share, &role, deadline] { timed->Run(role, deadline); }).detach();
+  return timed->Wait(deadline);
 }
 
 }  // namespace Ferrolink::Host::detail

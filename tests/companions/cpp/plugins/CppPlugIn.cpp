@@ -10,7 +10,7 @@ namespace {
 
 std::atomic<int> registrations{0};
 
-Bytes upper(std::span<const std::uint8_t> bytes) {
+Bytes Upper(std::span<const std::uint8_t> bytes) {
   Bytes answer;
   for (const std::uint8_t byte : bytes) {
     answer.push_back(static_cast<std::uint8_t>(std::toupper(byte)));
@@ -23,7 +23,7 @@ Bytes upper(std::span<const std::uint8_t> bytes) {
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
   ++registrations;
   const Ferrolink::Cpp::Registrar registrar(table);
-  registrar.Register("plug-in upper", upper);
+  registrar.Register("plug-in upper", Upper);
   registrar.Register("plug-in count", [](std::span<const std::uint8_t>) {
     return Ferrolink::Cpp::ToBytes(std::to_string(registrations));
   });

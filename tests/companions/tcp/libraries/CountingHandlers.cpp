@@ -12,24 +12,24 @@ using Ferrolink::Cpp::Bytes;
 using Ferrolink::Cpp::ToBytes;
 using Ferrolink::Cpp::ToText;
 
-FerrolinkTest::ExecutionRecord& record() {
-  static FerrolinkTest::ExecutionRecord opened(
-      std::getenv(FerrolinkTest::ExecutionRecord::kVariable));
+Ferrolink::Tests::ExecutionRecord& Record() {
+  static Ferrolink::Tests::ExecutionRecord opened(
+      std::getenv(Ferrolink::Tests::ExecutionRecord::kVariable));
   return opened;
 }
 
 // Whatever becomes of the rest, the command has been executed.
-Bytes count(std::span<const std::uint8_t> bytes) {
+Bytes Count(std::span<const std::uint8_t> bytes) {
   const std::string payload = ToText(bytes);
-  record().count(FerrolinkTest::numberOf(payload));
-  return ToBytes(FerrolinkTest::countedAnswer(payload));
+  Record().Count(Ferrolink::Tests::NumberOf(payload));
+  return ToBytes(Ferrolink::Tests::CountedAnswer(payload));
 }
 
 }  // namespace
 
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
-  record();
+  Record();
   const Ferrolink::Cpp::Registrar registrar(table);
-  registrar.Register("count", count);
+  registrar.Register("count", Count);
   return FERROLINK_OK;
 }

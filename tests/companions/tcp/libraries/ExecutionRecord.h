@@ -16,7 +16,7 @@
 
 #include "companions/utils/FileDescriptor.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// How often the command of each number was executed: a file that servers and their test have in
 /// memory together, and that stays when a server is killed. Any thread of any process.
@@ -29,8 +29,8 @@ class ExecutionRecord {
   /// Makes the file where it is not there yet.
   explicit ExecutionRecord(const std::string& path) {
     const auto file =
-        Ferrolink::Companions::FileDescriptor::open(path.c_str(), O_RDWR | O_CREAT, 0600);
-    if (!file.owns() || ftruncate(file.get(), kNumbers) != 0) {
+        Ferrolink::Companions::FileDescriptor::Open(path.c_str(), O_RDWR | O_CREAT, 0600);
+    if (!file.Owns() || ftruncate(file.get(), kNumbers) != 0) {
       throw std::system_error(errno, std::system_category(), path);
     }
     void* mapped = mmap(nullptr, kNumbers, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
@@ -43,11 +43,11 @@ class ExecutionRecord {
   ExecutionRecord& operator=(const ExecutionRecord&) = delete;
   ~ExecutionRecord() { munmap(m_counts, kNumbers); }
 
-  void count(std::size_t number) { at(number).fetch_add(1); }
-  [[nodiscard]] int times(std::size_t number) const { return at(number).load(); }
+  void Count(std::size_t number) { At(number).fetch_add(1); }
+  [[nodiscard]] int Times(std::size_t number) const { return At(number).load(); }
 
  private:
-  [[nodiscard]] std::atomic_ref<std::uint8_t> at(std::size_t number) const {
+  [[nodiscard]] std::atomic_ref<std::uint8_t> At(std::size_t number) const {
     if (number >= kNumbers) {
       throw std::out_of_range("no number " + std::to_string(number));
     }
@@ -58,7 +58,7 @@ class ExecutionRecord {
 };
 
 /// What the handler "count" is sent: the number of the command, and `rest`.
-inline std::string countedPayload(std::uint64_t number, std::string_view rest) {
+inline std::string CountedPayload(std::uint64_t number, std::string_view rest) {
   std::string payload;
   for (int shift = 0; shift < 64; shift += 8) {
     payload.push_back(static_cast<char>(number >> static_cast<unsigned>(shift) & 0xFFU));
@@ -66,7 +66,7 @@ inline std::string countedPayload(std::uint64_t number, std::string_view rest) {
   return payload.append(rest);
 }
 
-inline std::uint64_t numberOf(std::string_view payload) {
+inline std::uint64_t NumberOf(std::string_view payload) {
   std::uint64_t number = 0;
   for (std::size_t i = 0; i < 8; ++i) {
     number |= std::uint64_t{static_cast<std::uint8_t>(payload.at(i))} << 8 * i;
@@ -75,11 +75,11 @@ inline std::uint64_t numberOf(std::string_view payload) {
 }
 
 /// What it answers: the second half of the payload, the first one, and a mark.
-inline std::string countedAnswer(std::string_view payload) {
+inline std::string CountedAnswer(std::string_view payload) {
   const std::size_t half = payload.size() / 2;
   return std::string(payload.substr(half)).append(payload.substr(0, half)) + '!';
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -14,12 +14,12 @@ using Ferrolink::Cpp::ToBytes;
 using Ferrolink::Cpp::ToText;
 using Span = std::span<const std::uint8_t>;
 
-Bytes echo(Span payload) {
+Bytes Echo(Span payload) {
   return {payload.begin(), payload.end()};
 }
 
 // Tells one pipe that it runs, and waits for the other. The payload is both paths, a line each.
-Bytes wait(Span payload) {
+Bytes Wait(Span payload) {
   const std::string paths = ToText(payload);
   const auto end = paths.find('\n');
   std::ofstream(paths.substr(0, end)) << "running\n";
@@ -33,8 +33,8 @@ Bytes wait(Span payload) {
 
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
   const Ferrolink::Cpp::Registrar registrar(table);
-  registrar.Register("echo", echo);
-  registrar.Register("wait", wait);
+  registrar.Register("echo", Echo);
+  registrar.Register("wait", Wait);
   registrar.Register("refuse", [](Span payload) -> Bytes {
     throw std::invalid_argument("refused: " + ToText(payload));
   });

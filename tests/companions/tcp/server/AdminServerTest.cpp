@@ -17,7 +17,7 @@
 #include "companions/tcp/server/HttpRequest.h"
 #include "companions/utils/FileDescriptor.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Companions::Tcp::Server;
@@ -28,24 +28,24 @@ using testing::StartsWith;
 
 const asio::ip::tcp::endpoint kAnyPort{asio::ip::address_v4::loopback(), 0};
 
-FileDescriptor connectedTo(const AdminServer& server) {
+FileDescriptor ConnectedTo(const AdminServer& server) {
   FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const timeval patience{30, 0};
   setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_port = htons(server.address().port());
+  address.sin_port = htons(server.Address().port());
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   EXPECT_EQ(connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
   return socket;
 }
 
-void sendTo(const FileDescriptor& socket, std::string_view text) {
+void SendTo(const FileDescriptor& socket, std::string_view text) {
   EXPECT_EQ(::send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL),
             static_cast<ssize_t>(text.size()));
 }
 
-std::string receiveAll(const FileDescriptor& socket) {
+std::string ReceiveAll(const FileDescriptor& socket) {
   std::string text;
   std::array<char, 4096> block{};
   for (;;) {
@@ -57,24 +57,24 @@ std::string receiveAll(const FileDescriptor& socket) {
   }
 }
 
-std::string answerTo(const AdminServer& server, std::string_view request) {
-  const FileDescriptor socket = connectedTo(server);
-  sendTo(socket, request);
-  return receiveAll(socket);
+std::string AnswerTo(const AdminServer& server, std::string_view request) {
+  const FileDescriptor socket = ConnectedTo(server);
+  SendTo(socket, request);
+  return ReceiveAll(socket);
 }
 
 std::string get(const AdminServer& server, const std::string& path) {
-  return answerTo(server, "GET " + path + " HTTP/1.1\r\nHost: x\r\n\r\n");
+  return AnswerTo(server, "GET " + path + " HTTP/1.1\r\nHost: x\r\n\r\n");
 }
 
-std::string response(const std::string& status, const std::string& body,
+std::string Response(const std::string& status, const std::string& body,
                      const std::string& type = "text/plain; charset=utf-8") {
   return "HTTP/1.1 " + status + "\r\nContent-Type: " + type +
          "\r\nContent-Length: " + std::to_string(body.size()) +
          "\r\nCache-Control: no-store\r\nConnection: close\r\n\r\n" + body;
 }
 
-std::string noMetrics() {
+std::string NoMetrics() {
   return "none\n";
 }
 
@@ -83,21 +83,21 @@ std::string noMetrics() {
 TEST(AdminServer, AnswersProbesAndMonitorsAndNothingElse) {
   Readiness readiness;
   const AdminServer server({.listen = kAnyPort}, readiness, [] { return "a 1\n"; });
-  readiness.becomeReady();
-  EXPECT_EQ(get(server, "/livez"), response("200 OK", "live\n"));
-  EXPECT_EQ(get(server, "/readyz?verbose"), response("200 OK", "ready\n"));
+  readiness.BecomeReady();
+  EXPECT_EQ(get(server, "/livez"), Response("200 OK", "live\n"));
+  EXPECT_EQ(get(server, "/readyz?verbose"), Response("200 OK", "ready\n"));
   EXPECT_EQ(get(server, "/metrics"),
-            response("200 OK", "a 1\n", "text/plain; version=0.0.4; charset=utf-8"));
+            Response("200 OK", "a 1\n", "text/plain; version=0.0.4; charset=utf-8"));
   for (const char* path : {"/", "/livez/", "/metrics/..", "//livez", "/LIVEZ"}) {
     EXPECT_THAT(get(server, path), StartsWith("HTTP/1.1 404 Not Found\r\n")) << path;
   }
-  EXPECT_EQ(answerTo(server, "GET /livez HTTP/1.0\r\n\r\n"), response("200 OK", "live\n"));
-  const std::string head = answerTo(server, "HEAD /metrics HTTP/1.1\r\n\r\n");
+  EXPECT_EQ(AnswerTo(server, "GET /livez HTTP/1.0\r\n\r\n"), Response("200 OK", "live\n"));
+  const std::string head = AnswerTo(server, "HEAD /metrics HTTP/1.1\r\n\r\n");
   EXPECT_THAT(head, HasSubstr("\r\nContent-Length: 4\r\n"));
   EXPECT_THAT(head, EndsWith("\r\n\r\n"));
   for (const char* method : {"POST", "PUT", "DELETE", "OPTIONS"}) {
     const std::string answer =
-        answerTo(server, std::string(method) + " /livez HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc");
+        AnswerTo(server, std::string(method) + " /livez HTTP/1.1\r\nContent-Length: 3\r\n\r\nabc");
     EXPECT_THAT(answer, StartsWith("HTTP/1.1 405 Method Not Allowed\r\n"));
     EXPECT_THAT(answer, HasSubstr("\r\nAllow: GET, HEAD\r\n"));
   }
@@ -105,68 +105,68 @@ TEST(AdminServer, AnswersProbesAndMonitorsAndNothingElse) {
 
 TEST(AdminServer, SaysWhetherTheServerIsReady) {
   Readiness readiness;
-  const AdminServer server({.listen = kAnyPort}, readiness, noMetrics);
-  EXPECT_EQ(get(server, "/readyz"), response("503 Service Unavailable", "starting\n"));
-  readiness.becomeReady();
-  EXPECT_EQ(get(server, "/readyz"), response("200 OK", "ready\n"));
-  readiness.beginDraining();
-  EXPECT_EQ(get(server, "/readyz"), response("503 Service Unavailable", "draining\n"));
-  readiness.becomeReady();
-  EXPECT_EQ(get(server, "/readyz"), response("503 Service Unavailable", "draining\n"));
-  EXPECT_EQ(get(server, "/livez"), response("200 OK", "live\n"));
+  const AdminServer server({.listen = kAnyPort}, readiness, NoMetrics);
+  EXPECT_EQ(get(server, "/readyz"), Response("503 Service Unavailable", "starting\n"));
+  readiness.BecomeReady();
+  EXPECT_EQ(get(server, "/readyz"), Response("200 OK", "ready\n"));
+  readiness.BeginDraining();
+  EXPECT_EQ(get(server, "/readyz"), Response("503 Service Unavailable", "draining\n"));
+  readiness.BecomeReady();
+  EXPECT_EQ(get(server, "/readyz"), Response("503 Service Unavailable", "draining\n"));
+  EXPECT_EQ(get(server, "/livez"), Response("200 OK", "live\n"));
 }
 
 TEST(AdminServer, RefusesWhatIsNoRequest) {
   const Readiness readiness;
-  const AdminServer server({.listen = kAnyPort}, readiness, noMetrics);
-  const std::string refusal = response("400 Bad Request", "This is no request of HTTP/1.\n");
+  const AdminServer server({.listen = kAnyPort}, readiness, NoMetrics);
+  const std::string refusal = Response("400 Bad Request", "This is no request of HTTP/1.\n");
   for (const char* request :
        {"\r\n\r\n", "GET\r\n\r\n", "GET /livez\r\n\r\n", "GET  HTTP/1.1\r\n\r\n",
         "GET /livez HTTP/2\r\n\r\n", "GET livez HTTP/1.1\r\n\r\n", "GET /a b HTTP/1.1\r\n\r\n",
         "\x16\x03\x01 / HTTP/3\r\n\r\n"}) {
-    EXPECT_EQ(answerTo(server, request), refusal) << request;
+    EXPECT_EQ(AnswerTo(server, request), refusal) << request;
   }
 }
 
 TEST(AdminServer, DoesNotResetAPeerThatSaysMoreThanIsRead) {
   const Readiness readiness;
-  const AdminServer server({.listen = kAnyPort}, readiness, noMetrics);
-  const FileDescriptor talkative = connectedTo(server);
-  sendTo(talkative, "GET /livez HTTP/1.1\r\nX: " + std::string(20'000, 'x'));
-  EXPECT_EQ(receiveAll(talkative), response("400 Bad Request", "This is no request of HTTP/1.\n"));
+  const AdminServer server({.listen = kAnyPort}, readiness, NoMetrics);
+  const FileDescriptor talkative = ConnectedTo(server);
+  SendTo(talkative, "GET /livez HTTP/1.1\r\nX: " + std::string(20'000, 'x'));
+  EXPECT_EQ(ReceiveAll(talkative), Response("400 Bad Request", "This is no request of HTTP/1.\n"));
   // A reset would be the answer to the first of these, and could take the response away.
-  sendTo(talkative, "more");
-  sendTo(talkative, "more");
+  SendTo(talkative, "more");
+  SendTo(talkative, "more");
 }
 
 TEST(AdminServer, IsNotBlockedByPeersThatSayNothing) {
   Readiness readiness;
-  readiness.becomeReady();
+  readiness.BecomeReady();
   const AdminServer server({.listen = kAnyPort, .timeLimit = std::chrono::hours(1)}, readiness,
-                           noMetrics);
+                           NoMetrics);
   std::vector<FileDescriptor> silent;
   for (int i = 0; i < 200; ++i) {
-    silent.push_back(connectedTo(server));
-    sendTo(silent.back(), i % 2 == 0 ? "" : "GET /livez HTTP/1.1\r\nHost:");
+    silent.push_back(ConnectedTo(server));
+    SendTo(silent.back(), i % 2 == 0 ? "" : "GET /livez HTTP/1.1\r\nHost:");
   }
-  EXPECT_EQ(get(server, "/readyz"), response("200 OK", "ready\n"));
+  EXPECT_EQ(get(server, "/readyz"), Response("200 OK", "ready\n"));
   // The oldest have made room; the youngest are still served.
-  EXPECT_EQ(receiveAll(silent.front()), "");
-  sendTo(silent.back(), " x\r\n\r\n");
-  EXPECT_EQ(receiveAll(silent.back()), response("200 OK", "live\n"));
+  EXPECT_EQ(ReceiveAll(silent.front()), "");
+  SendTo(silent.back(), " x\r\n\r\n");
+  EXPECT_EQ(ReceiveAll(silent.back()), Response("200 OK", "live\n"));
 }
 
 TEST(AdminServer, LimitsTheTimeOfAPeer) {
   const Readiness readiness;
   const AdminServer server({.listen = kAnyPort, .timeLimit = std::chrono::milliseconds(50)},
-                           readiness, noMetrics);
-  const FileDescriptor silent = connectedTo(server);
-  EXPECT_EQ(receiveAll(silent), "");
+                           readiness, NoMetrics);
+  const FileDescriptor silent = ConnectedTo(server);
+  EXPECT_EQ(ReceiveAll(silent), "");
 }
 
 TEST(AdminServer, AnswersProbesWhileMetricsAreBeingWritten) {
   Readiness readiness;
-  readiness.becomeReady();
+  readiness.BecomeReady();
   std::latch writing(1);
   std::latch go(1);
   int count = 0;
@@ -181,15 +181,15 @@ TEST(AdminServer, AnswersProbesWhileMetricsAreBeingWritten) {
   std::string first;
   std::thread monitor([&] { first = get(server, "/metrics"); });
   writing.wait();
-  const FileDescriptor second = connectedTo(server);
-  sendTo(second, "GET /metrics HTTP/1.1\r\n\r\n");
+  const FileDescriptor second = ConnectedTo(server);
+  SendTo(second, "GET /metrics HTTP/1.1\r\n\r\n");
   // Answered after the second request has been taken, which came before.
-  EXPECT_EQ(get(server, "/readyz"), response("200 OK", "ready\n"));
-  EXPECT_EQ(get(server, "/livez"), response("200 OK", "live\n"));
+  EXPECT_EQ(get(server, "/readyz"), Response("200 OK", "ready\n"));
+  EXPECT_EQ(get(server, "/livez"), Response("200 OK", "live\n"));
   go.count_down();
   monitor.join();
   EXPECT_THAT(first, EndsWith("\r\n\r\ncount 1\n"));
-  EXPECT_THAT(receiveAll(second), testing::ContainsRegex("\r\n\r\ncount [12]\n$"));
+  EXPECT_THAT(ReceiveAll(second), testing::ContainsRegex("\r\n\r\ncount [12]\n$"));
   EXPECT_THAT(get(server, "/metrics"), StartsWith("HTTP/1.1 200 OK\r\n"));
 }
 
@@ -198,33 +198,33 @@ TEST(AdminServer, SaysThatMetricsCannotBeWritten) {
   const AdminServer server({.listen = kAnyPort}, readiness,
                            []() -> std::string { throw std::runtime_error("no"); });
   EXPECT_EQ(get(server, "/metrics"),
-            response("500 Internal Server Error", "The metrics cannot be written.\n"));
-  EXPECT_EQ(get(server, "/livez"), response("200 OK", "live\n"));
+            Response("500 Internal Server Error", "The metrics cannot be written.\n"));
+  EXPECT_EQ(get(server, "/livez"), Response("200 OK", "live\n"));
 }
 
 TEST(AdminServer, EndsWithConnectionsOpen) {
   const Readiness readiness;
   std::optional<AdminServer> server;
   server.emplace(AdminServer::Settings{.listen = kAnyPort, .timeLimit = std::chrono::hours(1)},
-                 readiness, noMetrics);
-  const FileDescriptor silent = connectedTo(*server);
-  const FileDescriptor half = connectedTo(*server);
-  sendTo(half, "GET ");
-  EXPECT_EQ(get(*server, "/livez"), response("200 OK", "live\n"));
+                 readiness, NoMetrics);
+  const FileDescriptor silent = ConnectedTo(*server);
+  const FileDescriptor half = ConnectedTo(*server);
+  SendTo(half, "GET ");
+  EXPECT_EQ(get(*server, "/livez"), Response("200 OK", "live\n"));
   server.reset();
-  EXPECT_EQ(receiveAll(half).find("HTTP"), std::string::npos);
+  EXPECT_EQ(ReceiveAll(half).find("HTTP"), std::string::npos);
 }
 
 TEST(AdminServer, NamesTheAddressThatItCannotListenOn) {
   const Readiness readiness;
-  const AdminServer first({.listen = kAnyPort}, readiness, noMetrics);
+  const AdminServer first({.listen = kAnyPort}, readiness, NoMetrics);
   try {
-    const AdminServer second({.listen = first.address()}, readiness, noMetrics);
+    const AdminServer second({.listen = first.Address()}, readiness, NoMetrics);
     ADD_FAILURE() << "listens twice";
   } catch (const std::system_error& error) {
-    EXPECT_EQ(error.what(), "Cannot listen on 127.0.0.1:" + std::to_string(first.address().port()) +
+    EXPECT_EQ(error.what(), "Cannot listen on 127.0.0.1:" + std::to_string(first.Address().port()) +
                                 " (--admin): Address already in use");
   }
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -8,7 +8,7 @@
 #include <memory>
 #include <span>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Companions::Tcp::Server;
@@ -20,7 +20,7 @@ using Shown = std::unique_ptr<X509, Release>;
 
 using Names = std::vector<std::pair<const char*, std::string>>;
 
-Shown certificateOf(const Names& subject) {
+Shown CertificateOf(const Names& subject) {
   Shown made(X509_new());
   for (const auto& [type, value] : subject) {
     X509_NAME_add_entry_by_txt(X509_get_subject_name(made.get()), type, MBSTRING_UTF8,
@@ -31,7 +31,7 @@ Shown certificateOf(const Names& subject) {
 }
 
 // Names are given as bytes, which no configuration of OpenSSL could express.
-void addNames(X509* certificate, const std::vector<std::pair<int, std::string>>& names) {
+void AddNames(X509* certificate, const std::vector<std::pair<int, std::string>>& names) {
   GENERAL_NAMES* all = GENERAL_NAMES_new();
   for (const auto& [type, value] : names) {
     ASN1_STRING* text = type == GEN_IPADD ? ASN1_OCTET_STRING_new() : ASN1_IA5STRING_new();
@@ -47,23 +47,23 @@ void addNames(X509* certificate, const std::vector<std::pair<int, std::string>>&
 }  // namespace
 
 TEST(ClientIdentity, WritesSubjectsFromTheMostSpecificPartOn) {
-  const Shown shown = certificateOf({{"C", "DE"}, {"O", "Example, Inc."}, {"CN", "or\xC3\xA4+s"}});
-  EXPECT_EQ(subjectOf(shown.get()), "CN=or\xC3\xA4\\+s,O=Example\\, Inc.,C=DE");
+  const Shown shown = CertificateOf({{"C", "DE"}, {"O", "Example, Inc."}, {"CN", "or\xC3\xA4+s"}});
+  EXPECT_EQ(SubjectOf(shown.get()), "CN=or\xC3\xA4\\+s,O=Example\\, Inc.,C=DE");
 }
 
 TEST(ClientIdentity, EscapesWhatWouldLookLikeAnotherSubject) {
-  const Shown shown = certificateOf({{"CN", std::string("a,O=b\0\n", 7)}});
-  EXPECT_EQ(subjectOf(shown.get()), "CN=a\\,O=b\\00\\0A");
+  const Shown shown = CertificateOf({{"CN", std::string("a,O=b\0\n", 7)}});
+  EXPECT_EQ(SubjectOf(shown.get()), "CN=a\\,O=b\\00\\0A");
 }
 
 TEST(ClientIdentity, HasTheFurtherNamesOfACertificate) {
-  const Shown shown = certificateOf({{"CN", "orders"}});
-  addNames(shown.get(), {{GEN_DNS, "Orders.Example"},
+  const Shown shown = CertificateOf({{"CN", "orders"}});
+  AddNames(shown.get(), {{GEN_DNS, "Orders.Example"},
                          {GEN_IPADD, std::string("\x0a\0\0\x07", 4)},
                          {GEN_IPADD, std::string("\x20\x01\x0d\xb8\0\0\0\0\0\0\0\0\0\0\0\x01", 16)},
                          {GEN_URI, "spiffe://example/orders"},
                          {GEN_EMAIL, "Orders@Example.org"}});
-  const ClientIdentity identity = identityOf(shown.get(), "127.0.0.1");
+  const ClientIdentity identity = IdentityOf(shown.get(), "127.0.0.1");
   EXPECT_EQ(identity.address, "127.0.0.1");
   EXPECT_EQ(identity.subject, "CN=orders");
   EXPECT_THAT(identity.names,
@@ -72,21 +72,21 @@ TEST(ClientIdentity, HasTheFurtherNamesOfACertificate) {
 }
 
 TEST(ClientIdentity, PassesOverNamesThatAreNoNames) {
-  const Shown shown = certificateOf({{"CN", "x"}});
-  addNames(shown.get(), {{GEN_DNS, std::string("good.example\0.evil.example", 26)},
+  const Shown shown = CertificateOf({{"CN", "x"}});
+  AddNames(shown.get(), {{GEN_DNS, std::string("good.example\0.evil.example", 26)},
                          {GEN_DNS, ""},
                          {GEN_DNS, "two names"},
                          {GEN_IPADD, "abc"},
                          {GEN_EMAIL, "nobody"},
                          {GEN_DNS, "last.example"}});
-  EXPECT_THAT(identityOf(shown.get(), "::1").names, testing::ElementsAre("dns:last.example"));
+  EXPECT_THAT(IdentityOf(shown.get(), "::1").names, testing::ElementsAre("dns:last.example"));
 }
 
 TEST(ClientIdentity, OfAClientWithoutACertificateIsItsAddress) {
-  const ClientIdentity identity = identityOf(nullptr, "::1");
+  const ClientIdentity identity = IdentityOf(nullptr, "::1");
   EXPECT_EQ(identity.address, "::1");
   EXPECT_EQ(identity.subject, "");
   EXPECT_TRUE(identity.names.empty());
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

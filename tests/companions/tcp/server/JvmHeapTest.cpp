@@ -10,42 +10,42 @@
 #include "tests/support/Jdks.h"
 #include "tests/support/ProcessCase.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-using Ferrolink::Companions::Tcp::Server::jvmHeap;
+using Ferrolink::Companions::Tcp::Server::JvmHeap;
 
 constexpr std::uint64_t kMebibyte = 1U << 20U;
 
 }  // namespace
 
 PROCESS_CASE(asksForTheHeapOfAJvm) {
-  report(jvmHeap().has_value() ? "a heap without a JVM" : "none");
+  Report(JvmHeap().has_value() ? "a heap without a JVM" : "none");
   Ferrolink::Host::Host host;
   host.Heartbeat();
   // On a thread that the JVM does not know, and that may end.
   std::thread([] {
-    const auto heap = jvmHeap().value();
-    report(static_cast<long>(heap.most / kMebibyte));
-    report(static_cast<long>(heap.committed / kMebibyte));
-    report(heap.used > 100'000 && heap.used < heap.committed ? "plausible" : "odd");
+    const auto heap = JvmHeap().value();
+    Report(static_cast<long>(heap.most / kMebibyte));
+    Report(static_cast<long>(heap.committed / kMebibyte));
+    Report(heap.used > 100'000 && heap.used < heap.committed ? "plausible" : "odd");
   }).join();
   for (int i = 0; i < 1'000; ++i) {
-    jvmHeap().value();
+    JvmHeap().value();
   }
 }
 
 TEST(JvmHeap, IsThatOfTheProcessesJvm) {
-  ASSERT_FALSE(installedJdks().empty());
+  ASSERT_FALSE(InstalledJdks().empty());
   const InstallationTree tree;
-  for (const auto& jdk : installedJdks()) {
+  for (const auto& jdk : InstalledJdks()) {
     SCOPED_TRACE(jdk.string());
     CaseOptions options;
     options.environment = {{"JAVA_HOME", jdk.string()},
                            {"FERROLINK_HOME", FERROLINK_INSTALLATION},
                            {"FERROLINK_LOGGING_LEVEL", "off"},
                            {"JAVA_TOOL_OPTIONS", "-Xms48m -Xmx96m -XX:+UseParallelGC"}};
-    const CaseResult result = runCase("asksForTheHeapOfAJvm", tree, options);
+    const CaseResult result = RunCase("asksForTheHeapOfAJvm", tree, options);
     EXPECT_EQ(result.exitCode, 0) << result.err;
     // Of the 96 MiB one survivor space cannot be used.
     ASSERT_EQ(result.report.size(), 4U);
@@ -58,4 +58,4 @@ TEST(JvmHeap, IsThatOfTheProcessesJvm) {
   }
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

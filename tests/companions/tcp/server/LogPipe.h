@@ -12,7 +12,7 @@
 
 #include "companions/utils/FileDescriptor.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Ferrolink::Companions::FileDescriptor;
 
@@ -26,22 +26,22 @@ class LogPipe {
     m_writing = FileDescriptor(ends[1]);
   }
 
-  [[nodiscard]] int writingEnd() const { return m_writing.get(); }
-  void closeReadingEnd() { m_reading = FileDescriptor(); }
-  void closeWritingEnd() { m_writing = FileDescriptor(); }
+  [[nodiscard]] int WritingEnd() const { return m_writing.get(); }
+  void CloseReadingEnd() { m_reading = FileDescriptor(); }
+  void CloseWritingEnd() { m_writing = FileDescriptor(); }
 
   /// Leaves no room.
-  void fill() const {
-    fcntl(writingEnd(), F_SETPIPE_SZ, 4096);
-    const int flags = fcntl(writingEnd(), F_GETFL);
-    fcntl(writingEnd(), F_SETFL, flags | O_NONBLOCK);
-    while (::write(writingEnd(), ".", 1) == 1) {
+  void Fill() const {
+    fcntl(WritingEnd(), F_SETPIPE_SZ, 4096);
+    const int flags = fcntl(WritingEnd(), F_GETFL);
+    fcntl(WritingEnd(), F_SETFL, flags | O_NONBLOCK);
+    while (::write(WritingEnd(), ".", 1) == 1) {
     }
-    fcntl(writingEnd(), F_SETFL, flags);
+    fcntl(WritingEnd(), F_SETFL, flags);
   }
 
   /// What comes, without what fill has put in, until `mark` has come, or the end.
-  std::string readUntil(std::string_view mark) {
+  std::string ReadUntil(std::string_view mark) {
     std::array<char, 4096> block{};
     while (mark.empty() || m_text.find(mark) == std::string::npos) {
       const ssize_t got = ::read(m_reading.get(), block.data(), block.size());
@@ -55,10 +55,10 @@ class LogPipe {
   }
 
   /// All lines; nobody may write any more.
-  std::vector<std::string> lines() {
-    closeWritingEnd();
+  std::vector<std::string> Lines() {
+    CloseWritingEnd();
     std::vector<std::string> all;
-    std::istringstream text(readUntil(""));
+    std::istringstream text(ReadUntil(""));
     for (std::string line; std::getline(text, line);) {
       all.push_back(line);
     }
@@ -71,6 +71,6 @@ class LogPipe {
   std::string m_text;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

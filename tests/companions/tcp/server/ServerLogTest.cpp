@@ -14,7 +14,7 @@
 #include "tests/support/Pipes.h"
 #include "tests/support/ProcessCase.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Companions::Tcp::Server;
@@ -25,19 +25,19 @@ using testing::MatchesRegex;
 
 constexpr const char* kTime = "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}Z";
 
-std::vector<std::string> linesOf(LogFormat format, const std::vector<LogEvent>& events) {
+std::vector<std::string> LinesOf(LogFormat format, const std::vector<LogEvent>& events) {
   LogPipe pipe;
   {
-    ServerLog log({.format = format, .descriptor = pipe.writingEnd()});
+    ServerLog log({.format = format, .descriptor = pipe.WritingEnd()});
     for (const LogEvent& event : events) {
-      log.info(event);
+      log.Info(event);
     }
   }
-  return pipe.lines();
+  return pipe.Lines();
 }
 
 // How many lines a text says are lost.
-std::uint64_t lostIn(const std::string& text) {
+std::uint64_t LostIn(const std::string& text) {
   std::uint64_t lost = 0;
   constexpr std::string_view kMark = "lost reason=\"";
   for (auto at = text.find(kMark); at != std::string::npos; at = text.find(kMark, at + 1)) {
@@ -46,7 +46,7 @@ std::uint64_t lostIn(const std::string& text) {
   return lost;
 }
 
-std::uint64_t eventsIn(const std::string& text) {
+std::uint64_t EventsIn(const std::string& text) {
   std::uint64_t events = 0;
   for (auto at = text.find(" accepted"); at != std::string::npos;
        at = text.find(" accepted", at + 1)) {
@@ -63,17 +63,17 @@ constexpr const char* kEvil = "\"x\\\n\r\x1b[2J\xff\xc2\x9b\xe2\x80\xae\x7f{}%s"
 TEST(ServerLog, WritesALineOfTextForEachEvent) {
   LogPipe pipe;
   {
-    ServerLog log({.descriptor = pipe.writingEnd()});
-    log.info({.name = "accepted", .peer = "127.0.0.1:4711"});
-    log.warn({.name = "refused",
+    ServerLog log({.descriptor = pipe.WritingEnd()});
+    log.Info({.name = "accepted", .peer = "127.0.0.1:4711"});
+    log.Warn({.name = "refused",
               .peer = "[::1]:4711",
               .subject = "CN=orders,O=Example",
               .handler = "echo",
               .reason = "why \"not\""});
-    log.fail({.name = "failed"});
-    log.info({.name = "call", .handler = "echo", .duration = microseconds(1002003)});
+    log.Fail({.name = "failed"});
+    log.Info({.name = "call", .handler = "echo", .duration = microseconds(1002003)});
   }
-  const auto lines = pipe.lines();
+  const auto lines = pipe.Lines();
   const std::string time = kTime;
   ASSERT_EQ(lines.size(), 4U);
   EXPECT_THAT(lines[0], MatchesRegex(time + " info accepted peer=\"127\\.0\\.0\\.1:4711\""));
@@ -85,7 +85,7 @@ TEST(ServerLog, WritesALineOfTextForEachEvent) {
 }
 
 TEST(ServerLog, WritesAnObjectOfJsonForEachEvent) {
-  const auto lines = linesOf(LogFormat::Json, {{.name = "call",
+  const auto lines = LinesOf(LogFormat::Json, {{.name = "call",
                                                 .peer = "127.0.0.1:4711",
                                                 .subject = "CN=\xC3\xA4",
                                                 .handler = kEvil,
@@ -110,7 +110,7 @@ TEST(ServerLog, WritesAnObjectOfJsonForEachEvent) {
 
 TEST(ServerLog, KeepsWhatPeersSendOnOnePrintableLine) {
   for (const LogFormat format : {LogFormat::Text, LogFormat::Json}) {
-    const auto lines = linesOf(format, {{.name = "refused", .handler = kEvil, .reason = kEvil}});
+    const auto lines = LinesOf(format, {{.name = "refused", .handler = kEvil, .reason = kEvil}});
     ASSERT_EQ(lines.size(), 1U);
     for (const char* raw : {"\r", "\x1b", "\xff", "\xc2\x9b", "\xe2\x80\xae", "\x7f"}) {
       EXPECT_THAT(lines[0], testing::Not(HasSubstr(raw)));
@@ -126,7 +126,7 @@ TEST(ServerLog, BoundsItsLinesWhateverIsInThem) {
       text += letter;
     }
     for (const LogFormat format : {LogFormat::Text, LogFormat::Json}) {
-      const auto lines = linesOf(
+      const auto lines = LinesOf(
           format,
           {{.name = "refused", .peer = text, .subject = text, .handler = text, .reason = text}});
       ASSERT_EQ(lines.size(), 1U);
@@ -140,53 +140,53 @@ TEST(ServerLog, BoundsItsLinesWhateverIsInThem) {
 
 TEST(ServerLog, LosesTheOldestLinesWhereNobodyReadsAndSaysHowMany) {
   LogPipe pipe;
-  pipe.fill();
+  pipe.Fill();
   std::optional<ServerLog> log;
-  log.emplace(ServerLog::Settings{.queueLength = 4, .descriptor = pipe.writingEnd()});
+  log.emplace(ServerLog::Settings{.queueLength = 4, .descriptor = pipe.WritingEnd()});
   for (int i = 0; i < 20; ++i) {
-    log->info({.name = "accepted", .peer = "client " + std::to_string(i)});
+    log->Info({.name = "accepted", .peer = "client " + std::to_string(i)});
   }
   // One that the log's thread holds, and four that wait.
-  const std::uint64_t lost = log->lost();
+  const std::uint64_t lost = log->Lost();
   EXPECT_TRUE(lost == 15 || lost == 16) << lost;
-  const std::string text = pipe.readUntil("client 19\"\n");
-  EXPECT_EQ(lostIn(text), lost) << text;
-  EXPECT_EQ(eventsIn(text), 20 - lost) << text;
+  const std::string text = pipe.ReadUntil("client 19\"\n");
+  EXPECT_EQ(LostIn(text), lost) << text;
+  EXPECT_EQ(EventsIn(text), 20 - lost) << text;
   EXPECT_LT(text.find("lines lost"), text.find("client 19"));
-  log->info({.name = "accepted", .peer = "another"});
-  const std::string more = pipe.readUntil("another");
-  EXPECT_EQ(lostIn(more), lost);
+  log->Info({.name = "accepted", .peer = "another"});
+  const std::string more = pipe.ReadUntil("another");
+  EXPECT_EQ(LostIn(more), lost);
   log.reset();
 }
 
 TEST(ServerLog, NeitherBlocksACallNorTheEndWhereNobodyEverReads) {
   LogPipe pipe;
-  pipe.fill();
+  pipe.Fill();
   std::uint64_t lost = 0;
   {
-    ServerLog log({.queueLength = 16, .descriptor = pipe.writingEnd()});
+    ServerLog log({.queueLength = 16, .descriptor = pipe.WritingEnd()});
     std::vector<std::thread> threads;
     for (int t = 0; t < 8; ++t) {
       threads.emplace_back([&log] {
         for (int i = 0; i < 2'000; ++i) {
-          log.info({.name = "accepted", .peer = "127.0.0.1:1"});
+          log.Info({.name = "accepted", .peer = "127.0.0.1:1"});
         }
       });
     }
     for (std::thread& thread : threads) {
       thread.join();
     }
-    lost = log.lost();
+    lost = log.Lost();
   }
   EXPECT_GE(lost, 16'000U - 17U);
-  EXPECT_TRUE(pipe.lines().empty());
+  EXPECT_TRUE(pipe.Lines().empty());
 }
 
 TEST(ServerLog, LeavesTheModeOfTheSharedDescriptorAlone) {
   LogPipe pipe;
-  const ServerLog log({.access = true, .descriptor = pipe.writingEnd()});
-  EXPECT_TRUE(log.logsCalls());
-  EXPECT_EQ(fcntl(pipe.writingEnd(), F_GETFL) & O_NONBLOCK, 0);
+  const ServerLog log({.access = true, .descriptor = pipe.WritingEnd()});
+  EXPECT_TRUE(log.LogsCalls());
+  EXPECT_EQ(fcntl(pipe.WritingEnd(), F_GETFL) & O_NONBLOCK, 0);
 }
 
 TEST(ServerLog, BlocksNothingWhereStandardErrorIsASocketThatNobodyReads) {
@@ -197,8 +197,8 @@ TEST(ServerLog, BlocksNothingWhereStandardErrorIsASocketThatNobodyReads) {
   {
     ServerLog log({.queueLength = 8, .descriptor = mine.get()});
     const std::string reason(1000, 'r');
-    while (log.lost() == 0) {
-      log.info({.name = "accepted", .reason = reason});
+    while (log.Lost() == 0) {
+      log.Info({.name = "accepted", .reason = reason});
     }
   }
   EXPECT_EQ(fcntl(mine.get(), F_GETFL) & O_NONBLOCK, 0);
@@ -208,20 +208,20 @@ TEST(ServerLog, WritesWholeLinesOfManyThreads) {
   LogPipe pipe;
   std::vector<std::string> lines;
   std::optional<ServerLog> log;
-  log.emplace(ServerLog::Settings{.format = LogFormat::Json, .descriptor = pipe.writingEnd()});
+  log.emplace(ServerLog::Settings{.format = LogFormat::Json, .descriptor = pipe.WritingEnd()});
   std::vector<std::thread> threads;
-  std::thread reader([&] { lines = {pipe.readUntil("the last line")}; });
+  std::thread reader([&] { lines = {pipe.ReadUntil("the last line")}; });
   for (int t = 0; t < 8; ++t) {
     threads.emplace_back([&log, t] {
       for (int i = 0; i < 500; ++i) {
-        log->info({.name = "call", .handler = std::to_string(t * 1000 + i)});
+        log->Info({.name = "call", .handler = std::to_string(t * 1000 + i)});
       }
     });
   }
   for (std::thread& thread : threads) {
     thread.join();
   }
-  log->info({.name = "the last line"});
+  log->Info({.name = "the last line"});
   reader.join();
   log.reset();
   std::istringstream text(lines.front());
@@ -236,21 +236,21 @@ TEST(ServerLog, WritesWholeLinesOfManyThreads) {
 }
 
 PROCESS_CASE(logsToAClosedPipe) {
-  closePipeBehind(STDERR_FILENO);
+  ClosePipeBehind(STDERR_FILENO);
   std::uint64_t lost = 0;
   {
     ServerLog log({});
     for (int i = 0; i < 3; ++i) {
-      log.info({.name = "accepted"});
+      log.Info({.name = "accepted"});
     }
-    while (log.lost() < 3) {
+    while (log.Lost() < 3) {
       std::this_thread::yield();
     }
-    lost = log.lost();
+    lost = log.Lost();
   }
-  report(static_cast<long>(lost));
-  printLine(STDERR_FILENO, "ended");
-  report("alive");
+  Report(static_cast<long>(lost));
+  PrintLine(STDERR_FILENO, "ended");
+  Report("alive");
 }
 
 PROCESS_CASE(logsToAClosedDescriptor) {
@@ -258,35 +258,35 @@ PROCESS_CASE(logsToAClosedDescriptor) {
   std::uint64_t lost = 0;
   {
     ServerLog log({});
-    log.info({.name = "accepted"});
-    while (log.lost() < 1) {
+    log.Info({.name = "accepted"});
+    while (log.Lost() < 1) {
       std::this_thread::yield();
     }
-    lost = log.lost();
+    lost = log.Lost();
   }
-  report(static_cast<long>(lost));
-  printLine(STDERR_FILENO, "ended");
-  report("alive");
+  Report(static_cast<long>(lost));
+  PrintLine(STDERR_FILENO, "ended");
+  Report("alive");
 }
 
 TEST(ServerLog, SurvivesAClosedStandardError) {
   const InstallationTree tree;
-  const CaseResult pipe = runCase("logsToAClosedPipe", tree);
+  const CaseResult pipe = RunCase("logsToAClosedPipe", tree);
   EXPECT_EQ(pipe.signal, 0);
   EXPECT_EQ(pipe.report, (std::vector<std::string>{"3", "alive"}));
-  const CaseResult descriptor = runCase("logsToAClosedDescriptor", tree);
+  const CaseResult descriptor = RunCase("logsToAClosedDescriptor", tree);
   EXPECT_EQ(descriptor.signal, 0);
   EXPECT_EQ(descriptor.report, (std::vector<std::string>{"1", "alive"}));
 }
 
 TEST(ServerLog, LinesForPeopleDoNotWaitForAReaderForEver) {
   LogPipe full;
-  full.fill();
-  printLine(full.writingEnd(), "lost");
+  full.Fill();
+  PrintLine(full.WritingEnd(), "lost");
   LogPipe pipe;
-  printLine(pipe.writingEnd(), "ended");
-  EXPECT_EQ(pipe.lines(), std::vector<std::string>{"ferrolink-server: ended"});
-  EXPECT_TRUE(full.lines().empty());
+  PrintLine(pipe.WritingEnd(), "ended");
+  EXPECT_EQ(pipe.Lines(), std::vector<std::string>{"ferrolink-server: ended"});
+  EXPECT_TRUE(full.Lines().empty());
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

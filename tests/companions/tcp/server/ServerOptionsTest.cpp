@@ -13,7 +13,7 @@
 #include "companions/tcp/server/OptionTable.h"
 #include "tests/support/TemporaryDirectory.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Companions::Tcp::Server;
@@ -22,19 +22,19 @@ using std::chrono::milliseconds;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-ServerOptions parsed(std::vector<std::string> arguments) {
+ServerOptions Parsed(std::vector<std::string> arguments) {
   arguments.insert(arguments.begin(), "ferrolink-server");
   std::vector<char*> argv;
   for (std::string& argument : arguments) {
     argv.push_back(argument.data());
   }
   argv.push_back(nullptr);
-  return parseOptions(static_cast<int>(arguments.size()), argv.data());
+  return ParseOptions(static_cast<int>(arguments.size()), argv.data());
 }
 
-std::string refusalOf(std::vector<std::string> arguments) {
+std::string RefusalOf(std::vector<std::string> arguments) {
   try {
-    parsed(std::move(arguments));
+    Parsed(std::move(arguments));
     return "(none)";
   } catch (const UsageError& error) {
     return error.what();
@@ -42,41 +42,41 @@ std::string refusalOf(std::vector<std::string> arguments) {
 }
 
 // With the option that must be there.
-std::string refusal(std::vector<std::string> arguments) {
+std::string Refusal(std::vector<std::string> arguments) {
   arguments.insert(arguments.end(), {"--runtime", "cpp"});
-  return refusalOf(std::move(arguments));
+  return RefusalOf(std::move(arguments));
 }
 
-std::string contentOf(const std::string& path) {
+std::string ContentOf(const std::string& path) {
   std::ostringstream text;
   text << std::ifstream(path).rdbuf();
   return text.str();
 }
 
-std::string listening(const std::string& where) {
-  return nameOf(parsed({"--runtime", "cpp", "--listen", where}).listen);
+std::string Listening(const std::string& where) {
+  return NameOf(Parsed({"--runtime", "cpp", "--listen", where}).listen);
 }
 
 class ServerConfiguration : public testing::Test {
  protected:
-  std::string file(const std::string& text) const {
-    const std::string path = (m_directory.path() / "server.json").string();
+  std::string File(const std::string& text) const {
+    const std::string path = (m_directory.Path() / "server.json").string();
     std::ofstream(path) << text;
     return path;
   }
-  ServerOptions read(const std::string& text, std::vector<std::string> further = {}) const {
-    further.insert(further.begin(), {"--config", file(text)});
-    return parsed(std::move(further));
+  ServerOptions Read(const std::string& text, std::vector<std::string> further = {}) const {
+    further.insert(further.begin(), {"--config", File(text)});
+    return Parsed(std::move(further));
   }
   // Without the file's name.
-  std::string refused(const std::string& text) const {
-    const std::string path = file(text);
-    const std::string all = refusalOf({"--config", path});
+  std::string Refused(const std::string& text) const {
+    const std::string path = File(text);
+    const std::string all = RefusalOf({"--config", path});
     const std::string start = "--config " + path + ": ";
     return all.substr(0, start.size()) == start ? all.substr(start.size()) : all;
   }
-  [[nodiscard]] std::string below(const std::string& name) const {
-    return (m_directory.path() / name).string();
+  [[nodiscard]] std::string Below(const std::string& name) const {
+    return (m_directory.Path() / name).string();
   }
 
  private:
@@ -86,9 +86,9 @@ class ServerConfiguration : public testing::Test {
 }  // namespace
 
 TEST(ServerOptions, AreAsDocumentedUnlessGiven) {
-  const ServerOptions options = parsed({"--runtime", "jvm"});
+  const ServerOptions options = Parsed({"--runtime", "jvm"});
   EXPECT_EQ(options.runtime, Runtime::Jvm);
-  EXPECT_EQ(nameOf(options.listen), "127.0.0.1:8080");
+  EXPECT_EQ(NameOf(options.listen), "127.0.0.1:8080");
   EXPECT_FALSE(options.admin);
   EXPECT_TRUE(options.plugIns.empty());
   EXPECT_FALSE(options.allowLoadLibrary);
@@ -101,14 +101,14 @@ TEST(ServerOptions, AreAsDocumentedUnlessGiven) {
   EXPECT_EQ(options.writeTimeout, milliseconds(30'000));
   EXPECT_EQ(options.drain, milliseconds(0));
   EXPECT_EQ(options.shutdownGrace, milliseconds(30'000));
-  EXPECT_FALSE(options.usesTls());
+  EXPECT_FALSE(options.UsesTls());
   EXPECT_EQ(options.logFormat, LogFormat::Text);
   EXPECT_FALSE(options.accessLog);
-  EXPECT_FALSE(options.rules->exist());
+  EXPECT_FALSE(options.rules->Exist());
 }
 
 TEST(ServerOptions, ComeFromTheCommandLine) {
-  const ServerOptions options = parsed({"--runtime",
+  const ServerOptions options = Parsed({"--runtime",
                                         "cpp",
                                         "--listen",
                                         "0.0.0.0:0",
@@ -148,7 +148,7 @@ TEST(ServerOptions, ComeFromTheCommandLine) {
                                         "json",
                                         "--access-log"});
   EXPECT_EQ(options.runtime, Runtime::Cpp);
-  EXPECT_EQ(nameOf(options.listen), "0.0.0.0:0");
+  EXPECT_EQ(NameOf(options.listen), "0.0.0.0:0");
   EXPECT_THAT(options.plugIns, ElementsAre("a.so", "b c.so"));
   EXPECT_TRUE(options.allowLoadLibrary);
   EXPECT_EQ(options.certificate, "c");
@@ -162,7 +162,7 @@ TEST(ServerOptions, ComeFromTheCommandLine) {
   EXPECT_EQ(options.idleTimeout, milliseconds(0));
   EXPECT_EQ(options.readTimeout, milliseconds(2));
   EXPECT_EQ(options.writeTimeout, milliseconds(3));
-  EXPECT_EQ(nameOf(options.admin.value()), "127.0.0.1:9090");
+  EXPECT_EQ(NameOf(options.admin.value()), "127.0.0.1:9090");
   EXPECT_EQ(options.drain, milliseconds(4));
   EXPECT_EQ(options.shutdownGrace, milliseconds(5));
   EXPECT_EQ(options.logFormat, LogFormat::Json);
@@ -170,70 +170,70 @@ TEST(ServerOptions, ComeFromTheCommandLine) {
 }
 
 TEST(ServerOptions, TakeAddressesOfBothKindsAndNames) {
-  EXPECT_EQ(listening("[::1]:8080"), "[::1]:8080");
-  EXPECT_EQ(listening("[::]:0"), "[::]:0");
-  EXPECT_THAT(listening("localhost:81"), testing::AnyOf("127.0.0.1:81", "[::1]:81"));
+  EXPECT_EQ(Listening("[::1]:8080"), "[::1]:8080");
+  EXPECT_EQ(Listening("[::]:0"), "[::]:0");
+  EXPECT_THAT(Listening("localhost:81"), testing::AnyOf("127.0.0.1:81", "[::1]:81"));
   for (const char* wrong : {"127.0.0.1", ":80", "::1:80", "[::1]", "127.0.0.1:", "127.0.0.1:65536",
                             "127.0.0.1:+1", "127.0.0.1:8o", "[127.0.0.1:80", "[]:80"}) {
-    EXPECT_EQ(refusal({"--listen", wrong}),
+    EXPECT_EQ(Refusal({"--listen", wrong}),
               std::string("--listen takes an address or name and a port, such as 127.0.0.1:8080, "
                           "[::1]:8080 or localhost:8080, not '") +
                   wrong + "'.");
   }
-  EXPECT_THAT(refusal({"--admin", "no-such-host.invalid:80"}),
+  EXPECT_THAT(Refusal({"--admin", "no-such-host.invalid:80"}),
               testing::StartsWith("--admin takes an address or name and a port, such as "
                                   "127.0.0.1:8080, [::1]:8080 or localhost:8080 ("));
 }
 
 TEST(ServerOptions, SayWhatIsWrongWithThem) {
-  EXPECT_EQ(refusalOf({}), "--runtime is missing: jvm or cpp.");
-  EXPECT_EQ(refusalOf({"--runtime", "perl"}), "--runtime takes jvm or cpp, not 'perl'.");
-  EXPECT_EQ(refusal({"--verbose"}), "Unknown option '--verbose'.");
-  EXPECT_EQ(refusal({"-v"}), "Unknown option '-v'.");
-  EXPECT_EQ(refusal({"word"}), "Unknown option 'word'.");
-  EXPECT_EQ(refusal({"--plug"}), "Unknown option '--plug'.");
-  EXPECT_EQ(refusal({"--plug-in", ""}), "--plug-in takes a value.");
-  EXPECT_EQ(refusalOf({"--runtime", "cpp", "--listen"}), "--listen takes a value.");
-  EXPECT_EQ(refusal({"--access-log=false"}), "--access-log takes no value.");
-  EXPECT_EQ(refusal({"--max-connections", "0"}),
+  EXPECT_EQ(RefusalOf({}), "--runtime is missing: jvm or cpp.");
+  EXPECT_EQ(RefusalOf({"--runtime", "perl"}), "--runtime takes jvm or cpp, not 'perl'.");
+  EXPECT_EQ(Refusal({"--verbose"}), "Unknown option '--verbose'.");
+  EXPECT_EQ(Refusal({"-v"}), "Unknown option '-v'.");
+  EXPECT_EQ(Refusal({"word"}), "Unknown option 'word'.");
+  EXPECT_EQ(Refusal({"--plug"}), "Unknown option '--plug'.");
+  EXPECT_EQ(Refusal({"--plug-in", ""}), "--plug-in takes a value.");
+  EXPECT_EQ(RefusalOf({"--runtime", "cpp", "--listen"}), "--listen takes a value.");
+  EXPECT_EQ(Refusal({"--access-log=false"}), "--access-log takes no value.");
+  EXPECT_EQ(Refusal({"--max-connections", "0"}),
             "--max-connections takes a number from 1 to 65535, not '0'.");
   for (const char* number : {"-1", "1.5", "1 ", "0x10", "99999999999999999999"}) {
     EXPECT_EQ(
-        refusal({"--max-connections", number}),
+        Refusal({"--max-connections", number}),
         "--max-connections takes a number from 1 to 65535, not '" + std::string(number) + "'.");
   }
-  EXPECT_EQ(refusal({"--log-format", "xml"}), "--log-format takes text or json, not 'xml'.");
-  EXPECT_EQ(refusal({"--tls-key", "k"}), "--tls-certificate and --tls-key go together.");
-  EXPECT_EQ(refusal({"--tls-client-ca", "c"}),
+  EXPECT_EQ(Refusal({"--log-format", "xml"}), "--log-format takes text or json, not 'xml'.");
+  EXPECT_EQ(Refusal({"--tls-key", "k"}), "--tls-certificate and --tls-key go together.");
+  EXPECT_EQ(Refusal({"--tls-client-ca", "c"}),
             "--tls-client-ca needs --tls-certificate and --tls-key.");
-  EXPECT_EQ(refusal({"--tls-crl", "c"}), "--tls-crl needs --tls-client-ca.");
-  EXPECT_EQ(refusal({"--max-memory-bytes", "536870911"}),
+  EXPECT_EQ(Refusal({"--tls-crl", "c"}), "--tls-crl needs --tls-client-ca.");
+  EXPECT_EQ(Refusal({"--max-memory-bytes", "536870911"}),
             "--max-memory-bytes must have room for a command and a response, twice "
             "--max-frame-bytes: at least 536870912.");
-  EXPECT_EQ(refusal({"--config", "/nowhere"}),
+  EXPECT_EQ(Refusal({"--config", "/nowhere"}),
             "--config /nowhere: cannot open: No such file or directory");
 }
 
 TEST(ServerOptions, TakeTheLastOfARepeatedOption) {
-  EXPECT_EQ(parsed({"--runtime", "jvm", "--runtime", "cpp"}).runtime, Runtime::Cpp);
+  EXPECT_EQ(Parsed({"--runtime", "jvm", "--runtime", "cpp"}).runtime, Runtime::Cpp);
   EXPECT_EQ(
-      parsed({"--runtime", "cpp", "--max-connections", "1", "--max-connections=2"}).mostConnections,
+      Parsed({"--runtime", "cpp", "--max-connections", "1", "--max-connections=2"}).mostConnections,
       2U);
 }
 
 TEST(ServerOptions, HaveMemoryForTheLongestFrames) {
-  EXPECT_EQ(parsed({"--runtime", "cpp", "--max-frame-bytes", "2147483647"}).memoryLimit,
+  EXPECT_EQ(Parsed({"--runtime", "cpp", "--max-frame-bytes", "2147483647"}).memoryLimit,
             4'294'967'294U);
 }
 
 TEST(ServerOptions, AskForHelpOrVersionAlone) {
-  EXPECT_TRUE(parsed({"--help"}).help);
-  EXPECT_TRUE(parsed({"--version"}).version);
-  EXPECT_FALSE(parsed({"--runtime", "cpp"}).help);
+  EXPECT_TRUE(Parsed({"--help"}).help);
+  EXPECT_TRUE(Parsed({"--version"}).version);
+  EXPECT_FALSE(Parsed({"--runtime", "cpp"}).help);
 }
 
 TEST_F(ServerConfiguration, HasEveryOption) {
-  const ServerOptions options = read(R"({
+  const ServerOptions options = Read(R"({
       "runtime": "jvm", "listen": "[::1]:1", "plug-in": ["a.jar", "/b.jar"],
       "allow-load-library": true, "tls-certificate": "tls/c.pem", "tls-key": "/k.pem",
       "tls-client-ca": "ca.pem", "tls-crl": "crl.pem", "max-frame-bytes": 2048,
@@ -242,74 +242,74 @@ TEST_F(ServerConfiguration, HasEveryOption) {
       "drain-ms": 4, "shutdown-grace-ms": 5, "log-format": "json", "access-log": true,
       "rules": [{"clients": ["dns:a"], "handlers": ["*"]}]})");
   EXPECT_EQ(options.runtime, Runtime::Jvm);
-  EXPECT_EQ(nameOf(options.listen), "[::1]:1");
-  EXPECT_THAT(options.plugIns, ElementsAre(below("a.jar"), "/b.jar"));
+  EXPECT_EQ(NameOf(options.listen), "[::1]:1");
+  EXPECT_THAT(options.plugIns, ElementsAre(Below("a.jar"), "/b.jar"));
   EXPECT_TRUE(options.allowLoadLibrary);
-  EXPECT_EQ(options.certificate, below("tls/c.pem"));
+  EXPECT_EQ(options.certificate, Below("tls/c.pem"));
   EXPECT_EQ(options.key, "/k.pem");
-  EXPECT_EQ(options.clientAuthorities, below("ca.pem"));
-  EXPECT_EQ(options.revocationList, below("crl.pem"));
+  EXPECT_EQ(options.clientAuthorities, Below("ca.pem"));
+  EXPECT_EQ(options.revocationList, Below("crl.pem"));
   EXPECT_EQ(options.memoryLimit, 4096U);
   EXPECT_EQ(options.mostConnections, 7U);
   EXPECT_EQ(options.writeTimeout, milliseconds(3));
-  EXPECT_EQ(nameOf(options.admin.value()), "127.0.0.1:2");
+  EXPECT_EQ(NameOf(options.admin.value()), "127.0.0.1:2");
   EXPECT_EQ(options.shutdownGrace, milliseconds(5));
   EXPECT_EQ(options.logFormat, LogFormat::Json);
   EXPECT_TRUE(options.accessLog);
-  EXPECT_TRUE(options.rules->exist());
+  EXPECT_TRUE(options.rules->Exist());
 }
 
 TEST_F(ServerConfiguration, GivesWayToTheCommandLine) {
   const ServerOptions options =
-      read(R"({"runtime": "jvm", "plug-in": ["a", "b"], "access-log": false, "drain-ms": 1})",
+      Read(R"({"runtime": "jvm", "plug-in": ["a", "b"], "access-log": false, "drain-ms": 1})",
            {"--runtime", "cpp", "--plug-in", "c", "--access-log"});
   EXPECT_EQ(options.runtime, Runtime::Cpp);
   EXPECT_THAT(options.plugIns, ElementsAre("c"));
   EXPECT_TRUE(options.accessLog);
   EXPECT_EQ(options.drain, milliseconds(1));
-  EXPECT_THAT(read(R"({"runtime": "cpp", "plug-in": "one"})").plugIns, ElementsAre(below("one")));
+  EXPECT_THAT(Read(R"({"runtime": "cpp", "plug-in": "one"})").plugIns, ElementsAre(Below("one")));
 }
 
 TEST_F(ServerConfiguration, SaysWhereItIsWrong) {
-  EXPECT_EQ(refused(""),
+  EXPECT_EQ(Refused(""),
             "line 1, column 1: unexpected end of input; expected '[', '{', or a literal");
-  EXPECT_EQ(refused("[]"), "expected an object, got an array");
-  EXPECT_EQ(refused("{\n  \"runtime\": \"cpp\",\n}"),
+  EXPECT_EQ(Refused("[]"), "expected an object, got an array");
+  EXPECT_EQ(Refused("{\n  \"runtime\": \"cpp\",\n}"),
             "line 3, column 1: unexpected '}'; expected string literal");
-  EXPECT_EQ(refused(R"({"runtime": "perl"})"), "/runtime: expected jvm or cpp, got \"perl\"");
-  EXPECT_EQ(refused(R"({"runtime": 1})"), "/runtime: expected a text that is not empty, got 1");
-  EXPECT_EQ(refused(R"({"listen": "80"})"),
+  EXPECT_EQ(Refused(R"({"runtime": "perl"})"), "/runtime: expected jvm or cpp, got \"perl\"");
+  EXPECT_EQ(Refused(R"({"runtime": 1})"), "/runtime: expected a text that is not empty, got 1");
+  EXPECT_EQ(Refused(R"({"listen": "80"})"),
             "/listen: expected an address or name and a port, such as 127.0.0.1:8080, [::1]:8080 "
             "or localhost:8080, got \"80\"");
-  EXPECT_EQ(refused(R"({"max-connections": "7"})"),
+  EXPECT_EQ(Refused(R"({"max-connections": "7"})"),
             "/max-connections: expected an integer 1 to 65535, got \"7\"");
-  EXPECT_EQ(refused(R"({"max-connections": 65536})"),
+  EXPECT_EQ(Refused(R"({"max-connections": 65536})"),
             "/max-connections: expected an integer 1 to 65535, got 65536");
-  EXPECT_EQ(refused(R"({"access-log": "yes"})"),
+  EXPECT_EQ(Refused(R"({"access-log": "yes"})"),
             "/access-log: expected true or false, got \"yes\"");
-  EXPECT_EQ(refused(R"({"plug-in": ["a", 1]})"),
+  EXPECT_EQ(Refused(R"({"plug-in": ["a", 1]})"),
             "/plug-in/1: expected a text that is not empty, got 1");
-  EXPECT_EQ(refused(R"({"rules": [{}]})"), "/rules/0: a rule needs \"clients\"");
-  EXPECT_EQ(refused(R"({"drain-ms": 1, "drain-ms": 2})"), "/drain-ms: the key appears twice");
-  EXPECT_THAT(refused(R"({"config": "x"})"),
+  EXPECT_EQ(Refused(R"({"rules": [{}]})"), "/rules/0: a rule needs \"clients\"");
+  EXPECT_EQ(Refused(R"({"drain-ms": 1, "drain-ms": 2})"), "/drain-ms: the key appears twice");
+  EXPECT_THAT(Refused(R"({"config": "x"})"),
               testing::StartsWith("/config: unknown key; allowed are \"rules\", \"runtime\", "));
-  EXPECT_EQ(refused(R"({"runtime": "cpp",
+  EXPECT_EQ(Refused(R"({"runtime": "cpp",
                         "rules": [{"clients": ["dns:a"], "handlers": ["*"]}]})"),
             "Rules that name certificates need --tls-client-ca.");
-  EXPECT_EQ(refused(R"({"access-log": true})"), "--runtime is missing: jvm or cpp.");
+  EXPECT_EQ(Refused(R"({"access-log": true})"), "--runtime is missing: jvm or cpp.");
 }
 
 TEST(ServerDocumentation, HasEachOptionOfTheHelpWithItsDefault) {
-  const std::string document = contentOf(FERROLINK_SERVER_DOCUMENT);
-  const std::string help = usage();
+  const std::string document = ContentOf(FERROLINK_SERVER_DOCUMENT);
+  const std::string help = Usage();
   std::set<std::string> options;
   const std::regex pattern("--[a-z-]+");
   for (std::sregex_iterator found(help.begin(), help.end(), pattern), end; found != end; ++found) {
     options.insert(found->str());
     EXPECT_THAT(document, HasSubstr("| `" + found->str()));
   }
-  EXPECT_EQ(options.size(), optionTable().size() + 3);
-  for (const Option& option : optionTable()) {
+  EXPECT_EQ(options.size(), OptionTable().size() + 3);
+  for (const Option& option : OptionTable()) {
     EXPECT_EQ(options.count("--" + option.name), 1U) << option.name;
     // "...; 256 unless given" in the help is "| 256 |" at the row's end.
     std::smatch usual;
@@ -324,23 +324,23 @@ TEST(ServerDocumentation, HasEachOptionOfTheHelpWithItsDefault) {
 }
 
 TEST(ServerDocumentation, HasAnExampleThatTheServerTakes) {
-  const std::string document = contentOf(FERROLINK_SERVER_DOCUMENT);
+  const std::string document = ContentOf(FERROLINK_SERVER_DOCUMENT);
   const auto begin = document.find("```json\n") + 8;
   const std::string example = document.substr(begin, document.find("```", begin) - begin);
   const TemporaryDirectory directory;
-  const std::string path = (directory.path() / "server.json").string();
+  const std::string path = (directory.Path() / "server.json").string();
   std::ofstream(path) << example;
-  const ServerOptions options = parsed({"--config", path});
-  EXPECT_TRUE(options.rules->exist());
+  const ServerOptions options = Parsed({"--config", path});
+  EXPECT_TRUE(options.rules->Exist());
   EXPECT_EQ(options.runtime, Runtime::Jvm);
   const auto keys = nlohmann::json::parse(example);
-  for (const Option& option : optionTable()) {
+  for (const Option& option : OptionTable()) {
     EXPECT_TRUE(keys.contains(option.name)) << option.name;
   }
 }
 
 TEST(ServerDocumentation, HasTheOptionsOfTheServiceUnit) {
-  const std::string unit = contentOf(FERROLINK_SERVER_UNIT);
+  const std::string unit = ContentOf(FERROLINK_SERVER_UNIT);
   const std::string start = "ExecStart=@FERROLINK_SERVER@ ";
   const auto begin = unit.find(start);
   ASSERT_NE(begin, std::string::npos);
@@ -353,4 +353,4 @@ TEST(ServerDocumentation, HasTheOptionsOfTheServiceUnit) {
   EXPECT_THAT(arguments, ElementsAre("--config", "/etc/ferrolink/server.json"));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

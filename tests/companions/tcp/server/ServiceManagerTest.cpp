@@ -11,13 +11,13 @@
 #include "tests/support/ProcessCase.h"
 #include "tests/support/TemporaryDirectory.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using Ferrolink::Companions::FileDescriptor;
 using Ferrolink::Companions::Tcp::Server::ServiceManager;
 
-FileDescriptor listening(int type = SOCK_STREAM, bool listens = true) {
+FileDescriptor Listening(int type = SOCK_STREAM, bool listens = true) {
   FileDescriptor made(socket(AF_INET6, type | SOCK_CLOEXEC, 0));
   if (type == SOCK_STREAM && listens) {
     listen(made.get(), 5);
@@ -25,10 +25,10 @@ FileDescriptor listening(int type = SOCK_STREAM, bool listens = true) {
   return made;
 }
 
-std::string takenBy(ServiceManager& manager) {
+std::string TakenBy(ServiceManager& manager) {
   try {
-    const FileDescriptor taken = manager.takeListener();
-    return taken.owns() ? std::to_string(taken.get()) : "none";
+    const FileDescriptor taken = manager.TakeListener();
+    return taken.Owns() ? std::to_string(taken.get()) : "none";
   } catch (const std::exception& error) {
     return error.what();
   }
@@ -38,18 +38,18 @@ std::string takenBy(ServiceManager& manager) {
 
 PROCESS_CASE(notifiesItsServiceManager) {
   const ServiceManager manager;
-  report(getenv("NOTIFY_SOCKET") == nullptr ? "unset" : "set");
-  manager.notifyReady();
-  manager.notifyReloading();
-  manager.notifyStopping();
+  Report(getenv("NOTIFY_SOCKET") == nullptr ? "unset" : "set");
+  manager.NotifyReady();
+  manager.NotifyReloading();
+  manager.NotifyStopping();
 }
 
 namespace {
 
-CaseResult notifying(const InstallationTree& tree, const std::string& name) {
+CaseResult Notifying(const InstallationTree& tree, const std::string& name) {
   CaseOptions options;
   options.environment["NOTIFY_SOCKET"] = name;
-  return runCase("notifiesItsServiceManager", tree, options);
+  return RunCase("notifiesItsServiceManager", tree, options);
 }
 
 }  // namespace
@@ -57,17 +57,17 @@ CaseResult notifying(const InstallationTree& tree, const std::string& name) {
 TEST(ServiceManager, HearsWhenTheServerIsReadyAndWhenItStops) {
   const InstallationTree tree;
   const TemporaryDirectory directory;
-  const std::string file = (directory.path() / "notify").string();
+  const std::string file = (directory.Path() / "notify").string();
   const std::string abstract = "@" + file;
   for (const std::string& name : {file, abstract}) {
     const Ear ear(name);
-    const CaseResult result = notifying(tree, name);
+    const CaseResult result = Notifying(tree, name);
     EXPECT_EQ(result.exitCode, 0) << result.err;
     EXPECT_EQ(result.report, std::vector<std::string>{"unset"});
-    EXPECT_EQ(ear.heard(), "READY=1\nSTATUS=Serving.\n");
-    EXPECT_THAT(ear.heard(), testing::MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+\n"));
-    EXPECT_EQ(ear.heard(), "STOPPING=1\nSTATUS=Ending.\n");
-    EXPECT_EQ(ear.heard(), "");
+    EXPECT_EQ(ear.Heard(), "READY=1\nSTATUS=Serving.\n");
+    EXPECT_THAT(ear.Heard(), testing::MatchesRegex("RELOADING=1\nMONOTONIC_USEC=[0-9]+\n"));
+    EXPECT_EQ(ear.Heard(), "STOPPING=1\nSTATUS=Ending.\n");
+    EXPECT_EQ(ear.Heard(), "");
   }
 }
 
@@ -75,49 +75,49 @@ TEST(ServiceManager, ThatIsGoneOrMisnamedIsPassedOver) {
   const InstallationTree tree;
   for (const std::string& name :
        {std::string("/nowhere"), std::string(500, 'x'), std::string("@"), std::string("x")}) {
-    const CaseResult result = notifying(tree, name);
+    const CaseResult result = Notifying(tree, name);
     EXPECT_EQ(result.exitCode, 0);
   }
 }
 
 PROCESS_CASE(takesAListeningSocket) {
-  passOn(listening());
+  PassOn(Listening());
   ServiceManager manager;
   for (const char* variable : {"LISTEN_PID", "LISTEN_FDS", "LISTEN_FDNAMES"}) {
-    report(getenv(variable) == nullptr ? "unset" : "set");
+    Report(getenv(variable) == nullptr ? "unset" : "set");
   }
-  const FileDescriptor taken = manager.takeListener();
-  report(taken.get());
-  report(fcntl(taken.get(), F_GETFD) & FD_CLOEXEC);
+  const FileDescriptor taken = manager.TakeListener();
+  Report(taken.get());
+  Report(fcntl(taken.get(), F_GETFD) & FD_CLOEXEC);
 }
 
 PROCESS_CASE(refusesOtherSockets) {
   const auto offer = [](FileDescriptor descriptor) {
-    passOn(std::move(descriptor));
+    PassOn(std::move(descriptor));
     ServiceManager manager;
-    report(takenBy(manager));
+    Report(TakenBy(manager));
   };
-  offer(listening(SOCK_DGRAM));
-  offer(listening(SOCK_STREAM, false));
-  offer(FileDescriptor::open("/dev/null", O_RDONLY));
-  passOn(listening());
+  offer(Listening(SOCK_DGRAM));
+  offer(Listening(SOCK_STREAM, false));
+  offer(FileDescriptor::Open("/dev/null", O_RDONLY));
+  PassOn(Listening());
   setenv("LISTEN_FDS", "2", 1);
   ServiceManager two;
-  report(takenBy(two));
+  Report(TakenBy(two));
 }
 
 PROCESS_CASE(takesNoSocketsOfOthers) {
-  passOn(listening());
+  PassOn(Listening());
   setenv("LISTEN_PID", "1", 1);
   ServiceManager others;
-  report(takenBy(others));
+  Report(TakenBy(others));
   ServiceManager none;
-  report(takenBy(none));
+  Report(TakenBy(none));
 }
 
 TEST(ServiceManager, PassesASocketThatListens) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("takesAListeningSocket", tree).report,
+  EXPECT_EQ(RunCase("takesAListeningSocket", tree).report,
             (std::vector<std::string>{"unset", "unset", "unset", "3", "1"}));
 }
 
@@ -126,7 +126,7 @@ TEST(ServiceManager, PassingSomethingElseIsAnError) {
   const std::string wrong =
       "What the service manager passes (LISTEN_FDS) is no TCP socket that listens. Use "
       "ListenStream= with a port, and Accept=no, in the socket unit.";
-  EXPECT_EQ(runCase("refusesOtherSockets", tree).report,
+  EXPECT_EQ(RunCase("refusesOtherSockets", tree).report,
             (std::vector<std::string>{
                 wrong, wrong, wrong,
                 "The service manager passes 2 sockets (LISTEN_FDS). The server takes one: name "
@@ -135,8 +135,8 @@ TEST(ServiceManager, PassingSomethingElseIsAnError) {
 
 TEST(ServiceManager, SocketsOfAnotherProcessAreNotTaken) {
   const InstallationTree tree;
-  EXPECT_EQ(runCase("takesNoSocketsOfOthers", tree).report,
+  EXPECT_EQ(RunCase("takesNoSocketsOfOthers", tree).report,
             (std::vector<std::string>{"none", "none"}));
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -1,4 +1,4 @@
-#include "tests/companions/tcp/Support.h"
+#include "tests/companions/tcp/TcpSupport.h"
 
 #include <arpa/inet.h>
 #include <dlfcn.h>
@@ -10,10 +10,10 @@
 #include <cstdlib>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-sockaddr_in loopback(std::uint16_t port) {
+sockaddr_in Loopback(std::uint16_t port) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
@@ -24,26 +24,26 @@ sockaddr_in loopback(std::uint16_t port) {
 // A peer that never comes makes a test fail, not stay. Accepted sockets inherit it.
 constexpr timeval kPatience{30, 0};
 
-FileDescriptor newSocket() {
+FileDescriptor NewSocket() {
   FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   setsockopt(socket.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
   return socket;
 }
 
-void require(bool done, const char* what) {
+void Require(bool done, const char* what) {
   if (!done) {
     throw std::runtime_error(std::string("cannot ") + what);
   }
 }
 
-std::string withTarget(std::string bytes, char target) {
+std::string WithTarget(std::string bytes, char target) {
   bytes[0] = target;
   return bytes;
 }
 
 }  // namespace
 
-std::string frameHeader(std::uint32_t length, std::uint32_t number, char status,
+std::string FrameHeader(std::uint32_t length, std::uint32_t number, char status,
                         std::uint32_t milliseconds) {
   std::string text;
   for (const std::uint32_t value : {length, number, milliseconds}) {
@@ -54,60 +54,60 @@ std::string frameHeader(std::uint32_t length, std::uint32_t number, char status,
   return (text + status).append(3, '\0');
 }
 
-std::string frame(std::string_view bytes, std::uint32_t number, char status) {
-  return frameHeader(static_cast<std::uint32_t>(bytes.size()), number, status).append(bytes);
+std::string Frame(std::string_view bytes, std::uint32_t number, char status) {
+  return FrameHeader(static_cast<std::uint32_t>(bytes.size()), number, status).append(bytes);
 }
 
-std::string command(char type, std::string_view body, char target) {
+std::string Command(char type, std::string_view body, char target) {
   std::string header(11, '\0');
   header[9] = 2;
   header[10] = type;
-  return withTarget(header.append(body), target);
+  return WithTarget(header.append(body), target);
 }
 
-std::string callOf(std::string_view handler, std::string_view payload, char target) {
+std::string CallOf(std::string_view handler, std::string_view payload, char target) {
   const std::string body = static_cast<char>(handler.size()) + std::string(handler);
-  return command(2, body + std::string(payload), target);
+  return Command(2, body + std::string(payload), target);
 }
 
-std::string answerOf(std::string_view payload) {
-  std::string answer = command(0, payload, 2);
+std::string AnswerOf(std::string_view payload) {
+  std::string answer = Command(0, payload, 2);
   answer[9] = 8;
   return answer;
 }
 
-RawSocket RawSocket::connect(std::uint16_t port) {
-  FileDescriptor socket = newSocket();
-  const sockaddr_in address = loopback(port);
-  require(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
+RawSocket RawSocket::Connect(std::uint16_t port) {
+  FileDescriptor socket = NewSocket();
+  const sockaddr_in address = Loopback(port);
+  Require(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0,
           "connect");
   return RawSocket(std::move(socket));
 }
 
-RawSocket& RawSocket::send(std::string_view bytes) {
+RawSocket& RawSocket::Send(std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t sent = ::send(m_socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    require(sent > 0, "send");
+    Require(sent > 0, "send");
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
   return *this;
 }
 
-RawSocket& RawSocket::sendByteByByte(std::string_view bytes) {
+RawSocket& RawSocket::SendByteByByte(std::string_view bytes) {
   for (const char& byte : bytes) {
-    send({&byte, 1});
+    Send({&byte, 1});
   }
   return *this;
 }
 
-std::string RawSocket::receive(std::size_t size) {
+std::string RawSocket::Receive(std::size_t size) {
   std::string bytes(size, '\0');
   const ssize_t got = ::recv(m_socket.get(), bytes.data(), size, MSG_WAITALL);
   bytes.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
   return bytes;
 }
 
-std::string RawSocket::receiveAll() {
+std::string RawSocket::ReceiveAll() {
   std::string bytes;
   for (;;) {
     char byte = 0;
@@ -119,9 +119,9 @@ std::string RawSocket::receiveAll() {
   }
 }
 
-std::string RawSocket::receiveFrame() {
-  const std::string header = receive(16);
-  require(header.size() == 16, "receive a frame");
+std::string RawSocket::ReceiveFrame() {
+  const std::string header = Receive(16);
+  Require(header.size() == 16, "receive a frame");
   const auto numberAt = [&](std::size_t at) {
     std::uint32_t number = 0;
     for (const char byte : header.substr(at, 4)) {
@@ -131,80 +131,80 @@ std::string RawSocket::receiveFrame() {
   };
   m_number = numberAt(4);
   const std::uint32_t length = numberAt(0);
-  return length == 0 ? "" : receive(length);
+  return length == 0 ? "" : Receive(length);
 }
 
-void RawSocket::endWriting() {
-  require(::shutdown(m_socket.get(), SHUT_WR) == 0, "end writing");
+void RawSocket::EndWriting() {
+  Require(::shutdown(m_socket.get(), SHUT_WR) == 0, "end writing");
 }
 
-void RawSocket::awaitDelivery() const {
+void RawSocket::AwaitDelivery() const {
   int underWay = 1;
   while (ioctl(m_socket.get(), SIOCOUTQ, &underWay) == 0 && underWay > 0) {
     std::this_thread::yield();
   }
 }
 
-void RawSocket::reset() {
+void RawSocket::Reset() {
   const linger abort{1, 0};
   setsockopt(m_socket.get(), SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-  close();
+  Close();
 }
 
-Port::Port() : m_socket(newSocket()) {
-  sockaddr_in address = loopback(0);
+Port::Port() : m_socket(NewSocket()) {
+  sockaddr_in address = Loopback(0);
   socklen_t size = sizeof address;
   auto* generic = reinterpret_cast<sockaddr*>(&address);
-  require(::bind(m_socket.get(), generic, size) == 0, "bind");
-  require(::getsockname(m_socket.get(), generic, &size) == 0, "name a socket");
+  Require(::bind(m_socket.get(), generic, size) == 0, "bind");
+  Require(::getsockname(m_socket.get(), generic, &size) == 0, "name a socket");
   m_number = ntohs(address.sin_port);
 }
 
-void Port::listen(int backlog) const {
-  require(::listen(m_socket.get(), backlog) == 0, "listen");
+void Port::Listen(int backlog) const {
+  Require(::listen(m_socket.get(), backlog) == 0, "listen");
 }
 
-RawSocket Port::accept() const {
+RawSocket Port::Accept() const {
   FileDescriptor accepted(::accept4(m_socket.get(), nullptr, nullptr, SOCK_CLOEXEC));
-  require(accepted.owns(), "accept");
+  Require(accepted.Owns(), "accept");
   return RawSocket(std::move(accepted));
 }
 
-RawSocket Port::greeted() const {
-  RawSocket client = accept();
-  EXPECT_EQ(client.receive(kHello.size()), kHello);
-  client.send(kWelcome);
+RawSocket Port::Greeted() const {
+  RawSocket client = Accept();
+  EXPECT_EQ(client.Receive(kHello.size()), kHello);
+  client.Send(kWelcome);
   return client;
 }
 
-std::unique_ptr<ITransport> channelTo(const char* host, std::uint16_t port, Kind kind) {
+std::unique_ptr<ITransport> ChannelTo(const char* host, std::uint16_t port, Kind kind) {
   const std::string file = kind == Kind::Tls ? FERROLINKTCPTLSCLIENT_PATH : FERROLINKTCPCLIENT_PATH;
   void* library = dlopen(file.c_str(), RTLD_NOW | RTLD_LOCAL);
-  require(library != nullptr, "open the client library");
+  Require(library != nullptr, "open the client library");
   using Create = ITransport*(const char*, std::uint16_t);
   auto* create = reinterpret_cast<Create*>(dlsym(library, "CreateTransportChannel"));
-  require(create != nullptr, "find CreateTransportChannel");
+  Require(create != nullptr, "find CreateTransportChannel");
   return std::unique_ptr<ITransport>(create(host, port));
 }
 
-std::unique_ptr<ITransport> channelTo(std::uint16_t port, Kind kind) {
-  return channelTo("127.0.0.1", port, kind);
+std::unique_ptr<ITransport> ChannelTo(std::uint16_t port, Kind kind) {
+  return ChannelTo("127.0.0.1", port, kind);
 }
 
-int send(ITransport& channel, std::string command) {
+int Send(ITransport& channel, std::string command) {
   return channel.SendCommand(reinterpret_cast<std::uint8_t*>(command.data()),
                              static_cast<int>(command.size()));
 }
 
-std::string read(ITransport& channel, int length) {
+std::string Read(ITransport& channel, int length) {
   std::string response(static_cast<std::size_t>(length), '\0');
   EXPECT_EQ(channel.ReadResponse(reinterpret_cast<std::uint8_t*>(response.data()), length), 0);
   return response;
 }
 
-std::string exchange(ITransport& channel, std::string command) {
+std::string Exchange(ITransport& channel, std::string command) {
   try {
-    return read(channel, send(channel, std::move(command)));
+    return Read(channel, Send(channel, std::move(command)));
   } catch (const std::exception& error) {
     return std::string("error: ") + error.what();
   }
@@ -218,4 +218,4 @@ Variable::~Variable() {
   unsetenv(m_name.c_str());
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

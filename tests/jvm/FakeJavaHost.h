@@ -1,5 +1,5 @@
-#ifndef FERROLINK_TESTS_JVM_JAVAHOST_H
-#define FERROLINK_TESTS_JVM_JAVAHOST_H
+#ifndef FERROLINK_TESTS_JVM_FAKEJAVAHOST_H
+#define FERROLINK_TESTS_JVM_FAKEJAVAHOST_H
 
 #include <jni.h>
 
@@ -10,7 +10,7 @@
 #include "tests/transport/TransportFixture.h"
 
 /// Java code that calls the native methods of TransmitterWrapper, on the fake JVM.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// A thread of the JVM: attached as long as this lives, with the native methods as Java calls them.
 class JavaThread {
@@ -20,11 +20,11 @@ class JavaThread {
   JavaThread& operator=(const JavaThread&) = delete;
   ~JavaThread();
 
-  [[nodiscard]] JNIEnv* env() const { return m_env; }
+  [[nodiscard]] JNIEnv* Env() const { return m_env; }
 
-  [[nodiscard]] jbyteArray array(const Bytes& bytes) const;
-  [[nodiscard]] jstring string(const std::string& modifiedUtf8) const;
-  [[nodiscard]] Bytes contents(jbyteArray array) const;
+  [[nodiscard]] jbyteArray Array(const Bytes& bytes) const;
+  [[nodiscard]] jstring String(const std::string& modifiedUtf8) const;
+  [[nodiscard]] Bytes Contents(jbyteArray array) const;
 
   jint sendCommand(jbyteArray message) const;
   jint readResponse(jbyteArray buffer) const;
@@ -36,9 +36,9 @@ class JavaThread {
   void setCallback(jobject callback) const;
 
   /// What getNativeError returns, as modified UTF-8.
-  [[nodiscard]] std::string nativeError() const;
+  [[nodiscard]] std::string NativeError() const;
   /// "<result>", and what getNativeError then says where it is negative: "-2: <text>".
-  [[nodiscard]] std::string outcome(jint result) const;
+  [[nodiscard]] std::string Outcome(jint result) const;
 
  private:
   JavaVM* m_vm;
@@ -46,20 +46,20 @@ class JavaThread {
 };
 
 /// The process's JVM, and its main thread.
-struct JavaHost {
+struct FakeJavaHost {
   /// Reports what one call of a native method came to, in three entries: its outcome, the JNI calls
   /// it made (joined by blanks), and what it left behind: "nothing", or counts of references,
   /// elements, characters and exceptions.
-  void reportCall(const std::function<jint()>& method);
+  void ReportCall(const std::function<jint()>& method);
   /// The same without an outcome.
-  void reportVoidCall(const std::function<void()>& method);
+  void ReportVoidCall(const std::function<void()>& method);
 
   FakeJvmClient jvm{FAKEJVM_PATH};
-  JavaVM* vm = jvm.startJvm();
+  JavaVM* vm = jvm.StartJvm();
   JavaThread thread{vm};
 
  private:
-  [[nodiscard]] std::string left(const FakeJvm::Counts& before);
+  [[nodiscard]] std::string Left(const FakeJvm::Counts& before);
 };
 
 /// A tree with the runtimes Cpp (8) and Jvm (2) and the TCP client, all fakes.
@@ -68,14 +68,14 @@ class CallerTree : public SiblingTree {
   CallerTree();
 
   /// Runs the case, which must end well and report this.
-  void expect(const std::string& name, const Texts& expected, const CaseOptions& options = {});
+  void Expect(const std::string& name, const Texts& expected, const CaseOptions& options = {});
 
   /// The last call on a sibling, "" where there was none.
-  [[nodiscard]] std::string lastCall() const;
+  [[nodiscard]] std::string LastCall() const;
 };
 
 /// Has the fake Cpp runtime throw "<operation> failed" in that operation.
-CaseOptions throwingIn(const char* operation);
+CaseOptions ThrowingIn(const char* operation);
 
 /// Texts of the native methods' own errors.
 inline const std::string kNoBytes =
@@ -85,8 +85,8 @@ inline const std::string kTooShort = "Message byte array length is less than 11"
 inline const std::string kNullString = "basic_string::_M_construct null not valid";
 
 /// Blank-separated.
-std::string words(const Texts& texts);
+std::string Words(const Texts& texts);
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -1,4 +1,4 @@
-#include "tests/verify/Support.h"
+#include "tests/verify/ProofCases.h"
 
 #include <gtest/gtest.h>
 
@@ -6,10 +6,10 @@
 #include <sstream>
 #include <thread>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
-void addFigure(Figures& figures, const std::string& text) {
+void AddFigure(Figures& figures, const std::string& text) {
   const auto equals = text.find('=');
   if (equals != std::string::npos && equals + 1 < text.size() &&
       text.find_first_not_of("-0123456789", equals + 1) == std::string::npos) {
@@ -18,9 +18,9 @@ void addFigure(Figures& figures, const std::string& text) {
 }
 
 // What the runtime information says about the JVM's collector.
-std::string collectorOf(const std::string& out) {
+std::string CollectorOf(const std::string& out) {
   const std::string title = "Garbage collectors: ";
-  for (const std::string& line : linesOf(out)) {
+  for (const std::string& line : LinesOf(out)) {
     if (line.starts_with(title)) {
       return line.substr(title.size());
     }
@@ -35,7 +35,7 @@ struct Warnings {
   std::vector<std::string> ours;
 
   explicit Warnings(const std::string& out) {
-    const std::vector<std::string> lines = linesOf(out);
+    const std::vector<std::string> lines = LinesOf(out);
     for (std::size_t line = 0; line < lines.size(); ++line) {
       if (!lines[line].starts_with("WARNING") && !lines[line].starts_with("FATAL ERROR")) {
         continue;
@@ -51,31 +51,31 @@ struct Warnings {
 
 }  // namespace
 
-void proveOnEveryJdk(const std::string& name, const std::string& javaOptions,
+void ProveOnEveryJdk(const std::string& name, const std::string& javaOptions,
                      const std::function<void(const Figures&)>& check) {
-  const auto jdks = installedJdks();
+  const auto jdks = InstalledJdks();
   ASSERT_FALSE(jdks.empty());
   for (const auto& jdk : jdks) {
     SCOPED_TRACE(jdk.string());
     const InstallationTree tree;
-    installEverything(tree);
-    std::filesystem::copy_file(PROOFS_JAR, tree.jvmDirectory() / "Proofs.jar");
-    const CaseResult result = runCase(name, tree, onJdk(tree, jdk, javaOptions));
+    InstallEverything(tree);
+    std::filesystem::copy_file(PROOFS_JAR, tree.JvmDirectory() / "Proofs.jar");
+    const CaseResult result = RunCase(name, tree, OnJdk(tree, jdk, javaOptions));
     const std::string said = result.out.substr(0, 4000) + result.err.substr(0, 4000);
     EXPECT_EQ(result.signal, 0) << said;
     EXPECT_EQ(result.exitCode, 0) << said;
     const Warnings warnings(result.out);
     EXPECT_EQ(warnings.ours, std::vector<std::string>{});
-    EXPECT_EQ(tree.errorLog(), "");
+    EXPECT_EQ(tree.ErrorLog(), "");
     Figures figures;
-    for (const std::string& line : linesOf(result.out)) {
-      addFigure(figures, line);
+    for (const std::string& line : LinesOf(result.out)) {
+      AddFigure(figures, line);
     }
     for (const std::string& entry : result.report) {
-      addFigure(figures, entry);
+      AddFigure(figures, entry);
     }
     check(figures);
-    testing::Test::RecordProperty("collector", collectorOf(result.out));
+    testing::Test::RecordProperty("collector", CollectorOf(result.out));
     figures["jni_warnings"] = warnings.all;
     for (const auto& [figure, value] : figures) {
       testing::Test::RecordProperty(figure, std::to_string(value));
@@ -83,22 +83,22 @@ void proveOnEveryJdk(const std::string& name, const std::string& javaOptions,
   }
 }
 
-void reportFigure(const std::string& name, long value) {
-  report(name + "=" + std::to_string(value));
+void ReportFigure(const std::string& name, long value) {
+  Report(name + "=" + std::to_string(value));
 }
 
-std::filesystem::path caseProofs() {
-  return caseRoot() / "Binaries/Jvm/Proofs.jar";
+std::filesystem::path CaseProofs() {
+  return CaseRoot() / "Binaries/Jvm/Proofs.jar";
 }
 
-Ferrolink::Host::Host& startHost() {
-  static auto& host = *new Ferrolink::Host::Host({caseNativeDirectory(), ""});
-  host.LoadLibrary(caseProofs());
+Ferrolink::Host::Host& StartHost() {
+  static auto& host = *new Ferrolink::Host::Host({CaseNativeDirectory(), ""});
+  host.LoadLibrary(CaseProofs());
   host.Start();
   return host;
 }
 
-void onThreads(int threads, const std::function<void(int)>& body) {
+void OnThreads(int threads, const std::function<void(int)>& body) {
   std::latch together(threads);
   std::vector<std::thread> running;
   for (int thread = 0; thread < threads; ++thread) {
@@ -112,4 +112,4 @@ void onThreads(int threads, const std::function<void(int)>& body) {
   }
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

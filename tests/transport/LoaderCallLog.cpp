@@ -17,7 +17,7 @@ int __wrap_dlclose(void* library);
 
 namespace {
 
-void note(const std::string& call) {
+void Note(const std::string& call) {
   if (std::getenv("LOADER_CALLS") != nullptr) {
     std::FILE* calls = std::fopen(std::getenv("FAKE_SIBLING_CALLS"), "ae");
     std::fputs(("loader: " + call + "\n").c_str(), calls);
@@ -25,20 +25,20 @@ void note(const std::string& call) {
   }
 }
 
-std::string fileName(const std::string& path) {
+std::string FileName(const std::string& path) {
   return path.substr(path.rfind('/') + 1);
 }
 
 }  // namespace
 
 void* __wrap_dlopen(const char* path, int flags) {
-  note("open " + fileName(path) + " " + std::to_string(flags));
+  Note("open " + FileName(path) + " " + std::to_string(flags));
   return __real_dlopen(path, flags);
 }
 
 int __wrap_dlclose(void* library) {
   link_map* map = nullptr;
   dlinfo(library, RTLD_DI_LINKMAP, &map);
-  note("close " + fileName(map->l_name));
+  Note("close " + FileName(map->l_name));
   return __real_dlclose(library);
 }

@@ -1,4 +1,4 @@
-#include "tests/calls/JavaHost.h"
+#include "tests/calls/StartedJvm.h"
 
 #include <dlfcn.h>
 
@@ -6,12 +6,12 @@
 #include <cstdlib>
 #include <stdexcept>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using CreateJavaVm = jint(JavaVM**, void**, void*);
 
-CreateJavaVm* findCreateJavaVm() {
+CreateJavaVm* FindCreateJavaVm() {
   const char* home = std::getenv("JAVA_HOME");
   const std::string path = std::string(home == nullptr ? "" : home) + "/lib/server/libjvm.so";
   void* library = dlopen(path.c_str(), RTLD_NOW);
@@ -23,8 +23,8 @@ CreateJavaVm* findCreateJavaVm() {
 
 }  // namespace
 
-JavaHost::JavaHost(const std::vector<std::filesystem::path>& classPath,
-                   const std::vector<std::string>& options) {
+StartedJvm::StartedJvm(const std::vector<std::filesystem::path>& classPath,
+                       const std::vector<std::string>& options) {
   std::string joined = "-Djava.class.path=";
   for (const auto& entry : classPath) {
     joined += (joined.back() == '=' ? "" : ":") + entry.string();
@@ -41,12 +41,12 @@ JavaHost::JavaHost(const std::vector<std::filesystem::path>& classPath,
   arguments.options = entries.data();
   arguments.ignoreUnrecognized = JNI_TRUE;
   JavaVM* vm = nullptr;
-  if (findCreateJavaVm()(&vm, reinterpret_cast<void**>(&m_env), &arguments) != JNI_OK) {
+  if (FindCreateJavaVm()(&vm, reinterpret_cast<void**>(&m_env), &arguments) != JNI_OK) {
     throw std::runtime_error("no JVM could be started");
   }
 }
 
-void JavaHost::runMain(const std::string& className, const std::vector<std::string>& arguments) {
+void StartedJvm::RunMain(const std::string& className, const std::vector<std::string>& arguments) {
   std::string path = className;
   std::replace(path.begin(), path.end(), '.', '/');
   jclass program = m_env->FindClass(path.c_str());
@@ -69,4 +69,4 @@ void JavaHost::runMain(const std::string& className, const std::vector<std::stri
   }
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

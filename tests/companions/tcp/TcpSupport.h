@@ -1,5 +1,5 @@
-#ifndef FERROLINK_TESTS_COMPANIONS_TCP_SUPPORT_H
-#define FERROLINK_TESTS_COMPANIONS_TCP_SUPPORT_H
+#ifndef FERROLINK_TESTS_COMPANIONS_TCP_TCPSUPPORT_H
+#define FERROLINK_TESTS_COMPANIONS_TCP_TCPSUPPORT_H
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@
 
 /// Helpers for tests of the network companions: sockets without manners, and the built client
 /// libraries. Texts stand for bytes.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Ferrolink::Companions::FileDescriptor;
 using Ferrolink::Native::Interfaces::ITransport;
@@ -32,46 +32,46 @@ inline constexpr std::string_view kSpeaksTls("FRLK\x02\x02\x00\x00", 8);
 inline constexpr std::uint32_t kNoTimeLimit = 0xFFFFFFFF;
 
 /// A frame's header: length, number of the command, milliseconds, status, three zeros.
-std::string frameHeader(std::uint32_t length, std::uint32_t number = 1, char status = 0,
+std::string FrameHeader(std::uint32_t length, std::uint32_t number = 1, char status = 0,
                         std::uint32_t milliseconds = kNoTimeLimit);
 /// A frame: its header, the bytes.
-std::string frame(std::string_view bytes, std::uint32_t number = 1, char status = 0);
+std::string Frame(std::string_view bytes, std::uint32_t number = 1, char status = 0);
 
 /// A command of that type to the C++ member, from Java.
-std::string command(char type, std::string_view body, char target = 8);
-std::string callOf(std::string_view handler, std::string_view payload = "", char target = 8);
+std::string Command(char type, std::string_view body, char target = 8);
+std::string CallOf(std::string_view handler, std::string_view payload = "", char target = 8);
 /// What the C++ member answers to Java.
-std::string answerOf(std::string_view payload);
+std::string AnswerOf(std::string_view payload);
 
 /// A connected socket that does what it is told.
 class RawSocket {
  public:
   explicit RawSocket(FileDescriptor connected) : m_socket(std::move(connected)) {}
-  static RawSocket connect(std::uint16_t port);
+  static RawSocket Connect(std::uint16_t port);
 
-  RawSocket& send(std::string_view bytes);
-  RawSocket& sendByteByByte(std::string_view bytes);
+  RawSocket& Send(std::string_view bytes);
+  RawSocket& SendByteByByte(std::string_view bytes);
   /// Exactly that many bytes; fewer where the peer closes.
-  std::string receive(std::size_t size);
+  std::string Receive(std::size_t size);
   /// All that comes until the peer closes; "(reset)" behind it where it does that by force.
-  std::string receiveAll();
+  std::string ReceiveAll();
   /// The bytes of the next frame.
-  std::string receiveFrame();
+  std::string ReceiveFrame();
   /// As a client: sends the next command.
-  RawSocket& command(std::string_view bytes) { return send(frame(bytes, ++m_number)); }
+  RawSocket& Command(std::string_view bytes) { return Send(Frame(bytes, ++m_number)); }
   /// As a client: sends the next command and receives a frame.
-  std::string ask(std::string_view bytes) { return command(bytes).receiveFrame(); }
+  std::string Ask(std::string_view bytes) { return Command(bytes).ReceiveFrame(); }
   /// As a server: answers the frame that was received last.
-  RawSocket& answer(std::string_view bytes, char status = 0) {
-    return send(frame(bytes, m_number, status));
+  RawSocket& Answer(std::string_view bytes, char status = 0) {
+    return Send(Frame(bytes, m_number, status));
   }
-  void endWriting();
+  void EndWriting();
   /// Until all that was sent has arrived at the peer, who need not have read it.
-  void awaitDelivery() const;
+  void AwaitDelivery() const;
   /// Closes by force: the peer sees a reset.
-  void reset();
-  [[nodiscard]] int descriptor() const { return m_socket.get(); }
-  void close() { m_socket = FileDescriptor(); }
+  void Reset();
+  [[nodiscard]] int Descriptor() const { return m_socket.get(); }
+  void Close() { m_socket = FileDescriptor(); }
 
  private:
   FileDescriptor m_socket;
@@ -82,12 +82,12 @@ class RawSocket {
 class Port {
  public:
   Port();
-  void listen(int backlog = SOMAXCONN) const;
-  [[nodiscard]] RawSocket accept() const;
+  void Listen(int backlog = SOMAXCONN) const;
+  [[nodiscard]] RawSocket Accept() const;
   /// Accepts and welcomes a client.
-  [[nodiscard]] RawSocket greeted() const;
-  [[nodiscard]] std::uint16_t number() const { return m_number; }
-  [[nodiscard]] std::string name() const { return "127.0.0.1:" + std::to_string(m_number); }
+  [[nodiscard]] RawSocket Greeted() const;
+  [[nodiscard]] std::uint16_t Number() const { return m_number; }
+  [[nodiscard]] std::string Name() const { return "127.0.0.1:" + std::to_string(m_number); }
 
  private:
   FileDescriptor m_socket;
@@ -99,7 +99,7 @@ class FakeServer : public Port {
  public:
   template <class Script>
   explicit FakeServer(Script script) {
-    listen();
+    Listen();
     m_thread = std::thread([this, script] {
       try {
         script(*this);
@@ -110,9 +110,9 @@ class FakeServer : public Port {
   }
   FakeServer(const FakeServer&) = delete;
   FakeServer& operator=(const FakeServer&) = delete;
-  ~FakeServer() { join(); }
+  ~FakeServer() { Join(); }
 
-  void join() {
+  void Join() {
     if (m_thread.joinable()) {
       m_thread.join();
     }
@@ -125,14 +125,14 @@ class FakeServer : public Port {
 enum class Kind { Plain, Tls };
 
 /// A channel of a built client library; null where it makes none.
-std::unique_ptr<ITransport> channelTo(const char* host, std::uint16_t port,
+std::unique_ptr<ITransport> ChannelTo(const char* host, std::uint16_t port,
                                       Kind kind = Kind::Plain);
-std::unique_ptr<ITransport> channelTo(std::uint16_t port, Kind kind = Kind::Plain);
+std::unique_ptr<ITransport> ChannelTo(std::uint16_t port, Kind kind = Kind::Plain);
 
 /// Sends, and reads the response; "error: " and the text where that fails.
-std::string exchange(ITransport& channel, std::string command);
-int send(ITransport& channel, std::string command);
-std::string read(ITransport& channel, int length);
+std::string Exchange(ITransport& channel, std::string command);
+int Send(ITransport& channel, std::string command);
+std::string Read(ITransport& channel, int length);
 
 /// Sets an environment variable for as long as it lives.
 class Variable {
@@ -146,6 +146,6 @@ class Variable {
   const std::string m_name;
 };
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef FERROLINK_TESTS_VERIFY_SUPPORT_H
-#define FERROLINK_TESTS_VERIFY_SUPPORT_H
+#ifndef FERROLINK_TESTS_VERIFY_PROOFCASES_H
+#define FERROLINK_TESTS_VERIFY_PROOFCASES_H
 
 #include <ferrolink/Host.h>
 
@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "tests/calls/Support.h"
+#include "tests/calls/JavaProgramCases.h"
 
 /// Helpers for proofs: tests whose counts scripts/verify raises, and whose figures it writes down.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// Figures by name, of one run on one JDK.
 using Figures = std::map<std::string, long>;
@@ -19,21 +19,21 @@ using Figures = std::map<std::string, long>;
 /// Runs the case on each JDK, in a tree with everything and the proofs' handlers. Expects it to end
 /// by itself; hands its figures (lines or reports such as "calls=12") on to `check`, and makes them
 /// properties of the test.
-void proveOnEveryJdk(const std::string& name, const std::string& javaOptions,
+void ProveOnEveryJdk(const std::string& name, const std::string& javaOptions,
                      const std::function<void(const Figures&)>& check);
 
 /// For bodies: adds a figure.
-void reportFigure(const std::string& name, long value);
+void ReportFigure(const std::string& name, long value);
 
 /// For bodies: the archive with the proofs' handlers and programs.
-std::filesystem::path caseProofs();
+std::filesystem::path CaseProofs();
 
 /// For bodies: starts the JVM by a command from this thread; the proofs' handlers are there.
-Ferrolink::Host::Host& startHost();
+Ferrolink::Host::Host& StartHost();
 
 /// For bodies: runs `body` on that many threads, which begin together, and waits for all of them.
-void onThreads(int threads, const std::function<void(int)>& body);
+void OnThreads(int threads, const std::function<void(int)>& body);
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -1,5 +1,5 @@
-#ifndef FERROLINK_TESTS_COMPANIONS_CPP_SUPPORT_H
-#define FERROLINK_TESTS_COMPANIONS_CPP_SUPPORT_H
+#ifndef FERROLINK_TESTS_COMPANIONS_CPP_CPPMEMBERCASES_H
+#define FERROLINK_TESTS_COMPANIONS_CPP_CPPMEMBERCASES_H
 
 #include <ferrolink/Caller.h>
 #include <ferrolink/CppRuntime.h>
@@ -15,7 +15,7 @@
 
 /// Helpers for tests that open the built C++ member. Bodies of process cases use everything but
 /// the first three.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Ferrolink::Cpp::Bytes;
 using Ferrolink::Cpp::Caller;
@@ -29,47 +29,47 @@ using Ferrolink::Native::Interfaces::ITransmitter;
 using Span = std::span<const std::uint8_t>;
 
 /// Copies the member into the tree; with its companions, so that errors are logged, where asked.
-void installMember(const InstallationTree& tree, bool withCompanions = false);
+void InstallMember(const InstallationTree& tree, bool withCompanions = false);
 
 /// Runs the case in a tree that holds the member alone; "off" is the logging level.
-CaseResult runMemberCase(const std::string& name, const std::vector<std::string>& arguments = {});
+CaseResult RunMemberCase(const std::string& name, const std::vector<std::string>& arguments = {});
 
 /// Expects that the case ended well with exactly this report.
-void expectReport(const CaseResult& result, const std::vector<std::string>& report);
+void ExpectReport(const CaseResult& result, const std::vector<std::string>& report);
 
-std::filesystem::path memberPath();
+std::filesystem::path MemberPath();
 
 /// A function that the member exports.
 template <class Function>
-Function* exported(const char* name) {
-  return Ferrolink::Host::detail::functionOf<Function>(
-      Ferrolink::Host::detail::openLibrary(memberPath()), memberPath(), name);
+Function* Exported(const char* name) {
+  return Ferrolink::Host::detail::FunctionOf<Function>(
+      Ferrolink::Host::detail::OpenLibrary(MemberPath()), MemberPath(), name);
 }
 
 /// The receiver, initialised for a Java caller.
-IReceiver* openReceiver(RuntimeOperationMode mode = RuntimeOperationMode::CalledRuntime);
+IReceiver* OpenReceiver(RuntimeOperationMode mode = RuntimeOperationMode::CalledRuntime);
 
-Registrar openRegistrar();
-Caller openCaller();
-const ferrolink_registrar* openTable();
+Registrar OpenRegistrar();
+Caller OpenCaller();
+const ferrolink_registrar* OpenTable();
 
 /// A command to the member from runtime 2, Java.
-Bytes command(std::uint8_t type, std::string_view body);
-Bytes callOf(std::string_view handler, std::string_view payload = "");
-Bytes loadOf(std::string_view path);
+Bytes Command(std::uint8_t type, std::string_view body);
+Bytes CallOf(std::string_view handler, std::string_view payload = "");
+Bytes LoadOf(std::string_view path);
 
 /// Sends and reads on this thread: the whole reply.
-Bytes exchange(IReceiver* receiver, Bytes command);
+Bytes Exchange(IReceiver* receiver, Bytes command);
 
 /// The type of the reply, a colon, and its body as text.
-std::string outcome(IReceiver* receiver, const Bytes& command);
+std::string Outcome(IReceiver* receiver, const Bytes& command);
 
 /// Two upper-case digits a byte, separated by blanks.
-std::string hex(Span bytes);
+std::string Hex(Span bytes);
 
 /// The bytes with `letter` behind them.
-Bytes with(Bytes bytes, char letter);
+Bytes With(Bytes bytes, char letter);
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

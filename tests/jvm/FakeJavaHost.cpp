@@ -1,4 +1,4 @@
-#include "tests/jvm/JavaHost.h"
+#include "tests/jvm/FakeJavaHost.h"
 
 #include <gtest/gtest.h>
 
@@ -20,7 +20,7 @@ TRANSMITTER_WRAPPER(void, setCallback)(JNIEnv* env, jobject self, jobject callba
 
 #define NATIVE(method) Java_com_ferrolink_core_transmitter_TransmitterWrapper_##method
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 JavaThread::JavaThread(JavaVM* vm) : m_vm(vm) {
   vm->AttachCurrentThread(reinterpret_cast<void**>(&m_env), nullptr);
@@ -30,18 +30,18 @@ JavaThread::~JavaThread() {
   m_vm->DetachCurrentThread();
 }
 
-jbyteArray JavaThread::array(const Bytes& bytes) const {
+jbyteArray JavaThread::Array(const Bytes& bytes) const {
   const auto size = static_cast<jsize>(bytes.size());
   jbyteArray made = m_env->NewByteArray(size);
   m_env->SetByteArrayRegion(made, 0, size, reinterpret_cast<const jbyte*>(bytes.data()));
   return made;
 }
 
-jstring JavaThread::string(const std::string& modifiedUtf8) const {
+jstring JavaThread::String(const std::string& modifiedUtf8) const {
   return m_env->NewStringUTF(modifiedUtf8.c_str());
 }
 
-Bytes JavaThread::contents(jbyteArray array) const {
+Bytes JavaThread::Contents(jbyteArray array) const {
   Bytes bytes(static_cast<std::size_t>(m_env->GetArrayLength(array)));
   m_env->GetByteArrayRegion(array, 0, static_cast<jsize>(bytes.size()),
                             reinterpret_cast<jbyte*>(bytes.data()));
@@ -80,7 +80,7 @@ void JavaThread::setCallback(jobject callback) const {
   NATIVE(setCallback)(m_env, nullptr, callback);
 }
 
-std::string JavaThread::nativeError() const {
+std::string JavaThread::NativeError() const {
   jstring text = getNativeError();
   if (text == nullptr) {
     return "(null)";
@@ -92,12 +92,12 @@ std::string JavaThread::nativeError() const {
   return copy;
 }
 
-std::string JavaThread::outcome(jint result) const {
-  return std::to_string(result) + (result < 0 ? ": " + nativeError() : "");
+std::string JavaThread::Outcome(jint result) const {
+  return std::to_string(result) + (result < 0 ? ": " + NativeError() : "");
 }
 
-std::string JavaHost::left(const FakeJvm::Counts& before) {
-  const FakeJvm::Counts after = jvm.counts();
+std::string FakeJavaHost::Left(const FakeJvm::Counts& before) {
+  const FakeJvm::Counts after = jvm.Counts();
   std::string text;
   const auto add = [&](const char* name, long number) {
     if (number != 0) {
@@ -109,56 +109,56 @@ std::string JavaHost::left(const FakeJvm::Counts& before) {
   add("elements", after.elements - before.elements);
   add("characters", after.characters - before.characters);
   add("attached", after.attachedThreads - before.attachedThreads);
-  add("pending", thread.env()->ExceptionCheck());
+  add("pending", thread.Env()->ExceptionCheck());
   return text.empty() ? "nothing" : text;
 }
 
-void JavaHost::reportCall(const std::function<jint()>& method) {
+void FakeJavaHost::ReportCall(const std::function<jint()>& method) {
   jint result = 0;
-  const FakeJvm::Counts before = jvm.counts();
-  jvm.clearCalls();
+  const FakeJvm::Counts before = jvm.Counts();
+  jvm.ClearCalls();
   result = method();
-  const std::string calls = words(jvm.calls());
-  const std::string leftBehind = left(before);
-  report(thread.outcome(result));
-  report(calls);
-  report(leftBehind);
+  const std::string calls = Words(jvm.Calls());
+  const std::string leftBehind = Left(before);
+  Report(thread.Outcome(result));
+  Report(calls);
+  Report(leftBehind);
 }
 
-void JavaHost::reportVoidCall(const std::function<void()>& method) {
-  const FakeJvm::Counts before = jvm.counts();
-  jvm.clearCalls();
+void FakeJavaHost::ReportVoidCall(const std::function<void()>& method) {
+  const FakeJvm::Counts before = jvm.Counts();
+  jvm.ClearCalls();
   method();
-  report(words(jvm.calls()));
-  report(left(before));
+  Report(Words(jvm.Calls()));
+  Report(Left(before));
 }
 
 CallerTree::CallerTree() {
-  addRuntime("Cpp", FAKESIBLING_PATH);
-  addRuntime("Jvm", FAKESIBLING_PATH);
-  addLibrary("libFerrolinkTcpClient.so", FAKESIBLING_PATH);
+  AddRuntime("Cpp", FAKESIBLING_PATH);
+  AddRuntime("Jvm", FAKESIBLING_PATH);
+  AddLibrary("libFerrolinkTcpClient.so", FAKESIBLING_PATH);
 }
 
-void CallerTree::expect(const std::string& name, const Texts& expected,
+void CallerTree::Expect(const std::string& name, const Texts& expected,
                         const CaseOptions& options) {
-  const CaseResult result = run(name, options);
+  const CaseResult result = Run(name, options);
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.report, expected) << result.err;
 }
 
-std::string CallerTree::lastCall() const {
-  const std::string all = calls();
+std::string CallerTree::LastCall() const {
+  const std::string all = Calls();
   return all.size() < 2 ? "" : all.substr(all.rfind('\n', all.size() - 2) + 1);
 }
 
-CaseOptions throwingIn(const char* operation) {
+CaseOptions ThrowingIn(const char* operation) {
   CaseOptions options;
   options.environment["FAKE_SIBLING_THROW"] = "libFerrolinkCppRuntimeNative.so";
   options.environment["FAKE_SIBLING_THROW_IN"] = operation;
   return options;
 }
 
-std::string words(const Texts& texts) {
+std::string Words(const Texts& texts) {
   std::string all;
   for (const std::string& text : texts) {
     all += (all.empty() ? "" : " ") + text;
@@ -166,4 +166,4 @@ std::string words(const Texts& texts) {
   return all;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
