@@ -10,6 +10,6 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  FerrolinkTest::DriveCodec({data, size});
+  Ferrolink::Tests::DriveCodec({data, size});
   return 0;
 }

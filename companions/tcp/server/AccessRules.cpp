@@ -101,7 +101,8 @@ bool AccessRules::NeedCertificates() const {
   });
 }
 
-// A certificate's subject may have types in mixed case, such as emailAddress.
+// The comparison needs canonical subjects, because types may be in mixed case, such as
+// emailAddress.
 bool AccessRules::Names(const Rule& rule, const ClientIdentity& identity) {
   const std::string subject = CanonicalName("subject:" + identity.subject);
   return std::any_of(rule.clients.begin(), rule.clients.end(), [&](const std::string& name) {
@@ -128,7 +129,7 @@ AccessRules::Admission AccessRules::Admit(const ClientIdentity& identity) {
   return client;
 }
 
-// Its calls have ended before.
+// Precondition: the client's calls have ended.
 void AccessRules::Leave(Uses::iterator use) {
   const std::lock_guard lock(m_mutex);
   if (--use->second.connections == 0) {

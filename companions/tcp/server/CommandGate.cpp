@@ -9,14 +9,14 @@ namespace {
 
 namespace Header = Native::Definitions::CommandHeader;
 
-// The handler of the Java archive that does what a load-library command does.
+// The handler of the Java archive with the effect of a load-library command.
 constexpr std::string_view kLoadingHandler = "load-archives";
 
 constexpr const char* kNoLoading =
     "This server loads no libraries for its clients. Start it with --plug-in FILE, or with "
     "--allow-load-library.";
 
-// Where the length of the handler's name is; 0 where the type is none of a call.
+// The offset of the handler's name length; 0 if the type is not a call.
 std::size_t PlaceOfName(std::uint8_t type) {
   if (type == Host::detail::kTypeCallHandler) {
     return Header::kSize;

@@ -25,7 +25,7 @@ constexpr const char* kOperations = "Operations";
 constexpr const char* kEndpoint =
     "an address or name and a port, such as 127.0.0.1:8080, [::1]:8080 or localhost:8080";
 
-// A name stands for the first address that the system knows for it.
+// A name is resolved to its first address.
 tcp::endpoint EndpointOf(const std::string& text) {
   const auto colon = text.rfind(':');
   std::string host = text.substr(0, colon);

@@ -11,7 +11,7 @@
 
 #include "tests/companions/objects/FakeBroker.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Objects;
@@ -184,4 +184,4 @@ void DriveCodec(std::span<const std::uint8_t> input) {
   t_answer.clear();
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

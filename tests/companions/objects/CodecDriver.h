@@ -4,13 +4,13 @@
 #include <cstdint>
 #include <span>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// Gives bytes to the decoders of typed calls: the first byte says to which, the rest is what the
 /// other side sent. Returns if they were read, or refused with an error that has a text; ends the
 /// process if a rule does not hold.
 void DriveCodec(std::span<const std::uint8_t> input);
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

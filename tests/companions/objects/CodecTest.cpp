@@ -6,7 +6,7 @@
 
 #include "tests/companions/objects/FakeBroker.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Objects;
@@ -234,4 +234,4 @@ TEST(ObjectsCodec, ArraysNestAtMost32Deep) {
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 namespace Objects = Ferrolink::Objects::detail;
@@ -13,17 +13,17 @@ constexpr std::size_t kHeader = 11;
 
 BrokerRequest parse(Span command) {
   Objects::Reader reader(command.subspan(kHeader));
-  const auto length = reader.Number<std::uint8_t>();
-  const Span name = reader.Bytes(length);
+  const auto length = reader.TakeNumber<std::uint8_t>();
+  const Span name = reader.TakeBytes(length);
   if (std::string(name.begin(), name.end()) != "objects") {
     throw std::invalid_argument("no typed call");
   }
   BrokerRequest request;
-  for (auto left = reader.Number<std::uint16_t>(); left != 0; --left) {
-    request.releases.push_back(reader.Number<std::uint64_t>());
+  for (auto left = reader.TakeNumber<std::uint16_t>(); left != 0; --left) {
+    request.releases.push_back(reader.TakeNumber<std::uint64_t>());
   }
-  request.operation = reader.Number<std::uint8_t>();
-  const Span rest = reader.Bytes(reader.Left());
+  request.operation = reader.TakeNumber<std::uint8_t>();
+  const Span rest = reader.TakeBytes(reader.Left());
   request.rest.assign(rest.begin(), rest.end());
   return request;
 }
@@ -72,4 +72,4 @@ void FakeBroker::WaitForReleases(std::size_t count) {
   m_changed.wait(lock, [&] { return m_released.size() >= count; });
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -14,7 +14,7 @@
 #include <vector>
 
 /// Typed calls without a JVM.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Bytes = std::vector<std::uint8_t>;
 using Span = std::span<const std::uint8_t>;
@@ -115,6 +115,6 @@ inline Bytes VoidReply() {
   return {0, 15};
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -7,7 +7,7 @@
 
 #include "tests/companions/objects/FakeBroker.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Objects;
@@ -337,4 +337,4 @@ TEST(ObjectFunctions, ObjectsOfAFunctionAreNotTheScopesOfItsCaller) {
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

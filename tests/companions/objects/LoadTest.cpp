@@ -11,7 +11,7 @@
 #include "tests/companions/objects/RealJava.h"
 #include "tests/support/Counts.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Objects;
@@ -38,36 +38,36 @@ void ReportGrowth(long count, const std::function<void()>& action) {
   repeat(count - count / 10);
   const long grown = ResidentMiB() - before;
   constexpr long kHeap = 64;
-  report(grown <= kHeap ? "flat" : "grew by " + std::to_string(grown) + " MiB");
+  Report(grown <= kHeap ? "flat" : "grew by " + std::to_string(grown) + " MiB");
 }
 
 PROCESS_CASE(makeAndDropObjects) {
   const Java java = TheJava();
   const std::size_t before = java.LiveObjects().handles;
-  ReportGrowth(countOr("TEST_OBJECTS", 20'000), [&] {
+  ReportGrowth(CountOr("TEST_OBJECTS", 20'000), [&] {
     const Object list = java.New("java.util.ArrayList");
     const Object copy = list;
   });
   const Statistics after = java.LiveObjects();
-  report(static_cast<long>(after.handles - before));
-  report(static_cast<long>(after.handlesByClass.count("java.util.ArrayList")));
+  Report(static_cast<long>(after.handles - before));
+  Report(static_cast<long>(after.handlesByClass.count("java.util.ArrayList")));
 }
 
 PROCESS_CASE(makeAndDropFunctions) {
   const Java java = TheJava();
   auto alive = std::make_shared<int>(1);
   long ran = 0;
-  const long count = countOr("TEST_FUNCTIONS", 2'000);
+  const long count = CountOr("TEST_FUNCTIONS", 2'000);
   ReportGrowth(count, [&] {
     java.Implement("java.lang.Runnable", [alive, &ran] { ran += *alive; }).Call<void>("run");
   });
-  report(ran == count ? "all ran" : std::to_string(ran));
-  report(static_cast<long>(FunctionsAfterCollection(java, 0)));
+  Report(ran == count ? "all ran" : std::to_string(ran));
+  Report(static_cast<long>(FunctionsAfterCollection(java, 0)));
   // The last collected proxies are told by a thread of Java.
   while (alive.use_count() > 1) {
     FunctionsAfterCollection(java, 0);
   }
-  report(alive.use_count());
+  Report(alive.use_count());
 }
 
 // Calls, objects, exceptions, arrays, iteration, functions and fields in turn.
@@ -111,7 +111,7 @@ PROCESS_CASE(callFromEightThreads) {
   const Java java = TheJava();
   const Object list = java.CallStatic("java.util.Arrays", "asList", 1, 2, 3, 4);
   constexpr int kThreads = 8;
-  const long each = countOr("TEST_MIXED_CALLS", 700);
+  const long each = CountOr("TEST_MIXED_CALLS", 700);
   std::atomic<long> right{0};
   std::latch start(kThreads);
   std::vector<std::thread> threads;
@@ -127,9 +127,9 @@ PROCESS_CASE(callFromEightThreads) {
   for (std::thread& thread : threads) {
     thread.join();
   }
-  report(right == kThreads * each ? "all right" : std::to_string(right));
-  report(static_cast<long>(FunctionsAfterCollection(java, 0)));
-  report(static_cast<long>(java.LiveObjects().handles));
+  Report(right == kThreads * each ? "all right" : std::to_string(right));
+  Report(static_cast<long>(FunctionsAfterCollection(java, 0)));
+  Report(static_cast<long>(java.LiveObjects().handles));
 }
 
 std::string Refusal(const std::function<void()>& action) {
@@ -162,16 +162,16 @@ PROCESS_CASE(useHandlesThatAreNotThere) {
   };
   const std::string text = Refusal([&] { objectOf(foreign, classId).Call("size"); });
   const auto [slot, generation] = expected(foreign);
-  report(text.starts_with("stale: ") && text.find(slot) != std::string::npos &&
+  Report(text.starts_with("stale: ") && text.find(slot) != std::string::npos &&
                  text.find(generation) != std::string::npos
              ? "told by its numbers"
              : text);
-  report(Refusal([&] {
+  Report(Refusal([&] {
            objectOf(std::uint64_t{1} << 32U | 0xFFFFFF, classId).Call("size");
          }).substr(0, 6));
-  report(list.Call<int>("size"));
+  Report(list.Call<int>("size"));
   { const Object released = objectOf(number, classId); }
-  report(Refusal([&] { list.Call("size"); }).substr(0, 6));
+  Report(Refusal([&] { list.Call("size"); }).substr(0, 6));
 }
 
 // A proxy that Java still has, of a function whose sendings came back: as after an error in
@@ -185,8 +185,8 @@ PROCESS_CASE(callAFunctionThatWasFreed) {
   java.CallStatic(TestClass("Probes"), "keep", proxy);
   java.CallStatic(TestClass("Probes"), "runKept");
   detail::FunctionTable::Instance().GiveBack(body->Id(), 1);
-  const std::string text = thrownBy([&] { java.CallStatic(TestClass("Probes"), "runKept"); });
-  report(text.substr(0, text.find('\n')));
+  const std::string text = ThrownBy([&] { java.CallStatic(TestClass("Probes"), "runKept"); });
+  Report(text.substr(0, text.find('\n')));
 }
 
 Object g_static;
@@ -201,7 +201,7 @@ PROCESS_CASE(endWithObjects) {
   for (int count = 0; count < 2'000; ++count) {
     java.New("java.util.ArrayList");
   }
-  report("ends");
+  Report("ends");
 }
 
 using ObjectLoad = OnEachJdk;
@@ -234,7 +234,7 @@ TEST_P(ObjectLoad, AProcessEndsWithObjectsThatAreStillThere) {
   ExpectReport(RunOnJava("endWithObjects", GetParam()), {"ends"});
 }
 
-INSTANTIATE_TEST_SUITE_P(EachJdk, ObjectLoad, testing::ValuesIn(installedJdks()));
+INSTANTIATE_TEST_SUITE_P(EachJdk, ObjectLoad, testing::ValuesIn(InstalledJdks()));
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

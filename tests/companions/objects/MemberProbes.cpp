@@ -1,7 +1,7 @@
 // Classes, constructors, fields and methods.
 #include "tests/companions/objects/Probe.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using namespace Ferrolink::Objects;
 
 namespace {

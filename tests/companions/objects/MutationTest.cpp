@@ -10,7 +10,7 @@
 #include "tests/companions/objects/FakeBroker.h"
 #include "tests/support/Counts.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 std::vector<Bytes> Corpus() {
@@ -81,8 +81,8 @@ class Mutator {
 };
 
 TEST(ObjectMutations, EveryInputIsReadOrRefusedWithAText) {
-  const long count = countOr("TEST_MUTATED_INPUTS", 20'000);
-  const auto seed = static_cast<unsigned>(countOr("TEST_MUTATION_SEED", 1));
+  const long count = CountOr("TEST_MUTATED_INPUTS", 20'000);
+  const auto seed = static_cast<unsigned>(CountOr("TEST_MUTATION_SEED", 1));
   const std::vector<Bytes> corpus = Corpus();
   ASSERT_GE(corpus.size(), 21U);
   Mutator mutator(seed);
@@ -94,4 +94,4 @@ TEST(ObjectMutations, EveryInputIsReadOrRefusedWithAText) {
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

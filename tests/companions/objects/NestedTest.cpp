@@ -6,7 +6,7 @@
 
 #include "tests/companions/objects/FakeBroker.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Objects;
@@ -22,9 +22,9 @@ struct Nest {
             return ByteList(U8(0), std::uint32_t{3});
           }
           Ferrolink::Objects::detail::Reader rest(request.rest);
-          rest.Bytes(4 + 1 + 8 + 8 + 1);
-          rest.NextTag();
-          const std::string text(rest.Text());
+          rest.TakeBytes(4 + 1 + 8 + 8 + 1);
+          rest.TakeTag();
+          const std::string text(rest.TakeText());
           const auto depth = static_cast<int>(text.size() / 1000);
           const std::string inner = depth == 0 ? "" : CallAt(depth - 1);
           return ByteList(U8(0), U8(10)).Text(text + inner);
@@ -77,4 +77,4 @@ TEST(ObjectNesting, AThreadMayMakeCallsWhileItsThreadLocalObjectsAreDestroyed) {
 }
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -13,7 +13,7 @@
 ///   PROBE(AFieldIsRead, "5") { return Text(java.New(...).Get<int>("x")); }
 ///
 /// All of them run in one JVM, one after another, on every JDK, also with checked JNI.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 struct Probe {
   const char* name;
@@ -49,12 +49,12 @@ std::string Texts(const Values&... values) {
   return texts;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #define PROBE(name, expected)                                            \
   static std::string probe_##name(const Ferrolink::Objects::Java& java); \
-  static const FerrolinkTest::ProbeRegistration registration_##name(     \
-      FerrolinkTest::Probe{#name, expected, probe_##name});              \
+  static const Ferrolink::Tests::ProbeRegistration registration_##name(  \
+      Ferrolink::Tests::Probe{#name, expected, probe_##name});           \
   static std::string probe_##name([[maybe_unused]] const Ferrolink::Objects::Java& java)
 
 #endif

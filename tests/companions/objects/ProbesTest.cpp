@@ -4,7 +4,7 @@
 
 #include "tests/companions/objects/Probe.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 std::vector<Probe>& Probes() {
   static std::vector<Probe> probes;
@@ -22,7 +22,7 @@ PROCESS_CASE(runProbes) {
     } catch (const std::exception& error) {
       result = std::string("threw ") + error.what();
     }
-    report(std::string(probe.name) + ": " + result);
+    Report(std::string(probe.name) + ": " + result);
   }
 }
 
@@ -46,7 +46,7 @@ TEST_P(ObjectProbes, AllHoldWhereTheJvmChecksJni) {
   ExpectAll(RunOnJava("runProbes", GetParam(), "-Xcheck:jni"));
 }
 
-INSTANTIATE_TEST_SUITE_P(EachJdk, ObjectProbes, testing::ValuesIn(installedJdks()));
+INSTANTIATE_TEST_SUITE_P(EachJdk, ObjectProbes, testing::ValuesIn(InstalledJdks()));
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -1,6 +1,6 @@
 #include "tests/companions/objects/RealJava.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 using Ferrolink::Host::Host;
 using Ferrolink::Objects::Java;
@@ -8,12 +8,12 @@ using Ferrolink::Objects::Java;
 CaseResult RunOnJava(const std::string& name, const std::filesystem::path& jdk,
                      const std::string& javaOptions) {
   const InstallationTree tree;
-  tree.addLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, "libFerrolinkJvmRuntimeNative.so");
-  tree.addLibrary(FERROLINKCPPRUNTIMENATIVE_PATH, "libFerrolinkCppRuntimeNative.so");
-  tree.addLibrary(CONFIGS_PATH, "libConfigs.so");
-  tree.addLibrary(UTILS_PATH, "libUtils.so");
-  std::filesystem::copy_file(FERROLINK_JAR, tree.jvmDirectory() / "FerrolinkJvmRuntime.jar");
-  return runCase(name, tree, onJdk(tree, jdk, javaOptions));
+  tree.AddLibrary(FERROLINKJVMRUNTIMENATIVE_PATH, "libFerrolinkJvmRuntimeNative.so");
+  tree.AddLibrary(FERROLINKCPPRUNTIMENATIVE_PATH, "libFerrolinkCppRuntimeNative.so");
+  tree.AddLibrary(CONFIGS_PATH, "libConfigs.so");
+  tree.AddLibrary(UTILS_PATH, "libUtils.so");
+  std::filesystem::copy_file(FERROLINK_JAR, tree.JvmDirectory() / "FerrolinkJvmRuntime.jar");
+  return RunCase(name, tree, OnJdk(tree, jdk, javaOptions));
 }
 
 void ExpectEnded(const CaseResult& result) {
@@ -32,7 +32,7 @@ void ExpectReport(const CaseResult& result, const std::vector<std::string>& repo
 
 Host& TheHost() {
   static auto& host = *[] {
-    auto* made = new Host({caseNativeDirectory(), ""});
+    auto* made = new Host({CaseNativeDirectory(), ""});
     made->LoadLibrary(OBJECT_CLASSES_JAR);
     return made;
   }();
@@ -60,4 +60,4 @@ std::size_t FunctionsAfterCollection(const Java& java, std::size_t expected) {
   return functions;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

@@ -14,7 +14,7 @@
 #include "tests/support/ProcessCase.h"
 
 /// Typed calls with the built library, the built archive and a real JVM.
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// Runs a case in an installation of its own, on a JDK.
 CaseResult RunOnJava(const std::string& name, const std::filesystem::path& jdk,
@@ -39,6 +39,6 @@ std::size_t FunctionsAfterCollection(const Ferrolink::Objects::Java& java, std::
 /// Each JDK of this machine.
 class OnEachJdk : public testing::TestWithParam<std::filesystem::path> {};
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -4,7 +4,7 @@
 #pragma GCC diagnostic ignored "-Wunused-parameter"
 #pragma GCC diagnostic ignored "-Wunused-variable"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Objects;
@@ -15,52 +15,52 @@ PROCESS_CASE(runTheDocumentedLines) {
   Java java(host);                                              // of a Ferrolink::Host::Host, or of a Ferrolink::Cpp::Caller
   Object list = java.New("java.util.ArrayList");                // constructor by arguments
   list.Call("add", 42);  int n = list.Call<int>("size");        // Call<R = Object>(method, arguments...)
-  report(n);
+  Report(n);
   double m = java.CallStatic<double>("java.lang.Math", "max", 1.0, 2.0);
-  report(std::to_string(m));
+  Report(std::to_string(m));
   const auto cls = TestClass("Probes");
   const auto field = "shared";
   const auto value = "changed";
   int max = java.GetStatic<int>("java.lang.Integer", "MAX_VALUE");  java.SetStatic(cls, field, value);
-  report(max);
-  report(java.GetStatic<std::string>(cls, field));
+  Report(max);
+  Report(java.GetStatic<std::string>(cls, field));
   Object point = java.New(cls);
   point.Get<int>("x");  point.Set("x", 7);
-  report(point.Get<int>("x"));
+  Report(point.Get<int>("x"));
   Object other = java.New("java.util.ArrayList");
   list.ToString(); list.HashCode(); list.Equals(other); list.InstanceOf("java.util.List"); list.ClassName(); list.IsNull();
-  report(list.ToString() + " " + std::to_string(list.HashCode()) + " " + list.ClassName());
-  for (Object element : list.Iterate(1024)) report(element.As<int>());            // chunks of that many
+  Report(list.ToString() + " " + std::to_string(list.HashCode()) + " " + list.ClassName());
+  for (Object element : list.Iterate(1024)) Report(element.As<int>());            // chunks of that many
   {
     Object object = java.New("java.lang.String", "axb");
     auto text = object.As<std::string>();                          // unboxing and conversion, an error where it does not fit
     Method<int(std::string_view)> indexOf(java, "java.lang.String", "indexOf");  int i = indexOf(text, "x");  // resolved once
-    report(i);
+    Report(i);
   }
   int ran = 0;
   {
     Object r = java.Implement("java.lang.Runnable", [&] { ++ran; });
     r.Call("run");
-    report(ran);
+    Report(ran);
     Object c = java.Implement("java.util.Comparator", {{"compare", [](Object a, Object b) { return 0; }}});
-    report(c.Call<int>("compare", 1, 2));
+    Report(c.Call<int>("compare", 1, 2));
   }
   { Scope scope(java); java.New("java.util.ArrayList"); }           // releases all handles made within, in one command
   Object type = java.FindClass("java.lang.String");              // its java.lang.Class
-  report(type.ToString());
+  Report(type.ToString());
   try {
     java.New("java.io.FileReader", "/no/such/file");
   }
   catch (const JavaException& e) { e.ClassName(); e.Is("java.io.IOException"); e.Message(); e.what();   // texts; what() has all causes
                                    std::optional<JavaException> c = e.Cause();  Object thrown = e.Throwable();
-    report(e.ClassName() + (c ? " with" : " without") + " cause, " + thrown.ClassName());
+    Report(e.ClassName() + (c ? " with" : " without") + " cause, " + thrown.ClassName());
   }
   Statistics s = java.LiveObjects();    // s.handles, s.functions, s.members: std::size_t; s.handlesByClass: std::map<std::string, std::size_t>
   static_assert(std::is_same_v<decltype(s.handles), std::size_t>);
   static_assert(std::is_same_v<decltype(s.functions), std::size_t>);
   static_assert(std::is_same_v<decltype(s.members), std::size_t>);
   static_assert(std::is_same_v<decltype(s.handlesByClass), std::map<std::string, std::size_t>>);
-  report(static_cast<long>(s.handlesByClass.at("java.util.ArrayList")));
+  Report(static_cast<long>(s.handlesByClass.at("java.util.ArrayList")));
 }
 // clang-format on
 
@@ -73,7 +73,7 @@ TEST_P(ObjectSnippet, TheDocumentedLinesDoWhatTheySay) {
                 "java.io.FileNotFoundException without cause, java.io.FileNotFoundException", "2"});
 }
 
-INSTANTIATE_TEST_SUITE_P(EachJdk, ObjectSnippet, testing::ValuesIn(installedJdks()));
+INSTANTIATE_TEST_SUITE_P(EachJdk, ObjectSnippet, testing::ValuesIn(InstalledJdks()));
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

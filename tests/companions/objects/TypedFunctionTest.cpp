@@ -7,14 +7,14 @@
 
 #include "tests/companions/objects/RealJava.h"
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 namespace {
 
 using namespace Ferrolink::Objects;
 using Ferrolink::Cpp::Registrar;
 
 void RegisterFunctions() {
-  const Registrar registrar(caseNativeDirectory());
+  const Registrar registrar(CaseNativeDirectory());
   registrar.Register("sum", [](std::span<const double> v) -> double {
     return std::accumulate(v.begin(), v.end(), 0.0);
   });
@@ -39,7 +39,7 @@ void RegisterFunctions() {
 void ReportLines(const std::string& text) {
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
-    report(line);
+    Report(line);
   }
 }
 
@@ -48,38 +48,38 @@ PROCESS_CASE(callTypedFunctions) {
   RegisterFunctions();
   const std::size_t before = java.LiveObjects().handles;
   ReportLines(java.CallStatic<std::string>(TestClass("TypedCalls"), "run"));
-  report(java.LiveObjects().handles == before
+  Report(java.LiveObjects().handles == before
              ? "nothing left"
              : std::to_string(java.LiveObjects().handles - before) + " handles left");
 }
 
 // The form of bytes is as it was, and the two are told from one another.
 PROCESS_CASE(registerBothForms) {
-  const Registrar registrar(caseNativeDirectory());
+  const Registrar registrar(CaseNativeDirectory());
   registrar.Register("bytes", [](std::span<const std::uint8_t> bytes) {
     return Ferrolink::Cpp::Bytes(bytes.rbegin(), bytes.rend());
   });
   registrar.Register("typed", [] { return 1; });
-  const Ferrolink::Cpp::Caller caller({caseNativeDirectory(), ""});
+  const Ferrolink::Cpp::Caller caller({CaseNativeDirectory(), ""});
   const auto call = [&](const char* name, const Ferrolink::Cpp::Bytes& payload) {
     return caller.Call(Ferrolink::Cpp::Runtime::Cpp, name, payload);
   };
-  report(Ferrolink::Cpp::ToText(call("bytes", {'a', 'b'})));
+  Report(Ferrolink::Cpp::ToText(call("bytes", {'a', 'b'})));
   const Ferrolink::Cpp::Bytes reply = call("typed", {0xF1, 0});
-  report(reply == Ferrolink::Cpp::Bytes{0xF1, 6, 1, 0, 0, 0} ? "typed" : "other reply");
-  report(thrownBy([&] { call("typed", {'a'}); }));
+  Report(reply == Ferrolink::Cpp::Bytes{0xF1, 6, 1, 0, 0, 0} ? "typed" : "other reply");
+  Report(ThrownBy([&] { call("typed", {'a'}); }));
 }
 
 PROCESS_CASE(callThroughACaller) {
-  Ferrolink::Cpp::Caller caller({caseNativeDirectory(), ""});
+  Ferrolink::Cpp::Caller caller({CaseNativeDirectory(), ""});
   caller.LoadLibrary(Ferrolink::Cpp::Runtime::Jvm, OBJECT_CLASSES_JAR);
   const Java java(caller);
   const Object list = java.New("java.util.ArrayList");
   list.Call("add", 42);
-  report(list.ToString());
+  Report(list.ToString());
   const Object function = java.Implement("java.util.function.IntUnaryOperator",
                                          [&](int value) { return value + list.Call<int>("size"); });
-  report(function.Call<int>("applyAsInt", 41));
+  Report(function.Call<int>("applyAsInt", 41));
   RegisterFunctions();
   ReportLines(java.CallStatic<std::string>(TestClass("TypedCalls"), "run"));
 }
@@ -122,7 +122,7 @@ TEST_P(TypedCppFunctions, ACallerMakesTypedCallsAsAHostDoes) {
   ExpectReport(RunOnJava("callThroughACaller", GetParam()), expected);
 }
 
-INSTANTIATE_TEST_SUITE_P(EachJdk, TypedCppFunctions, testing::ValuesIn(installedJdks()));
+INSTANTIATE_TEST_SUITE_P(EachJdk, TypedCppFunctions, testing::ValuesIn(InstalledJdks()));
 
 }  // namespace
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests

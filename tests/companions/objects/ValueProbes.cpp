@@ -6,7 +6,7 @@
 
 #include "tests/companions/objects/Probe.h"
 
-using namespace FerrolinkTest;
+using namespace Ferrolink::Tests;
 using namespace Ferrolink::Objects;
 
 namespace {

@@ -36,9 +36,9 @@ inline Typed::Session& SessionOfThisProcess() {
   static Typed::Session& session = []() -> Typed::Session& {
     using Native::Definitions::RuntimeOperationMode;
     using Native::Interfaces::ITransmitter;
-    const std::filesystem::path library = Host::detail::findLibrary({}, kLibraryName);
-    auto* create = Host::detail::functionOf<ITransmitter*(RuntimeOperationMode)>(
-        Host::detail::openLibrary(library), library, "CreateTransmitter");
+    const std::filesystem::path library = Host::detail::FindLibrary({}, kLibraryName);
+    auto* create = Host::detail::FunctionOf<ITransmitter*(RuntimeOperationMode)>(
+        Host::detail::OpenLibrary(library), library, "CreateTransmitter");
     return Typed::SessionOf(*create(RuntimeOperationMode::CallingRuntime));
   }();
   return session;
@@ -60,15 +60,15 @@ class TypedHandler {
     const Typed::ScopeBreak noScope;
     Typed::Reader arguments(payload.subspan(2), m_takesObjects ? &SessionOfThisProcess() : nullptr);
     Typed::Buffer reply;
-    reply.Number(Typed::kTypedCall);
+    reply.AppendNumber(Typed::kTypedCall);
     Typed::Writer result(reply, Typed::Handing::Given);
     try {
       m_function->Call(arguments, count, result);
     } catch (const Typed::ArgumentMismatch& error) {
       LetGo(payload.subspan(2), count);
       reply.Clear();
-      reply.Number(Typed::kTypedMismatch);
-      reply.Text(error.what());
+      reply.AppendNumber(Typed::kTypedMismatch);
+      reply.AppendText(error.what());
     }
     return {reply.View().begin(), reply.View().end()};
   }

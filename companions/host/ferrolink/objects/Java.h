@@ -115,12 +115,12 @@ class Java {
     detail::Request request(*m_session, detail::Operation::Statistics);
     detail::Reader reply = request.Send();
     Statistics statistics;
-    statistics.handles = reply.Number<std::uint64_t>();
-    statistics.functions = reply.Number<std::uint64_t>();
-    statistics.members = reply.Number<std::uint64_t>();
-    for (std::size_t left = reply.Count(sizeof(std::uint32_t)); left != 0; --left) {
-      std::string name(reply.Text());
-      statistics.handlesByClass[std::move(name)] += reply.Number<std::uint64_t>();
+    statistics.handles = reply.TakeNumber<std::uint64_t>();
+    statistics.functions = reply.TakeNumber<std::uint64_t>();
+    statistics.members = reply.TakeNumber<std::uint64_t>();
+    for (std::size_t left = reply.TakeCount(sizeof(std::uint32_t)); left != 0; --left) {
+      std::string name(reply.TakeText());
+      statistics.handlesByClass[std::move(name)] += reply.TakeNumber<std::uint64_t>();
     }
     return statistics;
   }
@@ -134,7 +134,7 @@ class Java {
     } else {
       writer.WriteText(type.Name());
     }
-    return std::string(request.Send().Text());
+    return std::string(request.Send().TakeText());
   }
 
  private:

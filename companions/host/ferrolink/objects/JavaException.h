@@ -70,17 +70,17 @@ namespace detail {
 
 inline JavaException ReadException(Session& session, Reader& reply) {
   auto thrown = std::make_shared<ThrownObject>();
-  const auto handle = reply.Number<std::uint64_t>();
-  const auto classId = reply.Number<std::uint32_t>();
+  const auto handle = reply.TakeNumber<std::uint64_t>();
+  const auto classId = reply.TakeNumber<std::uint32_t>();
   if (handle != 0) {
     thrown->throwable = ObjectAccess::Make(session.AdoptOutside(handle, classId));
   }
-  thrown->className = reply.Text();
-  thrown->message = reply.Text();
-  reply.Number<std::uint8_t>();  // whether there is a message
-  thrown->report = reply.Text();
-  for (std::size_t left = reply.Count(sizeof(std::uint32_t)); left != 0; --left) {
-    thrown->supertypes.emplace_back(reply.Text());
+  thrown->className = reply.TakeText();
+  thrown->message = reply.TakeText();
+  reply.TakeNumber<std::uint8_t>();  // whether there is a message
+  thrown->report = reply.TakeText();
+  for (std::size_t left = reply.TakeCount(sizeof(std::uint32_t)); left != 0; --left) {
+    thrown->supertypes.emplace_back(reply.TakeText());
   }
   return JavaException(std::move(thrown));
 }
@@ -93,8 +93,8 @@ inline JavaException ReadException(Session& session, Reader& reply) {
     reply.Fail("begins with the unknown status " + std::to_string(static_cast<int>(status)));
   }
   constexpr std::uint8_t kConversion = 5;
-  const std::string text(reply.Text());
-  const auto reason = reply.Number<std::uint8_t>();
+  const std::string text(reply.TakeText());
+  const auto reason = reply.TakeNumber<std::uint8_t>();
   if (reason == kConversion) {
     throw ConversionError(text, false);
   }
@@ -109,7 +109,7 @@ inline std::optional<JavaException> JavaException::Cause() const {
   }
   detail::Request request(detail::ObjectAccess::SessionOf(m_thrown->throwable),
                           detail::Operation::Cause);
-  request.Out().Number(detail::ObjectAccess::Number(m_thrown->throwable));
+  request.Out().AppendNumber(detail::ObjectAccess::Number(m_thrown->throwable));
   try {
     request.Send();
     return std::nullopt;

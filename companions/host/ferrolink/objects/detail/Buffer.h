@@ -36,7 +36,7 @@ class Buffer {
     return room;
   }
 
-  void Bytes(const void* bytes, std::size_t size) {
+  void AppendBytes(const void* bytes, std::size_t size) {
     if (size != 0) {
       std::memcpy(Grow(size), bytes, size);
     }
@@ -44,28 +44,28 @@ class Buffer {
 
   /// An integer, a floating-point number or an enumerator, in as many bytes as its type has.
   template <class T>
-  void Number(T number) {
+  void AppendNumber(T number) {
     std::memcpy(Grow(sizeof(T)), &number, sizeof(T));
   }
 
   /// Overwrites a number that was written before.
   template <class T>
-  void NumberAt(std::size_t at, T number) noexcept {
+  void OverwriteNumber(std::size_t at, T number) noexcept {
     std::memcpy(m_bytes.get() + at, &number, sizeof(T));
   }
 
   /// A length or a count. Errors: ProtocolError if it has no room in the encoding.
-  void Count(std::size_t count) {
+  void AppendCount(std::size_t count) {
     if (count > 0x7FFFFFFF) {
       throw Host::ProtocolError("A text or an array has more than 2,147,483,647 elements.", false);
     }
-    Number(static_cast<std::uint32_t>(count));
+    AppendNumber(static_cast<std::uint32_t>(count));
   }
 
   /// Length and bytes.
-  void Text(std::string_view text) {
-    Count(text.size());
-    Bytes(text.data(), text.size());
+  void AppendText(std::string_view text) {
+    AppendCount(text.size());
+    AppendBytes(text.data(), text.size());
   }
 
  private:

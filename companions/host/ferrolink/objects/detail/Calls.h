@@ -55,11 +55,11 @@ R Invoke(Session& session, std::uint32_t member, std::uint64_t self,
   static_assert(sizeof...(Arguments) <= kMostArguments, "A call has up to 255 arguments.");
   Request request(session, Operation::Invoke);
   Buffer& out = request.Out();
-  out.Number(member);
-  out.Number(WantOf<R>());
-  out.Number(KeyFor<R>());
-  out.Number(self);
-  out.Number(static_cast<std::uint8_t>(sizeof...(Arguments)));
+  out.AppendNumber(member);
+  out.AppendNumber(WantOf<R>());
+  out.AppendNumber(KeyFor<R>());
+  out.AppendNumber(self);
+  out.AppendNumber(static_cast<std::uint8_t>(sizeof...(Arguments)));
   Writer writer(out, Handing::Lent);
   (WriteArgument(writer, arguments), ...);
   Reader reply = request.Send();
@@ -70,10 +70,10 @@ template <class R>
 R GetField(Session& session, std::uint32_t member, std::uint64_t self) {
   Request request(session, Operation::Get);
   Buffer& out = request.Out();
-  out.Number(member);
-  out.Number(WantOf<R>());
-  out.Number(KeyFor<R>());
-  out.Number(self);
+  out.AppendNumber(member);
+  out.AppendNumber(WantOf<R>());
+  out.AppendNumber(KeyFor<R>());
+  out.AppendNumber(self);
   Reader reply = request.Send();
   return ReadResult<R>(reply);
 }
@@ -81,8 +81,8 @@ R GetField(Session& session, std::uint32_t member, std::uint64_t self) {
 template <class T>
 void SetField(Session& session, std::uint32_t member, std::uint64_t self, const T& value) {
   Request request(session, Operation::Set);
-  request.Out().Number(member);
-  request.Out().Number(self);
+  request.Out().AppendNumber(member);
+  request.Out().AppendNumber(self);
   Writer writer(request.Out(), Handing::Lent);
   WriteArgument(writer, value);
   request.Send();
@@ -91,8 +91,8 @@ void SetField(Session& session, std::uint32_t member, std::uint64_t self, const 
 template <class T>
 bool TestObject(const Object& object, TestOf what, const T& other) {
   Request request(ObjectAccess::SessionOf(object), Operation::Test);
-  request.Out().Number(what);
-  request.Out().Number(ObjectAccess::Number(object));
+  request.Out().AppendNumber(what);
+  request.Out().AppendNumber(ObjectAccess::Number(object));
   Writer writer(request.Out(), Handing::Lent);
   WriteArgument(writer, other);
   Reader reply = request.Send();
@@ -101,7 +101,7 @@ bool TestObject(const Object& object, TestOf what, const T& other) {
 
 inline Object IteratorOf(const Object& object) {
   Request request(ObjectAccess::SessionOf(object), Operation::Iterate);
-  request.Out().Number(ObjectAccess::Number(object));
+  request.Out().AppendNumber(ObjectAccess::Number(object));
   Reader reply = request.Send();
   return Convert<Object>::Read(reply);
 }
@@ -110,12 +110,12 @@ inline Object IteratorOf(const Object& object) {
 template <class OnElement>
 bool FetchChunk(const Object& iterator, Want want, std::size_t most, OnElement onElement) {
   Request request(ObjectAccess::SessionOf(iterator), Operation::Fetch);
-  request.Out().Number(ObjectAccess::Number(iterator));
-  request.Out().Number(want);
-  request.Out().Count(most);
+  request.Out().AppendNumber(ObjectAccess::Number(iterator));
+  request.Out().AppendNumber(want);
+  request.Out().AppendCount(most);
   Reader reply = request.Send();
-  const bool more = reply.Number<std::uint8_t>() != 0;
-  for (std::size_t left = reply.Count(1); left != 0; --left) {
+  const bool more = reply.TakeNumber<std::uint8_t>() != 0;
+  for (std::size_t left = reply.TakeCount(1); left != 0; --left) {
     const Reader rest = reply;
     try {
       onElement(reply);
@@ -140,7 +140,7 @@ void FetchAll(const Object& iterator, Want want, OnElement onElement) {
 inline Object BoxValue(Reader& value) {
   Reader begin = value;
   value.Skip([](std::uint64_t) {});
-  const std::span<const std::uint8_t> bytes = begin.Bytes(value.Position() - begin.Position());
+  const std::span<const std::uint8_t> bytes = begin.TakeBytes(value.Position() - begin.Position());
   if (value.Owner() == nullptr) {
     value.Fail("has a value where an object is wanted");
   }
@@ -149,12 +149,12 @@ inline Object BoxValue(Reader& value) {
                                           MemberKind::StaticMethod, "requireNonNull");
   Request request(session, Operation::Invoke);
   Buffer& out = request.Out();
-  out.Number(identity);
-  out.Number(Want::Handle);
-  out.Number(std::uint64_t{0});
-  out.Number(std::uint64_t{0});
-  out.Number(std::uint8_t{1});
-  out.Bytes(bytes.data(), bytes.size());
+  out.AppendNumber(identity);
+  out.AppendNumber(Want::Handle);
+  out.AppendNumber(std::uint64_t{0});
+  out.AppendNumber(std::uint64_t{0});
+  out.AppendNumber(std::uint8_t{1});
+  out.AppendBytes(bytes.data(), bytes.size());
   Reader reply = request.Send();
   return Convert<Object>::Read(reply);
 }
@@ -214,14 +214,14 @@ T Object::As() const {
       detail::Buffer bytes;
       detail::Writer writer(bytes, detail::Handing::Lent);
       writer.Write(detail::Tag::Object);
-      bytes.Number(detail::DuplicateHandle(*this));
-      bytes.Number(detail::ObjectAccess::ClassId(*this));
+      bytes.AppendNumber(detail::DuplicateHandle(*this));
+      bytes.AppendNumber(detail::ObjectAccess::ClassId(*this));
       detail::Reader value(bytes.View(), &detail::ObjectAccess::SessionOf(*this));
       return detail::ReadResult<T>(value);
     } else {
       detail::Request request(detail::ObjectAccess::SessionOf(*this), detail::Operation::Value);
-      request.Out().Number(detail::ObjectAccess::Number(*this));
-      request.Out().Number(detail::KeyFor<T>());
+      request.Out().AppendNumber(detail::ObjectAccess::Number(*this));
+      request.Out().AppendNumber(detail::KeyFor<T>());
       detail::Reader reply = request.Send();
       return detail::ReadResult<T>(reply);
     }
@@ -254,8 +254,8 @@ inline bool Object::InstanceOf(std::string_view className) const {
 
 inline std::string Object::ClassName() const {
   detail::Request request(detail::ObjectAccess::SessionOf(*this), detail::Operation::Name);
-  request.Out().Number(detail::ObjectAccess::Number(*this));
-  return std::string(request.Send().Text());
+  request.Out().AppendNumber(detail::ObjectAccess::Number(*this));
+  return std::string(request.Send().TakeText());
 }
 
 }  // namespace Ferrolink::Objects

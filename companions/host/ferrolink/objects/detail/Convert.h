@@ -95,21 +95,21 @@ T FitInteger(const Reader& value, Number number) {
 template <class T>
 T ReadInteger(Reader& reader) {
   const Reader value = reader;
-  const Tag tag = reader.NextTag();
+  const Tag tag = reader.TakeTag();
   if (tag == TagOf<T>()) {
-    return reader.Number<T>();
+    return reader.TakeNumber<T>();
   }
   switch (tag) {
     case Tag::Byte:
-      return FitInteger<T>(value, reader.Number<std::int8_t>());
+      return FitInteger<T>(value, reader.TakeNumber<std::int8_t>());
     case Tag::Short:
-      return FitInteger<T>(value, reader.Number<std::int16_t>());
+      return FitInteger<T>(value, reader.TakeNumber<std::int16_t>());
     case Tag::Char:
-      return FitInteger<T>(value, reader.Number<std::uint16_t>());
+      return FitInteger<T>(value, reader.TakeNumber<std::uint16_t>());
     case Tag::Int:
-      return FitInteger<T>(value, reader.Number<std::int32_t>());
+      return FitInteger<T>(value, reader.TakeNumber<std::int32_t>());
     case Tag::Long:
-      return FitInteger<T>(value, reader.Number<std::int64_t>());
+      return FitInteger<T>(value, reader.TakeNumber<std::int64_t>());
     default:
       FailConversion(value, std::string(PrimitiveName<T>()));
   }
@@ -119,21 +119,21 @@ T ReadInteger(Reader& reader) {
 template <class T>
 T ReadFloating(Reader& reader) {
   const Reader value = reader;
-  switch (reader.NextTag()) {
+  switch (reader.TakeTag()) {
     case Tag::Byte:
-      return static_cast<T>(reader.Number<std::int8_t>());
+      return static_cast<T>(reader.TakeNumber<std::int8_t>());
     case Tag::Short:
-      return static_cast<T>(reader.Number<std::int16_t>());
+      return static_cast<T>(reader.TakeNumber<std::int16_t>());
     case Tag::Char:
-      return static_cast<T>(reader.Number<std::uint16_t>());
+      return static_cast<T>(reader.TakeNumber<std::uint16_t>());
     case Tag::Int:
-      return static_cast<T>(reader.Number<std::int32_t>());
+      return static_cast<T>(reader.TakeNumber<std::int32_t>());
     case Tag::Long:
-      return static_cast<T>(reader.Number<std::int64_t>());
+      return static_cast<T>(reader.TakeNumber<std::int64_t>());
     case Tag::Float:
-      return static_cast<T>(reader.Number<float>());
+      return static_cast<T>(reader.TakeNumber<float>());
     case Tag::Double: {
-      const auto number = reader.Number<double>();
+      const auto number = reader.TakeNumber<double>();
       if (std::is_same_v<T, float> && std::isfinite(number) &&
           (std::abs(number) > static_cast<double>(std::numeric_limits<float>::max()) ||
            static_cast<double>(static_cast<float>(number)) != number)) {
@@ -157,7 +157,7 @@ struct Convert<T> {
       writer.Write(value ? Tag::True : Tag::False);
     } else {
       writer.Write(TagOf<T>());
-      writer.Out().Number(value);
+      writer.Out().AppendNumber(value);
     }
   }
 
@@ -166,10 +166,10 @@ struct Convert<T> {
       return ReadBoolean(reader);
     } else if constexpr (std::is_same_v<T, char16_t>) {
       const Reader value = reader;
-      if (reader.NextTag() != Tag::Char) {
+      if (reader.TakeTag() != Tag::Char) {
         FailConversion(value, Name());
       }
-      return reader.Number<char16_t>();
+      return reader.TakeNumber<char16_t>();
     } else if constexpr (std::is_floating_point_v<T>) {
       return ReadFloating<T>(reader);
     } else {
@@ -183,7 +183,7 @@ struct Convert<T> {
  private:
   static bool ReadBoolean(Reader& reader) {
     const Reader value = reader;
-    const Tag tag = reader.NextTag();
+    const Tag tag = reader.TakeTag();
     if (tag != Tag::True && tag != Tag::False) {
       FailConversion(value, Name());
     }
@@ -220,10 +220,10 @@ struct Convert<std::string> : Convert<std::string_view> {
 
   static std::string Read(Reader& reader) {
     const Reader value = reader;
-    if (reader.NextTag() != Tag::Text) {
+    if (reader.TakeTag() != Tag::Text) {
       FailConversion(value, Name());
     }
-    return std::string(reader.Text());
+    return std::string(reader.TakeText());
   }
   static std::string Name() { return "std::string"; }
 };
@@ -243,7 +243,7 @@ struct Convert<std::optional<T>> {
 
   static std::optional<T> Read(Reader& reader) {
     if (reader.PeekTag() == Tag::Null) {
-      reader.NextTag();
+      reader.TakeTag();
       return std::nullopt;
     }
     return Convert<T>::Read(reader);
@@ -270,12 +270,12 @@ struct Convert<Object> {
     switch (reader.PeekTag()) {
       case Tag::Null:
       case Tag::Void:
-        reader.NextTag();
+        reader.TakeTag();
         return {};
       case Tag::Object: {
-        reader.NextTag();
-        const auto handle = reader.Number<std::uint64_t>();
-        const auto classId = reader.Number<std::uint32_t>();
+        reader.TakeTag();
+        const auto handle = reader.TakeNumber<std::uint64_t>();
+        const auto classId = reader.TakeNumber<std::uint32_t>();
         if (reader.Owner() == nullptr) {
           reader.Fail("has an object where none can be");
         }

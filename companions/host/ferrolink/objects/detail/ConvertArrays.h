@@ -24,21 +24,21 @@ Object IteratorOf(const Object& object);
 /// Fetches an array that the broker keeps until it is copied.
 template <Primitive T>
 std::vector<T> CopyParked(Reader& reader) {
-  reader.NextTag();
-  const Tag element = reader.ElementTag();
-  const std::size_t count = reader.Number<std::uint32_t>();
-  const auto number = reader.Number<std::uint64_t>();
+  reader.TakeTag();
+  const Tag element = reader.TakeElementTag();
+  const std::size_t count = reader.TakeNumber<std::uint32_t>();
+  const auto number = reader.TakeNumber<std::uint64_t>();
   if (reader.Owner() == nullptr || element != TagOf<T>() || NativeMemory::Key() == 0) {
     reader.Fail("has an array that was not asked for");
   }
   const Object parked = ObjectAccess::Make(reader.Owner()->Adopt(number, 0));
   std::vector<T> elements(count);
   Request request(*reader.Owner(), Operation::Copy);
-  request.Out().Number(number);
-  request.Out().Number(std::uint32_t{0});
-  request.Out().Count(count);
-  request.Out().Number(reinterpret_cast<std::uint64_t>(elements.data()));
-  request.Out().Number(NativeMemory::Key());
+  request.Out().AppendNumber(number);
+  request.Out().AppendNumber(std::uint32_t{0});
+  request.Out().AppendCount(count);
+  request.Out().AppendNumber(reinterpret_cast<std::uint64_t>(elements.data()));
+  request.Out().AppendNumber(NativeMemory::Key());
   request.Send();
   return elements;
 }
@@ -59,7 +59,7 @@ std::vector<T> CopyElements(std::span<const std::uint8_t> bytes) {
 /// The type of the array that comes next: what elements it has, whether by value or parked.
 inline bool IsArrayOf(const Reader& reader, Tag container, Tag element) {
   Reader copy = reader;
-  return copy.NextTag() == container && copy.Left() != 0 && copy.NextTag() == element;
+  return copy.TakeTag() == container && copy.Left() != 0 && copy.TakeTag() == element;
 }
 
 /// The elements of an Iterable or an array of which there is a handle.
@@ -82,9 +82,9 @@ requires(Known<T>) struct Convert<std::vector<T>> {
     if constexpr (std::is_same_v<T, bool>) {
       writer.Write(Tag::PrimitiveArray);
       writer.Write(kBooleanElements);
-      writer.Out().Count(elements.size());
+      writer.Out().AppendCount(elements.size());
       for (const bool element : elements) {
-        writer.Out().Number(std::uint8_t{element});
+        writer.Out().AppendNumber(std::uint8_t{element});
       }
     } else {
       Convert<std::span<const T>>::Write(writer, elements);
@@ -96,8 +96,8 @@ requires(Known<T>) struct Convert<std::vector<T>> {
     const Tag tag = reader.PeekTag();
     if constexpr (Primitive<T>) {
       if (IsArrayOf(reader, Tag::PrimitiveArray, TagOf<T>())) {
-        reader.NextTag();
-        return CopyElements<T>(reader.Elements(reader.ElementTag()));
+        reader.TakeTag();
+        return CopyElements<T>(reader.TakeElements(reader.TakeElementTag()));
       }
       if constexpr (!std::is_same_v<T, bool>) {
         if (IsArrayOf(reader, Tag::ParkedArray, TagOf<T>())) {
@@ -140,9 +140,9 @@ requires(Known<T>) struct Convert<std::vector<T>> {
 
  private:
   static std::vector<T> ReadArray(Reader& reader) {
-    reader.NextTag();
-    reader.Text();
-    const std::size_t count = reader.Count(1);
+    reader.TakeTag();
+    reader.TakeText();
+    const std::size_t count = reader.TakeCount(1);
     std::vector<T> elements;
     elements.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
@@ -169,8 +169,8 @@ requires(Known<std::remove_const_t<T>>) struct Convert<std::span<T>> {
       writer.WriteElements(elements);
     } else {
       writer.Write(Tag::Array);
-      writer.Out().Text(Convert<Element>::Component());
-      writer.Out().Count(elements.size());
+      writer.Out().AppendText(Convert<Element>::Component());
+      writer.Out().AppendCount(elements.size());
       for (const Element& element : elements) {
         Convert<Element>::Write(writer, element);
       }

@@ -45,15 +45,15 @@ class FunctionHandler {
   /// Answers a call or takes note of collected proxies. Errors: what cannot be told in the answer.
   static void Answer(std::span<const std::uint8_t> payload, Buffer& out) {
     Reader request(payload);
-    const auto what = request.Number<std::uint8_t>();
+    const auto what = request.TakeNumber<std::uint8_t>();
     switch (what) {
       case kFunctionCall:
         AnswerCall(request, out);
         return;
       case kFunctionsDropped:
-        for (std::size_t left = request.Count(sizeof(std::uint64_t)); left != 0; --left) {
-          const auto id = request.Number<std::uint64_t>();
-          FunctionTable::Instance().GiveBack(id, request.Number<std::uint32_t>());
+        for (std::size_t left = request.TakeCount(sizeof(std::uint64_t)); left != 0; --left) {
+          const auto id = request.TakeNumber<std::uint64_t>();
+          FunctionTable::Instance().GiveBack(id, request.TakeNumber<std::uint32_t>());
         }
         return;
       default:
@@ -63,9 +63,9 @@ class FunctionHandler {
 
  private:
   static void Register(Session& session, const std::string& name) {
-    const bool isOpen = !Host::detail::loadedLibrary(Cpp::detail::kLibraryName).empty();
+    const bool isOpen = !Host::detail::LoadedLibrary(Cpp::detail::kLibraryName).empty();
     const ferrolink_registrar* table =
-        Cpp::detail::openRegistrar(isOpen ? std::filesystem::path() : session.Installation());
+        Cpp::detail::OpenRegistrar(isOpen ? std::filesystem::path() : session.Installation());
     KeepThisCodeMapped();
     const ferrolink_handler handler{Receive, nullptr, nullptr};
     if (table->register_handler(name.data(), name.size(), &handler) != FERROLINK_OK) {
@@ -90,7 +90,7 @@ class FunctionHandler {
     }
 #endif
     catch (...) {
-      const std::string text = Cpp::detail::describeCurrentException();
+      const std::string text = Cpp::detail::DescribeCurrentException();
       reply->fail(reply, text.data(), text.size());
       return FERROLINK_HANDLER_FAILED;
     }
@@ -98,11 +98,11 @@ class FunctionHandler {
 
   __attribute__((no_sanitize("null"))) static void AnswerCall(Reader& request, Buffer& out) {
     const ScopeBreak noScope;
-    const auto id = request.Number<std::uint64_t>();
-    const std::string_view method = request.Text();
-    const std::size_t count = request.Number<std::uint8_t>();
+    const auto id = request.TakeNumber<std::uint64_t>();
+    const std::string_view method = request.TakeText();
+    const std::size_t count = request.TakeNumber<std::uint8_t>();
     const FunctionTable::Found found = FunctionTable::Instance().Find(id);
-    Reader arguments(request.Bytes(request.Left()), found.session);
+    Reader arguments(request.TakeBytes(request.Left()), found.session);
     try {
       Callable* function = found.body == nullptr ? nullptr : found.body->Find(method);
       if (function == nullptr) {
@@ -112,7 +112,7 @@ class FunctionHandler {
                                     ? " was freed: Java had no object of it any more."
                                     : " is missing: the implementation has none of that name."));
       }
-      out.Number(Status::Done);
+      out.AppendNumber(Status::Done);
       Writer result(out, Handing::Given);
       function->Call(arguments, count, result);
     }
@@ -126,15 +126,15 @@ class FunctionHandler {
     } catch (const ArgumentMismatch& error) {
       AnswerFailure(out, error.what(), 0);
     } catch (...) {
-      AnswerFailure(out, Cpp::detail::describeCurrentException(), 0);
+      AnswerFailure(out, Cpp::detail::DescribeCurrentException(), 0);
     }
   }
 
   static void AnswerFailure(Buffer& out, std::string_view text, std::uint64_t throwable) {
     out.Clear();
-    out.Number(Status::Thrown);
-    out.Text(text);
-    out.Number(throwable);
+    out.AppendNumber(Status::Thrown);
+    out.AppendText(text);
+    out.AppendNumber(throwable);
   }
 
   /// 0 if the throwable cannot be had any more: Java gets the text then.

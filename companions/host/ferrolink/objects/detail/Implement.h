@@ -21,16 +21,16 @@ inline Object ImplementInterface(Session& session, std::string_view interface,
   const FunctionTable::Sending sending(session, body);
   Request request(session, Operation::Implement);
   Buffer& out = request.Out();
-  out.Count(1);
-  out.Text(interface);
-  out.Number(body->Id());
-  out.Text(handler);
-  out.Count(body->Entries().size());
+  out.AppendCount(1);
+  out.AppendText(interface);
+  out.AppendNumber(body->Id());
+  out.AppendText(handler);
+  out.AppendCount(body->Entries().size());
   for (const FunctionBody::Entry& entry : body->Entries()) {
     const std::vector<Want> wants = entry.function->Wants();
-    out.Text(entry.name);
-    out.Number(static_cast<std::uint8_t>(wants.size()));
-    out.Bytes(wants.data(), wants.size());
+    out.AppendText(entry.name);
+    out.AppendNumber(static_cast<std::uint8_t>(wants.size()));
+    out.AppendBytes(wants.data(), wants.size());
   }
   Reader reply = request.Send();
   sending.Succeeded();

@@ -130,11 +130,11 @@ class MemberCache {
 template <class WriteOwner>
 std::uint32_t ResolveMember(const MemberKey& key, WriteOwner writeOwner) {
   Request request(*key.session, Operation::Resolve);
-  request.Out().Number(key.kind);
+  request.Out().AppendNumber(key.kind);
   Writer writer(request.Out(), Handing::Lent);
   writeOwner(writer);
-  request.Out().Text(key.name);
-  const auto member = request.Send().Number<std::uint32_t>();
+  request.Out().AppendText(key.name);
+  const auto member = request.Send().TakeNumber<std::uint32_t>();
   MemberCache::Put(key, member);
   return member;
 }

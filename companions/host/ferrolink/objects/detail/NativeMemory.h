@@ -93,7 +93,7 @@ class NativeMemory {
       KeepThisCodeMapped();
       const Host::ThreadAttachment attachment;
       void* environment = nullptr;
-      Host::detail::JavaVm* vm = Host::detail::findJvmLibrary().vm;
+      Host::detail::JavaVm* vm = Host::detail::FindJvmLibrary().vm;
       if (vm == nullptr || vm->functions->GetEnv(vm, &environment, Jni::kVersion8) != 0) {
         return 0;
       }

@@ -28,7 +28,7 @@ class Reader {
   [[nodiscard]] std::size_t Left() const noexcept { return m_bytes.size() - m_at; }
 
   /// The next `size` bytes.
-  std::span<const std::uint8_t> Bytes(std::size_t size) {
+  std::span<const std::uint8_t> TakeBytes(std::size_t size) {
     if (size > Left()) {
       Fail("ends too early");
     }
@@ -38,36 +38,36 @@ class Reader {
   }
 
   template <class T>
-  T Number() {
+  T TakeNumber() {
     T number;
-    std::memcpy(&number, Bytes(sizeof(T)).data(), sizeof(T));
+    std::memcpy(&number, TakeBytes(sizeof(T)).data(), sizeof(T));
     return number;
   }
 
-  Tag NextTag() { return static_cast<Tag>(Number<std::uint8_t>()); }
+  Tag TakeTag() { return static_cast<Tag>(TakeNumber<std::uint8_t>()); }
   [[nodiscard]] Tag PeekTag() const {
     Reader copy = *this;
-    return copy.NextTag();
+    return copy.TakeTag();
   }
 
   /// How many elements follow, each of at least `smallest` bytes.
-  std::size_t Count(std::size_t smallest) {
-    const std::size_t count = Number<std::uint32_t>();
+  std::size_t TakeCount(std::size_t smallest) {
+    const std::size_t count = TakeNumber<std::uint32_t>();
     if (smallest != 0 && count > Left() / smallest) {
       Fail("announces more elements than it has");
     }
     return count;
   }
 
-  std::string_view Text() {
-    const std::span<const std::uint8_t> bytes = Bytes(Count(1));
+  std::string_view TakeText() {
+    const std::span<const std::uint8_t> bytes = TakeBytes(TakeCount(1));
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
   }
 
   /// Passes a whole value over. `onHandle` is called with each handle in it.
   template <class OnHandle>
   void Skip(OnHandle onHandle, int depth = 0) {
-    const Tag tag = NextTag();
+    const Tag tag = TakeTag();
     switch (tag) {
       case Tag::Null:
       case Tag::False:
@@ -75,19 +75,19 @@ class Reader {
       case Tag::Void:
         return;
       case Tag::Text:
-        Text();
+        TakeText();
         return;
       case Tag::Object:
-        onHandle(Number<std::uint64_t>());
-        Bytes(sizeof(std::uint32_t));
+        onHandle(TakeNumber<std::uint64_t>());
+        TakeBytes(sizeof(std::uint32_t));
         return;
       case Tag::PrimitiveArray:
-        Elements(ElementTag());
+        TakeElements(TakeElementTag());
         return;
       case Tag::ParkedArray:
-        ElementTag();
-        Bytes(sizeof(std::uint32_t));
-        onHandle(Number<std::uint64_t>());
+        TakeElementTag();
+        TakeBytes(sizeof(std::uint32_t));
+        onHandle(TakeNumber<std::uint64_t>());
         return;
       case Tag::Array:
         SkipArray(onHandle, depth);
@@ -98,8 +98,8 @@ class Reader {
   }
 
   /// The element tag of a primitive array.
-  Tag ElementTag() {
-    const Tag tag = NextTag();
+  Tag TakeElementTag() {
+    const Tag tag = TakeTag();
     if (SizeOf(tag) == 0) {
       Fail("has an array of unknown elements");
     }
@@ -107,9 +107,9 @@ class Reader {
   }
 
   /// Count and elements of a primitive array.
-  std::span<const std::uint8_t> Elements(Tag element) {
+  std::span<const std::uint8_t> TakeElements(Tag element) {
     const std::size_t size = SizeOf(element);
-    return Bytes(Count(size) * size);
+    return TakeBytes(TakeCount(size) * size);
   }
 
   void RequireEnd() const {
@@ -131,7 +131,7 @@ class Reader {
       --m_at;
       Fail("has a value of unknown kind " + std::to_string(static_cast<int>(tag)));
     }
-    Bytes(size);
+    TakeBytes(size);
   }
 
   template <class OnHandle>
@@ -139,8 +139,8 @@ class Reader {
     if (depth >= kDeepest) {
       Fail("has arrays in arrays deeper than 32");
     }
-    Text();
-    const std::size_t count = Count(1);
+    TakeText();
+    const std::size_t count = TakeCount(1);
     for (std::size_t index = 0; index < count; ++index) {
       Skip(onHandle, depth + 1);
     }

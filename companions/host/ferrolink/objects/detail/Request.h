@@ -34,15 +34,15 @@ class TravellingRecords {
   /// Their count and their numbers; what has no room there waits for another command.
   void Write(Buffer& out) {
     const std::size_t countAt = out.Size();
-    out.Number(std::uint16_t{0});
+    out.AppendNumber(std::uint16_t{0});
     std::size_t count = 0;
     for (Record* record = m_first; record != nullptr; record = record->next) {
-      out.Number(record->handle.load(std::memory_order_relaxed));
+      out.AppendNumber(record->handle.load(std::memory_order_relaxed));
       if (++count == kMostReleases && record->next != nullptr) {
         m_session.PutBack(std::exchange(record->next, nullptr));
       }
     }
-    out.NumberAt(countAt, static_cast<std::uint16_t>(count));
+    out.OverwriteNumber(countAt, static_cast<std::uint16_t>(count));
   }
 
   /// They have arrived.
@@ -62,9 +62,9 @@ class TravellingRecords {
 class Request {
  public:
   Request(Session& session, Operation operation) : m_session(session), m_releases(session) {
-    m_buffer->Bytes(Session::Prefix().data(), Session::kPrefixSize);
+    m_buffer->AppendBytes(Session::Prefix().data(), Session::kPrefixSize);
     m_releases.Write(*m_buffer);
-    m_buffer->Number(operation);
+    m_buffer->AppendNumber(operation);
   }
 
   Buffer& Out() noexcept { return *m_buffer; }
@@ -74,7 +74,7 @@ class Request {
   Reader Send() {
     Reader reply(m_session.Exchange(*m_buffer), &m_session);
     m_releases.Delete();
-    const auto status = reply.Number<Status>();
+    const auto status = reply.TakeNumber<Status>();
     if (status != Status::Done) {
       ThrowFailure(m_session, status, reply);
     }

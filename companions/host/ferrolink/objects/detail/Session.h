@@ -97,7 +97,7 @@ class Session {
     if (buffer.Size() > INT_MAX) {
       throw Host::ProtocolError("The command is longer than 2 GiB.", false);
     }
-    const int length = Host::detail::callLibrary(
+    const int length = Host::detail::CallLibrary(
         false, [&] { return Send(buffer.Data(), static_cast<int>(buffer.Size())); });
     if (length < Host::detail::Header::kSize) {
       throw Host::ProtocolError("Java answered with " + std::to_string(length) +
@@ -107,7 +107,7 @@ class Session {
     buffer.Grow(static_cast<std::size_t>(length));
     // In-process channels route a read by the first byte of the buffer.
     buffer.Data()[Host::detail::Header::kTargetRuntime] = kJava;
-    Host::detail::callLibrary(true, [&] { return Read(buffer.Data(), length); });
+    Host::detail::CallLibrary(true, [&] { return Read(buffer.Data(), length); });
     const std::span<const std::uint8_t> body = buffer.View().subspan(Host::detail::Header::kSize);
     if (buffer.Data()[Host::detail::Header::kCommandType] ==
         Host::detail::Header::kTypeExceptionReport) {

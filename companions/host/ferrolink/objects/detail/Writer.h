@@ -25,12 +25,12 @@ enum class Handing : std::uint8_t {
 /// Another handle of the same Java object, for somebody else to release.
 inline std::uint64_t DuplicateHandle(const Object& object) {
   Request request(ObjectAccess::SessionOf(object), Operation::Duplicate);
-  request.Out().Number(ObjectAccess::Number(object));
+  request.Out().AppendNumber(ObjectAccess::Number(object));
   Reader reply = request.Send();
-  if (reply.NextTag() != Tag::Object) {
+  if (reply.TakeTag() != Tag::Object) {
     reply.Fail("has no handle where one was asked for");
   }
-  return reply.Number<std::uint64_t>();
+  return reply.TakeNumber<std::uint64_t>();
 }
 
 /// Writes values into a buffer.
@@ -40,11 +40,11 @@ class Writer {
 
   Buffer& Out() noexcept { return m_out; }
 
-  void Write(Tag tag) { m_out.Number(tag); }
+  void Write(Tag tag) { m_out.AppendNumber(tag); }
 
   void WriteText(std::string_view text) {
     Write(Tag::Text);
-    m_out.Text(text);
+    m_out.AppendText(text);
   }
 
   /// An Object that may be given away is an rvalue of the caller.
@@ -59,8 +59,8 @@ class Writer {
       number = handle.IsOnlyOwner() ? handle.GiveAway() : DuplicateHandle(object);
     }
     Write(Tag::Object);
-    m_out.Number(number);
-    m_out.Number(std::uint32_t{0});
+    m_out.AppendNumber(number);
+    m_out.AppendNumber(std::uint32_t{0});
   }
 
   /// An array of primitives; by its address if it is large and Java runs in this process.
@@ -70,16 +70,16 @@ class Writer {
       if (const std::uint64_t key = NativeMemory::Key(); key != 0) {
         Write(Tag::Memory);
         Write(TagOf<T>());
-        m_out.Count(elements.size());
-        m_out.Number(reinterpret_cast<std::uint64_t>(elements.data()));
-        m_out.Number(key);
+        m_out.AppendCount(elements.size());
+        m_out.AppendNumber(reinterpret_cast<std::uint64_t>(elements.data()));
+        m_out.AppendNumber(key);
         return;
       }
     }
     Write(Tag::PrimitiveArray);
     Write(TagOf<T>());
-    m_out.Count(elements.size());
-    m_out.Bytes(elements.data(), elements.size_bytes());
+    m_out.AppendCount(elements.size());
+    m_out.AppendBytes(elements.data(), elements.size_bytes());
   }
 
  private:
