@@ -17,6 +17,13 @@ namespace {
 using namespace Ferrolink::Objects;
 using Ferrolink::Host::ThreadAttachment;
 
+// How often, unless the environment says otherwise.
+constexpr long kObjects = 20'000;
+constexpr long kFunctions = 2'000;
+constexpr long kMixedCalls = 700;
+
+constexpr int kThreads = 8;
+
 /// What the process has in memory, in MiB.
 long ResidentMiB() {
   std::ifstream statm("/proc/self/statm");
@@ -44,7 +51,7 @@ void ReportGrowth(long count, const std::function<void()>& action) {
 PROCESS_CASE(makeAndDropObjects) {
   const Java java = TheJava();
   const std::size_t before = java.LiveObjects().handles;
-  ReportGrowth(CountOr("TEST_OBJECTS", 20'000), [&] {
+  ReportGrowth(CountOr("TEST_OBJECTS", kObjects), [&] {
     const Object list = java.New("java.util.ArrayList");
     const Object copy = list;
   });
@@ -57,7 +64,7 @@ PROCESS_CASE(makeAndDropFunctions) {
   const Java java = TheJava();
   auto alive = std::make_shared<int>(1);
   long ran = 0;
-  const long count = CountOr("TEST_FUNCTIONS", 2'000);
+  const long count = CountOr("TEST_FUNCTIONS", kFunctions);
   ReportGrowth(count, [&] {
     java.Implement("java.lang.Runnable", [alive, &ran] { ran += *alive; }).Call<void>("run");
   });
@@ -110,8 +117,7 @@ bool MixedCall(const Java& java, const Object& list, long number) {
 PROCESS_CASE(callFromEightThreads) {
   const Java java = TheJava();
   const Object list = java.CallStatic("java.util.Arrays", "asList", 1, 2, 3, 4);
-  constexpr int kThreads = 8;
-  const long each = CountOr("TEST_MIXED_CALLS", 700);
+  const long each = CountOr("TEST_MIXED_CALLS", kMixedCalls);
   std::atomic<long> right{0};
   std::latch start(kThreads);
   std::vector<std::thread> threads;
@@ -207,15 +213,18 @@ PROCESS_CASE(endWithObjects) {
 using ObjectLoad = OnEachJdk;
 
 TEST_P(ObjectLoad, ObjectsThatAreDroppedLeaveNothing) {
+  RecordProperty("objects", std::to_string(CountOr("TEST_OBJECTS", kObjects)));
   ExpectReport(RunOnJava("makeAndDropObjects", GetParam(), "-Xmx64m"), {"flat", "0", "0"});
 }
 
 TEST_P(ObjectLoad, FunctionsThatAreDroppedLeaveNothing) {
+  RecordProperty("functions", std::to_string(CountOr("TEST_FUNCTIONS", kFunctions)));
   ExpectReport(RunOnJava("makeAndDropFunctions", GetParam(), "-Xmx64m"),
                {"flat", "all ran", "0", "1"});
 }
 
 TEST_P(ObjectLoad, EightThreadsMakeCallsOfAllKinds) {
+  RecordProperty("calls", std::to_string(kThreads * CountOr("TEST_MIXED_CALLS", kMixedCalls)));
   ExpectReport(RunOnJava("callFromEightThreads", GetParam()), {"all right", "0", "1"});
 }
 

@@ -13,6 +13,7 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -97,8 +98,7 @@ class Session {
     if (buffer.Size() > INT_MAX) {
       throw Host::ProtocolError("The command is longer than 2 GiB.", false);
     }
-    const int length = Host::detail::CallLibrary(
-        false, [&] { return Send(buffer.Data(), static_cast<int>(buffer.Size())); });
+    const int length = SendOrExplain(buffer);
     if (length < Host::detail::Header::kSize) {
       throw Host::ProtocolError("Java answered with " + std::to_string(length) +
                                 " bytes, which is no reply.");
@@ -137,6 +137,22 @@ class Session {
  private:
   static constexpr auto kJava = static_cast<std::uint8_t>(Host::detail::Runtime::Jvm);
   static constexpr std::size_t kManyPending = 1024;
+
+  // A Java program that called C++ has commands of its own choice answered, or none.
+  int SendOrExplain(Buffer& buffer) {
+    try {
+      return Host::detail::CallLibrary(
+          false, [&] { return Send(buffer.Data(), static_cast<int>(buffer.Size())); });
+    } catch (const Host::LibraryError& error) {
+      if (std::string_view(error.what()).find("Java callback is not set") ==
+          std::string_view::npos) {
+        throw;
+      }
+      throw Host::LibraryError(std::string(error.what()) +
+                               ". The Java program does not answer commands yet: call "
+                               "Ferrolink.onCommands() in Java before the first typed call.");
+    }
+  }
 
   virtual int Send(std::uint8_t* command, int length) = 0;
   virtual int Read(std::uint8_t* buffer, int length) = 0;
