@@ -184,7 +184,7 @@ PROBE(AnExceptionInAConstructorOrFieldTypeArrives, "java.io.FileNotFoundExceptio
 
 PROBE(ACppExceptionIsOneOfJavasWithItsText,
       "com.ferrolink.core.objects.FunctionException: std::out_of_range: far away") {
-  return java.CallStatic<std::string>(kProbes, "ThrownBy", java.Implement("java.lang.Runnable", [] {
+  return java.CallStatic<std::string>(kProbes, "thrownBy", java.Implement("java.lang.Runnable", [] {
     throw std::out_of_range("far away");
   }));
 }

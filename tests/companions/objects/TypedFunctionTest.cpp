@@ -94,10 +94,12 @@ const std::vector<std::string>& ExpectedOfTypedCalls() {
       "true",
       "[added]",
       "std::runtime_error: on purpose",
-      "Parameter 1 of the C++ function (std::vector<double>): A value of kind String does not fit "
+      "Functions.sumOfTexts(java.lang.String): Parameter 1 of the C++ function "
+      "(std::vector<double>): A value of kind String does not fit "
       "a "
       "C++ std::vector<double>.",
-      "The C++ function takes 1 parameters: std::vector<double>; it was called with 2."};
+      "Functions.sumOfTwo(double[], int): The C++ function takes 1 parameters: "
+      "std::vector<double>; it was called with 2."};
   return expected;
 }
 

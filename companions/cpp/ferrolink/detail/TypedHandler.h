@@ -31,8 +31,12 @@ template <class F>
 concept IsTyped = Typed::IsCallable<F> &&
     !std::is_constructible_v<std::function<Host::Bytes(std::span<const std::uint8_t>)>, F>;
 
-/// The way from this process's C++ functions to Java, for the objects that they are given.
+/// The way from this process's C++ functions to Java, for the objects that they are given: the
+/// program's own, if it has one.
 inline Typed::Session& SessionOfThisProcess() {
+  if (Typed::Session* known = Typed::AnySession()) {
+    return *known;
+  }
   static Typed::Session& session = []() -> Typed::Session& {
     using Native::Definitions::RuntimeOperationMode;
     using Native::Interfaces::ITransmitter;

@@ -3,11 +3,12 @@
 
 #include <dlfcn.h>
 #include <semaphore.h>
-#include <csignal>
-#include <ctime>
 
 #include <atomic>
 #include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <exception>
 #include <functional>
 #include <system_error>
 #include <thread>
@@ -100,14 +101,14 @@ class Keeper {
 
   void WaitFor(long milliseconds) noexcept {
     timespec until{};
-    clock_gettime(CLOCK_REALTIME, &until);
+    clock_gettime(CLOCK_MONOTONIC, &until);
     until.tv_sec += milliseconds / 1000;
     until.tv_nsec += milliseconds % 1000 * 1'000'000;
     if (until.tv_nsec >= 1'000'000'000) {
       ++until.tv_sec;
       until.tv_nsec -= 1'000'000'000;
     }
-    while (sem_timedwait(&m_work, &until) != 0 && errno == EINTR) {
+    while (sem_clockwait(&m_work, CLOCK_MONOTONIC, &until) != 0 && errno == EINTR) {
     }
   }
 

@@ -138,18 +138,19 @@ class Session {
   static constexpr auto kJava = static_cast<std::uint8_t>(Host::detail::Runtime::Jvm);
   static constexpr std::size_t kManyPending = 1024;
 
-  // A Java program that called C++ has commands of its own choice answered, or none.
+  // A Java program chooses what answers commands, and begins with nothing.
   int SendOrExplain(Buffer& buffer) {
     try {
       return Host::detail::CallLibrary(
           false, [&] { return Send(buffer.Data(), static_cast<int>(buffer.Size())); });
     } catch (const Host::LibraryError& error) {
-      if (std::string_view(error.what()).find("Java callback is not set") ==
-          std::string_view::npos) {
+      const std::string text = error.what();
+      if (text.find("Java callback is not set") == std::string::npos &&
+          text.find("JVM not initialized") == std::string::npos) {
         throw;
       }
-      throw Host::LibraryError(std::string(error.what()) +
-                               ". The Java program does not answer commands yet: call "
+      throw Host::LibraryError(text +
+                               "\nIf Java is the program, it does not answer commands yet. Call "
                                "Ferrolink.onCommands() in Java before the first typed call.");
     }
   }
@@ -194,6 +195,13 @@ class SessionOfRole final : public Session {
   Role& m_role;
 };
 
+/// A session of this module; null if there is none yet. All of them lead to the JVM of this
+/// process.
+inline std::atomic<Session*>& AnySession() {
+  static std::atomic<Session*> any{nullptr};
+  return any;
+}
+
 /// The session of a receiver or transmitter, the same for every caller. Never destroyed.
 template <class Role>
 Session& SessionOf(Role& role) {
@@ -203,6 +211,7 @@ Session& SessionOf(Role& role) {
   Session*& session = sessions[&role];
   if (session == nullptr) {
     session = new SessionOfRole<Role>(role);
+    AnySession() = session;
   }
   return *session;
 }
