@@ -19,6 +19,10 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
+/// Whether a handler is of those that make typed calls: Java's broker of objects, and what the C++
+/// member answers its calls with. Who can use them can run any code.
+bool IsForObjects(std::string_view handler);
+
 /// Which clients may connect, what they may call, and how much of it at once. The first rule that
 /// names a client counts; whom none names is refused. Without rules everybody may call everything.
 ///
@@ -42,6 +46,9 @@ class AccessRules {
   /// Whether a rule names clients by their certificates.
   [[nodiscard]] bool NeedCertificates() const;
 
+  /// Whether a rule lets clients use the handlers of typed calls.
+  [[nodiscard]] bool AllowObjects() const;
+
   /// For a connection, as long as the Client lives; call it only where rules exist.
   [[nodiscard]] Admission Admit(const ClientIdentity& identity);
 
@@ -52,6 +59,7 @@ class AccessRules {
     std::vector<std::string> clients;  ///< canonical names; "*" is everybody
     std::vector<std::string> handlers;
     bool loadLibraries = false;
+    bool objects = false;
     std::size_t mostConnections = kUnlimited;
     std::size_t mostCalls = kUnlimited;
   };
@@ -87,6 +95,7 @@ class AccessRules::Client {
 
   [[nodiscard]] bool MayCall(std::string_view handler) const;
   [[nodiscard]] bool MayLoad() const { return m_rule.loadLibraries; }
+  [[nodiscard]] bool MayUseObjects() const { return m_rule.objects; }
 
   /// A call, which counts as long as it lives and does not outlive the client; none where the
   /// client has as many as its rule allows.

@@ -16,6 +16,11 @@ constexpr const char* kNoLoading =
     "This server loads no libraries for its clients. Start it with --plug-in FILE, or with "
     "--allow-load-library.";
 
+constexpr const char* kNoObjects =
+    "This server lets its clients use no objects, since whoever can do that can run any code. "
+    "Start "
+    "it with --allow-objects where that is meant.";
+
 // Where the length of the handler's name is; 0 where the type is none of a call.
 std::size_t PlaceOfName(std::uint8_t type) {
   if (type == Host::detail::kTypeCallHandler) {
@@ -71,6 +76,10 @@ std::string WhyRefused(std::span<const std::uint8_t> command, const ServerOption
   if (type == Header::kTypeLoadLibrary || handler == kLoadingHandler) {
     const bool allowed = options.allowLoadLibrary || (client != nullptr && client->MayLoad());
     return allowed ? "" : kNoLoading;
+  }
+  if (IsForObjects(handler)) {
+    const bool allowed = options.allowObjects || (client != nullptr && client->MayUseObjects());
+    return allowed ? "" : kNoObjects;
   }
   return client == nullptr ? "" : WhyNotAllowed(type, handler, *client);
 }
