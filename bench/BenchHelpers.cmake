@@ -15,8 +15,8 @@ function(ferrolink_bench_library target)
   target_link_libraries(${target} PRIVATE FerrolinkJni)
 endfunction()
 
-# ferrolink_bench_home(<directory> <library target>...): an installation of the benchmark's own, made
-# by a target of that name. Copies, since the JVM resolves links and would end up in the real one.
+# ferrolink_bench_home(<directory> <library target>...): an installation for the benchmark only, created
+# by a target of that name. It has copies, because the JVM resolves links and would use the real one.
 function(ferrolink_bench_home home)
   set(_native "${FERROLINK_BENCH_DIR}/${home}/Binaries/Native/Linux/X64")
   set(_copies)

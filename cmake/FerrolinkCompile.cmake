@@ -1,12 +1,13 @@
 # ferrolink_target(<target>): language level, warnings, visibility, hardening and sanitizers.
-# ferrolink_shared_member(<target> <version script>): a shared library of the installation tree that
-# exports exactly what its version script names and binds its own symbols to itself, since several
-# members of the family, and hosts with equal names, live in one process. It stays mapped after the last
-# dlclose: role objects, the configuration and what threads do when they end live until the process ends.
+# ferrolink_shared_member(<target> <version script>): a shared library of the installation tree. It
+# exports exactly the names of its version script and binds its own symbols to itself, because several
+# members of the family, and hosts with equal names, share a process. It stays mapped after the last
+# dlclose: until the process ends, role objects and the configuration live, and threads run its code when
+# they end.
 # ferrolink_program(<target>): a program of the installation tree.
 #
 # FERROLINK_QUICK_COMPILE, set in a directory: its targets are compiled without optimization and with
-# line numbers only. Meant for test programs: they compile in about a third of the time.
+# line numbers only. For test programs: they compile in about a third of the time.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_cxx_compiler_flag(-fno-gnu-unique FERROLINK_HAS_NO_GNU_UNIQUE)
@@ -47,7 +48,7 @@ function(ferrolink_target target)
   else()
     target_compile_options(${target} PRIVATE
       -fstack-protector-strong -fstack-clash-protection -fcf-protection=full)
-    # Without optimization there is nothing to fortify, and the C library says so.
+    # The C library warns about fortification without optimization.
     if(NOT FERROLINK_QUICK_COMPILE)
       target_compile_options(${target} PRIVATE
         $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>)

@@ -1,12 +1,12 @@
-# cmake --install puts the installation tree and what hosts compile against under one prefix, which is
-# then the installation's root (FERROLINK_HOME).
+# cmake --install puts the installation tree, the headers and the CMake package under one prefix. The
+# prefix is then the installation's root (FERROLINK_HOME).
 include(CMakePackageConfigHelpers)
 
 install(TARGETS FerrolinkJvmRuntimeNative FerrolinkCppRuntimeNative Configs Utils
   FerrolinkTcpClient FerrolinkTcpTlsClient
   LIBRARY DESTINATION Binaries/Native/Linux/X64)
 install(TARGETS ferrolink-server RUNTIME DESTINATION bin)
-# The unit names the program where it really goes, which is known at installation.
+# The unit has the program's final path, which is known only at installation.
 install(CODE "
   set(FERROLINK_SERVER \"\${CMAKE_INSTALL_PREFIX}/bin/ferrolink-server\")
   configure_file(\"${PROJECT_SOURCE_DIR}/companions/tcp/server/ferrolink-server.service.in\"

@@ -1,5 +1,5 @@
-# The JDK that compiles the archive and whose jni.h the library includes. JAVA_HOME wins; without it
-# the JDK behind javac on the path is taken.
+# The JDK that compiles the archive and supplies jni.h: JAVA_HOME, or, if that is unset, the JDK of javac
+# on the path.
 find_package(Java 11 REQUIRED COMPONENTS Development)
 include(UseJava)
 set(CMAKE_JAVA_COMPILE_FLAGS --release 8 -encoding UTF-8 -Xlint:all,-options -Werror)

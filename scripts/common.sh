@@ -1,7 +1,7 @@
 # Shared by the scripts; sourced from the repository's root.
 # shellcheck shell=bash
 
-# The JDK to build with and to run on: JAVA_HOME where it is set, else the one that setup installs.
+# Sets JAVA_HOME, the JDK to build with and to run on. If it is unset, takes the one that setup installs.
 ferrolink_java_home() {
   if [ -n "${JAVA_HOME:-}" ]; then
     return
@@ -10,7 +10,7 @@ ferrolink_java_home() {
   export JAVA_HOME
 }
 
-# Configures and builds a preset quietly; all of the output where it fails.
+# Configures and builds a preset. Prints the output only on failure.
 # usage: ferrolink_build PRESET ON|OFF [cmake build option ...]      ON: the tests as well
 # FERROLINK_BENCH=ON in the environment: the benchmarks as well.
 ferrolink_build() {
@@ -25,8 +25,8 @@ ferrolink_build() {
   fi
 }
 
-# Sets the array native_access: the option without which JVMs from version 24 on warn of a program that
-# loads a native library. Empty for older ones, the oldest of which do not know it. Needs JAVA_HOME.
+# Sets the array native_access to the option that allows native libraries: without it, JVMs from version 24
+# on print a warning. Empty for older JVMs, since the oldest do not know the option. Needs JAVA_HOME.
 ferrolink_native_access() {
   local version
   version=$(sed -n 's/^JAVA_VERSION="\([0-9]*\).*/\1/p' "$JAVA_HOME/release" 2>/dev/null) || true

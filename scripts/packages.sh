@@ -1,4 +1,4 @@
-# The Debian packages behind each script; sourced, not run.
+# The Debian packages that the scripts need. Sourced, not run.
 # shellcheck shell=bash
 ferrolink_build_packages=(
   g++ cmake ninja-build                 # compiles

@@ -1,4 +1,4 @@
-// A plug-in library for the C++ member: the handler "echo" answers with the bytes that it is given.
+// A plug-in library for the C++ member. Its handler "echo" answers with its payload.
 #include <ferrolink/CppRuntime.h>
 
 std::int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {

@@ -1,6 +1,6 @@
-// Another runtime's library, as small as it can be: its receiver keeps the last command of each
-// thread and answers with it. It takes the place of the Go runtime, which the benchmark's
-// installation does not have. Of a round trip it passes the command on to Java.
+// A minimal library of another runtime. Its receiver keeps the last command of each thread and
+// answers with it. It stands in for the Go runtime, which the benchmark's installation does not
+// have. In a round trip it passes the command on to Java.
 #include "bench/callcpp/EchoSibling.h"
 
 #include <dlfcn.h>
@@ -29,7 +29,7 @@ thread_local Waiting waiting;
 
 IReceiver* handWritten = nullptr;
 
-// The receiver of the Java member, which lies next to this library and is open already.
+// The receiver of the Java member, whose library is in the same directory and already open.
 IReceiver* JavaMember() {
   Dl_info info{};
   dladdr(reinterpret_cast<void*>(&JavaMember), &info);
@@ -82,7 +82,7 @@ class EchoReceiver final : public IReceiver {
 }  // namespace
 
 extern "C" FERROLINK_EXPORT IReceiver* CreateReceiver(RuntimeOperationMode /*mode*/) {
-  // Whoever asks first gets it destroyed at its end, which is the process's end.
+  // Not deleted before the process ends.
   static IReceiver* const receiver = new EchoReceiver;
   return receiver;
 }

@@ -9,12 +9,12 @@ namespace Ferrolink::Bench {
 
 using Ferrolink::Native::Interfaces::IReceiver;
 
-/// The byte of a command that tells the echo sibling whether to answer itself or through Java.
+/// The offset of the byte that selects whether the echo sibling answers itself or through Java.
 inline constexpr int kRouteOffset = 11;
 inline constexpr std::uint8_t kThroughLibrary = 2;
 inline constexpr std::uint8_t kThroughHandWritten = 3;
 
-/// Exported by the sibling as BenchSetHandWritten: what kThroughHandWritten goes through.
+/// Exported by the sibling as BenchSetHandWritten: sets the receiver behind kThroughHandWritten.
 using SetHandWritten = void(IReceiver*);
 
 }  // namespace Ferrolink::Bench

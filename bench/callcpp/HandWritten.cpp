@@ -1,5 +1,5 @@
-// The native methods of com.ferrolink.bench.HandWritten: what one would write by hand to call the
-// echo sibling from Java, and Java from there.
+// The native methods of com.ferrolink.bench.HandWritten: JNI written by hand to call the echo
+// sibling from Java, and Java from the sibling.
 #include <dlfcn.h>
 #include <jni.h>
 
@@ -32,8 +32,8 @@ void Check(JNIEnv* env) {
   }
 }
 
-/// Calls the registered callback with the JNI calls that the library makes for it, all of them and
-/// in that order, without its locks and its table of responses.
+/// Calls the registered callback with exactly the JNI calls of the library, in its order, without
+/// its locks and its table of responses.
 class JavaByHand final : public IReceiver {
  public:
   int SendCommand(std::uint8_t* message, int length) override {
@@ -98,7 +98,7 @@ HAND_WRITTEN(void, open)(JNIEnv* env, jclass /*self*/, jstring path) {
   using CreateReceiver = IReceiver*(RuntimeOperationMode);
   sibling = reinterpret_cast<CreateReceiver*>(dlsym(library, "CreateReceiver"))(
       RuntimeOperationMode::CalledRuntime);
-  reinterpret_cast<SetHandWritten*>(dlsym(library, "benchSetHandWritten"))(new JavaByHand);
+  reinterpret_cast<SetHandWritten*>(dlsym(library, "BenchSetHandWritten"))(new JavaByHand);
   env->GetJavaVM(&javaVm);
   byteArray = static_cast<jclass>(env->NewGlobalRef(env->FindClass("[B")));
 }
@@ -109,7 +109,7 @@ HAND_WRITTEN(void, setCallback)(JNIEnv* env, jclass /*self*/, jobject object) {
                            "(Ljava/lang/Object;)Ljava/lang/Object;");
 }
 
-// The JNI calls of the library's own sendCommand and readResponse, in their order.
+// The JNI calls of the library's sendCommand and readResponse, in their order.
 HAND_WRITTEN(jint, sendCommand)(JNIEnv* env, jclass /*self*/, jbyteArray message) {
   const jsize length = env->GetArrayLength(message);
   jboolean copied = JNI_FALSE;
@@ -128,7 +128,7 @@ HAND_WRITTEN(jint, readResponse)(JNIEnv* env, jclass /*self*/, jbyteArray buffer
   return 0;
 }
 
-// The least that JNI can do: one copy in, one copy out, into an array made for the answer.
+// The least that JNI can do: one copy in, one copy out, into a new array for the answer.
 HAND_WRITTEN(jbyteArray, call)(JNIEnv* env, jclass /*self*/, jbyteArray message) {
   static thread_local std::vector<std::uint8_t> bytes(std::size_t{1} << 20U);
   const jsize length = env->GetArrayLength(message);

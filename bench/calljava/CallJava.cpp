@@ -1,5 +1,5 @@
-// C++ calls Java in the same process: through the library, and by JNI written by hand against the
-// same class in the same JVM.
+// C++ calls Java in the same process: through the library, and by JNI written by hand for the same
+// class in the same JVM.
 #include <cstdio>
 #include <exception>
 #include <future>
@@ -32,7 +32,7 @@ constexpr const char* kSameSequence = "same-sequence";
 constexpr const char* kOneLock = "and one lock";
 constexpr const char* kOurs = "ours";
 
-/// The buffers of one thread, and the ways to make one call with them.
+/// The buffers of one thread, and the ways to make a call with them.
 class Caller {
  public:
   Caller(const JavaHost& java, const JavaMethod& method, std::size_t size, bool clone)
@@ -59,7 +59,8 @@ class Caller {
     m_receiver->ReadResponse(m_answer.data(), answered);
   }
 
-  /// A contender that does not do the work is not to win. For the bench's receiver.
+  /// Checks the answer, so that a contender that skips the work cannot win. For the bench's
+  /// receiver.
   template <class Call>
   void Verify(Call call) {
     m_answer.assign(m_answer.size(), 0);
@@ -84,7 +85,7 @@ class Benchmark {
   Benchmark(const JavaHost& java, const Plan& plan, Report& report)
       : m_java(java), m_method(FindReceiver(java.Vm())), m_plan(plan), m_report(report) {}
 
-  /// On a thread that the host has attached.
+  /// Calls on an attached thread.
   void OnAttachedThread(std::size_t size, bool clone) {
     const Attached thread(m_java.Vm());
     Caller caller(m_java, m_method, size, clone);
@@ -94,7 +95,7 @@ class Benchmark {
     Compare(clone ? "attached, clone" : "attached", size, caller, floor, same, ours);
   }
 
-  /// On a thread that the JVM does not know: each call attaches it and detaches it.
+  /// Calls on a thread that the JVM does not know: each call attaches and detaches it.
   void Detached(std::size_t size) {
     Caller caller(m_java, m_method, size, false);
     const auto floor = [&] { caller.FloorOfUnattachedThread(); };
@@ -103,11 +104,11 @@ class Benchmark {
     Compare("attach and detach", size, caller, floor, same, ours);
   }
 
-  /// On two attached threads at once, each on a processor of its own.
+  /// Calls on two attached threads at once, each on a processor of its own.
   void Pair(std::size_t size) { Together(2, size, m_plan); }
 
-  /// On more attached threads than there are processors, as a rule. Turns are so long that each
-  /// thread loses its processor several times, and with it, now and then, while it has a lock.
+  /// Calls on more attached threads than processors, as a rule. Turns are long, so each thread
+  /// loses its processor several times, sometimes while it holds a lock.
   void Crowd(std::size_t threads, std::size_t size) {
     Plan plan = m_plan;
     plan.batchMilliseconds *= static_cast<double>(threads);
@@ -224,7 +225,8 @@ int main(int count, char** values) {
         {"home", "sizes", "units", "threads", "rounds", "warm-up", "batch", "json"},
         {"serve", "handler"});
     const JavaHost java(arguments.Text("home", BENCH_HOME), arguments.Has("handler"));
-    // The thread that starts the JVM is a special case to the library; others are the rule.
+    // Measures on another thread, because the library treats the thread that starts the JVM
+    // specially.
     std::async(std::launch::async, [&] {
       if (arguments.Has("serve")) {
         ServeCalls(java);

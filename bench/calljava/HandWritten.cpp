@@ -42,7 +42,7 @@ int CallWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* mes
 
 namespace {
 
-// A failure would be an error text in the library; here it only has to be looked for.
+// Only checks for an exception; the library would compose an error text.
 void Check(JNIEnv* env) {
   if (env->ExceptionCheck() != JNI_FALSE) [[unlikely]] {
     throw std::runtime_error("an exception in Java");

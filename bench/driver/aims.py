@@ -1,4 +1,4 @@
-"""What the library aims at, as ratios of the table, per size."""
+"""The aims for the ratios of the tables, per size."""
 from settings import SIZES
 
 _RATIOS = {
@@ -14,8 +14,8 @@ INSTRUCTIONS = 950
 WAKE_CALLS = 50  # per 1,000 commands
 LOAD_MILLISECONDS = 0.3
 START_UP = 1.02
-# On one processor, where the work counts and not the scheduler: how many times as long as the
-# companions a call takes with the same framing by hand, and with gRPC.
+# The aimed ratio of a call with the same framing by hand, and with gRPC, to one of the companions. It
+# holds on one processor, so the scheduler does not matter.
 NETWORK_BY_HAND = {"plain": 0.85, "TLS": 0.9}
 NETWORK_GRPC = {64: 4, 1048576: 1.5}
 
@@ -32,7 +32,7 @@ def at_most(row):
 
 
 def at_least(row):
-    """How many times as long as the library the row's contender is to take, or None."""
+    """The least ratio of the row's contender to the library, or None."""
     if row.unit == "C++ to Java, peers":
         if row.name == "JPype":
             return 7

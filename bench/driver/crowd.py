@@ -1,4 +1,4 @@
-"""What the network companions take of the system: calls of the kernel, and a thousand connections."""
+"""What the network companions need from the system: system calls, and memory of many connections."""
 import collections
 import dataclasses
 import os
@@ -14,17 +14,17 @@ import served
 CALLS = 2000
 FEW, MANY = 8, 1000
 SIZE = 64
-# So many that all threads have a call under way at the same time.
+# So many that all threads run calls at the same time.
 CROWD_CALLS, CROWD_ROUNDS = 64 * MANY, 5
 
 
 @dataclasses.dataclass
 class Figures:
-    """Of calls of 64 B. `calls` maps kinds to system calls a request: client, server, others."""
+    """Figures for calls of 64 B. `calls` maps kinds to system calls per request: client, server, others."""
 
     calls: dict
-    kibibytes: dict  # of the server, a connection, by kind
-    rates: dict  # requests a second with MANY connections, to those with FEW, by kind
+    kibibytes: dict  # of the server, per connection, by kind
+    rates: dict  # ratio of the request rate with MANY connections to that with FEW, by kind
 
 
 def _threads(process):
@@ -32,7 +32,7 @@ def _threads(process):
 
 
 def _attach(processes, output):
-    """strace, once it has seized all threads."""
+    """A strace process that has attached to all threads; None if it ended."""
     command = ["strace", "-f", "-qq", "-o", output, "-e", "signal=none"]
     for process in processes:
         command += ["-p", str(process)]
@@ -51,7 +51,7 @@ def _status(process):
 
 
 def _count(program, directory):
-    """System calls a request: of the client, of the server's busiest thread, of its others."""
+    """System calls per request: of the client, of the server's busiest thread, of its other threads."""
     output = os.path.join(directory, "calls")
     program.run(SIZE, CALLS)
     client, server = program.processes()
@@ -83,7 +83,7 @@ def _descriptors(process):
 
 
 def _crowd(commands, environment):
-    """KiB of the server for each further connection, and the rate of many to that of few."""
+    """KiB of the server per additional connection, and the ratio of the rates with many and with few."""
     few, many = (served.Program(str(count), commands[count], environment) for count in (FEW, MANY))
     for program in (few, many):
         program.run(SIZE, CROWD_CALLS)
@@ -102,7 +102,7 @@ def _crowd(commands, environment):
 
 
 def measure(build, java_home, leave_out, directory):
-    """The figures; without calls where strace is not there or may not look."""
+    """The figures; without calls if strace is missing or has no permission."""
     environment = network.environment(build, java_home)
     certificate = network.certificate(build, directory)
     figures = Figures({}, {}, {})
@@ -122,7 +122,7 @@ def measure(build, java_home, leave_out, directory):
 
 
 def lines(figures):
-    """Of the table with figures."""
+    """Rows for the table of figures."""
     found = []
     for name, (client, server, others) in figures.calls.items():
         found.append((f"System calls per call of 64 B, network, {name}",

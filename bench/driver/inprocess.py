@@ -1,4 +1,4 @@
-"""The rows whose contenders run in one process, which interleaves them itself."""
+"""Rows whose contenders run in one process, which interleaves them."""
 import glob
 import os
 import subprocess
@@ -43,7 +43,7 @@ def _java_command(build, java_home, jars):
         "bench.sibling": os.path.join(native, "libFerrolinkGoRuntimeNative.so"),
         "bench.plugIn": build.file("libferrolink-bench-plug-in.so"),
         "bench.echo": build.file("libferrolink-bench-echo.so"),
-        # Where Debian puts the native halves of JNA and JNR-FFI.
+        # Debian's directory for the native parts of JNA and JNR-FFI.
         "java.library.path": "/usr/lib/x86_64-linux-gnu/jni",
     }
     path = [build.archive, build.file("FerrolinkBenchCallCpp.jar"), *jars]

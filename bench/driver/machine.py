@@ -1,4 +1,4 @@
-"""What it ran on, and which JDKs there are."""
+"""Describes the machine, and finds the JDKs."""
 import os
 import platform
 import re

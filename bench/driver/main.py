@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the built benchmarks and writes the table and the plot. bench/run builds and calls this."""
+"""Runs the built benchmarks and writes the tables and the plot. bench/run builds and calls this."""
 import argparse
 import os
 import sys
@@ -20,7 +20,7 @@ GROUPS = ("call-java", "call-cpp", "peers", "network", "start-up", "load", "inst
 
 
 class Run:
-    """One run: its rows, and what had to be left out."""
+    """One run: its rows, and the contenders left out."""
 
     def __init__(self, build, effort, java_home):
         self.build, self.effort, self.java_home = build, effort, java_home

@@ -26,7 +26,7 @@ def ours(build, kind, threads, files):
 
 
 def environment(build, java_home):
-    """Of all programs that measure the network."""
+    """The environment of all programs that measure the network."""
     found = settings.environment(java_home)
     found["FERROLINK_HOME"] = build.root
     return found

@@ -1,4 +1,4 @@
-"""The rows of whole processes: start-up, and loading the library."""
+"""Rows that measure whole processes: start-up, and loading the library."""
 import os
 import random
 import re
@@ -13,7 +13,7 @@ ANSWERED = b"\nanswered\n"
 
 
 def _time_to_answer(command, environment):
-    """Nanoseconds from the start of the process until its answer arrives here."""
+    """Nanoseconds from the start of the process to its answer."""
     begin = time.perf_counter_ns()
     with subprocess.Popen(command, env=environment, stdout=subprocess.PIPE,
                           stderr=subprocess.DEVNULL) as process:
@@ -44,7 +44,7 @@ def _start_up(build, unit, home, effort, java_home):
     for round_number in range(effort.start_rounds + 1):
         for name in shuffled.sample(list(commands), len(commands)):
             took = _time_to_answer(commands[name], environment)
-            if round_number > 0:  # the first brings the files into memory
+            if round_number > 0:  # the first round loads the files into memory
                 series[name].append(took)
     return results.rows_of(unit, 64, series, "by hand")
 
@@ -55,7 +55,7 @@ def start_up(build, effort, java_home):
 
 
 def load(build, effort):
-    """Opening the library in a C++ program, against a library with nothing in it; and its facts."""
+    """Opening the library in a C++ program, compared with an empty library; and facts of the file."""
     libraries = {"ours": build.member, "empty library": build.file("libferrolink-bench-empty.so")}
     series = {name: [] for name in libraries}
     memory = {name: [] for name in libraries}
@@ -91,7 +91,7 @@ def _facts(library, resident):
 
 
 def instructions(build):
-    """Instructions per attached command of 64 bytes; None where valgrind cannot tell."""
+    """Instructions per attached command of 64 bytes; None if valgrind fails."""
     result = subprocess.run(
         [sys.executable, os.path.join(build.sources, "instructions/count.py"),
          "--program", build.file("ferrolink-bench-instructions"), "--library", build.member,

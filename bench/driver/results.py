@@ -22,7 +22,7 @@ class Spread:
 
 @dataclasses.dataclass
 class Row:
-    """One contender at one unit of work; `ratio` is to `baseline`, taken round by round."""
+    """One contender at one unit of work. `ratio` is to `baseline`, computed per round."""
 
     unit: str
     size: int
@@ -30,11 +30,11 @@ class Row:
     nanoseconds: Spread
     baseline: str
     ratio: Spread
-    wake_calls: float | None = None  # of the library, per 1,000 commands, where they were counted
+    wake_calls: float | None = None  # of the library, per 1,000 commands; None if not counted
 
 
 def rows_of(unit, size, series, baseline):
-    """The rows of one unit. `series` maps names to lists, one value a round, in the same order."""
+    """The rows of one unit. `series` maps names to lists with one value per round, in the same order."""
     base = series[baseline]
     return [Row(unit, size, name, Spread.of(values), baseline,
                 Spread.of([value / other for value, other in zip(values, base)]))
@@ -55,7 +55,7 @@ def read_rounds(path, baseline):
 
 
 def find(rows, unit, size, name):
-    """The row, or None where it was not measured."""
+    """The row, or None if it was not measured."""
     for row in rows:
         if (row.unit, row.size, row.name) == (unit, size, name):
             return row

@@ -1,4 +1,4 @@
-"""The rows whose contenders are programs: each waits for its turn (bench/harness/Serve.h)."""
+"""Rows whose contenders are programs that take turns (bench/harness/Serve.h)."""
 import os
 import random
 import subprocess
@@ -11,7 +11,7 @@ FEWEST_CALLS = 4
 
 
 class Program:
-    """A program that serves."""
+    """A running contender. `end` stops it."""
 
     def __init__(self, name, command, environment):
         self.name = name
@@ -20,7 +20,7 @@ class Program:
                                          text=True, bufsize=1)
 
     def run(self, size, calls):
-        """Nanoseconds a call."""
+        """Nanoseconds per call."""
         self._process.stdin.write(f"{size} {calls}\n")
         for line in self._process.stdout:
             if line.startswith("= "):
@@ -28,7 +28,7 @@ class Program:
         raise RuntimeError(f"{self.name} ended")
 
     def warm_up(self, size, milliseconds):
-        """How many calls a turn has."""
+        """Returns the number of calls per turn."""
         spent, calls, took = 0, 1, 0
         while spent < milliseconds * 1e6:
             took = self.run(size, calls)
@@ -37,7 +37,7 @@ class Program:
         return max(FEWEST_CALLS, round(TURN / took))
 
     def processes(self):
-        """The program's own process, and those that it has started."""
+        """The program's process and its children."""
         number = self._process.pid
         with open(f"/proc/{number}/task/{number}/children", encoding="utf-8") as children:
             return [number, *map(int, children.read().split())]
@@ -68,7 +68,7 @@ def _commands(build, leave_out):
 
 
 def peers(build, effort, java_home, leave_out):
-    """C++ to Java by the library, against what crosses a border between languages or processes."""
+    """C++ to Java by the library, compared with other bridges between languages or processes."""
     environment = settings.environment(java_home)
     own = dict(environment, JAVA_TOOL_OPTIONS=" ".join(settings.HEAP))
     programs = [Program(name, command, own if name == "ours" else environment)
@@ -77,7 +77,7 @@ def peers(build, effort, java_home, leave_out):
 
 
 def measure(unit, programs, effort):
-    """The rows of programs that take turns in each round; ends the programs."""
+    """The rows of programs that take turns in each round. Ends the programs."""
     rows = []
     shuffled = random.Random(1)
     for size in settings.SIZES:

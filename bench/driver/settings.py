@@ -1,9 +1,9 @@
-"""How much is measured, and where the built programs are."""
+"""The amount of measuring, and the paths of the built programs."""
 import dataclasses
 import os
 
 SIZES = (64, 1024, 65536, 1048576)
-# Steady state: the heap neither grows nor is touched for the first time while it is measured.
+# Steady state: during measuring the heap neither grows nor is touched for the first time.
 HEAP = ["-Xms1g", "-Xmx1g", "-XX:+AlwaysPreTouch"]
 
 
@@ -43,7 +43,7 @@ class Build:
 
 
 def environment(java_home):
-    """For every program: what the library reads, and nothing of the user's that changes the JVM."""
+    """The environment of every program, without the user's variables for the library or the JVM."""
     kept = {name: value for name, value in os.environ.items()
             if not name.startswith(("FERROLINK_", "JAVA_TOOL_OPTIONS", "JDK_JAVA_OPTIONS"))}
     kept.update(JAVA_HOME=java_home, FERROLINK_LOGGING_LEVEL="off")

@@ -11,7 +11,7 @@ namespace Ferrolink::Bench {
 /// A program's arguments: "--name value", and "--name" alone for the names given as flags.
 class Arguments {
  public:
-  /// Ends the program with `usage` where an argument is none of `names` and `flags`.
+  /// Ends the program with `usage` if an argument is in neither `names` nor `flags`.
   Arguments(int count, char** values, const std::string& usage, const std::set<std::string>& names,
             const std::set<std::string>& flags = {});
 

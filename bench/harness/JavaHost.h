@@ -15,19 +15,19 @@ namespace Ferrolink::Bench {
 using Ferrolink::Native::Interfaces::IReceiver;
 using Bytes = std::vector<std::uint8_t>;
 
-/// A C++ program's way to Java through the library: the exported function and the virtual slots
-/// alone. Nothing of it is linked or inlined.
+/// Calls Java through the library, with the exported function and the virtual slots only. Nothing
+/// of the library is linked or inlined.
 class JavaHost {
  public:
   /// Opens the library of the installation at `home` and starts the JVM with a first command, on
-  /// the calling thread. Where the environment does not say otherwise, the JVM is that of the build
-  /// with a fixed heap that has been touched before.
-  /// `handler`: its archive is the installation's, not the bench's.
+  /// the calling thread. Unless the environment says otherwise, the JVM is that of the build, with
+  /// a fixed heap that is touched at the start. `handler` selects the archive of the installation
+  /// instead of the bench's receiver.
   explicit JavaHost(const std::string& home, bool handler = false);
 
   [[nodiscard]] bool Handler() const { return m_handler; }
   [[nodiscard]] IReceiver* Receiver() const { return m_receiver; }
-  /// The JVM that the library has started, for hand-written JNI in the same process.
+  /// The JVM that the library started, for hand-written JNI in the same process.
   [[nodiscard]] JavaVM* Vm() const { return m_vm; }
 
  private:
@@ -39,10 +39,10 @@ class JavaHost {
 /// A command for the bench's receiver, which answers with the same bytes.
 Bytes EchoCommand(std::size_t size, bool clone);
 
-/// A command of that size for the archive's own handler "echo", which answers with its payload.
+/// A command of that size for the archive's handler "echo", which answers with its payload.
 Bytes HandlerCommand(std::size_t size);
 
-/// A thread that the host attaches, for as long as this object lives.
+/// Keeps the thread attached while it lives.
 class Attached {
  public:
   explicit Attached(JavaVM* vm);
@@ -57,7 +57,7 @@ class Attached {
   JNIEnv* m_env = nullptr;
 };
 
-/// Sets what the library and the JVM read, unless it is set already.
+/// Sets the variables of the library and the JVM that are not set already.
 void SetDefaultEnvironment();
 
 }  // namespace Ferrolink::Bench

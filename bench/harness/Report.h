@@ -11,17 +11,17 @@
 
 namespace Ferrolink::Bench {
 
-/// One row: what was done, with how many bytes.
+/// One row: the kind of work and the number of bytes.
 struct Unit {
   std::string name;
   std::size_t size = 0;
-  /// Wake calls of the library per 1,000 of its commands, where they were counted.
+  /// Wake calls of the library per 1,000 of its commands, if counted.
   std::optional<double> wakeCalls = std::nullopt;
 };
 
-/// Writes each unit's results as they come: a line of a table to standard output and, where a file
-/// is named, all rounds as one line of JSON, which bench/driver reads. Ratios in the table are to
-/// the contender named `baseline`.
+/// Writes each unit's results at once: a line of a table to standard output and, if a file is
+/// named, all rounds as one line of JSON for bench/driver. Ratios in the table are to the contender
+/// `baseline`.
 class Report {
  public:
   Report(std::string baseline, const std::string& jsonPath);

@@ -11,7 +11,7 @@ constexpr double kNanosecondsInMillisecond = 1e6;
 constexpr long kFewestCalls = 4;
 constexpr unsigned kSeed = 1;  // the same orders in every run
 
-// Also tells how long a call takes once everything is compiled and cached.
+// Returns the time of a call once everything is compiled and cached.
 double WarmUp(const Contender& contender, double milliseconds) {
   double spent = 0;
   double perCall = 0;

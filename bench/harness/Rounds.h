@@ -6,18 +6,18 @@
 #include <string>
 #include <vector>
 
-/// Measuring ways of doing the same work against each other.
+/// Compares several ways of doing the same work.
 ///
-/// What is reported are ratios, and a machine's speed drifts by more than the ratios differ from 1:
+/// The results are ratios, and a machine's speed drifts by more than the ratios differ from 1:
 /// other programs run, the clock rate changes, the collector starts. So no contender is measured
-/// for itself: all of them take turns in rounds of a few milliseconds, and a ratio is taken within
-/// each round. The order is shuffled for each round and a turn begins with calls that do not count,
-/// since a contender finds the caches and the allocator as the one before it left them. Google
-/// Benchmark interleaves repetitions, but only reports each contender's own mean or median of them,
-/// which is why it is not used.
+/// alone. All take turns in rounds of a few milliseconds, and a ratio is computed within each
+/// round. The order is shuffled for each round. A turn begins with calls that do not count, because
+/// the previous contender has changed caches and allocator. Google Benchmark interleaves
+/// repetitions, but reports only each contender's own mean or median; for that reason it is not
+/// used.
 namespace Ferrolink::Bench {
 
-/// Makes `calls` calls; returns how many nanoseconds they took together.
+/// Makes `calls` calls and returns their total time in nanoseconds.
 using Batch = std::function<double(long calls)>;
 
 struct Contender {
@@ -25,8 +25,8 @@ struct Contender {
   Batch run;
 };
 
-/// The rounds' results of one contender, in nanoseconds a call; round i of one belongs to round i
-/// of the others.
+/// The results of one contender per round, in nanoseconds per call. Round i belongs to round i of
+/// the others.
 struct Series {
   std::string name;
   std::vector<double> nanoseconds;
@@ -47,7 +47,7 @@ struct Quartiles {
 };
 Quartiles QuartilesOf(std::vector<double> values);
 
-/// The quartiles of a / b, taken round by round.
+/// The quartiles of a / b, computed per round.
 Quartiles Ratio(const Series& a, const Series& b);
 
 /// A batch that repeats `call` on the calling thread.

@@ -6,9 +6,9 @@
 
 namespace Ferrolink::Bench {
 
-/// Lets bench/driver interleave programs: for each line "SIZE CALLS" of standard input, `run` makes
-/// that many calls of that many bytes, and a line "= NANOSECONDS" says how long they took together.
-/// Ends with standard input.
+/// Lets bench/driver interleave programs. For each line "SIZE CALLS" of standard input, `run` makes
+/// that many calls of that many bytes, and a line "= NANOSECONDS" reports their total time. Returns
+/// at the end of standard input.
 void Serve(const std::function<double(std::size_t size, long calls)>& run);
 
 }  // namespace Ferrolink::Bench

@@ -28,7 +28,7 @@ std::vector<std::size_t> UsableProcessors() {
   return processors;
 }
 
-// Woken by the same thread, two would often share its processor and take turns.
+// Pins the thread: two threads woken by the same one would often share its processor.
 void KeepToProcessor(std::size_t processor) {
   cpu_set_t one;
   CPU_ZERO(&one);
@@ -92,7 +92,7 @@ void Team::Serve(std::size_t thread, const Hook& begin, const Hook& end) {
   end();
 }
 
-// False where there is none left. The work stays as it is until all threads have finished it.
+// False if there is no further turn. The work stays unchanged until all threads have finished it.
 bool Team::AwaitTurn(unsigned& turn) {
   std::unique_lock<std::mutex> lock(m_mutex);
   m_begin.wait(lock, [&] { return m_turn != turn; });
@@ -100,8 +100,8 @@ bool Team::AwaitTurn(unsigned& turn) {
   return m_work != nullptr;
 }
 
-// Waking up takes longer than some turns last, so threads with processors of their own begin
-// together. Others take turns on the processors anyway.
+// Threads with processors of their own begin together, because a wake-up takes longer than some
+// turns. Other threads take turns on the processors anyway.
 void Team::Meet() {
   if (m_pinned) {
     m_ready.fetch_add(1);

@@ -11,21 +11,21 @@
 
 namespace Ferrolink::Bench {
 
-/// Threads that do the same work at the same time: each on a processor of its own where there are
-/// enough, else wherever the kernel puts them.
+/// Threads that do the same work at the same time. Each has a processor of its own if there are
+/// enough; otherwise the kernel places them.
 class Team {
  public:
   using Work = std::function<void(std::size_t thread, long calls)>;
   using Hook = std::function<void()>;
 
-  /// The hooks run on each of the threads when it begins and before it ends.
+  /// Each thread runs the hooks at its beginning and before its end.
   Team(std::size_t threads, const Hook& begin, const Hook& end);
   Team(const Team&) = delete;
   Team& operator=(const Team&) = delete;
   ~Team();
 
-  /// Has each thread do `work` with `calls` calls; returns the nanoseconds from the moment that the
-  /// first begins to the moment that the last is done.
+  /// Runs `work` with `calls` calls on each thread. Returns the nanoseconds from the first begin to
+  /// the last end.
   double Run(const Work& work, long calls);
 
  private:
@@ -44,7 +44,7 @@ class Team {
 
   const bool m_pinned;
 
-  // Guarded by m_mutex. The work is what the turn with that number does; null ends the threads.
+  // Guarded by m_mutex. The work of the turn with that number; null ends the threads.
   std::mutex m_mutex;
   std::condition_variable m_begin;
   std::condition_variable m_end;
@@ -55,7 +55,7 @@ class Team {
 
   std::atomic<std::size_t> m_ready{0};
 
-  // Each written by its own thread during a turn, read by run after that.
+  // Each is written by its own thread during a turn, and read by Run afterwards.
   std::vector<Member> m_members;
 };
 

@@ -1,6 +1,7 @@
-// Calls that callgrind counts (count.py): commands of 64 bytes and their answers on a thread that
-// the host has attached, with a fake in the JVM's place, so that the count is the same every time.
-// usage: ferrolink-bench-instructions LIBRARY JVM-LIBRARY CALLS
+// Calls for callgrind (count.py): commands of 64 bytes and their answers on an attached thread. A
+// fake stands in for the JVM, so the count is the same every time.
+//
+//     usage: ferrolink-bench-instructions LIBRARY JVM-LIBRARY CALLS
 #include <dlfcn.h>
 #include <jni.h>
 
@@ -41,7 +42,7 @@ Function* Find(const char* path, const char* name) {
 
 }  // namespace
 
-// Found by its name in callgrind's output; what it calls is what is counted.
+// count.py finds it by its name in callgrind's output, and counts its callees.
 extern "C" __attribute__((noinline)) void BenchMeasuredCalls(IReceiver* receiver,
                                                              std::uint8_t* message,
                                                              std::uint8_t* answer, long calls) {
@@ -86,6 +87,6 @@ int main(int count, char** values) {
     BenchMeasuredCalls(receiver, message.data(), answer.data(), calls);
     vm->DetachCurrentThread();
   }).join();
-  // Past the library's end: the fake would wait for its JVM to be destroyed.
+  // Skips the library's destructors: the fake would wait for its JVM to be destroyed.
   std::_Exit(0);
 }

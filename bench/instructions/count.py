@@ -1,14 +1,14 @@
 #!/usr/bin/env python3
 """Counts the instructions of one attached command of 64 bytes and its answer, by callgrind.
 
-The program makes its calls against the fake JVM of the tests. Callgrind collects inside
-BenchMeasuredCalls alone and records, for each pair of caller and callee, what the callee and all
-that it called executed. Counted is what BenchMeasuredCalls calls, less what is called from outside
-the fake JVM's library into it: this leaves the library's own code and what it makes the C and C++
-libraries do, and none of what the fake does or makes them do.
+The program makes its calls against the fake JVM of the tests. Callgrind collects only inside
+BenchMeasuredCalls. For each pair of caller and callee it records the inclusive cost of the callee. The
+count is the cost of all callees of BenchMeasuredCalls, minus the cost of all calls into the fake JVM's
+library from outside. The rest is the library's own code and its calls of the C and C++ libraries,
+without the fake and its calls.
 
-With --recorded the count is compared with the figure of the compiler in that file, and differing by
-more than the tolerance fails: a higher one is a loss, a lower one wants recording. --record does so.
+With --recorded the count is compared with the compiler's figure in that file. A difference beyond the
+tolerance fails: a higher count is a regression, a lower one must be recorded. --record records it.
 """
 import argparse
 import os
@@ -92,7 +92,7 @@ def total(found, jvm):
 
 
 def details(found, library, jvm, calls):
-    """Where it goes: the library's own functions, and what they call in other libraries."""
+    """Prints the costliest of the library's own functions and of their calls into other libraries."""
     ours, fake = os.path.realpath(library), os.path.realpath(jvm)
     lines = [(cost, f"{name} itself") for (where, name), cost in found.self_costs.items()
              if where == ours]
@@ -119,7 +119,7 @@ def record(path, compiler, count):
 
 
 def judge(count, figure, tolerance):
-    """0 where the count is the recorded one, as far as the tolerance goes."""
+    """0 if the count is within the tolerance of the recorded one."""
     difference = count / figure - 1
     print(f"recorded: {figure:.0f}; difference: {difference:+.1%}, allowed: {tolerance:.0%}")
     if abs(difference) <= tolerance:

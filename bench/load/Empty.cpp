@@ -1,4 +1,4 @@
-// A library with nothing in it: what the loader alone costs.
+// An empty library, for the cost of the loader alone.
 extern "C" __attribute__((visibility("default"))) int BenchEmpty() {
   return 0;
 }

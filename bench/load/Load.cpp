@@ -1,6 +1,7 @@
-// What opening a library costs a C++ program: time, and memory of the process. Prints
-// "= NANOSECONDS RESIDENT-BYTES".
-// usage: ferrolink-bench-load LIBRARY
+// Measures what opening a library costs a C++ program: time, and memory of the process. Prints "=
+// NANOSECONDS RESIDENT-BYTES".
+//
+//     usage: ferrolink-bench-load LIBRARY
 #include <dlfcn.h>
 #include <unistd.h>
 

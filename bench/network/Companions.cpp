@@ -1,5 +1,5 @@
-// The network companions themselves: the client library in this process, ferrolink-server in
-// another one, the handler "echo" of the benchmark's plug-in behind it.
+// The network companions themselves: the client library in this process, and ferrolink-server in
+// another one, with the handler "echo" of the benchmark's plug-in.
 #include <dlfcn.h>
 #include <signal.h>
 #include <sys/prctl.h>
@@ -41,7 +41,7 @@ struct Options {
   std::string key;
 };
 
-// The port that the server's first line names.
+// The port in the server's first line.
 std::uint16_t PortIn(const std::string& line) {
   const std::size_t address = line.find("127.0.0.1:");
   if (address == std::string::npos) {

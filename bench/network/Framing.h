@@ -9,18 +9,19 @@
 #include <stdexcept>
 #include <vector>
 
-/// The framing of the network companions, by hand: a header of 16 bytes whose first four are a
-/// length, and that many bytes.
+/// The framing of the network companions, written by hand: a header of 16 bytes, whose first four
+/// are the length, and that many bytes.
 namespace Ferrolink::Bench {
 
 inline constexpr std::size_t kFrameHeader = 16;
-/// What a call of the handler "echo" adds to its payload on the way there, and on the way back.
+/// The bytes that a call of the handler "echo" adds to its payload, in the command and in the
+/// answer.
 inline constexpr std::size_t kCommandExtra = 11 + 1 + 4;
 inline constexpr std::size_t kAnswerExtra = 11;
 
 using Bytes = std::vector<char>;
 
-/// A frame of that many bytes behind the header.
+/// A frame with that many bytes after the header.
 inline Bytes FrameOf(std::size_t size) {
   Bytes frame(kFrameHeader + size, 'x');
   const auto length = static_cast<std::uint32_t>(size);
@@ -46,7 +47,7 @@ class FrameReader {
  public:
   explicit FrameReader(End& end) : m_end(end) {}
 
-  /// False at the end of the connection. The frame's bytes, without its header.
+  /// False at the end of the connection. `bytes` are those of the frame, without its header.
   bool Receive(Bytes& bytes) {
     while (m_filled < kFrameHeader) {
       const long got = m_end.read(m_ahead.data() + m_filled, m_ahead.size() - m_filled);

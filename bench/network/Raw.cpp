@@ -1,5 +1,5 @@
-// What the network companions are measured against: their framing over a socket, by hand, with or
-// without OpenSSL; an echo in a process of its own with a thread for each connection.
+// The baseline for the network companions: their framing over a socket, written by hand, with or
+// without OpenSSL, and an echo in a process of its own with a thread for each connection.
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <openssl/ssl.h>

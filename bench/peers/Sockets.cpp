@@ -1,5 +1,5 @@
-// The peer for programs that bring their own protocol: a length and that many bytes over a socket
-// to an echo in a process of its own, and back.
+// The peer for programs with a protocol of their own: a length and that many bytes over a socket to
+// an echo in a process of its own, and back.
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/prctl.h>
@@ -43,8 +43,8 @@ bool Receive(int socket, Frame& frame) {
   frame.resize(sizeof length);
   std::size_t wanted = sizeof length;
   for (std::size_t received = 0; received < wanted;) {
-    // With the first read as much as is there already: frames do not overlap, since each is
-    // answered before the next one.
+    // The first read takes all that has arrived. Frames do not overlap: each is answered before the
+    // next one.
     frame.resize(std::max(wanted, std::size_t{1} << 16U));
     const ssize_t count = read(socket, frame.data() + received, frame.size() - received);
     if (count <= 0) {

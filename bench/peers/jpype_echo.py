@@ -7,7 +7,7 @@ import jpype
 
 def main():
     archive, options = sys.argv[1], sys.argv[2:]
-    # Debian keeps the Java half of JPype apart from the Python half.
+    # Debian installs the Java part of JPype separately.
     jpype.startJVM(*options, classpath=[archive, "/usr/share/java/org.jpype.jar"])
     send_command = jpype.JClass("com.ferrolink.core.receiver.Receiver").sendCommand
     for line in sys.stdin:

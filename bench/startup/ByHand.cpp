@@ -1,7 +1,8 @@
-// From process start to the first answer by JNI written by hand, with the options that the library
-// gives the JVM.
-// usage: ferrolink-bench-start-hand JAVA-HOME ARCHIVE [info]
-//   info: asks the receiver for its description first, as the library does once a JVM is started
+// Start-up from process start to the first answer by JNI written by hand, with the library's JVM
+// options.
+//
+//     usage: ferrolink-bench-start-hand JAVA-HOME ARCHIVE [info]
+//       info: first asks the receiver for its description, as the library does after starting a JVM
 #include <dlfcn.h>
 #include <jni.h>
 

@@ -1,5 +1,6 @@
-// From process start to the first answer through the library.
-// usage: ferrolink-bench-start-library LIBRARY-DIRECTORY
+// Start-up from process start to the first answer through the library.
+//
+//     usage: ferrolink-bench-start-library LIBRARY-DIRECTORY
 #include <ferrolink/Host.h>
 
 #include "bench/startup/FirstCommand.h"

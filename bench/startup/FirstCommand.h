@@ -9,7 +9,7 @@
 
 namespace Ferrolink::Bench {
 
-/// A call of the handler "echo", which the benchmark's receiver echoes as well.
+/// A call of the handler "echo". The benchmark's receiver echoes it as well.
 inline std::vector<std::uint8_t> FirstCommand() {
   std::vector<std::uint8_t> command(64);
   constexpr std::uint8_t kJvm = 2;
@@ -25,7 +25,7 @@ inline std::vector<std::uint8_t> FirstCommand() {
   return command;
 }
 
-/// Tells bench/driver that the answer is there, and ends the process without taking the JVM down.
+/// Reports the answer to bench/driver, and ends the process without destroying the JVM.
 [[noreturn]] inline void Answered(bool right) {
   constexpr std::string_view kLine = "\nanswered\n";
   if (right && write(STDOUT_FILENO, kLine.data(), kLine.size()) < 0) {

@@ -20,7 +20,7 @@ using namespace Ferrolink::Companions;
 
 constexpr int kRefused = -1;
 
-// The outermost frame of every exported function: what `body` throws goes to `report` as a text.
+// The outermost frame of every exported function: passes exceptions of `body` to `report` as texts.
 template <class Body, class Report>
 int Guarded(Body body, Report report) {
   try {
@@ -61,7 +61,8 @@ void CopyWithEnd(std::string_view text, char* buffer) {
   buffer[text.size()] = '\0';
 }
 
-// Writes the text that `select` takes from the configuration. `place` names it in an error text.
+// Writes the text that `select` returns for the configuration. `place` is its name in an error
+// text.
 template <class Select, class Place>
 int GiveText(char* buffer, std::size_t size, Place place, Select select) {
   if (buffer == nullptr || size == 0) {
@@ -88,7 +89,7 @@ int GiveProxyText(char* buffer, std::size_t size, const char* place, std::string
       [&](const ConfigurationStore::Snapshot& now) { return now.configuration->proxy.*member; });
 }
 
-// The defaults where the channel is not configured.
+// Returns the defaults if the channel is not configured.
 Channel ChannelOf(const Configuration& configuration, const char* runtimeName,
                   const char* configName) {
   const std::string runtime = LowerCase(NotNull(runtimeName, "the runtime name"));

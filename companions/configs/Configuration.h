@@ -11,13 +11,13 @@
 
 namespace Ferrolink::Companions {
 
-/// A source, value or request that is refused; what() is the text for the user.
+/// A source, value or request is refused; what() is the text for the user.
 class ConfigurationError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// What the port functions return for "none".
+/// The result of the port functions for "none".
 constexpr int kNoPort = -1;
 
 struct Proxy {
@@ -36,22 +36,22 @@ struct Channel {
   std::string runtimePath;  // absolute or empty
 };
 
-/// How the client libraries reach one server: keys and values as the source has them, paths
-/// absolute and numbers in decimal. A key with several values appears once for each.
+/// The settings for one server: keys and values of the source, with absolute paths and decimal
+/// numbers. A key with several values appears once for each.
 using Endpoint = std::vector<std::pair<std::string, std::string>>;
 
-/// The values that one source gives, complete with defaults; empty texts are not configured.
+/// The values of one source, with defaults. Empty texts are not configured.
 struct Configuration {
   std::string source;            // as it was given
   std::string workingDirectory;  // absolute or empty
   std::string loggingLevel = "runtimeinfo";
   Proxy proxy;
-  // Runtime name in lower case, then configuration name.
+  // Keys: runtime name in lower case, then configuration name.
   std::map<std::string, std::map<std::string, Channel>, std::less<>> runtimes;
   std::map<std::string, Endpoint, std::less<>> endpoints;  // by "address:port"
 };
 
-/// Of ASCII letters only, whatever the host's locale.
+/// Converts ASCII letters only, regardless of the host's locale.
 inline std::string LowerCase(std::string_view text) {
   std::string lower(text);
   std::transform(lower.begin(), lower.end(), lower.begin(), [](char letter) {

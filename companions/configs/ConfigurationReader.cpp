@@ -51,7 +51,7 @@ Proxy ReadProxy(const JsonNode& node) {
   return proxy;
 }
 
-// In lower case. Throws for what is neither a key of "runtimes" nor a "runtimeName".
+// Returns the name in lower case. Throws if it is neither a key of "runtimes" nor a "runtimeName".
 std::string RequireRuntimeName(const JsonNode& node, const std::string& name) {
   std::string lower = LowerCase(name);
   if (std::find(kRuntimes.begin(), kRuntimes.end(), lower) == kRuntimes.end()) {

@@ -7,9 +7,9 @@
 
 namespace Ferrolink::Companions {
 
-/// The configuration that the JSON text `text` describes; relative paths in it count from the
-/// absolute path `baseDirectory`. `source` stays empty. Throws ConfigurationError at the first
-/// value that is not as documented; its text contains no value of the proxy.
+/// Parses a configuration from the JSON text `text`. Relative paths count from the absolute path
+/// `baseDirectory`. `source` stays empty. Throws ConfigurationError at the first wrong value; its
+/// text has no value of the proxy.
 Configuration ReadConfiguration(const std::string& text, const std::string& baseDirectory);
 
 }  // namespace Ferrolink::Companions

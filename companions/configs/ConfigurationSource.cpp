@@ -29,8 +29,8 @@ bool IsJsonText(std::string_view source) {
   return first != std::string_view::npos && source[first] == '{';
 }
 
-// How error texts name a source that is taken for a path. One that looks as if it were meant to be
-// text is not repeated: it may contain a password.
+// The name of a path in error texts. A source that looks like JSON text is not repeated, because it
+// may have a password.
 std::string NameOf(const std::string& path) {
   const bool looksLikeText =
       path.size() >= PATH_MAX || path.find_first_of("{}\"\r\n") != std::string::npos;

@@ -8,18 +8,18 @@
 
 namespace Ferrolink::Companions {
 
-/// The process's current directory. Throws ConfigurationError where there is none any more.
+/// The process's current directory. Throws ConfigurationError if it no longer exists.
 std::string CurrentDirectory();
 
 /// `path` if it is absolute, else `path` below the absolute `baseDirectory`, without "."
-/// components. Nothing is looked up: ".." and symbolic links stay.
+/// components. Does not access the file system, so ".." and symbolic links stay.
 std::string AbsolutePath(std::string_view path, const std::string& baseDirectory);
 
-/// Empty if `path` is an existing directory, else a text that says why not.
+/// Why `path` is not an existing directory; empty if it is.
 std::string WhyNoDirectory(const std::string& path);
 
-/// The configuration that `source`, JSON text or the path of a file with it, describes. Throws
-/// ConfigurationError; the text says which file, and is fit for one line.
+/// Loads the configuration from `source`, JSON text or the path of a file with it. Throws
+/// ConfigurationError, whose text names the file and is one line.
 Configuration LoadConfiguration(const std::string& source);
 
 }  // namespace Ferrolink::Companions

@@ -18,7 +18,7 @@ ConfigurationStore::Snapshot ConfigurationStore::Current() const {
 }
 
 void ConfigurationStore::ReplaceConfiguration(Configuration configuration) {
-  // What was replaced is given up after the lock, if this is its last owner.
+  // The replaced configuration is released after the lock, if this is its last owner.
   auto exchanged = std::make_shared<const Configuration>(std::move(configuration));
   const std::lock_guard lock(m_mutex);
   m_snapshot.configuration.swap(exchanged);

@@ -10,24 +10,24 @@
 
 namespace Ferrolink::Companions {
 
-/// The process's configuration. Any thread: what was handed out never changes, a change makes a new
-/// one. The lock is held for the exchange of pointers only, never while a file is read.
+/// The process's configuration. Thread-safe: snapshots are immutable, and a change makes a new one.
+/// The lock is held only to exchange pointers, never while a file is read.
 class ConfigurationStore {
  public:
-  /// What one query looks at.
+  /// The state for one query.
   struct Snapshot {
     std::shared_ptr<const Configuration> configuration;
     std::shared_ptr<const std::string> directoryOverride;  // null: none
   };
 
-  /// The only one. It lives as long as the process: threads of the host may still ask while the
-  /// process exits.
+  /// The only instance. Never destroyed: threads of the host may still query while the process
+  /// exits.
   static ConfigurationStore& Instance();
 
   ConfigurationStore();
 
   [[nodiscard]] Snapshot Current() const;
-  /// How many configurations have been replaced. Changes after the configuration that it counts.
+  /// The number of replaced configurations. It changes after the configuration that it counts.
   [[nodiscard]] unsigned Revision() const { return m_changes.load(std::memory_order_acquire); }
   void ReplaceConfiguration(Configuration configuration);
   void OverrideDirectory(std::string directory);

@@ -53,7 +53,7 @@ bool IsAddressOf(int family, std::string_view text) {
   return inet_pton(family, std::string(text).c_str(), bytes.data()) == 1;
 }
 
-// "host:port", with an IPv6 address in brackets.
+// Whether it is "host:port", with brackets around an IPv6 address.
 bool IsTarget(std::string_view text) {
   const std::size_t colon = text.rfind(':');
   if (colon == std::string_view::npos || colon == 0 || !IsPort(text.substr(colon + 1))) {

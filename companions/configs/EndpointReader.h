@@ -8,8 +8,8 @@
 
 namespace Ferrolink::Companions {
 
-/// The endpoint `node`, which stands under the key `address`; relative paths in it count from
-/// `baseDirectory`. Throws ConfigurationError at the first value that is not as documented.
+/// Reads the endpoint `node`, the member with the key `address`. Relative paths count from
+/// `baseDirectory`. Throws ConfigurationError at the first wrong value.
 Endpoint ReadEndpoint(const std::string& address, const JsonNode& node,
                       const std::string& baseDirectory);
 

@@ -16,7 +16,7 @@ using Json = nlohmann::json;
 constexpr std::size_t kDeepestNesting = 32;
 constexpr std::size_t kLongestKey = 100;
 
-// Sees the keys while the parser reads, since the finished document has each key only once.
+// Checks keys while the parser reads, because the finished document has each key only once.
 class KeyWatcher {
  public:
   void See(Json::parse_event_t event, const Json& parsed) {
@@ -37,7 +37,7 @@ class KeyWatcher {
     }
   }
 
-  // Of the value that is being read.
+  // The place of the value that is being read.
   [[nodiscard]] std::string Place() const {
     return m_levels.empty() ? ""
                             : MemberPointer(m_levels.back().pointer, m_levels.back().currentKey);
@@ -81,8 +81,8 @@ std::string LineAndColumn(const std::string& text, std::size_t offset) {
          ", column " + std::to_string(std::count_if(line.begin(), line.end(), isCharacter) + 1);
 }
 
-// What the parser's own text says between its position and the text that it last read. The latter
-// may be a part of a password.
+// The middle part of the parser's text, between its position and the text that it last read. The
+// latter may be a part of a password.
 std::string ReasonOf(const Json::parse_error& error) {
   std::string_view text = error.what();
   text = text.substr(0, text.find("; last read: "));
@@ -108,7 +108,7 @@ std::string MemberPointer(const std::string& pointer, std::string_view key) {
 }
 
 Json ParseJson(const std::string& text) {
-  // The parser would take it for the end and ignore what follows.
+  // The parser would treat it as the end and ignore the rest.
   if (const std::size_t nul = text.find('\0'); nul != std::string::npos) {
     throw ConfigurationError(LineAndColumn(text, nul) + ": a NUL character");
   }

@@ -10,11 +10,11 @@ namespace Ferrolink::Companions {
 /// The JSON Pointer of the member `key` of the object at `pointer`, fit for an error text.
 std::string MemberPointer(const std::string& pointer, std::string_view key);
 
-/// Parses a whole text as JSON, stricter than JSON itself: a key may not appear twice in an object,
-/// and nesting ends at a depth that no configuration needs.
+/// Parses a whole text as JSON, with two more rules: a key must not appear twice in an object, and
+/// the depth of nesting is limited.
 ///
-/// Throws ConfigurationError. Its text names line and column (in characters, both from 1) of what
-/// is not JSON, or the place of what is refused, but repeats no value, which may be a password.
+/// Throws ConfigurationError. Its text has line and column (in characters, both from 1) of a syntax
+/// error, or the place of a refused value. It never repeats a value, which may be a password.
 nlohmann::json ParseJson(const std::string& text);
 
 }  // namespace Ferrolink::Companions

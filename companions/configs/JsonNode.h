@@ -12,9 +12,9 @@
 
 namespace Ferrolink::Companions {
 
-/// One value of a document together with its place. Each question checks the value and throws
-/// ConfigurationError, "<JSON Pointer>: expected <what>, got <value>", where it is something else.
-/// Valid as long as the document.
+/// One value of a document with its place. Each accessor checks the value and throws
+/// ConfigurationError, "<JSON Pointer>: expected <what>, got <value>", if the check fails. Valid as
+/// long as the document.
 class JsonNode {
  public:
   using Words = std::span<const std::string_view>;
@@ -22,25 +22,25 @@ class JsonNode {
   /// The document itself.
   explicit JsonNode(const nlohmann::json& document) : m_value(document) {}
 
-  /// From here downwards error texts say what kind a value is, but not the value.
+  /// The same value, for which error texts give only the kind of values, here and below.
   [[nodiscard]] JsonNode Secret() const;
 
-  /// Requires an object that has no other than the `allowed` keys.
+  /// Requires an object with no keys other than the `allowed` ones.
   void RequireKeys(Words allowed) const;
 
-  /// The member `key` of the object, if it is there.
+  /// The member `key` of the object, if it exists.
   [[nodiscard]] std::optional<JsonNode> Member(std::string_view key) const;
 
   /// Requires an object, and calls `visit` for each of its members.
   void EachMember(const std::function<void(const std::string&, const JsonNode&)>& visit) const;
 
-  /// The elements of an array, of which there must be one at least; of anything else, itself.
+  /// The elements of an array, at least one; for any other value, the value itself.
   [[nodiscard]] std::vector<JsonNode> OneOrMore() const;
 
   /// A text that is not empty and has no control characters.
   [[nodiscard]] std::string Text() const;
 
-  /// One of `words` in any case of letters; as the list writes it.
+  /// One of `words`, case-insensitive; returned as in the list.
   [[nodiscard]] std::string Word(Words words) const;
 
   /// 1 to 65535.
@@ -59,7 +59,7 @@ class JsonNode {
   /// Throws ConfigurationError with the place and `reason`.
   [[noreturn]] void Refuse(const std::string& reason) const;
 
-  /// The same for a value that is something else than `wanted`.
+  /// The same for a value that is not `wanted`.
   [[noreturn]] void RefuseFor(const std::string& wanted) const;
 
  private:

@@ -11,8 +11,8 @@ bool IsContinuation(char byte) {
   return (static_cast<unsigned char>(byte) & 0xC0U) == 0x80U;
 }
 
-// The code point of the well-formed character at the beginning of `text`, where it has two or three
-// bytes; all that matter here do.
+// The code point of the well-formed first character of `text`, if it has two or three bytes; longer
+// ones do not matter here.
 unsigned ShortCodePoint(std::string_view text) {
   const auto bits = [&](std::size_t index, unsigned mask) {
     return static_cast<unsigned char>(text[index]) & mask;

@@ -13,7 +13,7 @@
 
 namespace Ferrolink::Companions {
 
-// Not blocking, since the name may be that of a pipe that nobody writes to.
+// Non-blocking, because the path may be a pipe without a writer.
 std::string ReadSourceFile(const std::string& path) {
   const FileDescriptor file = FileDescriptor::Open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
   struct stat status {};

@@ -10,7 +10,7 @@ namespace Ferrolink::Companions {
 inline constexpr std::size_t kLargestSource = std::size_t{1024} * 1024;
 inline constexpr std::string_view kTooLarge = "larger than 1048576 bytes";
 
-/// The content of a regular file that is not too large. Throws ConfigurationError without the
+/// The contents of a regular file within the size limit. Throws ConfigurationError without the
 /// file's name.
 std::string ReadSourceFile(const std::string& path);
 

@@ -10,7 +10,7 @@
 namespace Ferrolink::Companions::Tcp {
 namespace {
 
-// Bytes of a frame that are copied behind its header: two spans cost the kernel more than that.
+// Up to this size a frame's bytes are copied behind its header: two spans cost the kernel more.
 constexpr std::size_t kCopied = 2048;
 
 [[noreturn]] void Raise(const asio::error_code& error) {
@@ -89,7 +89,7 @@ bool Connection::Receive(Frame& frame) {
     return false;
   }
   const std::size_t length = frame.header.length;
-  // Bytes that are there already are overwritten: what is neither freed nor added needs no zeros.
+  // Overwrites existing bytes if the capacity suffices: without growth there is nothing to zero.
   if (length <= frame.bytes.capacity()) {
     frame.bytes.resize(length);
     ReadAll(frame.bytes);
@@ -127,8 +127,8 @@ void Connection::ReadAll(std::span<std::uint8_t> room) {
   }
 }
 
-// What was read ahead comes first. A short rest is read ahead as well, a long one straight to where
-// it belongs.
+// Takes bytes that were read ahead first. Reads a short remainder ahead as well, and a long one
+// straight to its destination.
 std::size_t Connection::ReadUpTo(std::span<std::uint8_t> room, asio::error_code& error) {
   if (Unread() == 0) {
     if (room.size() >= m_ahead.size()) {
@@ -145,7 +145,7 @@ std::size_t Connection::ReadUpTo(std::span<std::uint8_t> room, asio::error_code&
   return count;
 }
 
-// Only as many bytes are unread when it is called as a header or a greeting has at most.
+// Precondition: at most the bytes of a header or a greeting are unread.
 void Connection::Fill(asio::error_code& error) {
   std::memmove(m_ahead.data(), m_ahead.data() + m_taken, Unread());
   m_filled = Unread();

@@ -17,7 +17,7 @@
 namespace Ferrolink::Companions::Tcp {
 namespace {
 
-// A peer that is gone without a word is noticed after two minutes.
+// A dead peer is detected after two minutes.
 constexpr int kKeepIdleSeconds = 60;
 constexpr int kKeepIntervalSeconds = 10;
 constexpr int kKeepCount = 6;
@@ -51,7 +51,7 @@ PatientSocket PatientSocket::Open(const asio::ip::tcp& protocol) {
   return PatientSocket(std::move(socket));
 }
 
-// Connecting is done without blocking: only poll(2) can be limited, and a connect that a signal
+// Connects without blocking, because only poll(2) has a time limit, and a connect that a signal has
 // interrupted cannot be repeated.
 void PatientSocket::Connect(const Endpoint& endpoint, asio::error_code& error) {
   const int descriptor = m_socket.get();
@@ -85,8 +85,8 @@ void PatientSocket::Tune(std::chrono::milliseconds unacknowledged, asio::error_c
       static_cast<int>(std::min<long long>(unacknowledged.count(), INT_MAX)));
 }
 
-// Event loops leave sockets non-blocking. Where the option cannot be set, recv(2) would wait for
-// ever, which the limits do not bear.
+// Event loops leave sockets non-blocking. If the option cannot be set, recv(2) would block without
+// limit, so it is not used then.
 void PatientSocket::ExpectWithin(std::chrono::milliseconds time) {
   timeval limit{};
   limit.tv_sec = time.count() / 1000;
@@ -103,7 +103,7 @@ std::size_t PatientSocket::Receive(std::span<std::uint8_t> room, asio::error_cod
     return 0;
   }
   bool inKernel = m_expected.count() > 0 && !m_deadline && !m_span && !m_dontWait;
-  // With limits it waits first: bytes that are awaited are mostly not there yet.
+  // With limits it waits first, because the expected bytes have usually not arrived yet.
   bool waitFirst = IsLimited() && !inKernel && !m_dontWait && !m_moreExpected;
   std::chrono::milliseconds waited{0};
   for (;;) {
@@ -215,7 +215,7 @@ void PatientSocket::Moved(std::size_t bytes) {
   }
 }
 
-// Whether the socket became ready before the limits were over.
+// False if a limit was over before the socket became ready.
 bool PatientSocket::Wait(short events, asio::error_code& error, std::chrono::milliseconds waited) {
   const auto started = Clock::now() - waited;
   if (m_span) {

@@ -15,8 +15,8 @@ namespace Ferrolink::Companions::Tcp {
 namespace {
 
 constexpr std::size_t kRecord = SSL3_RT_MAX_PLAIN_LENGTH;
-// What is read, and what is sent, with one system call: two records. More of them take room in the
-// processor's cache from other connections.
+// Two records are read or sent with one system call. More records would displace other connections
+// from the processor's cache.
 constexpr std::size_t kReadAhead = std::size_t{2} * SSL3_RT_MAX_PACKET_SIZE;
 constexpr std::size_t kMostGathered = kReadAhead;
 
@@ -31,21 +31,21 @@ std::string SubjectOf(const X509* certificate) {
   return {text, static_cast<std::size_t>(length)};
 }
 
-// After these the connection goes on where it was.
+// Errors after which the connection continues.
 bool IsPassing(const asio::error_code& error) {
   return error == asio::error::would_block || error == asio::error::timed_out ||
          error == asio::error::operation_aborted;
 }
 
-// OpenSSL's own way frees the texts of all errors that there might be, which takes longer than the
-// system call behind a small record.
+// ERR_clear_error frees the texts of all possible errors, which takes longer than the system call
+// for a small record.
 void ClearErrors() {
   if (ERR_peek_error() != 0) {
     ERR_clear_error();
   }
 }
 
-// Where an SSL object says which connection is its own.
+// The index under which an SSL object stores its connection.
 int OwnerIndex() {
   static const int index = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, nullptr);
   return index;
@@ -67,7 +67,7 @@ TlsConnection::TlsConnection(PatientSocket socket, std::uint32_t limit, TlsConte
   BIO_set_init(bio, 1);
   SSL_set_bio(m_tls.get(), bio, bio);
   SSL_set_ex_data(m_tls.get(), OwnerIndex(), this);
-  // One read takes all records that have come.
+  // One read takes all records that have arrived.
   SSL_set_read_ahead(m_tls.get(), 1);
   SSL_set_default_read_buffer_len(m_tls.get(), kReadAhead);
   SSL_set_mode(m_tls.get(), SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER |
@@ -129,7 +129,7 @@ std::string TlsConnection::PeerName() {
   return certificate == nullptr ? std::string() : SubjectOf(certificate);
 }
 
-// The verdict on a certificate that is refused is gone once the handshake has failed.
+// Notes the verdict here: after a failed handshake it is gone.
 int TlsConnection::JudgePeer(int verified, X509_STORE_CTX* chain) {
   if (verified != 1) {
     const auto* tls =
@@ -157,7 +157,7 @@ std::size_t TlsConnection::ReadSome(std::span<std::uint8_t> room, asio::error_co
   return got;
 }
 
-// A record at a time.
+// Writes one record.
 std::size_t TlsConnection::WriteSome(std::span<const std::uint8_t> head,
                                      std::span<const std::uint8_t> bytes, asio::error_code& error) {
   if (!head.empty()) {
@@ -167,7 +167,7 @@ std::size_t TlsConnection::WriteSome(std::span<const std::uint8_t> head,
   return WriteRecord(record, record.size() == bytes.size(), error);
 }
 
-// The first record has the head in it.
+// The first record includes the head.
 std::size_t TlsConnection::WriteFirst(std::span<const std::uint8_t> head,
                                       std::span<const std::uint8_t> bytes,
                                       asio::error_code& error) {
@@ -195,8 +195,8 @@ std::size_t TlsConnection::WriteRecord(std::span<const std::uint8_t> record, boo
   return written;
 }
 
-// A peer that closes without saying so under TLS has closed: frames have lengths, so that nothing
-// can be cut off unnoticed.
+// A close without a TLS close alert counts as a normal close. Frames have lengths, so truncation
+// cannot go unnoticed.
 asio::error_code TlsConnection::ErrorOf(int result) {
   switch (SSL_get_error(m_tls.get(), result)) {
     case SSL_ERROR_WANT_READ:
@@ -243,8 +243,8 @@ int TlsConnection::ReadSocket(BIO* bio, char* room, int size) {
   return self.m_socketError ? -1 : static_cast<int>(got);
 }
 
-// Records of one frame are gathered. The last one sends them, and one that finds no room sends
-// those before it.
+// Gathers the records of one frame. The last record sends them; a record without room sends the
+// earlier ones.
 int TlsConnection::WriteSocket(BIO* bio, const char* bytes, int size) {
   auto& self = *static_cast<TlsConnection*>(BIO_get_data(bio));
   BIO_clear_retry_flags(bio);
@@ -274,7 +274,7 @@ void TlsConnection::Gather(std::span<const std::uint8_t> record) {
   }
 }
 
-// What is left after an error is never sent: the connection is of no use then.
+// The rest after an error is never sent, because the connection is unusable then.
 bool TlsConnection::SendGathered() {
   std::span<const std::uint8_t> rest(m_gathered.get(), std::exchange(m_gatheredSize, 0));
   while (!rest.empty() && !m_socketError) {

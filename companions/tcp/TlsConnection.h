@@ -13,7 +13,7 @@
 
 namespace Ferrolink::Companions::Tcp {
 
-/// Demands a certificate of the peer; TlsConnection::WhyPeerRefused tells what is wrong with one.
+/// Demands a certificate of the peer. TlsConnection::WhyPeerRefused tells why one was refused.
 void DemandCertificate(asio::ssl::context& context);
 
 /// TCP with TLS. OpenSSL reads and writes through the socket, with its limits.
@@ -28,7 +28,7 @@ class TlsConnection : public Connection {
   /// Errors: those of the socket, or of asio's SSL category.
   void Handshake(asio::error_code& error) override;
   [[nodiscard]] short AwaitedEvents() const override;
-  /// Takes in what TLS has to say of itself, such as session tickets.
+  /// Also reads TLS messages without data, such as session tickets.
   bool IsQuiet() override;
   void KeepBuffers(bool keep) override;
   std::string PeerName() override;
@@ -67,7 +67,7 @@ class TlsConnection : public Connection {
   bool m_ended = false;            ///< the peer has closed; OpenSSL may have written since then
   std::string m_whyPeerRefused;
 
-  // Records of a long frame that wait to be sent together; made for the first such frame.
+  // Records of a long frame to be sent together. Allocated for the first such frame.
   std::unique_ptr<std::uint8_t[]> m_gathered;
   std::size_t m_gatheredSize = 0;
   bool m_keepsBuffers = false;

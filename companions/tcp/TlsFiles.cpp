@@ -18,7 +18,7 @@ namespace {
   throw TlsFileError("Cannot use the " + what + " '" + file + "': " + reason + ".");
 }
 
-// OpenSSL's first error is the cause; the following ones say where it was met.
+// The text of OpenSSL's first error, which is the cause. The following errors only name callers.
 std::string FirstReason() {
   const unsigned long error = ERR_peek_error();
   if (ERR_SYSTEM_ERROR(error)) {
@@ -38,7 +38,7 @@ std::string TextOf(const ASN1_TIME* time) {
   return {text, static_cast<std::size_t>(length)};
 }
 
-// Without a callback OpenSSL would ask for a key's password on the terminal.
+// Without a callback OpenSSL asks for a key's password on the terminal.
 int NoteQuestion(char* /*room*/, int /*size*/, int /*writing*/, void* wasAsked) {
   if (wasAsked != nullptr) {
     *static_cast<bool*>(wasAsked) = true;
@@ -46,8 +46,8 @@ int NoteQuestion(char* /*room*/, int /*size*/, int /*writing*/, void* wasAsked) 
   return -1;
 }
 
-// Notes whether a password is asked for. The context has this callback already, with nothing to
-// note.
+// Records whether OpenSSL asks for a password. The context already has this callback, without a
+// place to record it.
 class PasswordQuestions {
  public:
   explicit PasswordQuestions(SSL_CTX* context) : m_context(context) {
@@ -70,7 +70,8 @@ void UseKey(SSL_CTX* context, const std::string& certificateFile, const std::str
   if (questions.WereAsked()) {
     Refuse("key", keyFile, "it needs a password; store it without one");
   }
-  // A key of the certificate's kind is compared as it is read, one of another kind only on demand.
+  // OpenSSL compares a key of the certificate's type when it reads it, but one of another type only
+  // on request.
   const bool fits = isRead ? SSL_CTX_check_private_key(context) == 1
                            : ERR_GET_REASON(ERR_peek_last_error()) != X509_R_KEY_VALUES_MISMATCH;
   if (!fits) {

@@ -5,14 +5,14 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What travels between a client library and a server, docs/network.md: a greeting each way, then
+/// The protocol between a client library and a server, docs/network.md: a greeting each way, then
 /// frames in turn, one for each command and one for each answer.
 namespace Ferrolink::Companions::Tcp::Wire {
 
 inline constexpr std::uint8_t kVersion = 2;
 
-/// What a greeting says. A client's differs from a server's, so that an echo of a client's own
-/// bytes is no answer.
+/// The kinds of greetings. A client's differs from a server's, so an echo of a client's own bytes
+/// is not a valid answer.
 enum class Greeting : std::uint8_t {
   Hello = 0,      ///< of a client
   Welcome = 1,    ///< of a server
@@ -32,10 +32,10 @@ constexpr GreetingBytes BytesOf(Greeting kind) {
 
 /// The first byte of a TLS connection: a handshake record.
 inline constexpr std::uint8_t kTlsHandshake = 0x16;
-/// The first byte of a TLS peer's complaint.
+/// The first byte of a TLS peer's alert.
 inline constexpr std::uint8_t kTlsAlert = 0x15;
 
-/// What a frame holds. Commands are Payload; all others are answers with a text in UTF-8.
+/// The contents of a frame. Commands are Payload. All others are answers with a text in UTF-8.
 enum class Status : std::uint8_t {
   Payload = 0,
   Error = 1,          ///< there is no response; the command may have been executed
@@ -54,11 +54,11 @@ constexpr bool EndsConnection(Status status) {
 inline constexpr std::size_t kFrameHeaderSize = 16;
 inline constexpr std::uint32_t kNoTimeLimit = 0xFFFFFFFF;
 
-/// What precedes a frame's bytes. On the wire, numbers are big-endian:
+/// The header in front of a frame's bytes. Numbers are big-endian:
 ///
-///     0  length        bytes that follow the header
+///     0  length        of the bytes after the header
 ///     4  number        of the command on its connection: 1, 2, ...; an answer repeats it
-///     8  milliseconds  the time that is left for a command; kNoTimeLimit: any, also in answers
+///     8  milliseconds  the remaining time of a command; kNoTimeLimit: no limit, also in answers
 ///    12  status
 ///    13  three zeros
 struct FrameHeader {
@@ -68,7 +68,7 @@ struct FrameHeader {
   Status status = Status::Payload;
 };
 
-/// The greatest number of a command. A connection that has come to it is closed by its client.
+/// The greatest number of a command. The client closes a connection that has reached it.
 inline constexpr std::uint32_t kLastNumber = 0xFFFFFFFF;
 
 using FrameHeaderBytes = std::array<std::uint8_t, kFrameHeaderSize>;
@@ -99,14 +99,14 @@ constexpr FrameHeader FromBytes(const FrameHeaderBytes& bytes) {
           static_cast<Status>(bytes[12])};
 }
 
-/// Whether a header is one that this version writes.
+/// Whether this version can have written the header.
 constexpr bool IsWellFormed(const FrameHeaderBytes& bytes) {
   return bytes[12] <= static_cast<std::uint8_t>(kLastStatus) && bytes[13] == 0 && bytes[14] == 0 &&
          bytes[15] == 0;
 }
 
-/// How many bytes a frame may hold unless somebody says otherwise, and what may be said: error
-/// texts must have room, and lengths are ints on both sides.
+/// The default limit of bytes in a frame, and the range for other limits. Error texts must fit, and
+/// lengths are ints on both sides.
 inline constexpr std::uint32_t kUsualLimit = 256U << 20U;
 inline constexpr std::uint32_t kLeastLimit = 1024;
 inline constexpr std::uint32_t kGreatestLimit = 0x7FFFFFFF;

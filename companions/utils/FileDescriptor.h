@@ -9,12 +9,12 @@
 
 namespace Ferrolink::Companions {
 
-/// Owns one file descriptor, or none, and closes it. Not shared between threads.
+/// Owns one file descriptor, or none, and closes it. Not thread-safe.
 class FileDescriptor {
  public:
   FileDescriptor() = default;
 
-  /// Takes ownership of `descriptor`; a negative number stands for none.
+  /// Takes ownership of `descriptor`; a negative number means none.
   explicit FileDescriptor(int descriptor) : m_number(descriptor) {}
 
   FileDescriptor(FileDescriptor&& other) noexcept : m_number(std::exchange(other.m_number, -1)) {}
@@ -31,8 +31,8 @@ class FileDescriptor {
     }
   }
 
-  /// Opens `path` as open(2) does, and again when a signal interrupted it. The descriptor never
-  /// passes to a program that the host starts. Owns none on failure, with errno set.
+  /// Opens `path` as open(2) does, and repeats that after a signal. Programs that the host starts
+  /// do not inherit the descriptor. Owns none on failure, with errno set.
   static FileDescriptor Open(const char* path, int flags, mode_t mode = 0) {
     int descriptor = -1;
     do {

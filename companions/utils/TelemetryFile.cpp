@@ -14,9 +14,9 @@
 namespace Ferrolink::Companions {
 namespace {
 
-// The lock that all writers of the file share. Whoever keeps it to himself (a tool, a stopped
-// process) costs each event a tenth of a second but not the event: an appending write is whole
-// without the lock, which only makes the repair of a short one safe.
+// The lock that all writers of the file share. If another holder (a tool, a stopped process) keeps
+// it, each event waits a tenth of a second and is then written without the lock. That is safe,
+// because an appending write is atomic; only the repair of a short one needs the lock.
 class WritersLock {
  public:
   explicit WritersLock(const FileDescriptor& lockedFile) : m_file(lockedFile) {
@@ -34,16 +34,16 @@ class WritersLock {
   WritersLock(WritersLock&&) = delete;
   WritersLock& operator=(WritersLock&&) = delete;
 
-  // Not left to close(): a child that the host forks meanwhile has the descriptor too, and the lock
-  // would last as long as the child.
+  // Unlocks explicitly: a child that the host forks meanwhile shares the descriptor, so close()
+  // would not end the lock.
   ~WritersLock() { flock(m_file.get(), LOCK_UN); }
 
  private:
   const FileDescriptor& m_file;
 };
 
-// A full disk or a size limit took part of a line only: takes it back, unless somebody has already
-// written behind it.
+// Removes a line that a full disk or a size limit has cut, unless somebody has already written
+// behind it.
 void TakeBack(const FileDescriptor& file, off_t sizeBefore, ssize_t written) {
   struct stat status {};
   if (fstat(file.get(), &status) == 0 && status.st_size == sizeBefore + written &&
@@ -55,7 +55,7 @@ void TakeBack(const FileDescriptor& file, off_t sizeBefore, ssize_t written) {
 }  // namespace
 
 void AppendToTelemetryFile(const char* path, const std::string& line) noexcept {
-  // Not blocking, since the name may be that of a pipe that nobody reads.
+  // Non-blocking, because the path may be a pipe without a reader.
   constexpr int kFlags = O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY;
   const FileDescriptor file = FileDescriptor::Open(path, kFlags, S_IRUSR | S_IWUSR);
   struct stat status {};

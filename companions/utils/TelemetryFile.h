@@ -5,9 +5,9 @@
 
 namespace Ferrolink::Companions {
 
-/// Appends `line` to the regular file at `path`, which is created for its owner alone (mode 0600).
-/// Either the whole line is appended, or nothing: where there is no such file, no regular file, or
-/// no room. Any thread, any number of processes. Throws nothing; changes errno.
+/// Appends `line` to the regular file at `path`. Creates the file with mode 0600. Appends either
+/// the whole line or nothing: nothing if the file cannot be opened, is not a regular file, or has
+/// no room. Thread-safe, also among processes. Throws nothing; changes errno.
 void AppendToTelemetryFile(const char* path, const std::string& line) noexcept;
 
 }  // namespace Ferrolink::Companions

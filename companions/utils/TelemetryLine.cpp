@@ -10,7 +10,7 @@
 namespace Ferrolink::Companions {
 namespace {
 
-// By calendar arithmetic instead of gmtime, which reads the host's TZ under a lock of its own.
+// Uses calendar arithmetic, because gmtime reads the host's TZ under a lock of its own.
 std::string UtcNow() {
   using namespace std::chrono;
   const auto now = floor<milliseconds>(system_clock::now());

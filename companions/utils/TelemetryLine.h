@@ -7,8 +7,8 @@ namespace Ferrolink::Companions {
 
 /// One event of the calling thread, now, as a line of JSON that ends in its only newline.
 ///
-/// The line is plain ASCII: everything else is escaped, so no text can end the line early, forge a
-/// second one or steer the terminal that shows it. Throws std::bad_alloc only.
+/// The line is plain ASCII. All other characters are escaped, so no text can end the line early,
+/// forge a second one or send control sequences to a terminal. Throws std::bad_alloc only.
 std::string TelemetryLine(const char* category, const char* message, const char* context);
 
 }  // namespace Ferrolink::Companions

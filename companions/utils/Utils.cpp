@@ -20,14 +20,14 @@ const char* TextOrEmpty(const char* text) {
 
 void LogMessage(const char* first, const char* second, const char* third) {
   const int callersErrno = errno;
-  // A program that runs with more rights than its user must not write where that user says.
+  // A program with more rights than its user must not write to a path of that user's choice.
   const char* path = secure_getenv("FERROLINK_TELEMETRY_FILE");
   if (path != nullptr && *path != '\0') {
     try {
       AppendToTelemetryFile(
           path, TelemetryLine(TextOrEmpty(first), TextOrEmpty(second), TextOrEmpty(third)));
     } catch (const std::exception&) {
-      // Only memory can run out here. What the event reports matters more than its report.
+      // Only memory can run out here. The reported event matters more than its report.
     }
   }
   errno = callersErrno;

@@ -7,18 +7,18 @@ extern "C" {
 
 /// Appends one event to the telemetry file: one line of JSON with the members "time" (UTC, ISO
 /// 8601, milliseconds), "category" (`first`), "message" (`second`), "context" (`third`), "thread"
-/// and "process" (identifiers as the kernel numbers them).
+/// and "process" (kernel identifiers).
 ///
-/// The file is the one that the environment variable FERROLINK_TELEMETRY_FILE names at the time of
-/// the call; where it is unset or empty the event is dropped, and so it is where the file cannot be
-/// opened, is not a regular file, or has no room for the whole line.
+/// The environment variable FERROLINK_TELEMETRY_FILE names the file at the time of the call. The
+/// event is dropped if the variable is unset or empty, or if the file cannot be opened, is not a
+/// regular file, or has no room for the whole line.
 ///
-/// The texts are NUL-terminated UTF-8 of any length, null standing for an empty text; they stay the
-/// caller's. What is not UTF-8 is written as U+FFFD.
+/// The texts are NUL-terminated UTF-8 of any length; null means an empty text. The caller keeps
+/// ownership. Bytes that are not UTF-8 become U+FFFD.
 ///
-/// Errors: none. Nothing is thrown or printed, errno is as it was, and no other process can hold
-/// the caller up for longer than a fraction of a second. Thread rule: any thread and any number of
-/// processes; lines are always whole.
+/// Errors: none. The function throws and prints nothing and keeps errno. Another process can block
+/// it for a fraction of a second at most. Thread rule: thread-safe, also among processes; lines are
+/// written atomically.
 FERROLINK_EXPORT void LogMessage(const char* first, const char* second, const char* third);
 }
 

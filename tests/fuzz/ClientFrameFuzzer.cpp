@@ -1,7 +1,7 @@
-// What a server answers to the network client.
+// Feeds a server's answers to the network client.
 //
-// The target is linked with --wrap=connect and --wrap=setsockopt: connecting puts one end of a
-// socket pair in the socket's place. Frames come from a script, see ScriptedConnection.h.
+// The target is linked with --wrap=connect and --wrap=setsockopt: connecting replaces the socket by
+// one end of a socket pair. Frames come from a script, see ScriptedConnection.h.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -24,8 +24,8 @@ namespace {
 
 constexpr std::uint32_t kLimit = 4096;
 
-/// The peers of the input that runs: one socket pair and one log of what was said for each
-/// connection; all of them read on in the same bytes.
+/// The peers of the current input: one socket pair and one log of the client's bytes per
+/// connection. All read from the same bytes in turn.
 struct Peers {
   std::shared_ptr<Script> script;
   std::deque<SocketPair> sockets;
@@ -50,7 +50,7 @@ extern "C" int __wrap_connect(int descriptor, const sockaddr* /*address*/, sockl
   return result < 0 ? -1 : 0;
 }
 
-// The options of TCP mean nothing to the socket that took its place.
+// Ignores TCP options, which the replacement socket does not have.
 extern "C" int __wrap_setsockopt(int /*descriptor*/, int /*level*/, int /*name*/,
                                  const void* /*value*/, socklen_t /*size*/) {
   return 0;
@@ -76,7 +76,7 @@ const Tcp::Client::LibraryKind Tcp::Client::kLibraryKind{
 
 namespace {
 
-// Whether the command was answered; other outcomes are errors with a text.
+// Whether the command was answered. Other outcomes are errors with a text.
 bool Exchange(Ferrolink::Native::Interfaces::ITransport& channel, Bytes command) {
   try {
     channel.Initialize(2, 8, 0);
@@ -90,7 +90,8 @@ bool Exchange(Ferrolink::Native::Interfaces::ITransport& channel, Bytes command)
   }
 }
 
-// The client greets, and then says nothing but commands as they were given.
+// Checks that the client sent a greeting and then only the given commands, unchanged. Returns their
+// number.
 std::size_t CommandsIn(const Script& script, const Bytes& command) {
   const auto reader = ReaderOf(script, kLimit);
   if (script.outgoing.empty()) {
@@ -118,7 +119,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 }
 
 // The first byte: two bits for the number of commands, three for the script, one for a command that
-// is too long. The rest is what the server says.
+// is too long. The rest are the server's bytes.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   const unsigned bits = input.TakeByte();

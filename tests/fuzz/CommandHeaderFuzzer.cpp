@@ -1,4 +1,5 @@
-// Command headers: the transmitter's routing, the C++ member's frames, and the host's replies.
+// Feeds command headers to the transmitter's routing, the C++ member's parser, and the host's
+// parser of replies.
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -26,7 +27,7 @@ namespace {
 constexpr std::uint8_t kEchoFirstSpecialType = 0x7B;  // EchoSibling.cpp
 constexpr std::uint8_t kEchoLastSpecialType = 0x7E;
 
-/// A channel that others have made, to be handed to the transmitter.
+/// Forwards to a channel of another owner, for the transmitter.
 class FixedChannel : public Ferrolink::Native::Interfaces::ITransport {
  public:
   int Initialize(std::uint8_t /*a*/, std::uint8_t /*b*/, std::uint8_t /*c*/) override { return 0; }
@@ -48,7 +49,7 @@ std::string ByteAt(const Bytes& command, int offset) {
   return std::to_string(command.at(static_cast<std::size_t>(offset)));
 }
 
-// What EchoSibling adds to a command that goes over the network.
+// The address that EchoSibling appends to a command on a network channel.
 std::string AddressIn(const Bytes& command) {
   std::string address;
   for (int octet = 0; octet < 4; ++octet) {
@@ -58,7 +59,7 @@ std::string AddressIn(const Bytes& command) {
   return address + ":" + std::to_string(port);
 }
 
-// The command comes back, from the endpoint that its header names.
+// Expects the command back, from the endpoint of its header.
 void ExpectEcho(NativeTransmitter& transmitter, const Bytes& command, int length) {
   const std::uint8_t type = command.at(Header::kCommandType);
   if (type >= kEchoFirstSpecialType && type <= kEchoLastSpecialType) {
@@ -112,7 +113,7 @@ void Operate(NativeTransmitter& transmitter, Input& input) {
   }
 }
 
-// A new transmitter for each input: it keeps a channel for each endpoint that it has seen.
+// A new transmitter for each input, because it keeps a channel for each endpoint.
 void RunTransmitter(Input& input) {
   NativeTransmitter transmitter(RuntimeOperationMode::CallingRuntime);
   while (!input.AtEnd()) {
@@ -121,7 +122,7 @@ void RunTransmitter(Input& input) {
     } catch (const std::runtime_error& error) {
       Require(std::string_view(error.what()).size() > 0, "an error says what failed");
     } catch (int) {
-      // EchoSibling's, unchanged.
+      // The exception of EchoSibling, unchanged.
     }
   }
 }
@@ -140,7 +141,7 @@ std::int32_t Raise(void* /*context*/, const std::uint8_t* payload, std::size_t l
   throw std::runtime_error(std::string(reinterpret_cast<const char*>(payload), length));
 }
 
-// Libraries are looked for in the jail alone, where there are none.
+// Confines the path to the jail, where there are no libraries.
 Bytes ConfinedCommand(Bytes command) {
   constexpr std::size_t kPath = 24;
   if (command.size() <= kPath || command[Header::kCommandType] != Header::kTypeLoadLibrary) {
@@ -150,7 +151,7 @@ Bytes ConfinedCommand(Bytes command) {
   return BytesOf(text.substr(0, kPath) + Confined(text.substr(kPath)));
 }
 
-// The length of the handler's name, the name and the payload; empty where no handler is called.
+// The handler's name length, its name and the payload; empty if the command calls no handler.
 std::string CallIn(const Bytes& command) {
   const std::string text = TextOf(command);
   switch (command.size() < Header::kSize ? 0 : command[Header::kCommandType]) {
@@ -193,7 +194,7 @@ void RunCppMember(Input& input) {
   ExpectReply(command, reply);
 }
 
-/// A role that answers whatever the input says.
+/// A role that answers with bytes of the input.
 struct ScriptedRole {
   int length;
   Bytes answer;
@@ -205,7 +206,7 @@ struct ScriptedRole {
   }
 };
 
-// The answer's length may be another one than that of its bytes, and negative.
+// The announced length may differ from that of the bytes, and may be negative.
 void RunHost(Input& input) {
   const int difference = static_cast<std::int8_t>(input.TakeByte());
   Bytes answer = input.TakeRest();
@@ -242,7 +243,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   return 0;
 }
 
-// The first byte says which of the three reads the rest.
+// The first byte selects which of the three reads the rest.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   switch (input.TakeByte() % 3) {

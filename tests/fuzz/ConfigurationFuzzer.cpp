@@ -1,4 +1,4 @@
-// A configuration: JSON text, or the path of a file, given as a source and asked about afterwards.
+// Feeds a configuration source, JSON text or the path of a file, and queries it afterwards.
 #include <algorithm>
 #include <array>
 #include <cstdlib>
@@ -14,7 +14,7 @@ namespace Companions = Ferrolink::Companions;
 
 namespace {
 
-// A value of every buffer size is either whole, with its length, or an error text that ends inside.
+// Expects for each buffer size either the whole value with its length, or a truncated error text.
 template <class Query>
 void ExpectText(Query query, std::size_t size) {
   Bytes bytes(size, 0xEE);
@@ -54,7 +54,7 @@ bool IsText(const std::string& source) {
   return first != std::string::npos && text[first] == '{';
 }
 
-// A file may hold zero bytes, which no source given as text can.
+// A file may hold zero bytes; a source as text cannot.
 bool IsReadable(const std::string& text) {
   try {
     Companions::ReadConfiguration(text, std::filesystem::current_path().string());
@@ -89,7 +89,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   return 0;
 }
 
-// The first byte is the size of the buffers, the second one picks the channel that is asked for.
+// The first byte is the size of the buffers. The second one selects the channel of the queries.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   const std::size_t room = input.TakeByte();

@@ -1,8 +1,8 @@
-// The native library of another runtime and both network client libraries in one, without state
-// outside its objects. They answer a command with the command itself; a channel adds its address.
-// By the command's type they do otherwise: 0x7B answers with 8 KiB more, 0x7C throws a number, 0x7D
-// returns the length -1, 0x7E throws a std::runtime_error. Linked with nodelete: a channel closes
-// the library before it deletes what that has made.
+// The native library of another runtime and both network client libraries in one, with no state
+// outside its objects. They answer a command with the command itself; a channel appends its
+// address. Some command types behave differently: 0x7B answers with 8 KiB more, 0x7C throws a
+// number, 0x7D returns the length -1, 0x7E throws a std::runtime_error. Linked with nodelete,
+// because a channel closes the library before it deletes the library's objects.
 #include <algorithm>
 #include <cstdint>
 #include <stdexcept>

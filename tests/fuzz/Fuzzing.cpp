@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 namespace Ferrolink::Fuzz {
 namespace {
 
-// The fuzzer turns standard error off, for the code under test has a lot to say.
+// A copy of standard error: the fuzzer closes it, because the code under test prints a lot.
 const int errorOutput = dup(STDERR_FILENO);
 
 class Jail {

@@ -9,20 +9,20 @@
 #include <string_view>
 #include <vector>
 
-/// What every fuzz target defines; libFuzzer calls them, or ReplayMain.cpp where there is none.
+/// Every fuzz target defines these. libFuzzer calls them, or ReplayMain.cpp in builds without it.
 extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv);
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 namespace Ferrolink::Fuzz {
 
-/// Exactly as long as its bytes, on the heap, so that AddressSanitizer sees a read beyond them.
+/// On the heap, exactly as long as the bytes, so AddressSanitizer detects reads beyond them.
 using Bytes = std::vector<std::uint8_t>;
 
-/// Ends the process where `holds` is false, which makes the input a finding. `rule` says what must
-/// hold.
+/// Ends the process if `holds` is false, which makes the input a finding. `rule` is the broken
+/// rule.
 void Require(bool holds, std::string_view rule);
 
-/// One input, taken apart from its front. Where it has ended there are zeros and empty bytes.
+/// Reads one input from its front. After its end there are zeros and empty bytes.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : m_rest(data, size) {}
@@ -40,16 +40,16 @@ class Input {
 std::string TextOf(std::span<const std::uint8_t> bytes);
 Bytes BytesOf(std::string_view text);
 
-/// A directory of the process's own with a few files of no use: a.jar, which is empty, text.jar, d
-/// with b.jar, C.JAR and more, loops with a link to itself. Removed when the process exits.
+/// A directory of the process with a few useless files: a.jar, which is empty, text.jar, d with
+/// b.jar, C.JAR and more, loops with a link to itself. Removed when the process exits.
 const std::filesystem::path& JailDirectory();
 
-/// What stands for `path` inside the jail, so that no input names a file outside: an absolute path
-/// is one below the jail, ".." is two underscores, and a relative path stays as it is, for use
-/// while an InJail lives. A path is taken to end at its first zero byte; what follows stays.
+/// The replacement of `path` inside the jail, so that no input names a file outside. An absolute
+/// path is below the jail, ".." becomes two underscores, and a relative path stays, for use while
+/// an InJail lives. A path ends at its first zero byte; bytes after it stay.
 std::string Confined(std::string_view path);
 
-/// Makes the jail the current directory for as long as it lives.
+/// Makes the jail the current directory while it lives.
 class InJail {
  public:
   InJail();

@@ -1,6 +1,6 @@
-// The Java receiver in a real JVM, which the built library starts: every command gets a reply that
-// is well formed. The fuzzer sees nothing of what Java executes; the lines of the reply, without
-// what the input has put there, stand for it.
+// Feeds commands to the Java receiver in a real JVM, which the built library starts. Every reply
+// must be well formed. The fuzzer cannot see what Java executes. Lines of the reply, without text
+// from the input, serve as coverage.
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -21,12 +21,12 @@ namespace {
 constexpr std::uint8_t kJvm = 2;
 constexpr std::size_t kLongestText = std::size_t{512} << 10U;
 
-// libFuzzer counts what is in this section as if it were coverage, and clears it before each input.
+// libFuzzer treats this section as coverage, and clears it before each input.
 __attribute__((section("__libfuzzer_extra_counters"))) std::uint8_t replyShapes[4096];
 
 Ferrolink::Native::Interfaces::IReceiver* receiver = nullptr;
 
-// Up to the first quotation, and without digits.
+// The line up to the first quotation, without digits.
 std::string ShapeOf(std::string_view line) {
   std::string shape(line.substr(0, line.find('\'')));
   std::erase_if(shape, [](unsigned char letter) { return std::isdigit(letter) != 0; });
@@ -45,7 +45,7 @@ void NoteShape(std::string_view text) {
   }
 }
 
-// Archives are looked for in the jail alone. The library answers the type "load a library" itself,
+// Confines the path of archives to the jail. The library itself answers the type "load a library",
 // so that type becomes a call.
 Bytes ConfinedCommand(Bytes command) {
   constexpr std::string_view kLoad = "\x0Dload-archives";
@@ -65,7 +65,7 @@ Bytes ConfinedCommand(Bytes command) {
   return BytesOf(text.substr(0, call) + std::string(kLoad) + Confined(body.substr(kLoad.size())));
 }
 
-// What a command says itself may come back in the text.
+// Text of the command may be part of the reply.
 void ExpectExceptionReport(const std::string& command, const std::string& text) {
   Require(!text.empty() && text.size() <= kLongestText, "an exception report is a text of a size");
   for (const char* exhausted :
@@ -108,15 +108,15 @@ Bytes Exchange(Bytes command) {
 
 void SetEnvironment() {
   setenv("JAVA_HOME", FUZZ_JAVA_HOME, 0);
-  // Signals stay with the fuzzer, memory is bounded.
+  // The fuzzer keeps its signals, and memory is bounded.
   setenv("JAVA_TOOL_OPTIONS", "-Xrs -Xmx64m -XX:+UseSerialGC -XX:TieredStopAtLevel=1", 1);
   setenv("FERROLINK_LOGGING_LEVEL", "off", 1);
   unsetenv("FERROLINK_JVM_RUNTIME_PATH");
   unsetenv("FERROLINK_DEBUG_MODE");
 }
 
-// The JVM has a use of its own for these signals; the fuzzer leaves them alone. Flags that the
-// caller gives come later and win.
+// The JVM needs these signals, so the fuzzer must not handle them. The caller's flags come later
+// and take precedence.
 void AddFuzzerFlags(int* argc, char*** argv) {
   static std::vector<char*> arguments;
   static std::vector<std::string> flags = {"-handle_segv=0", "-handle_bus=0",  "-handle_fpe=0",

@@ -1,4 +1,4 @@
-// The bodies of load-library commands, as the JVM member's launcher and the C++ member read them.
+// Feeds bodies of load-library commands to the JVM member's launcher and the C++ member.
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
@@ -19,7 +19,7 @@ namespace {
 constexpr std::size_t kPath = 24;
 const std::string kError = "JVM Launcher: Exception code ";
 
-// The path as both members should see it.
+// The path as both members must read it.
 std::string PathIn(const Bytes& command) {
   const std::string text = TextOf(command).substr(kPath);
   return text.substr(0, text.find('\0'));
@@ -29,7 +29,7 @@ bool IsNamed(const std::string& error, const std::string& beginning) {
   return error.starts_with(kError + beginning);
 }
 
-// What the launcher raises; empty where it has answered as it must.
+// The error of the launcher; empty if it gave the right answer.
 std::string ErrorOf(JvmLauncher& launcher, Bytes command) {
   const Bytes before = command;
   try {
@@ -88,7 +88,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   return 0;
 }
 
-// An input is a command, whose type is set to "load a library" and whose path lies in the jail.
+// An input is a command. Its type is set to "load a library", and its path is confined to the jail.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Bytes command(data, data + size);
   if (command.size() >= Header::kSize) {

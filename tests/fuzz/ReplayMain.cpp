@@ -1,5 +1,6 @@
-// Feeds inputs to a fuzz target, once each, where the compiler has no fuzzer.
-// usage: NAME FILE|DIRECTORY ...     Arguments that begin with "-" are a fuzzer's and mean nothing.
+// Feeds inputs to a fuzz target, once each, for compilers without a fuzzer.
+//
+//     usage: NAME FILE|DIRECTORY ...     ignores arguments that begin with "-"
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -26,7 +27,7 @@ std::vector<fs::path> InputsOf(int argc, char** argv) {
   return inputs;
 }
 
-// Named before it runs: an input that ends the process is the last one.
+// Prints the name first: the last one printed is the input that ended the process.
 void Feed(const fs::path& input) {
   std::printf("%s\n", input.filename().c_str());
   std::fflush(stdout);

@@ -1,5 +1,5 @@
-// How the sanitizers of a fuzz target behave, so that an input is replayed with no more than its
-// name. The environment still wins.
+// Default options of the sanitizers, so that an input's path is enough to replay it. The
+// environment takes precedence.
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the sanitizers ask for these names
 extern "C" {
@@ -9,7 +9,7 @@ const char* __lsan_default_options();
 const char* __lsan_default_suppressions();
 
 #if defined(FERROLINK_FUZZ_JVM)
-// A JVM uses faults of its own, and leaves its start-up's memory behind.
+// A JVM handles faults of its own, and does not free memory of its start-up.
 __attribute__((visibility("default"))) const char* __asan_default_options() {
   return "handle_segv=0:allow_user_segv_handler=1:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:"
          "detect_leaks=0:quarantine_size_mb=16";
@@ -29,7 +29,7 @@ __attribute__((visibility("default"))) const char* __ubsan_default_options() {
   return "halt_on_error=1:print_stacktrace=1";
 }
 
-// The leak check would read thread-local storage that a JVM's threads have given back.
+// The leak check would read thread-local storage that a JVM's threads have freed.
 __attribute__((visibility("default"))) const char* __lsan_default_options() {
   return "use_tls=0:print_suppressions=0";
 }

@@ -30,7 +30,7 @@ std::size_t ScriptedConnection::ReadSome(std::span<std::uint8_t> room, asio::err
   return count;
 }
 
-// A piece may begin in the head and end in the bytes behind it.
+// A piece may begin in the head and end in the following bytes.
 std::size_t ScriptedConnection::WriteSome(std::span<const std::uint8_t> head,
                                           std::span<const std::uint8_t> bytes,
                                           asio::error_code& error) {

@@ -12,9 +12,8 @@
 
 namespace Ferrolink::Fuzz {
 
-/// What a peer says, and what is said to it: the two directions of one connection, or of several
-/// one after the other. Bytes arrive in pieces of at most `piece` bytes; after the last one comes
-/// `end`.
+/// The bytes from a peer, and those to it, of one connection or of several in sequence. Bytes
+/// arrive in pieces of at most `piece` bytes; `end` follows the last one.
 struct Script {
   Bytes incoming;
   std::size_t piece = SIZE_MAX;
@@ -24,7 +23,7 @@ struct Script {
 };
 
 /// A connection without a network: frames come from a script. Its socket belongs to a pair of the
-/// process's own and is for the questions that are put to sockets alone.
+/// process and only answers queries of its state.
 class ScriptedConnection : public Ferrolink::Companions::Tcp::Connection {
  public:
   using PatientSocket = Ferrolink::Companions::Tcp::PatientSocket;
@@ -46,8 +45,8 @@ class ScriptedConnection : public Ferrolink::Companions::Tcp::Connection {
   const std::shared_ptr<Script> m_script;
 };
 
-/// A pair of connected stream sockets that do not block. Owns the peer's end; the other one goes
-/// where it is taken.
+/// A pair of connected non-blocking stream sockets. Owns the peer's end, and this side's until it
+/// is taken.
 class SocketPair {
  public:
   SocketPair();
@@ -56,7 +55,7 @@ class SocketPair {
   SocketPair& operator=(const SocketPair&) = delete;
   ~SocketPair();
 
-  /// This side's descriptor, which is the caller's to close from now on.
+  /// Releases this side's descriptor to the caller.
   int Take() { return std::exchange(m_own, -1); }
   [[nodiscard]] int Peer() const { return m_peer; }
 
@@ -65,13 +64,13 @@ class SocketPair {
   int m_peer = -1;
 };
 
-/// The script that `bits` of an input pick: two bits for the size of pieces, one for how it ends.
+/// The script selected by `bits` of an input: two bits for the size of pieces, one for its end.
 std::shared_ptr<Script> ScriptOf(unsigned bits, Bytes incoming);
 
-/// An open descriptor as the socket that connections want.
+/// Wraps an open descriptor as a socket for connections.
 Ferrolink::Companions::Tcp::PatientSocket SocketOf(int descriptor);
 
-/// A connection that reads what was written to `script`'s peer.
+/// A connection that reads the bytes written to `script`'s peer.
 std::unique_ptr<ScriptedConnection> ReaderOf(const Script& script, std::uint32_t limit);
 
 }  // namespace Ferrolink::Fuzz

@@ -1,4 +1,4 @@
-// What a client sends to the network server: its greeting, and one session.
+// Feeds a client's bytes to the network server: its greeting, and one session.
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,7 +17,7 @@ namespace Tcp = Ferrolink::Companions::Tcp;
 namespace {
 
 constexpr std::uint32_t kLimit = 4096;
-// Enough for a command and a response of any length, or for less.
+// Enough memory for some commands and responses, too little for others.
 constexpr std::uint64_t kMemory = 8192;
 
 Tcp::Server::ServerOptions OptionsWith(bool tls) {
@@ -27,13 +27,13 @@ Tcp::Server::ServerOptions OptionsWith(bool tls) {
   return options;
 }
 
-// EchoSibling.cpp, which lies beside the target.
+// The member is EchoSibling.cpp, in the directory of the target.
 const Tcp::Server::Member& Member() {
   static const Tcp::Server::Member& echo = *new Tcp::Server::Member(OptionsWith(false));
   return echo;
 }
 
-// What was said to the client must be what a client understands.
+// Expects that a client understands the server's bytes.
 void ExpectFrames(const Script& script) {
   const auto reader = ReaderOf(script, kLimit);
   if (script.outgoing.empty()) {
@@ -61,8 +61,8 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   return 0;
 }
 
-// The first byte: one bit for a server that speaks TLS, three for the script. The rest is what the
-// client sends. The session looks at the first byte of it in the socket before it reads.
+// The first byte: one bit for a TLS server, three for the script. The rest are the client's bytes.
+// The session peeks at the first of them in the socket before it reads.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Input input(data, size);
   const unsigned bits = input.TakeByte();

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs built fuzz targets; scripts/fuzz builds them and describes what happens.
+"""Runs built fuzz targets. scripts/fuzz builds them and describes the results.
 usage: tests/fuzz/run.py [SECONDS] [TARGET ...]
 """
 import concurrent.futures
@@ -15,7 +15,7 @@ SEEDS = ROOT / "tests/fuzz/corpus"
 BUILD = ROOT / "build/fuzz"
 EXECUTABLES = BUILD / "tests/fuzz"
 USUAL_SECONDS = 20
-# Further time for the start, the corpus and the end of a target, after which it has hung.
+# Additional time for the start, the corpus and the end of a target. After that it counts as hung.
 GRACE_SECONDS = 300
 SECONDS_PER_INPUT = 20
 MEGABYTES = {"JavaReceiver": 2048}
@@ -31,7 +31,7 @@ def number_after(pattern, text):
 
 
 def run(target, seconds):
-    """The results of one target, as they stand in results.json."""
+    """The results of one target, in the form of results.json."""
     executable = EXECUTABLES / f"{target}Fuzzer"
     corpus, findings = BUILD / "corpus" / target, BUILD / "findings"
     for directory in (corpus, findings):
@@ -55,7 +55,7 @@ def run(target, seconds):
 
 def results(target, seconds, code, hung, text, executable):
     artifacts = sorted((BUILD / "findings").glob(f"{target}-*"))
-    # Slow inputs are noted, but are no findings.
+    # Slow inputs are saved, but do not count as findings.
     artifacts = [path for path in artifacts if not path.name.startswith(f"{target}-slow-unit")]
     result = "passed"
     if hung or code != 0 or artifacts:

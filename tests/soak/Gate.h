@@ -6,12 +6,11 @@
 
 namespace Ferrolink::Soak {
 
-/// Lets workers do one piece of work after the other, and holds them back while the process is
-/// looked at: figures of a process in which nothing is under way compare with one another.
-/// Thread rule: any thread.
+/// Lets workers do one piece of work after the other, and pauses them while a sample is taken: only
+/// figures of an idle process can be compared. Thread-safe.
 class Gate {
  public:
-  /// Waits while the gate is closed. False once the work is over; leave() is not called then.
+  /// Waits while the gate is closed. Returns false once the work is over; do not call Leave() then.
   bool Enter() {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_changed.wait(lock, [this] { return !m_closed || m_over; });
@@ -26,7 +25,7 @@ class Gate {
     }
   }
 
-  /// Returns when nobody is inside any more.
+  /// Closes the gate and waits until no worker is inside.
   void Close() {
     std::unique_lock<std::mutex> lock(m_mutex);
     m_closed = true;

@@ -1,6 +1,6 @@
-// The C++ program of the soak: it calls Java, which the library starts, and servers. Its standard
-// input commands it: "rest" holds the work back, "sample" prints the figures, "go" lets the work go
-// on, "end" and the end of the input end it.
+// The C++ program of the soak: it calls Java, which the library starts, and servers. It takes
+// orders from standard input: "rest" pauses the work, "sample" prints the figures, "go" resumes the
+// work, "end" or the end of the input ends the program.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -21,8 +21,7 @@ namespace {
 using Piece = void (Program::*)(Payloads&);
 using Clock = std::chrono::steady_clock;
 
-// What a soak is to notice, planted on request, to test it: any of memory, thread, descriptor and
-// answer.
+// Plants a fault that a soak must detect, to test it: any of memory, thread, descriptor and answer.
 class Plant {
  public:
   explicit Plant(std::string what) : m_what(std::move(what)) {}

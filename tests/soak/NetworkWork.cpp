@@ -55,9 +55,9 @@ void Program::CallBothServers(Span payload) {
               [&] { Ask(Server::Tcp, "refuse", ToBytes("x")); });
 }
 
-// All clients at once, so that the pools of connections and the blocks that their threads keep
-// reach their size early; then channels of its own, whose connections end with them, now and then
-// by the server, which refuses a command.
+// First uses all clients at once, so that the connection pools and the blocks of their threads
+// reach their size early. Then uses channels of its own, whose connections end with them. Sometimes
+// the server ends a connection, because it refuses a command.
 void Program::Reconnect(Payloads& payloads) {
   const bool large = payloads.Below(kBurstsToALargeOne) == 0;
   std::vector<std::thread> clients;

@@ -21,7 +21,7 @@ inline Bytes Inverted(Span bytes) {
   return result;
 }
 
-/// Random payloads of 0 bytes to 1 MiB, small ones far more often. One thread each.
+/// Random payloads of 0 bytes to 1 MiB, mostly small. Not thread-safe.
 class Payloads {
  public:
   explicit Payloads(unsigned seed) : m_random(seed), m_bytes(kLargest + kOffsets) {
@@ -30,7 +30,7 @@ class Payloads {
     }
   }
 
-  /// Valid until this object goes.
+  /// Valid as long as this object.
   Span Next() { return OfSize(NextSize()); }
   Span OfSize(std::size_t size) { return Span(m_bytes).subspan(Below(kOffsets), size); }
   Span Small() { return OfSize(Below(256)); }

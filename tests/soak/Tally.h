@@ -9,15 +9,15 @@
 
 namespace Ferrolink::Soak {
 
-/// What a soak has done: commands and expected errors by kind, and what went wrong. Any thread.
+/// Counts the commands and expected errors of a soak by kind, and its failures. Thread-safe.
 class Tally {
  public:
   void Command(std::string_view kind, long count = 1) { Add(m_commands, kind, count); }
   void ExpectedError(std::string_view kind) { Add(m_errors, kind, 1); }
-  /// A wrong answer, or an error that was not expected.
+  /// Counts a wrong answer or an unexpected error.
   void Wrong(const std::string& what);
 
-  /// The members of a JSON object, without braces.
+  /// The counts as members of a JSON object, without braces.
   [[nodiscard]] std::string Json() const;
 
  private:

@@ -1,4 +1,4 @@
-// Work inside the process.
+// Work within the process.
 #include "tests/soak/Work.h"
 
 #include <algorithm>

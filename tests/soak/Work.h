@@ -13,8 +13,8 @@
 #include "tests/soak/Payloads.h"
 #include "tests/soak/Tally.h"
 
-/// The work of the C++ program: one function for each kind, each called again and again on a thread
-/// of its own, and each leaving nothing under way when it returns.
+/// The work of the C++ program, one function per kind. Each is called repeatedly on a thread of its
+/// own. When it returns, none of its commands is running.
 namespace Ferrolink::Soak {
 
 struct Settings {
@@ -38,14 +38,14 @@ class Program {
   void CallServers(Payloads& payloads);
   void Reconnect(Payloads& payloads);
 
-  /// Raises inside the library, which logs it and pauses 50 ms each time.
+  /// Raises an error inside the library, which logs it and pauses 50 ms each time.
   void FailInTheLibrary();
 
-  /// Small commands on each of many threads at once: blocks that the library keeps under the ids
-  /// of ended threads have the same size afterwards, whatever those threads had read.
+  /// Sends small commands on many threads at once. Afterwards the blocks that the library keeps
+  /// under the ids of ended threads have one size, regardless of the earlier responses.
   void Settle();
 
-  /// The figures of this process and of the servers, as the members of a JSON object.
+  /// The figures of this process and of the servers, as members of a JSON object.
   std::string Figures();
 
   Tally& GetTally() { return m_tally; }

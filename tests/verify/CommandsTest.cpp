@@ -32,7 +32,7 @@ std::string FailureOf(Host& host, const std::string& text) {
   }
 }
 
-// What the whole report of a refusal says: class, text, frames. Frames are the same for every
+// Parses the whole report of a refusal: class, text, frames. The frames are the same for every
 // thread without a Java frame of its own.
 class Refusal {
  public:
@@ -55,7 +55,7 @@ class Refusal {
 
 }  // namespace
 
-// Every other thread stays attached; the rest are attached for each command.
+// Every second thread stays attached; the others are attached for each command.
 PROCESS_CASE(answerOrRefuse) {
   Host& host = StartHost();
   const Refusal refusal(host);

@@ -1,6 +1,6 @@
 // Eight threads with payloads of all sizes, failures and forced collections at once, in a JVM that
-// the library started and in one that calls out. scripts/verify runs it under each collector,
-// checked, and under the sanitizers.
+// the library started and in one that calls out. scripts/verify runs it with each collector, with
+// checked JNI, and under the sanitizers.
 #include <gtest/gtest.h>
 
 #include <algorithm>

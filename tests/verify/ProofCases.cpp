@@ -17,7 +17,7 @@ void AddFigure(Figures& figures, const std::string& text) {
   }
 }
 
-// What the runtime information says about the JVM's collector.
+// The JVM's collector in the runtime information.
 std::string CollectorOf(const std::string& out) {
   const std::string title = "Garbage collectors: ";
   for (const std::string& line : LinesOf(out)) {
@@ -28,8 +28,8 @@ std::string CollectorOf(const std::string& out) {
   return "unknown";
 }
 
-// Warnings of a checked JVM: all, and those that begin in the library, which is called by Java or
-// by threads without a Java frame.
+// Warnings of a JVM with checked JNI: all of them, and those whose frame is the library's, which is
+// called by Java or by threads without a Java frame.
 struct Warnings {
   long all = 0;
   std::vector<std::string> ours;

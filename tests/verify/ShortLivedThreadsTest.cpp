@@ -1,4 +1,4 @@
-// Threads that send one command and end: each is attached and detached by it.
+// Threads that send one command and end: each is attached and detached for it.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -73,7 +73,7 @@ PROCESS_CASE(sendAndEnd) {
   ReportFigure("java_threads_grown", JavaThreads(host) - threads);
 }
 
-// A heap that is touched before, so that it does not grow.
+// Uses a heap that is touched at the start, so that it does not grow.
 TEST(ShortLivedThreads, LeaveMemoryDescriptorsAndJavaThreadsAsTheyWere) {
   const std::string heap = "-Xms64m -Xmx64m -XX:+AlwaysPreTouch -XX:+UseSerialGC";
   ProveOnEveryJdk("sendAndEnd", heap, [](const Figures& figures) {

@@ -1,6 +1,6 @@
-// The peer for programs that talk over gRPC: a unary call over the loopback interface to a server
-// in a process of its own, both by the synchronous interface, from one thread or several, in clear
-// or with TLS.
+// The peer for programs that use gRPC: a unary call over the loopback interface to a server in a
+// process of its own. Both use the synchronous interface, with one thread or several, without or
+// with TLS.
 #include <grpcpp/grpcpp.h>
 #include <sys/prctl.h>
 #include <unistd.h>
@@ -87,7 +87,7 @@ void CallMany(Echo::Stub& stub, std::size_t size, long calls) {
 }
 
 void RunClient(int port, const Options& options) {
-  // Each thread's channel has a connection of its own, as the others' threads have.
+  // Each thread's channel has a connection of its own.
   std::vector<std::unique_ptr<Echo::Stub>> stubs;
   for (std::size_t i = 0; i < options.threads; ++i) {
     grpc::ChannelArguments arguments;
@@ -120,7 +120,7 @@ int main(int count, char** values) {
   if (pipe(ports) != 0) {
     return 1;
   }
-  // Before the first use of gRPC, which starts threads.
+  // Forks before the first use of gRPC, which starts threads.
   if (fork() == 0) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     RunServer(ports[1], options);

@@ -88,8 +88,7 @@ int ClientChannel::Send(std::span<const std::uint8_t> command) {
   return size;
 }
 
-// A server that goes away says so on a connection that was kept; another one may take its place at
-// the same address.
+// A server that goes away says so on a kept connection. Another server may take over its address.
 void ClientChannel::CarryOut(Call& call) {
   Line kept = m_idle.Take(EndpointConfiguration::Revision(), call.start);
   if (kept.connection == nullptr) {
@@ -107,7 +106,7 @@ void ClientChannel::CarryOut(Call& call) {
   CarryOutAnew(call);
 }
 
-// On a new connection: to the server that was reached last, and in turn to the others as long as
+// Uses a new connection, to the server that was reached last, then to the others in turn while
 // nothing was executed.
 void ClientChannel::CarryOutAnew(Call& call) {
   const auto settings = std::make_shared<const ClientSettings>(ClientSettings::Read(m_endpoint));
@@ -133,7 +132,6 @@ void ClientChannel::CarryOutAnew(Call& call) {
       return;
     } catch (const ClientFailure& failure) {
       if (!isReached) {
-        // The next command begins with another one.
         m_server.store((server + 1) % count, std::memory_order_relaxed);
       }
       failures += "\n" + failure.Text();
@@ -153,20 +151,20 @@ void ClientChannel::CarryOutOn(Line line, Call& call) {
   call.time.LimitUnlessOwn(line.settings->callTimeout);
   if (call.command.size() > connection.Limit()) {
     const std::string tooLong = LimitOf(line, call.command.size());
-    const std::string name = line.Peer().Name();
+    const std::string name = line.GetPeer().Name();
     m_idle.Give(std::move(line), CommandTime::Clock::now());
     Fail(ClientError::TooLong, "The command for " + name + " has " + tooLong +
                                    ". The command was not sent. FERROLINK_MAX_FRAME_BYTES sets "
                                    "the limit.");
   }
-  FailIfOver(call.time, line.Peer());
+  FailIfOver(call.time, line.GetPeer());
   const std::uint32_t number = connection.NextNumber();
   connection.Socket().WaitUntil(call.time.end());
   Transmit(line, call, number);
   Receive(line, call, number);
   const Wire::Status status = call.answer.header.status;
   const std::shared_ptr<const ClientSettings> settings = line.settings;
-  const Peer& server = line.Peer();
+  const Peer& server = line.GetPeer();
   if (!Wire::EndsConnection(status) && !connection.IsUsedUp()) {
     m_idle.Give(std::move(line), CommandTime::Clock::now());
   }
@@ -186,12 +184,12 @@ void ClientChannel::Transmit(const Line& line, const Call& call, std::uint32_t n
   }
 }
 
-// A server that refuses a command before it has all of it closes the connection. Then its answer
-// has come already.
+// A server that refuses a command before it has received all of it closes the connection. Its
+// answer has arrived by then.
 void ClientChannel::FailToSend(const Line& line, const Call& call, std::uint32_t number,
                                const std::error_code& error) const {
   if (error == asio::error::timed_out && call.time.IsOver()) {
-    FailOverTime(line.Peer(), "while it was sent to");
+    FailOverTime(line.GetPeer(), "while it was sent to");
   }
   Frame answer;
   try {
@@ -203,9 +201,9 @@ void ClientChannel::FailToSend(const Line& line, const Call& call, std::uint32_t
     answer.header.status = Wire::Status::Payload;
   }
   if (answer.header.status != Wire::Status::Payload) {
-    FailWithAnswer(line.Peer(), answer);
+    FailWithAnswer(line.GetPeer(), answer);
   }
-  FailBroken(line.Peer(), "while a command was sent", error);
+  FailBroken(line.GetPeer(), "while a command was sent", error);
 }
 
 void ClientChannel::Receive(const Line& line, Call& call, std::uint32_t number) const {
@@ -218,16 +216,16 @@ void ClientChannel::Receive(const Line& line, Call& call, std::uint32_t number) 
     }
   } catch (const std::system_error& error) {
     if (error.code() == asio::error::timed_out && call.time.IsOver()) {
-      FailOverTime(line.Peer(), "while an answer was awaited from");
+      FailOverTime(line.GetPeer(), "while an answer was awaited from");
     }
-    FailBroken(line.Peer(), "while an answer was awaited", error.code());
+    FailBroken(line.GetPeer(), "while an answer was awaited", error.code());
   } catch (const FrameTooLong& tooLong) {
     const Wire::FrameHeader& header = call.answer.header;
     if (header.number != number || header.status != Wire::Status::Payload) {
-      FailBroken(line.Peer(), "while an answer was awaited",
+      FailBroken(line.GetPeer(), "while an answer was awaited",
                  std::make_error_code(std::errc::bad_message));
     }
-    Fail(ClientError::AnswerTooLong, "The answer of " + line.Peer().Name() + " has " +
+    Fail(ClientError::AnswerTooLong, "The answer of " + line.GetPeer().Name() + " has " +
                                          tooLong.what() +
                                          ". The command was executed. FERROLINK_MAX_FRAME_BYTES "
                                          "sets the limit.");
@@ -261,7 +259,7 @@ ITransport& ClientChannel::Other() {
   }
   const SiblingLibrary library(m_kind.otherLibrary);
   using Create = ITransport*(const char* host, std::uint16_t port);
-  auto* create = library.Function<Create>("CreateTransportChannel");
+  auto* create = library.Find<Create>("CreateTransportChannel");
   if (create == nullptr) {
     Fail(ClientError::Settings,
          std::string("The command for ") + m_endpoint.Name() + " needs " + m_kind.otherLibrary +

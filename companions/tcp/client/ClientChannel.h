@@ -17,11 +17,11 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// What commands say of the kind that they go by.
+/// The channel types in command headers.
 inline constexpr std::uint8_t kPlainChannel = 1;
 inline constexpr std::uint8_t kTlsChannel = 2;
 
-/// What tells the two client libraries apart.
+/// The difference between the two client libraries.
 struct LibraryKind {
   std::uint8_t channelType;       ///< of the commands that it serves itself
   std::uint8_t otherChannelType;  ///< of those that the other library serves
@@ -29,27 +29,27 @@ struct LibraryKind {
   Secure* secure;
 };
 
-/// The channel to one server. Connects with the first command, and with later ones where there are
-/// more at once than connections, or where a connection was lost. A command that may have been
-/// begun is not sent again: when its connection breaks it fails, and the next one connects anew.
+/// The channel to one server. It connects with the first command. Later commands connect if all
+/// connections are busy, or if a connection was lost. A command that may have been begun is not
+/// sent again: if its connection breaks, it fails, and the next command opens a new connection.
 ///
-/// Each command goes by the kind that it names itself, TCP or TLS: those of the other kind go
-/// through a channel of the other library. What names neither goes by this library's kind.
+/// Each command names its kind, TCP or TLS. A command of the other kind goes through a channel of
+/// the other library. A command that names neither uses this library's kind.
 ///
-/// Thread rule: any number of threads, each with a connection to itself while its command runs, and
-/// each reading its own response. Errors: those of ClientError.h, and where the server says why
-/// there is no response, std::runtime_error with its text.
+/// Thread-safe. Each thread has a connection to itself while its command runs, and reads its own
+/// response. Errors: those of ClientError.h, and std::runtime_error with the server's text if the
+/// server says why there is no response.
 class ClientChannel : public Native::Interfaces::ITransport {
  public:
   ClientChannel(Peer endpoint, const LibraryKind& kind);
 
-  /// Nothing to prepare: the server need not run yet. Returns 0.
+  /// A no-op, since the server need not run yet. Returns 0.
   int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                  std::uint8_t launchArgument) override;
   int SendCommand(std::uint8_t* message, int length) override;
-  /// Copies what fits and forgets the response. Returns 0.
+  /// Copies what fits and discards the response. Returns 0.
   int ReadResponse(std::uint8_t* buffer, int length) override;
-  /// A server has no embedded runtime to set or deploy: these do nothing, return 0.
+  /// No-ops, since a server has no embedded runtime to set or deploy. They return 0.
   int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                          std::uint8_t launchArgument, std::string path) override;
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
@@ -78,12 +78,12 @@ class ClientChannel : public Native::Interfaces::ITransport {
   std::atomic<std::size_t> m_server{0};  ///< the one that was reached last
   Native::ThreadResponses m_responses;
 
-  // The channel of the other library, made when it is needed first. Guarded by m_otherMutex; once
-  // it is there it stays, and is read without.
+  // The channel of the other library, created at its first use. m_otherMutex guards the creation;
+  // afterwards the channel stays and is read without the lock.
   std::mutex m_otherMutex;
   std::unique_ptr<ITransport> m_ownedOther;
   std::atomic<ITransport*> m_other{nullptr};
-  // A response waits there for each thread that has one here.
+  // The threads that have a response to read there.
   Native::ThreadResponses m_forwarded;
 };
 

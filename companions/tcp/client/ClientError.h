@@ -8,9 +8,9 @@
 
 #include "companions/tcp/Connection.h"
 
-/// Errors of the client libraries, in the form of the family's error texts; docs/network.md lists
-/// the codes and says for each whether the command may have been executed. They leave the library
-/// as std::runtime_error.
+/// Errors of the client libraries, in the form of the family's error texts. docs/network.md lists
+/// the codes, and for each whether the command may have been executed. They leave the library as
+/// std::runtime_error.
 namespace Ferrolink::Companions::Tcp::Client {
 
 enum class ClientError : std::uint8_t {
@@ -35,11 +35,11 @@ class ClientFailure : public std::runtime_error {
         m_endsConnection(endsConnection) {}
 
   [[nodiscard]] ClientError Code() const { return m_code; }
-  /// Without the line of the code.
+  /// The text without the line that has the code.
   [[nodiscard]] std::string Text() const { return what() + Beginning(m_code).size(); }
 
-  /// Whether another connection may be given the command: nothing was executed, and the reason lies
-  /// in the server. One that refuses a command, and nothing else, does that to all alike.
+  /// Whether the command may be tried on another connection: nothing was executed, and the reason
+  /// lies in the server. A refusal of the command itself would be the same everywhere.
   [[nodiscard]] bool LeavesOthersToTry() const {
     return m_code == ClientError::NotConnected || m_code == ClientError::NoFerrolinkPeer ||
            m_code == ClientError::Refused || (m_code == ClientError::NotBegun && m_endsConnection);

@@ -9,13 +9,13 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// Each library's own.
+/// Each library defines its own.
 extern const LibraryKind kLibraryKind;
 
 }  // namespace Ferrolink::Companions::Tcp::Client
 
-/// The one door of both client libraries: a new channel to the server at an address, which the
-/// caller deletes; null without an address or memory. Does not connect. Any thread.
+/// The entry point of both client libraries: a new channel to the server at an address; null
+/// without an address or memory. The caller owns the channel. Does not connect. Thread-safe.
 extern "C" FERROLINK_EXPORT Ferrolink::Native::Interfaces::ITransport* CreateTransportChannel(
     const char* host, std::uint16_t port);
 

@@ -25,7 +25,7 @@ std::string TextOf(const char* variable) {
   return text == nullptr ? "" : text;
 }
 
-// The variable's text, or else `configured`.
+// The variable's text, or `configured` if it is unset.
 std::string TextOf(const char* variable, const std::string& configured) {
   std::string text = TextOf(variable);
   return text.empty() ? configured : text;
@@ -44,7 +44,7 @@ std::optional<std::uint32_t> NumberIn(const std::string& text) {
   return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
 }
 
-// What is configured was checked when it was read.
+// `configured` was validated when the configuration was read.
 std::uint32_t NumberOf(const char* variable, const std::string& configured, std::uint32_t usual,
                        std::uint32_t least, std::uint32_t greatest) {
   const std::string text = TextOf(variable);
@@ -59,7 +59,7 @@ std::uint32_t NumberOf(const char* variable, const std::string& configured, std:
   return *number;
 }
 
-// Of "host:port", where an address of version 6 has brackets.
+// Parses "host:port", with brackets around an IPv6 address.
 Peer PeerOf(const std::string& target) {
   const std::size_t colon = target.rfind(':');
   std::string host = target.substr(0, colon);

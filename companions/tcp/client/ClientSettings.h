@@ -12,7 +12,7 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// How TLS connections prove who is at their ends. Empty texts stand for what is not set.
+/// How TLS connections authenticate both ends. Empty texts mean unset.
 struct TlsSettings {
   std::string name;  ///< of the server, in place of its host
   std::string authorities;
@@ -21,13 +21,13 @@ struct TlsSettings {
   std::string key;
   bool acceptAnyCertificate = false;
 
-  /// These, and in place of them what the environment says. Errors: ClientError 006 with the
-  /// variable's name.
+  /// These settings, replaced by variables of the environment that are set. Errors: ClientError 006
+  /// with the variable's name.
   [[nodiscard]] TlsSettings WithEnvironment() const;
 };
 
-/// What the configuration and the environment say about connections to come; docs/network.md lists
-/// keys and variables. A variable wins over its key.
+/// The settings for new connections, from the configuration and the environment; docs/network.md
+/// lists keys and variables. A variable takes precedence over its key.
 struct ClientSettings {
   unsigned revision = 0;      ///< of the configuration, or an earlier one
   std::vector<Peer> servers;  ///< one at least, to be tried in this order

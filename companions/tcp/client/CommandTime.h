@@ -13,11 +13,11 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// A command of this type calls a handler within a time: four bytes, big-endian, of milliseconds
-/// that are left precede what the body of a call has.
+/// A command of this type calls a handler with a time limit. Its body is the body of a call with
+/// four bytes in front: the remaining milliseconds, big-endian.
 inline constexpr std::uint8_t kTypeCallWithin = 3;
 
-/// How long a command may take; without a limit where neither it nor its endpoint has one.
+/// The time limit of a command; none if neither the command nor its endpoint has one.
 class CommandTime {
  public:
   using Clock = PatientSocket::Clock;
@@ -38,7 +38,7 @@ class CommandTime {
     }
   }
 
-  /// The limit of commands that have none of their own.
+  /// Sets the limit if the command has none of its own.
   void LimitUnlessOwn(std::optional<Milliseconds> usual) {
     if (!m_isOwn) {
       m_end = usual ? std::optional(m_start + *usual) : std::nullopt;
@@ -48,7 +48,8 @@ class CommandTime {
   [[nodiscard]] const std::optional<Clock::time_point>& end() const { return m_end; }
   [[nodiscard]] bool IsOver() const { return m_end && Clock::now() >= *m_end; }
 
-  /// For a frame's header: rounded up, so that the server's time is not over before ours.
+  /// The remaining time for a frame's header. It is rounded up, so the server's time does not end
+  /// before ours.
   [[nodiscard]] std::uint32_t Left() const {
     if (!m_end) {
       return Wire::kNoTimeLimit;

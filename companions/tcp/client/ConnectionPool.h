@@ -12,33 +12,33 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// A connection, the settings under which it was made, and whom of their servers it leads to.
+/// A connection, its settings, and the index of its server in them.
 struct Line {
   std::unique_ptr<Connection> connection;
   std::shared_ptr<const ClientSettings> settings;
   std::size_t server = 0;
   PatientSocket::Clock::time_point lastUsed{};
 
-  [[nodiscard]] const Peer& Peer() const { return settings->servers[server]; }
+  [[nodiscard]] const Peer& GetPeer() const { return settings->servers[server]; }
 };
 
-/// Connections that wait for their next command. Any thread.
+/// The idle connections of an endpoint. Thread-safe.
 class ConnectionPool {
  public:
   using Clock = PatientSocket::Clock;
 
-  /// One that is quiet, and made under that revision of the configuration or a later one; without a
-  /// connection where there is none. All others that it meets are closed.
+  /// Returns an open idle connection of that configuration revision or a later one; a Line without
+  /// a connection if there is none. Closes unusable ones that it meets.
   Line Take(unsigned revision, Clock::time_point now);
 
-  /// Keeps it for the next command, unless as many as its settings say wait already, or the
-  /// configuration has changed. Closes what has waited for too long.
+  /// Keeps the connection for the next command, unless the pool is full or the configuration has
+  /// changed. Closes connections that have been idle for too long.
   void Give(Line line, Clock::time_point now);
 
-  /// What no command has used for so long is closed, by a later command.
+  /// The idle time after which a later command closes a connection.
   static constexpr std::chrono::seconds kLongestRest{60};
 
-  /// As many of those that wait, the last used ones, keep their buffers for the next command.
+  /// This many of the most recently used idle connections keep their buffers.
   static constexpr std::size_t kWithBuffers = 16;
 
  private:
@@ -47,8 +47,8 @@ class ConnectionPool {
   Line TakeAny(unsigned revision, Clock::time_point now);
   void DropOld(Clock::time_point now, Lines& dropped);
 
-  // Guarded by m_mutex, held for moves and freed buffers: connections are closed without it. The
-  // one that was used last is at the end, and is taken first.
+  // Guarded by m_mutex, which is held for moves and freed buffers only: connections are closed
+  // without it. The most recently used connection is at the end, and is taken first.
   std::mutex m_mutex;
   unsigned m_revision = 0;
   Lines m_idle;

@@ -18,7 +18,7 @@ using Clock = PatientSocket::Clock;
 
 constexpr const char* kNotSent = " The command was not sent.";
 
-// What is to be done, and until when.
+// A connection attempt and its deadline.
 struct Call {
   const Peer& server;
   const ClientSettings& settings;
@@ -79,7 +79,8 @@ PatientSocket Connected(const asio::ip::tcp::endpoint& endpoint, const ClientSet
   return socket;
 }
 
-// An address that does not answer leaves the others their share of the time.
+// Divides the time among the addresses, so that one without an answer leaves the others their
+// share.
 PatientSocket Connected(const Call& call) {
   asio::error_code error;
   const std::vector<asio::ip::address> addresses = AddressesOf(call);
@@ -124,7 +125,7 @@ void Greet(Connection& connection, const Peer& server) {
   }
 }
 
-// A server that does not want this client's commands says so right behind its greeting.
+// A server that refuses this client says so right after its greeting.
 void HearRefusal(Connection& connection, const Peer& server) {
   if (connection.Unread() == 0) {
     return;

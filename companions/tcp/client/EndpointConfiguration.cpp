@@ -12,7 +12,7 @@ namespace {
 using GetEndpointFunction = int(const char* address, char* buffer, std::size_t size);
 using GetConfigRevisionFunction = unsigned();
 
-// Plain data, so that nothing of it ends while the process exits.
+// Plain data, so it has no destructor to run while the process exits.
 struct ConfigurationLibrary {
   GetEndpointFunction* endpoint;
   GetConfigRevisionFunction* revision;
@@ -21,8 +21,8 @@ struct ConfigurationLibrary {
 const ConfigurationLibrary& Library() {
   static const ConfigurationLibrary opened = [] {
     const SiblingLibrary configs("libConfigs.so");
-    return ConfigurationLibrary{configs.Function<GetEndpointFunction>("GetEndpoint"),
-                                configs.Function<GetConfigRevisionFunction>("GetConfigRevision")};
+    return ConfigurationLibrary{configs.Find<GetEndpointFunction>("GetEndpoint"),
+                                configs.Find<GetConfigRevisionFunction>("GetConfigRevision")};
   }();
   return opened;
 }

@@ -8,18 +8,18 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// What the process's configuration says of one server, in libConfigs.so beside this library;
-/// docs/configuration.md describes the keys. Nothing where that library is missing.
+/// The process's configuration for one server, from libConfigs.so in the directory of this library;
+/// docs/configuration.md describes the keys. Empty if that library is missing.
 class EndpointConfiguration {
  public:
-  /// Errors: ClientError 006 where the configuration cannot be read.
+  /// Errors: ClientError 006 if the configuration cannot be read.
   explicit EndpointConfiguration(const Peer& endpoint);
 
-  /// The values of a key in their order; the single value, or an empty text.
+  /// `All` returns the values of a key, in order. `One` returns the only value, or an empty text.
   [[nodiscard]] std::vector<std::string> All(const std::string& key) const;
   [[nodiscard]] std::string One(const std::string& key) const;
 
-  /// Changes whenever the configuration has been replaced. Any thread.
+  /// Changes with each new configuration. Thread-safe.
   static unsigned Revision();
 
  private:

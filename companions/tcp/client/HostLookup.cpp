@@ -17,7 +17,7 @@ namespace {
 
 using Addresses = std::vector<asio::ip::address>;
 
-// Shared by the thread that waits and the one that looks up.
+// Shared by the waiting thread and the resolving thread.
 struct Lookup {
   explicit Lookup(std::string hostName) : host(std::move(hostName)) {}
 

@@ -10,7 +10,7 @@
 namespace Ferrolink::Companions::Tcp::Client {
 
 /// The addresses of a host, in the order to try them; at least one. The system's resolver cannot be
-/// interrupted: it works on a thread of its own, which goes on when the time is over. Errors:
+/// interrupted, so it runs on a thread of its own, which continues after the deadline. Errors:
 /// std::system_error, also asio::error::timed_out at `deadline`.
 std::vector<asio::ip::address> LookUpHost(const std::string& host,
                                           PatientSocket::Clock::time_point deadline);

@@ -6,7 +6,7 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// Where a server listens.
+/// The address of a server.
 struct Peer {
   std::string host;
   std::uint16_t port = 0;

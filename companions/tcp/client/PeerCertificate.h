@@ -7,11 +7,11 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// Tells the server at the other end which of its names is meant; addresses are not told.
+/// Sends `name` as SNI, unless it is an address.
 void AskFor(SSL* tls, const std::string& name);
 
 /// Demands a certificate of the server for `name`, an address or a host name, and notes why one is
-/// not accepted. Lives during the handshake.
+/// not accepted. Must live until the handshake ends.
 class PeerCertificate {
  public:
   /// Errors: std::bad_alloc.
@@ -20,7 +20,7 @@ class PeerCertificate {
   PeerCertificate& operator=(const PeerCertificate&) = delete;
   ~PeerCertificate();
 
-  /// Empty where there is none.
+  /// Why the certificate was not accepted; empty if it was.
   [[nodiscard]] const std::string& Complaint() const { return m_complaint; }
 
  private:

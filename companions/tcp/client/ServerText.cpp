@@ -30,7 +30,7 @@ constexpr std::array<Form, 8> kForms = {{{0xC2, 0xDF, 0x80, 0xBF, 2},
                                          {0xF1, 0xF3, 0x80, 0xBF, 4},
                                          {0xF4, 0xF4, 0x80, 0x8F, 4}}};
 
-// How many bytes the character at the beginning has; 0 where there is none to show.
+// The size of the first character; 0 if it is not printable.
 std::size_t CharacterSize(std::span<const std::uint8_t> bytes) {
   const std::uint8_t first = bytes[0];
   if (first < 0x80) {

@@ -10,13 +10,12 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// An error text that a server sent, fit to be shown. UTF-8 stays as it is, with its line breaks
-/// and tabs; other control characters and bytes that are no UTF-8 appear as \xNN. Cut off at 64
-/// KiB.
+/// A server's error text, made printable. UTF-8, line breaks and tabs stay. Other control
+/// characters and bytes that are not UTF-8 become \xNN. Truncated at 64 KiB.
 std::string ServerText(std::span<const std::uint8_t> bytes);
 
-/// Raises what the server says in place of a response: ClientError 008 or 009, or
-/// std::runtime_error with its text.
+/// Raises the error in an answer without a response: ClientError 008 or 009, or std::runtime_error
+/// with the server's text.
 [[noreturn]] void FailWithAnswer(const Peer& server, const Frame& answer);
 
 }  // namespace Ferrolink::Companions::Tcp::Client

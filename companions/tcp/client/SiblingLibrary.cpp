@@ -5,10 +5,10 @@
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
-// A variable of this library, whichever library asks.
+// Its address identifies this library to the loader.
 const char kOwnMark = 0;
 
-// With the slash at its end; the loader would search its paths without one.
+// Ends with a slash: without one the loader would search its paths.
 std::string OwnDirectory() {
   Dl_info info{};
   if (dladdr(&kOwnMark, &info) == 0 || info.dli_fname == nullptr) {

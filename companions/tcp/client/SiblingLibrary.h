@@ -7,19 +7,19 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// Another library of the installation, opened from the directory that this one lies in. Stays open
-/// for the life of the process.
+/// Another library of the installation, opened from the directory of this one. Stays open until the
+/// process ends.
 class SiblingLibrary {
  public:
   explicit SiblingLibrary(const std::string& file);
 
   [[nodiscard]] bool IsOpen() const { return m_handle != nullptr; }
-  /// Why it is not.
+  /// Why it is not open.
   [[nodiscard]] const std::string& Reason() const { return m_reason; }
 
-  /// An exported function; null where there is none.
+  /// An exported function, or null.
   template <class Function>
-  [[nodiscard]] Function* Function(const char* name) const {
+  [[nodiscard]] Function* Find(const char* name) const {
     return m_handle == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(m_handle, name));
   }
 

@@ -1,4 +1,4 @@
-// libFerrolinkTcpClient.so: channels over TCP as it is.
+// libFerrolinkTcpClient.so: channels over plain TCP.
 #include <memory>
 #include <utility>
 

@@ -24,7 +24,7 @@ void WarnOfInsecurity(const Peer& server) {
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));
 }
 
-// Lives as long as the process: threads may still connect while it exits.
+// Never destroyed: threads may still connect while the process exits.
 TlsContexts& Contexts() {
   static TlsContexts& kept = *new TlsContexts;
   return kept;

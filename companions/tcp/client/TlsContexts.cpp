@@ -14,7 +14,7 @@
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
 
-// Whoever uses more choices than these makes all contexts anew.
+// Beyond this number of combinations all contexts are discarded.
 constexpr std::size_t kMostContexts = 64;
 
 std::string VariableOr(const char* variable, const char* usual) {
@@ -22,7 +22,7 @@ std::string VariableOr(const char* variable, const char* usual) {
   return text == nullptr || *text == '\0' ? usual : text;
 }
 
-// All that a context is made of.
+// The files that a context depends on.
 std::vector<std::string> FilesOf(const TlsSettings& settings) {
   std::vector<std::string> files{settings.certificate, settings.key, settings.revocationList,
                                  settings.authorities};

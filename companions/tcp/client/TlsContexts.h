@@ -10,10 +10,10 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// The TLS contexts of connections to come: one for each choice of files, made anew when one of the
-/// files has changed. Connections keep the context that they were made with.
+/// The TLS contexts of new connections, one per combination of files. A context is made again after
+/// one of its files has changed. Connections keep their context.
 ///
-/// Any thread. The lock is held while a context is made, so that a burst of connections makes one.
+/// Thread-safe. The lock is held while a context is made, so a burst of connections makes one.
 class TlsContexts {
  public:
   /// Errors: ClientError 006 with the file.

@@ -117,7 +117,8 @@ bool AccessRules::AllowObjects() const {
   return std::any_of(m_rules.begin(), m_rules.end(), [](const Rule& rule) { return rule.objects; });
 }
 
-// A certificate's subject may have types in mixed case, such as emailAddress.
+// The comparison needs canonical subjects, because types may be in mixed case, such as
+// emailAddress.
 bool AccessRules::Names(const Rule& rule, const ClientIdentity& identity) {
   const std::string subject = CanonicalName("subject:" + identity.subject);
   return std::any_of(rule.clients.begin(), rule.clients.end(), [&](const std::string& name) {
@@ -144,7 +145,7 @@ AccessRules::Admission AccessRules::Admit(const ClientIdentity& identity) {
   return client;
 }
 
-// Its calls have ended before.
+// Precondition: the client's calls have ended.
 void AccessRules::Leave(Uses::iterator use) {
   const std::lock_guard lock(m_mutex);
   if (--use->second.connections == 0) {

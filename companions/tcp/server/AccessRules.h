@@ -19,37 +19,39 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Whether a handler is of those that make typed calls: Java's broker of objects, and what the C++
-/// member answers its calls with. Who can use them can run any code.
+/// Whether a handler is part of typed calls: Java's `objects`, and the handlers of the C++ member
+/// that answer it. These can run any code.
 bool IsForObjects(std::string_view handler);
 
 /// Which clients may connect, what they may call, and how much of it at once. The first rule that
-/// names a client counts; whom none names is refused. Without rules everybody may call everything.
+/// names a client applies. A client without a rule is refused. Without rules every client may call
+/// everything.
 ///
-/// Any thread. Outlives its clients.
+/// Thread-safe. Must outlive its clients.
 class AccessRules {
  public:
   class Client;
   class Call;
 
-  /// Either who has been admitted, or why the client is refused.
+  /// The admitted client, or the reason for the refusal.
   using Admission = std::variant<std::unique_ptr<Client>, std::string>;
 
   /// No rules.
   AccessRules() = default;
 
-  /// From the member "rules" of a configuration. Errors: ConfigurationError, which names the place.
+  /// Reads the member "rules" of a configuration. Errors: ConfigurationError, which names the
+  /// place.
   explicit AccessRules(const JsonNode& rules);
 
   [[nodiscard]] bool Exist() const { return !m_rules.empty(); }
 
-  /// Whether a rule names clients by their certificates.
+  /// Whether any rule names clients by their certificates.
   [[nodiscard]] bool NeedCertificates() const;
 
-  /// Whether a rule lets clients use the handlers of typed calls.
+  /// Whether any rule allows clients the handlers of typed calls.
   [[nodiscard]] bool AllowObjects() const;
 
-  /// For a connection, as long as the Client lives; call it only where rules exist.
+  /// Admits a connection; it counts as long as the Client lives. Precondition: rules exist.
   [[nodiscard]] Admission Admit(const ClientIdentity& identity);
 
  private:
@@ -63,7 +65,7 @@ class AccessRules {
     std::size_t mostConnections = kUnlimited;
     std::size_t mostCalls = kUnlimited;
   };
-  // Of all connections of a client.
+  // The use by all connections of a client.
   struct Use {
     std::size_t connections = 0;  // guarded by m_mutex
     std::atomic<std::size_t> calls{0};
@@ -78,29 +80,29 @@ class AccessRules {
   std::vector<Rule> m_rules;
 
   std::mutex m_mutex;
-  // Guarded by m_mutex. Of clients that are connected, by Client::name.
+  // Guarded by m_mutex. Entries of connected clients, by Client::name.
   Uses m_uses;
 };
 
-/// A connected client, which counts as one connection. Any thread.
+/// A connected client, which counts as one connection. Thread-safe.
 class AccessRules::Client {
  public:
   Client(const Client&) = delete;
   Client& operator=(const Client&) = delete;
   ~Client() { m_rules.Leave(m_use); }
 
-  /// The subject of its certificate, or its address where it has none. Connections with equal names
-  /// are counted together.
+  /// The subject of its certificate, or its address without one. Connections with equal names are
+  /// counted together.
   [[nodiscard]] const std::string& Name() const { return m_use->first; }
 
   [[nodiscard]] bool MayCall(std::string_view handler) const;
   [[nodiscard]] bool MayLoad() const { return m_rule.loadLibraries; }
   [[nodiscard]] bool MayUseObjects() const { return m_rule.objects; }
 
-  /// A call, which counts as long as it lives and does not outlive the client; none where the
-  /// client has as many as its rule allows.
+  /// Counts a call as long as the result lives; it must not outlive the client. None if the client
+  /// has reached the limit of its rule.
   [[nodiscard]] std::optional<Call> BeginCall() const;
-  /// Why there was none.
+  /// Why beginning a call failed.
   [[nodiscard]] std::string TooManyCalls() const;
 
  private:

@@ -27,13 +27,13 @@ namespace {
 using asio::ip::tcp;
 
 constexpr std::size_t kLongestHead = 8192;
-// After a failure to accept, which lasts a while: no memory, no descriptors.
+// The pause after a failure to accept, which may last: no memory, no descriptors.
 constexpr std::chrono::milliseconds kPause{100};
 
 constexpr const char* kText = "text/plain; charset=utf-8";
 constexpr const char* kMetrics = "text/plain; version=0.0.4; charset=utf-8";
 
-// Threads inherit the mask; signals are for the other threads.
+// Blocks signals for new threads, which inherit the mask: other threads handle them.
 class BlockedSignals {
  public:
   BlockedSignals() {
@@ -124,7 +124,7 @@ class AdminServer::Service {
     });
   }
 
-  // A peer lives as long as something is under way for it. Cutting it ends all of that.
+  // Pending operations own the peer. Cutting it ends all of them.
   void Serve(const PeerPointer& peer) {
     m_peers.remove_if([](const auto& other) { return other.expired(); });
     if (m_peers.size() >= m_settings.mostConnections) {
@@ -185,7 +185,7 @@ class AdminServer::Service {
     }
   }
 
-  // Who asks while they are being written gets the same ones.
+  // Requests that arrive while the metrics are being written share them.
   void AskForMetrics(const PeerPointer& peer) {
     std::erase_if(m_awaiting, [](const PeerPointer& other) { return !other->socket.is_open(); });
     m_awaiting.push_back(peer);
@@ -227,7 +227,7 @@ class AdminServer::Service {
                       });
   }
 
-  // Closing with bytes unread would reset the connection, and the peer could lose the response.
+  // A close with unread bytes would reset the connection, and the peer could lose the response.
   void Drain(const PeerPointer& peer) {
     peer->socket.async_read_some(asio::buffer(peer->rest),
                                  [this, peer](const asio::error_code& error, std::size_t) {
@@ -242,7 +242,7 @@ class AdminServer::Service {
   const std::function<std::string()> m_metrics;
   tcp::endpoint m_address;
 
-  // The thread's, which the constructor starts last. Destroyed after all that uses it.
+  // Used by the thread, which the constructor starts last. Destroyed after everything that uses it.
   asio::io_context m_context{1};
   tcp::acceptor m_acceptor;
   asio::steady_timer m_pause;

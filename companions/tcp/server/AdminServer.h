@@ -14,10 +14,9 @@ namespace Ferrolink::Companions::Tcp::Server {
 
 /// Serves /livez, /readyz and /metrics over HTTP, and nothing else, to monitors and load balancers.
 ///
-/// One thread has all connections, and a second one writes the metrics, so that neither a peer that
-/// says nothing nor metrics that take their time keep /livez and /readyz from answering. A
-/// connection serves one request. Its peer has a limited time, and where there are as many
-/// connections as there may be, the oldest goes.
+/// One thread has all connections, and a second one writes the metrics. So neither silent peers nor
+/// slow metrics block /livez and /readyz. A connection serves one request, within a limited time.
+/// At the limit of connections the oldest one is closed.
 class AdminServer {
  public:
   struct Settings {
@@ -26,16 +25,16 @@ class AdminServer {
     std::size_t mostConnections = 64;
   };
 
-  /// Listens and serves from now on. `metrics` is called on one thread, again and again, until the
+  /// Listens and serves from now on. `metrics` is called repeatedly on one thread, until the
   /// destructor has returned. Errors: std::system_error, which names the address.
   AdminServer(const Settings& settings, const Readiness& readiness,
               std::function<std::string()> metrics);
   AdminServer(const AdminServer&) = delete;
   AdminServer& operator=(const AdminServer&) = delete;
-  /// Closes all connections, and waits for metrics that are being written.
+  /// Closes all connections, and blocks until the current metrics are written.
   ~AdminServer();
 
-  /// Where it listens, with the real port.
+  /// The address on which it listens, with the real port.
   [[nodiscard]] asio::ip::tcp::endpoint Address() const;
 
  private:

@@ -16,7 +16,7 @@
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// UTF-8 stays as it is; control characters, and what RFC 2253 names, are escaped.
+// UTF-8 is not escaped. Control characters and the characters of RFC 2253 are.
 constexpr unsigned long kSubjectFormat = XN_FLAG_RFC2253 & ~ASN1_STRFLGS_ESC_MSB;
 
 template <class Owned, void (*release)(Owned*)>
@@ -29,7 +29,7 @@ void FreeBio(BIO* bio) {
 using Bio = std::unique_ptr<BIO, Release<BIO, FreeBio>>;
 using Names = std::unique_ptr<GENERAL_NAMES, Release<GENERAL_NAMES, GENERAL_NAMES_free>>;
 
-// A zero byte would make "good.example\0.evil.example" look like another name.
+// Rejects zero bytes: "good.example\0.evil.example" would look like another name.
 bool IsPrintable(std::string_view text) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char letter) {
     return static_cast<unsigned char>(letter) > 0x20U && letter != '\x7f';
@@ -57,7 +57,7 @@ std::string AddressOf(const ASN1_STRING* text) {
   return {};
 }
 
-// Empty for a name of a kind that rules do not know.
+// Empty for a kind of name that rules do not support.
 std::string NameOf(const GENERAL_NAME& name) {
   switch (name.type) {
     case GEN_DNS:
@@ -73,7 +73,7 @@ std::string NameOf(const GENERAL_NAME& name) {
   }
 }
 
-// Without the blanks that people write around "," "+" and "=", and with types in upper case.
+// Removes blanks around "," "+" and "=", and converts types to upper case.
 std::string CanonicalSubject(std::string_view subject) {
   std::string result;
   bool inType = true;
@@ -107,7 +107,7 @@ std::string CanonicalAddress(std::string_view text) {
   return error ? std::string() : address.to_string();
 }
 
-// Domains do not depend on the case of letters; what is before the "@" may.
+// Domains are case-insensitive. The part before the "@" may be case-sensitive.
 std::string CanonicalMail(std::string_view text) {
   const std::size_t at = text.rfind('@');
   if (at == std::string_view::npos) {

@@ -9,7 +9,7 @@ namespace {
 
 namespace Header = Native::Definitions::CommandHeader;
 
-// The handler of the Java archive that does what a load-library command does.
+// The handler of the Java archive with the effect of a load-library command.
 constexpr std::string_view kLoadingHandler = "load-archives";
 
 constexpr const char* kNoLoading =
@@ -17,11 +17,10 @@ constexpr const char* kNoLoading =
     "--allow-load-library.";
 
 constexpr const char* kNoObjects =
-    "This server lets its clients use no objects, since whoever can do that can run any code. "
-    "Start "
-    "it with --allow-objects where that is meant.";
+    "This server allows its clients no typed calls, because these can run any code. Start it with "
+    "--allow-objects to allow them.";
 
-// Where the length of the handler's name is; 0 where the type is none of a call.
+// The offset of the handler's name length; 0 if the type is not a call.
 std::size_t PlaceOfName(std::uint8_t type) {
   if (type == Host::detail::kTypeCallHandler) {
     return Header::kSize;

@@ -11,12 +11,12 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// The handler that a command calls, within the command; empty where it calls none, or is not
-/// formed like a call.
+/// The handler that a command calls, as a view of the command; empty if it calls none or is
+/// malformed.
 std::string_view HandlerOf(std::span<const std::uint8_t> command);
 
-/// Why a command from the network does not get to the member; empty where it does. `client` is who
-/// sends it, null where there are no rules. Any thread.
+/// Why a command from the network must not reach the member; empty if it may. `client` is the
+/// sender, null without rules. Thread-safe.
 std::string WhyRefused(std::span<const std::uint8_t> command, const ServerOptions& options,
                        const AccessRules::Client* client = nullptr);
 

@@ -6,7 +6,7 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// How many of the slots for clients with commands are taken. Any thread.
+/// Counts the used slots for clients with commands. Thread-safe.
 class Crowd {
  public:
   explicit Crowd(std::size_t slots) : m_slots(slots) {}
@@ -14,7 +14,7 @@ class Crowd {
   void Enter() { m_taken.fetch_add(1, std::memory_order_relaxed); }
   void Leave() { m_taken.fetch_sub(1, std::memory_order_relaxed); }
 
-  /// Whether more than half of the slots are taken, so that idle clients should leave theirs soon.
+  /// Whether more than half of the slots are used, so that idle clients should release theirs soon.
   [[nodiscard]] bool IsDense() const {
     return 2 * m_taken.load(std::memory_order_relaxed) > m_slots;
   }

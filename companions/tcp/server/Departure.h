@@ -11,7 +11,7 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Tells every session at once that the server goes away. Any thread.
+/// Tells all sessions at once that the server goes away. Thread-safe.
 class Departure {
  public:
   /// Errors: std::system_error.
@@ -26,7 +26,7 @@ class Departure {
     eventfd_write(m_event.get(), 1);
   }
   [[nodiscard]] bool HasBegun() const { return m_begun.load(); }
-  /// Readable from begin on.
+  /// A descriptor that is readable once Begin was called.
   [[nodiscard]] int Descriptor() const { return m_event.get(); }
 
  private:

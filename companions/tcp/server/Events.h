@@ -12,25 +12,24 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// What happens to a server: logs what is worth a line, and counts. Never blocks. Any thread.
+/// The events of a server: logs and counts them. Never blocks. Thread-safe.
 class Events {
  public:
-  /// Both outlive it.
+  /// Both must outlive it.
   Events(ServerLog& log, Metrics& metrics) : m_log(log), m_metrics(metrics) {}
 
   [[nodiscard]] Metrics& GetMetrics() const { return m_metrics; }
 
-  /// A client that was greeted and may send commands.
+  /// A client was greeted and may send commands.
   void Accepted(const Guest& guest) const;
-  /// A connection that was ended before any command.
+  /// A connection was ended before its first command.
   void Refused(const Guest& guest, std::string_view why, Refusal kind) const;
-  /// A connection that ended otherwise than between frames.
+  /// A connection ended inside a frame.
   void Broke(const Guest& guest, std::string_view why) const;
-  /// A command that was not begun; its connection goes on or ends. `handler` is empty where it is
-  /// not known.
+  /// A command was not begun. `handler` is empty if it is unknown.
   void NotBegun(const Guest& guest, std::string_view handler, std::string_view why,
                 Refusal kind) const;
-  /// A command that was executed.
+  /// A command was executed.
   void Called(const Guest& guest, std::string_view handler, CallResult result,
               std::chrono::nanoseconds duration) const;
   /// A connection was closed to make room for others.
@@ -40,12 +39,12 @@ class Events {
 
   /// Certificates, authorities and revocation lists were read again.
   void CertificatesRead() const;
-  /// They could not be; those from before stay.
+  /// Reading them again failed; the previous ones stay.
   void CertificatesKept(const std::string& why) const;
   /// Clients will refuse the server's own certificate.
   void CertificateNotValid(const std::string& file, const std::string& why) const;
 
-  /// The grace after the signal is over; that many sessions were still there.
+  /// The grace period is over with that many running sessions.
   void Cut(std::size_t sessions) const;
   /// The last connection has ended.
   void Drained() const;

@@ -19,7 +19,7 @@ class MemoryUsedUp : public std::runtime_error {
             "the memory for commands and responses is used up (--max-memory-bytes)") {}
 };
 
-/// The bytes of one frame at a time, charged to a budget as they come. One thread at a time.
+/// The bytes of one frame at a time, charged to a budget as they arrive. Not thread-safe.
 class FrameBuffer {
  public:
   explicit FrameBuffer(MemoryBudget& budget) : m_budget(budget) {}
@@ -27,14 +27,12 @@ class FrameBuffer {
   FrameBuffer& operator=(const FrameBuffer&) = delete;
   ~FrameBuffer() { Free(); }
 
-  /// Forgets the bytes and finds a place for `length` others. A large place costs addresses only,
-  /// memory comes with extend. Errors: MemoryUsedUp.
+  /// Discards the contents and reserves room for `length` bytes. A large reservation takes address
+  /// space only; Extend takes the memory. Errors: MemoryUsedUp.
   void begin(std::size_t length);
-  /// The next `count` bytes, whose values are unspecified; begin has found a place for them.
-  /// Errors: MemoryUsedUp.
+  /// The next `count` bytes of the reserved room, with unspecified values. Errors: MemoryUsedUp.
   std::span<std::uint8_t> Extend(std::size_t count);
-  /// Forgets the bytes. Gives the memory back, unless it is little enough to be kept for the next
-  /// frame.
+  /// Discards the contents. Frees the memory, unless it is small enough to keep for the next frame.
   void Clear();
 
   [[nodiscard]] std::span<std::uint8_t> Bytes() const { return {m_place.get(), m_size}; }

@@ -9,7 +9,7 @@
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// A fatal alert "protocol version", what a TLS client understands as a refusal.
+// A fatal alert "protocol version", which a TLS client understands as a refusal.
 constexpr std::array<std::uint8_t, 7> kTlsRefusal = {Wire::kTlsAlert, 3, 1, 0, 2, 2, 70};
 
 void Write(PatientSocket& socket, std::span<const std::uint8_t> bytes) {

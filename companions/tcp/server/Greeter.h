@@ -7,9 +7,8 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// What comes before the first frame of a connection: its first byte, the handshake of TLS, the
-/// greetings. One object for each connection. Peers that speak another language are told so in
-/// their own terms.
+/// Does what precedes the first frame of one connection: the check of its first byte, the TLS
+/// handshake, the greetings. A peer with another protocol gets an error in that protocol.
 class Greeter {
  public:
   enum class State {
@@ -21,11 +20,11 @@ class Greeter {
 
   explicit Greeter(bool usesTls) : m_usesTls(usesTls) {}
 
-  /// Goes as far as the connection can. Raises nothing of the connection's.
+  /// Continues as far as possible without blocking. Does not raise errors of the connection.
   State Advance(Connection& connection);
 
   [[nodiscard]] const std::string& Why() const { return m_why; }
-  /// Whether it was the handshake that failed.
+  /// Whether the handshake failed.
   [[nodiscard]] bool IsInHandshake() const { return m_stage == Stage::Handshake; }
 
  private:

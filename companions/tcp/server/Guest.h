@@ -12,11 +12,10 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// A client that was greeted, as long as it is connected: who it is, and what it may do. Counted as
-/// one connection.
+/// A greeted and connected client: its identity and its rights. Counts as one connection.
 class Visit {
  public:
-  /// `client` is null where there are no rules. The metrics outlive it.
+  /// `client` is null without rules. The metrics must outlive it.
   Visit(Metrics& metrics, std::string subject, std::unique_ptr<AccessRules::Client> client)
       : m_metrics(metrics), m_subject(std::move(subject)), m_client(std::move(client)) {
     m_metrics.ConnectionAccepted();
@@ -25,7 +24,7 @@ class Visit {
   Visit& operator=(const Visit&) = delete;
   ~Visit() { m_metrics.ConnectionClosed(); }
 
-  /// Of its certificate; empty without one.
+  /// The subject of its certificate; empty without one.
   [[nodiscard]] const std::string& Subject() const { return m_subject; }
   [[nodiscard]] const AccessRules::Client* Client() const { return m_client.get(); }
 

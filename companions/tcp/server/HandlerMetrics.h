@@ -14,9 +14,9 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// The counters of one handler's calls. Any thread.
+/// The counters of one handler's calls. Thread-safe.
 struct Metrics::Handler {
-  /// Upper bounds of the histogram, in microseconds; what takes longer is in the last bucket.
+  /// Upper bounds of the histogram, in microseconds. The last bucket has all longer times.
   static constexpr std::array<std::int64_t, 16> kBounds = {
       50,     100,    250,     500,     1'000,   2'500,     5'000,     10'000,
       25'000, 50'000, 100'000, 250'000, 500'000, 1'000'000, 2'500'000, 10'000'000};

@@ -12,7 +12,7 @@
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// Read by the signal handler, on any thread. -1 while nobody listens.
+// Read by the signal handler, on any thread. -1 while no object listens.
 std::atomic<int> g_event{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
@@ -44,7 +44,7 @@ HangUpSignal::HangUpSignal(asio::io_context& context, std::function<void()> hear
   Await();
 }
 
-// The event's descriptor is closed by its owner.
+// The owner of the event closes the descriptor.
 HangUpSignal::~HangUpSignal() {
   Ignore();
   m_readiness.release();

@@ -9,10 +9,10 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Takes SIGHUP as a request, for as long as the server serves. The signal never ends the process:
-/// before and afterwards it is ignored, without a moment between in which it has its usual action.
+/// Handles SIGHUP as a request while the server serves. The signal never ends the process: before
+/// and afterwards it is ignored, and its default action is never in effect in between.
 ///
-/// One object in a process at a time. Thread of the event loop.
+/// At most one object per process. Use it on the thread of the event loop only.
 class HangUpSignal {
  public:
   /// Calls `heard` on the loop, once for one or more signals. Errors: std::system_error.
@@ -21,7 +21,7 @@ class HangUpSignal {
   HangUpSignal& operator=(const HangUpSignal&) = delete;
   ~HangUpSignal();
 
-  /// From now on nothing is heard, and the loop is not kept running. Idempotent.
+  /// Stops listening and lets the loop end. Idempotent.
   void Ignore();
 
  private:

@@ -13,11 +13,11 @@ struct HttpRequest {
   std::string path;  ///< without what follows a "?"
 };
 
-/// From the head of a request; none where its first line is not formed like one.
+/// Parses the head of a request; none if its first line is malformed.
 std::optional<HttpRequest> HttpRequestOf(std::string_view head);
 
-/// A whole response, after which the connection closes. Without `withBody` just its head, as HEAD
-/// asks for.
+/// A whole response, with which the connection closes. Without `withBody` it has the head only, for
+/// HEAD.
 std::string HttpResponse(std::string_view status, std::string_view type, std::string_view body,
                          bool withBody = true);
 

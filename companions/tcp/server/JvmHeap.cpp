@@ -8,8 +8,8 @@
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// What java.lang.Runtime calls. A JVM has had these functions under these names since its version
-// 1.2; they ask for an attached thread.
+// The functions that java.lang.Runtime calls. JVMs export them under these names since version 1.2.
+// They need an attached thread.
 using Bytes = std::int64_t();
 
 std::uint64_t Positive(std::int64_t bytes) {
@@ -24,9 +24,9 @@ std::optional<Metrics::Heap> JvmHeap() try {
     return std::nullopt;
   }
   const Host::detail::LoadedObject opened(library.file.string());
-  auto* total = opened.Function<Bytes>("JVM_TotalMemory");
-  auto* free = opened.Function<Bytes>("JVM_FreeMemory");
-  auto* most = opened.Function<Bytes>("JVM_MaxMemory");
+  auto* total = opened.Find<Bytes>("JVM_TotalMemory");
+  auto* free = opened.Find<Bytes>("JVM_FreeMemory");
+  auto* most = opened.Find<Bytes>("JVM_MaxMemory");
   if (total == nullptr || free == nullptr || most == nullptr) {
     return std::nullopt;
   }

@@ -7,8 +7,8 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// The heap of this process's JVM, as java.lang.Runtime sees it; none where no JVM runs, or it does
-/// not say. Any thread. Takes as long as the JVM stops its threads, such as for a garbage
+/// The heap of this process's JVM, as java.lang.Runtime reports it; none without a JVM or without
+/// an answer. Thread-safe. Blocks while the JVM stops its threads, for example for a garbage
 /// collection.
 std::optional<Metrics::Heap> JvmHeap();
 

@@ -20,21 +20,21 @@
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// A last answer is lost where the connection is closed before the client has taken it, or while it
-// still sends. These are how long a client may be silent meanwhile, the same for clients that
-// merely have to notice that the server goes away, and how long a client may take altogether.
+// A last answer is lost if the connection is closed before the client has read it, or while the
+// client still sends. So the server waits: this long for a silent client, also for one that only
+// has to notice that the server goes away, and that long altogether.
 constexpr std::chrono::seconds kSilence{5};
 constexpr std::chrono::seconds kShortSilence{1};
 constexpr std::chrono::seconds kFarewell{60};
 
-// What one client may make the loop read before others get their turn.
+// The reads for one client before others get their turn.
 constexpr int kReadsATurn = 16;
 
-// Longer than the name of any handler and what precedes it.
+// More bytes than the longest handler name and everything before it.
 constexpr std::size_t kBeginning = 512;
 
-// What has come of the command whose header waits: enough for the name of its handler, if it came
-// along with the header.
+// The bytes of the waiting command that have arrived. They include the name of the handler if it
+// arrived together with the header.
 std::span<const std::uint8_t> BeginningOfCommand(Connection& connection,
                                                  std::span<std::uint8_t> room) {
   Wire::FrameHeader header;
@@ -49,7 +49,7 @@ std::span<const std::uint8_t> BeginningOfCommand(Connection& connection,
   return beginning;
 }
 
-// Null where the client has shown none; otherwise it has been verified.
+// The verified certificate of the client; null if it sent none.
 const X509* CertificateOf(Connection& connection) {
   auto* tls = dynamic_cast<TlsConnection*>(&connection);
   return tls == nullptr ? nullptr : SSL_get0_peer_certificate(tls->Native());
@@ -57,8 +57,8 @@ const X509* CertificateOf(Connection& connection) {
 
 }  // namespace
 
-/// A guest, what it waits for and until when. Closures of the event loop hold it as well; it is of
-/// no use any more once the guest is gone.
+/// A guest with its state and deadline. Closures of the event loop share ownership; they ignore it
+/// once the guest has left.
 struct Lobby::Seat {
   Seat(asio::io_context& context, Guest newcomer, Stage now, bool usesTls)
       : guest(std::move(newcomer)),
@@ -70,7 +70,7 @@ struct Lobby::Seat {
   Seat& operator=(const Seat&) = delete;
   ~Seat() { FreeDescriptor(); }
 
-  // The descriptor is the connection's.
+  // The connection owns the descriptor.
   void FreeDescriptor() {
     if (readiness.is_open()) {
       readiness.release();
@@ -78,7 +78,7 @@ struct Lobby::Seat {
   }
 
   [[nodiscard]] bool IsTaken() const { return guest.connection != nullptr; }
-  [[nodiscard]] Connection& Connection() const { return *guest.connection; }
+  [[nodiscard]] Connection& GetConnection() const { return *guest.connection; }
 
   Guest guest;
   Stage stage;
@@ -184,7 +184,7 @@ Lobby::SeatPointer Lobby::TakeSeat(Guest guest, Stage stage) {
 }
 
 Guest Lobby::Rise(const SeatPointer& seat) {
-  // Keeps the seat: the row's own pointer may be what was passed.
+  // Keeps the seat alive: the parameter may be the row's own pointer.
   Row risen;
   risen.splice(risen.end(), m_rows[seat->guest.isKnown ? 1 : 0], seat->place);
   Seat& held = *risen.front();
@@ -213,9 +213,9 @@ void Lobby::Proceed(const SeatPointer& seat) {
 }
 
 void Lobby::Greet(const SeatPointer& seat) {
-  switch (seat->greeter.Advance(seat->Connection())) {
+  switch (seat->greeter.Advance(seat->GetConnection())) {
     case Greeter::State::Waits:
-      Watch(seat, seat->Connection().AwaitedEvents());
+      Watch(seat, seat->GetConnection().AwaitedEvents());
       break;
     case Greeter::State::Greeted:
       Admit(seat);
@@ -231,7 +231,7 @@ void Lobby::Greet(const SeatPointer& seat) {
   }
 }
 
-// Whom the rules refuse is greeted all the same, and told so in place of an answer.
+// A client that the rules refuse is greeted as well; the reason is the answer to its first command.
 void Lobby::Admit(const SeatPointer& seat) {
   Guest& guest = seat->guest;
   ClientIdentity identity = IdentityOf(CertificateOf(*guest.connection), guest.address);
@@ -252,7 +252,7 @@ void Lobby::Admit(const SeatPointer& seat) {
 }
 
 void Lobby::Await(const SeatPointer& seat) {
-  Connection& connection = seat->Connection();
+  Connection& connection = seat->GetConnection();
   asio::error_code error;
   while (!connection.HasHeader() && !error) {
     connection.ReadAhead(error);
@@ -273,12 +273,12 @@ void Lobby::Await(const SeatPointer& seat) {
   }
 }
 
-// Reads and forgets. What was read ahead, and what TLS has in hand, does not matter any more.
+// Reads and discards. Bytes that were read ahead or that TLS holds do not matter any more.
 void Lobby::Drain(const SeatPointer& seat) {
   std::array<std::uint8_t, 16U << 10U> unwanted;
   asio::error_code error;
   for (int reads = 0; reads < kReadsATurn && !error; ++reads) {
-    seat->Connection().Socket().Receive(unwanted, error);
+    seat->GetConnection().Socket().Receive(unwanted, error);
   }
   if (error && error != asio::error::would_block) {
     Leave(seat);
@@ -290,7 +290,7 @@ void Lobby::Drain(const SeatPointer& seat) {
 
 void Lobby::SayGoodbye(const SeatPointer& seat, const std::string& why) {
   try {
-    Connection& connection = seat->Connection();
+    Connection& connection = seat->GetConnection();
     Wire::FrameHeader header;
     header.number = connection.NextNumber();
     header.status = Wire::Status::FinalNotBegun;
@@ -311,7 +311,7 @@ void Lobby::StartWaiting(const SeatPointer& seat) {
 
 void Lobby::StartLeaving(const SeatPointer& seat) {
   seat->stage = Stage::Leaving;
-  seat->Connection().Socket().EndWriting();
+  seat->GetConnection().Socket().EndWriting();
   const std::chrono::milliseconds most =
       m_goesAway ? std::min<std::chrono::milliseconds>(kFarewell, m_options.shutdownGrace)
                  : kFarewell;

@@ -16,39 +16,38 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Connections that no thread serves: those that arrive, those between commands, and those whose
-/// last answer is under way. Each has a deadline, and none takes a thread. All of it happens on the
-/// thread of the io_context.
+/// The connections without a thread: new ones, those between commands, and those whose last answer
+/// is being sent. Each has a deadline. Everything runs on the thread of the io_context.
 class Lobby {
  public:
   using Clock = std::chrono::steady_clock;
-  /// Takes a guest over of whose next command the header is there.
+  /// Takes over a guest whose next command has its header here.
   using Called = std::function<void(Guest)>;
 
-  /// Options and events outlive it.
+  /// Options and events must outlive it.
   Lobby(asio::io_context& context, const ServerOptions& options, const Events& events,
         Called called);
   Lobby(const Lobby&) = delete;
   Lobby& operator=(const Lobby&) = delete;
   ~Lobby();
 
-  /// Greets a client that has just connected, and awaits its first command.
+  /// Greets a new client and waits for its first command.
   void Greet(Guest guest);
-  /// Awaits the next command of a guest that was greeted.
+  /// Waits for the next command of a greeted guest.
   void Await(Guest guest);
-  /// Answers the command whose header is there that it is not begun, and closes.
+  /// Answers the command whose header has arrived with "not begun", and closes.
   void Refuse(Guest guest, const std::string& why, Refusal kind);
-  /// Answers the next command in advance: it will not be begun. Then closes.
+  /// Answers the next command in advance with "not begun". Then closes.
   void SayGoodbye(Guest guest, const std::string& why);
-  /// Closes when the guest has read what was sent to it, or does not in a while.
+  /// Closes once the guest has read all answers, or after a time limit.
   void Close(Guest guest);
 
-  /// From now on nobody is awaited: guests are told so and leave soon.
+  /// Stops waiting for commands: guests are told, and leave soon.
   void GoAway(const std::string& why);
   /// Closes all connections at once.
   void Cut();
-  /// Closes the connection that has been there for longest, of clients that have sent no command
-  /// as long as there are any. False where there is none.
+  /// Closes the oldest connection, preferably one that never sent a command. False if there is
+  /// none.
   bool DropOldest();
 
   [[nodiscard]] std::size_t size() const { return m_rows[0].size() + m_rows[1].size(); }

@@ -68,7 +68,7 @@ std::string JsonLine(const LogEvent& event, std::size_t longestText) {
 
 }  // namespace
 
-// Escapes may make a text six times as long, so what is short enough is found by trying.
+// Finds the length by trying, because escapes may make a text six times as long.
 std::string LogLineOf(const LogEvent& event, LogFormat format, std::size_t longest) {
   std::string line;
   for (std::size_t text = kLongestText; text >= kShortestText; text /= 2) {

@@ -7,9 +7,9 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// What follows time and level in a line: `name peer=... reason="..."`, or members of a JSON object
-/// without the braces. At most `longest` bytes; the texts in it are shortened for that and then end
-/// with "...".
+/// The part of a line after time and level: `name peer=... reason="..."`, or members of a JSON
+/// object without the braces. It has at most `longest` bytes. Texts are shortened for that and end
+/// with "..." then.
 std::string LogLineOf(const LogEvent& event, LogFormat format, std::size_t longest);
 
 }  // namespace Ferrolink::Companions::Tcp::Server

@@ -22,7 +22,7 @@ IReceiver* OpenReceiver(Runtime runtime) {
 
 }  // namespace
 
-// Plug-ins come first: archives go to the class path of a JVM that is not started yet.
+// Plug-ins come first, because archives are added to the class path of a JVM that has not started.
 Member::Member(const ServerOptions& options)
     : m_runtime(options.runtime), m_receiver(OpenReceiver(options.runtime)) {
   m_receiver->Initialize(static_cast<std::uint8_t>(Runtime::Cpp),
@@ -51,7 +51,7 @@ void Member::readResponse(std::span<std::uint8_t> room) const {
   }
 }
 
-// A response that is read in part is forgotten altogether.
+// A partial read discards the whole response.
 void Member::DropResponse(std::size_t length) const {
   std::uint8_t beginning = 0;
   readResponse({&beginning, std::min<std::size_t>(length, 1)});

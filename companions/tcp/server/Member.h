@@ -15,19 +15,19 @@ namespace Ferrolink::Companions::Tcp::Server {
 /// The member of the family that executes the commands, in this process.
 class Member {
  public:
-  /// Opens the installation's library, loads the plug-ins and sees that the runtime lives. Errors:
-  /// derived from std::runtime_error.
+  /// Opens the installation's library, loads the plug-ins and checks that the runtime answers.
+  /// Errors: derived from std::runtime_error.
   explicit Member(const ServerOptions& options);
 
-  /// Executes one command on this thread and returns the length of its response, which waits for
-  /// this thread to read or drop it. Any thread, any number at once. Errors: the member's own.
+  /// Executes one command on this thread and returns the length of its response. This thread must
+  /// then read or drop the response. Thread-safe. Errors: the member's own.
   std::size_t Execute(std::span<std::uint8_t> command) const;
-  /// The response, as long as `room`. Errors: the member's own.
+  /// Reads the response; `room` has its length. Errors: the member's own.
   void readResponse(std::span<std::uint8_t> room) const;
-  /// Frees a response of that length.
+  /// Discards a response of that length.
   void DropResponse(std::size_t length) const;
 
-  /// For threads that run many commands: keeps the thread known to the JVM, where there is one.
+  /// Keeps a thread attached to the JVM, if there is one. For threads that run many commands.
   class ThreadStay {
    public:
     explicit ThreadStay(const Member& member) {
@@ -42,7 +42,7 @@ class Member {
 
  private:
   const Native::Definitions::Runtime m_runtime;
-  // The library's own and never deleted.
+  // Owned by the library and never deleted.
   Native::Interfaces::IReceiver* const m_receiver;
 };
 

@@ -7,8 +7,8 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// How much memory the frames of all connections may take together. Small frames have an eighth of
-/// it to themselves, so that they are served while large ones use up the rest. Any thread.
+/// The memory for the frames of all connections. One eighth is reserved for small frames, so they
+/// are served while large ones use up the rest. Thread-safe.
 class MemoryBudget {
  public:
   explicit MemoryBudget(std::uint64_t limit) : m_limit(limit) {}
@@ -18,16 +18,16 @@ class MemoryBudget {
 
   enum class Size { Small, Large };
 
-  /// Whether the bytes may be used; they count until they are given back.
+  /// Takes bytes until they are given back; false if they are not available.
   bool Take(std::uint64_t bytes, Size size);
   void Give(std::uint64_t bytes, Size size);
 
   [[nodiscard]] std::uint64_t Used() const { return m_used.load(std::memory_order_relaxed); }
-  /// No frame can ever be larger.
+  /// The upper limit for one frame.
   [[nodiscard]] std::uint64_t Largest() const { return m_limit - m_limit / 8; }
 
-  /// Whether memory of large frames has been given back since the last call: the C library may keep
-  /// it from the system.
+  /// Whether memory of large frames has been given back since the last call. The C library may
+  /// still hold it.
   bool HasGivenBack() { return m_givenBack.exchange(false); }
 
  private:

@@ -36,7 +36,7 @@ void Metrics::CallEnded(std::string_view handler, CallResult result,
   HandlerOf(handler, result).Count(result, duration);
 }
 
-// Where the handler is, or would be put. The table is never full.
+// The slot of the handler, or the one for inserting it. The table is never full.
 std::size_t Metrics::SlotOf(std::string_view name) const {
   std::size_t slot = std::hash<std::string_view>()(name) % kSlots;
   for (;; slot = (slot + 1) % kSlots) {

@@ -20,10 +20,10 @@ struct MetricFamily;
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// What came of a command that was executed.
+/// The result of an executed command.
 enum class CallResult { Answered, Failed };
 
-/// Why a connection or a command was turned away, nothing of it executed.
+/// Why a connection or a command was refused, without executing anything.
 enum class Refusal {
   Greeting,   ///< no client of this kind or version
   Tls,        ///< no handshake, or a certificate that is not accepted
@@ -34,9 +34,9 @@ enum class Refusal {
   TimeOver,   ///< of a call within a time
 };
 
-/// Counts what the server does and writes it down in the text format of Prometheus.
+/// Counts events of the server and writes them in the text format of Prometheus.
 ///
-/// Counting takes no lock, but for the first call of a handler. Any thread.
+/// Thread-safe. Counting takes no lock, except for the first call of a handler.
 class Metrics {
  public:
   struct Heap {
@@ -45,7 +45,7 @@ class Metrics {
     std::uint64_t most = 0;
   };
 
-  /// What is asked for when the text is written. Each may be empty; one that has nothing to say
+  /// Sources that are queried when the text is written. Each may be empty; one without a value
   /// returns none, or 0.
   struct Sources {
     std::function<std::uint64_t()> bufferBytes;
@@ -54,8 +54,8 @@ class Metrics {
     std::function<std::optional<Heap>()> heap;
   };
 
-  /// As many handlers are told apart; further ones are counted as "(other)", and so are handlers of
-  /// which no call was answered yet, so that no peer can make up names.
+  /// The limit of handlers with a label of their own. Further ones are counted as "(other)". So are
+  /// handlers without a successful call yet, so that no peer can add invented names.
   static constexpr std::size_t kMostHandlers = 64;
 
   explicit Metrics(Sources sources = {});
@@ -74,7 +74,7 @@ class Metrics {
   /// `handler` is empty for a command that calls none.
   void CallEnded(std::string_view handler, CallResult result, std::chrono::nanoseconds duration);
 
-  /// The whole text. May take as long as the sources do.
+  /// The whole text. Takes as long as the sources do.
   [[nodiscard]] std::string Text() const;
 
  private:
@@ -101,7 +101,7 @@ class Metrics {
   std::atomic<std::int64_t> m_inFlight{0};
   std::array<Counter, kRefusals> m_refused{};
 
-  // A hash table that only grows. Any thread reads; m_growing guards what writes.
+  // A hash table that only grows. Any thread reads; m_growing guards writes.
   std::array<std::atomic<Handler*>, kSlots> m_handlers{};
   std::atomic<bool> m_full{false};
   std::mutex m_growing;

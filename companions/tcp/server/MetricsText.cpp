@@ -1,4 +1,4 @@
-// The counters as metric families, and those as text.
+// Writes the counters as metric families, and these as text.
 #include <dirent.h>
 #include <prometheus/metric_family.h>
 #include <prometheus/text_serializer.h>
@@ -74,7 +74,7 @@ double OpenDescriptors() {
   while (directory != nullptr && readdir(directory.get()) != nullptr) {
     ++count;
   }
-  // Without ".", ".." and the directory's own.
+  // Without ".", ".." and the directory's own descriptor.
   return std::max(0.0, count - 3);
 }
 
@@ -89,7 +89,7 @@ std::string Metrics::Text() const {
 }
 
 void Metrics::AddConnections(Families& families) const {
-  // In this order, so that there are never fewer than none.
+  // Reads the counter of closed connections first, so that the difference is never negative.
   const std::uint64_t closed = m_closed.load();
   const std::uint64_t accepted = m_accepted.load();
   families.push_back(Gauge("ferrolink_server_connections", "Connections that are served now.",

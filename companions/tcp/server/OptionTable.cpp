@@ -25,7 +25,7 @@ constexpr const char* kOperations = "Operations";
 constexpr const char* kEndpoint =
     "an address or name and a port, such as 127.0.0.1:8080, [::1]:8080 or localhost:8080";
 
-// A name stands for the first address that the system knows for it.
+// A name is resolved to its first address.
 tcp::endpoint EndpointOf(const std::string& text) {
   const auto colon = text.rfind(':');
   std::string host = text.substr(0, colon);
@@ -138,7 +138,7 @@ void AddServing(std::vector<Option>& table) {
                        "let clients load libraries that lie on this machine",
                        &ServerOptions::allowLoadLibrary));
   table.push_back(Flag("allow-objects", kServing,
-                       "let clients use any Java object and so run any code",
+                       "let clients make typed calls, which can run any code",
                        &ServerOptions::allowObjects));
 }
 

@@ -24,7 +24,7 @@ struct OptionValue {
   std::uint64_t number = 0;  ///< of a Number, within the option's range
 };
 
-/// A value that an option does not take; what() says what it takes instead.
+/// An option refuses its value; what() says what it expects.
 class WrongValue : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

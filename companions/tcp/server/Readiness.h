@@ -5,7 +5,7 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Whether a load balancer should send clients here. Any thread.
+/// Whether a load balancer should send clients here. Thread-safe.
 class Readiness {
  public:
   enum class State { Starting, Ready, Draining };
@@ -14,7 +14,7 @@ class Readiness {
     State starting = State::Starting;
     m_state.compare_exchange_strong(starting, State::Ready);
   }
-  /// The first step of the end, from which there is no way back.
+  /// The first step of the end. It cannot be reverted.
   void BeginDraining() { m_state = State::Draining; }
 
   [[nodiscard]] State CurrentState() const { return m_state; }

@@ -1,7 +1,7 @@
 #ifndef FERROLINK_COMPANIONS_TCP_SERVER_REFUSALS_H
 #define FERROLINK_COMPANIONS_TCP_SERVER_REFUSALS_H
 
-/// What clients are told whose commands are not begun.
+/// The texts for clients whose commands are not begun.
 namespace Ferrolink::Companions::Tcp::Server::Refusals {
 
 inline constexpr const char* kFull =

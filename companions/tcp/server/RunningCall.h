@@ -9,11 +9,11 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Counts a command as long as it runs, and what came of it: failed, unless somebody says
-/// otherwise.
+/// Counts a running command and its result, which is a failure unless it is set.
 class RunningCall {
  public:
-  /// Keeps the name of the handler, which the member may overwrite. The others outlive it.
+  /// Copies the name of the handler, because the member may overwrite it. The other objects must
+  /// outlive it.
   RunningCall(const Events& events, const Guest& guest, std::string_view handler)
       : m_events(events), m_guest(guest), m_handler(handler) {
     m_events.GetMetrics().CallBegan();

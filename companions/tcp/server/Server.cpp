@@ -18,22 +18,22 @@
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// After a failure to accept, which lasts a while: no memory, no descriptors.
+// The pause after a failure to accept, which may last: no memory, no descriptors.
 constexpr std::chrono::milliseconds kPause{100};
-// What is accepted before others get their turn.
+// The connections accepted before others get their turn.
 constexpr int kAcceptsATurn = 64;
 
 constexpr std::chrono::seconds kFileCheck{1};
 constexpr std::chrono::seconds kTrim{1};
 
-// What connections that were cut may take to notice.
+// The time for cut connections to notice it.
 constexpr std::chrono::seconds kAfterCut{1};
 
-// A machine that is gone does not acknowledge what was sent to it: TCP_USER_TIMEOUT.
+// TCP_USER_TIMEOUT: a dead machine does not acknowledge what was sent to it.
 constexpr std::chrono::milliseconds kUnacknowledged{120'000};
 
-// How many connections may be open at a time: many times as many as have commands, but handlers
-// must find descriptors, too.
+// The limit of open connections: far more than connections with commands, but handlers need
+// descriptors, too.
 std::size_t MostOpen(const ServerOptions& options) {
   rlimit descriptors{};
   getrlimit(RLIMIT_NOFILE, &descriptors);
@@ -46,7 +46,7 @@ bool LacksRoom(int error) {
   return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
 }
 
-// Of one connection, which is gone.
+// Whether the error concerns one lost connection only.
 bool IsPassing(int error) {
   return error == EINTR || error == ECONNABORTED || error == EPROTO || error == EPERM;
 }
@@ -90,7 +90,7 @@ void Server::Listen() {
   m_acceptor.listen();
 }
 
-// What a service manager has bound.
+// Uses the socket that a service manager has bound.
 void Server::Adopt(const FileDescriptor& listener) {
   sockaddr_storage address{};
   socklen_t size = sizeof address;
@@ -123,7 +123,7 @@ void Server::Run() {
   m_operations.events.Drained();
 }
 
-// A server that drains is not ready any more.
+// A draining server stays not ready.
 void Server::Reload() {
   m_operations.manager.NotifyReloading();
   m_tls.ReadAgain();
@@ -140,7 +140,7 @@ void Server::WatchFiles() {
   }
   m_fileCheck.expires_after(kFileCheck);
   m_fileCheck.async_wait([this](const asio::error_code& error) {
-    // A handler that was due already is not cancelled any more.
+    // A handler that was already due cannot be cancelled.
     if (!error && !m_departure.HasBegun()) {
       m_tls.ReadAgainIfChanged();
       WatchFiles();
@@ -165,7 +165,7 @@ void Server::Accept() {
   });
 }
 
-// Whether more can be accepted when they come.
+// Accepts waiting connections. False after an error that pauses accepting.
 bool Server::AcceptSome() {
   for (int turn = 0; turn < kAcceptsATurn; ++turn) {
     asio::ip::tcp::endpoint client;
@@ -210,7 +210,7 @@ std::unique_ptr<Connection> Server::ConnectionOf(PatientSocket socket) const {
                                          asio::ssl::stream_base::server);
 }
 
-// The guest's next command is there.
+// Called when the header of the guest's next command has arrived.
 void Server::Call(Guest guest) {
   if (m_departure.HasBegun()) {
     m_lobby.Refuse(std::move(guest), Refusals::kGoingAway, Refusal::GoingAway);
@@ -233,7 +233,7 @@ void Server::Call(Guest guest) {
   }
 }
 
-// On the session's thread. The session has finished also where a handler ends the thread.
+// Runs on the session's thread. The session finishes even if a handler ends the thread.
 void Server::Serve(Sessions::iterator session) {
   const std::shared_ptr<void> finishing(nullptr, [this, session](void*) {
     asio::post(m_context, [this, session] { Finish(session); });
@@ -277,7 +277,7 @@ void Server::GoOn(Guest guest, Session::End end) {
   }
 }
 
-// The C library keeps what was freed; after large frames the system gets it back.
+// Returns freed memory of large frames from the C library to the system.
 void Server::GiveMemoryBack() {
   if (m_trimIsDue || m_departure.HasBegun() || !m_operations.memory.HasGivenBack()) {
     return;
@@ -292,8 +292,8 @@ void Server::GiveMemoryBack() {
   });
 }
 
-// First nobody is sent here any more; commands are served as before. The handlers of the signals
-// go: a second signal ends the process as it is.
+// First /readyz fails, while commands are still served. The signal handlers are removed, so a
+// second signal ends the process.
 void Server::Drain() {
   m_signals.clear();
   m_operations.readiness.BeginDraining();

@@ -28,7 +28,7 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Whom a server tells what it does. All of it outlives the server.
+/// The receivers of a server's reports. All must outlive the server.
 struct Operations {
   const Events& events;
   MemoryBudget& memory;
@@ -39,23 +39,23 @@ struct Operations {
 /// Accepts clients and serves each one with commands on a thread, until the process is asked to
 /// end.
 ///
-/// Everything but the sessions happens on the thread of run(), so that nothing needs a lock.
+/// Everything except the sessions runs on the thread of Run(), without locks.
 class Server {
  public:
-  /// Accepts from what `listener` owns, or binds and listens where it owns none. Made after the
-  /// runtime has started, whose signal handlers it replaces. Errors: TlsFileError,
-  /// std::system_error.
+  /// Accepts from the socket in `listener`; if it owns none, binds and listens. Construct it after
+  /// the runtime has started, because it replaces the runtime's signal handlers. Errors:
+  /// TlsFileError, std::system_error.
   Server(const ServerOptions& options, const Member& member, Operations operations,
          const FileDescriptor& listener);
 
-  /// Where it listens, with the real port.
+  /// The address on which it listens, with the real port.
   [[nodiscard]] std::string Address() const;
   /// Whether other machines can connect.
   [[nodiscard]] bool IsReachableFromOutside() const;
 
-  /// Until SIGTERM or SIGINT has come, the time to drain is over and the last connection has ended.
-  /// From its beginning until the signal it is ready, and says so. Where commands do not end
-  /// in the time they have, the process ends with 1.
+  /// Serves until SIGTERM or SIGINT has arrived, the time to drain is over and the last connection
+  /// has ended. Readiness is on from the start to the signal. If commands do not end in time, the
+  /// process ends with 1.
   void Run();
 
  private:

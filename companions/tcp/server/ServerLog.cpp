@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kLastLines{500};
 constexpr std::chrono::milliseconds kPrinting{1000};
-// Of a line, for time, level and punctuation.
+// The part of a line for time, level and punctuation.
 constexpr std::size_t kBeside = 96;
 
 spdlog::level::level_enum LevelOf(LogLevel level) {
@@ -39,7 +39,7 @@ std::unique_ptr<spdlog::formatter> FormatterOf(LogFormat format) {
       spdlog::pattern_time_type::utc, "\n");
 }
 
-// Signals are for the other threads.
+// Other threads handle signals.
 void BlockSignals() {
   sigset_t all;
   sigfillset(&all);
@@ -48,13 +48,13 @@ void BlockSignals() {
 
 }  // namespace
 
-// Where the queue's lines go, one after another on the thread of the queue.
+// The sink for the queue's lines, on the thread of the queue.
 class ServerLog::Sink : public spdlog::sinks::sink {
  public:
   Sink(int descriptor, LogFormat format)
       : m_stream(descriptor), m_format(format), m_formatter(FormatterOf(format)) {}
 
-  // Not while the queue's thread runs, but before the first line.
+  // Call it before the first line.
   void AskForOverruns(std::function<std::uint64_t()> overruns) { m_overruns = std::move(overruns); }
 
   void log(const spdlog::details::log_msg& message) override {
@@ -72,7 +72,7 @@ class ServerLog::Sink : public spdlog::sinks::sink {
   [[nodiscard]] std::uint64_t Failed() const { return m_failed; }
   void EndWithin(std::chrono::milliseconds time) { m_stream.EndWithin(time); }
 
-  // Before a line, so that it stands where the lost ones would.
+  // Runs before a line, so the report takes the place of the lost lines.
   void ReportLost() {
     const std::uint64_t lost = m_failed + m_overruns();
     if (lost == m_reported) {
@@ -93,7 +93,7 @@ class ServerLog::Sink : public spdlog::sinks::sink {
     return m_stream.Write({line.data(), line.size()});
   }
 
-  // The queue's thread's.
+  // Used by the queue's thread only.
   StreamWriter m_stream;
   const LogFormat m_format;
   const std::unique_ptr<spdlog::formatter> m_formatter;
@@ -113,14 +113,14 @@ class ServerLog::Writer {
         m_logger(std::make_shared<spdlog::async_logger>(
             "", m_sink, m_pool, spdlog::async_overflow_policy::overrun_oldest)) {
     m_sink->AskForOverruns([pool = m_pool.get()] { return pool->overrun_counter(); });
-    // Otherwise it would write to standard error by itself.
+    // By default spdlog would write to standard error itself.
     m_logger->set_error_handler([](const std::string& /*text*/) {});
   }
 
   Writer(const Writer&) = delete;
   Writer& operator=(const Writer&) = delete;
 
-  // The pool's thread ends when it has emptied the queue.
+  // The pool's thread ends after it has emptied the queue.
   ~Writer() {
     m_sink->EndWithin(kLastLines);
     m_logger.reset();

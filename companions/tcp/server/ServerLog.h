@@ -15,7 +15,7 @@ namespace Ferrolink::Companions::Tcp::Server {
 enum class LogFormat { Text, Json };
 enum class LogLevel { Info, Warning, Error };
 
-/// What happened. Texts may hold any bytes of a peer: they are bounded and made printable.
+/// An event. Texts may hold any bytes of a peer: they are shortened and made printable.
 struct LogEvent {
   std::string_view name;  ///< "accepted", "refused", "failed", "call", "drained", ...
   std::string_view peer = {};
@@ -25,11 +25,11 @@ struct LogEvent {
   std::optional<std::chrono::microseconds> duration = {};
 };
 
-/// Lines on standard error, written by a thread of the log's own.
+/// Writes lines to standard error, on a thread of its own.
 ///
-/// A line waits in a queue of bounded length. Where the queue is full, because nobody reads, its
-/// oldest lines are lost; how many is logged as soon as there is room again. Nothing here blocks,
-/// ends the process or fails, whatever becomes of standard error. Any thread.
+/// Lines wait in a bounded queue. If nobody reads and the queue is full, its oldest lines are lost;
+/// the number is logged as soon as there is room again. Thread-safe. Nothing here blocks, fails or
+/// ends the process, whatever the state of standard error.
 class ServerLog {
  public:
   struct Settings {
@@ -42,7 +42,7 @@ class ServerLog {
   explicit ServerLog(const Settings& settings);
   ServerLog(const ServerLog&) = delete;
   ServerLog& operator=(const ServerLog&) = delete;
-  /// Writes what waits in the queue, but takes no longer than half a second for it.
+  /// Writes the rest of the queue, within half a second.
   ~ServerLog();
 
   void Write(LogLevel level, const LogEvent& event);
@@ -51,10 +51,10 @@ class ServerLog {
   void Warn(const LogEvent& event) { Write(LogLevel::Warning, event); }
   void Fail(const LogEvent& event) { Write(LogLevel::Error, event); }
 
-  /// Whether each call is to be logged, as an event "call" with its duration.
+  /// Whether each call is logged, as an event "call" with its duration.
   [[nodiscard]] bool LogsCalls() const { return m_logsCalls; }
 
-  /// Lines that were not written and never will be.
+  /// The number of lines that were lost.
   [[nodiscard]] std::uint64_t Lost() const;
 
  private:
@@ -66,9 +66,9 @@ class ServerLog {
   const std::unique_ptr<Writer> m_writer;
 };
 
-/// One line for people at once and without a queue, for before the log and after it: prefixed with
-/// the program's name, on standard error or standard output. Neither blocks for longer than a
-/// second nor raises a signal.
+/// Writes one line without the queue, for the time before and after the log: with the program's
+/// name in front, to standard error or standard output. Raises no signal and blocks for a second at
+/// most.
 void PrintLine(int descriptor, std::string_view text);
 
 }  // namespace Ferrolink::Companions::Tcp::Server

@@ -19,7 +19,7 @@ namespace {
 
 constexpr const char* kRules = "rules";
 
-// What the command line gives, by option.
+// The values of the command line, by option.
 using Given = std::map<std::string, std::vector<std::string>>;
 
 OptionValue ValueOf(const Option& option, const std::string& text) {
@@ -36,7 +36,7 @@ OptionValue ValueOf(const Option& option, const std::string& text) {
   return value;
 }
 
-// Where an option that takes one value is repeated, the last one counts.
+// If an option that takes one value is repeated, the last value counts.
 void Apply(const Option& option, const std::vector<std::string>& texts, ServerOptions& options) {
   for (const std::string& text : texts) {
     const std::string name = "--" + option.name;
@@ -51,7 +51,7 @@ void Apply(const Option& option, const std::vector<std::string>& texts, ServerOp
   }
 }
 
-// Paths count from the directory of the file.
+// Relative paths count from the directory of the file.
 OptionValue ValueOf(const Option& option, const JsonNode& node,
                     const std::filesystem::path& directory) {
   switch (option.kind) {
@@ -87,7 +87,7 @@ void Apply(const Option& option, const JsonNode& node, const std::filesystem::pa
   }
 }
 
-// What the command line gives stays out. Returns what the file gives.
+// Skips options of the command line. Returns the options of the file.
 std::vector<std::string> ReadFile(const std::string& path, const Given& commandLine,
                                   ServerOptions& options) {
   std::vector<std::string> given;
@@ -173,7 +173,7 @@ class CommandLine {
     } catch (const CLI::ExtrasError&) {
       throw UsageError("Unknown option '" + Printable(m_app.remaining().front()) + "'.");
     } catch (const CLI::ArgumentMismatch& error) {
-      // "--listen: 1 required ADDRESS:PORT missing", or "access-log was given ...".
+      // Rewrites texts such as "--listen: 1 required ADDRESS:PORT missing".
       const std::string_view text = error.what();
       const std::string_view name = text.substr(0, text.find_first_of(": "));
       throw UsageError(name.substr(0, 2) == "--" ? std::string(name) + " takes a value."

@@ -19,7 +19,7 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// What command line and configuration file ask for; docs/server.md and --help list the options.
+/// The options of command line and configuration file; docs/server.md and --help list them.
 struct ServerOptions {
   Native::Definitions::Runtime runtime = Native::Definitions::Runtime::Cpp;
   std::vector<std::string> plugIns;
@@ -48,7 +48,7 @@ struct ServerOptions {
   LogFormat logFormat = LogFormat::Text;
   bool accessLog = false;
 
-  /// Never null. Their counters are shared by all copies of the options.
+  /// Never null. All copies of the options share the counters.
   std::shared_ptr<AccessRules> rules = std::make_shared<AccessRules>();
 
   bool help = false;
@@ -60,20 +60,20 @@ struct ServerOptions {
   }
 };
 
-/// Command line or configuration file cannot be understood. what() says what is wrong.
+/// Command line or configuration file are wrong. what() says how.
 class UsageError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-/// Reads the command line, and the file that its --config names; the command line wins. With --help
-/// or --version nothing else counts. Errors: UsageError.
+/// Reads the command line, and the file of its --config; the command line takes precedence. With
+/// --help or --version all other options are ignored. Errors: UsageError.
 ServerOptions ParseOptions(int argc, char** argv);
 
-/// What --help prints.
+/// The text of --help.
 std::string Usage();
 
-/// "address:port", with brackets around an address of IPv6.
+/// "address:port", with brackets around an IPv6 address.
 std::string NameOf(const asio::ip::tcp::endpoint& endpoint);
 
 }  // namespace Ferrolink::Companions::Tcp::Server

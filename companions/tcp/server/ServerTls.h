@@ -10,19 +10,19 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// The server's certificate, key, authorities and revocation list, read from their files at start
-/// and again whenever they change. One thread at a time.
+/// The server's certificate, key, authorities and revocation list. Read from their files at start,
+/// and again whenever they change. Not thread-safe.
 class ServerTls {
  public:
   /// Errors: TlsFileError.
   ServerTls(const ServerOptions& options, const Events& events);
 
-  /// For connections that are made from now on; null without TLS.
+  /// The context for new connections; null without TLS.
   [[nodiscard]] const TlsContext& Context() const { return m_context; }
 
-  /// Reads all files again. Files that cannot be used are logged, and the old ones stay.
+  /// Reads all files again. If some cannot be used, that is logged and the previous ones stay.
   void ReadAgain();
-  /// The same, where a file is another one than before.
+  /// The same, if a file has changed.
   void ReadAgainIfChanged();
 
  private:

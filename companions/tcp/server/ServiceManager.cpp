@@ -14,7 +14,7 @@
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// The first one that is passed on; those before it are the standard streams.
+// The first passed descriptor, after the standard streams.
 constexpr int kFirstDescriptor = 3;
 
 std::string Taken(const char* variable) {

@@ -8,28 +8,27 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// The service manager that has started this process, as the environment describes it (the
-/// protocols of systemd: NOTIFY_SOCKET, LISTEN_FDS). Without one it does nothing.
+/// The service manager that started this process, as the environment describes it (the protocols of
+/// systemd: NOTIFY_SOCKET, LISTEN_FDS). A no-op without one.
 ///
-/// Thread rule: constructed before there are other threads, since it takes what it has read out of
-/// the environment, so that programs that handlers start do not believe themselves addressed. Any
-/// thread may notify.
+/// Thread rule: construct it before there are other threads. It removes its variables from the
+/// environment, so that programs that handlers start do not use them. Notifying is thread-safe.
 class ServiceManager {
  public:
   ServiceManager();
 
-  /// The socket to accept clients from, where the service manager has made one. Called once.
-  /// Errors: std::runtime_error where it has passed something else than one TCP socket that
-  /// listens.
+  /// The listening socket of the service manager, if it passed one. Call it once. Errors:
+  /// std::runtime_error if it passed anything but one listening TCP socket.
   [[nodiscard]] FileDescriptor TakeListener();
 
-  /// Clients can be served.
+  /// The server can serve clients.
   void NotifyReady() const { Notify("READY=1\nSTATUS=Serving.\n"); }
-  /// The process is about to end, or to drain first.
+  /// The process ends, or drains first.
   void NotifyStopping() const { Notify("STOPPING=1\nSTATUS=Ending.\n"); }
   void NotifyReloading() const;
 
-  /// Lines as the protocol has them. Never blocks; a manager that does not listen loses it.
+  /// Sends lines of the protocol. Best effort: never blocks, and the lines are lost if nobody
+  /// listens.
   void Notify(std::string_view lines) const;
 
  private:

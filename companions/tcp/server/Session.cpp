@@ -19,20 +19,20 @@ namespace Header = Native::Definitions::CommandHeader;
 
 using Clock = PatientSocket::Clock;
 
-// How long a session keeps its thread and its slot without a command, and how long while others
-// need slots.
+// How long a session without a command keeps its thread and slot, normally and while slots are
+// scarce.
 constexpr std::chrono::milliseconds kStay{1000};
 constexpr std::chrono::milliseconds kShortStay{10};
 
-// A client that sends its next command within that time costs no poll(2). How much later a session
-// without a command notices that the server goes away; no longer than the short stay.
+// A client that sends its next command within this time saves a poll(2). A session without a
+// command may notice that much later that the server goes away. No longer than the short stay.
 constexpr std::chrono::milliseconds kSoon{10};
 
-// A peer that moves bytes more slowly than 4 KiB a second gets no more time for them than for none.
+// Peers slower than 4 KiB a second get no additional time for their bytes.
 constexpr std::chrono::nanoseconds kPerByte{1'000'000'000 / 4096};
 
-// Memory for a command grows by that at least, no faster than it doubles, and by that at most.
-// 64 KiB and what surrounds them take one step.
+// The steps by which memory for a command grows: the least and the greatest; at most it doubles. 64
+// KiB with header take one step.
 constexpr std::size_t kFirstStep = (64U << 10U) + 4096;
 constexpr std::size_t kLongestStep = 1U << 20U;
 
@@ -40,7 +40,7 @@ std::span<const std::uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-// Whether a response says that the handler raised an exception.
+// Whether a response reports an exception of the handler.
 bool IsException(std::span<const std::uint8_t> response) {
   return response.size() >= Header::kSize &&
          response[Header::kCommandType] == Header::kTypeExceptionReport;
@@ -53,7 +53,7 @@ bool IsOver(const Wire::FrameHeader& header, Clock::time_point arrived) {
 
 }  // namespace
 
-// As for the other run, below: the end of the thread passes through.
+// The forced unwinding at the end of a thread passes through; see the other overload below.
 __attribute__((no_sanitize("null"))) Session::End Session::Run() {
   try {
     m_connection.Socket().DontWait(false);
@@ -96,7 +96,7 @@ Session::End Session::Serve() {
   }
 }
 
-// The command whose header has come, which the runtime cannot execute on this thread.
+// Refuses the command whose header has arrived, because the runtime cannot use this thread.
 Session::End Session::RefuseFirst(const std::string& why) {
   Wire::FrameHeader header;
   m_connection.ReceiveHeader(header);
@@ -106,7 +106,7 @@ Session::End Session::RefuseFirst(const std::string& why) {
   return End::Answered;
 }
 
-// Bytes that flow keep a frame going, but none buys more than `progress` in advance.
+// Arriving bytes extend the time for a frame, but to `progress` ahead at most.
 void Session::LimitBy(std::chrono::milliseconds progress) {
   m_connection.Socket().WaitAtMost(progress);
   m_connection.Socket().WaitWhileItFlows(progress, kPerByte);
@@ -169,7 +169,7 @@ Session::Next Session::AnswerNext() {
   return next;
 }
 
-// Memory is charged as the bytes come. A command that did not come altogether was not begun.
+// Charges memory as the bytes arrive. A command that arrived only in part was not begun.
 Session::Next Session::ReceiveCommand(const Wire::FrameHeader& header) {
   try {
     m_command.begin(header.length);
@@ -211,7 +211,7 @@ Session::Next Session::Reply(const Answer& answer) {
   return Wire::EndsConnection(answer.status) ? Next::Linger : Next::Frame;
 }
 
-// The name of the handler is in the command's bytes, if they have come.
+// Logs the handler's name if its bytes have arrived.
 Session::Answer Session::NotBegun(Wire::Status status, std::string text, Refusal kind) {
   m_around.events.NotBegun(m_guest, HandlerOf(m_command.Bytes()), text, kind);
   return {status, std::move(text)};
@@ -231,7 +231,7 @@ Session::Answer Session::Execute(const Wire::FrameHeader& header, Clock::time_po
   return answer;
 }
 
-// What the client may not do is not begun.
+// A command that the client must not send is not begun.
 Session::Answer Session::Admit(std::span<std::uint8_t> command) {
   const AccessRules::Client* client = m_guest.Rules();
   if (std::string refusal = WhyRefused(command, m_around.options, client); !refusal.empty()) {
@@ -249,9 +249,9 @@ Session::Answer Session::Admit(std::span<std::uint8_t> command) {
   return Run(command);
 }
 
-// Whatever fails is an answer, but for the end of the thread, which cannot be stopped; the C++
-// runtime binds the reference that catches it to nothing, which the undefined-behaviour sanitizer
-// would report.
+// Every failure becomes an answer, except the end of the thread, which cannot be stopped. For that
+// the C++ runtime binds the reference in the catch clause to null, which the undefined-behaviour
+// sanitizer would report.
 __attribute__((no_sanitize("null"))) Session::Answer Session::Run(std::span<std::uint8_t> command) {
   RunningCall call(m_around.events, m_guest, HandlerOf(command));
   try {

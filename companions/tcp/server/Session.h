@@ -18,7 +18,7 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// What all sessions share. All of it outlives them.
+/// Shared by all sessions, and must outlive them.
 struct Surroundings {
   const ServerOptions& options;
   const Member& member;
@@ -28,10 +28,10 @@ struct Surroundings {
   const Events& events;
 };
 
-/// One client's connection as long as commands follow one another, on one thread.
+/// One client's connection while its commands follow one another, on one thread.
 class Session {
  public:
-  /// What is left to be done for the connection.
+  /// What the caller must do with the connection.
   enum class End {
     Closed,     ///< nothing
     Idle,       ///< no command has come for a while: to await one without a thread
@@ -39,7 +39,7 @@ class Session {
     Answered,   ///< the last answer is sent, and should arrive before the connection is closed
   };
 
-  /// Of a client that was greeted.
+  /// Precondition: the client was greeted.
   Session(Guest guest, Surroundings surroundings)
       : m_guest(std::move(guest)),
         m_connection(*m_guest.connection),
@@ -47,17 +47,17 @@ class Session {
         m_command(surroundings.memory),
         m_response(surroundings.memory) {}
 
-  /// Answers commands. Logs what is wrong; raises nothing but the end of the thread.
+  /// Answers commands. Logs errors. Raises nothing except the end of the thread.
   End Run();
 
-  /// Any thread: the connection ends at once; a command that runs is not answered.
+  /// Ends the connection at once; a running command is not answered. Thread-safe.
   void Cut() { m_connection.Socket().Cut(); }
 
-  /// After run.
+  /// Call it after Run.
   Guest TakeGuest() { return std::move(m_guest); }
 
  private:
-  /// What becomes of the session after a frame.
+  /// The next step after a frame.
   enum class Next { Frame, Idle, GoAway, Close, Linger };
   struct Answer {
     Wire::Status status = Wire::Status::Payload;
@@ -78,7 +78,7 @@ class Session {
   Answer RunAs(std::span<std::uint8_t> command, RunningCall& call);
   void LimitBy(std::chrono::milliseconds progress);
 
-  // Used by the session's thread alone, but for the end of the connection.
+  // Used by the session's thread only, except for Cut.
   Guest m_guest;
   Connection& m_connection;  ///< the guest's
   const Surroundings m_around;

@@ -19,11 +19,11 @@ namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
 constexpr int kNoEnd = -1;
-// After a stream has said that it has room, and then had none.
+// The pause if a stream reported room but had none.
 constexpr int kPauseMilliseconds = 10;
 
-// The mode of a descriptor is shared with all who have it, such as the shell, and must stay; the
-// same pipe or terminal opened once more has a mode of its own.
+// Opens the same pipe or terminal again, to set its mode. The mode of `descriptor` is shared with
+// other processes, such as the shell, and must not change.
 FileDescriptor OpenedAnew(int descriptor, mode_t mode) {
   if (!S_ISFIFO(mode) && !S_ISCHR(mode)) {
     return {};
@@ -83,7 +83,7 @@ bool StreamWriter::WriteAll(std::string_view bytes) {
   return true;
 }
 
-// A stream that is broken has room: writing then says so.
+// A broken stream reports room; the write then fails.
 bool StreamWriter::AwaitRoom() {
   for (;;) {
     const bool ends = m_end.load() != 0;
@@ -110,7 +110,7 @@ int StreamWriter::MillisecondsLeft() const {
 
 void StreamWriter::EndWithin(std::chrono::milliseconds time) {
   m_end = (Clock::now() + time).time_since_epoch().count();
-  // It has room for this; what could fail is no reason to stay.
+  // The counter has room for this; a failure does not matter.
   static_cast<void>(eventfd_write(m_ending.get(), 1));
 }
 

@@ -9,24 +9,23 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Writes lines to a stream of the process, standard error or standard output, that somebody else
-/// may have closed or may not read. Raises no signal. Waits for room, but never beyond a time that
-/// EndWithin has set.
+/// Writes lines to standard error or standard output, even if the stream is closed or nobody reads
+/// it. Raises no signal. Blocks until there is room, but not beyond the time of EndWithin.
 ///
-/// Thread rule: one thread writes; EndWithin may come from any.
+/// Thread rule: one thread writes. EndWithin is thread-safe.
 class StreamWriter {
  public:
-  /// Lines up to this length go into a pipe in one piece, whoever else writes there.
+  /// Lines up to this length are written to a pipe atomically.
   static constexpr std::size_t kLongestLine = 4096;
 
-  /// The descriptor stays the caller's. One that is not open takes nothing. Errors:
-  /// std::system_error.
+  /// The caller keeps ownership of the descriptor. A closed one is allowed; its lines are dropped.
+  /// Errors: std::system_error.
   explicit StreamWriter(int descriptor);
 
-  /// Whether the line was written as a whole. Where it was not, the next one begins on a new line.
+  /// Returns whether the whole line was written. If not, the next one begins on a new line.
   bool Write(std::string_view line);
 
-  /// From now on nothing is waited for longer than this, all lines taken together.
+  /// Limits the remaining waiting time, for all lines together.
   void EndWithin(std::chrono::milliseconds time);
 
  private:
@@ -43,10 +42,10 @@ class StreamWriter {
   bool m_isSocket = false;
   FileDescriptor m_ending;  ///< readable once there is an end
 
-  // The writing thread's.
+  // Used by the writing thread only.
   bool m_torn = false;  ///< a part of a line was written
 
-  // Any thread's. Since the clock's epoch; 0 is none.
+  // Used by any thread. Time since the clock's epoch; 0 means none.
   std::atomic<Clock::rep> m_end{0};
 };
 

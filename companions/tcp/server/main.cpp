@@ -1,4 +1,4 @@
-// ferrolink-server: runs commands that come over the network in a member of its own process.
+// ferrolink-server: runs commands from the network in a member of its own process.
 #include <unistd.h>
 
 #include <csignal>
@@ -29,7 +29,7 @@ using Ferrolink::Companions::FileDescriptor;
 constexpr int kFailure = 1;
 constexpr int kWrongUsage = 2;
 
-// A JVM that starts is visible before threads may attach to it.
+// Asks only a started JVM: one that is starting is visible before threads may attach to it.
 std::function<std::optional<Metrics::Heap>()> HeapOnceStarted(const Readiness& readiness) {
   return [&readiness]() -> std::optional<Metrics::Heap> {
     if (readiness.CurrentState() == Readiness::State::Starting) {
@@ -40,7 +40,7 @@ std::function<std::optional<Metrics::Heap>()> HeapOnceStarted(const Readiness& r
 }
 
 void Serve(const ServerOptions& options, ServiceManager& manager) {
-  // What comes first ends last: the log hears of all others, and the metrics ask them.
+  // Constructed first and destroyed last: all others report to the log, and the metrics ask them.
   ServerLog log({.format = options.logFormat, .access = options.accessLog});
   Readiness readiness;
   MemoryBudget memory(options.memoryLimit);
@@ -68,7 +68,7 @@ void Serve(const ServerOptions& options, ServiceManager& manager) {
   if (options.allowObjects || options.rules->AllowObjects()) {
     PrintLine(STDERR_FILENO,
               std::string(options.allowObjects ? "--allow-objects" : "a rule with \"objects\"") +
-                  " lets clients run any code with the rights of this server");
+                  " allows clients to run any code with the rights of this server");
   }
   PrintLine(STDOUT_FILENO, std::string(options.RuntimeName()) + " listens on " + server.Address() +
                                (options.UsesTls() ? " (TLS)" : " (plain TCP)"));
@@ -79,10 +79,10 @@ void Serve(const ServerOptions& options, ServiceManager& manager) {
 
 int main(int argc, char** argv) {
   try {
-    // The server takes it later; a JVM leaves alone what is ignored.
+    // Ignored until the server handles it; a JVM does not replace an ignored signal.
     std::signal(SIGHUP, SIG_IGN);
-    // The members would write their errors to standard error as well, and wait until somebody reads
-    // them. Their log file has all of them.
+    // Otherwise the members would write their errors to standard error as well, and block until
+    // somebody reads them. Their log file has all of them.
     setenv("FERROLINK_LOGGING_LEVEL", "off", 0);
     ServiceManager manager;
     const ServerOptions options = ParseOptions(argc, argv);

@@ -12,7 +12,7 @@
 
 namespace Ferrolink::Tests {
 
-/// The configuration library in its first state. That state is the process's, so each test has a
+/// The configuration library in its initial state. That state is process-wide, so each test has a
 /// process of its own.
 class Configs : public ::testing::Test {
  protected:
@@ -34,7 +34,7 @@ class Configs : public ::testing::Test {
     return Find<SetFunction>("SetWorkingDirectory")(path.c_str());
   }
 
-  /// What standard error gets while `set` is given `argument` and refuses it.
+  /// The text on standard error while `set` refuses `argument`.
   [[nodiscard]] std::string Refusal(const char* set, const char* argument) const {
     testing::internal::CaptureStderr();
     const int result = Find<SetFunction>(set)(argument);
@@ -51,7 +51,7 @@ class Configs : public ::testing::Test {
     return Find<ChannelNumberFunction>("GetChannelPort")(runtime, config);
   }
 
-  /// The text that the query `name` gives; "error: " and the error text where it fails.
+  /// The result of the query `name`; "error: " and the error text if it fails.
   [[nodiscard]] std::string Text(const char* name) const {
     return Ask(
         [&](char* buffer, std::size_t size) { return Find<TextFunction>(name)(buffer, size); });

@@ -21,8 +21,8 @@ PROCESS_CASE(answerExactBytes) {
   Report(Hex(Exchange(receiver, call)));
   Report(Hex(Exchange(receiver, Command(11, "12"))));
   Report(Hex(Exchange(receiver, Command(11, ""))));
-  // What is before the path in a load-library command means nothing, as in all other commands the
-  // bytes between target and calling runtime.
+  // Bytes before the path in a load-library command are ignored, as are the bytes between target
+  // and calling runtime in all commands.
   call = CallOf("reverse", "yz");
   std::fill(call.begin(), call.begin() + 9, std::uint8_t{0xEE});
   Report(Hex(Exchange(receiver, call)));

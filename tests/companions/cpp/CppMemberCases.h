@@ -13,8 +13,8 @@
 
 #include "tests/support/ProcessCase.h"
 
-/// Helpers for tests that open the built C++ member. Bodies of process cases use everything but
-/// the first three.
+/// Helpers for tests that open the built C++ member. Bodies of process cases use all except the
+/// first three.
 namespace Ferrolink::Tests {
 
 using Ferrolink::Cpp::Bytes;
@@ -28,13 +28,14 @@ using Ferrolink::Native::Interfaces::IReceiver;
 using Ferrolink::Native::Interfaces::ITransmitter;
 using Span = std::span<const std::uint8_t>;
 
-/// Copies the member into the tree; with its companions, so that errors are logged, where asked.
+/// Copies the member into the tree; `withCompanions` adds its companions, so that errors are
+/// logged.
 void InstallMember(const InstallationTree& tree, bool withCompanions = false);
 
-/// Runs the case in a tree that holds the member alone; "off" is the logging level.
+/// Runs the case in a tree with the member only, at logging level "off".
 CaseResult RunMemberCase(const std::string& name, const std::vector<std::string>& arguments = {});
 
-/// Expects that the case ended well with exactly this report.
+/// Expects exit code 0 and exactly this report.
 void ExpectReport(const CaseResult& result, const std::vector<std::string>& report);
 
 std::filesystem::path MemberPath();
@@ -58,16 +59,16 @@ Bytes Command(std::uint8_t type, std::string_view body);
 Bytes CallOf(std::string_view handler, std::string_view payload = "");
 Bytes LoadOf(std::string_view path);
 
-/// Sends and reads on this thread: the whole reply.
+/// Sends and reads on this thread. Returns the whole reply.
 Bytes Exchange(IReceiver* receiver, Bytes command);
 
 /// The type of the reply, a colon, and its body as text.
 std::string Outcome(IReceiver* receiver, const Bytes& command);
 
-/// Two upper-case digits a byte, separated by blanks.
+/// Two upper-case digits per byte, separated by blanks.
 std::string Hex(Span bytes);
 
-/// The bytes with `letter` behind them.
+/// The bytes followed by `letter`.
 Bytes With(Bytes bytes, char letter);
 
 }  // namespace Ferrolink::Tests

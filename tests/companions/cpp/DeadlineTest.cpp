@@ -18,8 +18,8 @@ constexpr const char* kUnsent =
 constexpr const char* kGivenUp =
     "The call's time was over before its answer came. It goes on, and its answer will be dropped.";
 
-/// The handler "hang", which goes on until it is released. Never destroyed: a process may end
-/// before.
+/// The handler "hang", which runs until it is released. Never destroyed, because a process may end
+/// first.
 struct Hanging {
   Hanging() {
     OpenRegistrar().Register("hang", [this](Span) {
@@ -30,7 +30,7 @@ struct Hanging {
     });
   }
 
-  // A caller may give up between the sending of its call and the handler's first step.
+  // A caller may give up before the first step of the handler that it called.
   void AwaitBegun(int calls) const {
     while (begun < calls) {
       std::this_thread::yield();
@@ -50,7 +50,7 @@ void RegisterEcho() {
   OpenRegistrar().Register("echo", [](Span b) { return Bytes(b.begin(), b.end()); });
 }
 
-// What the caller is told: "no" or "perhaps", a colon, and the text.
+// The caller's result: "no" or "perhaps", a colon, and the text.
 template <class Error = DeadlineError>
 std::string FailureOf(const Caller& caller, const char* handler, Deadline deadline) {
   try {
@@ -60,7 +60,7 @@ std::string FailureOf(const Caller& caller, const char* handler, Deadline deadli
   }
 }
 
-// On a busy machine the time may be over before a thread has begun the call: then again.
+// Repeats if the time was over before a thread began the call, as on a busy machine.
 std::string GiveUpOnHanging(const Caller& caller) {
   std::string failure;
   do {
@@ -221,7 +221,7 @@ PROCESS_CASE(answerMany) {
   Report(hanging.begun.load());
 }
 
-// The process ends while calls go on.
+// The process ends while calls run.
 TEST(CppDeadlines, ManyThreadsGetTheirOwnAnswersAndAProcessEndsWhileCallsGoOn) {
   ExpectReport(RunMemberCase("answerMany"), {"2016", "16"});
 }

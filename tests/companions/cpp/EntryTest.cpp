@@ -23,8 +23,7 @@ std::set<std::string> SymbolsOf(const std::string& listing) {
   return symbols;
 }
 
-// The complete-object constructor of an abstract class, which nothing can call and clang leaves
-// out.
+// The complete-object constructor of an abstract class. Nothing can call it, and clang omits it.
 constexpr const char* kNeverCalled =
     "_ZN9Ferrolink6Native8Launcher14NativeLauncherC1ENS0_11Definitions20RuntimeOperationModeE";
 

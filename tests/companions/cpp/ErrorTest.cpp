@@ -85,7 +85,7 @@ std::int32_t ThrowThroughC(void* /*context*/, const std::uint8_t* payload, std::
   return 0;
 }
 
-// The same exceptions by way of the wrapper, which catches them itself, and past the C interface.
+// The same exceptions through the wrapper, which catches them itself, and past the C interface.
 std::string Failure(const std::string& kind) {
   static IReceiver* const receiver = [] {
     OpenRegistrar().Register("wrapped", FailAs);

@@ -118,7 +118,7 @@ PROCESS_CASE(outliveUnregistering) {
   } else {
     registrar.Unregister("wait");
   }
-  // No lock is held by the calls that run, and the look-up does not see the old one any more.
+  // Running calls hold no lock, and the look-up no longer finds the old handler.
   Report(Outcome(receiver, CallOf("wait")).substr(0, 19));
   Report(watched.expired() ? "destroyed" : "kept");
   leave.count_down();
@@ -160,7 +160,7 @@ PROCESS_CASE(commandFromRelease) {
   });
   farewell.reset();
   Report(Outcome(receiver, CallOf("once")));
-  // The lock of the registry is not held while a handler is released, nor while one registers.
+  // The registry's lock is not held while a handler is released or registered.
   registrar.Register("a", [f = std::make_shared<Farewell>(receiver)](Span) { return Bytes(); });
   registrar.Register("a", [registrar](Span) {
     registrar.Register("b", [](Span) { return ToBytes("registered inside"); });

@@ -32,7 +32,7 @@ void RegisterDown(const Caller& caller) {
   });
 }
 
-// Java is the outermost of an even number of frames and the innermost of an odd one.
+// With an even number of frames Java is the outermost, with an odd one the innermost.
 std::string Descent(int depth) {
   std::string bytes(1, '\0');
   for (int level = 1; level <= depth; ++level) {

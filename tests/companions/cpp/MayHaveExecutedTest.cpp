@@ -13,7 +13,7 @@ namespace {
 
 using namespace Ferrolink::Cpp;
 
-// "001 to 003, 007" as numbers.
+// Parses "001 to 003, 007".
 std::set<int> CodesIn(const std::string& cell) {
   std::set<int> codes;
   std::istringstream ranges(cell);
@@ -81,7 +81,7 @@ TEST(MayHaveExecuted, DependsOnTheClassOfOtherErrors) {
   EXPECT_TRUE(LibraryError(TextOf("JVM Launcher", 18), true).MayHaveExecuted());
 }
 
-/// A role whose operations raise what they are told to.
+/// A role whose operations raise a chosen exception.
 struct RaisingRole {
   std::function<void()> inSend = [] {};
   std::function<void()> inRead = [] {};

@@ -1,4 +1,4 @@
-// Memory that runs out at every single allocation of a command, and memory that stays flat.
+// Memory that runs out at each allocation of a command in turn, and memory that does not grow.
 #include <cstdio>
 #include <cstdlib>
 #include <map>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// How many allocations of this thread still succeed; negative: all.
+// The number of allocations of this thread that still succeed; negative: all.
 thread_local long allowance = -1;
 thread_local bool refused = false;
 
@@ -51,7 +51,7 @@ void operator delete[](void* memory, std::size_t) noexcept {
 namespace Ferrolink::Tests {
 namespace {
 
-/// While it lives, the `count`th allocation from here on and all after it fail.
+/// While it lives, the `count`th allocation from now on fails, and all after it.
 class MemoryRunsOut {
  public:
   explicit MemoryRunsOut(long count) {
@@ -79,12 +79,12 @@ std::string OutcomeWithout(IReceiver* receiver, Bytes call, long count) {
   return std::to_string(reply.at(10)) + ":" + ToText(Span(reply).subspan(11));
 }
 
-// What a command answers, each outcome once, while memory runs out a bit later every time.
+// Reports each distinct outcome of a command, while memory runs out one allocation later each time.
 void ReportOutcomes(IReceiver* receiver, const Bytes& call) {
   std::map<std::string, bool> seen;
   long count = 0;
   do {
-    // What a command finds of an earlier one must not become its own response.
+    // A command must not take an earlier response for its own.
     Bytes stale = Command(11, "stale");
     receiver->SendCommand(stale.data(), static_cast<int>(stale.size()));
     const std::string text = OutcomeWithout(receiver, call, count++);

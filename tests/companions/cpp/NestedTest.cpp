@@ -5,7 +5,7 @@
 namespace Ferrolink::Tests {
 namespace {
 
-// The bytes that `levels` handlers inside one another make of their depth.
+// The answer of `levels` nested handlers, in which each adds its depth.
 std::string Descent(int levels) {
   std::string bytes(1, '\0');
   for (int level = 1; level <= levels; ++level) {

@@ -16,7 +16,7 @@ PROCESS_CASE(loadPlugIns) {
   Report(Hex(Exchange(receiver, LoadOf(CPPPLUGIN_PATH))));
   Report(Outcome(receiver, CallOf("plug-in upper", "abc")));
   Report(Outcome(receiver, CallOf("plug-in count")));
-  // The path ends at a zero byte; the second load registers again in the same library.
+  // The path ends at a zero byte. The second load registers again in the same library.
   Report(Hex(Exchange(receiver, LoadOf(std::string(CPPPLUGIN_PATH) + '\0' + "junk"))));
   Report(Outcome(receiver, CallOf("plug-in count")));
   OpenRegistrar().Unregister("plug-in upper");
@@ -75,7 +75,7 @@ TEST(CppPlugIns, AreRefusedWithTheReason) {
 PROCESS_CASE(loadRelative) {
   std::filesystem::copy_file(CPPPLUGIN_PATH, std::filesystem::current_path() / "plain.so");
   IReceiver* receiver = OpenReceiver();
-  // A mere file name lies in the current directory; the system's directories are not searched.
+  // A plain file name means the current directory. The system's directories are not searched.
   Report(Hex(Exchange(receiver, LoadOf("plain.so"))));
   Report(Hex(Exchange(receiver, LoadOf("./plain.so"))));
   Report(Outcome(receiver, CallOf("plug-in count")));

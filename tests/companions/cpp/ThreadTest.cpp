@@ -73,7 +73,7 @@ TEST(CppThreads, EightThreadsGetTheirOwnAnswersToTwentyThousandCallsEach) {
       {std::to_string(kThreads * kCalls), std::to_string(kThreads * (kCalls - kCalls / 200))});
 }
 
-// One thread replaces and removes the handler all the time; each call gets a whole answer.
+// One thread keeps replacing and removing the handler. Each call gets a complete answer.
 PROCESS_CASE(replaceWhileCalling) {
   const Registrar registrar = OpenRegistrar();
   IReceiver* receiver = OpenReceiver();

@@ -1,4 +1,4 @@
-// Server certificates that prove nothing: each is refused, for a reason of its own.
+// Invalid server certificates: each is refused for a different reason.
 #include <functional>
 #include <set>
 
@@ -10,7 +10,7 @@ namespace {
 
 using Wish = ForgedCertificate::Wish;
 
-// Authorities, of which the client believes the root alone.
+// Authorities. The client trusts only the root.
 struct Authorities {
   const ForgedCertificate root{ForgedCertificate::Authority()};
   const ForgedCertificate stranger{ForgedCertificate::Authority()};
@@ -68,7 +68,7 @@ std::vector<Case> CasesOf(const Authorities& with) {
   };
 }
 
-// What a client says of a server with that certificate.
+// The client's error for a server with that certificate.
 std::string VerdictOn(const ForgedCertificate& certificate) {
   FakeServer server([&](const Port& port) {
     const TlsPeer peer(port.Accept(), certificate);

@@ -1,4 +1,5 @@
-// Peers that a server must survive without a trace: each kind often, a proper client beside them.
+// Misbehaving peers that must leave no trace in a server: many of each kind, with a proper client
+// at the same time.
 #include <atomic>
 #include <functional>
 #include <iterator>
@@ -17,7 +18,7 @@ struct BadPeer {
   std::function<void(RawSocket&)> behave;  ///< on a socket that is connected, and closed afterwards
 };
 
-// Until the server has ended the connection.
+// Blocks until the server has ended the connection.
 void AwaitEnd(RawSocket& socket) {
   socket.ReceiveAll();
 }
@@ -90,7 +91,7 @@ const BadPeer kBadPeers[] = {
      [](RawSocket& s) { AwaitEnd(Greeted(s).Command(CallOf("end-thread"))); }},
 };
 
-// All of them at once, and calls beside them until the last one is gone.
+// Runs all of them at once, with calls at the same time, until the last one has ended.
 void MisbehaveAt(const ServerProcess& server) {
   std::atomic<std::size_t> there{std::size(kBadPeers)};
   std::vector<std::thread> threads;
@@ -119,7 +120,7 @@ TEST(TcpServerPeers, LeaveNoTraceAndKeepNobodyOut) {
                               "--read-timeout-ms", "1500", "--write-timeout-ms", "1500"});
   const std::size_t threads = server.Threads();
   const std::size_t descriptors = server.DescriptorsAtRest();
-  // The first time, what stays for good is made.
+  // The first round makes the allocations that are permanent.
   MisbehaveAt(server);
   server.AwaitThreads(threads);
   [[maybe_unused]] const long memory = server.Status("VmRSS");
@@ -127,8 +128,8 @@ TEST(TcpServerPeers, LeaveNoTraceAndKeepNobodyOut) {
   server.AwaitThreads(threads);
   server.AwaitDescriptors(descriptors);
 #ifndef FERROLINK_SANITIZED
-  // The peers make the server hold more than 100 MiB; the C library may keep parts of what was
-  // freed.
+  // The peers make the server use more than 100 MiB. The C library may keep parts of the freed
+  // memory.
   server.AwaitMemory(memory + 32 * 1024);
 #endif
 }

@@ -1,4 +1,4 @@
-// Servers that misbehave: what the client library says of them, and that nothing of them is left.
+// Misbehaving servers: the client library's errors, and that no resource of theirs is left.
 #include <dirent.h>
 
 #include <array>
@@ -28,15 +28,15 @@ std::size_t ResidentBytes() {
   return resident * 4096;
 }
 
-// A server's behaviour to one client, and the code of the error that the client raises. Each script
-// ends when the client is gone.
+// A server's behaviour to one client, and the code of the client's error. Each script ends when the
+// client has disconnected.
 struct Misbehaviour {
   std::string name;
   std::string code;
   std::function<void(const Port&)> script;
 };
 
-// Welcomes, takes the command, and says `bytes`.
+// Greets, receives the command, and sends `bytes`.
 Misbehaviour Saying(const std::string& name, const std::string& code, const std::string& bytes,
                     bool endsWriting = true) {
   return {name, code, [bytes, endsWriting](const Port& port) {
@@ -50,7 +50,7 @@ Misbehaviour Saying(const std::string& name, const std::string& code, const std:
           }};
 }
 
-// Takes the client, and says `bytes` in place of a greeting.
+// Accepts the client, and sends `bytes` instead of a greeting.
 Misbehaviour Greeting(const std::string& name, const std::string& code, const std::string& bytes) {
   return {name, code, [bytes](const Port& port) {
             RawSocket client = port.Accept();
@@ -90,7 +90,7 @@ std::vector<Misbehaviour> Misbehaviours() {
       {"takes no command", "010",
        [](const Port& port) {
          RawSocket client = port.Greeted();
-         // The client gives up; what it has sent by then is read late.
+         // The client gives up. Its bytes are read afterwards.
          client.ReceiveAll();
        }},
   };

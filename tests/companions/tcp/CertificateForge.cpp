@@ -17,7 +17,7 @@ void Require(bool done, const char* what) {
   }
 }
 
-// What `write` writes.
+// The text that `write` writes.
 template <class Write>
 std::string PemOf(Write write) {
   const std::unique_ptr<BIO, decltype(&BIO_free)> memory(BIO_new(BIO_s_mem()), &BIO_free);

@@ -12,7 +12,7 @@
 
 namespace Ferrolink::Tests {
 
-/// A certificate with whatever is in it, its key, and the PEM files with them.
+/// A certificate with any contents, its key, and their PEM files.
 class ForgedCertificate {
  public:
   struct Wish {
@@ -30,8 +30,7 @@ class ForgedCertificate {
 
   explicit ForgedCertificate(const Wish& wish);
 
-  /// An authority; its path is limited to that many authorities below it where that is not
-  /// negative.
+  /// An authority. A `pathLength` that is not negative limits the number of authorities below it.
   static Wish Authority(const ForgedCertificate* issuer = nullptr, int pathLength = -1);
   /// For a server at 127.0.0.1.
   static Wish Server(const ForgedCertificate& issuer);
@@ -40,7 +39,7 @@ class ForgedCertificate {
   [[nodiscard]] std::string KeyFile() const { return (m_directory.Path() / "key").string(); }
   [[nodiscard]] std::string Text() const;
 
-  /// As an authority: a list of what it has revoked, in PEM, that counts for that long.
+  /// For authorities: a list of revoked certificates, in PEM, valid for that long.
   [[nodiscard]] std::string RevocationList(const std::vector<const ForgedCertificate*>& revoked,
                                            long lastSecond = 3600) const;
 
@@ -57,7 +56,7 @@ class ForgedCertificate {
   std::unique_ptr<X509, Release<X509, X509_free>> m_certificate;
 };
 
-/// Writes `text` to `file`, in place of what was in it.
+/// Replaces the contents of `file` with `text`.
 void WriteFile(const std::string& file, const std::string& text);
 
 }  // namespace Ferrolink::Tests

@@ -13,7 +13,7 @@
 
 namespace Ferrolink::Tests {
 
-/// A certificate and its key, made for a test, and the PEM files with them.
+/// A certificate and its key, made for a test, and their PEM files.
 class Certificate {
  public:
   struct Wish {
@@ -28,9 +28,9 @@ class Certificate {
   explicit Certificate(const Wish& wish);
 
   [[nodiscard]] std::string File() const { return (m_directory.Path() / "certificate").string(); }
-  /// As RFC 2253 writes it.
+  /// The subject in the form of RFC 2253.
   [[nodiscard]] std::string Subject() const;
-  /// A list of what this authority has revoked (PEM).
+  /// A list of the certificates that this authority has revoked (PEM).
   [[nodiscard]] std::string RevocationList(const std::vector<const Certificate*>& revoked) const;
   [[nodiscard]] std::string KeyFile() const { return (m_directory.Path() / "key").string(); }
 

@@ -1,4 +1,4 @@
-// Time limits of commands, and how the client library keeps to them.
+// Time limits of commands in the client library.
 #include <latch>
 
 #include "tests/companions/tcp/ClientSupport.h"
@@ -6,7 +6,7 @@
 namespace Ferrolink::Tests {
 namespace {
 
-// Long enough for anything, and not to be mistaken for another number.
+// Longer than any test, and distinct from all other numbers.
 constexpr std::uint32_t kHour = 3'600'000;
 
 std::string OverBefore(const std::string& what) {
@@ -42,7 +42,7 @@ TEST(TcpDeadline, TellsTheServerHowMuchTimeIsLeft) {
   auto channel = ChannelTo(server.Number());
   EXPECT_EQ(Exchange(*channel, CallWithin(kHour, "x")), "1");
   EXPECT_EQ(Exchange(*channel, CallWithin(kNoTimeLimit)), "2");
-  // Another type, and a command that ends within the number.
+  // Another type, and a command that ends within the milliseconds.
   std::string other = CallWithin(kHour);
   other[10] = 2;
   EXPECT_EQ(Exchange(*channel, other), "3");
@@ -68,7 +68,7 @@ TEST(TcpDeadline, GivesUpConnecting) {
   const Port port;
   port.Listen(0);
   auto channel = ChannelTo(port.Number());
-  // The first waits in the queue without a greeting, then the queue is full.
+  // The first one waits in the queue without a greeting. Then the queue is full.
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(Exchange(*channel, CallWithin(50)), OverBefore(port.Name() + " was reached"));
   }

@@ -1,5 +1,5 @@
-// What the configuration says of an endpoint, and what the client libraries make of it. It is the
-// process's: each test has a process of its own.
+// Endpoints in the configuration, and their effect in the client libraries. The configuration is
+// process-wide, so each test has a process of its own.
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -11,7 +11,7 @@
 namespace Ferrolink::Tests {
 namespace {
 
-// A server that answers each command on a connection with `text`, as long as the client likes.
+// A server that answers each command of a connection with `text`, until the client closes.
 auto Answering(const std::string& text, int connections = 1) {
   return [text, connections](const Port& port) {
     for (int i = 0; i < connections; ++i) {
@@ -86,7 +86,7 @@ TEST(TcpEndpoint, IsServedByTheNextServerWhereNothingWasExecuted) {
   auto channel = ChannelToAddress();
   EXPECT_EQ(Exchange(*channel, "1"), "the fourth");
   EXPECT_THAT(Exchange(*channel, "2"), testing::HasSubstr("Exception code 002.\n"));
-  // The one that was reached last comes first.
+  // The server that was reached last is tried first.
   EXPECT_EQ(Exchange(*channel, "3"), "again");
 }
 
@@ -223,7 +223,7 @@ TEST(TcpEndpoint, KeepsAsManyConnectionsAsWereInUseOrAsItIsTold) {
     for (std::thread& thread : threads) {
       thread.join();
     }
-    // The server holds the other ends.
+    // The server has the other ends.
     const std::size_t held = OpenSockets().size() - before - kThreads;
     channel.reset();
     return held;

@@ -1,4 +1,4 @@
-// What the client library says of commands that fail, and whether they may have been executed.
+// The client library's errors for failed commands, and whether these may have been executed.
 #include <latch>
 
 #include "tests/companions/tcp/ClientSupport.h"
@@ -209,7 +209,7 @@ TEST(TcpClientError, ReadsTheRefusalOfACommandThatTheServerDoesNotTakeToItsEnd) 
       RawSocket client = port.Greeted();
       EXPECT_EQ(client.Receive(16).size(), 16U);
       client.Send(Frame("the command is too long", 1, 4)).AwaitDelivery();
-      // Closed with bytes that nobody has read: a reset follows the refusal.
+      // Closing with unread bytes: a reset follows the refusal.
       client.Close();
     }
   });

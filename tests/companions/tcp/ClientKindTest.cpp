@@ -1,4 +1,4 @@
-// Commands that name another kind than the library that made their channel.
+// Commands that name another kind than that of the library with their channel.
 #include <dlfcn.h>
 
 #include <filesystem>
@@ -57,7 +57,7 @@ TEST_F(TcpKind, NeverLeavesInClearWhatAsksForTls) {
     RawSocket first = port.Greeted();
     first.ReceiveFrame();
     first.Answer("in clear");
-    // The plain connection stays open; what asks for TLS begins a handshake.
+    // The plain connection stays open. A command for TLS begins a handshake.
     RawSocket second = port.Accept();
     EXPECT_EQ(second.Receive(1), "\x16");
     second.Send("HTTP/1.1 400 Bad Request\r\n\r\n").EndWriting();
@@ -96,7 +96,7 @@ TEST_F(TcpKind, LeavesEachThreadTheResponseToItsLastCommand) {
   nothing();
   Send(*channel, OfKind(kTls, CallOf("echo")));
   EXPECT_THAT(Exchange(*channel, OfKind(kPlain, CallOf("echo"))), HasSubstr("code 00"));
-  // A command that fails leaves the response that waits.
+  // A failed command leaves the response of the earlier one.
   EXPECT_EQ(Read(*channel, 9), "under TLS");
   channel.reset();
 }

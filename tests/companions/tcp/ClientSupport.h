@@ -9,10 +9,10 @@
 
 #include "tests/companions/tcp/TcpSupport.h"
 
-/// What tests of the client libraries expect of them, and what they tell them.
+/// Expected texts and test data for the client libraries.
 namespace Ferrolink::Tests {
 
-/// An error text of that code. `rest` follows its line.
+/// An error text with that code; `rest` follows its first line.
 std::string ClientError(int code, const std::string& rest);
 std::string Broken(const Port& port, const std::string& when, const std::string& reason);
 std::string NotConnected(const Port& port, const std::string& reason);
@@ -21,13 +21,13 @@ std::string NotBegun(const std::string& server, const std::string& text);
 
 inline constexpr const char* kCorrect = "Correct address and port.";
 
-/// Gives the configuration library of the built installation a source: the endpoint `address` with
+/// Sets the source of the built installation's configuration library: the endpoint `address` with
 /// these members, in JSON.
 void Configure(const std::string& address, const std::string& members);
 
-/// A command that goes by that kind, whatever else is in it.
+/// The command with that kind in its header.
 std::string OfKind(char channelType, std::string command);
-/// A call of "echo" within that time.
+/// A call of "echo" with that time limit.
 std::string CallWithin(std::uint32_t milliseconds, std::string_view payload = "");
 
 /// The milliseconds in a frame's header.
@@ -35,7 +35,7 @@ std::uint32_t MillisecondsIn(const std::string& header);
 
 /// The descriptors of this process's sockets.
 std::set<int> OpenSockets();
-/// The one of them that is connected to that port; -1 where there is none.
+/// The socket that is connected to that port, or -1.
 int SocketTo(std::uint16_t port);
 
 }  // namespace Ferrolink::Tests

@@ -1,4 +1,4 @@
-// The client library against servers that answer as a script says.
+// The client library with servers that answer by a script.
 #include <fcntl.h>
 #include <pthread.h>
 
@@ -105,7 +105,7 @@ TEST(TcpClient, DoesNotWaitForEverForAConnection) {
   const Port port;
   port.Listen(0);
   auto channel = ChannelTo(port.Number());
-  // The first waits in the queue without a greeting, then the queue is full.
+  // The first one waits in the queue without a greeting. Then the queue is full.
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(Exchange(*channel, "1"), NotConnected(port, "it took longer than 50 ms"));
   }
@@ -120,7 +120,7 @@ TEST(TcpClient, WaitsForAnswersWithoutALimitAndWhateverSignalsCome) {
   FakeServer server([&](const Port& port) {
     RawSocket client = port.Greeted();
     client.ReceiveFrame();
-    // Answered when the time for connecting is surely over.
+    // Answered after the time for connecting is certainly over.
     const Port silent;
     silent.Listen();
     EXPECT_EQ(Exchange(*ChannelTo(silent.Number()), "1"),

@@ -1,4 +1,4 @@
-// The client's pool of connections, with sockets of the process's own and a clock that is told.
+// The client's connection pool, with sockets of this process and a simulated clock.
 #include <sys/socket.h>
 
 #include <array>
@@ -8,7 +8,7 @@
 #include "companions/tcp/client/ConnectionPool.h"
 #include "tests/companions/tcp/ClientSupport.h"
 
-// The library under test is linked in, not opened.
+// The library under test is linked statically.
 const Ferrolink::Companions::Tcp::Client::LibraryKind
     Ferrolink::Companions::Tcp::Client::kLibraryKind{};
 
@@ -26,7 +26,7 @@ class TcpPool : public testing::Test {
  protected:
   using Moment = ConnectionPool::Clock::time_point;
 
-  // Says whether it keeps its buffers.
+  // Records whether it keeps its buffers.
   class Buffered : public PlainConnection {
    public:
     Buffered(PatientSocket socket, bool& keeps)
@@ -37,7 +37,7 @@ class TcpPool : public testing::Test {
     bool& m_keeps;
   };
 
-  // Under that revision of the configuration; at most so many are kept.
+  // A line of that configuration revision, for a pool of that size.
   Line NewLine(unsigned revision = 0, std::size_t poolSize = 2) {
     std::array<int, 2> ends{};
     EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()), 0);
@@ -109,7 +109,7 @@ TEST_F(TcpPool, ClosesConnectionsOfAnEarlierConfiguration) {
   m_pool.Give(NewLine(1), m_now);
   EXPECT_EQ(m_pool.Take(2, m_now).connection, nullptr);
   EXPECT_TRUE(IsClosed(0));
-  // One that was in use meanwhile, and one that a thread with older news asks for.
+  // A line that was in use during the change, and a request by a thread with the older revision.
   m_pool.Give(NewLine(1), m_now);
   EXPECT_TRUE(IsClosed(1));
   m_pool.Give(NewLine(2), m_now);

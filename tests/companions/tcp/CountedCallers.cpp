@@ -8,17 +8,17 @@
 namespace Ferrolink::Tests {
 namespace {
 
-// So many numbers has each thread.
+// The bits for the numbers of one thread's calls.
 constexpr unsigned kBitsOfCall = 22;
 static_assert(ExecutionRecord::kNumbers >> kBitsOfCall == 32, "threads at most");
 
-// A call of "count" within four milliseconds.
+// A call of "count" with a limit of four milliseconds.
 std::string LimitedCall(std::string_view payload) {
   const std::string_view limit("\0\0\0\4", 4);
   return Command(3, std::string(limit) + "\5count" + std::string(payload));
 }
 
-// Some of several reads, some larger than what a socket holds, a few that are long under way.
+// Some take several reads, some exceed a socket's buffer, a few take long.
 std::size_t RestOf(std::size_t number) {
   if (number % 1024 == 513) {
     return 3'000'000;
@@ -29,10 +29,10 @@ std::size_t RestOf(std::size_t number) {
   return number % 16 == 0 ? 6000 : number % 64;
 }
 
-// Who waits for answers is not woken for each of them.
+// Waiting threads are not woken for each answer.
 constexpr long kAnswersANotice = 32;
 
-// The code of a client library's error; of others how the text begins.
+// The code of a client library's error; for other errors the beginning of the text.
 std::string CodeOf(const std::string& error) {
   constexpr std::string_view kBeginning = "error: Network Client: Exception code ";
   return error.starts_with(kBeginning) ? error.substr(kBeginning.size(), 3)

@@ -17,7 +17,7 @@
 
 namespace Ferrolink::Tests {
 
-/// What became of all commands, against what the servers have executed.
+/// The outcomes of all commands, compared with the servers' record of executions.
 struct Tally {
   long calls = 0;
   long executed = 0;  ///< commands that were, whatever the caller was told
@@ -31,12 +31,12 @@ struct Tally {
   std::map<std::string, long> errors;        ///< by code
   std::map<std::string, std::string> texts;  ///< the first one of each code
 
-  /// As properties of the test that runs.
+  /// Records them as properties of the running test.
   void RecordProperties() const;
 };
 
-/// Threads that call the handler "count" one command after another through one channel. Each
-/// command has a number of its own, and each answer is compared with what that number must get.
+/// Threads that call the handler "count", one command after another, through one channel. Each
+/// command has a number, and its answer is compared with the one for that number.
 class CountedCallers {
  public:
   struct Plan {
@@ -50,24 +50,24 @@ class CountedCallers {
   CountedCallers& operator=(const CountedCallers&) = delete;
   ~CountedCallers() { Finish(); }
 
-  /// Waits until each thread has had that many right answers altogether. These throw where nobody
-  /// has had one for a minute.
+  /// Waits until each thread has received that many right answers in total. These throw if no
+  /// thread has received one for a minute.
   void AwaitAnswers(long count);
-  /// Waits until each thread has had so many more right answers.
+  /// Waits until each thread has received that many more right answers.
   void AwaitFurtherAnswers(long count);
-  /// Waits until a further command has failed with an error that says that it was not executed.
+  /// Waits until one more command has failed as "not executed".
   void AwaitFurtherRefusal();
-  /// Waits until all threads have made the calls they should.
+  /// Waits until all threads have made all their calls.
   void Finish();
 
-  /// After finish.
+  /// Call it after Finish.
   [[nodiscard]] Tally CompareWith(const ExecutionRecord& record) const;
 
  private:
   enum class Outcome : std::uint8_t { Answered, AnsweredWrongly, NotExecuted, PerhapsExecuted };
   struct Caller {
     long answered = 0;  // guarded by m_mutex
-    // The thread's, until it is joined.
+    // Used by the thread until it is joined.
     std::vector<Outcome> outcomes;
     std::thread thread;
   };

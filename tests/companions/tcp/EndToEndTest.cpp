@@ -1,4 +1,4 @@
-// Java and C++ programs that call a server with the built installation, on every JDK.
+// Java and C++ programs of the built installation call a server, on every JDK.
 #include <dlfcn.h>
 
 #include <csignal>
@@ -17,7 +17,7 @@ using Ferrolink::Native::Definitions::RuntimeOperationMode;
 using Ferrolink::Native::Interfaces::ITransmitter;
 using testing::HasSubstr;
 
-// What a command line prints on standard output.
+// The standard output of a command line.
 std::string OutputOf(const std::string& commandLine) {
   std::FILE* pipe = popen(commandLine.c_str(), "r");
   std::string text;
@@ -105,7 +105,7 @@ TEST(TcpEndToEnd, CppCallsJavaBehindAServer) {
     EXPECT_THAT(ask("nobody", ""), HasSubstr("nobody"));
     EXPECT_THAT(ThrownBy([&] { ask("load-archives", "/tmp"); }),
                 HasSubstr("This server loads no libraries for its clients."));
-    // The JVM does not take the signal for itself.
+    // The JVM does not replace the handling of the signal.
     server.Signal(SIGTERM);
     EXPECT_EQ(server.Wait(), 0);
   }

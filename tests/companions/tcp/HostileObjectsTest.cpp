@@ -14,8 +14,8 @@ namespace {
 using testing::HasSubstr;
 
 constexpr const char* kNoObjects =
-    "This server lets its clients use no objects, since whoever can do that can run any code. "
-    "Start it with --allow-objects where that is meant.";
+    "This server allows its clients no typed calls, because these can run any code. Start it with "
+    "--allow-objects to allow them.";
 
 std::string Number(std::uint64_t value, int size) {
   std::string bytes;
@@ -116,8 +116,8 @@ TEST(HostileClient, RunsCodeWhereTheServerAllowsObjectsAndWarnsOfIt) {
   const std::string path = (directory.Path() / "made").string();
   const Variable java("JAVA_HOME", InstalledJdks().front().string());
   ServerProcess server({"--runtime", "jvm", "--plug-in", FERROLINK_JAR, "--allow-objects"});
-  EXPECT_THAT(server.Errors(), HasSubstr("ferrolink-server: --allow-objects lets clients run any "
-                                         "code with the rights of this server\n"));
+  EXPECT_THAT(server.Errors(), HasSubstr("ferrolink-server: --allow-objects allows clients to "
+                                         "run any code with the rights of this server\n"));
   Hostile hostile(server);
   hostile.MakeFile(path);
   EXPECT_TRUE(std::filesystem::exists(path));

@@ -20,7 +20,7 @@
 namespace Ferrolink::Tests {
 namespace {
 
-// The address is this process's alone, and so are all of its ports.
+// Only this process uses the address, so all of its ports are free.
 constexpr std::uint16_t kAdminDistance = 1000;
 constexpr std::uint16_t kStatistics = 9999;
 
@@ -28,7 +28,7 @@ std::string Endpoint(const std::string& address, int port) {
   return address + ":" + std::to_string(port);
 }
 
-// Of a line of comma-separated values.
+// The fields of a line of comma-separated values.
 std::vector<std::string> FieldsOf(const std::string& line) {
   std::vector<std::string> fields;
   std::istringstream rest(line);
@@ -38,7 +38,7 @@ std::vector<std::string> FieldsOf(const std::string& line) {
   return fields;
 }
 
-// A minute is far more than servers and balancer need; only a failure takes as long.
+// The limit of a minute is far more than servers and balancer need. Only a failure takes as long.
 void Await(const std::function<bool()>& isSo, const std::string& what) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (!isSo()) {
@@ -180,7 +180,7 @@ long Balancer::Connections(std::string_view server) const {
   return std::stol(Statistic(server, "stot"));
 }
 
-// A line for each server, below the names of the columns.
+// The statistics have one line per server below the names of the columns.
 std::string Balancer::Statistic(std::string_view server, std::string_view column) const {
   std::istringstream answer(HttpGet(m_address, kStatistics, "/;csv"));
   std::size_t place = 0;

@@ -12,27 +12,27 @@
 
 #include "tests/companions/tcp/ServerProcess.h"
 
-/// Servers that are ended and started again at their address, and a balancer in front of them.
+/// Servers that end and restart at their address, and a balancer in front of them.
 namespace Ferrolink::Tests {
 
-/// An address of the loopback interface that nobody else uses as long as this process runs. Nothing
-/// takes a port of it while no server listens there: connections of others come from 127.0.0.1.
+/// An address of the loopback interface that no other process uses while this one runs. Its ports
+/// stay free while no server listens: connections of others come from 127.0.0.1.
 std::string OwnLoopbackAddress();
 
-/// What that path of an HTTP server answers; empty where nobody does.
+/// The answer of an HTTP server for that path; empty if nobody answers.
 std::string HttpGet(const std::string& address, std::uint16_t port, std::string_view path);
 
-/// A server with the handler "count" that can be started anew on the same ports.
+/// A server with the handler "count" that can be restarted on the same ports.
 class Machine {
  public:
-  /// With further options of the server.
+  /// `options` are further options of the server.
   explicit Machine(std::uint16_t port, ServerProcess::Arguments options = {});
 
-  /// Until it is ready.
+  /// Starts it and waits until it is ready.
   void Start();
-  /// As an operator ends it; waits for its end. Returns its exit code.
+  /// Ends it as an operator does, and waits. Returns its exit code.
   int end();
-  /// As if it lost its power.
+  /// Kills it, as if it lost its power.
   void Kill();
 
   /// address:port
@@ -49,7 +49,7 @@ class Machine {
 /// HAProxy with the configuration of the examples, in front of two servers.
 class Balancer {
  public:
-  /// Until it answers. The machines are told apart as "one" and "two".
+  /// Starts it and waits until it answers. The machines have the names "one" and "two".
   Balancer(std::uint16_t port, const Machine& one, const Machine& two);
   Balancer(const Balancer&) = delete;
   Balancer& operator=(const Balancer&) = delete;
@@ -59,7 +59,7 @@ class Balancer {
 
   /// Waits until it sends clients to that server.
   void AwaitUp(std::string_view server) const;
-  /// How many connections that server has been given.
+  /// The number of connections that the balancer made to that server.
   [[nodiscard]] long Connections(std::string_view server) const;
 
  private:

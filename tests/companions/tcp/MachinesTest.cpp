@@ -1,5 +1,5 @@
-// Servers on several machines that end, by an operator's hand or at once, while clients call them.
-// The machines are an address of the loopback interface.
+// Servers on several machines that end, orderly or killed, while clients call them. Addresses of
+// the loopback interface stand in for machines.
 #include <optional>
 
 #include "tests/companions/tcp/Certificates.h"
@@ -31,20 +31,20 @@ class Machines : public testing::Test {
     m_balancer->AwaitUp("two");
   }
 
-  // To the first of these that takes a command.
+  // Its commands go to the first of these that accepts one.
   static std::unique_ptr<ITransport> ChannelTo(const std::string& first, const std::string& second,
                                                Kind kind = Kind::Plain) {
     Configure("192.0.2.1:8080", R"("connect": [")" + first + R"(", ")" + second + R"("])");
     return Ferrolink::Tests::ChannelTo("192.0.2.1", 8080, kind);
   }
 
-  // Through the balancer, which is tried twice.
+  // Through the balancer, with two attempts.
   [[nodiscard]] std::unique_ptr<ITransport> ChannelThroughBalancer(Kind kind = Kind::Plain) const {
     return ChannelTo(m_balancer->Name(), m_balancer->Name(), kind);
   }
 
-  // Each machine in turn, as often as the environment says. Callers are served before, meanwhile
-  // and after.
+  // Restarts each machine in turn, as often as the environment says. Callers are served before,
+  // during and after that.
   void RestartInTurn(ITransport& channel) {
     const long calls = CountOr("TEST_CALLS", 1000);
     const long restarts = CountOr("TEST_ROLLING_RESTARTS", 1);
@@ -73,7 +73,7 @@ class Machines : public testing::Test {
     ExpectTruth(tally);
   }
 
-  // Machines in turn, as often as the environment says. Callers are served between.
+  // Kills machines in turn, as often as the environment says. Callers are served in between.
   void Kill(ITransport& channel, const std::vector<Machine*>& machines) {
     const long kills = CountOr("TEST_KILLS", 5);
     CountedCallers callers(channel, {.threads = 32, .limitedEach = 8});
@@ -140,7 +140,7 @@ using TcpKilledServer = Machines;
 TEST_F(TcpRollingRestart, FailsNoCommandBehindABalancer) {
   StartBehindBalancer(kDrained);
   RestartInTurn(*ChannelThroughBalancer());
-  // What one of them served was served by the other while it was away.
+  // While one of them was down, the other served its clients.
   const long restarts = CountOr("TEST_ROLLING_RESTARTS", 1);
   EXPECT_GE(m_balancer->Connections("one"), restarts);
   EXPECT_GE(m_balancer->Connections("two"), restarts);

@@ -1,5 +1,4 @@
-// What a server bears: clients without a word, slow ones, more than there is room for, and what is
-// left of them when it ends.
+// The limits of a server: silent clients, slow ones, too many of them, and the state when it ends.
 #include <poll.h>
 #include <sys/resource.h>
 
@@ -30,7 +29,7 @@ constexpr std::string_view kNoMemory =
 constexpr char kNotBegunFinally = 4;
 constexpr char kTimeOver = 5;
 
-// How many descriptors this process, and the servers that it starts, may open.
+// Limits the descriptors of this process and of the servers that it starts.
 class DescriptorLimit {
  public:
   explicit DescriptorLimit(rlim_t count) {
@@ -46,7 +45,7 @@ class DescriptorLimit {
   rlimit m_before{};
 };
 
-// Sends a byte each time that the server has had nothing to say for a moment, until it has.
+// Sends one byte after another, each after a short silence of the server, until it answers.
 void SendSlowly(RawSocket& client, std::string_view bytes) {
   for (const char& byte : bytes) {
     pollfd answer{client.Descriptor(), POLLIN, 0};
@@ -114,7 +113,7 @@ TEST(TcpServerLimits, AnswersAtOnceThatItHasNoRoomForACommand) {
   RawSocket first = server.GreetedClient();
   first.Command(waiting.Command());
   waiting.AwaitRunning();
-  // Greeted all the same, and told in place of an answer: also behind a command of many bytes.
+  // Greeted as well; the refusal is its answer, even after a long command.
   RawSocket second = server.GreetedClient();
   second.Send(Frame(CallOf("end-process")));
   EXPECT_EQ(second.ReceiveAll(), Frame(kFull, 1, kNotBegunFinally));
@@ -143,7 +142,7 @@ TEST(TcpServerLimits, EndsConnectionsWithoutACommandAndAnswersTheNextOneInAdvanc
   RawSocket client = server.GreetedClient();
   EXPECT_EQ(client.Ask(CallOf("echo", "1")), AnswerOf("1"));
   EXPECT_EQ(client.ReceiveAll(), Frame(kIdle, 2, kNotBegunFinally));
-  // What was under way meanwhile is not executed, and the answer is not lost.
+  // Commands under way at that time are not executed, and their answers are not lost.
   RawSocket late = server.GreetedClient();
   EXPECT_EQ(late.Receive(16), FrameHeader(static_cast<std::uint32_t>(kIdle.size()), 1, 4));
   late.Send(Frame(CallOf("end-process")));
@@ -235,7 +234,7 @@ TEST(TcpServerLimits, KeepsTheFramesOfAllConnectionsWithinItsMemory) {
       refused[i] = peers[i].ReceiveAll() == Frame(kNoMemory, 1, kNotBegunFinally);
     }
   }
-  // At least six of them, since two may be there altogether.
+  // At least six of them, since two are allowed at once.
   EXPECT_GE(std::accumulate(refused.begin(), refused.end(), 0), 6);
 #ifndef FERROLINK_SANITIZED
   EXPECT_LE(server.Status("VmHWM"), before + (512 + 32) * 1024);
@@ -267,7 +266,7 @@ TEST(TcpServerLimits, AnswersCommandsThatComeWhileItEnds) {
   busy.Command(waiting.Command());
   waiting.AwaitRunning();
   server.Signal(SIGTERM);
-  // Each of them has its answer before its command.
+  // Each of them gets its answer before its command.
   EXPECT_EQ(idle.Receive(16), FrameHeader(static_cast<std::uint32_t>(kGoingAway.size()), 1, 4));
   idle.Send(LargeCommand(2));
   EXPECT_EQ(idle.ReceiveAll(), kGoingAway);

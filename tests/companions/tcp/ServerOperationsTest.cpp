@@ -1,4 +1,4 @@
-// What operators and their tools see of a running server: its log, its probes, its rules, its end.
+// The operator's view of a running server: its log, its probes, its rules, its end.
 
 #include <algorithm>
 #include <csignal>
@@ -29,7 +29,7 @@ ServerProcess::Arguments With(ServerProcess::Arguments first,
   return first;
 }
 
-// Strangers make it log, clients are answered, and it ends.
+// Invalid peers make it log, clients get answers, and it ends.
 void ServesWithErrorsInto(ServerProcess::ErrorsInto errors) {
   ServerProcess server(errors);
   for (int i = 0; i < 20; ++i) {
@@ -110,7 +110,7 @@ TEST(TcpServerOperations, EndsThoughItIsToldToReadItsFilesAgainMeanwhile) {
       server.Signal(SIGHUP);
     }
     server.Signal(SIGTERM);
-    // Until long after its end: it stays to be waited for.
+    // Also long after its end, because it remains a zombie until it is waited for.
     for (int i = 0; i < 50'000; ++i) {
       server.Signal(SIGHUP);
     }

@@ -40,7 +40,7 @@ ServerProcess::Arguments Completed(ServerProcess::Arguments arguments) {
   return arguments;
 }
 
-// Ours, and where the server finds its installation. Not by setenv in this process, where other
+// This process's environment with the server's installation. It does not use setenv, because other
 // threads of a test read the environment.
 std::vector<std::string> EnvironmentFor(const std::filesystem::path& home) {
   constexpr std::string_view kHome = "FERROLINK_HOME=";
@@ -106,7 +106,7 @@ void ServerProcess::Start(Arguments arguments, const std::filesystem::path& home
   AwaitListening();
 }
 
-// A pipe that nobody reads: without a reading end, or without room.
+// A pipe without a reader: its reading end is closed, or it is full.
 FileDescriptor ServerProcess::PipeForErrors(bool isFull) {
   int ends[2] = {-1, -1};
   if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
@@ -175,7 +175,7 @@ void ServerProcess::AwaitErrors(std::string_view text) const {
         "a line with " + std::string(text));
 }
 
-// A minute is longer than any limit of a server that is tested; only a failure takes as long.
+// The limit of a minute is longer than any limit of a tested server. Only a failure takes as long.
 void ServerProcess::Await(const std::function<bool()>& isThere, const std::string& what) const {
   const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(1);
   while (!isThere()) {
@@ -199,7 +199,7 @@ std::size_t ServerProcess::EntriesOf(const std::string& directory) const {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-// It greets after it has said where it listens.
+// The server greets after it has printed its address.
 std::size_t ServerProcess::DescriptorsAtRest() const {
   const RawSocket client = GreetedClient();
   return Descriptors() - 1;
@@ -230,7 +230,7 @@ RawSocket ServerProcess::GreetedClient() const {
   return client;
 }
 
-// With its end; empty at the end of the output.
+// The line with its line end; empty at the end of the output.
 std::string ServerProcess::ReadLine() {
   std::string line;
   char byte = 0;

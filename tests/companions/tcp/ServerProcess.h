@@ -17,17 +17,17 @@
 
 namespace Ferrolink::Tests {
 
-/// The built server in a process of its own, which is killed with this object.
+/// The built server in a process of its own. The destructor kills it.
 class ServerProcess {
  public:
   using Arguments = std::vector<std::string>;
 
-  /// Starts it and waits until it listens on a port of its choice, or ends. The C++ member serves,
+  /// Starts the server and waits until it listens on a free port, or ends. It runs the C++ member
   /// with the tests' handlers, unless the arguments have a --runtime.
   explicit ServerProcess(Arguments arguments = {},
                          const std::filesystem::path& home = FERROLINK_INSTALLATION);
 
-  /// What is wrong with its standard error, where errors() stays empty.
+  /// The kind of its standard error. Errors() stays empty for pipes.
   enum class ErrorsInto { File, ClosedPipe, FullPipe };
   explicit ServerProcess(ErrorsInto errors);
   /// Calls `prepare` in the new process before the server's program begins.
@@ -38,25 +38,25 @@ class ServerProcess {
 
   [[nodiscard]] std::uint16_t Port() const { return m_port; }
   [[nodiscard]] std::string Name() const { return "127.0.0.1:" + std::to_string(m_port); }
-  /// Of probes and metrics.
+  /// The port for probes and metrics.
   [[nodiscard]] std::uint16_t AdminPort() const { return m_adminPort; }
-  /// The line that says that it listens; empty where it ended instead.
+  /// The line that announces its address; empty if it ended instead.
   [[nodiscard]] const std::string& Listening() const { return m_listening; }
 
   void Signal(int number) const;
-  /// Waits for its end: the exit code, or minus the signal that ended it.
+  /// Waits for its end. Returns the exit code, or minus the signal that ended it.
   int Wait();
-  /// What it has written to standard error; all of it once it has ended.
+  /// Its standard error so far; complete once it has ended.
   [[nodiscard]] std::string Errors() const;
-  /// The rest of its standard output. After wait.
+  /// The rest of its standard output. Call it after Wait.
   std::string Output();
 
   /// Waits until the text is in errors(). Throws after a minute.
   void AwaitErrors(std::string_view text) const;
 
-  /// How many descriptors are open in it, and how many threads it has.
+  /// The number of its open descriptors, and of its threads.
   [[nodiscard]] std::size_t Descriptors() const { return EntriesOf("fd"); }
-  /// Without those that it needs to say where it listens, which it may not have closed yet.
+  /// Without the descriptors for announcing its address, which it may not have closed yet.
   [[nodiscard]] std::size_t DescriptorsAtRest() const;
   [[nodiscard]] std::size_t Threads() const { return EntriesOf("task"); }
   /// Wait until it has exactly that many, or at most that much resident memory. Throw after a
@@ -67,7 +67,7 @@ class ServerProcess {
   /// A number of /proc/PID/status, such as VmRSS in KiB.
   [[nodiscard]] long Status(const std::string& name) const;
 
-  /// A client that it has greeted.
+  /// A greeted client.
   [[nodiscard]] RawSocket GreetedClient() const;
 
  private:

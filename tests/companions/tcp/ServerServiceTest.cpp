@@ -1,4 +1,4 @@
-// The server as a service: started with a socket that listens, and heard by its service manager.
+// The server as a service: it gets a listening socket from its service manager and reports to it.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 

@@ -1,5 +1,4 @@
-// The server as its clients see it: first with sockets that do what they like, then through the
-// client library.
+// The clients' view of the server: first with raw sockets, then through the client library.
 #include <csignal>
 #include <optional>
 #include <thread>
@@ -17,7 +16,7 @@ constexpr const char* kNoLoading =
     "This server loads no libraries for its clients. Start it with --plug-in FILE, or with "
     "--allow-load-library.";
 
-// The server with a member that raises what it is told.
+// The server with a member that raises a chosen exception.
 class RaisingServer {
  public:
   RaisingServer() {
@@ -81,7 +80,7 @@ TEST(TcpServer, ClosesOnWhoDoesNotGreetLikeAClient) {
   EXPECT_EQ(answerTo(kWelcome), kWelcome);
   EXPECT_EQ(answerTo(std::string("\x16\x03\x01\0\x05hello", 10)),
             std::string("\x15\x03\x01\0\x02\x02\x46", 7));
-  // These are waited for.
+  // The server waits for these.
   EXPECT_EQ(answerTo("FRL"), "");
   EXPECT_EQ(answerTo(""), "");
   server.Signal(SIGTERM);

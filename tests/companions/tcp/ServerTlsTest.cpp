@@ -1,4 +1,4 @@
-// What a server does with certificates: its own, those of its clients, and lists of revoked ones.
+// The certificates of a server, those of its clients, and lists of revoked ones.
 #include <openssl/ssl.h>
 
 #include <csignal>
@@ -40,7 +40,7 @@ class TcpServerTls : public testing::Test {
     return Certificate(wish);
   }
 
-  // A file that takes the place of the one before.
+  // Replaces a file by renaming.
   std::string Put(const std::string& name, const std::string& text) const {
     const std::string path = (m_directory.Path() / name).string();
     std::ofstream(path + ".new") << text;
@@ -53,7 +53,7 @@ class TcpServerTls : public testing::Test {
     Put("certificate", TextOf(certificate.File()));
   }
 
-  // A server with what PutOwn has put.
+  // A server with the files of PutOwn.
   ServerProcess::Arguments Speaking(ServerProcess::Arguments further = {}) const {
     further.insert(further.end(),
                    {"--tls-certificate", (m_directory.Path() / "certificate").string(), "--tls-key",
@@ -61,7 +61,7 @@ class TcpServerTls : public testing::Test {
     return further;
   }
 
-  // What a client says that shows `shown`.
+  // The result for a client with the certificate `shown`.
   std::string EchoAs(const ServerProcess& server, const Certificate* shown) const {
     const Variable authorities("FERROLINK_TLS_CA_FILE", m_authority.File());
     if (shown == nullptr) {
@@ -72,7 +72,7 @@ class TcpServerTls : public testing::Test {
     return Exchange(*ChannelTo(server.Port(), Kind::Tls), CallOf("echo", "x"));
   }
 
-  // Shows a certificate that the client libraries would not show.
+  // Sends a certificate that the client libraries would not send.
   static void Show(const ServerProcess& server, const Certificate& shown) {
     const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(
         SSL_CTX_new(TLS_client_method()), &SSL_CTX_free);
@@ -85,7 +85,7 @@ class TcpServerTls : public testing::Test {
     EXPECT_FALSE(SSL_connect(tls.get()) == 1 && SSL_read(tls.get(), &answer, 1) > 0);
   }
 
-  // Whose certificate the server shows.
+  // The subject of the server's certificate.
   static std::string ShownBy(const ServerProcess& server) {
     const std::unique_ptr<SSL_CTX, decltype(&SSL_CTX_free)> context(
         SSL_CTX_new(TLS_client_method()), &SSL_CTX_free);
@@ -192,7 +192,7 @@ TEST_F(TcpServerTls, ReadsItsFilesAgainWhenToldToAndWhenTheyChange) {
   EXPECT_EQ(ShownBy(server), first.Subject());
   server.Signal(SIGHUP);
   server.AwaitErrors(kReadAgain);
-  // Nobody tells it this time; it may notice before both files are new.
+  // No signal this time. The server may detect the first file before the second one is replaced.
   PutOwn(second);
   while (ShownBy(server) != second.Subject()) {
     std::this_thread::yield();
@@ -202,7 +202,7 @@ TEST_F(TcpServerTls, ReadsItsFilesAgainWhenToldToAndWhenTheyChange) {
     std::this_thread::yield();
   }
   server.AwaitErrors("'" + client.Subject() + "': certificate revoked\"\n");
-  // A connection that is there stays.
+  // An open connection stays.
   EXPECT_EQ(Exchange(*kept, CallOf("echo", "3")), AnswerOf("3"));
 }
 

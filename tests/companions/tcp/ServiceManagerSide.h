@@ -20,7 +20,8 @@ namespace Ferrolink::Tests {
 
 using Ferrolink::Companions::FileDescriptor;
 
-/// Where a service manager hears from its services. An "@" begins an abstract name.
+/// The socket on which a service manager receives messages of its services. An "@" begins an
+/// abstract name.
 class Ear {
  public:
   explicit Ear(const std::string& name) : m_socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
@@ -34,14 +35,14 @@ class Ear {
     EXPECT_EQ(bind(m_socket.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
   }
 
-  /// Empty where nothing has come.
+  /// The received message; empty if there is none.
   [[nodiscard]] std::string Heard() const {
     std::array<char, 512> text{};
     const ssize_t got = recv(m_socket.get(), text.data(), text.size(), MSG_DONTWAIT);
     return got < 0 ? "" : std::string(text.data(), static_cast<std::size_t>(got));
   }
 
-  /// Waits until something has come.
+  /// Waits for a message.
   [[nodiscard]] std::string Hear() const {
     pollfd waits{m_socket.get(), POLLIN, 0};
     poll(&waits, 1, 60'000);
@@ -52,7 +53,7 @@ class Ear {
   FileDescriptor m_socket;
 };
 
-/// As a service manager does between fork and exec.
+/// Passes the descriptor as a service manager does between fork and exec.
 inline void PassOn(FileDescriptor descriptor) {
   const FileDescriptor elsewhere(fcntl(descriptor.get(), F_DUPFD, 10));
   descriptor = FileDescriptor();

@@ -1,4 +1,4 @@
-// How many system calls frames take, over sockets of the process's own.
+// Counts the system calls per frame, with sockets of this process.
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
@@ -22,7 +22,7 @@
 
 namespace {
 
-// Of the thread that counts.
+// Counted per thread.
 thread_local int receives = 0;
 thread_local int sends = 0;
 thread_local int polls = 0;
@@ -35,7 +35,7 @@ void ForgetCalls() {
 
 }  // namespace
 
-// The sockets' own system calls come by here.
+// The sockets' system calls, wrapped.
 extern "C" {
 // NOLINTBEGIN(bugprone-reserved-identifier)
 ssize_t __real_recv(int socket, void* room, size_t size, int flags);
@@ -86,7 +86,7 @@ std::pair<PatientSocket, PatientSocket> Connected() {
   return {PatientSocket(FileDescriptor(ends[0])), PatientSocket(FileDescriptor(ends[1]))};
 }
 
-// No two neighbours are equal, nor bytes at the same place of neighbouring records.
+// Neighbouring bytes differ, and so do bytes at the same offset of neighbouring records.
 Bytes BytesOf(std::size_t size) {
   Bytes bytes(size);
   for (std::size_t i = 0; i < size; ++i) {
@@ -97,7 +97,7 @@ Bytes BytesOf(std::size_t size) {
 
 class TcpSystemCalls : public testing::Test {
  protected:
-  // As a session has its socket.
+  // Configures the socket like a session.
   void StartSession() {
     PatientSocket& socket = m_server.Socket();
     socket.AbortBy(m_departure.get());
@@ -105,7 +105,7 @@ class TcpSystemCalls : public testing::Test {
     socket.ExpectWithin(1ms);
   }
 
-  // What m_server has received is what m_client sends.
+  // Expects that m_server receives the bytes that m_client sends.
   void ExpectFrame(std::size_t size) {
     Frame frame;
     ASSERT_TRUE(m_server.Receive(frame));
@@ -118,7 +118,7 @@ class TcpSystemCalls : public testing::Test {
   PlainConnection m_server{std::move(m_sockets.second), kLimit};
 };
 
-// Two ends that speak TLS with one another.
+// Two connected TLS ends.
 class TcpTlsSystemCalls : public testing::Test {
  protected:
   TcpTlsSystemCalls() {
@@ -138,7 +138,7 @@ class TcpTlsSystemCalls : public testing::Test {
     EXPECT_FALSE(ofClient) << ofClient.message();
   }
 
-  // Both at a time, for what the sockets' buffers do not take.
+  // Sends and receives at the same time, because the bytes exceed the sockets' buffers.
   void ExpectToTravel(std::size_t size) {
     Frame frame;
     std::thread server([&] { m_server->Receive(frame); });

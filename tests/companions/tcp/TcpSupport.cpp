@@ -21,7 +21,7 @@ sockaddr_in Loopback(std::uint16_t port) {
   return address;
 }
 
-// A peer that never comes makes a test fail, not stay. Accepted sockets inherit it.
+// With this limit a missing peer makes a test fail, not hang. Accepted sockets inherit it.
 constexpr timeval kPatience{30, 0};
 
 FileDescriptor NewSocket() {

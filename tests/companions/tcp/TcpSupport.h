@@ -18,8 +18,8 @@
 #include "native/interfaces/ITransport.h"
 #include "tests/support/ProcessCase.h"
 
-/// Helpers for tests of the network companions: sockets without manners, and the built client
-/// libraries. Texts stand for bytes.
+/// Helpers for tests of the network companions: raw sockets, and the built client libraries.
+/// Strings hold bytes.
 namespace Ferrolink::Tests {
 
 using Ferrolink::Companions::FileDescriptor;
@@ -34,16 +34,16 @@ inline constexpr std::uint32_t kNoTimeLimit = 0xFFFFFFFF;
 /// A frame's header: length, number of the command, milliseconds, status, three zeros.
 std::string FrameHeader(std::uint32_t length, std::uint32_t number = 1, char status = 0,
                         std::uint32_t milliseconds = kNoTimeLimit);
-/// A frame: its header, the bytes.
+/// A frame: header and bytes.
 std::string Frame(std::string_view bytes, std::uint32_t number = 1, char status = 0);
 
 /// A command of that type to the C++ member, from Java.
 std::string Command(char type, std::string_view body, char target = 8);
 std::string CallOf(std::string_view handler, std::string_view payload = "", char target = 8);
-/// What the C++ member answers to Java.
+/// The C++ member's answer to Java.
 std::string AnswerOf(std::string_view payload);
 
-/// A connected socket that does what it is told.
+/// A connected socket under the test's control.
 class RawSocket {
  public:
   explicit RawSocket(FileDescriptor connected) : m_socket(std::move(connected)) {}
@@ -51,9 +51,9 @@ class RawSocket {
 
   RawSocket& Send(std::string_view bytes);
   RawSocket& SendByteByByte(std::string_view bytes);
-  /// Exactly that many bytes; fewer where the peer closes.
+  /// Exactly that many bytes; fewer if the peer closes.
   std::string Receive(std::size_t size);
-  /// All that comes until the peer closes; "(reset)" behind it where it does that by force.
+  /// All bytes until the peer closes; followed by "(reset)" if it resets the connection.
   std::string ReceiveAll();
   /// The bytes of the next frame.
   std::string ReceiveFrame();
@@ -61,14 +61,14 @@ class RawSocket {
   RawSocket& Command(std::string_view bytes) { return Send(Frame(bytes, ++m_number)); }
   /// As a client: sends the next command and receives a frame.
   std::string Ask(std::string_view bytes) { return Command(bytes).ReceiveFrame(); }
-  /// As a server: answers the frame that was received last.
+  /// As a server: answers the last received frame.
   RawSocket& Answer(std::string_view bytes, char status = 0) {
     return Send(Frame(bytes, m_number, status));
   }
   void EndWriting();
-  /// Until all that was sent has arrived at the peer, who need not have read it.
+  /// Waits until all sent bytes have arrived at the peer, who need not have read them.
   void AwaitDelivery() const;
-  /// Closes by force: the peer sees a reset.
+  /// Resets the connection.
   void Reset();
   [[nodiscard]] int Descriptor() const { return m_socket.get(); }
   void Close() { m_socket = FileDescriptor(); }
@@ -84,7 +84,7 @@ class Port {
   Port();
   void Listen(int backlog = SOMAXCONN) const;
   [[nodiscard]] RawSocket Accept() const;
-  /// Accepts and welcomes a client.
+  /// Accepts and greets a client.
   [[nodiscard]] RawSocket Greeted() const;
   [[nodiscard]] std::uint16_t Number() const { return m_number; }
   [[nodiscard]] std::string Name() const { return "127.0.0.1:" + std::to_string(m_number); }
@@ -94,7 +94,7 @@ class Port {
   std::uint16_t m_number = 0;
 };
 
-/// A port that serves from the beginning, on a thread of its own.
+/// A port that serves from construction on, on a thread of its own.
 class FakeServer : public Port {
  public:
   template <class Script>
@@ -124,17 +124,17 @@ class FakeServer : public Port {
 
 enum class Kind { Plain, Tls };
 
-/// A channel of a built client library; null where it makes none.
+/// A channel of a built client library, or null.
 std::unique_ptr<ITransport> ChannelTo(const char* host, std::uint16_t port,
                                       Kind kind = Kind::Plain);
 std::unique_ptr<ITransport> ChannelTo(std::uint16_t port, Kind kind = Kind::Plain);
 
-/// Sends, and reads the response; "error: " and the text where that fails.
+/// Sends, and reads the response; "error: " and the text on failure.
 std::string Exchange(ITransport& channel, std::string command);
 int Send(ITransport& channel, std::string command);
 std::string Read(ITransport& channel, int length);
 
-/// Sets an environment variable for as long as it lives.
+/// Sets an environment variable while it lives.
 class Variable {
  public:
   Variable(std::string name, const std::string& value);

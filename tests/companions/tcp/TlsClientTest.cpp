@@ -1,5 +1,5 @@
-// The TLS client library: which files it believes, when it reads them, whom it asks for, and what
-// it makes of servers that say too much.
+// The TLS client library: the files that it trusts, when it reads them, the name that it asks for,
+// and its reaction to surplus bytes of servers.
 #include <latch>
 
 #include "tests/companions/tcp/ClientSupport.h"
@@ -14,7 +14,7 @@ class TcpTlsClient : public testing::Test {
  protected:
   using Wish = ForgedCertificate::Wish;
 
-  // Serves one command of each of that many clients.
+  // Serves that many clients, one command each.
   static auto Serving(const ForgedCertificate& certificate, int clients = 1) {
     return [&certificate, clients](const Port& port) {
       for (int i = 0; i < clients; ++i) {
@@ -44,7 +44,7 @@ TEST_F(TcpTlsClient, TakesNoFrameTooManyForAnAnswer) {
   FakeServer server([&](const Port& port) {
     TlsPeer first(port.Accept(), m_certificate);
     first.Greet().ReceiveCommand();
-    // Both in one record: the second is decrypted with the first.
+    // Both frames in one record: the second is decrypted together with the first.
     first.Send(Frame("first") + Frame("of another", 2));
     sent.count_down();
     TlsPeer second(port.Accept(), m_certificate);

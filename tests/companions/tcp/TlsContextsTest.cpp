@@ -1,4 +1,4 @@
-// When the TLS client makes a context, which reads files, and when it takes one that it has.
+// When the TLS client makes a context, which reads files, and when it reuses one.
 #include "companions/tcp/client/TlsContexts.h"
 
 #include <gtest/gtest.h>
@@ -35,7 +35,7 @@ TEST(TcpTlsContexts, AreMadeOnceForEachChoiceOfFiles) {
   shown.certificate = own.File();
   shown.key = own.KeyFile();
   EXPECT_NE(contexts.ContextFor(shown), first);
-  // Whom a connection expects is no matter of the context.
+  // The expected name of the server does not affect the context.
   TlsSettings named = Believing(Authority());
   named.name = "db.example";
   EXPECT_EQ(contexts.ContextFor(named), first);

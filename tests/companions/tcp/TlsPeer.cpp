@@ -10,7 +10,7 @@ TlsPeer::TlsPeer(RawSocket socket, const ForgedCertificate& certificate)
     : m_socket(std::move(socket)),
       m_context(SSL_CTX_new(TLS_server_method()), &SSL_CTX_free),
       m_tls(nullptr, &SSL_free) {
-  // OpenSSL writes to a client that has closed, too.
+  // OpenSSL may write to a client that has closed.
   std::signal(SIGPIPE, SIG_IGN);
   SSL_CTX_set_security_level(m_context.get(), 0);
   SSL_CTX_use_certificate_chain_file(m_context.get(), certificate.File().c_str());

@@ -12,25 +12,25 @@
 
 namespace Ferrolink::Tests {
 
-/// The server's side of a TLS connection, which does what it is told.
+/// The server's side of a TLS connection, under the test's control.
 class TlsPeer {
  public:
-  /// Shakes hands with the client of `socket`; `IsReady` tells whether that went well.
+  /// Does the handshake with the client of `socket`; `IsReady` tells whether it succeeded.
   TlsPeer(RawSocket socket, const ForgedCertificate& certificate);
 
   [[nodiscard]] bool IsReady() const { return m_isReady; }
-  /// The name that the client asked for; empty where it asked for none.
+  /// The name in the client's SNI; empty without one.
   [[nodiscard]] std::string RequestedName() const;
 
   /// Sends `bytes` in one record.
   TlsPeer& Send(std::string_view bytes);
-  /// Exactly that many bytes; fewer where the client closes.
+  /// Exactly that many bytes; fewer if the client closes.
   std::string Receive(std::size_t size);
-  /// Awaits the client's greeting and answers it.
+  /// Waits for the client's greeting and answers it.
   TlsPeer& Greet();
-  /// The number of the next command, which is received.
+  /// Receives the next command and returns its number.
   std::uint32_t ReceiveCommand();
-  /// Until the client closes.
+  /// Waits until the client closes.
   void AwaitEnd() { Receive(1); }
 
  private:

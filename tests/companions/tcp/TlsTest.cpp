@@ -1,4 +1,4 @@
-// The TLS client library and the server with a certificate: who believes whom.
+// The TLS client library and a server with a certificate: who trusts whom.
 #include <openssl/ssl.h>
 
 #include <csignal>
@@ -23,7 +23,7 @@ Certificate::Wish Authority() {
 
 class TcpTls : public testing::Test {
  protected:
-  // A certificate of the authority, as wished otherwise.
+  // A certificate of the authority with these properties.
   Certificate Certified(Certificate::Wish wish = {}) const {
     wish.issuer = &m_authority;
     return Certificate(wish);
@@ -47,7 +47,7 @@ class TcpTls : public testing::Test {
            "system, or of the file that FERROLINK_TLS_CA_FILE names.";
   }
 
-  // What the client says of a server with that certificate.
+  // The client's error for a server with that certificate.
   std::string VerdictOn(const Certificate& certificate, const std::string& why) const {
     const ServerProcess server(Speaking(certificate));
     const Variable authorities("FERROLINK_TLS_CA_FILE", m_authority.File());
@@ -77,7 +77,7 @@ TEST_F(TcpTls, BelievesTheSystemsAuthoritiesUnlessAFileIsNamed) {
   const ServerProcess server(Speaking(certificate));
   EXPECT_EQ(Echo(server), Refused(server, "unable to get local issuer certificate"));
   {
-    // What OpenSSL takes for the system's authorities.
+    // OpenSSL reads the system's authorities from this file.
     const Variable system("SSL_CERT_FILE", m_authority.File());
     EXPECT_EQ(Echo(server), AnswerOf("x"));
     const Certificate other(Authority());
@@ -216,7 +216,7 @@ TEST_F(TcpTls, ConnectionsAreKeptAndReplacedWhenTheServerEndsThem) {
   const std::string address = server->Name();
   auto channel = ChannelTo(server->Port(), Kind::Tls);
   EXPECT_EQ(Exchange(*channel, CallOf("echo", "1")), AnswerOf("1"));
-  // There is no room for a second connection.
+  // The server has no slot for a second connection.
   EXPECT_EQ(Exchange(*channel, CallOf("echo", "2")), AnswerOf("2"));
   server->Signal(SIGTERM);
   EXPECT_EQ(server->Wait(), 0);

@@ -35,7 +35,7 @@ class ScratchDirectory {
     return (m_directory / name).string();
   }
 
-  /// The path of a new file `name` that consists of `text`.
+  /// Writes a new file `name` with `text`, and returns its path.
   [[nodiscard]] std::string Write(const std::string& name, const std::string& text) const {
     std::ofstream file(m_directory / name, std::ios::binary);
     file << text;

@@ -8,7 +8,7 @@
 
 namespace Ferrolink::Tests {
 
-/// A library of the build's installation tree, opened as a host opens it and closed again.
+/// A library of the build's installation tree, opened and closed as a host does.
 class SharedLibrary {
  public:
   explicit SharedLibrary(const std::string& fileName)

@@ -13,7 +13,7 @@
 
 namespace Ferrolink::Tests {
 
-/// The utilities library, with FERROLINK_TELEMETRY_FILE naming a file that does not exist yet.
+/// The utilities library. FERROLINK_TELEMETRY_FILE names a file that does not exist yet.
 class Telemetry : public ::testing::Test {
  protected:
   Telemetry() : m_file(m_directory.Path("events.jsonl")) { WriteTo(m_file); }
@@ -26,7 +26,7 @@ class Telemetry : public ::testing::Test {
     m_logMessage(first, second, third);
   }
 
-  /// The file's lines without their newlines. Fails the test where the last line has none.
+  /// The file's lines without their newlines. The test fails if the last line has none.
   [[nodiscard]] std::vector<std::string> Lines() const {
     const std::string text = ContentOf(m_file);
     std::vector<std::string> result;

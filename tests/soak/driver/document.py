@@ -1,4 +1,4 @@
-"""The table of a soak for people, results.json, and docs/soak.md."""
+"""Writes the printed table of a soak, results.json, and docs/soak.md."""
 import datetime
 import json
 import os
@@ -24,7 +24,7 @@ def _signed(value):
 
 
 def rows_of(grown):
-    """(process, figure, at the beginning, at the end, growth, fitted growth, limit) as texts."""
+    """Rows of texts: process, figure, at the beginning, at the end, growth, fitted growth, limit."""
     for name, figures in grown.items():
         for column, words, judged in _FIGURES:
             figure = figures[column]

@@ -1,15 +1,15 @@
-"""What fails a soak, and the figures that say so.
+"""Decides whether a soak failed, and computes the figures for it.
 
-Every sample is taken at rest: no work is under way, Java has collected its garbage, and the C library
-has given free memory back. What is private to a process then is what it keeps. Java's heap has one
-size and is touched from the beginning, so that its contents are judged by a figure of their own.
+Every sample is taken at rest: no commands run, Java has collected its garbage, and the C library has
+returned free memory. The private memory of a process is then what it keeps. Java's heap has a fixed
+size and is touched at the start, so its contents have a figure of their own.
 
-A figure is compared between the first and the last third of the time after the warm-up, by their
-medians: what the JVM's compilers take for a moment, and which blocks threads happen to keep for their
-next response, does not move a median much, a step or a slope does. Beside it stands the slope that
-fits best (Theil-Sen: the median of the slopes between samples), times the duration, for growth that
-goes on evenly. Either one above the limit fails. Of threads and descriptors the fewest of the first
-third and of the last tenth are compared: what comes and goes does not count, what stays does.
+The medians of a figure in the first and the last third of the time after the warm-up are compared. A
+median hardly moves by short peaks, such as memory of the JVM's compilers or the blocks that threads
+keep for their next response. It does move by a step or a slope. For steady growth there is a second
+figure: the slope that fits best (Theil-Sen: the median of the slopes between samples), times the
+duration. The soak fails if either one is above the limit. For threads and descriptors, the lowest
+counts of the first third and of the last tenth are compared, so short-lived ones do not count.
 """
 import statistics
 
@@ -26,7 +26,7 @@ def _after(rows, name, warm_up):
 
 
 def _part(rows, share, last=False):
-    """The first or the last of so many equal parts; at least one row."""
+    """The first or the last of `share` equal parts; at least one row."""
     size = max(1, len(rows) // share)
     return rows[-size:] if last else rows[:size]
 
@@ -36,7 +36,7 @@ def can_judge(rows, name, warm_up):
 
 
 def base(rows, name, column, warm_up):
-    """The median right after the warm-up; of all there is where the soak is shorter."""
+    """The median right after the warm-up; of all rows if the soak is shorter."""
     chosen = _part(_after(rows, name, warm_up), THIRDS) or _after(rows, name, 0)
     return statistics.median([row[column] for row in chosen] or [0])
 
@@ -49,7 +49,7 @@ def _slope(points):
 
 
 def figure(rows, name, column, warm_up):
-    """Median after the warm-up and at the end, growth between them, and by the slope that fits."""
+    """Medians after the warm-up and at the end, the growth between them, and the fitted growth."""
     after = _after(rows, name, warm_up)
     first = statistics.median(row[column] for row in _part(after, THIRDS))
     last = statistics.median(row[column] for row in _part(after, THIRDS, last=True))
@@ -66,7 +66,7 @@ def count(rows, name, column, warm_up):
 
 
 def growth(rows, names, warm_up):
-    """{process: {column: figures}} for a soak that outlasted its warm-up."""
+    """{process: {column: figures}} of a soak that is longer than its warm-up."""
     return {name: {**{column: figure(rows, name, column, warm_up)
                       for column in (MEMORY, "java_heap", "malloc_used", "outside_jvm_malloc",
                                      "jvm_committed", "working_rss")},

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs the built soak and judges it. scripts/soak builds and calls this."""
+"""Runs the built soak and judges it. scripts/soak builds it and calls this."""
 import argparse
 import csv
 import os
@@ -25,16 +25,16 @@ PROGRAMS = ("host", "java")
 def parse():
     parser = argparse.ArgumentParser(prog="scripts/soak", description=__doc__.split(".")[0] + ".")
     length = parser.add_mutually_exclusive_group()
-    length.add_argument("--minutes", type=float, default=60, help="how long; 60 unless given")
+    length.add_argument("--minutes", type=float, default=60, help="duration; default 60")
     length.add_argument("--seconds", type=float)
     parser.add_argument("--warm-up", type=float, default=USUAL_WARM_UP, metavar="SECONDS",
-                        help="growth counts from then on; 300 unless given. A soak that does not last "
-                        "longer is not judged by growth")
+                        help="time before growth counts; default 300. A shorter soak is not judged "
+                        "by growth")
     parser.add_argument("--interval", type=float, default=5, metavar="SECONDS", help="between samples")
-    parser.add_argument("--write-docs", action="store_true", help="writes docs/soak.md and docs/soak.svg")
+    parser.add_argument("--write-docs", action="store_true", help="also writes docs/soak.md and docs/soak.svg")
     parser.add_argument("--build", required=True, help=argparse.SUPPRESS)
     parser.add_argument("--output", help=argparse.SUPPRESS)
-    # What the soak is to notice, planted to test it: any of memory, thread, descriptor, answer.
+    # Plants a fault that the soak must detect, to test it: any of memory, thread, descriptor, answer.
     parser.add_argument("--plant", default="none", help=argparse.SUPPRESS)
     options = parser.parse_args()
     options.length = options.seconds if options.seconds is not None else options.minutes * 60
@@ -42,7 +42,7 @@ def parse():
 
 
 class Run:
-    """One soak: its samples, and what went wrong."""
+    """One soak: its samples and failures."""
 
     def __init__(self, options, java_home):
         self._options = options
@@ -98,7 +98,7 @@ class Run:
         soak.resume()
 
     def _jvm_growth(self):
-        """{process: {category: KiB}} of what the JVMs committed since the warm-up, where it changed."""
+        """{process: {category: KiB}}: changes of the JVMs' committed memory since the warm-up."""
         return {name: {category: last - first.get(category, [0])[0]
                        for category, (last, _) in self._jvm_last[name].items()
                        if last != first.get(category, [0])[0]}

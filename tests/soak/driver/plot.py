@@ -9,7 +9,7 @@ _COLORS = ("#0b6e99", "#b8421e", "#4b8b3b", "#8a5aab")
 
 
 def _step(span, most):
-    """A round distance of ticks, of which at most so many fit into the span."""
+    """A round distance between ticks, so that at most `most` fit into the span."""
     raw = max(span / most, 1e-9)
     power = 10 ** math.floor(math.log10(raw))
     return next(factor * power for factor in (1, 2, 5, 10) if factor * power >= raw * 0.999)

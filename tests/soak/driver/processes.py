@@ -1,4 +1,4 @@
-"""The four processes of a soak, and what they tell of themselves."""
+"""The four processes of a soak, and the figures that they report."""
 import json
 import os
 import pathlib
@@ -6,8 +6,8 @@ import signal
 import subprocess
 import time
 
-# A heap of one size that is touched before it is used keeps Java's own growth out of the figures;
-# so does a fixed number of compiler threads with that of threads. One collector thread is enough.
+# Keeps the JVM's own growth out of the figures: the heap has a fixed size and is touched at the start,
+# the number of compiler threads is fixed, and there is one collector thread.
 JAVA_OPTIONS = ("-Xms64m -Xmx64m -XX:+AlwaysPreTouch -XX:+UseSerialGC -XX:NativeMemoryTracking=summary "
                 "-XX:-UseDynamicNumberOfCompilerThreads -XX:-UsePerfData")
 PATIENCE_SECONDS = 120
@@ -16,11 +16,11 @@ NAMES = ("host", "java", "server-cpp", "server-jvm")
 
 
 class Ended(Exception):
-    """A process ended, or does not answer, though it should."""
+    """A process ended or does not answer, unexpectedly."""
 
 
 class Process:
-    """A child with files for its output; it dies with this process."""
+    """A child process whose output goes to files. It is killed if this process dies."""
 
     def __init__(self, name, command, directory, environment):
         self.name = name
@@ -40,7 +40,7 @@ class Process:
         return self.child.pid
 
     def line_with(self, mark):
-        """The next line with this mark, without what stands before it."""
+        """The text behind `mark` in the next line that has it."""
         mark, deadline = mark.encode(), time.monotonic() + PATIENCE_SECONDS
         while time.monotonic() < deadline:
             self._begun += self._read.readline()
@@ -65,7 +65,7 @@ class Process:
             pass  # line_with tells why
 
     def end(self, patience):
-        """The exit code; None where it had to be killed."""
+        """The exit code; None if it had to be killed."""
         try:
             return self.child.wait(patience)
         except subprocess.TimeoutExpired:
@@ -114,7 +114,7 @@ class Soak:
         environment.update({
             "JAVA_HOME": java_home,
             "JAVA_TOOL_OPTIONS": JAVA_OPTIONS + (" --enable-native-access=ALL-UNNAMED" if modern else ""),
-            # One arena: of others malloc_trim, which comes before each sample, gives back only part.
+            # malloc_trim, called before each sample, returns only a part of further arenas.
             "MALLOC_ARENA_MAX": "1",
             "FERROLINK_HOME": str(self._build),
             "FERROLINK_LOGGING_LEVEL": "off",
@@ -134,8 +134,8 @@ class Soak:
         return server.line_with(" listens on ").split(" ")[0].split(":")[1]
 
     def quiesce(self):
-        """Holds the work back; what the processes tell, by name, and what the programs have done. All
-        programs rest before one is asked: the servers work for both."""
+        """Pauses the work. Returns ({process: figures}, {program: counts}). All programs rest before the
+        first one is asked, because the servers work for both."""
         programs = [self.processes[name] for name in ("host", "java")]
         for program in programs:
             program.order("rest")
@@ -152,7 +152,7 @@ class Soak:
             self.processes[name].order("go")
 
     def end(self):
-        """{name: exit code}, of processes that ended otherwise than they should."""
+        """{name: exit code} of the processes that did not end with 0."""
         for name in ("host", "java"):
             if name in self.processes:
                 self.processes[name].order("end")

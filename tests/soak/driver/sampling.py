@@ -1,4 +1,4 @@
-"""One sample: what the kernel, the C library and the JVM say of a process at rest."""
+"""One sample: figures of the kernel, the C library and the JVM for a process at rest."""
 import os
 import re
 import time
@@ -17,15 +17,15 @@ def _smaps(pid):
 
 
 def _jvm(figures):
-    """What native memory tracking accounts for; without a JVM nothing."""
+    """The totals of native memory tracking; 0 without a JVM."""
     categories = figures.get("jvm", {})
     return {"jvm_committed": sum(committed for committed, _ in categories.values()) << 10,
             "jvm_malloc": sum(malloc for _, malloc in categories.values()) << 10}
 
 
 def _fewest(directory):
-    """How many entries, not counting those that are just going: a server notices a little later that
-    a client has gone."""
+    """The number of entries; the lowest of several reads, because a server notices only a little later
+    that a client has gone."""
     fewest = len(os.listdir(directory))
     for _ in range(READS - 1):
         time.sleep(PAUSE_SECONDS)
@@ -39,8 +39,8 @@ def resident(pid):
 
 
 def take(seconds, name, pid, working, figures, program):
-    """A row of samples.csv. `working` is the resident memory before the work was held back, `figures`
-    are the process's own, `program` what it has done, if it is one of the two programs."""
+    """A row of samples.csv. `working` is the resident memory before the pause. `figures` are the
+    process's own report. `program` holds the counts of one of the two programs, else it is empty."""
     row = {"seconds": round(seconds, 1), "process": name, "working_rss": working, **_smaps(pid),
            **_jvm(figures)}
     row["malloc_used"] = figures["heap"]["used"]

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""What the judge of a soak lets pass, and what it does not: on samples made here."""
+"""Tests of the judge of a soak, on generated samples."""
 import random
 import unittest
 

@@ -21,7 +21,7 @@ using Ferrolink::Cpp::ToBytes;
 using Ferrolink::Cpp::ToText;
 using Span = std::span<const std::uint8_t>;
 
-// Large enough to be noticed where replaced handlers are not destroyed.
+// Large enough to detect replaced handlers that are not destroyed.
 constexpr std::size_t kBallast = 64U << 10U;
 constexpr int kThreads = 3;
 
@@ -30,9 +30,8 @@ const Caller& SharedCaller() {
   return instance;
 }
 
-// What the process's C library has handed out, and what it keeps for later, in bytes. What it can
-// give back to the kernel it gives back: how much free memory it keeps depends on what was under
-// way on which threads, and hides what is not freed.
+// The bytes that the process's C library has allocated and those it keeps free. First returns free
+// memory to the kernel: its amount depends on earlier work of the threads, and would hide leaks.
 Bytes Heap(Span) {
   malloc_trim(0);
   const struct mallinfo2 info = mallinfo2();
@@ -40,7 +39,7 @@ Bytes Heap(Span) {
                  ",\"free\":" + std::to_string(info.fordblks) + "}");
 }
 
-// Registers "changing" anew and answers what it answers from now on.
+// Registers "changing" again and answers with its new answer.
 Bytes Replace(const Registrar& registrar) {
   static std::atomic<long> last{0};
   const Bytes generation = ToBytes(std::to_string(++last));
@@ -50,15 +49,15 @@ Bytes Replace(const Registrar& registrar) {
   return generation;
 }
 
-// Calls a Java handler: the length of its name, the name, its payload.
+// Calls a Java handler. The payload has the length of its name, the name, and its payload.
 Bytes Relay(Span payload) {
   const std::size_t length = payload[0];
   return SharedCaller().Call(Runtime::Jvm, ToText(payload.subspan(1, length)),
                              payload.subspan(1 + length));
 }
 
-// Threads that Java does not know call it; how many of them got their own bytes, or the first
-// error.
+// Calls it on threads that Java does not know. Answers how many of them got their own bytes, or the
+// first error.
 Bytes Threads(Span payload) {
   std::atomic<int> right{0};
   std::mutex mutex;

@@ -1,4 +1,4 @@
-"""How proofs of each kind are run. Each function takes a proof and returns its rows."""
+"""Runs proofs, with one function per kind. Each takes a proof and returns its rows."""
 import json
 import os
 import re
@@ -21,13 +21,13 @@ def _row(proof, outcome, seconds, figures=None, times=0, what=None, details=""):
 
 
 def _sentence(name):
-    """The words of a test's name; the list of tests in docs/testing.md has them in the same way."""
+    """The words of a test's name, spelt as scripts/list-tests prints them."""
     spaced = re.sub(r"(?<=[a-z0-9])(?=[A-Z])|(?<=[A-Z])(?=[A-Z][a-z])", " ", name)
     return spaced.lower().replace("/", ", ")
 
 
 def gtest(proof):
-    """A row for each test of the program that the filter chooses."""
+    """A row for each test of the program that matches the filter."""
     begin = time.monotonic()
     with tempfile.TemporaryDirectory() as directory:
         report = os.path.join(directory, "report.json")
@@ -60,7 +60,7 @@ def _of_test(proof, test, named):
 
 
 def _tests_of(proof):
-    """What ctest would run: (name, command, properties)."""
+    """The tests that ctest would run: (name, command, properties)."""
     listing = subprocess.run(
         ["ctest", "--test-dir", settings.tree(proof.tree), "-R", proof.tests, "--show-only=json-v1"],
         check=True, capture_output=True, text=True).stdout
@@ -70,8 +70,8 @@ def _tests_of(proof):
 
 
 def ctest(proof):
-    """One row: every test that the expression names, again and again. ctest only lists them: two of it
-    at once in one tree would write over each other's logs."""
+    """One row for the repeated runs of all tests that match the expression. ctest only lists the tests:
+    two runs of ctest in one tree would overwrite each other's logs."""
     if not proof.tests:
         return [_row(proof, "no test yet", 0)]
     begin = time.monotonic()
@@ -95,7 +95,7 @@ def ctest(proof):
 
 
 def _failure_of(proof, name, command, properties, left):
-    """What the test failed with; empty where it passed."""
+    """The failure's text; empty if the test passed."""
     if command is None:
         return f"{name} is not built"
     further = dict(entry.split("=", 1) for entry in properties.get("ENVIRONMENT", []))

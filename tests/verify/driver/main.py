@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""Runs the proofs that proofs.toml lists, two at a time, in trees that are built. scripts/verify builds
-them and calls this. Rows go to build/verify/results.json, and of a full run to docs/reliability.md."""
+"""Runs the proofs of proofs.toml, two at a time, in built trees. scripts/verify builds the trees and
+calls this. Writes rows to build/verify/results.json, and those of a full run to docs/reliability.md."""
 import argparse
 import os
 import re
@@ -8,7 +8,7 @@ import subprocess
 import sys
 import time
 
-import settings  # before machine, which it makes known
+import settings  # before machine, since it extends the path
 
 import document
 import machine
@@ -37,22 +37,21 @@ def facts():
 
 def arguments():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--only", metavar="PATTERN", help="proofs whose name, as --list prints it, matches; "
-                        "their rows take the place of those in build/verify/results.json")
+    parser.add_argument("--only", metavar="PATTERN", help="runs the proofs whose name, as --list prints it, "
+                        "matches; replaces their rows in build/verify/results.json")
     parser.add_argument("--list", action="store_true", help="prints the names and runs nothing")
-    parser.add_argument("--builds", action="store_true", help="prints trees, each with its targets, that "
-                        "have to be built for that, and runs nothing")
-    parser.add_argument("--quick", action="store_true", help="small counts, to see that the proofs can be "
+    parser.add_argument("--builds", action="store_true", help="prints the trees to build, each with its "
+                        "targets, and runs nothing")
+    parser.add_argument("--quick", action="store_true", help="small counts, to check that the proofs can "
                         "run; writes verify/quick.json in the release tree")
     parser.add_argument("--write-docs", action="store_true", help="with --only: writes docs/reliability.md "
                         "from all rows in build/verify/results.json")
-    parser.add_argument("--release", metavar="DIRECTORY", help="the tree to take for build/release")
+    parser.add_argument("--release", metavar="DIRECTORY", help="the tree to use as build/release")
     return parser.parse_args()
 
 
 def builds(chosen):
-    """Lines of a tree and its targets; no targets where all have to be built. The fuzz targets are built by
-    their own script."""
+    """Lines of a tree and its targets; no targets means all. scripts/fuzz builds the fuzz targets."""
     targets = {}
     for proof in chosen:
         if proof.kind != "fuzz":

@@ -1,4 +1,4 @@
-"""The proofs that proofs.toml lists."""
+"""Reads the proofs of proofs.toml."""
 import dataclasses
 import tomllib
 
@@ -7,7 +7,7 @@ import settings
 
 @dataclasses.dataclass
 class Proof:
-    """One entry, on one JDK and in one of its variants. proofs.toml says what the members mean."""
+    """One entry, on one JDK and in one variant. proofs.toml describes the members."""
 
     group: str
     what: str
@@ -27,7 +27,7 @@ class Proof:
     seconds: int = 0
 
     def targets(self):
-        """What has to be built in the tree; None for all of it."""
+        """The targets to build in the tree; None for all."""
         return self.built_by or ([self.program.rpartition("/")[2]] if self.program else None)
 
     def __str__(self):
@@ -56,7 +56,7 @@ def _of_entry(entry, jdks, quick):
 
 
 def load(quick):
-    """All of them, in the order of the file."""
+    """All proofs, in the order of the file."""
     with open(settings.PROOFS, "rb") as text:
         entries = tomllib.load(text)["proof"]
     jdks = settings.jdks()

@@ -1,4 +1,4 @@
-"""Rows, and the file that keeps them."""
+"""Rows of results, and the file that keeps them."""
 import dataclasses
 import json
 import os
@@ -8,19 +8,19 @@ PASSED = "passed"
 
 @dataclasses.dataclass
 class Row:
-    """One thing that was tried on one JDK. `outcome` is "passed" or says what went wrong."""
+    """The result of one attempt on one JDK. `outcome` is "passed" or the failure."""
 
     group: str
     what: str
     tree: str
-    jdk: str  # version; empty where no real JVM took part
+    jdk: str  # version; empty without a real JVM
     times: int  # how often it was tried
     outcome: str
     figures: dict
     seconds: float
     commit: str = ""
     date: str = ""
-    details: str = ""  # the begin of what a failure printed
+    details: str = ""  # the beginning of a failure's output
 
     @property
     def passed(self):
@@ -31,7 +31,7 @@ class Row:
 
 
 def read(path):
-    """(facts of the run, rows); of an empty run where there is no file."""
+    """(facts of the run, rows); both empty if there is no file."""
     if not os.path.exists(path):
         return {}, []
     with open(path, encoding="utf-8") as text:
@@ -49,7 +49,7 @@ def write(path, run, rows):
 
 
 def merged(old, new):
-    """The rows of `old` in their order, those tried again replaced, and the rest of `new`."""
+    """The rows of `old`, replaced by those of `new` with the same key, then the rest of `new`."""
     again = {row.key(): row for row in new}
     rows = [again.pop(row.key(), row) for row in old]
     return rows + list(again.values())

@@ -1,4 +1,4 @@
-"""Programs with a time limit that holds for what they start, too."""
+"""Runs programs with a time limit that includes their children."""
 import dataclasses
 import os
 import signal
@@ -8,7 +8,7 @@ import tempfile
 
 @dataclasses.dataclass
 class Ended:
-    exit_code: int  # as subprocess has it: negative for signals
+    exit_code: int  # negative for signals, as in subprocess
     timed_out: bool
     output: str
 
@@ -19,7 +19,7 @@ class Ended:
 
 
 def run(command, limit, environment, directory=None):
-    """Runs a program in a process group of its own, all of which is killed after `limit` seconds."""
+    """Runs a program in a process group of its own, and kills the group after `limit` seconds."""
     with tempfile.TemporaryFile() as output:
         with subprocess.Popen(command, env=environment, cwd=directory, stdin=subprocess.DEVNULL,
                               stdout=output, stderr=subprocess.STDOUT,
@@ -29,7 +29,7 @@ def run(command, limit, environment, directory=None):
                 timed_out = False
             except subprocess.TimeoutExpired:
                 timed_out = True
-            _kill_group(process.pid)  # what is left of it
+            _kill_group(process.pid)  # remaining children
         output.seek(0)
         return Ended(process.returncode, timed_out, output.read().decode(errors="replace"))
 

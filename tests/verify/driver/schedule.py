@@ -12,7 +12,7 @@ AT_ONCE = 2
 
 
 class Schedule:
-    """Runs proofs in their order, one that is to be alone when the ones before it have ended."""
+    """Runs proofs in order. A proof that must run alone waits for the end of those before it."""
 
     def __init__(self, commit):
         self._commit = commit
@@ -39,7 +39,7 @@ class Schedule:
         self.say(f"...      {proof}")
         try:
             rows = kinds.KINDS[proof.kind](proof)
-        except Exception:  # a proof that cannot be run is a row as well
+        except Exception:  # a proof that cannot run also gives a row
             rows = [results.Row(proof.group, proof.what, proof.tree, proof.jdk, 0, "could not be run", {},
                                 0, details=traceback.format_exc())]
         for row in rows:
@@ -56,7 +56,7 @@ class Schedule:
 
 
 def _batches(proofs):
-    """Lists of neighbours that may run at once."""
+    """Lists of consecutive proofs that may run at once."""
     batch = []
     for proof in proofs:
         if proof.alone and batch:

@@ -1,4 +1,4 @@
-"""Where things are, and what the programs find in their environment."""
+"""Paths of the driver, and the environment of the programs."""
 import json
 import os
 import re
@@ -51,7 +51,7 @@ def _of_preset(name):
 
 
 def environment(tree_name, java_home, further):
-    """For a program of that tree: what its test preset sets, the one JDK where one is named."""
+    """The environment for a program of that tree: its test preset's variables, and the JDK, if any."""
     kept = {name: value for name, value in os.environ.items()
             if not name.startswith(_NOT_FOR_PROGRAMS)}
     kept.update(_of_preset(tree_name))

@@ -8,9 +8,9 @@ import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.atomic.AtomicLong;
 
 /**
- * Threads that call C++ with payloads of all sizes, are called back, get exceptions and force
- * collections at once. Prints what JVM this is, how many calls, failures and collections there were,
- * and how many answers and failures were wrong.
+ * Threads call C++ with payloads of all sizes, are called back, get exceptions and force collections, all at
+ * once. Prints the JVM, the numbers of calls, failures and collections, and the number of wrong answers and
+ * failures.
  */
 public final class MixedCallers {
 
@@ -33,7 +33,7 @@ public final class MixedCallers {
         Ferrolink.onCommands();
     }
 
-    /** @param arguments the library with the handlers, and how many calls each thread makes */
+    /** @param arguments the library with the handlers, and the number of calls per thread */
     public static void main(String[] arguments) throws InterruptedException {
         MixedCallers callers = new MixedCallers(arguments[0]);
         int each = Integer.parseInt(arguments[1]);

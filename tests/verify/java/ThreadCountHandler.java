@@ -2,7 +2,7 @@ import com.ferrolink.core.receiver.CommandHandler;
 import java.lang.management.ManagementFactory;
 import java.nio.charset.StandardCharsets;
 
-/** Replies with the number of threads that the JVM knows, as digits. */
+/** Replies with the number of threads in the JVM, as digits. */
 public final class ThreadCountHandler implements CommandHandler {
 
     @Override

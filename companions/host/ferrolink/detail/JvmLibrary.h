@@ -45,7 +45,7 @@ struct JvmLibrary {
 inline JvmLibrary JvmLibraryOf(const std::string& object) {
   using GetCreated = std::int32_t(JavaVm**, std::int32_t, std::int32_t*);
   const LoadedObject opened(object);
-  auto* getCreated = opened.Function<GetCreated>("JNI_GetCreatedJavaVMs");
+  auto* getCreated = opened.Find<GetCreated>("JNI_GetCreatedJavaVMs");
   Dl_info origin{};
   if (getCreated == nullptr || dladdr(reinterpret_cast<void*>(getCreated), &origin) == 0) {
     return {};

@@ -29,7 +29,7 @@ class LoadedObject {
 
   /// A function of this object or of one that it depends on; null where there is none.
   template <class Function>
-  [[nodiscard]] Function* Function(const char* name) const {
+  [[nodiscard]] Function* Find(const char* name) const {
     return m_handle == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(m_handle, name));
   }
 

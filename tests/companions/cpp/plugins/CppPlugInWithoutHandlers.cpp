@@ -1,4 +1,4 @@
-// A shared library that is no plug-in. Tells by an environment variable that it was unloaded.
+// A shared library that is not a plug-in. It sets an environment variable when it is unloaded.
 #include <cstdlib>
 
 namespace {

@@ -6,7 +6,7 @@ import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
 import java.util.concurrent.atomic.AtomicInteger;
 
-/** Calls C++ functions behind a server, and prints what comes back. */
+/** Calls C++ functions behind a server, and prints the answers. */
 final class RemoteCalls {
 
     private static final int THREADS = 8;
@@ -14,7 +14,7 @@ final class RemoteCalls {
 
     private RemoteCalls() {}
 
-    /** @param arguments tcp or tls, address, port, and the port of a server that is not there */
+    /** @param arguments tcp or tls, address, port, and a port without a server */
     public static void main(String[] arguments) throws InterruptedException {
         boolean tls = arguments[0].equals("tls");
         try (Ferrolink cpp = peer(tls, arguments[1], Integer.parseInt(arguments[2]))) {

@@ -1,4 +1,4 @@
-// A handler that leaves a record of the commands that it was given, which survives its server.
+// A handler that records its commands; the record survives its server.
 #include <ferrolink/CppRuntime.h>
 
 #include <cstdlib>
@@ -18,7 +18,7 @@ Ferrolink::Tests::ExecutionRecord& Record() {
   return opened;
 }
 
-// Whatever becomes of the rest, the command has been executed.
+// Records first: the command has been executed, whatever happens to its answer.
 Bytes Count(std::span<const std::uint8_t> bytes) {
   const std::string payload = ToText(bytes);
   Record().Count(Ferrolink::Tests::NumberOf(payload));

@@ -18,15 +18,15 @@
 
 namespace Ferrolink::Tests {
 
-/// How often the command of each number was executed: a file that servers and their test have in
-/// memory together, and that stays when a server is killed. Any thread of any process.
+/// Counts the executions of each numbered command, in a file that servers and their test map into
+/// memory. The file survives a killed server. Thread-safe, also among processes.
 class ExecutionRecord {
  public:
   static constexpr std::size_t kNumbers = std::size_t{1} << 27U;
-  /// The environment variable in which servers find the path.
+  /// The environment variable with the path, for servers.
   static constexpr const char* kVariable = "TEST_EXECUTIONS";
 
-  /// Makes the file where it is not there yet.
+  /// Creates the file if it does not exist.
   explicit ExecutionRecord(const std::string& path) {
     const auto file =
         Ferrolink::Companions::FileDescriptor::Open(path.c_str(), O_RDWR | O_CREAT, 0600);
@@ -57,7 +57,7 @@ class ExecutionRecord {
   std::uint8_t* m_counts = nullptr;
 };
 
-/// What the handler "count" is sent: the number of the command, and `rest`.
+/// The payload for the handler "count": the number of the command, and `rest`.
 inline std::string CountedPayload(std::uint64_t number, std::string_view rest) {
   std::string payload;
   for (int shift = 0; shift < 64; shift += 8) {
@@ -74,7 +74,7 @@ inline std::uint64_t NumberOf(std::string_view payload) {
   return number;
 }
 
-/// What it answers: the second half of the payload, the first one, and a mark.
+/// Its answer: the second half of the payload, the first half, and a mark.
 inline std::string CountedAnswer(std::string_view payload) {
   const std::size_t half = payload.size() / 2;
   return std::string(payload.substr(half)).append(payload.substr(0, half)) + '!';

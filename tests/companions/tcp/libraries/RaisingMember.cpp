@@ -1,5 +1,5 @@
-// A member of the family that answers heartbeats, and raises or misbehaves otherwise, as the body
-// of the command says.
+// A member of the family that answers heartbeats. For other commands it raises an exception or
+// misbehaves, as the body says.
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>

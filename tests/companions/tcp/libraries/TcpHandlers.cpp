@@ -1,4 +1,4 @@
-// Handlers that the tests' server serves.
+// The handlers of the tests' server.
 #include <ferrolink/CppRuntime.h>
 #include <pthread.h>
 #include <unistd.h>
@@ -18,7 +18,8 @@ Bytes Echo(Span payload) {
   return {payload.begin(), payload.end()};
 }
 
-// Tells one pipe that it runs, and waits for the other. The payload is both paths, a line each.
+// Writes to one pipe that it runs, and waits for the other. The payload has both paths, one per
+// line.
 Bytes Wait(Span payload) {
   const std::string paths = ToText(payload);
   const auto end = paths.find('\n');

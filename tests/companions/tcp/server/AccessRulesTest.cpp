@@ -1,4 +1,4 @@
-// Who may call what: rules, the names in certificates, and what the gate makes of a command.
+// Access rules: the names in certificates, and the gate's verdict on a command.
 #include "companions/tcp/server/AccessRules.h"
 
 #include <gmock/gmock.h>
@@ -25,7 +25,7 @@ AccessRules::Admission Admitted(AccessRules& rules, const std::string& subject,
   return rules.Admit({"127.0.0.1", subject, std::move(names)});
 }
 
-// The rules as a text; those of a document must outlive nothing.
+// Rules from a text. They do not refer to the parsed document.
 std::unique_ptr<AccessRules> RulesOf(const std::string& text) {
   const nlohmann::json document = ParseJson(text);
   return std::make_unique<AccessRules>(JsonNode(document));
@@ -275,8 +275,9 @@ TEST(CommandGate, RefusesToLoadUnlessItIsAllowed) {
 TEST(CommandGate, RefusesObjectsUnlessTheyAreAllowed) {
   ServerOptions options;
   constexpr const char* kRefusal =
-      "This server lets its clients use no objects, since whoever can do that can run any code. "
-      "Start it with --allow-objects where that is meant.";
+      "This server allows its clients no typed calls, because these can run any code. Start it "
+      "with "
+      "--allow-objects to allow them.";
   const std::vector<std::vector<std::uint8_t>> requests = {
       Command(2, Call("objects")), Command(3, std::string(kTime) + Call("objects")),
       Command(2, Call("objects-1")), Command(3, std::string(kTime) + Call("objects-"))};
@@ -315,7 +316,7 @@ TEST(CommandGate, HoldsCommandsAgainstTheRules) {
             "The rules of this server do not let CN=a call 'other\\n'.");
   EXPECT_EQ(WhyRefused(Command(3, std::string(kTime) + Call("digest")), options, client),
             "The rules of this server do not let CN=a call 'digest'.");
-  // What has no name, or is of a kind that nobody knows, could do anything.
+  // A command without a name, or of an unknown type, could do anything.
   for (const int type : {0, 2, 3, 4, 255}) {
     EXPECT_EQ(WhyRefused(Command(static_cast<std::uint8_t>(type), ""), options, client),
               "The rules of this server allow calls of handlers, not commands of type " +

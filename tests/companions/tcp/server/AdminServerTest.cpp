@@ -1,4 +1,4 @@
-// What monitors and load balancers are served over HTTP, also beside peers without manners.
+// The HTTP service for monitors and load balancers, also with misbehaving peers.
 #include "companions/tcp/server/AdminServer.h"
 
 #include <arpa/inet.h>
@@ -134,7 +134,7 @@ TEST(AdminServer, DoesNotResetAPeerThatSaysMoreThanIsRead) {
   const FileDescriptor talkative = ConnectedTo(server);
   SendTo(talkative, "GET /livez HTTP/1.1\r\nX: " + std::string(20'000, 'x'));
   EXPECT_EQ(ReceiveAll(talkative), Response("400 Bad Request", "This is no request of HTTP/1.\n"));
-  // A reset would be the answer to the first of these, and could take the response away.
+  // A reset would answer the first of these, and could destroy the response.
   SendTo(talkative, "more");
   SendTo(talkative, "more");
 }
@@ -150,7 +150,7 @@ TEST(AdminServer, IsNotBlockedByPeersThatSayNothing) {
     SendTo(silent.back(), i % 2 == 0 ? "" : "GET /livez HTTP/1.1\r\nHost:");
   }
   EXPECT_EQ(get(server, "/readyz"), Response("200 OK", "ready\n"));
-  // The oldest have made room; the youngest are still served.
+  // The oldest were closed; the youngest are still served.
   EXPECT_EQ(ReceiveAll(silent.front()), "");
   SendTo(silent.back(), " x\r\n\r\n");
   EXPECT_EQ(ReceiveAll(silent.back()), Response("200 OK", "live\n"));
@@ -183,7 +183,7 @@ TEST(AdminServer, AnswersProbesWhileMetricsAreBeingWritten) {
   writing.wait();
   const FileDescriptor second = ConnectedTo(server);
   SendTo(second, "GET /metrics HTTP/1.1\r\n\r\n");
-  // Answered after the second request has been taken, which came before.
+  // The answer implies that the second request, which came before, has been accepted.
   EXPECT_EQ(get(server, "/readyz"), Response("200 OK", "ready\n"));
   EXPECT_EQ(get(server, "/livez"), Response("200 OK", "live\n"));
   go.count_down();

@@ -1,4 +1,4 @@
-// What a certificate says about who shows it.
+// The identity in a certificate.
 #include "companions/tcp/server/ClientIdentity.h"
 
 #include <gmock/gmock.h>
@@ -30,7 +30,7 @@ Shown CertificateOf(const Names& subject) {
   return made;
 }
 
-// Names are given as bytes, which no configuration of OpenSSL could express.
+// Adds names as bytes, which no configuration of OpenSSL could express.
 void AddNames(X509* certificate, const std::vector<std::pair<int, std::string>>& names) {
   GENERAL_NAMES* all = GENERAL_NAMES_new();
   for (const auto& [type, value] : names) {

@@ -23,7 +23,7 @@ PROCESS_CASE(asksForTheHeapOfAJvm) {
   Report(JvmHeap().has_value() ? "a heap without a JVM" : "none");
   Ferrolink::Host::Host host;
   host.Heartbeat();
-  // On a thread that the JVM does not know, and that may end.
+  // Runs on a thread that the JVM does not know, and that may end.
   std::thread([] {
     const auto heap = JvmHeap().value();
     Report(static_cast<long>(heap.most / kMebibyte));
@@ -47,7 +47,7 @@ TEST(JvmHeap, IsThatOfTheProcessesJvm) {
                            {"JAVA_TOOL_OPTIONS", "-Xms48m -Xmx96m -XX:+UseParallelGC"}};
     const CaseResult result = RunCase("asksForTheHeapOfAJvm", tree, options);
     EXPECT_EQ(result.exitCode, 0) << result.err;
-    // Of the 96 MiB one survivor space cannot be used.
+    // One survivor space of the 96 MiB cannot be used.
     ASSERT_EQ(result.report.size(), 4U);
     EXPECT_EQ(result.report[0], "none");
     EXPECT_GE(std::stol(result.report[1]), 80);

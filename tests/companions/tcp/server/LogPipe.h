@@ -16,7 +16,7 @@ namespace Ferrolink::Tests {
 
 using Ferrolink::Companions::FileDescriptor;
 
-/// A pipe that stands for standard error.
+/// A pipe that replaces standard error.
 class LogPipe {
  public:
   LogPipe() {
@@ -30,7 +30,7 @@ class LogPipe {
   void CloseReadingEnd() { m_reading = FileDescriptor(); }
   void CloseWritingEnd() { m_writing = FileDescriptor(); }
 
-  /// Leaves no room.
+  /// Fills the pipe.
   void Fill() const {
     fcntl(WritingEnd(), F_SETPIPE_SZ, 4096);
     const int flags = fcntl(WritingEnd(), F_GETFL);
@@ -40,7 +40,7 @@ class LogPipe {
     fcntl(WritingEnd(), F_SETFL, flags);
   }
 
-  /// What comes, without what fill has put in, until `mark` has come, or the end.
+  /// The bytes, without those of Fill, up to `mark` or to the end.
   std::string ReadUntil(std::string_view mark) {
     std::array<char, 4096> block{};
     while (mark.empty() || m_text.find(mark) == std::string::npos) {
@@ -54,7 +54,7 @@ class LogPipe {
     return m_text;
   }
 
-  /// All lines; nobody may write any more.
+  /// All lines. Precondition: nobody writes any more.
   std::vector<std::string> Lines() {
     CloseWritingEnd();
     std::vector<std::string> all;

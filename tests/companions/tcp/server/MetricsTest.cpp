@@ -1,4 +1,4 @@
-// What the server counts, as the text that monitors read.
+// The server's counters as the text for monitors.
 #include "companions/tcp/server/Metrics.h"
 
 #include <gmock/gmock.h>
@@ -18,7 +18,7 @@ using std::chrono::microseconds;
 using testing::HasSubstr;
 using testing::Not;
 
-// The lines that begin so.
+// The lines that begin with `start`.
 std::vector<std::string> Samples(const Metrics& metrics, const std::string& start) {
   std::vector<std::string> found;
   std::istringstream text(metrics.Text());
@@ -36,7 +36,7 @@ void CallOnce(Metrics& metrics, std::string_view handler, CallResult result = Ca
   metrics.CallEnded(handler, result, duration);
 }
 
-// The "handler" of each series, once.
+// The distinct "handler" labels.
 std::set<std::string> HandlersIn(const Metrics& metrics) {
   std::set<std::string> names;
   for (const std::string& line : Samples(metrics, "ferrolink_server_call_seconds_count{")) {

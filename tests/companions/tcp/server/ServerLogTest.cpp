@@ -1,4 +1,4 @@
-// The server's log, on a pipe in place of standard error.
+// The server's log, with a pipe as standard error.
 #include "companions/tcp/server/ServerLog.h"
 
 #include <gmock/gmock.h>
@@ -36,7 +36,7 @@ std::vector<std::string> LinesOf(LogFormat format, const std::vector<LogEvent>& 
   return pipe.Lines();
 }
 
-// How many lines a text says are lost.
+// The number of lost lines that a text reports.
 std::uint64_t LostIn(const std::string& text) {
   std::uint64_t lost = 0;
   constexpr std::string_view kMark = "lost reason=\"";
@@ -55,7 +55,7 @@ std::uint64_t EventsIn(const std::string& text) {
   return events;
 }
 
-// What every peer may send: quotes, backslashes, line ends, escapes of terminals, no UTF-8.
+// Bytes that any peer may send: quotes, backslashes, line ends, terminal escapes, invalid UTF-8.
 constexpr const char* kEvil = "\"x\\\n\r\x1b[2J\xff\xc2\x9b\xe2\x80\xae\x7f{}%s";
 
 }  // namespace
@@ -146,7 +146,7 @@ TEST(ServerLog, LosesTheOldestLinesWhereNobodyReadsAndSaysHowMany) {
   for (int i = 0; i < 20; ++i) {
     log->Info({.name = "accepted", .peer = "client " + std::to_string(i)});
   }
-  // One that the log's thread holds, and four that wait.
+  // One line held by the log's thread, and four in the queue.
   const std::uint64_t lost = log->Lost();
   EXPECT_TRUE(lost == 15 || lost == 16) << lost;
   const std::string text = pipe.ReadUntil("client 19\"\n");

@@ -1,4 +1,4 @@
-// Command line and configuration file of the server, and that the documentation knows all of it.
+// Command line and configuration file of the server, and their documentation.
 #include "companions/tcp/server/ServerOptions.h"
 
 #include <gmock/gmock.h>
@@ -41,7 +41,7 @@ std::string RefusalOf(std::vector<std::string> arguments) {
   }
 }
 
-// With the option that must be there.
+// Adds the required option.
 std::string Refusal(std::vector<std::string> arguments) {
   arguments.insert(arguments.end(), {"--runtime", "cpp"});
   return RefusalOf(std::move(arguments));

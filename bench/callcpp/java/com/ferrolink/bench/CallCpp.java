@@ -11,7 +11,7 @@ import java.util.Arrays;
 import java.util.List;
 import java.util.function.Function;
 
-/** Java calls C++ in the same process: through the library, by hand, and by what others use. */
+/** Java calls C++ in the same process: through the library, by hand, and through other bridges. */
 public final class CallCpp {
 
     private final Options options;
@@ -58,7 +58,7 @@ public final class CallCpp {
     }
 
     private static List<Contender> calls() {
-        // The first command settles which runtime drives the process.
+        // The first command fixes which runtime drives the process.
         Ferrolink cpp = Ferrolink.inMemory(RuntimeId.CPP);
         cpp.loadLibrary(System.getProperty("bench.plugIn"));
         return Arrays.asList(

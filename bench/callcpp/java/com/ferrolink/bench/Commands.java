@@ -6,7 +6,7 @@ final class Commands {
     static final int GO = 1;
     static final int CPP = 8;
 
-    /** Values of the byte that tells the echo sibling what to do. */
+    /** Values of the byte that selects what the echo sibling does. */
     static final int ANSWER_ITSELF = 0;
     static final int THROUGH_LIBRARY = 2;
     static final int THROUGH_HAND_WRITTEN = 3;
@@ -39,7 +39,7 @@ final class Commands {
         return command;
     }
 
-    /** How many bytes of such a command are the handler's. */
+    /** The number of payload bytes in such a command. */
     static int payloadOf(int size) {
         return size - ROUTE - ECHO.length;
     }

@@ -1,8 +1,8 @@
 package com.ferrolink.bench;
 
 /**
- * One way of having bytes echoed. Each has a class and a loop of its own, so that what the compiler
- * learns of one does not slow down another.
+ * One way to have bytes echoed. Each has a class and a loop of its own, so that the JIT compiler's profile of
+ * one does not slow down another.
  */
 abstract class Contender {
 
@@ -12,12 +12,12 @@ abstract class Contender {
         this.name = name;
     }
 
-    /** Makes the command for calls of so many bytes. */
+    /** Prepares a command of that many bytes. */
     abstract void prepare(int size);
 
-    /** Makes that many calls. */
+    /** Makes that many calls with the prepared command. */
     abstract void run(long calls) throws Throwable;
 
-    /** Whether the last call brought back what it sent. */
+    /** Whether the last answer equals the command. */
     abstract boolean answeredRight();
 }

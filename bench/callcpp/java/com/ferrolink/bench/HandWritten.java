@@ -1,6 +1,6 @@
 package com.ferrolink.bench;
 
-/** JNI as one would write it by hand for the echo sibling. */
+/** JNI written by hand for the echo sibling. */
 final class HandWritten {
 
     static {
@@ -13,13 +13,13 @@ final class HandWritten {
 
     private static native void open(String sibling);
 
-    /** What the sibling's answers of round trips come from: an object with {@code apply(Object)}. */
+    /** The callback that answers in round trips: an object with {@code apply(Object)}. */
     static native void setCallback(Object callback);
 
     static native int sendCommand(byte[] command);
 
     static native int readResponse(byte[] buffer);
 
-    /** The answer to the command, by the least number of JNI calls and copies. */
+    /** The answer to the command, with the fewest JNI calls and copies. */
     static native byte[] call(byte[] command);
 }

@@ -4,13 +4,13 @@ import com.ferrolink.Ferrolink;
 import com.ferrolink.core.transmitter.TransmitterWrapper;
 import java.util.Arrays;
 
-/** The library's contenders and those by hand. */
+/** The contenders that use the library, and those written by hand. */
 final class Natives {
 
     private Natives() {
     }
 
-    /** Two calls for a command, the answer in a buffer that is kept. */
+    /** Two calls per command. The buffer for the answer is reused. */
     private abstract static class Exchanging extends Contender {
         private final int route;
         byte[] command;
@@ -107,7 +107,7 @@ final class Natives {
         }
     }
 
-    /** The same by the interface that programs use; each answer is an array of its own. */
+    /** The same through the interface that programs use. Each answer is a new array. */
     static final class PublicInterface extends Contender {
         private final Ferrolink cpp;
         private byte[] payload;

@@ -4,7 +4,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 
-/** What the command line says: "--name value" pairs. */
+/** The command line: "--name value" pairs. */
 final class Options {
 
     int rounds = 100;

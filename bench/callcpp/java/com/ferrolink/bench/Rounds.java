@@ -8,7 +8,7 @@ import java.util.List;
 import java.util.Locale;
 import java.util.Random;
 
-/** Measures contenders against each other, as bench/harness/Rounds.h does and says why. */
+/** Compares contenders; bench/harness/Rounds.h explains the method. */
 final class Rounds {
 
     private static final double MILLISECOND = 1e6;
@@ -27,7 +27,7 @@ final class Rounds {
         this.nanoseconds = new double[contenders.size()][rounds];
     }
 
-    /** The first contender is the one that the others' ratios are to. */
+    /** The first contender is the baseline of the ratios. */
     static Rounds measure(String unit, int size, List<Contender> contenders, Options options)
             throws Throwable {
         Rounds result = new Rounds(unit, size, contenders, options.rounds);

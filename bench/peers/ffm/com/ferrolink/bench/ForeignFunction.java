@@ -9,7 +9,7 @@ import java.lang.foreign.ValueLayout;
 import java.lang.invoke.MethodHandle;
 import java.nio.file.Path;
 
-/** The JDK's foreign-function interface, with the bytes copied to native memory of the call's own. */
+/** The JDK's foreign-function interface. Each call copies the bytes to native memory that it allocates. */
 final class ForeignFunction extends EchoPeer {
 
     private static final MethodHandle ECHO = find();

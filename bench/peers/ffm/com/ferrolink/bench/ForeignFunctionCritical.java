@@ -5,8 +5,8 @@ import java.lang.foreign.MemorySegment;
 import java.lang.invoke.MethodHandle;
 
 /**
- * The same without a copy: the function works on the heap itself. It must not call Java, and no
- * collection can run until it returns.
+ * The same without a copy: the function accesses the Java heap. It must not call Java, and it blocks the
+ * garbage collector until it returns.
  */
 final class ForeignFunctionCritical extends EchoPeer {
 

@@ -2,7 +2,7 @@ package com.ferrolink.bench;
 
 import com.sun.jna.Native;
 
-/** JNA, native methods mapped directly. */
+/** JNA with directly mapped native methods. */
 final class JnaDirect extends EchoPeer {
 
     JnaDirect() {

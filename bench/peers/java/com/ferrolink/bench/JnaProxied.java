@@ -3,7 +3,7 @@ package com.ferrolink.bench;
 import com.sun.jna.Library;
 import com.sun.jna.Native;
 
-/** JNA, an interface that it implements. */
+/** JNA with a proxy for an interface. */
 final class JnaProxied extends EchoPeer {
 
     private final Functions functions = Native.load(LIBRARY, Functions.class);
@@ -19,7 +19,7 @@ final class JnaProxied extends EchoPeer {
         }
     }
 
-    /** Public, as JNA demands. */
+    /** JNA needs it public. */
     public interface Functions extends Library {
         int bench_echo(byte[] message, int length, byte[] answer);
     }

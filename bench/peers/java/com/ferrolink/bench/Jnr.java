@@ -4,7 +4,7 @@ import jnr.ffi.LibraryLoader;
 import jnr.ffi.annotations.In;
 import jnr.ffi.annotations.Out;
 
-/** JNR-FFI, an interface that it implements, with the copies in one direction that it needs. */
+/** JNR-FFI with a proxy for an interface, and copies in one direction only. */
 final class Jnr extends EchoPeer {
 
     private final Functions functions = LibraryLoader.create(Functions.class).load(LIBRARY);
@@ -20,7 +20,7 @@ final class Jnr extends EchoPeer {
         }
     }
 
-    /** Public, as JNR demands. */
+    /** JNR-FFI needs it public. */
     public interface Functions {
         int bench_echo(@In byte[] message, int length, @Out byte[] answer);
     }

@@ -1,6 +1,6 @@
 package com.ferrolink.core.receiver;
 
-/** Answers with the bytes that came: in the array that came, or, if the first body byte is 1, in a clone. */
+/** Echoes: answers with the received array, or with a clone if the first body byte is 1. */
 public final class Receiver {
     private static final int ANSWER = 11;
     private static final byte CLONE = 1;

@@ -2,7 +2,7 @@ package com.ferrolink.bench;
 
 import com.ferrolink.core.receiver.Receiver;
 
-/** From process start to the first answer where the program is Java itself. */
+/** Start-up of a Java program: from process start to the first answer. */
 public final class StartUp {
 
     private StartUp() {

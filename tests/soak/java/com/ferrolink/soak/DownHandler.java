@@ -5,7 +5,7 @@ import com.ferrolink.RuntimeId;
 import com.ferrolink.core.receiver.CommandHandler;
 import java.util.Arrays;
 
-/** Calls C++, which calls this again, until the depth in the payload is used up; each adds a letter. */
+/** Calls C++, which calls this handler again, to the depth in the payload. Each level adds a letter. */
 public final class DownHandler implements CommandHandler {
 
     @Override

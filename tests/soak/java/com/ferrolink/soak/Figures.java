@@ -10,7 +10,7 @@ import java.util.regex.Pattern;
 import javax.management.JMException;
 import javax.management.ObjectName;
 
-/** What this process uses, as a JSON object: of Java, of the JVM itself, of the C library's heap. */
+/** Memory figures of this process as a JSON object: of Java, of the JVM itself, of the C library's heap. */
 final class Figures {
 
     private static final Pattern CATEGORY =
@@ -39,7 +39,7 @@ final class Figures {
         return cpp;
     }
 
-    /** Category: committed and of that allocated with malloc, in KiB. */
+    /** By category: committed memory, and the part of it allocated with malloc, in KiB. */
     private static String jvm() {
         String text = nativeMemory();
         StringBuilder json = new StringBuilder();

@@ -1,13 +1,13 @@
 package com.ferrolink.soak;
 
-/** Holds the workers back while the process is looked at, as Gate.h does in C++. */
+/** Pauses the workers while a sample is taken, like Gate.h in C++. Thread-safe. */
 final class Gate {
 
     private int inside;
     private boolean closed;
     private boolean over;
 
-    /** Waits while the gate is closed. False once the work is over; leave() is not called then. */
+    /** Waits while the gate is closed. Returns false once the work is over; do not call leave() then. */
     synchronized boolean enter() throws InterruptedException {
         while (closed && !over) {
             wait();
@@ -23,7 +23,7 @@ final class Gate {
         }
     }
 
-    /** Returns when nobody is inside any more. */
+    /** Returns when no worker is inside. */
     synchronized void close() throws InterruptedException {
         closed = true;
         while (inside > 0) {

@@ -8,9 +8,9 @@ import java.util.ArrayList;
 import java.util.List;
 
 /**
- * The Java program of the soak: it calls C++ and servers, and is called back. Its standard input
- * commands it: "rest" holds the work back, "sample" prints the figures, "go" lets the work go on, "end"
- * and the end of the input end it.
+ * The Java program of the soak: it calls C++ and servers, and is called back. It takes orders from standard
+ * input: "rest" pauses the work, "sample" prints the figures, "go" resumes the work, "end" or the end of the
+ * input ends the program.
  */
 public final class JavaSoak {
 
@@ -28,7 +28,7 @@ public final class JavaSoak {
         work = new Work(tally, tcpPort, tlsPort);
     }
 
-    /** @param arguments ports of the server with the C++ member and of the one with the JVM member */
+    /** @param arguments the port of the server with the C++ member, and that of the one with the JVM member */
     public static void main(String[] arguments) throws IOException, InterruptedException {
         new JavaSoak(Integer.parseInt(arguments[0]), Integer.parseInt(arguments[1])).run();
     }

@@ -3,7 +3,7 @@ package com.ferrolink.soak;
 import java.util.Arrays;
 import java.util.Random;
 
-/** Random payloads of 0 bytes to 1 MiB, small ones far more often, as Payloads.h. One thread each. */
+/** Random payloads of 0 bytes to 1 MiB, mostly small, like Payloads.h. Not thread-safe. */
 final class Payloads {
 
     private static final int LARGEST = 1 << 20;

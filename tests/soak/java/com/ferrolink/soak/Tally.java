@@ -6,7 +6,7 @@ import java.util.Map;
 import java.util.TreeMap;
 import java.util.stream.Collectors;
 
-/** What a soak has done, and what went wrong, as Tally.h in C++. Any thread. */
+/** Counts the commands and errors of a soak, like Tally.h in C++. Thread-safe. */
 final class Tally {
 
     private static final int TEXTS_KEPT = 10;
@@ -32,7 +32,7 @@ final class Tally {
         }
     }
 
-    /** The members of a JSON object, without braces. */
+    /** The counts as members of a JSON object, without braces. */
     synchronized String json() {
         return "\"commands\":" + object(commands) + ",\"errors\":" + object(errors) + ",\"wrong\":"
                 + wrong + ",\"texts\":"

@@ -3,7 +3,7 @@ package com.ferrolink.soak;
 import com.ferrolink.core.receiver.CommandHandler;
 import java.nio.charset.StandardCharsets;
 
-/** Throws, with the payload as the message. */
+/** Throws an exception with the payload as the message. */
 public final class ThrowHandler implements CommandHandler {
 
     @Override

@@ -13,8 +13,8 @@ import java.util.concurrent.CountDownLatch;
 import java.util.concurrent.atomic.AtomicLong;
 
 /**
- * The work of the Java program: one method for each kind, each called again and again on a thread of
- * its own, and each leaving nothing under way when it returns.
+ * The work of the Java program, one method per kind. Each is called repeatedly on a thread of its own. When it
+ * returns, none of its commands is running.
  */
 final class Work {
 
@@ -98,9 +98,9 @@ final class Work {
     }
 
     /**
-     * Small commands on each of many threads at once: blocks that the library keeps under the ids of
-     * ended threads have the same size afterwards, whatever those threads had read. A response that is
-     * not read leaves no block for the next one.
+     * Sends small commands on many threads at once. Afterwards the blocks that the library keeps under the ids
+     * of ended threads have one size, regardless of the earlier responses. An unread response leaves no block
+     * for the next one.
      */
     void settle() throws InterruptedException {
         CountDownLatch together = new CountDownLatch(SETTLERS);
@@ -143,8 +143,8 @@ final class Work {
     }
 
     /**
-     * In turn a listener of this program's own, and the installed handlers; they answer the same. Calls
-     * in between, so that replacing stays an event among many.
+     * Alternates between a listener of this program and the installed handlers, which give the same answers.
+     * Calls in between, so that replacing stays rare.
      */
     void replaceListener(Payloads payloads) {
         long number = listeners.incrementAndGet();
@@ -161,8 +161,8 @@ final class Work {
     }
 
     /**
-     * Whether a call back into Java came in the moment between two listeners: the old one is dropped
-     * before the new one is there, and commands fail with this code meanwhile.
+     * Whether a callback into Java arrived between two listeners. The old one is removed before the new one is
+     * set, and commands in between fail with this code.
      */
     boolean cameBetweenListeners(RuntimeException failure) {
         if (!String.valueOf(failure.getMessage()).contains("JVM Launcher: Exception code 032.")) {

@@ -5,8 +5,8 @@ import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
 
 /**
- * A Java side that calls C++ handlers: "down" with a depth above 0 goes on in the C++ handler "down";
- * "relay" forwards its payload as a whole command and answers the whole reply.
+ * A Java side that calls C++ handlers. "down" with a depth above 0 calls the C++ handler "down". "relay"
+ * sends its payload as a whole command and answers the whole reply.
  */
 public final class Receiver {
 
