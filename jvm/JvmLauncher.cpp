@@ -185,12 +185,12 @@ void JvmLauncher::StartJvm() {
     m_errors.Raise("018. JVM not initialized");
   }
   m_libraries.BuildOptions(m_finder.RuntimePath());
-  JvmInstance::RunStartUpThread([this] { CreateJavaVm(this); });
+  JvmInstance::RunStartUpThread([this] { createJavaVM(this); });
   m_libraries.ReleaseOptions();
   m_jvm.AttachStartingThread();
 }
 
-void CreateJavaVm(JvmLauncher* launcher) {
+void createJavaVM(JvmLauncher* launcher) {
   launcher->m_jvm.Create(launcher->m_finder.CreateJavaVm(), launcher->m_libraries.Arguments());
   launcher->HandleLaunchJvmError();
 }

@@ -87,7 +87,7 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
   [[noreturn]] void HandleException(FerrolinkNativeException e);
 
  private:
-  friend FERROLINK_EXPORT void CreateJavaVm(JvmLauncher* launcher);
+  friend FERROLINK_EXPORT void createJavaVM(JvmLauncher* launcher);
 
   // Not inlined, so that SendCommand has no frame: it jumps to one of these or to the receiver.
   [[gnu::cold]] FERROLINK_LOCAL int SendUnprepared(std::uint8_t* message, int length);
@@ -113,6 +113,6 @@ class FERROLINK_EXPORT JvmLauncher : public Ferrolink::Native::Launcher::NativeL
 
 /// Body of the short-lived thread on which a launcher creates its JVM. A failure is raised here,
 /// where nothing catches it: it is logged and the process ends.
-FERROLINK_EXPORT void CreateJavaVm(JvmLauncher* launcher);
+FERROLINK_EXPORT void createJavaVM(JvmLauncher* launcher);
 
 #endif

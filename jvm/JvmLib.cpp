@@ -70,4 +70,4 @@ void AtStartUp() {
   Ferrolink::Native::AtStartUp();
 }
 
-void EmptyFunctionInNativeLib() {}
+void emptyFunctionInNativeLib() {}

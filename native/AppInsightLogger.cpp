@@ -26,7 +26,7 @@ void* OpenUtilsLibrary() {
 std::atomic<void*> AppInsightLogger::utilsLibraryInstance{nullptr};
 std::atomic<AppInsightLogger::LogMessageFunction*> AppInsightLogger::LogMessage_Fn{nullptr};
 
-int AppInsightLogger::Initialize() {
+int AppInsightLogger::initialize() {
   if (utilsLibraryInstance.load(std::memory_order_acquire) == nullptr) {
     void* handle = OpenUtilsLibrary();
     if (handle == nullptr) {
@@ -52,7 +52,7 @@ __attribute__((no_sanitize("null"))) int AppInsightLogger::LogMessage(std::strin
     return 0;
   }
   try {
-    Initialize();
+    initialize();
     if (LogMessageFunction* function = LogMessage_Fn.load(std::memory_order_acquire)) {
       function(first.c_str(), second.c_str(), third.c_str());
     }

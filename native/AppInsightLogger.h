@@ -17,7 +17,7 @@ class AppInsightLogger {
  public:
   /// Loads and resolves what is still missing. Returns 0 when the library is there, whether or not
   /// it has the entry point; 1 when it could not be loaded. What failed is tried again next time.
-  FERROLINK_EXPORT static int Initialize();
+  FERROLINK_EXPORT static int initialize();
 
   /// Hands the three texts on, unchanged and in order. Always returns 0. An event that arises on
   /// this thread while one is being handed on is dropped: it would never end.

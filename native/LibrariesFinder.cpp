@@ -64,7 +64,7 @@ std::string LibrariesFinder::getCurrentWorkingDirectory() {
 
 std::string LibrariesFinder::getThisLibraryPath() {
   Dl_info info{};
-  if (dladdr(reinterpret_cast<void*>(&EmptyFunctionInNativeLib), &info) == 0) {
+  if (dladdr(reinterpret_cast<void*>(&emptyFunctionInNativeLib), &info) == 0) {
     throw FerrolinkNativeException(
         "Ferrolink Native Exception: Exception code 002. \nError: " + Loader::ErrorText(),
         "Unknown");

@@ -8,7 +8,7 @@
 
 /// Does nothing. Its address certainly lies inside this library, so the loader can be asked for the
 /// library's own file by it. Each member of the family defines it in its entry layer.
-FERROLINK_EXPORT void EmptyFunctionInNativeLib();
+FERROLINK_EXPORT void emptyFunctionInNativeLib();
 
 namespace Ferrolink::Native::LibrariesFinder {
 

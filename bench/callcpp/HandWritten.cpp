@@ -98,7 +98,7 @@ HAND_WRITTEN(void, open)(JNIEnv* env, jclass /*self*/, jstring path) {
   using CreateReceiver = IReceiver*(RuntimeOperationMode);
   sibling = reinterpret_cast<CreateReceiver*>(dlsym(library, "CreateReceiver"))(
       RuntimeOperationMode::CalledRuntime);
-  reinterpret_cast<SetHandWritten*>(dlsym(library, "benchSetHandWritten"))(new JavaByHand);
+  reinterpret_cast<SetHandWritten*>(dlsym(library, "BenchSetHandWritten"))(new JavaByHand);
   env->GetJavaVM(&javaVm);
   byteArray = static_cast<jclass>(env->NewGlobalRef(env->FindClass("[B")));
 }

@@ -57,4 +57,4 @@ void AtStartUp() {
   Ferrolink::Native::AtStartUp();
 }
 
-void EmptyFunctionInNativeLib() {}
+void emptyFunctionInNativeLib() {}

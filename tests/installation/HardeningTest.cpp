@@ -102,7 +102,7 @@ TEST_P(Hardening, FunctionsCheckTheirStackAndTheSizesOfTheirBuffers) {
 // GCC records its options in the debugging information, one text for each set of them.
 #if !defined(__clang__)
 TEST_P(Hardening, EverySourceWasCompiledWithTheOptions) {
-  const std::string texts = m_file.section(".debug_str");
+  const std::string texts = m_file.Section(".debug_str");
   int compilations = 0;
   for (std::size_t start = 0; start < texts.size(); start = texts.find('\0', start) + 1) {
     const std::string text = texts.c_str() + start;

@@ -37,9 +37,9 @@ class ConfigurationMethod : public testing::TestWithParam<std::size_t> {
     m_options.environment["FAKE_CONFIGS_CALLS"] = CallsFile().string();
   }
 
-  [[nodiscard]] const Method& Method() const { return kMethods[GetParam()]; }
+  [[nodiscard]] const Method& GetMethod() const { return kMethods[GetParam()]; }
   [[nodiscard]] std::string Failed(const std::string& text) const {
-    return std::string(Method().failure) + ": " + text;
+    return std::string(GetMethod().failure) + ": " + text;
   }
   [[nodiscard]] std::string ConfigurationCalls() const {
     std::ostringstream text;
@@ -66,13 +66,13 @@ PROCESS_CASE(configure) {
 }
 
 TEST_P(ConfigurationMethod, HandsTheStringOnAndMakesNoRole) {
-  m_options.environment[std::string("FAKE_CONFIGS_") + Method().function] = "41";
+  m_options.environment[std::string("FAKE_CONFIGS_") + GetMethod().function] = "41";
   ExpectReport("configure", {"41", kStringCalls, "nothing", "1", "-1", "1"}, m_tree, m_options);
-  EXPECT_EQ(ConfigurationCalls(), std::string(Method().function) + "(/some text)\n");
+  EXPECT_EQ(ConfigurationCalls(), std::string(GetMethod().function) + "(/some text)\n");
 }
 
 TEST_P(ConfigurationMethod, TurnsAnErrorIntoItsOwnCodeAndReleasesTheCharacters) {
-  m_options.environment[std::string("FAKE_CONFIGS_THROW_") + Method().function] = "no such thing";
+  m_options.environment[std::string("FAKE_CONFIGS_THROW_") + GetMethod().function] = "no such thing";
   ExpectReport("configure", {Failed("no such thing"), kStringCalls, "nothing", "1", "-1", "1"},
                m_tree, m_options);
 }

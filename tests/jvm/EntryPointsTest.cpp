@@ -42,7 +42,7 @@ std::string Contents(const std::filesystem::path& file) {
 PROCESS_CASE(nothingCreated) {
   Report(GetReceiver() == nullptr);
   Report(GetJNIEnv() == nullptr);
-  EmptyFunctionInNativeLib();
+  emptyFunctionInNativeLib();
   Report(GetReceiver() == nullptr);
   Report(Mode());
 }
@@ -139,7 +139,7 @@ void CreateAgain(const char* first, const char* second, const char* third) {
 PROCESS_CASE(creationInsideCreation) {
   using Hook = void(const char*, const char*, const char*);
   void* utils = dlopen((CaseNativeDirectory() / "libUtils.so").c_str(), RTLD_NOW);
-  reinterpret_cast<void (*)(Hook*)>(dlsym(utils, "hookedUtils_setHook"))(&CreateAgain);
+  reinterpret_cast<void (*)(Hook*)>(dlsym(utils, "HookedUtilsSetHook"))(&CreateAgain);
   Report(ThrownBy([] { CreateReceiver(kNotSet); }));
   Report(GetReceiver() == nullptr);
   Report(Mode());

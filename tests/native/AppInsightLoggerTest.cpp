@@ -49,7 +49,7 @@ void ReportLoads() {
 PROCESS_CASE(logThree) {
   Report(AppInsightLogger::LogMessage("one", "two", "three"));
   Report(AppInsightLogger::LogMessage("", "line\nline", "\ttab"));
-  Report(AppInsightLogger::Initialize());
+  Report(AppInsightLogger::initialize());
   Report(AppInsightLogger::LogMessage("again", "", ""));
   ReportLoads();
 }
@@ -80,11 +80,11 @@ TEST(AppInsightLogger, LooksForAMissingEntryAgainButOpensTheLibraryOnce) {
 }
 
 PROCESS_CASE(utilsAppear) {
-  Report(AppInsightLogger::Initialize());
+  Report(AppInsightLogger::initialize());
   Report(AppInsightLogger::LogMessage("too", "early", ""));
   Ferrolink::Tests::AddLibraryNow(Argument(0), "libUtils.so");
   Report(AppInsightLogger::LogMessage("in", "good", "time"));
-  Report(AppInsightLogger::Initialize());
+  Report(AppInsightLogger::initialize());
   std::filesystem::remove(Utils());
   Report(AppInsightLogger::LogMessage("still", "there", ""));
   ReportLoads();
@@ -188,7 +188,7 @@ PROCESS_CASE(logWithoutOwnDirectory) {
   LoaderProbe::FailAddressLookups(true);
   LoaderProbe::SetErrorText(nullptr);
   Report(AppInsightLogger::LogMessage("one", "two", "three"));
-  Report(AppInsightLogger::Initialize());
+  Report(AppInsightLogger::initialize());
 }
 
 TEST(AppInsightLogger, RaisesNothingWhereTheLibraryDirectoryIsUnknown) {

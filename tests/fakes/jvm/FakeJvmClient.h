@@ -22,24 +22,24 @@ class FakeJvmClient {
     }
   }
 
-  FakeJvm::Script& Script() { return *Find<decltype(FakeJvmScript)>("fakeJvm_script")(); }
+  FakeJvm::Script& Script() { return *Find<decltype(FakeJvmScript)>("FakeJvmScript")(); }
 
   void Inject(const FakeJvm::Injection& injection) {
-    Find<decltype(FakeJvmInject)>("fakeJvm_inject")(&injection);
+    Find<decltype(FakeJvmInject)>("FakeJvmInject")(&injection);
   }
-  void ClearInjections() { Find<decltype(FakeJvmClearInjections)>("fakeJvm_clearInjections")(); }
+  void ClearInjections() { Find<decltype(FakeJvmClearInjections)>("FakeJvmClearInjections")(); }
 
   void FailCall(const FakeJvm::NumberedFault& fault) {
-    Find<decltype(FakeJvmFailCall)>("fakeJvm_failCall")(&fault);
+    Find<decltype(FakeJvmFailCall)>("FakeJvmFailCall")(&fault);
   }
   void InsideNewByteArray(const std::function<void()>& inside) {
-    Find<decltype(FakeJvmInsideNewByteArray)>("fakeJvm_insideNewByteArray")(&inside);
+    Find<decltype(FakeJvmInsideNewByteArray)>("FakeJvmInsideNewByteArray")(&inside);
   }
-  bool FailedCall() { return Find<decltype(FakeJvmFailedCall)>("fakeJvm_failedCall")(); }
+  bool FailedCall() { return Find<decltype(FakeJvmFailedCall)>("FakeJvmFailedCall")(); }
 
   std::vector<FakeJvm::Call> CallsByThread() {
     std::vector<FakeJvm::Call> calls;
-    Find<decltype(FakeJvmCalls)>("fakeJvm_calls")(&calls);
+    Find<decltype(FakeJvmCalls)>("FakeJvmCalls")(&calls);
     return calls;
   }
   std::vector<std::string> Calls() {
@@ -56,29 +56,29 @@ class FakeJvmClient {
     }
     return count;
   }
-  void ClearCalls() { Find<decltype(FakeJvmClearCalls)>("fakeJvm_clearCalls")(); }
+  void ClearCalls() { Find<decltype(FakeJvmClearCalls)>("FakeJvmClearCalls")(); }
 
   FakeJvm::Counts Counts() {
     FakeJvm::Counts counts;
-    Find<decltype(FakeJvmCounts)>("fakeJvm_counts")(&counts);
+    Find<decltype(FakeJvmCounts)>("FakeJvmCounts")(&counts);
     return counts;
   }
   std::vector<FakeJvm::Creation> Creations() {
     std::vector<FakeJvm::Creation> creations;
-    Find<decltype(FakeJvmCreations)>("fakeJvm_creations")(&creations);
+    Find<decltype(FakeJvmCreations)>("FakeJvmCreations")(&creations);
     return creations;
   }
   unsigned long CurrentThread() {
-    return Find<decltype(FakeJvmCurrentThread)>("fakeJvm_currentThread")();
+    return Find<decltype(FakeJvmCurrentThread)>("FakeJvmCurrentThread")();
   }
-  JavaVM* StartJvm() { return Find<decltype(FakeJvmStartJvm)>("fakeJvm_startJvm")(); }
-  void ReturnToJava() { Find<decltype(FakeJvmReturnToJava)>("fakeJvm_returnToJava")(); }
-  JavaVM* FirstJvm() { return Find<decltype(FakeJvmFirstJvm)>("fakeJvm_firstJvm")(); }
+  JavaVM* StartJvm() { return Find<decltype(FakeJvmStartJvm)>("FakeJvmStartJvm")(); }
+  void ReturnToJava() { Find<decltype(FakeJvmReturnToJava)>("FakeJvmReturnToJava")(); }
+  JavaVM* FirstJvm() { return Find<decltype(FakeJvmFirstJvm)>("FakeJvmFirstJvm")(); }
   void MakeCallback(jobject& object, jmethodID& method) {
-    Find<decltype(FakeJvmMakeCallback)>("fakeJvm_makeCallback")(&object, &method);
+    Find<decltype(FakeJvmMakeCallback)>("FakeJvmMakeCallback")(&object, &method);
   }
   jobject MakeObject(bool withApply) {
-    return Find<decltype(FakeJvmMakeObject)>("fakeJvm_makeObject")(withApply);
+    return Find<decltype(FakeJvmMakeObject)>("FakeJvmMakeObject")(withApply);
   }
 
   /// Nothing works any more after this.

@@ -56,7 +56,8 @@ final class HandleTable {
         int index = takeFree();
         Chunk chunk = chunks[index >>> CHUNK_BITS];
         int place = index & CHUNK_MASK;
-        chunk.objects.set(place, object);
+        // Before the handle: whoever gets that from this thread has synchronised with it.
+        chunk.objects.lazySet(place, object);
         return (long) chunk.generations.get(place) << Integer.SIZE | index;
     }
 
@@ -98,7 +99,8 @@ final class HandleTable {
                 || !chunk.generations.compareAndSet(place, generation, generation + 1)) {
             return false;
         }
-        chunk.objects.set(place, null);
+        // Before the slot is free again, which has a barrier of its own.
+        chunk.objects.lazySet(place, null);
         if (generation + 1 != 0) {
             giveFree((int) handle, chunk);
         }
@@ -163,7 +165,7 @@ final class HandleTable {
         long head;
         do {
             head = heads.get(list);
-            chunk.next.set(index & CHUNK_MASK, (int) head);
+            chunk.next.lazySet(index & CHUNK_MASK, (int) head);
         } while (!heads.compareAndSet(list, head, changed(head) | index + 1));
     }
 

@@ -19,9 +19,12 @@ final class ValueWriter {
     /** Behind so many bytes arrays in arrays are sent as objects: arrays that hold themselves grow fast. */
     private static final int MAXIMUM_NESTED = 64 << 20;
 
+    private static final long[] NONE = {};
+
     private final WireWriter wire;
     private final HandleTable handles;
-    private long[] made = new long[4];
+    /** Made with the first handle. */
+    private long[] made = NONE;
     private int madeCount;
 
     ValueWriter(WireWriter wire, HandleTable handles) {
@@ -83,7 +86,7 @@ final class ValueWriter {
     /** The handle alone. */
     void handle(Object object) {
         if (madeCount == made.length) {
-            made = Arrays.copyOf(made, 2 * madeCount);
+            made = Arrays.copyOf(made, 2 * madeCount + 2);
         }
         long handle = handles.add(object);
         made[madeCount++] = handle;

@@ -24,6 +24,7 @@ final class WireWriter {
         size = smaller;
     }
 
+    /** An array of exactly what was written. */
     byte[] toByteArray() {
         return size == bytes.length ? bytes : Arrays.copyOf(bytes, size);
     }
