@@ -163,7 +163,10 @@ PROBE(AnExceptionHasItsCauses,
     return "nothing thrown";
   } catch (const JavaException& e) {
     const std::optional<JavaException> cause = e.Cause();
-    const std::optional<JavaException> root = cause->Cause();
+    const std::optional<JavaException> root = cause ? cause->Cause() : std::nullopt;
+    if (!root) {
+      return "without cause";
+    }
     const std::string what = e.what();
     return Texts(cause->ClassName(), cause->Message(), root->ClassName(),
                  "[" + root->Message() + "]",

@@ -1,6 +1,5 @@
 // Runs the probes on every JDK.
-#include <map>
-#include <set>
+#include <algorithm>
 
 #include "tests/companions/objects/Probe.h"
 
@@ -28,8 +27,8 @@ PROCESS_CASE(runProbes) {
 
 void ExpectAll(const CaseResult& result) {
   ExpectEnded(result);
-  ASSERT_EQ(result.report.size(), Probes().size()) << result.err;
-  for (std::size_t index = 0; index < Probes().size(); ++index) {
+  EXPECT_EQ(result.report.size(), Probes().size()) << result.err;
+  for (std::size_t index = 0; index < std::min(result.report.size(), Probes().size()); ++index) {
     EXPECT_EQ(result.report[index],
               std::string(Probes()[index].name) + ": " + Probes()[index].expected);
   }
