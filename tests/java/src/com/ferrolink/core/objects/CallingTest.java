@@ -77,6 +77,10 @@ final class CallingTest {
         assertEquals('u', client.call(builder, "charAt", 2));
         assertEquals(0, client.call(client.make("java.lang.Integer", 3), "compareTo",
                 client.make("java.lang.Integer", 3)));
+        Handle open = client.make(FIXTURES + ".Open");
+        assertEquals("inherited", client.call(open, "inherited"));
+        String text = client.describe(open);
+        assertTrue(text.contains("\npublic " + FIXTURES + "$Open copy();\n"), text);
     }
 
     @Test

@@ -125,6 +125,25 @@ public final class Fixtures {
         }
     }
 
+    /** Its public methods are bridges in what extends it. */
+    abstract static class HiddenBase {
+        public String inherited() {
+            return "inherited";
+        }
+
+        public Object copy() {
+            return this;
+        }
+    }
+
+    /** Public, with methods of a class that is not. */
+    public static final class Open extends HiddenBase {
+        @Override
+        public Open copy() {
+            return new Open();
+        }
+    }
+
     /** An interface with a default method. */
     public interface Greeting {
         default String greet(String name) {
