@@ -19,6 +19,10 @@
 #include "native/interfaces/Runtime.h"
 #include "native/interfaces/RuntimeOperationMode.h"
 
+namespace Ferrolink::Objects::detail {
+struct PeerAccess;
+}
+
 namespace Ferrolink::Cpp {
 
 using Host::Deadline;
@@ -93,6 +97,7 @@ class Caller {
   }
 
  private:
+  friend struct Objects::detail::PeerAccess;
   using Transmitter = Native::Interfaces::ITransmitter;
   using Receiver = Native::Interfaces::IReceiver;
   using Mode = Native::Definitions::RuntimeOperationMode;
@@ -113,6 +118,8 @@ class Caller {
     }
     return transmitter;
   }
+
+  [[nodiscard]] Transmitter* Role() const { return m_transmitter; }
 
   // What starts a runtime stays bound to it, which a thread of one command must not be.
   void StartOnThisThread(Runtime target) const {

@@ -21,6 +21,8 @@
 #include "ferrolink/detail/ExceptionText.h"
 #include "ferrolink/detail/Exchange.h"
 #include "ferrolink/detail/Library.h"
+#include "ferrolink/detail/RegistrarTable.h"
+#include "ferrolink/detail/TypedHandler.h"
 
 /// Header-only helper for C++ programs and plug-in libraries whose functions other runtimes call.
 /// Needs C++20; nothing of the family is linked.
@@ -49,8 +51,6 @@ using Handler = std::function<Bytes(std::span<const std::uint8_t>)>;
 
 namespace detail {
 
-inline constexpr const char* kLibraryName = "libFerrolinkCppRuntimeNative.so";
-
 // Exceptions end here, so that a handler may come from any compiler's C++ library. A thread that is
 // being ended goes on ending; the C++ runtime then binds the reference to nothing, which the
 // undefined-behaviour sanitizer would report.
@@ -76,20 +76,6 @@ __attribute__((no_sanitize("null"))) inline std::int32_t CallHandler(void* conte
 
 inline void ReleaseHandler(void* context) {
   delete static_cast<Handler*>(context);
-}
-
-inline const ferrolink_registrar* OpenRegistrar(const std::filesystem::path& directory) {
-  const std::filesystem::path library = Host::detail::FindLibrary(directory, kLibraryName);
-  using GetRegistrar = std::remove_pointer_t<ferrolink_get_registrar_function>;
-  auto* getRegistrar = Host::detail::FunctionOf<GetRegistrar>(Host::detail::OpenLibrary(library),
-                                                              library, FERROLINK_GET_REGISTRAR);
-  const ferrolink_registrar* table = getRegistrar(FERROLINK_REGISTRAR_VERSION);
-  if (table == nullptr) {
-    throw InstallationError(library.string() +
-                            " does not know this program's version of cpp_runtime.h. Install the "
-                            "Ferrolink that the program was built with, or a later one.");
-  }
-  return table;
 }
 
 }  // namespace detail
@@ -129,6 +115,16 @@ class Registrar {
     }
   }
 
+  /// The same for a function with typed parameters and a typed result, which Java calls through an
+  /// interface (Ferrolink.as) and other C++ programs with the encoding of typed calls. They have
+  /// the types of Ferrolink::Objects::Java, Object included.
+  ///
+  ///   Register("sum", [](std::span<const double> v) -> double { ... });
+  template <class F>
+  requires(detail::IsTyped<F>) void Register(std::string_view name, F&& function) const {
+    Register(name, Handler(detail::MakeTypedHandler(std::forward<F>(function))));
+  }
+
   /// Ends that; calls that run end undisturbed. False where nothing is registered under `name`.
   bool Unregister(std::string_view name) const {
     return m_table->unregister_handler(name.data(), name.size()) == FERROLINK_OK;
@@ -141,6 +137,10 @@ class Registrar {
 /// As the members of a Registrar of the program's own installation.
 inline void Register(std::string_view name, Handler handler) {
   Registrar().Register(name, std::move(handler));
+}
+template <class F>
+requires(detail::IsTyped<F>) void Register(std::string_view name, F&& function) {
+  Registrar().Register(name, std::forward<F>(function));
 }
 inline bool Unregister(std::string_view name) {
   return Registrar().Unregister(name);

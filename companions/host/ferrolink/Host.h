@@ -26,6 +26,10 @@
 ///
 ///   Ferrolink::Host::Host host;
 ///   std::vector<std::uint8_t> reply = host.Call("echo", bytes);
+namespace Ferrolink::Objects::detail {
+struct PeerAccess;
+}
+
 namespace Ferrolink::Host {
 
 /// What a Host needs to know; the defaults suit a program inside an installation.
@@ -124,7 +128,10 @@ class Host {
   [[nodiscard]] const std::filesystem::path& LibraryPath() const { return m_libraryPath; }
 
  private:
+  friend struct Objects::detail::PeerAccess;
   using Receiver = Native::Interfaces::IReceiver;
+
+  [[nodiscard]] Receiver* Role() const { return m_receiver; }
 
   static constexpr auto kThisRuntime = static_cast<std::uint8_t>(Native::Definitions::Runtime::Cpp);
   static constexpr auto kJvm = Native::Definitions::Runtime::Jvm;

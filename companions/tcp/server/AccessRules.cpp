@@ -13,8 +13,8 @@ constexpr std::string_view kEverybody = "*";
 constexpr std::string_view kLoadingHandler = "load-archives";
 constexpr std::size_t kLongestHandler = 255;
 constexpr std::uint64_t kMost = 65'535;
-constexpr std::array<std::string_view, 5> kKeys = {"clients", "handlers", "load-libraries",
-                                                   "max-connections", "max-calls"};
+constexpr std::array<std::string_view, 6> kKeys = {"clients", "handlers",        "load-libraries",
+                                                   "objects", "max-connections", "max-calls"};
 
 std::string ReadClient(const JsonNode& node) {
   std::string text = node.Text();
@@ -43,6 +43,9 @@ std::string ReadHandler(const JsonNode& node) {
   if (text == kLoadingHandler) {
     node.Refuse("\"load-archives\" is allowed by \"load-libraries\": true");
   }
+  if (IsForObjects(text)) {
+    node.Refuse("\"" + text + "\" is allowed by \"objects\": true");
+  }
   return text;
 }
 
@@ -67,6 +70,12 @@ bool Allows(std::string_view pattern, std::string_view handler) {
 
 }  // namespace
 
+bool IsForObjects(std::string_view handler) {
+  constexpr std::string_view kBroker = "objects";
+  constexpr std::string_view kFunctions = "objects-";
+  return handler == kBroker || handler.substr(0, kFunctions.size()) == kFunctions;
+}
+
 AccessRules::AccessRules(const JsonNode& rules) {
   rules.EachElement([this](const JsonNode& node) { m_rules.push_back(ReadRule(node)); });
   if (m_rules.empty()) {
@@ -85,6 +94,9 @@ AccessRules::Rule AccessRules::ReadRule(const JsonNode& node) {
   if (const auto load = node.Member("load-libraries")) {
     rule.loadLibraries = load->Flag();
   }
+  if (const auto objects = node.Member("objects")) {
+    rule.objects = objects->Flag();
+  }
   if (const auto most = node.Member("max-connections")) {
     rule.mostConnections = most->Integer(1, kMost);
   }
@@ -99,6 +111,10 @@ bool AccessRules::NeedCertificates() const {
     return std::any_of(rule.clients.begin(), rule.clients.end(),
                        [](const std::string& name) { return name != kEverybody; });
   });
+}
+
+bool AccessRules::AllowObjects() const {
+  return std::any_of(m_rules.begin(), m_rules.end(), [](const Rule& rule) { return rule.objects; });
 }
 
 // The comparison needs canonical subjects, because types may be in mixed case, such as

@@ -19,6 +19,10 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
+/// Whether a handler is part of typed calls: Java's `objects`, and the handlers of the C++ member
+/// that answer it. These can run any code.
+bool IsForObjects(std::string_view handler);
+
 /// Which clients may connect, what they may call, and how much of it at once. The first rule that
 /// names a client applies. A client without a rule is refused. Without rules every client may call
 /// everything.
@@ -44,6 +48,9 @@ class AccessRules {
   /// Whether any rule names clients by their certificates.
   [[nodiscard]] bool NeedCertificates() const;
 
+  /// Whether any rule allows clients the handlers of typed calls.
+  [[nodiscard]] bool AllowObjects() const;
+
   /// Admits a connection; it counts as long as the Client lives. Precondition: rules exist.
   [[nodiscard]] Admission Admit(const ClientIdentity& identity);
 
@@ -54,6 +61,7 @@ class AccessRules {
     std::vector<std::string> clients;  ///< canonical names; "*" is everybody
     std::vector<std::string> handlers;
     bool loadLibraries = false;
+    bool objects = false;
     std::size_t mostConnections = kUnlimited;
     std::size_t mostCalls = kUnlimited;
   };
@@ -89,6 +97,7 @@ class AccessRules::Client {
 
   [[nodiscard]] bool MayCall(std::string_view handler) const;
   [[nodiscard]] bool MayLoad() const { return m_rule.loadLibraries; }
+  [[nodiscard]] bool MayUseObjects() const { return m_rule.objects; }
 
   /// Counts a call as long as the result lives; it must not outlive the client. None if the client
   /// has reached the limit of its rule.

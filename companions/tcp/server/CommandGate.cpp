@@ -16,6 +16,10 @@ constexpr const char* kNoLoading =
     "This server loads no libraries for its clients. Start it with --plug-in FILE, or with "
     "--allow-load-library.";
 
+constexpr const char* kNoObjects =
+    "This server allows its clients no typed calls, because these can run any code. Start it with "
+    "--allow-objects to allow them.";
+
 // The offset of the handler's name length; 0 if the type is not a call.
 std::size_t PlaceOfName(std::uint8_t type) {
   if (type == Host::detail::kTypeCallHandler) {
@@ -71,6 +75,10 @@ std::string WhyRefused(std::span<const std::uint8_t> command, const ServerOption
   if (type == Header::kTypeLoadLibrary || handler == kLoadingHandler) {
     const bool allowed = options.allowLoadLibrary || (client != nullptr && client->MayLoad());
     return allowed ? "" : kNoLoading;
+  }
+  if (IsForObjects(handler)) {
+    const bool allowed = options.allowObjects || (client != nullptr && client->MayUseObjects());
+    return allowed ? "" : kNoObjects;
   }
   return client == nullptr ? "" : WhyNotAllowed(type, handler, *client);
 }

@@ -137,6 +137,9 @@ void AddServing(std::vector<Option>& table) {
   table.push_back(Flag("allow-load-library", kServing,
                        "let clients load libraries that lie on this machine",
                        &ServerOptions::allowLoadLibrary));
+  table.push_back(Flag("allow-objects", kServing,
+                       "let clients make typed calls, which can run any code",
+                       &ServerOptions::allowObjects));
 }
 
 void AddTls(std::vector<Option>& table) {

@@ -24,6 +24,7 @@ struct ServerOptions {
   Native::Definitions::Runtime runtime = Native::Definitions::Runtime::Cpp;
   std::vector<std::string> plugIns;
   bool allowLoadLibrary = false;
+  bool allowObjects = false;
 
   asio::ip::tcp::endpoint listen{asio::ip::address_v4::loopback(), 8080};
   std::optional<asio::ip::tcp::endpoint> admin;

@@ -65,6 +65,11 @@ void Serve(const ServerOptions& options, ServiceManager& manager) {
               "whoever reaches this address may call the handlers; --tls-client-ca FILE would ask "
               "who it is");
   }
+  if (options.allowObjects || options.rules->AllowObjects()) {
+    PrintLine(STDERR_FILENO,
+              std::string(options.allowObjects ? "--allow-objects" : "a rule with \"objects\"") +
+                  " allows clients to run any code with the rights of this server");
+  }
   PrintLine(STDOUT_FILENO, std::string(options.RuntimeName()) + " listens on " + server.Address() +
                                (options.UsesTls() ? " (TLS)" : " (plain TCP)"));
   server.Run();

@@ -201,6 +201,12 @@ TEST(AccessRules, SayWhereTheyAreWrong) {
             "/1/handlers/0: a \"*\" may only stand at the end of a handler's name");
   EXPECT_EQ(rule(R"("clients": ["*"], "handlers": ["x", "load-archives"])"),
             "/1/handlers/1: \"load-archives\" is allowed by \"load-libraries\": true");
+  EXPECT_EQ(rule(R"("clients": ["*"], "handlers": ["objects"])"),
+            "/1/handlers/0: \"objects\" is allowed by \"objects\": true");
+  EXPECT_EQ(rule(R"("clients": ["*"], "handlers": ["objects-17"])"),
+            "/1/handlers/0: \"objects-17\" is allowed by \"objects\": true");
+  EXPECT_EQ(rule(R"("clients": ["*"], "handlers": [], "objects": "yes")"),
+            "/1/objects: expected true or false, got \"yes\"");
   EXPECT_EQ(rule(R"("clients": ["*"], "handlers": [""])"),
             "/1/handlers/0: expected a text that is not empty, got \"\"");
   EXPECT_EQ(rule(R"("clients": ["*"], "handlers": [], "load-libraries": 1)"),
@@ -209,7 +215,7 @@ TEST(AccessRules, SayWhereTheyAreWrong) {
             "/1/max-calls: expected an integer 1 to 65535, got 0");
   EXPECT_EQ(rule(R"("client": ["*"])"),
             "/1/client: unknown key; allowed are \"clients\", \"handlers\", \"load-libraries\", "
-            "\"max-connections\", \"max-calls\"");
+            "\"objects\", \"max-connections\", \"max-calls\"");
   for (const char* name :
        {"orders", "subject:", "subject:orders", "dns:", "dns:a b", "ip:10.0.0", "email:x", "x:y"}) {
     EXPECT_THAT(rule(R"("handlers": [], "clients": ["*", ")" + std::string(name) + "\"]"),
@@ -261,6 +267,38 @@ TEST(CommandGate, RefusesToLoadUnlessItIsAllowed) {
   }
   options.allowLoadLibrary = true;
   for (const auto& one : loading) {
+    EXPECT_EQ(WhyRefused(one, options), "");
+    EXPECT_EQ(WhyRefused(one, options, &ClientOf(strict)), "");
+  }
+}
+
+TEST(CommandGate, RefusesObjectsUnlessTheyAreAllowed) {
+  ServerOptions options;
+  constexpr const char* kRefusal =
+      "This server allows its clients no typed calls, because these can run any code. Start it "
+      "with "
+      "--allow-objects to allow them.";
+  const std::vector<std::vector<std::uint8_t>> requests = {
+      Command(2, Call("objects")), Command(3, std::string(kTime) + Call("objects")),
+      Command(2, Call("objects-1")), Command(3, std::string(kTime) + Call("objects-"))};
+  const auto rules = RulesOf(R"([
+      {"clients": ["subject:CN=a"], "handlers": ["*"], "load-libraries": true},
+      {"clients": ["*"], "handlers": [], "objects": true}])");
+  EXPECT_TRUE(rules->AllowObjects());
+  EXPECT_FALSE(RulesOf(R"([{"clients": ["*"], "handlers": ["*"]}])")->AllowObjects());
+  const auto strict = Admitted(*rules, "CN=a");
+  const auto generous = Admitted(*rules, "CN=b");
+  for (const auto& one : requests) {
+    EXPECT_EQ(WhyRefused(one, options), kRefusal);
+    EXPECT_EQ(WhyRefused(one, options, &ClientOf(strict)), kRefusal);
+    EXPECT_EQ(WhyRefused(one, options, &ClientOf(generous)), "");
+  }
+  EXPECT_EQ(WhyRefused(Command(2, Call("object")), options), "");
+  EXPECT_EQ(WhyRefused(Command(2, Call("objectss")), options), "");
+  options.allowLoadLibrary = true;
+  EXPECT_EQ(WhyRefused(requests.front(), options), kRefusal);
+  options.allowObjects = true;
+  for (const auto& one : requests) {
     EXPECT_EQ(WhyRefused(one, options), "");
     EXPECT_EQ(WhyRefused(one, options, &ClientOf(strict)), "");
   }

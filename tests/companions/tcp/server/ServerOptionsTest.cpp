@@ -92,6 +92,7 @@ TEST(ServerOptions, AreAsDocumentedUnlessGiven) {
   EXPECT_FALSE(options.admin);
   EXPECT_TRUE(options.plugIns.empty());
   EXPECT_FALSE(options.allowLoadLibrary);
+  EXPECT_FALSE(options.allowObjects);
   EXPECT_EQ(options.frameLimit, 268'435'456U);
   EXPECT_EQ(options.memoryLimit, 1'073'741'824U);
   EXPECT_EQ(options.mostConnections, 256U);
@@ -116,6 +117,7 @@ TEST(ServerOptions, ComeFromTheCommandLine) {
                                         "a.so",
                                         "--plug-in=b c.so",
                                         "--allow-load-library",
+                                        "--allow-objects",
                                         "--tls-certificate",
                                         "c",
                                         "--tls-key",
@@ -151,6 +153,7 @@ TEST(ServerOptions, ComeFromTheCommandLine) {
   EXPECT_EQ(NameOf(options.listen), "0.0.0.0:0");
   EXPECT_THAT(options.plugIns, ElementsAre("a.so", "b c.so"));
   EXPECT_TRUE(options.allowLoadLibrary);
+  EXPECT_TRUE(options.allowObjects);
   EXPECT_EQ(options.certificate, "c");
   EXPECT_EQ(options.key, "k");
   EXPECT_EQ(options.clientAuthorities, "a");
@@ -235,7 +238,7 @@ TEST(ServerOptions, AskForHelpOrVersionAlone) {
 TEST_F(ServerConfiguration, HasEveryOption) {
   const ServerOptions options = Read(R"({
       "runtime": "jvm", "listen": "[::1]:1", "plug-in": ["a.jar", "/b.jar"],
-      "allow-load-library": true, "tls-certificate": "tls/c.pem", "tls-key": "/k.pem",
+      "allow-load-library": true, "allow-objects": true, "tls-certificate": "tls/c.pem", "tls-key": "/k.pem",
       "tls-client-ca": "ca.pem", "tls-crl": "crl.pem", "max-frame-bytes": 2048,
       "max-memory-bytes": 4096, "max-connections": 7, "greeting-timeout-ms": 1,
       "idle-timeout-ms": 0, "read-timeout-ms": 2, "write-timeout-ms": 3, "admin": "127.0.0.1:2",
@@ -245,6 +248,7 @@ TEST_F(ServerConfiguration, HasEveryOption) {
   EXPECT_EQ(NameOf(options.listen), "[::1]:1");
   EXPECT_THAT(options.plugIns, ElementsAre(Below("a.jar"), "/b.jar"));
   EXPECT_TRUE(options.allowLoadLibrary);
+  EXPECT_TRUE(options.allowObjects);
   EXPECT_EQ(options.certificate, Below("tls/c.pem"));
   EXPECT_EQ(options.key, "/k.pem");
   EXPECT_EQ(options.clientAuthorities, Below("ca.pem"));

@@ -26,6 +26,13 @@ final class CallbackSlot {
         return registration;
     }
 
+    /** Registers a listener unless there is one. */
+    synchronized void setIfEmpty(CommandListener listener) {
+        if (current == null) {
+            set(listener);
+        }
+    }
+
     synchronized void clear(CommandRegistration registration) {
         if (current == registration) {
             calls.setCallback(null);

@@ -115,9 +115,22 @@ final class CommandBuilder {
         return command;
     }
 
+    /** Most names are, and need no encoder. */
+    private static boolean isAscii(String text) {
+        for (int index = 0; index < text.length(); index++) {
+            if (text.charAt(index) >= 0x80) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     /** Refuses halves of surrogate pairs, which would silently become question marks. */
     private static byte[] encode(String what, String text) {
         Objects.requireNonNull(text, what);
+        if (isAscii(text)) {
+            return text.getBytes(StandardCharsets.US_ASCII);
+        }
         try {
             ByteBuffer encoded = StandardCharsets.UTF_8.newEncoder().encode(CharBuffer.wrap(text));
             byte[] bytes = new byte[encoded.remaining()];

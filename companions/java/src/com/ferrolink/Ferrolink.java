@@ -1,5 +1,6 @@
 package com.ferrolink;
 
+import com.ferrolink.core.objects.TypedFunctions;
 import com.ferrolink.core.receiver.Receiver;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
@@ -169,6 +170,45 @@ public final class Ferrolink implements AutoCloseable {
             throw exchange.giveUp();
         }
         return answerIn(exchange);
+    }
+
+    /**
+     * An object whose methods call typed functions of the target: those of their names, or of their
+     * {@link FunctionName}.
+     *
+     * <pre>{@code
+     * interface Stats {
+     *     double sum(double[] values);
+     * }
+     *
+     * double sum = cpp.as(Stats.class).sum(new double[] {1, 2});
+     * }</pre>
+     *
+     * <p>Parameters and results: primitives and their boxes, texts, arrays of these, to any depth, and in
+     * this process any object, which goes as a handle. So that the functions can use objects, commands
+     * from other runtimes are then answered as {@link #onCommands} says, unless a listener is registered.
+     * A listener of the program's own has to pass calls of the handler {@code objects} on to {@link
+     * Receiver#sendCommand}. Default methods run as usual, unless they have a {@link FunctionName}.
+     *
+     * <p>The object may be used by any number of threads at once. Its methods throw what {@link
+     * #call(String, byte[])} throws, and {@link IllegalArgumentException} where the types of arguments or
+     * of the result are not those of the function, with the parameter and the types.
+     *
+     * @param functions an interface, not null
+     * @param <T> the interface
+     * @return the object, which belongs to the caller and needs no closing
+     * @throws IllegalArgumentException if it is no interface, or has a method with more than 255 parameters
+     *     or, for a target behind a network, one with objects
+     */
+    public <T> T as(Class<T> functions) {
+        Objects.requireNonNull(functions, "functions");
+        return TypedFunctions.make(functions, target.toString(), this::call,
+                target.channel() == ChannelType.IN_MEMORY ? this::serveObjects : null);
+    }
+
+    /** Functions of this process use objects by commands of their own. */
+    private void serveObjects() {
+        ProcessSlot.of(calls).setIfEmpty(Receiver::sendCommand);
     }
 
     /**

@@ -57,6 +57,20 @@ final class CallbackSlotTest {
     }
 
     @Test
+    @DisplayName("that is there already is not replaced by one for objects")
+    void setIfEmpty() {
+        CommandRegistration own = slot.set(LISTENER);
+        slot.setIfEmpty(LISTENER);
+        assertEquals(1, calls.callbacks.size());
+        assertTrue(own.isActive());
+        own.close();
+        slot.setIfEmpty(LISTENER);
+        assertTrue(registered() instanceof Function);
+        slot.setIfEmpty(LISTENER);
+        assertEquals(3, calls.callbacks.size());
+    }
+
+    @Test
     @DisplayName("is unregistered by registering null")
     void unregister() {
         CommandRegistration first = slot.set(LISTENER);

@@ -90,7 +90,7 @@ final class InstalledLibraryTest {
     @DisplayName("carries commands of a Java program and those that come back to it")
     void loopback(String option) throws Exception {
         String served = "same\n1048576\nremote: Unknown handler 'none'. Known handlers: digest, echo,"
-                + " load-archives.\ntrue\n";
+                + " load-archives, objects.\ntrue\n";
         assertEquals("JVM Launcher/18/JVM not initialized/false\n" + served + "listener3\n"
                 + "remote: java.lang.IllegalStateException: thrown\n",
                 firstLines(child(archive).option(option).run(LoopbackProgram.class), 7));

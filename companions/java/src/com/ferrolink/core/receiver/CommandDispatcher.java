@@ -5,6 +5,7 @@ final class CommandDispatcher {
 
     private final HandlerRegistry registry = new HandlerRegistry();
     private final HandlerDiscovery discovery;
+    private final ObjectsHandler objects;
 
     /**
      * @param classPathLoader where handlers are looked for, and the parent of the loader of archives
@@ -15,6 +16,8 @@ final class CommandDispatcher {
         registry.register(new EchoHandler());
         registry.register(new DigestHandler());
         registry.register(new LoadArchivesHandler(discovery));
+        objects = new ObjectsHandler(discovery);
+        registry.register(objects);
     }
 
     /** Answers a command of any type; whatever fails is answered with an exception reply. */
@@ -59,6 +62,9 @@ final class CommandDispatcher {
     }
 
     private byte[] callHandler(byte[] command) throws Exception {
+        if (objects.isFor(command)) {
+            return objects.answer(command);
+        }
         String name = CommandFrame.handlerNameOf(command);
         RegisteredHandler handler = registry.find(name);
         if (handler == null) {

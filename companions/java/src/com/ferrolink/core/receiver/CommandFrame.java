@@ -80,10 +80,29 @@ final class CommandFrame {
         return new String(command, name, size, StandardCharsets.UTF_8);
     }
 
+    /** Whether a call is for the handler of this name. */
+    static boolean isCallOf(byte[] command, byte[] name) {
+        int length = nameLengthOffset(command);
+        if (command.length - length <= name.length || command[length] != name.length) {
+            return false;
+        }
+        for (int index = 0; index < name.length; index++) {
+            if (command[length + 1 + index] != name[index]) {
+                return false;
+            }
+        }
+        return true;
+    }
+
     /** What follows the handler's name, as an array of its own. */
     static byte[] payloadOf(byte[] command) {
+        return Arrays.copyOfRange(command, payloadStart(command), command.length);
+    }
+
+    /** Where that begins. */
+    static int payloadStart(byte[] command) {
         int length = nameLengthOffset(command);
-        return Arrays.copyOfRange(command, length + 1 + (command[length] & 0xFF), command.length);
+        return length + 1 + (command[length] & 0xFF);
     }
 
     private static int nameLengthOffset(byte[] command) {

@@ -86,6 +86,11 @@ final class HandlerDiscovery {
         return archives;
     }
 
+    /** What finds all classes that there are: the loader of added archives once there are some. */
+    ClassLoader loader() {
+        return archives.isEmpty() ? classPathLoader : archiveLoader;
+    }
+
     private List<Path> onlyNew(List<Path> candidates) {
         Set<Path> known = ArchivePaths.classPath();
         known.addAll(archives);

@@ -35,12 +35,21 @@ final class ReplyFrame {
         return LIBRARY_LOADED.clone();
     }
 
-    private static byte[] build(byte caller, byte type, byte[] source, int bodyStart) {
-        int bodySize = source.length - bodyStart;
-        byte[] reply = new byte[CommandFrame.HEADER_SIZE + bodySize];
+    /** Puts the header in front of a body that has room for it; that room is zero. */
+    static void putSuccess(byte[] reply, byte caller) {
+        putHeader(reply, caller, TYPE_SUCCESS);
+    }
+
+    private static void putHeader(byte[] reply, byte caller, byte type) {
         reply[0] = caller;
         reply[CommandFrame.CALLING_RUNTIME] = JVM;
         reply[CommandFrame.COMMAND_TYPE] = type;
+    }
+
+    private static byte[] build(byte caller, byte type, byte[] source, int bodyStart) {
+        int bodySize = source.length - bodyStart;
+        byte[] reply = new byte[CommandFrame.HEADER_SIZE + bodySize];
+        putHeader(reply, caller, type);
         System.arraycopy(source, bodyStart, reply, CommandFrame.HEADER_SIZE, bodySize);
         return reply;
     }

@@ -95,7 +95,7 @@ final class ConcurrentCallsTest {
                 assertEquals(payload,
                         Replies.successText(Receiver.heartBeat(Commands.of(11, Commands.utf8(payload)))));
                 assertEquals("Unknown handler '" + payload + "'. Known handlers: digest, echo,"
-                        + " load-archives.",
+                        + " load-archives, objects.",
                         Replies.exceptionText(Receiver.sendCommand(Commands.call(payload, ""))));
             }
         });
@@ -139,7 +139,7 @@ final class ConcurrentCallsTest {
         });
         assertEquals(0, found.getCount());
         assertEquals("Unknown handler 'no'. Known handlers: digest, echo, h0, h1, h2, h3,"
-                + " load-archives.", Replies.exceptionText(dispatcher.answer(Commands.call("no", ""))));
+                + " load-archives, objects.", Replies.exceptionText(dispatcher.answer(Commands.call("no", ""))));
     }
 
     @Test
@@ -155,7 +155,7 @@ final class ConcurrentCallsTest {
             () -> dispatcher.answer(Commands.call("echo", "x"))))));
         String unknown = Replies.exceptionText(
                 get(executor.submit(() -> dispatcher.answer(Commands.call("slow", "x")))));
-        assertEquals("Unknown handler 'slow'. Known handlers: digest, echo, load-archives.", unknown);
+        assertEquals("Unknown handler 'slow'. Known handlers: digest, echo, load-archives, objects.", unknown);
         assertTrue(get(executor.submit(dispatcher::describe)).contains(archive.toString()));
         SlowHandler.RELEASED.countDown();
         assertEquals("slow\n", Replies.successText(get(loading)));

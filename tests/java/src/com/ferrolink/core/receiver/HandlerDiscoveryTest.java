@@ -87,7 +87,7 @@ final class HandlerDiscoveryTest {
         assertEquals("1", call(dispatcher, "one"));
         assertEquals("2", call(dispatcher, "two"));
         assertEquals("3", call(dispatcher, "three"));
-        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, one,"
+        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, objects, one,"
                 + " three, two.", unknown(dispatcher));
     }
 
@@ -145,7 +145,7 @@ final class HandlerDiscoveryTest {
         EagerHandler.dispatcher =
                 new CommandDispatcher(ClassPaths.listing(directory, EagerHandler.class));
         assertEquals("x", call(EagerHandler.dispatcher, "eager"));
-        assertEquals("Unknown handler 'other'. Known handlers: digest, echo, load-archives.",
+        assertEquals("Unknown handler 'other'. Known handlers: digest, echo, load-archives, objects.",
                 EagerHandler.reply);
     }
 
@@ -170,7 +170,7 @@ final class HandlerDiscoveryTest {
         assertEquals("x", call(dispatcher, "works"));
         String failed = "java.util.ServiceConfigurationError:"
                 + " com.ferrolink.core.receiver.CommandHandler: ";
-        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, works.\n"
+        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, objects, works.\n"
                 + "Not available: no.such.Handler: " + failed + "Provider no.such.Handler not found\n"
                 + "Not available: NoHandler: " + failed + "NoHandler not a subtype\n"
                 + "Not available: Refuses: java.lang.IllegalStateException: no licence\n"
@@ -199,7 +199,7 @@ final class HandlerDiscoveryTest {
         String fits = "f".repeat(253) + "\u00e4";
         assertEquals("x", call(dispatcher, fits));
         assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, " + fits
-                + ", load-archives.\n"
+                + ", load-archives, objects.\n"
                 + "Not available: Throws: java.lang.IllegalStateException: no name\n"
                 + "Not available: Null in " + archive + ": its name is null.\n"
                 + "Not available: Empty in " + archive + ": its name is empty.\n"
@@ -219,7 +219,7 @@ final class HandlerDiscoveryTest {
         String reason = "\nNot available: java.util.ServiceConfigurationError:"
                 + " com.ferrolink.core.receiver.CommandHandler: jar:file:";
         String rest = "!/" + ArchiveBuilder.SERVICE + ":1: Illegal configuration-file syntax";
-        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, works."
+        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, objects, works."
                 + reason + first + rest + reason + last + rest,
                 unknown(dispatcher).replace("syntax: two words", "syntax"));
     }
@@ -238,7 +238,7 @@ final class HandlerDiscoveryTest {
                 dispatcher.answer(Commands.call("load-archives", second.toString()))));
         assertEquals("first", call(dispatcher, "greet"));
         assertEquals("x", call(dispatcher, "echo"));
-        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, greet, load-archives.\n"
+        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, greet, load-archives, objects.\n"
                 + "Not available: MyEcho in " + first + ": its name 'echo' is taken by"
                 + " com.ferrolink.core.receiver.EchoHandler in " + ClassPaths.originOf(Receiver.class)
                 + ".\nNot available: Second in " + second + ": its name 'greet' is taken by First in "
@@ -255,7 +255,7 @@ final class HandlerDiscoveryTest {
         CommandDispatcher dispatcher = new CommandDispatcher(ClassPaths.of(first));
         dispatcher.answer(Commands.call("load-archives", second.toString()));
         assertEquals("first", call(dispatcher, "same"));
-        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, same.\n"
+        assertEquals("Unknown handler 'unknown'. Known handlers: digest, echo, load-archives, objects, same.\n"
                 + "Not available: Same: the class is in use already, from Same in " + first + ".",
                 unknown(dispatcher));
     }

@@ -7,6 +7,7 @@ import static org.junit.jupiter.api.Assertions.assertTimeoutPreemptively;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import java.io.IOException;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.time.Duration;
@@ -69,6 +70,21 @@ final class LaterArchivesTest {
         assertNotLoaded("one");
         assertArrayEquals(LIBRARY_LOADED, dispatcher.answer(Commands.loadLibrary(archive.toString())));
         assertCallable("one");
+    }
+
+    @Test
+    @DisplayName("have their classes found by typed calls")
+    void typedCalls() throws IOException {
+        byte[] request = new byte[] {0, 0, 8, 10, 3, 0, 0, 0, 'O', 'n', 'e'};
+        byte[] before = Replies.successBody(dispatcher.answer(Commands.call("objects", request)));
+        assertEquals(2, before[0]);
+        assertTrue(new String(before, StandardCharsets.UTF_8).contains("There is no class 'One'."));
+        load(archive("One", "one", "one.jar"));
+        byte[] after = Replies.successBody(dispatcher.answer(Commands.call("objects", request)));
+        assertArrayEquals(new byte[] {0, 11}, Arrays.copyOf(after, 2));
+        assertEquals(2 + 8 + 4, after.length);
+        byte[] within = Commands.of(3, new byte[] {0, 0, 1, 0, 7, 'o', 'b', 'j', 'e', 'c', 't', 's', 0, 0, 11});
+        assertArrayEquals(new byte[] {0, 15}, Replies.successBody(dispatcher.answer(within)));
     }
 
     @Test
@@ -177,7 +193,7 @@ final class LaterArchivesTest {
         assertEquals("", load(link));
         assertEquals("", load(directory));
         assertEquals("Archives added later:\n  " + archive + "\n", addedArchives());
-        assertEquals("Unknown handler 'no'. Known handlers: digest, echo, load-archives, one.",
+        assertEquals("Unknown handler 'no'. Known handlers: digest, echo, load-archives, objects, one.",
                 refusal(Commands.call("no", "")));
     }
 

@@ -14,7 +14,7 @@ import org.junit.jupiter.params.provider.ValueSource;
 @DisplayName("The receiver")
 final class ReceiverTest {
 
-    private static final String LISTED = "'. Known handlers: digest, echo, load-archives.";
+    private static final String LISTED = "'. Known handlers: digest, echo, load-archives, objects.";
 
     @Test
     @DisplayName("answers a call of echo with exactly these bytes")

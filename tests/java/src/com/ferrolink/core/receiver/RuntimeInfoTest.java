@@ -35,7 +35,7 @@ final class RuntimeInfoTest {
         assertTrue(lines[2].startsWith("Garbage collectors: "), lines[2]);
         assertEquals("Class path: " + property("java.class.path"), lines[4]);
         assertEquals("Archives added later: none", lines[5]);
-        assertEquals("Handlers: digest, echo, load-archives", lines[6]);
+        assertEquals("Handlers: digest, echo, load-archives, objects", lines[6]);
         assertEquals("", lines[7]);
     }
 
@@ -75,7 +75,7 @@ final class RuntimeInfoTest {
                 InfoProgram.class);
         assertEquals("Garbage collectors: unknown, this Java runtime lacks the module java.management",
                 info.split("\n")[2]);
-        assertTrue(info.endsWith("\nHandlers: digest, echo, load-archives\n"), info);
+        assertTrue(info.endsWith("\nHandlers: digest, echo, load-archives, objects\n"), info);
     }
 
     @Test
@@ -87,7 +87,7 @@ final class RuntimeInfoTest {
         dispatcher.answer(Commands.call("load-archives", archive.toString()));
         String info = dispatcher.describe();
         assertTrue(info.endsWith("\nArchives added later:\n  " + archive + "\n"
-                + "Handlers: digest, echo, load-archives, mine\n"
+                + "Handlers: digest, echo, load-archives, mine, objects\n"
                 + "Handlers not available:\n  Missing: java.util.ServiceConfigurationError:"
                 + " com.ferrolink.core.receiver.CommandHandler: Provider Missing not found\n"), info);
     }

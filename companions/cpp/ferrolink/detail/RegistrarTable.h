@@ -1,0 +1,33 @@
+#ifndef FERROLINK_CPP_DETAIL_REGISTRARTABLE_H
+#define FERROLINK_CPP_DETAIL_REGISTRARTABLE_H
+
+#include <cstdint>
+#include <filesystem>
+#include <type_traits>
+
+#include "ferrolink/Errors.h"
+#include "ferrolink/cpp_runtime.h"
+#include "ferrolink/detail/Library.h"
+
+namespace Ferrolink::Cpp::detail {
+
+inline constexpr const char* kLibraryName = "libFerrolinkCppRuntimeNative.so";
+
+inline const ferrolink_registrar* OpenRegistrar(const std::filesystem::path& directory) {
+  const std::filesystem::path library = Host::detail::FindLibrary(directory, kLibraryName);
+  using GetRegistrar = std::remove_pointer_t<ferrolink_get_registrar_function>;
+  auto* getRegistrar = Host::detail::FunctionOf<GetRegistrar>(Host::detail::OpenLibrary(library),
+                                                              library, FERROLINK_GET_REGISTRAR);
+  const ferrolink_registrar* table = getRegistrar(FERROLINK_REGISTRAR_VERSION);
+  if (table == nullptr) {
+    throw Host::InstallationError(
+        library.string() +
+        " does not know this program's version of cpp_runtime.h. Install the "
+        "Ferrolink that the program was built with, or a later one.");
+  }
+  return table;
+}
+
+}  // namespace Ferrolink::Cpp::detail
+
+#endif

@@ -1,0 +1,171 @@
+package com.ferrolink.core.objects;
+
+import java.util.ArrayList;
+import java.util.List;
+import java.util.function.Function;
+import java.util.function.Supplier;
+
+/**
+ * Answers the requests of other runtimes for typed calls: what the built-in handler {@code objects}
+ * does. {@code docs/objects.md} has the encoding. Handles, members and functions belong to the process;
+ * brokers differ in the classes that they find.
+ *
+ * <p><b>Threads:</b> every method may be called by any number of threads at once.
+ *
+ * <p><b>Errors:</b> a request that is refused, and one that ends with an exception, is answered with a
+ * reply that says so. What is thrown is a failure of the broker itself, such as memory that runs out.
+ */
+public final class ObjectBroker {
+
+    /** The name of the handler. */
+    public static final String HANDLER = "objects";
+
+    private static final int REPLY_CAPACITY = 64;
+    /** Stands for the result of a request that failed. */
+    private static final Object FAILED = new Object();
+
+    private final ClassFinder classes;
+    private final Function<Throwable, String> report;
+    private final Operations operations;
+
+    /**
+     * A broker.
+     *
+     * @param loader the loader that finds classes, asked for anew each time, not null
+     * @param report describes a Throwable with its causes, not null
+     */
+    public ObjectBroker(Supplier<ClassLoader> loader, Function<Throwable, String> report) {
+        this(loader, report, FunctionRegistry.shared());
+    }
+
+    /** Tests put functions of their own in place of those of the process. */
+    ObjectBroker(Supplier<ClassLoader> loader, Function<Throwable, String> report,
+            FunctionRegistry functions) {
+        this.classes = new ClassFinder(loader);
+        this.report = report;
+        this.operations =
+                new Operations(HandleTable.shared(), MemberTable.shared(), classes, functions);
+    }
+
+    /**
+     * Answers a request, with the thread's context class loader set to the broker's.
+     *
+     * @param bytes holds the request; not changed and not kept
+     * @param offset where it begins
+     * @param end where it ends
+     * @param room how many bytes the caller wants to have in front of the reply
+     * @return the reply behind that room, in an array that belongs to the caller
+     */
+    public byte[] answer(byte[] bytes, int offset, int end, int room) {
+        Thread thread = Thread.currentThread();
+        ClassLoader previous = thread.getContextClassLoader();
+        ClassLoader loader = classes.loader();
+        if (previous != loader) {
+            thread.setContextClassLoader(loader);
+        }
+        try {
+            return reply(bytes, offset, end, room);
+        } finally {
+            if (thread.getContextClassLoader() != previous) {
+                thread.setContextClassLoader(previous);
+            }
+        }
+    }
+
+    private byte[] reply(byte[] bytes, int offset, int end, int room) {
+        WireWriter wire = new WireWriter(room + REPLY_CAPACITY);
+        wire.claim(room);
+        ValueWriter out = new ValueWriter(wire, HandleTable.shared());
+        WireReader in = new WireReader(bytes, offset, end);
+        boolean done = false;
+        try {
+            releaseFirst(in);
+            perform(in, null, out);
+            done = true;
+        } catch (Refusal refusal) {
+            FailureReply.refusal(wire, refusal);
+            done = true;
+        } finally {
+            if (!done) {
+                out.releaseMade(0);
+            }
+        }
+        return wire.toByteArray();
+    }
+
+    /** Releases come first: whatever becomes of the request, they are carried out. */
+    private static void releaseFirst(WireReader in) {
+        int count = in.u16();
+        if (count * Long.BYTES > in.left()) {
+            throw in.malformed(Short.BYTES, count + " releases are announced, " + in.left()
+                    + " bytes follow.");
+        }
+        for (int index = 0; index < count; index++) {
+            HandleTable.shared().release(in.i64());
+        }
+    }
+
+    /**
+     * Carries out one request and writes its reply, whatever it is.
+     *
+     * @param earlier the results of earlier requests of the batch that this one is in; null for none
+     * @return the result for later requests; {@link #FAILED}
+     */
+    private Object perform(WireReader wire, List<Object> earlier, ValueWriter out) {
+        int start = out.wire().size();
+        int made = out.madeCount();
+        try {
+            out.wire().u8(FailureReply.SUCCESS);
+            int operation = wire.u8();
+            if (operation == Operations.BATCH && earlier == null) {
+                batch(wire, out);
+                return null;
+            }
+            ValueReader in = ValueReader.ofRequest(wire, HandleTable.shared(), classes, earlier);
+            return operations.perform(operation, in, out);
+        } catch (Refusal refusal) {
+            takeBack(out, start, made);
+            FailureReply.refusal(out.wire(), refusal);
+        } catch (Throwable failure) {
+            takeBack(out, start, made);
+            FailureReply.thrown(out, failure, report);
+        }
+        return FAILED;
+    }
+
+    private static void takeBack(ValueWriter out, int size, int made) {
+        out.wire().shrink(size);
+        out.releaseMade(made);
+    }
+
+    /** Ends behind the first request that fails. */
+    private void batch(WireReader wire, ValueWriter out) {
+        WireReader[] requests = requestsOf(wire);
+        WireWriter replies = out.wire();
+        int countPlace = replies.size();
+        replies.i32(0);
+        List<Object> results = new ArrayList<>();
+        boolean failed = false;
+        for (int index = 0; index < requests.length && !failed; index++) {
+            int sizePlace = replies.size();
+            replies.i32(0);
+            Object result = perform(requests[index], results, out);
+            failed = result == FAILED;
+            results.add(result);
+            replies.setI32(sizePlace, replies.size() - sizePlace - Integer.BYTES);
+            replies.setI32(countPlace, index + 1);
+        }
+    }
+
+    /** All of them, before the first is carried out. */
+    private static WireReader[] requestsOf(WireReader wire) {
+        WireReader[] requests = new WireReader[wire.count(Integer.BYTES)];
+        for (int index = 0; index < requests.length; index++) {
+            int size = wire.count(1);
+            int start = wire.skip(size);
+            requests[index] = new WireReader(wire.bytes(), start, start + size);
+        }
+        wire.requireEnd();
+        return requests;
+    }
+}

@@ -1,0 +1,44 @@
+#ifndef FERROLINK_TESTS_COMPANIONS_OBJECTS_REALJAVA_H
+#define FERROLINK_TESTS_COMPANIONS_OBJECTS_REALJAVA_H
+
+#include <ferrolink/Host.h>
+#include <ferrolink/Objects.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/Jdks.h"
+#include "tests/support/ProcessCase.h"
+
+/// Typed calls with the built library, the built archive and a real JVM.
+namespace Ferrolink::Tests {
+
+/// Runs a case in an installation of its own, on a JDK.
+CaseResult RunOnJava(const std::string& name, const std::filesystem::path& jdk,
+                     const std::string& javaOptions = "");
+
+/// Expects that the case ended well, and that a JVM that checked JNI had nothing to say.
+void ExpectEnded(const CaseResult& result);
+/// The same, with exactly this report.
+void ExpectReport(const CaseResult& result, const std::vector<std::string>& report);
+
+/// For bodies: a Host of the case's installation, with the archive of the tests' classes.
+Ferrolink::Host::Host& TheHost();
+/// For bodies: its typed calls.
+Ferrolink::Objects::Java TheJava();
+
+/// For bodies: the name of a class of the tests.
+std::string TestClass(const std::string& name);
+
+/// For bodies: Java's collector runs until the broker has no function left, or that number of them.
+std::size_t FunctionsAfterCollection(const Ferrolink::Objects::Java& java, std::size_t expected);
+
+/// Each JDK of this machine.
+class OnEachJdk : public testing::TestWithParam<std::filesystem::path> {};
+
+}  // namespace Ferrolink::Tests
+
+#endif
