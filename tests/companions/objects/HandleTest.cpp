@@ -19,7 +19,6 @@ namespace Typed = Ferrolink::Objects::detail;
 constexpr std::uint8_t kResolve = 1;
 constexpr std::uint8_t kTest = 10;
 constexpr std::uint8_t kName = 16;
-constexpr std::uint8_t kDuplicate = 18;
 
 /// A broker that gives out the handles 1, 2, 3 and so on.
 struct Fixture {
