@@ -1,14 +1,16 @@
 package com.ferrolink;
 
+import com.ferrolink.core.protocol.CommandHeader;
+
 /** The ways by which commands reach a runtime. */
 public enum ChannelType {
 
     /** A runtime in this process, through its own native library. */
-    IN_MEMORY(0, "in memory"),
+    IN_MEMORY(CommandHeader.CHANNEL_IN_MEMORY, "in memory"),
     /** A runtime behind a TCP endpoint, unencrypted. */
-    TCP(1, "TCP"),
+    TCP(CommandHeader.CHANNEL_TCP, "TCP"),
     /** A runtime behind a TCP endpoint, encrypted with TLS. */
-    TLS(2, "TLS");
+    TLS(CommandHeader.CHANNEL_TLS, "TLS");
 
     private final int code;
     private final String displayName;

@@ -1,36 +1,14 @@
 package com.ferrolink;
 
+import com.ferrolink.core.protocol.CommandHeader;
 import java.nio.ByteBuffer;
 import java.nio.CharBuffer;
 import java.nio.charset.CharacterCodingException;
 import java.nio.charset.StandardCharsets;
 import java.util.Objects;
 
-/** Builds the commands that this JVM sends: a header of 11 bytes and a body. */
+/** Builds the commands that this JVM sends. */
 final class CommandBuilder {
-
-    static final int HEADER_SIZE = 11;
-    static final int TARGET_RUNTIME = 0;
-    static final int COMMAND_TYPE = 10;
-
-    static final int TYPE_LOAD_LIBRARY = 1;
-    static final int TYPE_CALL_HANDLER = 2;
-    static final int TYPE_CALL_WITHIN = 3;
-    static final int TYPE_HEART_BEAT = 11;
-
-    private static final int CHANNEL_TYPE = 2;
-    private static final int ADDRESS = 3;
-    private static final int PORT = 7;
-    private static final int CALLING_RUNTIME = 9;
-
-    /** Where the path of a load-library command begins; the bytes before it are zero. */
-    private static final int LIBRARY_PATH = 24;
-
-    /** The milliseconds that are left, at the beginning of the body, the highest byte first. */
-    private static final int TIME_LEFT_SIZE = 4;
-
-    /** The length of a handler's name is sent as one unsigned byte. */
-    private static final int MAXIMUM_NAME_SIZE = 255;
 
     /** The longest arrays that all virtual machines can make. */
     private static final int MAXIMUM_SIZE = Integer.MAX_VALUE - 8;
@@ -39,12 +17,13 @@ final class CommandBuilder {
     }
 
     static byte[] call(Target target, String handler, byte[] payload) {
-        return call(target, TYPE_CALL_HANDLER, HEADER_SIZE, handler, payload);
+        return call(target, CommandHeader.TYPE_CALL_HANDLER, CommandHeader.NAME_LENGTH, handler, payload);
     }
 
     /** A call with a time limit, which {@link #setTimeLeft} still has to put in. */
     static byte[] callWithin(Target target, String handler, byte[] payload) {
-        return call(target, TYPE_CALL_WITHIN, HEADER_SIZE + TIME_LEFT_SIZE, handler, payload);
+        return call(target, CommandHeader.TYPE_CALL_WITHIN, CommandHeader.NAME_LENGTH_WITHIN, handler,
+                payload);
     }
 
     /**
@@ -53,17 +32,14 @@ final class CommandBuilder {
      * @param milliseconds 0 to 2^32 - 1
      */
     static void setTimeLeft(byte[] command, long milliseconds) {
-        for (int index = 0; index < TIME_LEFT_SIZE; index++) {
-            command[HEADER_SIZE + index] =
-                    (byte) (milliseconds >>> Byte.SIZE * (TIME_LEFT_SIZE - 1 - index));
-        }
+        ByteBuffer.wrap(command).putInt(CommandHeader.TIME_LIMIT, (int) milliseconds);
     }
 
     /** The name's length stands at the offset {@code nameLength}, the name and the payload follow. */
     private static byte[] call(Target target, int type, int nameLength, String handler, byte[] payload) {
         byte[] name = encode("handler", handler);
         Objects.requireNonNull(payload, "payload");
-        if (name.length == 0 || name.length > MAXIMUM_NAME_SIZE) {
+        if (name.length == 0 || name.length > CommandHeader.LONGEST_NAME) {
             throw new IllegalArgumentException("A handler's name has 1 to 255 bytes in UTF-8, not "
                     + name.length + ".");
         }
@@ -77,9 +53,9 @@ final class CommandBuilder {
     }
 
     static byte[] heartbeat(Target target) {
-        byte[] command = header(target, TYPE_HEART_BEAT, HEADER_SIZE + 2);
-        command[HEADER_SIZE] = '1';
-        command[HEADER_SIZE + 1] = '2';
+        byte[] command = header(target, CommandHeader.TYPE_HEART_BEAT, CommandHeader.SIZE + 2);
+        command[CommandHeader.SIZE] = '1';
+        command[CommandHeader.SIZE + 1] = '2';
         return command;
     }
 
@@ -89,9 +65,10 @@ final class CommandBuilder {
             throw new IllegalArgumentException("A library's path is not empty and has no zero"
                     + " characters.");
         }
-        requireRoom((long) LIBRARY_PATH + bytes.length);
-        byte[] command = header(target, TYPE_LOAD_LIBRARY, LIBRARY_PATH + bytes.length);
-        System.arraycopy(bytes, 0, command, LIBRARY_PATH, bytes.length);
+        requireRoom((long) CommandHeader.LIBRARY_PATH + bytes.length);
+        byte[] command = header(target, CommandHeader.TYPE_LOAD_LIBRARY,
+                CommandHeader.LIBRARY_PATH + bytes.length);
+        System.arraycopy(bytes, 0, command, CommandHeader.LIBRARY_PATH, bytes.length);
         return command;
     }
 
@@ -104,14 +81,11 @@ final class CommandBuilder {
     }
 
     private static byte[] header(Target target, int type, int size) {
-        byte[] command = new byte[size];
-        command[TARGET_RUNTIME] = (byte) target.runtime().code();
-        command[CHANNEL_TYPE] = (byte) target.channel().code();
-        target.copyAddress(command, ADDRESS);
-        command[PORT] = (byte) target.port();
-        command[PORT + 1] = (byte) (target.port() >>> 8);
-        command[CALLING_RUNTIME] = (byte) RuntimeId.JVM.code();
-        command[COMMAND_TYPE] = (byte) type;
+        byte[] command = CommandHeader.allocate(target.runtime().code(), RuntimeId.JVM.code(), type, size);
+        command[CommandHeader.CHANNEL_TYPE] = (byte) target.channel().code();
+        target.copyAddress(command, CommandHeader.ADDRESS);
+        command[CommandHeader.PORT] = (byte) target.port();
+        command[CommandHeader.PORT + 1] = (byte) (target.port() >>> 8);
         return command;
     }
 

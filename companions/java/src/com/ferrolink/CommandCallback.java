@@ -1,5 +1,6 @@
 package com.ferrolink;
 
+import com.ferrolink.core.protocol.CommandHeader;
 import com.ferrolink.core.receiver.Answers;
 import com.ferrolink.core.receiver.InterruptFlag;
 import com.ferrolink.core.receiver.Receiver;
@@ -11,8 +12,6 @@ import java.util.function.Function;
  * else is ever returned, and nothing is thrown.
  */
 final class CommandCallback implements Function<Object, Object> {
-
-    private static final int CALLING_RUNTIME = 9;
 
     private final CommandListener listener;
 
@@ -26,11 +25,11 @@ final class CommandCallback implements Function<Object, Object> {
         boolean interrupted = InterruptFlag.beginCommand();
         try {
             byte[] command = (byte[]) argument;
-            if (command == null || command.length < CommandBuilder.HEADER_SIZE) {
+            if (command == null || command.length < CommandHeader.SIZE) {
                 return Receiver.sendCommand(command);
             }
-            caller = command[CALLING_RUNTIME];
-            if (command[CommandBuilder.COMMAND_TYPE] == CommandBuilder.TYPE_HEART_BEAT) {
+            caller = command[CommandHeader.CALLING_RUNTIME];
+            if (CommandHeader.typeOf(command) == CommandHeader.TYPE_HEART_BEAT) {
                 return Receiver.heartBeat(command);
             }
             return checked(caller, listener.onCommand(command));
@@ -42,7 +41,7 @@ final class CommandCallback implements Function<Object, Object> {
     }
 
     private byte[] checked(byte caller, byte[] reply) {
-        if (reply != null && reply.length >= CommandBuilder.HEADER_SIZE) {
+        if (reply != null && reply.length >= CommandHeader.SIZE) {
             return reply;
         }
         String returned = reply == null ? "null" : reply.length + " bytes";

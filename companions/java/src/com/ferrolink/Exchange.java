@@ -1,5 +1,6 @@
 package com.ferrolink;
 
+import com.ferrolink.core.protocol.CommandHeader;
 import java.util.concurrent.atomic.AtomicReference;
 
 /**
@@ -38,9 +39,9 @@ final class Exchange implements Runnable {
         length = calls.sendCommand(command);
         if (length < 0) {
             error = new FerrolinkException.NativeText(calls.getNativeError(), false);
-        } else if (length >= CommandBuilder.HEADER_SIZE) {
+        } else if (length >= CommandHeader.SIZE) {
             byte[] buffer = new byte[length];
-            buffer[CommandBuilder.TARGET_RUNTIME] = command[CommandBuilder.TARGET_RUNTIME];
+            buffer[CommandHeader.TARGET_RUNTIME] = command[CommandHeader.TARGET_RUNTIME];
             if (calls.readResponse(buffer) < 0) {
                 error = new FerrolinkException.NativeText(calls.getNativeError(), true);
             } else {
@@ -59,7 +60,7 @@ final class Exchange implements Runnable {
         }
         if (response == null) {
             throw new FerrolinkException("The runtime answered with " + length + " bytes, less than the"
-                    + " header of " + CommandBuilder.HEADER_SIZE + " bytes.", null, true);
+                    + " header of " + CommandHeader.SIZE + " bytes.", null, true);
         }
         return response;
     }
@@ -75,7 +76,7 @@ final class Exchange implements Runnable {
         if (left == 0) {
             return false;
         }
-        if (command[CommandBuilder.COMMAND_TYPE] == CommandBuilder.TYPE_CALL_WITHIN) {
+        if (CommandHeader.typeOf(command) == CommandHeader.TYPE_CALL_WITHIN) {
             CommandBuilder.setTimeLeft(command, left);
         }
         return true;

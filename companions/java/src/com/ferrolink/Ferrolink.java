@@ -1,6 +1,7 @@
 package com.ferrolink;
 
 import com.ferrolink.core.objects.TypedFunctions;
+import com.ferrolink.core.protocol.CommandHeader;
 import com.ferrolink.core.receiver.Receiver;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
@@ -37,9 +38,6 @@ import java.util.Objects;
  * an object marks it, and frees nothing.
  */
 public final class Ferrolink implements AutoCloseable {
-
-    private static final int TYPE_ANSWER = 0;
-    private static final int TYPE_EXCEPTION = 10;
 
     private final Target target;
     private final NativeCalls calls;
@@ -314,13 +312,13 @@ public final class Ferrolink implements AutoCloseable {
 
     private byte[] answerIn(Exchange exchange) {
         byte[] response = exchange.response();
-        int type = response[CommandBuilder.COMMAND_TYPE] & 0xFF;
-        if (type == TYPE_ANSWER) {
-            return Arrays.copyOfRange(response, CommandBuilder.HEADER_SIZE, response.length);
+        int type = CommandHeader.typeOf(response);
+        if (type == CommandHeader.TYPE_ANSWER) {
+            return Arrays.copyOfRange(response, CommandHeader.SIZE, response.length);
         }
-        if (type == TYPE_EXCEPTION) {
-            throw new RemoteException(new String(response, CommandBuilder.HEADER_SIZE,
-                    response.length - CommandBuilder.HEADER_SIZE, StandardCharsets.UTF_8));
+        if (type == CommandHeader.TYPE_EXCEPTION_REPORT) {
+            throw new RemoteException(new String(response, CommandHeader.SIZE,
+                    response.length - CommandHeader.SIZE, StandardCharsets.UTF_8));
         }
         throw new FerrolinkException(target + " answered with type " + type
                 + ", which is neither an answer (0) nor an exception report (10).", null, true);

@@ -1,5 +1,6 @@
 package com.ferrolink.core.receiver;
 
+import com.ferrolink.core.protocol.CommandHeader;
 import java.util.Objects;
 
 /**
@@ -29,7 +30,7 @@ public final class Answers {
         try {
             CommandFrame.requireHeader(command);
             if (!CommandFrame.isCall(command)) {
-                throw new IllegalArgumentException("A command of type " + CommandFrame.typeOf(command)
+                throw new IllegalArgumentException("A command of type " + CommandHeader.typeOf(command)
                         + " calls no handler, only types 2 and 3 do.");
             }
             return CommandFrame.handlerNameOf(command);

@@ -1,5 +1,7 @@
 package com.ferrolink.core.receiver;
 
+import com.ferrolink.core.protocol.CommandHeader;
+
 /** Answers commands: one set of handlers and the archives they come from. Safe for any thread. */
 final class CommandDispatcher {
 
@@ -24,18 +26,18 @@ final class CommandDispatcher {
     byte[] answer(byte[] command) {
         try {
             CommandFrame.requireHeader(command);
-            switch (CommandFrame.typeOf(command)) {
-                case CommandFrame.TYPE_CALL_HANDLER:
-                case CommandFrame.TYPE_CALL_WITHIN:
+            switch (CommandHeader.typeOf(command)) {
+                case CommandHeader.TYPE_CALL_HANDLER:
+                case CommandHeader.TYPE_CALL_WITHIN:
                     return callHandler(command);
-                case CommandFrame.TYPE_HEART_BEAT:
+                case CommandHeader.TYPE_HEART_BEAT:
                     return ReplyFrame.heartBeat(CommandFrame.callerOf(command), command);
-                case CommandFrame.TYPE_LOAD_LIBRARY:
+                case CommandHeader.TYPE_LOAD_LIBRARY:
                     discovery.addArchives(CommandFrame.libraryPathOf(command));
                     return ReplyFrame.libraryLoaded();
                 default:
                     throw new CommandRejectedException("Unknown command type "
-                            + CommandFrame.typeOf(command) + ". Known types: 1 (load a library),"
+                            + CommandHeader.typeOf(command) + ". Known types: 1 (load a library),"
                             + " 2 (call a handler), 3 (call a handler within a time), 11 (heartbeat).");
             }
         } catch (CommandRejectedException rejected) {
@@ -47,12 +49,12 @@ final class CommandDispatcher {
 
     /** Answers a heartbeat; a command of any other type has no effect but an exception reply. */
     byte[] answerHeartBeat(byte[] command) {
-        if (command == null || command.length < CommandFrame.HEADER_SIZE
-                || CommandFrame.typeOf(command) == CommandFrame.TYPE_HEART_BEAT) {
+        if (command == null || command.length < CommandHeader.SIZE
+                || CommandHeader.typeOf(command) == CommandHeader.TYPE_HEART_BEAT) {
             return answer(command);
         }
         return ReplyFrame.exception(CommandFrame.callerOf(command), "Command type "
-                + CommandFrame.typeOf(command) + " came as a heartbeat, which is type 11.");
+                + CommandHeader.typeOf(command) + " came as a heartbeat, which is type 11.");
     }
 
     /** A readable description of this JVM and its handlers. */

@@ -1,5 +1,6 @@
 package com.ferrolink.core.receiver;
 
+import com.ferrolink.core.protocol.CommandHeader;
 import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.List;
@@ -43,9 +44,9 @@ final class HandlerRegistry {
             return null;
         }
         int size = name.getBytes(StandardCharsets.UTF_8).length;
-        if (size > CommandFrame.MAXIMUM_NAME_SIZE) {
+        if (size > CommandHeader.LONGEST_NAME) {
             noteProblem(origin + ": its name has " + size + " bytes, at most "
-                    + CommandFrame.MAXIMUM_NAME_SIZE + " are possible.");
+                    + CommandHeader.LONGEST_NAME + " are possible.");
             return null;
         }
         RegisteredHandler first = handlers.putIfAbsent(name, new RegisteredHandler(name, handler));

@@ -1,5 +1,6 @@
 package com.ferrolink.core.receiver;
 
+import com.ferrolink.core.protocol.CommandHeader;
 import com.ferrolink.core.objects.ObjectBroker;
 import java.nio.charset.StandardCharsets;
 
@@ -44,7 +45,7 @@ final class ObjectsHandler implements CommandHandler {
     /** Answers such a call as a whole: without a copy of the request or of the reply. */
     byte[] answer(byte[] command) {
         byte[] reply = broker().answer(command, CommandFrame.payloadStart(command), command.length,
-                CommandFrame.HEADER_SIZE);
+                CommandHeader.SIZE);
         ReplyFrame.putSuccess(reply, CommandFrame.callerOf(command));
         return reply;
     }
