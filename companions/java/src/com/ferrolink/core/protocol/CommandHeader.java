@@ -119,4 +119,17 @@ public final class CommandHeader {
         command[CALLING_RUNTIME] = (byte) calling;
         command[COMMAND_TYPE] = (byte) type;
     }
+
+    /**
+     * The answer to a load-library command, the same for every caller.
+     *
+     * @param runtime the code of the runtime that answers
+     * @return an array of its own
+     */
+    public static byte[] libraryLoaded(int runtime) {
+        byte[] reply = allocate(runtime, runtime, TYPE_ANSWER, SIZE + 6);
+        reply[SIZE] = 2;
+        reply[SIZE + 1] = 4;
+        return reply;
+    }
 }

@@ -8,10 +8,6 @@ final class ReplyFrame {
 
     private static final byte JVM = 2;
 
-    /** From and to the JVM, command type 0, and two bytes that say "library loaded". */
-    private static final byte[] LIBRARY_LOADED =
-        {JVM, 0, 0, 0, 0, 0, 0, 0, 0, JVM, 0, 0x02, 0x04, 0, 0, 0, 0};
-
     private ReplyFrame() {
     }
 
@@ -29,9 +25,8 @@ final class ReplyFrame {
         return build(caller, CommandHeader.TYPE_ANSWER, command, CommandHeader.SIZE);
     }
 
-    /** The answer to load-library, the same for every caller and every runtime of the family. */
     static byte[] libraryLoaded() {
-        return LIBRARY_LOADED.clone();
+        return CommandHeader.libraryLoaded(JVM);
     }
 
     /** Puts the header in front of a body that has room for it; that room is zero. */

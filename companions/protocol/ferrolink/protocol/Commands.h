@@ -1,0 +1,123 @@
+#ifndef FERROLINK_PROTOCOL_COMMANDS_H
+#define FERROLINK_PROTOCOL_COMMANDS_H
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "ferrolink/protocol/Bytes.h"
+#include "native/interfaces/CommandHeader.h"
+#include "native/interfaces/Runtime.h"
+
+namespace Ferrolink::Protocol {
+
+/// Offsets, types and limits: CommandHeader.h.
+namespace Header = Native::Definitions::CommandHeader;
+
+using Native::Definitions::Runtime;
+
+/// Where a command goes and who sends it. Members that are left out name a runtime of this process,
+/// called by C++:
+///
+///     const Route java = {.target = Runtime::Jvm};
+///     const Route server = {.target = Runtime::Jvm,
+///                           .channel = Header::kChannelTcp,
+///                           .address = {127, 0, 0, 1},
+///                           .port = 8080};
+struct Route {
+  Runtime target{};                          ///< the runtime that executes the command
+  Runtime caller = Runtime::Cpp;             ///< the runtime that sends it
+  std::uint8_t channel = 0;                  ///< one of Header::kChannel...
+  std::array<std::uint8_t, 4> address = {};  ///< IPv4, octets in written order
+  std::uint16_t port = 0;
+};
+
+/// A command without its body. Reserves room for the body, which the caller appends:
+///
+///     Bytes command = EmptyCommand({.target = Runtime::Cpp}, Header::kTypeHeartBeat, 1);
+///     command.push_back('!');
+[[nodiscard]] inline Bytes EmptyCommand(const Route& route, std::uint8_t type,
+                                        std::size_t bodySize = 0) {
+  Bytes command;
+  command.reserve(Header::kSize + bodySize);
+  command.resize(Header::kSize);
+  command[Header::kTargetRuntime] = static_cast<std::uint8_t>(route.target);
+  command[Header::kChannelType] = route.channel;
+  for (std::size_t octet = 0; octet < route.address.size(); ++octet) {
+    command[Header::kAddress + octet] = route.address[octet];
+  }
+  command[Header::kPort] = static_cast<std::uint8_t>(route.port & 0xFFU);
+  command[Header::kPort + 1] = static_cast<std::uint8_t>(route.port >> 8U);
+  command[Header::kCallingRuntime] = static_cast<std::uint8_t>(route.caller);
+  command[Header::kCommandType] = type;
+  return command;
+}
+
+namespace detail {
+
+inline void Append(Bytes& command, ByteView bytes) {
+  command.insert(command.end(), bytes.begin(), bytes.end());
+}
+
+inline void AppendCall(Bytes& command, std::string_view handler, ByteView payload) {
+  command.push_back(static_cast<std::uint8_t>(handler.size()));
+  Append(command, AsBytes(handler));
+  Append(command, payload);
+}
+
+inline void RequireName(std::string_view handler) {
+  if (handler.size() > Header::kLongestName) {
+    throw std::length_error("The handler's name is longer than 255 bytes: " + std::string(handler));
+  }
+}
+
+}  // namespace detail
+
+/// A call of the handler that is registered under a name of 1 to 255 bytes of UTF-8. An empty name
+/// is sent as it is, and refused by the called runtime. Errors: std::length_error for a longer one.
+[[nodiscard]] inline Bytes CallCommand(const Route& route, std::string_view handler,
+                                       ByteView payload) {
+  detail::RequireName(handler);
+  Bytes command =
+      EmptyCommand(route, Header::kTypeCallHandler, 1 + handler.size() + payload.size());
+  detail::AppendCall(command, handler, payload);
+  return command;
+}
+
+/// The same call with a time limit, which servers and network clients observe. 0 milliseconds are
+/// over at once; 2^32 - 1 are no limit. Errors: as for CallCommand.
+[[nodiscard]] inline Bytes CallWithinCommand(const Route& route, std::uint32_t milliseconds,
+                                             std::string_view handler, ByteView payload) {
+  detail::RequireName(handler);
+  Bytes command = EmptyCommand(route, Header::kTypeCallWithin,
+                               Header::kTimeLimitSize + 1 + handler.size() + payload.size());
+  for (const unsigned shift : {24U, 16U, 8U, 0U}) {
+    command.push_back(static_cast<std::uint8_t>(milliseconds >> shift & 0xFFU));
+  }
+  detail::AppendCall(command, handler, payload);
+  return command;
+}
+
+/// Asks the target to load a library: an archive, a shared library, whatever the runtime has. A
+/// path ends at its first zero byte, and a relative one counts from the target's directory.
+[[nodiscard]] inline Bytes LoadLibraryCommand(const Route& route, std::string_view path) {
+  Bytes command = EmptyCommand(route, Header::kTypeLoadLibrary,
+                               Header::kLibraryPath - Header::kSize + path.size());
+  command.resize(Header::kLibraryPath);
+  detail::Append(command, AsBytes(path));
+  return command;
+}
+
+/// Asks for a sign of life. The answer has the same body.
+[[nodiscard]] inline Bytes HeartBeatCommand(const Route& route, ByteView body) {
+  Bytes command = EmptyCommand(route, Header::kTypeHeartBeat, body.size());
+  detail::Append(command, body);
+  return command;
+}
+
+}  // namespace Ferrolink::Protocol
+
+#endif
