@@ -1,8 +1,8 @@
 package com.ferrolink;
 
 /**
- * The process's one place for a listener. The lock makes the native registration and what is known
- * of it here change together; it is not held while commands are answered.
+ * The one listener of the process. The lock keeps the native registration and {@code current}
+ * consistent. It is not held while commands are answered.
  */
 final class CallbackSlot {
 
@@ -13,7 +13,7 @@ final class CallbackSlot {
         this.calls = calls;
     }
 
-    /** Replaces the listener; null for none. The registration returned is inactive then. */
+    /** Replaces the listener. Null unregisters it and returns an inactive registration. */
     synchronized CommandRegistration set(CommandListener listener) {
         CommandRegistration registration = new CommandRegistration(this);
         if (listener == null) {

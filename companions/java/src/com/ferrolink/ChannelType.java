@@ -2,7 +2,7 @@ package com.ferrolink;
 
 import com.ferrolink.core.protocol.CommandHeader;
 
-/** The ways by which commands reach a runtime. */
+/** The ways in which commands reach a runtime. */
 public enum ChannelType {
 
     /** A runtime in this process, through its own native library. */
@@ -21,7 +21,7 @@ public enum ChannelType {
     }
 
     /**
-     * The number that stands for this channel in commands.
+     * The code of this channel in commands.
      *
      * @return 0 to 2
      */
@@ -29,7 +29,7 @@ public enum ChannelType {
         return code;
     }
 
-    /** The type in words, for people. */
+    /** The type in words. */
     @Override
     public String toString() {
         return displayName;

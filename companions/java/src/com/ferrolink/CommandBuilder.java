@@ -10,7 +10,7 @@ import java.util.Objects;
 /** Builds the commands that this JVM sends. */
 final class CommandBuilder {
 
-    /** The longest arrays that all virtual machines can make. */
+    /** The longest array that every JVM can allocate. */
     private static final int MAXIMUM_SIZE = Integer.MAX_VALUE - 8;
 
     private CommandBuilder() {
@@ -20,14 +20,14 @@ final class CommandBuilder {
         return call(target, CommandHeader.TYPE_CALL_HANDLER, CommandHeader.NAME_LENGTH, handler, payload);
     }
 
-    /** A call with a time limit, which {@link #setTimeLeft} still has to put in. */
+    /** A call whose time limit is zero until {@link #setTimeLeft} sets it. */
     static byte[] callWithin(Target target, String handler, byte[] payload) {
         return call(target, CommandHeader.TYPE_CALL_WITHIN, CommandHeader.NAME_LENGTH_WITHIN, handler,
                 payload);
     }
 
     /**
-     * Puts the time that is left into a call with a time limit.
+     * Sets the time limit of a call that has one.
      *
      * @param milliseconds 0 to 2^32 - 1
      */
@@ -35,7 +35,7 @@ final class CommandBuilder {
         ByteBuffer.wrap(command).putInt(CommandHeader.TIME_LIMIT, (int) milliseconds);
     }
 
-    /** The name's length stands at the offset {@code nameLength}, the name and the payload follow. */
+    /** @param nameLength the offset of the length of the handler's name */
     private static byte[] call(Target target, int type, int nameLength, String handler, byte[] payload) {
         byte[] name = encode("handler", handler);
         Objects.requireNonNull(payload, "payload");
@@ -72,7 +72,7 @@ final class CommandBuilder {
         return command;
     }
 
-    /** The largest size is refused before it overflows; others may still exceed the heap. */
+    /** Refuses sizes that no array can have. Smaller ones may still exceed the heap. */
     static void requireRoom(long size) {
         if (size > MAXIMUM_SIZE) {
             throw new IllegalArgumentException("A command of " + size
@@ -89,7 +89,7 @@ final class CommandBuilder {
         return command;
     }
 
-    /** Most names are, and need no encoder. */
+    /** Most names are ASCII, which needs no encoder. */
     private static boolean isAscii(String text) {
         for (int index = 0; index < text.length(); index++) {
             if (text.charAt(index) >= 0x80) {
@@ -99,7 +99,7 @@ final class CommandBuilder {
         return true;
     }
 
-    /** Refuses halves of surrogate pairs, which would silently become question marks. */
+    /** Refuses unpaired surrogates: the usual encoder silently replaces them by question marks. */
     private static byte[] encode(String what, String text) {
         Objects.requireNonNull(text, what);
         if (isAscii(text)) {

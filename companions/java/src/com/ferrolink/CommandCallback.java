@@ -7,9 +7,9 @@ import com.ferrolink.core.receiver.Receiver;
 import java.util.function.Function;
 
 /**
- * What the native library calls for commands from other runtimes: {@code apply} takes a command and
- * gives a reply, both of them byte arrays. The library takes the reply for one unseen, hence nothing
- * else is ever returned, and nothing is thrown.
+ * The object that the native library calls for commands from other runtimes. {@code apply} takes a
+ * command and returns a reply, both byte arrays. It always returns a complete reply and never throws:
+ * the library does not check what it gets.
  */
 final class CommandCallback implements Function<Object, Object> {
 

@@ -3,53 +3,52 @@ package com.ferrolink;
 import com.ferrolink.core.receiver.Answers;
 
 /**
- * Answers the commands that other runtimes send to this Java program while it is the calling one;
- * registered with {@link Ferrolink#onCommand}.
+ * Answers commands that other runtimes send to this Java program. Registered with {@link
+ * Ferrolink#onCommand}.
  *
- * <p>The static methods take a command apart and build a reply:
+ * <p>The static methods parse a command and build a reply:
  *
  * <pre>{@code
  * Ferrolink.onCommand(command -> CommandListener.reply(command, CommandListener.payloadOf(command)));
  * }</pre>
  *
- * <p><b>Threads:</b> the listener is called by any number of threads at once: by the thread whose own
- * command the other runtime is just carrying out, and by threads of the other runtime, which are
- * known to Java only for the time of the call and have an arbitrary context class loader.
+ * <p><b>Threads:</b> a listener must be thread-safe. It is called on the thread whose own command the
+ * other runtime is executing, and on threads of the other runtime. Those are attached to Java for one
+ * call only, and their context class loader is unspecified.
  */
 @FunctionalInterface
 public interface CommandListener {
 
     /**
-     * Answers one command. Heartbeats, and commands without a complete header, are answered without
-     * the listener.
+     * Answers one command. The library itself answers heartbeats and commands without a complete
+     * header.
      *
-     * @param command a header of 11 bytes, of which byte 9 is the calling runtime and byte 10 the
-     *     command type, and a body; never null. The array belongs to the listener.
-     * @return a reply: a header of 11 bytes, of which byte 10 is 0, or 10 for an exception report, and
-     *     a body. It is copied before the caller gets it. Null and less than a header are answered to
-     *     the caller as a failure.
-     * @throws Exception whatever goes wrong. The caller gets this, like any error, as an exception
-     *     report with the classes, messages, causes and frames as text.
+     * @param command a header of 11 bytes and a body, never null. Byte 9 is the calling runtime, byte
+     *     10 the command type. The listener owns the array.
+     * @return a reply: a header of 11 bytes and a body. Byte 10 is 0, or 10 for an exception report.
+     *     The library copies it. If it is null or shorter than a header, the caller gets a failure.
+     * @throws Exception any failure. The caller gets an exception report with classes, messages,
+     *     causes and frames. Errors are reported in the same way.
      */
     byte[] onCommand(byte[] command) throws Exception;
 
     /**
-     * The name of the handler that a call is for.
+     * The name of the handler that a command calls.
      *
-     * @param command a command of type 2, or of type 3, which is a call with a time limit
+     * @param command a command of type 2 (a call) or 3 (a call with a time limit)
      * @return 1 to 255 bytes when encoded as UTF-8
-     * @throws IllegalArgumentException if the command is no call of a handler, or malformed
+     * @throws IllegalArgumentException if the command calls no handler or is malformed
      */
     static String handlerOf(byte[] command) {
         return Answers.handlerOf(command);
     }
 
     /**
-     * What the caller sent to the handler.
+     * The payload of a call.
      *
      * @param command a command of type 2 or 3
      * @return an array of its own, possibly empty
-     * @throws IllegalArgumentException if the command is no call of a handler, or malformed
+     * @throws IllegalArgumentException if the command calls no handler or is malformed
      */
     static byte[] payloadOf(byte[] command) {
         return Answers.payloadOf(command);
@@ -58,7 +57,7 @@ public interface CommandListener {
     /**
      * A successful reply.
      *
-     * @param command the command that it answers, of which the calling runtime is read
+     * @param command the command to answer; only its calling runtime is read
      * @param body the bytes to reply with, possibly none, not null
      * @return an array of its own
      * @throws IllegalArgumentException if the command has no complete header

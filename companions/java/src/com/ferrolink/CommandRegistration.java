@@ -1,9 +1,9 @@
 package com.ferrolink;
 
 /**
- * A registered {@link CommandListener}; closing it unregisters the listener.
+ * A registered {@link CommandListener}. Closing it unregisters the listener.
  *
- * <p><b>Threads:</b> safe for any thread.
+ * <p><b>Threads:</b> thread-safe.
  */
 public final class CommandRegistration implements AutoCloseable {
 
@@ -16,16 +16,15 @@ public final class CommandRegistration implements AutoCloseable {
     /**
      * Whether commands still go to this registration's listener.
      *
-     * @return false once it was closed or another listener took its place
+     * @return false after {@link #close}, or after another listener replaced this one
      */
     public boolean isActive() {
         return slot.holds(this);
     }
 
     /**
-     * Unregisters the listener; commands from other runtimes fail from then on. Has no effect if this
-     * was done before or another listener has taken its place. Does not wait: commands that the
-     * listener is just answering are answered.
+     * Unregisters the listener: later commands from other runtimes fail. Idempotent, and a no-op if
+     * another listener replaced this one. Does not wait for running commands, which are answered.
      */
     @Override
     public void close() {

@@ -3,13 +3,13 @@ package com.ferrolink;
 import java.util.concurrent.ThreadFactory;
 import java.util.concurrent.atomic.AtomicInteger;
 
-/** Makes threads that neither keep the JVM alive nor hold on to loaders of their creators. */
+/** Makes daemon threads whose context class loader is that of this class, not that of their creator. */
 final class DaemonThreads implements ThreadFactory {
 
     private final String prefix;
     private final AtomicInteger lastNumber = new AtomicInteger();
 
-    /** Names are the prefix and a number. */
+    /** Threads are named by the prefix and a number. */
     DaemonThreads(String prefix) {
         this.prefix = prefix;
     }

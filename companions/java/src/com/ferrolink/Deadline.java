@@ -2,10 +2,10 @@ package com.ferrolink;
 
 import java.time.Duration;
 
-/** The moment at which a caller gives up. Immutable, safe for any thread. */
+/** The moment at which a caller gives up. Immutable and thread-safe. */
 final class Deadline {
 
-    /** As many milliseconds as a command can say; longer limits count as this. */
+    /** The longest limit that fits into a command. Longer limits are cut to this. */
     static final long LONGEST_MILLISECONDS = 0xFFFF_FFFFL;
 
     private static final long NANOSECONDS = 1_000_000;
@@ -18,7 +18,7 @@ final class Deadline {
         this.milliseconds = milliseconds;
     }
 
-    /** From now on. A limit of zero or less is over at once. */
+    /** A limit that starts now. One of zero or less is over at once. */
     static Deadline after(Duration limit) {
         if (limit.isNegative() || limit.isZero()) {
             return new Deadline(0, 0);
@@ -29,17 +29,17 @@ final class Deadline {
         return new Deadline(limit.toNanos(), roundedUp(limit.toNanos()));
     }
 
-    /** 0 or less where the time is over. */
+    /** Zero or less if the time is over. */
     long nanosecondsLeft() {
         return end - System.nanoTime();
     }
 
-    /** What a command is to say: 0 only where the time is over. */
+    /** The time limit for a command, rounded up: 0 only if the time is over. */
     long millisecondsLeft() {
         return roundedUp(Math.max(nanosecondsLeft(), 0));
     }
 
-    /** The whole limit, for people. */
+    /** The whole limit. */
     @Override
     public String toString() {
         return milliseconds + " ms";

@@ -1,10 +1,10 @@
 package com.ferrolink;
 
 /**
- * The time of a call was over before its answer came. Where {@link #mayHaveExecuted} is true the handler
- * may go on: in this process it does, and over a network the server is not told.
+ * A call's time was over before its answer came. If {@link #mayHaveExecuted} is true, the handler may
+ * still run: in this process it does; over a network the server is not told.
  *
- * <p><b>Threads:</b> immutable but for what every Throwable can be given; safe for any thread.
+ * <p><b>Threads:</b> immutable, except for what every Throwable allows; thread-safe.
  */
 public class DeadlineExceededException extends FerrolinkException {
 
@@ -18,7 +18,7 @@ public class DeadlineExceededException extends FerrolinkException {
         super(parts, mayHaveExecuted);
     }
 
-    /** In place of a text of the native library: the caller itself has given up. */
+    /** For callers that gave up themselves, without an error of the native library. */
     static DeadlineExceededException of(Deadline limit, boolean begun) {
         return new DeadlineExceededException("The call's time of " + limit + " was over before "
                 + (begun ? "its answer came. It goes on, and its answer will be dropped."

@@ -4,12 +4,12 @@ import com.ferrolink.core.protocol.CommandHeader;
 import java.util.concurrent.atomic.AtomicReference;
 
 /**
- * One command and its response. {@link #run} makes all native calls, on one platform thread, since
- * the response waits for the thread that sent the command; {@link #response} belongs to the thread
- * that wants the result, so that exceptions carry its frames.
+ * One command and its response. {@link #run} makes all native calls on one platform thread: a response
+ * waits for the thread that sent the command. {@link #response} is called by the thread that wants the
+ * result, so that exceptions have its frames.
  *
- * <p>Where there is a deadline, the two may be different threads, and the one that wants the result may
- * give up: the other one then sends nothing, or drops what it gets.
+ * <p>With a deadline the two may be different threads. If the thread that wants the result gives up, the
+ * other one sends nothing, or drops the response.
  */
 final class Exchange implements Runnable {
 
@@ -17,7 +17,7 @@ final class Exchange implements Runnable {
 
     private final NativeCalls calls;
     private final byte[] command;
-    /** Null for none. */
+    /** Null if there is none. */
     private final Deadline deadline;
     private final AtomicReference<State> state = new AtomicReference<>(State.WAITING);
 
@@ -50,7 +50,7 @@ final class Exchange implements Runnable {
         }
     }
 
-    /** The whole response, of at least a header's length. Only after {@link #run} has returned. */
+    /** The whole response, at least a header. To be called after {@link #run}. */
     byte[] response() {
         if (deadline != null && state.get() != State.SENT) {
             throw giveUp();
@@ -65,7 +65,7 @@ final class Exchange implements Runnable {
         return response;
     }
 
-    /** Ends the waiting for {@link #run}, which sends nothing any more. Only with a deadline. */
+    /** Keeps {@link #run} from sending, if it has not sent yet. To be called only with a deadline. */
     DeadlineExceededException giveUp() {
         state.compareAndSet(State.WAITING, State.GIVEN_UP);
         return DeadlineExceededException.of(deadline, state.get() == State.SENT);

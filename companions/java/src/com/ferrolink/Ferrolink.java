@@ -18,24 +18,25 @@ import java.util.Objects;
  * }
  * }</pre>
  *
- * <p><b>Threads:</b> every method may be called by any number of threads at once; their commands run
- * at the same time. One object may serve a whole program.
+ * <p><b>Threads:</b> thread-safe. Commands of several threads run in parallel. One object may serve a
+ * whole program.
  *
- * <p><b>Blocking:</b> {@link #call(String, byte[])}, {@link #heartbeat} and {@link #loadLibrary} return
- * when the answer is there and have no time limit of their own; the first command to a target also loads
- * its library and starts its runtime, or connects. {@link #call(String, byte[], Duration)} gives up when
- * its time is over. An interrupt does not end them; the thread is interrupted
- * afterwards as before. A command and its answer stay on one platform thread: the caller's own, or
- * one of a pool while a virtual caller waits without keeping its carrier. The pool has up to 16
- * threads, or as many as the system property {@code ferrolink.platformThreads} says (1 to 1024) when
- * the first virtual thread calls; further commands of virtual threads wait for one to become free.
+ * <p><b>Blocking:</b> {@link #call(String, byte[])}, {@link #heartbeat} and {@link #loadLibrary} block
+ * until the answer is there, without a time limit. The first command to a target also loads its library
+ * and starts its runtime, or connects. {@link #call(String, byte[], Duration)} gives up when its time is
+ * over. An interrupt ends none of them; the thread's interrupt flag stays set.
+ *
+ * <p><b>Virtual threads:</b> a command and its answer must stay on one platform thread. Commands of
+ * virtual threads therefore run on a pool, while the virtual thread waits without its carrier. The pool
+ * has up to 16 threads. The system property {@code ferrolink.platformThreads} (1 to 1024) changes that; it
+ * is read when the first virtual thread calls. Further commands wait for a free thread.
  *
  * <p><b>Errors:</b> {@link FerrolinkException} if the command did not get through,
- * {@link RemoteException} if it did and failed over there. Constructing a native failure is slow on
- * purpose (50 ms) and is logged.
+ * {@link RemoteException} if it did and failed there. A native failure takes 50 ms on purpose, and is
+ * logged.
  *
  * <p><b>Lifetime:</b> runtimes, native libraries and connections live until the process ends. Closing
- * an object marks it, and frees nothing.
+ * an object frees nothing; it only makes later commands of the object fail.
  */
 public final class Ferrolink implements AutoCloseable {
 
@@ -53,8 +54,8 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * An object that sends to the target. Loads the native library of the installation, but neither
-     * connects nor loads anything of the target: that happens with the first command.
+     * An object that sends to the target. Loads the native library of the installation. The first
+     * command connects, or loads the target's runtime.
      *
      * @param target where commands go, not null
      * @return the object
@@ -105,7 +106,7 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Where commands go.
+     * The target of this object's commands.
      *
      * @return the target, also after {@link #close}
      */
@@ -117,7 +118,7 @@ public final class Ferrolink implements AutoCloseable {
      * Calls a handler of the target and waits for its answer.
      *
      * @param handler the name of the handler, 1 to 255 bytes in UTF-8, not null
-     * @param payload the bytes to send, possibly none, not null; not changed and not kept
+     * @param payload the bytes to send, possibly none, not null; neither changed nor kept
      * @return the bytes that the handler answered with, possibly none, in an array of their own
      * @throws IllegalArgumentException if the name is empty, too long or no valid Unicode text, or the
      *     command would be longer than an array can be
@@ -132,19 +133,20 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Calls a handler of the target and waits for its answer, but no longer than a time.
+     * Calls a handler of the target and waits for its answer, at most for the given time.
      *
-     * <p>Over a network the time that is left travels with the command: a server does not begin one whose
-     * time is over, and the connection of one that is given up is closed. In this process the command
-     * runs on another thread, and giving up does not end it: the handler goes on, its answer is dropped.
-     * Such a thread comes from a pool of up to 256, or as many as the system property {@code
-     * ferrolink.timedThreads} says (1 to 1024) when the first such command is sent, and a command waits
-     * for a free one. Virtual threads use that pool over a network, too.
+     * <p>Over a network the command carries the time that is left. A server does not begin a command
+     * whose time is over. If the caller gives up, the connection is closed.
+     *
+     * <p>In this process the command runs on a thread of a pool. If the caller gives up, the handler runs
+     * on, and its answer is dropped. The pool has up to 256 threads. The system property {@code
+     * ferrolink.timedThreads} (1 to 1024) changes that; it is read when the first such command is sent. A
+     * command waits for a free thread. Virtual threads use this pool over a network, too.
      *
      * @param handler as for {@link #call(String, byte[])}
      * @param payload as for {@link #call(String, byte[])}
-     * @param limit how long to wait, not null. Nothing is sent where it is zero or negative. More than
-     *     2^32 - 1 milliseconds, 49 days, count as that.
+     * @param limit how long to wait, not null. If it is zero or negative, nothing is sent. Limits above
+     *     2^32 - 1 milliseconds (49 days) are cut to that.
      * @return the bytes that the handler answered with, possibly none, in an array of their own
      * @throws IllegalArgumentException as for {@link #call(String, byte[])}
      * @throws IllegalStateException after {@link #close}
@@ -153,13 +155,13 @@ public final class Ferrolink implements AutoCloseable {
      *     FerrolinkException#mayHaveExecuted} says whether the command was sent
      * @throws FerrolinkException if the command did not get through
      * @throws OutOfMemoryError if the heap has no room for the command or the answer, or the system has
-     *     none for another thread
+     *     no memory for another thread
      */
     public byte[] call(String handler, byte[] payload, Duration limit) {
         requireOpen();
         Deadline deadline = Deadline.after(Objects.requireNonNull(limit, "limit"));
         boolean inMemory = target.channel() == ChannelType.IN_MEMORY;
-        // Runtimes of this process do not ask for the time, and may not know of it.
+        // Runtimes in this process ignore the time limit, and some may not know that command type.
         Exchange exchange = new Exchange(calls, inMemory ? CommandBuilder.call(target, handler, payload)
                 : CommandBuilder.callWithin(target, handler, payload), deadline);
         if (!inMemory && !PlatformThreads.isVirtual(Thread.currentThread())) {
@@ -189,7 +191,7 @@ public final class Ferrolink implements AutoCloseable {
      * Receiver#sendCommand}. Default methods run as usual, unless they have a {@link FunctionName}.
      *
      * <p>The object may be used by any number of threads at once. Its methods throw what {@link
-     * #call(String, byte[])} throws, and {@link IllegalArgumentException} where the types of arguments or
+     * #call(String, byte[])} throws, and {@link IllegalArgumentException} if the types of arguments or
      * of the result are not those of the function, with the parameter and the types.
      *
      * @param functions an interface, not null
@@ -210,7 +212,7 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Returns if the target's runtime is there and answers.
+     * Checks that the target's runtime answers.
      *
      * @throws IllegalStateException after {@link #close}
      * @throws RemoteException if the target reports a failure
@@ -222,11 +224,11 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Has the target load a library with handlers: an archive, a shared library, a module, whatever
+     * Asks the target to load a library with handlers: an archive, a shared library, a module, whatever
      * the runtime has.
      *
-     * @param path the library's path where the target runs, not empty, without zero characters. The
-     *     target looks up a relative one from its own working directory.
+     * @param path the library's path on the target's machine, not empty, without zero characters. A
+     *     relative path is relative to the target's working directory.
      * @throws IllegalArgumentException if the path is empty, has a zero character or is no valid
      *     Unicode text
      * @throws IllegalStateException after {@link #close}
@@ -239,9 +241,9 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Has the target load a library, as {@link #loadLibrary(String)} does with the path's text.
+     * The same as {@link #loadLibrary(String)} with the path's text.
      *
-     * @param path the library's path where the target runs, not null
+     * @param path the library's path on the target's machine, not null
      * @throws IllegalArgumentException as for a text
      * @throws IllegalStateException after {@link #close}
      * @throws RemoteException if the target could not load it and reports why
@@ -252,16 +254,14 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Registers what answers the commands that other runtimes of this process send to this program,
-     * in place of what was registered before. There is one listener in a process, not one for each
-     * object, and it stays until it is replaced or unregistered.
+     * Registers the listener that answers commands of other runtimes in this process. A process has one
+     * listener; this call replaces it.
      *
-     * <p>For programs that Java started. In a JVM that a native host started, commands go to the
-     * installed {@link com.ferrolink.core.receiver.CommandHandler}s without any registration, and a
-     * listener is not asked.
+     * <p>For programs that Java started. If a native host started the JVM, commands go to the installed
+     * {@link com.ferrolink.core.receiver.CommandHandler}s, and the listener is never called.
      *
-     * @param listener what answers; null unregisters
-     * @return closing it unregisters the listener, unless another one took its place
+     * @param listener the listener; null unregisters
+     * @return the registration; closing it unregisters the listener, unless another one replaced it
      * @throws FerrolinkException if the native library cannot be loaded
      */
     public static CommandRegistration onCommand(CommandListener listener) {
@@ -270,11 +270,10 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Registers a listener that passes commands to the {@link
-     * com.ferrolink.core.receiver.CommandHandler}s on the class path, found as their documentation
-     * says, and to the built-in ones.
+     * Registers a listener that passes commands to the built-in handlers and to the {@link
+     * com.ferrolink.core.receiver.CommandHandler}s on the class path.
      *
-     * @return closing it unregisters the listener, unless another one took its place
+     * @return the registration; closing it unregisters the listener, unless another one replaced it
      * @throws FerrolinkException if the native library cannot be loaded
      */
     public static CommandRegistration onCommands() {
@@ -282,16 +281,15 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Marks this object as closed: later commands throw {@link IllegalStateException}, those that are
-     * under way end as usual. Neither the target nor other objects notice, and a registered listener
-     * stays. Calling it again has no effect.
+     * Closes this object: later commands throw {@link IllegalStateException}, running ones complete.
+     * Idempotent. The target, other objects and a registered listener are not affected.
      */
     @Override
     public void close() {
         closed = true;
     }
 
-    /** The target and whether this object is closed, for people. */
+    /** The target, and whether this object is closed. */
     @Override
     public String toString() {
         return "Ferrolink to " + target + (closed ? ", closed" : "");
@@ -324,7 +322,7 @@ public final class Ferrolink implements AutoCloseable {
                 + ", which is neither an answer (0) nor an exception report (10).", null, true);
     }
 
-    /** Made with the first registration. */
+    /** Created by the first registration. */
     private static final class ProcessSlot {
         private static CallbackSlot slot;
 

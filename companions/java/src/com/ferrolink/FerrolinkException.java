@@ -5,14 +5,13 @@ import java.util.regex.Pattern;
 
 /**
  * A failure of the native libraries: the command did not reach its target, or its answer did not come
- * back. What a target's own code throws is a {@link RemoteException} instead.
+ * back. Exceptions of the target's own code are {@link RemoteException}s instead.
  *
- * <p>{@link #getMessage} is the whole text as the native library gave it, or says that it is empty or
- * not readable; {@link #prefix}, {@link #code}, {@link #text} and {@link #runtimeInfo} are its parts. A
- * code means something only together with its prefix. {@link #mayHaveExecuted} tells whether it is safe
- * to send the command again.
+ * <p>{@link #getMessage} is the native library's whole text, or says that this is empty or not readable.
+ * {@link #prefix}, {@link #code}, {@link #text} and {@link #runtimeInfo} are its parts. A code is unique
+ * only within its prefix. {@link #mayHaveExecuted} tells whether the command may be sent again.
  *
- * <p><b>Threads:</b> immutable but for what every Throwable can be given; safe for any thread.
+ * <p><b>Threads:</b> immutable, except for what every Throwable allows; thread-safe.
  */
 public class FerrolinkException extends RuntimeException {
 
@@ -29,15 +28,15 @@ public class FerrolinkException extends RuntimeException {
     private final String prefix;
     /** The number of the failure, or -1. */
     private final int code;
-    /** What is said beyond prefix and code. */
+    /** The text behind prefix and code. */
     private final String text;
-    /** What the failed runtime said of itself, or empty. */
+    /** The failed runtime's description of itself, or empty. */
     private final String runtimeInfo;
 
     /** Whether the command may have been executed. */
     private final boolean mayHaveExecuted;
 
-    /** A failure of this package's own, which has no parts. */
+    /** A failure of this package itself. Its text is the whole message. */
     FerrolinkException(String message, Throwable cause, boolean mayHaveExecuted) {
         super(message, cause);
         prefix = "";
@@ -57,13 +56,13 @@ public class FerrolinkException extends RuntimeException {
     }
 
     /**
-     * Takes apart a text of the native library that a command failed with. For programs that call
-     * {@link com.ferrolink.core.transmitter.TransmitterWrapper} themselves.
+     * Parses an error text of the native library. For programs that call {@link
+     * com.ferrolink.core.transmitter.TransmitterWrapper} themselves.
      *
-     * @param nativeText any text; null is taken for an empty one
-     * @return the exception, not thrown, a {@link DeadlineExceededException} where the text says so; its
-     *     parts are empty where the text lacks them. What {@link #mayHaveExecuted} says of it holds for
-     *     a text of {@code sendCommand}; once that has succeeded, the command was executed.
+     * @param nativeText any text; null counts as empty
+     * @return the exception, not thrown; a {@link DeadlineExceededException} if the text reports one. Parts
+     *     that the text lacks are empty. {@link #mayHaveExecuted} is right for errors of {@code
+     *     sendCommand}; after a later error the command was executed.
      */
     public static FerrolinkException ofNativeText(String nativeText) {
         return new NativeText(nativeText, false).toException();
@@ -72,15 +71,15 @@ public class FerrolinkException extends RuntimeException {
     /**
      * The component that failed.
      *
-     * @return {@code JVM Launcher}, {@code Ferrolink Native Exception} or {@code JVM Lib}, or what
-     *     another member of the family calls its own; empty if the text has no code
+     * @return {@code JVM Launcher}, {@code Ferrolink Native Exception}, {@code JVM Lib}, or the name
+     *     that another member of the family uses; empty if the text has no code
      */
     public String prefix() {
         return prefix;
     }
 
     /**
-     * The number of the failure among those of its component.
+     * The error code, unique within its component.
      *
      * @return 0 or more; -1 if the text has none
      */
@@ -89,16 +88,16 @@ public class FerrolinkException extends RuntimeException {
     }
 
     /**
-     * What is said beyond prefix and code, without white space around it.
+     * The text behind prefix and code, without white space around it.
      *
-     * @return never null; empty if the text is nothing but a prefix and a code
+     * @return never null; empty if there is only a prefix and a code
      */
     public String text() {
         return text;
     }
 
     /**
-     * What the failed runtime said of itself.
+     * The failed runtime's description of itself.
      *
      * @return lines of text; empty if the text has no such part
      */
@@ -107,16 +106,15 @@ public class FerrolinkException extends RuntimeException {
     }
 
     /**
-     * Whether the command may have been executed, and must not be repeated unless that does no harm.
+     * Whether the command may have been executed. If so, repeat it only if it is idempotent.
      *
-     * @return false if the failure is known to come before the execution of the command; true in all
-     *     other cases, also where nobody knows
+     * @return false if the command was certainly not executed; true in all other cases
      */
     public boolean mayHaveExecuted() {
         return mayHaveExecuted;
     }
 
-    /** A text as the native library gave it, to be taken apart on the thread that gets the exception. */
+    /** An unparsed error text. The thread that gets the exception parses it, so that frames are its own. */
     static final class NativeText {
         private final String text;
         private final boolean afterExecution;
@@ -134,7 +132,7 @@ public class FerrolinkException extends RuntimeException {
         }
     }
 
-    /** What a native text consists of. */
+    /** The parts of an error text. */
     static final class Parts {
         final String message;
         final String prefix;

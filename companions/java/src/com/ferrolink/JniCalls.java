@@ -12,7 +12,7 @@ final class JniCalls implements NativeCalls {
     }
 
     /**
-     * Loads the library unless that has been done.
+     * Loads the library, if it is not loaded yet.
      *
      * @throws FerrolinkException if it cannot be loaded; the next call tries again
      */

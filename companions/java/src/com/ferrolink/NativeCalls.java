@@ -1,20 +1,20 @@
 package com.ferrolink;
 
 /**
- * The native operations that this package uses. Implemented by {@link JniCalls}; tests put a double
- * in its place. Every command given to it has a header.
+ * The native operations that this package uses. {@link JniCalls} implements it; tests use a fake.
+ * Commands have a complete header.
  */
 interface NativeCalls {
 
-    /** The length of the response that now waits for this thread; negative for a failure. */
+    /** Returns the length of the response, which waits for this thread; negative after a failure. */
     int sendCommand(byte[] command);
 
-    /** Fills the buffer, whose first byte names the target runtime; negative for a failure. */
+    /** Fills the buffer, whose first byte must be the target runtime; negative after a failure. */
     int readResponse(byte[] buffer);
 
-    /** The text of this thread's last failure, to be asked for once, right after it. */
+    /** The text of this thread's last failure. To be called once, right after the failure. */
     String getNativeError();
 
-    /** Registers what answers commands from other runtimes; null for nothing. */
+    /** Registers the object that answers commands of other runtimes; null unregisters. */
     void setCallback(Object callback);
 }

@@ -5,8 +5,8 @@ import java.util.HashMap;
 import java.util.Map;
 
 /**
- * The failures that come before a command is executed, by the prefixes and codes of their texts. All
- * others may come after it. Holds for texts of a command that was not sent; reading a response is later.
+ * The errors that occur before a command is executed, by prefix and code. Other errors may occur after
+ * it. Valid for errors of sending; errors of reading a response always occur after execution.
  */
 final class NotExecuted {
 

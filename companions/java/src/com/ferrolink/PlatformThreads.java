@@ -10,13 +10,13 @@ import java.util.concurrent.ThreadPoolExecutor;
 import java.util.concurrent.TimeUnit;
 
 /**
- * Runs tasks on platform threads: on the calling thread itself where it is one, else on a thread of
- * a pool, for which the virtual thread waits. A virtual thread may change the thread that carries it
- * between two native calls, and natively thread-bound responses would be lost.
+ * Runs tasks on platform threads: on the calling thread if it is one, else on a thread of a pool, for
+ * which the virtual thread waits. A virtual thread may change its carrier between two native calls, and
+ * would lose a response, which waits for the carrier that sent the command.
  */
 final class PlatformThreads {
 
-    /** The system property with the largest number of threads. */
+    /** The system property that limits the number of threads. */
     static final String SIZE_PROPERTY = "ferrolink.platformThreads";
 
     static final int DEFAULT_SIZE = 16;
@@ -24,12 +24,12 @@ final class PlatformThreads {
     private static final int MAXIMUM_SIZE = 1024;
     private static final long IDLE_SECONDS = 30;
 
-    /** Thread.isVirtual(); null on JVMs that have no virtual threads. */
+    /** Thread.isVirtual(); null on JVMs without virtual threads. */
     private static final MethodHandle IS_VIRTUAL = findIsVirtual();
 
     private final ThreadPoolExecutor pool;
 
-    /** A pool of its own, of at most {@code size} threads; idle ones end. */
+    /** A new pool of at most {@code size} threads. Idle threads end. */
     PlatformThreads(int size) {
         pool = new ThreadPoolExecutor(size, size, IDLE_SECONDS, TimeUnit.SECONDS,
                 new LinkedBlockingQueue<Runnable>(), new DaemonThreads("ferrolink-platform-"));
@@ -41,7 +41,7 @@ final class PlatformThreads {
         return Shared.INSTANCE;
     }
 
-    /** What the property says, {@code otherwise} where it says nothing of use. */
+    /** The property's number, or {@code otherwise} if it is no number from 1 to 1024. */
     static int sizeOf(String property, int otherwise) {
         try {
             int size = property == null ? otherwise : Integer.parseInt(property.trim());
@@ -62,7 +62,7 @@ final class PlatformThreads {
         }
     }
 
-    /** Runs the task to its end on a platform thread; what it throws comes out of here. */
+    /** Runs the task on a platform thread and waits for its end. Throws what the task throws. */
     void run(Runnable task) {
         if (isVirtual(Thread.currentThread())) {
             runInPool(task);
@@ -71,7 +71,7 @@ final class PlatformThreads {
         }
     }
 
-    /** An interrupt does not end the waiting, it is there again afterwards. */
+    /** An interrupt does not end the wait; the interrupt flag is set again afterwards. */
     void runInPool(Runnable task) {
         FutureTask<Void> future = new FutureTask<>(task, null);
         pool.execute(future);
@@ -95,7 +95,7 @@ final class PlatformThreads {
         }
     }
 
-    /** What a task threw, none of which is checked: an error is thrown here, the rest by the caller. */
+    /** Throws an Error; returns anything else as the RuntimeException that it is, for the caller to throw. */
     static RuntimeException unchecked(Throwable failure) {
         if (failure instanceof Error) {
             throw (Error) failure;
@@ -112,7 +112,7 @@ final class PlatformThreads {
         }
     }
 
-    /** Made when it is needed first. */
+    /** Created on first use. */
     private static final class Shared {
         static final PlatformThreads INSTANCE =
                 new PlatformThreads(sizeOf(System.getProperty(SIZE_PROPERTY), DEFAULT_SIZE));

@@ -1,6 +1,6 @@
 package com.ferrolink;
 
-/** Texts of others as messages of exceptions: some are empty, or bytes that are no text. */
+/** Turns error texts of others, which may be empty or unreadable, into messages of exceptions. */
 final class ReadableText {
 
     private static final int LONGEST = 64;
@@ -9,9 +9,9 @@ final class ReadableText {
     }
 
     /**
-     * The text itself where a reader finds a letter or a digit in it.
+     * The text itself if it has a letter or a digit, else a sentence about it.
      *
-     * @param who begins the sentence that stands for it otherwise
+     * @param who the subject of that sentence
      */
     static String messageOf(String text, String who) {
         if (text.codePoints().anyMatch(Character::isLetterOrDigit)) {

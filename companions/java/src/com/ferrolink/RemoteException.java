@@ -1,9 +1,9 @@
 package com.ferrolink;
 
 /**
- * An exception report of the target: the command arrived, and what it asked for failed over there.
+ * An exception report of the target: the command arrived and failed there.
  *
- * <p><b>Threads:</b> immutable but for what every Throwable can be given; safe for any thread.
+ * <p><b>Threads:</b> immutable, except for what every Throwable allows; thread-safe.
  */
 public class RemoteException extends RuntimeException {
 
@@ -18,11 +18,10 @@ public class RemoteException extends RuntimeException {
     }
 
     /**
-     * The report, as the target wrote it: usually the class and the message of what was thrown, its
-     * causes and frames. Malformed UTF-8 in it is replaced by U+FFFD.
+     * The report as the target wrote it: usually class and message of the exception, its causes and
+     * frames. U+FFFD replaces malformed UTF-8.
      *
-     * @return the same text as {@link #getMessage}, but for one that is empty or not readable, of which
-     *     the message says so; never null
+     * @return never null. {@link #getMessage} is the same text, or says that it is empty or not readable.
      */
     public String remoteText() {
         return remoteText;

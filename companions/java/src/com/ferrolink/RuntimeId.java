@@ -35,7 +35,7 @@ public enum RuntimeId {
     }
 
     /**
-     * The number that stands for this runtime in commands.
+     * The code of this runtime in commands.
      *
      * @return 0 to 10
      */

@@ -6,7 +6,7 @@ import java.util.Objects;
 /**
  * Where commands go: a runtime and the channel to it.
  *
- * <p><b>Threads:</b> immutable, safe for any thread.
+ * <p><b>Threads:</b> immutable and thread-safe.
  */
 public final class Target {
 
@@ -36,12 +36,12 @@ public final class Target {
     }
 
     /**
-     * A runtime behind a TCP endpoint. Whichever of {@code tcp} and {@code tls} is used first for an
-     * endpoint in this process serves both from then on.
+     * A runtime behind a TCP endpoint. The channel type that this process uses first for an endpoint,
+     * {@code tcp} or {@code tls}, serves both from then on.
      *
      * @param runtime the runtime, not null
-     * @param host an IPv4 address of four decimal numbers without leading zeros, such as
-     *     {@code 127.0.0.1}; names are not looked up
+     * @param host an IPv4 address: four decimal numbers without leading zeros, such as
+     *     {@code 127.0.0.1}; names are refused
      * @param port 1 to 65535
      * @return the target
      * @throws IllegalArgumentException if {@code host} or {@code port} is something else
@@ -51,8 +51,8 @@ public final class Target {
     }
 
     /**
-     * A runtime behind a TCP endpoint that is talked to with TLS. Whichever of {@code tcp} and
-     * {@code tls} is used first for an endpoint in this process serves both from then on.
+     * A runtime behind a TCP endpoint with TLS. The channel type that this process uses first for an
+     * endpoint, {@code tcp} or {@code tls}, serves both from then on.
      *
      * @param runtime the runtime, not null
      * @param host as for {@link #tcp}
@@ -65,7 +65,7 @@ public final class Target {
     }
 
     /**
-     * The runtime that commands are for.
+     * The runtime that executes the commands.
      *
      * @return never null
      */
@@ -104,7 +104,7 @@ public final class Target {
         return port;
     }
 
-    /** Copies the four octets of the address to the array, from the offset on. */
+    /** Copies the four octets of the address to the array, at the offset. */
     void copyAddress(byte[] destination, int offset) {
         System.arraycopy(address, 0, destination, offset, OCTETS);
     }
@@ -155,7 +155,7 @@ public final class Target {
         return octets;
     }
 
-    /** -1 for what is no octet; leading zeros, which some read as octal numbers, are none. */
+    /** Returns -1 for anything else. Leading zeros are refused: some programs read them as octal. */
     private static int parseOctet(String text) {
         if (text.isEmpty() || text.length() > 3 || text.length() > 1 && text.charAt(0) == '0') {
             return -1;

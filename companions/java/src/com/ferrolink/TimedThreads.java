@@ -9,13 +9,13 @@ import java.util.concurrent.TimeUnit;
 import java.util.concurrent.TimeoutException;
 
 /**
- * Runs tasks on platform threads that are not the caller's, who can give up while they go on. A task
- * that was given up keeps its thread until it ends, so the threads are counted: where all are busy,
- * callers wait for one as long as their time lasts.
+ * Runs tasks on platform threads of its own, so that callers can give up. A task that was given up
+ * keeps its thread until it ends, so the number of threads is limited. If all are busy, callers wait for
+ * one until their time is over.
  */
 final class TimedThreads {
 
-    /** The system property with the largest number of threads. */
+    /** The system property that limits the number of threads. */
     static final String SIZE_PROPERTY = "ferrolink.timedThreads";
 
     static final int DEFAULT_SIZE = 256;
@@ -25,10 +25,10 @@ final class TimedThreads {
     private final Semaphore free;
     private final ThreadPoolExecutor pool;
 
-    /** Threads of its own, at most {@code size}; idle ones end. */
+    /** At most {@code size} threads. Idle threads end. */
     TimedThreads(int size) {
         free = new Semaphore(size, true);
-        // A thread that has given its permit back may not be idle yet when the next task comes.
+        // Unbounded: a thread that has released its permit may not be idle yet when the next task comes.
         pool = new ThreadPoolExecutor(0, Integer.MAX_VALUE, IDLE_SECONDS, TimeUnit.SECONDS,
                 new SynchronousQueue<Runnable>(), new DaemonThreads("ferrolink-timed-"));
     }
@@ -39,11 +39,11 @@ final class TimedThreads {
     }
 
     /**
-     * Runs the task and waits for its end, or until the time is over; the task may then begin or go on
-     * nevertheless, and whoever it belongs to has to tell it. What it throws comes out of here, unless it
-     * was given up. An interrupt does not end the waiting, it is there again afterwards.
+     * Runs the task and waits for its end, at most until the deadline. After that the task may still
+     * begin or go on; the caller has to tell it. Throws what the task throws, unless the time was over.
+     * An interrupt does not end the wait; the interrupt flag is set again afterwards.
      *
-     * @return false where the time was over first
+     * @return false if the time was over first
      */
     boolean run(Runnable task, Deadline deadline) {
         FutureTask<Void> future = new FutureTask<>(() -> {
@@ -95,12 +95,12 @@ final class TimedThreads {
         }
     }
 
-    /** Waits for something, no longer than so many nanoseconds. */
+    /** Waits for something, for at most that many nanoseconds. */
     private interface Wait {
         boolean within(long nanoseconds) throws InterruptedException;
     }
 
-    /** Made when it is needed first. */
+    /** Created on first use. */
     private static final class Shared {
         static final TimedThreads INSTANCE = new TimedThreads(
                 PlatformThreads.sizeOf(System.getProperty(SIZE_PROPERTY), DEFAULT_SIZE));

@@ -4,11 +4,10 @@ import com.ferrolink.core.protocol.CommandHeader;
 import java.util.Objects;
 
 /**
- * What answers commands outside this package: the layout of calls and replies, and the text of
- * failures, the same as the {@link Receiver} has. For the use of {@code com.ferrolink}; programs use
- * {@code com.ferrolink.CommandListener}.
+ * Parses calls and builds replies, exactly as the {@link Receiver} does. For the use of {@code
+ * com.ferrolink}; programs use {@code com.ferrolink.CommandListener}.
  *
- * <p><b>Threads:</b> every method may be called by any number of threads at once.
+ * <p><b>Threads:</b> thread-safe.
  */
 public final class Answers {
 
@@ -20,11 +19,11 @@ public final class Answers {
     }
 
     /**
-     * The name of the handler that a call is for.
+     * The name of the handler that a command calls.
      *
      * @param command a command of type 2 or 3
      * @return 1 to 255 bytes when encoded as UTF-8
-     * @throws IllegalArgumentException if the command is no call of a handler, or malformed
+     * @throws IllegalArgumentException if the command calls no handler or is malformed
      */
     public static String handlerOf(byte[] command) {
         try {
@@ -40,11 +39,11 @@ public final class Answers {
     }
 
     /**
-     * What the caller sent to the handler.
+     * The payload of a call.
      *
      * @param command a command of type 2 or 3
      * @return an array of its own, possibly empty
-     * @throws IllegalArgumentException if the command is no call of a handler, or malformed
+     * @throws IllegalArgumentException if the command calls no handler or is malformed
      */
     public static byte[] payloadOf(byte[] command) {
         handlerOf(command);
@@ -54,7 +53,7 @@ public final class Answers {
     /**
      * A reply of type 0.
      *
-     * @param command the command that it answers
+     * @param command the command to answer; only its calling runtime is read
      * @param body the bytes to reply with, not null
      * @return an array of its own
      * @throws IllegalArgumentException if the command has no complete header
@@ -70,18 +69,18 @@ public final class Answers {
     }
 
     /**
-     * An exception report about whatever a command ended with. Never throws.
+     * An exception report about a Throwable. Never throws.
      *
      * @param caller the code of the calling runtime
      * @param failure what was thrown, not null
-     * @return an array that belongs to the caller
+     * @return an array that the caller owns
      */
     public static byte[] failure(byte caller, Throwable failure) {
         return ExceptionReport.reply(caller, failure);
     }
 
     /**
-     * An exception report that is nothing but this text.
+     * An exception report with this text.
      *
      * @param caller the code of the calling runtime
      * @param text the reason, not null

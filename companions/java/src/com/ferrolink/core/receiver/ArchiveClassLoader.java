@@ -3,7 +3,7 @@ package com.ferrolink.core.receiver;
 import java.net.URL;
 import java.net.URLClassLoader;
 
-/** The loader of all archives that arrive after the JVM's start. Grows, is never closed. */
+/** The loader of all archives that are added after the JVM's start. It is never closed. */
 final class ArchiveClassLoader extends URLClassLoader {
 
     static {

@@ -16,17 +16,17 @@ import java.util.Locale;
 import java.util.Set;
 import java.util.jar.JarFile;
 
-/** Finds the archives that a path text stands for. */
+/** Finds the archives at a path. */
 final class ArchivePaths {
 
     private ArchivePaths() {
     }
 
     /**
-     * The real paths of the archive, or of every {@code *.jar} file directly in the directory, in
-     * alphabetical order. All of them can be opened.
+     * The real path of the archive, or for a directory those of its top-level {@code .jar} files
+     * (case-insensitive) in alphabetical order. All of them can be opened.
      *
-     * @throws CommandRejectedException if the path does not exist or one of the archives is none
+     * @throws CommandRejectedException if the path does not exist or a file is no archive
      */
     static List<Path> resolve(String text) throws CommandRejectedException {
         Path path = realPath(text);
@@ -40,14 +40,14 @@ final class ArchivePaths {
         return archives;
     }
 
-    /** The real paths of what the JVM was started with. */
+    /** The real paths of the JVM's class path. */
     static Set<Path> classPath() {
         Set<Path> paths = new HashSet<>();
         for (String entry : System.getProperty("java.class.path", "").split(File.pathSeparator)) {
             try {
                 paths.add(Paths.get(entry).toRealPath());
             } catch (IOException | InvalidPathException absent) {
-                // The JVM ignores entries that do not exist, and so does this set.
+                // The JVM ignores entries that do not exist.
             }
         }
         return paths;
@@ -91,7 +91,7 @@ final class ArchivePaths {
         return archives;
     }
 
-    /** A class loader would pass over a broken archive in silence, and wait for ever for a pipe. */
+    /** A class loader would silently skip a broken archive, and block on a pipe. */
     private static void requireArchive(Path archive) throws CommandRejectedException {
         if (!Files.isRegularFile(archive)) {
             throw new CommandRejectedException("Cannot read archive: " + archive + " (neither a regular"

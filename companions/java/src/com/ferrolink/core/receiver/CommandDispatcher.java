@@ -2,7 +2,7 @@ package com.ferrolink.core.receiver;
 
 import com.ferrolink.core.protocol.CommandHeader;
 
-/** Answers commands: one set of handlers and the archives they come from. Safe for any thread. */
+/** Answers commands with a set of handlers. Thread-safe. */
 final class CommandDispatcher {
 
     private final HandlerRegistry registry = new HandlerRegistry();
@@ -10,8 +10,8 @@ final class CommandDispatcher {
     private final ObjectsHandler objects;
 
     /**
-     * @param classPathLoader where handlers are looked for, and the parent of the loader of archives
-     *     that are added later
+     * @param classPathLoader the loader of the handlers, and the parent of the loader of archives that
+     *     are added later
      */
     CommandDispatcher(ClassLoader classPathLoader) {
         discovery = new HandlerDiscovery(registry, classPathLoader);
@@ -22,7 +22,7 @@ final class CommandDispatcher {
         registry.register(objects);
     }
 
-    /** Answers a command of any type; whatever fails is answered with an exception reply. */
+    /** Answers a command of any type. Any failure becomes an exception report. */
     byte[] answer(byte[] command) {
         try {
             CommandFrame.requireHeader(command);
@@ -47,7 +47,7 @@ final class CommandDispatcher {
         }
     }
 
-    /** Answers a heartbeat; a command of any other type has no effect but an exception reply. */
+    /** Answers a heartbeat. A command of any other type is not executed but gets an exception report. */
     byte[] answerHeartBeat(byte[] command) {
         if (command == null || command.length < CommandHeader.SIZE
                 || CommandHeader.typeOf(command) == CommandHeader.TYPE_HEART_BEAT) {

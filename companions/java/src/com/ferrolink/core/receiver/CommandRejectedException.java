@@ -1,8 +1,8 @@
 package com.ferrolink.core.receiver;
 
 /**
- * A command that cannot be served, for a reason that its sender can do something about. The message
- * is the whole reply text: it comes without class name and frames, which would say nothing more.
+ * A command that cannot be executed, for a reason that its sender can mend. The message is the whole
+ * text of the reply: class name and frames would not help the sender.
  */
 final class CommandRejectedException extends Exception {
 

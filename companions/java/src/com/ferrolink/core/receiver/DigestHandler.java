@@ -7,8 +7,8 @@ import java.security.Security;
 import java.util.TreeSet;
 
 /**
- * Built-in handler {@code digest}: the payload is the length of an algorithm's name (one byte), the
- * name in UTF-8, for example {@code SHA-256}, and the bytes to digest; the reply is the raw digest.
+ * Built-in handler {@code digest}. The payload is the length of an algorithm's name (one byte), the name
+ * in UTF-8, for example {@code SHA-256}, and the bytes to digest. The reply is the raw digest.
  */
 final class DigestHandler implements CommandHandler {
 

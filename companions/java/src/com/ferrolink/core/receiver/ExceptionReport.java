@@ -5,17 +5,17 @@ import java.util.IdentityHashMap;
 import java.util.Set;
 
 /**
- * The text of an exception reply: class and message of a Throwable, its frames, what it suppressed
- * and what caused it. Every part is bounded, and no part that throws takes the others along, since
- * what is described here is the users' code and may be broken in any way.
+ * The text of an exception report: class, message and frames of a Throwable, its suppressed exceptions
+ * and its causes. Every part is bounded. A part that throws is replaced by a note: Throwables are users'
+ * code and may be broken in any way.
  */
 final class ExceptionReport {
 
-    /** How many Throwables of one chain, suppressed ones included, are described. */
+    /** The maximum number of Throwables in a report, suppressed ones included. */
     static final int MAXIMUM_THROWABLES = 64;
-    /** How many frames of each Throwable are shown. */
+    /** The maximum number of frames of each Throwable. */
     static final int MAXIMUM_FRAMES = 100;
-    /** How many characters of each message are shown. */
+    /** The maximum number of characters of each message. */
     static final int MAXIMUM_MESSAGE = 64 * 1024;
 
     private static final int MAXIMUM_SUMMARY = 8;
@@ -30,7 +30,7 @@ final class ExceptionReport {
     private ExceptionReport() {
     }
 
-    /** Loads every class that a report needs, for an exhausted heap has no room for that. */
+    /** Loads every class that a report needs: an exhausted heap has no room for that. */
     static void prepare() {
         Throwable sample = new IllegalStateException("sample", new Error("cause"));
         sample.addSuppressed(new Error("suppressed"));
@@ -39,8 +39,8 @@ final class ExceptionReport {
     }
 
     /**
-     * An exception reply for whatever a command ended with. Never throws: what there is no room to
-     * describe at length is described briefly or, at worst, not at all.
+     * An exception report about a Throwable. Never throws: without memory or stack for the whole text,
+     * the report is brief, or a prepared one.
      */
     static byte[] reply(byte caller, Throwable failure) {
         try {
@@ -85,7 +85,7 @@ final class ExceptionReport {
         }
     }
 
-    /** Whether there is reason to go on with the cause. */
+    /** Returns whether to go on with the cause. */
     private boolean add(Throwable failure, String label, String indent) {
         if (full) {
             return false;

@@ -9,26 +9,26 @@ import java.lang.management.ManagementFactory;
 import java.nio.charset.StandardCharsets;
 
 /**
- * What collects this JVM's garbage. The module java.management knows best, but takes 35 ms to say so,
- * more than all the rest of the first command; so the names of the collector's own threads are looked
- * at first, which tell the common ones.
+ * The names of this JVM's garbage collectors. The common ones are recognised by the names of their
+ * threads. The others are asked of the module java.management, which takes 35 ms, more than the rest of
+ * the first command.
  */
 final class GarbageCollectors {
 
     private static final File THREADS = new File("/proc/self/task");
 
-    /** How the names of threads begin, and what has such threads. */
+    /** Prefixes of thread names, and the collectors that have such threads. */
     private static final String[][] TELLING = {
         {"G1 ", "G1"}, {"ZDirector", "Z"}, {"XDirector", "Z"}, {"Shenandoah", "Shenandoah"},
     };
 
-    /** The kernel keeps 15 bytes of a name. */
+    /** The kernel keeps 15 bytes of a name, and the file ends with a line feed. */
     private static final int LONGEST_NAME = 16;
 
     private GarbageCollectors() {
     }
 
-    /** May throw a LinkageError: trimmed runtimes may lack the module. */
+    /** Throws a LinkageError if the Java runtime lacks the module. */
     static String names() {
         String[] threads = THREADS.list();
         for (String thread : threads == null ? new String[0] : threads) {
@@ -40,7 +40,7 @@ final class GarbageCollectors {
         return Management.names();
     }
 
-    /** The collector that has a thread of that name; null where it might be anyone's. */
+    /** The collector that has a thread of that name; null if the name says nothing. */
     static String collectorOf(String thread) {
         for (String[] telling : TELLING) {
             if (thread.startsWith(telling[0])) {
@@ -50,7 +50,7 @@ final class GarbageCollectors {
         return null;
     }
 
-    /** Empty for a thread that has ended. */
+    /** Returns the empty string if the thread has ended. */
     private static String nameOf(String thread) {
         byte[] name = new byte[LONGEST_NAME];
         try (InputStream file = new FileInputStream(THREADS + "/" + thread + "/comm")) {
@@ -61,7 +61,7 @@ final class GarbageCollectors {
         }
     }
 
-    /** A class of its own, so that it is loaded only where it is needed. */
+    /** A separate class, so that the module is only needed if this is used. */
     private static final class Management {
         static String names() {
             StringBuilder names = new StringBuilder();

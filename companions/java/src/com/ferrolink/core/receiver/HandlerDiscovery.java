@@ -15,17 +15,17 @@ import java.util.Set;
 import java.util.concurrent.CopyOnWriteArrayList;
 
 /**
- * Finds handlers, first on the class path, later in archives that are added to it, and registers
- * them. A provider that cannot be loaded is noted in the registry and harms no other.
+ * Finds handlers and registers them: first those on the class path, later those in archives that are
+ * added. If a provider cannot be loaded, the registry notes it, and the others are still found.
  *
- * <p>Safe for any thread. One lock covers all searches; it is held while constructors of handlers
- * run, which may send commands and add archives themselves.
+ * <p>Thread-safe. One lock covers all searches. It is held while constructors of handlers run; they may
+ * send commands and add archives on the same thread.
  */
 final class HandlerDiscovery {
 
     private static final String LISTS = "META-INF/services/" + CommandHandler.class.getName();
 
-    /** Ends a search whose ServiceLoader fails again and again without getting any further. */
+    /** Ends a search whose ServiceLoader fails again and again without progress. */
     private static final int MAXIMUM_FAILURES = 1000;
 
     private final HandlerRegistry registry;
@@ -43,8 +43,8 @@ final class HandlerDiscovery {
     }
 
     /**
-     * Makes sure that the class path has been searched. Not done before the first need: constructors
-     * of handlers run then, and they may use the receiver.
+     * Searches the class path, if that was not done yet. Not done at start-up: it runs constructors of
+     * handlers, which may use the receiver.
      */
     void searchClassPath() {
         if (classPathSearched) {
@@ -60,10 +60,10 @@ final class HandlerDiscovery {
     }
 
     /**
-     * Adds an archive, or all archives of a directory. Those that are known already are left out.
+     * Adds an archive, or all archives of a directory. Known archives are skipped.
      *
-     * @return the names of the handlers that this made available, in the order of their finding
-     * @throws CommandRejectedException if the path cannot be used; nothing was added then
+     * @return the names of the handlers that this call made available, in the order of discovery
+     * @throws CommandRejectedException if the path is unusable; then nothing was added
      */
     List<String> addArchives(String path) throws CommandRejectedException {
         searchClassPath();
@@ -81,7 +81,7 @@ final class HandlerDiscovery {
         }
     }
 
-    /** The archives added so far, in this order. */
+    /** The archives added so far, in the order of addition. */
     List<Path> addedArchives() {
         return archives;
     }

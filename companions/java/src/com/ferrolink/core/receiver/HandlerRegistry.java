@@ -10,8 +10,8 @@ import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.CopyOnWriteArrayList;
 
 /**
- * The handlers by name, and what is known of those that did not make it. Handlers are added and never
- * removed. Safe for any thread; reading takes no lock.
+ * The handlers by name, and the problems of those that are not available. Handlers are added and never
+ * removed. Thread-safe; reading takes no lock.
  */
 final class HandlerRegistry {
 
@@ -19,7 +19,7 @@ final class HandlerRegistry {
     private final Set<Class<?>> classes = ConcurrentHashMap.newKeySet();
     private final CopyOnWriteArrayList<String> problems = new CopyOnWriteArrayList<>();
 
-    /** The handler of that name, null if there is none. */
+    /** The handler of that name; null if there is none. */
     RegisteredHandler find(String name) {
         return handlers.get(name);
     }
@@ -30,10 +30,9 @@ final class HandlerRegistry {
     }
 
     /**
-     * Makes a handler available under its name, unless the name cannot be sent or is taken; that is
-     * then noted as a problem.
+     * Makes a handler available under its name. A name that is invalid or taken is noted as a problem.
      *
-     * @return the name, null if the handler is not available
+     * @return the name; null if the handler is not available
      */
     String register(CommandHandler handler) {
         classes.add(handler.getClass());
@@ -66,7 +65,7 @@ final class HandlerRegistry {
         return new ArrayList<>(new TreeSet<>(handlers.keySet()));
     }
 
-    /** One line for each handler or list of handlers that could not be used, with the reason. */
+    /** One line with the reason for each handler, or list of handlers, that is not available. */
     List<String> problems() {
         return problems;
     }

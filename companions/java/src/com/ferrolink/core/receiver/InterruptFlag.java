@@ -1,14 +1,14 @@
 package com.ferrolink.core.receiver;
 
 /**
- * The calling thread's interrupt flag around a command from native code. A thread that stays attached
- * runs many commands; what one leaves behind would make the next one's first blocking call fail. For
- * the use of this package and {@code com.ferrolink}.
+ * Clears the interrupt flag that a command from native code leaves on its thread. An attached thread runs
+ * many commands, and the flag would make the next one's first blocking call fail. For the use of this
+ * package and {@code com.ferrolink}.
  *
- * <p>A flag that was set before the command stays, and so does one of a thread that runs Java below
- * the command: that belongs to the code there, which another thread may have meant to interrupt.
+ * <p>Two flags stay. A flag that was set before the command. And a flag on a thread with Java frames below
+ * the command: another thread may have meant to interrupt that code.
  *
- * <p><b>Threads:</b> every method may be called by any number of threads at once.
+ * <p><b>Threads:</b> thread-safe.
  */
 public final class InterruptFlag {
 
@@ -19,16 +19,16 @@ public final class InterruptFlag {
     }
 
     /**
-     * To be called first by a method that native code calls.
+     * To be called first in a method that native code calls.
      *
-     * @return what {@link #endCommand} is to be given
+     * @return the argument for {@link #endCommand}
      */
     public static boolean beginCommand() {
         return Thread.currentThread().isInterrupted();
     }
 
     /**
-     * To be called last by the method that native code calls, by itself. Throws nothing.
+     * To be called last, directly in the method that native code calls. Throws nothing.
      *
      * @param before what {@link #beginCommand} returned
      */
@@ -41,7 +41,7 @@ public final class InterruptFlag {
                 Thread.interrupted();
             }
         } catch (OutOfMemoryError unknown) {
-            // A flag too many ends a blocking call early; one too few may never be set again.
+            // Keep the flag: an extra one ends a blocking call early, a lost one may never be set again.
         }
     }
 }

@@ -1,8 +1,8 @@
 package com.ferrolink.core.receiver;
 
 /**
- * Exception replies that exist before anything goes wrong, one for every value of the calling runtime:
- * with neither heap nor stack left, the caller still gets an answer that is addressed to it.
+ * Exception reports that are built at start-up, one for each calling runtime. Without heap or stack left,
+ * the caller still gets an answer that is addressed to it.
  */
 final class LastResortReply {
 
@@ -14,7 +14,7 @@ final class LastResortReply {
     private LastResortReply() {
     }
 
-    /** A copy where there is room for one, else the prepared array itself. */
+    /** A copy of the prepared report; the report itself if there is no memory. */
     static byte[] to(byte caller) {
         byte[] reply = REPLIES[caller & 0xFF];
         try {

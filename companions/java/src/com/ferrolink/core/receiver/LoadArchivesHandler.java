@@ -3,8 +3,8 @@ package com.ferrolink.core.receiver;
 import java.nio.charset.StandardCharsets;
 
 /**
- * Built-in handler {@code load-archives}: the payload is the path, in UTF-8, of an archive or of a
- * directory with archives; the reply is a line of text for each handler that became available.
+ * Built-in handler {@code load-archives}. The payload is the path, in UTF-8, of an archive or of a
+ * directory with archives. The reply has a line of text for each handler that became available.
  */
 final class LoadArchivesHandler implements CommandHandler {
 

@@ -1,7 +1,7 @@
 package com.ferrolink.core.receiver;
 
-import com.ferrolink.core.protocol.CommandHeader;
 import com.ferrolink.core.objects.ObjectBroker;
+import com.ferrolink.core.protocol.CommandHeader;
 import java.nio.charset.StandardCharsets;
 
 /** Built-in handler {@code objects}: typed calls, see {@link ObjectBroker}. */

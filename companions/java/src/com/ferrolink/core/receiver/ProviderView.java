@@ -8,13 +8,13 @@ import java.util.Enumeration;
 import java.util.List;
 
 /**
- * What a ServiceLoader gets to see of a class loader: the given lists of providers and no others, so
- * that providers which were found before are not instantiated again. Remembers the provider that was
- * asked for last, for an error while it is loaded need not name it. For one search on one thread.
+ * A ServiceLoader's view of a class loader: it shows the given lists of providers only, so that known
+ * providers are not instantiated again. Remembers the provider that was requested last: errors of
+ * loading may not name it. For one search on one thread.
  */
 final class ProviderView extends ClassLoader {
 
-    /** Thrown in place of handing out a class whose handler exists already. */
+    /** Thrown instead of returning a class whose handler exists already. */
     static final class KnownProviderError extends LinkageError {
 
         private static final long serialVersionUID = 1L;
@@ -31,10 +31,10 @@ final class ProviderView extends ClassLoader {
     private String lastProvider;
 
     /**
-     * @param parent where a ServiceLoader looks for providers of named modules, null for nowhere
+     * @param parent the loader whose named modules a ServiceLoader searches; null for none
      * @param classes the loader of the providers
-     * @param resource the name of the lists of providers
-     * @param lists those of them to be seen
+     * @param resource the resource name of the lists of providers
+     * @param lists the lists to show
      */
     ProviderView(ClassLoader parent, ClassLoader classes, String resource, List<URL> lists,
             HandlerRegistry registry) {
@@ -45,7 +45,7 @@ final class ProviderView extends ClassLoader {
         this.registry = registry;
     }
 
-    /** The provider asked for since the last call of this method, null if none. */
+    /** The provider that was requested since the last call of this method; null if none was. */
     String takeLastProvider() {
         String taken = lastProvider;
         lastProvider = null;

@@ -2,7 +2,7 @@ package com.ferrolink.core.receiver;
 
 import java.security.CodeSource;
 
-/** A handler together with what its calls and the reports about it need. Safe for any thread. */
+/** A handler, its name and its class loader. Thread-safe. */
 final class RegisteredHandler {
 
     private final String name;
@@ -41,7 +41,7 @@ final class RegisteredHandler {
         return origin(handler.getClass());
     }
 
-    /** A class and, where it is known, the archive or directory that it came from. */
+    /** A class and, if known, its archive or directory. */
     static String origin(Class<?> type) {
         CodeSource source = type.getProtectionDomain().getCodeSource();
         return source == null || source.getLocation() == null

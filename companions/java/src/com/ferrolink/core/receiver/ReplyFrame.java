@@ -20,7 +20,7 @@ final class ReplyFrame {
                 text.getBytes(StandardCharsets.UTF_8), 0);
     }
 
-    /** A reply that carries the body of the command. */
+    /** The answer to a heartbeat has the body of the command. */
     static byte[] heartBeat(byte caller, byte[] command) {
         return build(caller, CommandHeader.TYPE_ANSWER, command, CommandHeader.SIZE);
     }

@@ -3,7 +3,7 @@ package com.ferrolink.core.receiver;
 import java.nio.file.Path;
 import java.util.List;
 
-/** The description of this JVM: lines of text, each of which ends with a line feed. */
+/** The description of this JVM. Every line of it ends with a line feed. */
 final class RuntimeInfo {
 
     private static final long MEBIBYTE = 1024L * 1024L;
@@ -11,7 +11,7 @@ final class RuntimeInfo {
     private RuntimeInfo() {
     }
 
-    /** What there is to say where nothing can be found out. */
+    /** The text for a failure. */
     static String unavailable() {
         return "Java runtime information is unavailable.\n";
     }

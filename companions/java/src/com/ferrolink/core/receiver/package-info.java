@@ -1,6 +1,6 @@
 /**
- * What the native library calls inside the JVM: the {@link com.ferrolink.core.receiver.Receiver}
- * that answers commands, and the {@link com.ferrolink.core.receiver.CommandHandler} interface that
- * users implement to be called by name from any other runtime of the process.
+ * The Java side of calls into this JVM. The native library calls the {@link
+ * com.ferrolink.core.receiver.Receiver}, which answers commands. Users implement {@link
+ * com.ferrolink.core.receiver.CommandHandler} to be called by name from other runtimes.
  */
 package com.ferrolink.core.receiver;

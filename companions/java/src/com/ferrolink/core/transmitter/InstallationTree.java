@@ -21,9 +21,9 @@ final class InstallationTree {
     /**
      * The absolute path of an existing file.
      *
-     * @param property the root by the system property, null or empty for none
-     * @param variable the root by the environment variable, null or empty for none
-     * @param archive the file that holds this program, null if unknown
+     * @param property the root that the system property names; null or empty if it is not set
+     * @param variable the root that the environment variable names; null or empty if it is not set
+     * @param archive the archive of this class; null if unknown
      */
     static Path findLibrary(String property, String variable, Path archive) {
         if (property != null && !property.isEmpty()) {
@@ -60,7 +60,7 @@ final class InstallationTree {
         return library;
     }
 
-    /** An archive that is a link may lie in an installation itself, or point into one. */
+    /** If the archive is a link, the link or its target may lie in an installation. */
     private static Path besides(Path archive) {
         Path named = fromArchive(archive);
         if (Files.isRegularFile(named)) {

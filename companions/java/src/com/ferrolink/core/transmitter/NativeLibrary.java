@@ -8,12 +8,12 @@ import java.security.CodeSource;
 
 /**
  * Loads the native library of the installation, {@code
- * Binaries/Native/Linux/X64/libFerrolinkJvmRuntimeNative.so} under its root. The root is, in this
- * order, what the system property {@code ferrolink.home} names, what the environment variable {@code
- * FERROLINK_HOME} names, and where the archive of this class lies, two directories up from {@code
- * Binaries/Jvm}. Only the first of them that is there counts.
+ * Binaries/Native/Linux/X64/libFerrolinkJvmRuntimeNative.so} below its root. The root is the first of
+ * these that is set: the system property {@code ferrolink.home}, the environment variable {@code
+ * FERROLINK_HOME}, and the directory two levels above {@code Binaries/Jvm}, which has the archive of this
+ * class.
  *
- * <p><b>Threads:</b> safe for any thread.
+ * <p><b>Threads:</b> thread-safe.
  */
 public final class NativeLibrary {
 
@@ -29,11 +29,11 @@ public final class NativeLibrary {
     }
 
     /**
-     * Loads the library, unless that has been done. A library that a native host of this process has
-     * loaded from the same file is the same one, not a second copy.
+     * Loads the library. Idempotent. If a native host of this process loaded the same file, the library
+     * is shared, not loaded twice.
      *
-     * @throws UnsatisfiedLinkError if it cannot be found or loaded; the message names the file, the
-     *     reason and what to do. The next call tries again.
+     * @throws UnsatisfiedLinkError if it cannot be found or loaded; the message has the file, the reason
+     *     and what to do. The next call tries again.
      */
     public static synchronized void load() {
         if (loaded) {
@@ -52,7 +52,7 @@ public final class NativeLibrary {
         loaded = true;
     }
 
-    /** Null where the class comes from no file, or from inside another archive. */
+    /** Null if the class comes from no file, or from inside another archive. */
     private static Path archive() {
         CodeSource source = NativeLibrary.class.getProtectionDomain().getCodeSource();
         if (source == null || source.getLocation() == null) {

@@ -4,16 +4,15 @@ package com.ferrolink.core.transmitter;
  * The native methods of {@code libFerrolinkJvmRuntimeNative.so}. The first use of this class loads the
  * library of the installation, as {@link NativeLibrary#load} does.
  *
- * <p>The negative results below are failures, each method has its own; {@link #getNativeError} has the
- * text. None throws a Java exception. A null array or text is a failure like others. Other results,
- * negative ones too, are those of the runtime or library that was called.
+ * <p><b>Errors:</b> no method throws. Each has a negative result of its own for failures, and {@link
+ * #getNativeError} returns the text. A null array or text is a failure. Other results, also negative ones,
+ * come from the runtime or library that was called.
  *
- * <p><b>Threads:</b> every method may be called by any number of threads at once. A response waits for
- * the platform thread that sent the command: {@link #sendCommand}, {@link #readResponse} and, after a
- * failure, {@link #getNativeError} belong together on one platform thread. A virtual thread may change
- * its carrier between two of them, and must leave them to a platform thread.
+ * <p><b>Threads:</b> thread-safe. A response waits for the platform thread that sent the command: call
+ * {@link #sendCommand}, {@link #readResponse} and, after a failure, {@link #getNativeError} on the same
+ * platform thread. A virtual thread must not call them, since its carrier may change between two calls.
  *
- * <p><b>Blocking:</b> a command blocks until it is carried out; an interrupt does not end it.
+ * <p><b>Blocking:</b> a command blocks until it is executed. An interrupt does not end it.
  */
 public final class TransmitterWrapper {
 
@@ -25,8 +24,8 @@ public final class TransmitterWrapper {
     }
 
     /**
-     * Sends a command and waits until its response is there. The first call settles that this process
-     * is driven by Java, unless another runtime came first.
+     * Sends a command and waits for its response. The first call fixes the operation mode: Java drives
+     * this process, unless another runtime called first.
      *
      * @param command a header of 11 bytes and a body; not changed and not kept
      * @return the length of the response in bytes; 0 for an empty array; -2 for a failure
@@ -34,18 +33,18 @@ public final class TransmitterWrapper {
     public static native int sendCommand(byte[] command);
 
     /**
-     * Reads the response to the last command of this thread, which is gone then.
+     * Reads the response to the last command of this thread and discards it.
      *
-     * @param buffer as long as {@link #sendCommand} said, its first byte the code of the runtime that
-     *     the command was for; filled with the response, unchanged after a failure. What does not fit
-     *     is cut off.
+     * @param buffer an array of the length that {@link #sendCommand} returned. Its first byte must be the code
+     *     of the target runtime. Filled with the response, which is cut off if it does not fit; unchanged
+     *     after a failure.
      * @return 0; -3 for a failure
      */
     public static native int readResponse(byte[] buffer);
 
     /**
-     * Tells a runtime of this process where its own files lie. It reaches the runtime that this process
-     * set up last, which is the one named where no other was called in between.
+     * Tells a runtime of this process where its own files lie. Reaches the runtime that this process set
+     * up last, whichever is named.
      *
      * @param callingRuntime the code of this runtime, 2; its low byte counts
      * @param calledRuntime the code of the other one; its low byte counts
@@ -57,10 +56,10 @@ public final class TransmitterWrapper {
             int launchArgument, String path);
 
     /**
-     * Has a runtime deploy a package. In this process it reaches the runtime that was set up last, which
-     * is the one named where no other was called in between.
+     * Asks a runtime to deploy a package. In this process it reaches the runtime that was set up last,
+     * whichever is named.
      *
-     * @param message a command header; of its 11 bytes the last one, the command type, may be missing
+     * @param message a command header of 11 bytes; the last one, the command type, may be missing
      * @param path the package's path
      * @param flag what the other runtime documents; its low byte counts
      * @return what the other runtime returned; -5 for a failure
@@ -68,7 +67,7 @@ public final class TransmitterWrapper {
     public static native int deployRuntime(byte[] message, String path, int flag);
 
     /**
-     * Sets the configuration of the process. Best before anything else.
+     * Sets the configuration of the process. To be called before all other methods.
      *
      * @param source the path of a configuration file, or the configuration itself
      * @return what the configuration library returned; -6 for a failure
@@ -76,7 +75,7 @@ public final class TransmitterWrapper {
     public static native int setConfigSource(String source);
 
     /**
-     * Sets the directory that the error log is written to.
+     * Sets the directory of the error log.
      *
      * @param path an existing directory
      * @return what the configuration library returned; -7 for a failure
@@ -84,21 +83,21 @@ public final class TransmitterWrapper {
     public static native int setWorkingDirectory(String path);
 
     /**
-     * The text of a failure of these methods. A thread on which one of them has failed gets the text of
-     * its own last failure, once. Every other call returns the text of the last failure in the process,
-     * on whichever thread it happened, which reading does not reset.
+     * The text of a failure of these methods. After a failure on the calling thread, the first call
+     * returns the text of that failure. Every other call returns the text of the last failure in the
+     * process, on any thread; reading does not reset it.
      *
-     * @return the text, {@code Undefined error} before any failure; null if the heap has no room for it,
-     *     and a text of the thread's own goes on waiting
+     * @return the text; {@code Undefined error} before any failure; null if the heap has no room for it,
+     *     and then the thread's own text can be read again
      */
     public static native String getNativeError();
 
     /**
-     * Registers the object that answers commands from other runtimes while Java is the calling one, in
-     * place of the one before. There is no result: {@link #getNativeError} changes if it fails.
+     * Registers the object that answers commands of other runtimes, if Java drives the process. Replaces
+     * the former one. There is no result: after a failure {@link #getNativeError} returns another text.
      *
      * @param callback an object with a method {@code Object apply(Object)}, which takes a command and
-     *     must return a reply, both {@code byte[]}; null unregisters. It is held strongly.
+     *     returns a reply, both {@code byte[]}. The library keeps a strong reference. Null unregisters.
      */
     public static native void setCallback(Object callback);
 }

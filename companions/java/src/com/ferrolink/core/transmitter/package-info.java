@@ -1,5 +1,5 @@
 /**
- * The native methods through which Java reaches the native library. Programs use {@code
- * com.ferrolink.Ferrolink}, which knows the rules that go with them.
+ * The native methods of the library. Programs use {@code com.ferrolink.Ferrolink}, which observes their
+ * rules.
  */
 package com.ferrolink.core.transmitter;
