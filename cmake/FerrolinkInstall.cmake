@@ -15,12 +15,12 @@ install(FILES "${PROJECT_BINARY_DIR}/ferrolink-server.service"
   companions/tcp/server/ferrolink-server.socket DESTINATION lib/systemd/system)
 install(FILES "${FERROLINK_JVM_DIR}/FerrolinkJvmRuntime.jar" DESTINATION Binaries/Jvm)
 
-install(DIRECTORY companions/host/ferrolink companions/cpp/ferrolink
+install(DIRECTORY companions/protocol/ferrolink companions/host/ferrolink companions/cpp/ferrolink
   DESTINATION include/ferrolink FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY native/interfaces DESTINATION include/ferrolink/native FILES_MATCHING PATTERN "*.h")
 
 set(_package lib/cmake/Ferrolink)
-install(TARGETS FerrolinkHost FerrolinkCppHost EXPORT FerrolinkTargets)
+install(TARGETS FerrolinkProtocol FerrolinkHost FerrolinkCppHost EXPORT FerrolinkTargets)
 install(EXPORT FerrolinkTargets NAMESPACE Ferrolink:: DESTINATION ${_package})
 file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfig.cmake" [=[
 include(CMakeFindDependencyMacro)

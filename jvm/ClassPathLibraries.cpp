@@ -15,16 +15,17 @@
 #include "native/FerrolinkNativeException.h"
 #include "native/LibrariesFinder.h"
 #include "native/LowerCase.h"
+#include "native/interfaces/CommandHeader.h"
 
 namespace Ferrolink::Runtimes::Jvm::Native {
 
 namespace fs = std::filesystem;
+namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;
 using Ferrolink::Native::Console::PrintOut;
 using Ferrolink::Native::LibrariesFinder::LibrariesFinder;
 
 namespace {
 
-constexpr int kPathOffset = 24;
 constexpr int kDebugHeapSize = 2048;
 constexpr const char* kDebugHeapUnit = "m";
 
@@ -98,11 +99,11 @@ ClassPathLibraries::ClassPathLibraries(const LauncherErrors& errors, bool debugM
     : m_errors(errors), m_debugMode(debugMode) {}
 
 void ClassPathLibraries::Load(const std::uint8_t* message, int length) {
-  if (length <= kPathOffset) {
+  if (length <= CommandHeader::kLibraryPath) {
     m_errors.Raise("004. \nLoadLibrary message too short\n");
   }
-  const auto capacity = static_cast<std::size_t>(length - kPathOffset);
-  const auto* pathBytes = reinterpret_cast<const char*>(message + kPathOffset);
+  const auto capacity = static_cast<std::size_t>(length - CommandHeader::kLibraryPath);
+  const auto* pathBytes = reinterpret_cast<const char*>(message + CommandHeader::kLibraryPath);
   const std::string text(pathBytes, strnlen(pathBytes, capacity));
   if (m_debugMode) {
     PrintPath(text, capacity);

@@ -3,7 +3,6 @@
 
 #include <jni.h>
 
-#include <array>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -11,6 +10,8 @@
 #include <vector>
 
 #include "jvm/LauncherErrors.h"
+#include "native/interfaces/CommandHeader.h"
+#include "native/interfaces/Runtime.h"
 
 namespace Ferrolink::Runtimes::Jvm::Native {
 
@@ -22,8 +23,8 @@ class ClassPathLibraries {
  public:
   /// A complete response: from and to the JVM, command type 0, and two bytes that say "library
   /// loaded".
-  static constexpr std::array<std::uint8_t, 17> kLoaded = {0x02, 0, 0,    0,    0, 0, 0, 0, 0,
-                                                           0x02, 0, 0x02, 0x04, 0, 0, 0, 0};
+  static constexpr auto kLoaded = Ferrolink::Native::Definitions::CommandHeader::LibraryLoadedBy(
+      Ferrolink::Native::Definitions::Runtime::Jvm);
 
   ClassPathLibraries(const LauncherErrors& errors, bool debugMode);
   ClassPathLibraries(const ClassPathLibraries&) = delete;

@@ -18,10 +18,6 @@ using Interfaces::ITransport;
 using Transport::TransportInMemory;
 using Transport::TransportNetwork;
 
-constexpr std::uint8_t kInMemory = 0;
-constexpr std::uint8_t kTcp = 1;
-constexpr std::uint8_t kTcpTls = 2;
-
 std::atomic<unsigned long> lastNumber{0};
 
 // The destination of a command as one number: 0 for this process, otherwise the header's address
@@ -148,11 +144,11 @@ int NativeTransmitter::DeployRuntime(std::uint8_t* message, int length, std::str
 
 ITransport& NativeTransmitter::Select(const std::uint8_t* message) {
   switch (message[CommandHeader::kChannelType]) {
-    case kInMemory:
+    case CommandHeader::kChannelInMemory:
       return Select(Endpoint{kThisProcess, false});
-    case kTcp:
+    case CommandHeader::kChannelTcp:
       return Select(Endpoint{NetworkCode(message), false});
-    case kTcpTls:
+    case CommandHeader::kChannelTls:
       return Select(Endpoint{NetworkCode(message), true});
     default:
       Raise("Ferrolink Native Exception: Exception code 023.");

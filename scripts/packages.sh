@@ -4,6 +4,7 @@ ferrolink_build_packages=(
   g++ cmake ninja-build                 # compiles
   openjdk-17-jdk-headless               # javac, jni.h, and the JVM that runs
   nlohmann-json3-dev                    # configuration and telemetry companions
+  libutfcpp-dev                         # UTF-8 of the C++ member
   libssl-dev                            # TLS of the network companions, the demo's own digest
   openssl                               # the demo's certificate
   libasio-dev                           # sockets of the network companions

@@ -1,20 +1,20 @@
 #include "bench/harness/JavaHost.h"
 
 #include <dlfcn.h>
-#include <ferrolink/Host.h>
+#include <ferrolink/Library.h>
+#include <ferrolink/ThreadAttachment.h>
+#include <ferrolink/protocol/Commands.h>
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <stdexcept>
 
 namespace Ferrolink::Bench {
 namespace {
 
-namespace Header = Ferrolink::Native::Definitions::CommandHeader;
-
-constexpr std::uint8_t kCpp = 8;
-constexpr std::uint8_t kJvm = 2;
-constexpr std::uint8_t kTypeCall = 2;
+namespace Header = Protocol::Header;
+using Protocol::Runtime;
 
 JavaVM* CreatedVm() {
   void* library = dlopen(Ferrolink::Host::JvmLibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
@@ -54,9 +54,11 @@ void SetDefaultEnvironment() {
 
 JavaHost::JavaHost(const std::string& home, bool handler) : m_handler(handler) {
   SetDefaultEnvironment();
-  m_receiver = Ferrolink::Host::detail::OpenReceiver(
-      home + "/Binaries/Native/Linux/X64/libFerrolinkJvmRuntimeNative.so");
-  m_receiver->Initialize(kCpp, kJvm, 0);
+  m_receiver = Ferrolink::Host::OpenReceiver(std::filesystem::path(home) /
+                                             Ferrolink::Host::kNativeDirectory /
+                                             Ferrolink::Host::kJvmLibrary);
+  m_receiver->Initialize(static_cast<std::uint8_t>(Runtime::Cpp),
+                         static_cast<std::uint8_t>(Runtime::Jvm), 0);
   SendFirstCommand(*m_receiver, handler);
   m_vm = CreatedVm();
 }
@@ -66,18 +68,16 @@ Bytes EchoCommand(std::size_t size, bool clone) {
   for (std::size_t i = 0; i < size; ++i) {
     command[i] = static_cast<std::uint8_t>(i);
   }
-  command.at(Header::kTargetRuntime) = kJvm;
-  command.at(Header::kCallingRuntime) = kCpp;
-  command.at(Header::kCommandType) = kTypeCall;
+  const Bytes header = Protocol::EmptyCommand({.target = Runtime::Jvm}, Header::kTypeCallHandler);
+  std::copy(header.begin(), header.end(), command.begin());
   command.at(Header::kSize) = clone ? 1 : 0;
   return command;
 }
 
 Bytes HandlerCommand(std::size_t size) {
-  Bytes command = EchoCommand(size, false);
-  const Bytes name = {4, 'e', 'c', 'h', 'o'};
-  std::copy(name.begin(), name.end(), command.begin() + Header::kSize);
-  return command;
+  const Bytes echoed = EchoCommand(size, false);
+  return Protocol::CallCommand({.target = Runtime::Jvm}, "echo",
+                               Protocol::ByteView(echoed).subspan(kHandlerHead));
 }
 
 Attached::Attached(JavaVM* vm) : m_vm(vm) {

@@ -1,10 +1,19 @@
 #include "bench/harness/Report.h"
 
 #include <algorithm>
+#include <cmath>
+#include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <utility>
 
 namespace Ferrolink::Bench {
+namespace {
+
+double Hundredths(double value) {
+  return std::round(value * 100) / 100;
+}
+
+}  // namespace
 
 Report::Report(std::string baseline, const std::string& jsonPath)
     : m_baseline(std::move(baseline)) {
@@ -46,23 +55,18 @@ void Report::AddToTable(const Unit& unit, const std::vector<Series>& series) {
 }
 
 void Report::AddToJson(const Unit& unit, const std::vector<Series>& series) {
-  std::fprintf(m_json, "{\"unit\": \"%s\", \"size\": %zu, ", unit.name.c_str(), unit.size);
+  nlohmann::ordered_json line = {{"unit", unit.name}, {"size", unit.size}};
   if (unit.wakeCalls) {
-    std::fprintf(m_json, "\"wakeCalls\": %.2f, ", *unit.wakeCalls);
+    line["wakeCalls"] = Hundredths(*unit.wakeCalls);
   }
-  std::fprintf(m_json, "\"series\": {");
-  const char* comma = "";
+  nlohmann::ordered_json& rounds = line["series"] = nlohmann::ordered_json::object();
   for (const Series& one : series) {
-    std::fprintf(m_json, "%s\"%s\": [", comma, one.name.c_str());
-    comma = "";
+    nlohmann::ordered_json& values = rounds[one.name] = nlohmann::ordered_json::array();
     for (const double value : one.nanoseconds) {
-      std::fprintf(m_json, "%s%.2f", comma, value);
-      comma = ", ";
+      values.push_back(Hundredths(value));
     }
-    std::fprintf(m_json, "]");
-    comma = ", ";
   }
-  std::fprintf(m_json, "}}\n");
+  std::fprintf(m_json, "%s\n", line.dump().c_str());
   std::fflush(m_json);
 }
 

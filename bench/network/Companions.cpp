@@ -16,20 +16,19 @@
 
 #include "bench/harness/Serve.h"
 #include "bench/harness/Team.h"
-#include "native/interfaces/CommandHeader.h"
+#include "ferrolink/protocol/Commands.h"
 #include "native/interfaces/ITransport.h"
-#include "native/interfaces/Runtime.h"
 
 namespace {
 
-namespace Header = Ferrolink::Native::Definitions::CommandHeader;
-using Ferrolink::Native::Definitions::Runtime;
+namespace Protocol = Ferrolink::Protocol;
+namespace Header = Protocol::Header;
 using Ferrolink::Native::Interfaces::ITransport;
-using Bytes = std::vector<std::uint8_t>;
+using Protocol::Bytes;
+using Protocol::Runtime;
 
-constexpr std::uint8_t kTypeCall = 2;
-constexpr std::uint8_t kTcp = 1;
-constexpr std::uint8_t kTls = 2;
+constexpr std::uint8_t kTcp = Header::kChannelTcp;
+constexpr std::uint8_t kTls = Header::kChannelTls;
 
 struct Options {
   std::uint8_t channel = kTcp;
@@ -114,20 +113,12 @@ ITransport* OpenChannel(const Options& options, std::uint16_t port) {
 }
 
 Bytes CommandOf(const Options& options, std::uint16_t port, std::size_t size) {
-  Bytes command(Header::kSize);
-  command[Header::kTargetRuntime] = static_cast<std::uint8_t>(Runtime::Cpp);
-  command[Header::kChannelType] = options.channel;
-  command[Header::kAddress] = 127;
-  command[Header::kAddress + 3] = 1;
-  command[Header::kPort] = static_cast<std::uint8_t>(port & 0xFFU);
-  command[Header::kPort + 1] = static_cast<std::uint8_t>(port >> 8U);
-  command[Header::kCallingRuntime] = static_cast<std::uint8_t>(Runtime::Jvm);
-  command[Header::kCommandType] = kTypeCall;
-  for (const char byte : {'\4', 'e', 'c', 'h', 'o'}) {
-    command.push_back(static_cast<std::uint8_t>(byte));
-  }
-  command.resize(command.size() + size, 'x');
-  return command;
+  return Protocol::CallCommand({.target = Runtime::Cpp,
+                                .caller = Runtime::Jvm,
+                                .channel = options.channel,
+                                .address = {127, 0, 0, 1},
+                                .port = port},
+                               "echo", Bytes(size, 'x'));
 }
 
 void CallMany(ITransport& channel, Bytes command, std::size_t size, long calls) {

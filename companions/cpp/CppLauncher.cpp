@@ -3,39 +3,45 @@
 #include <cxxabi.h>
 
 #include <cstddef>
+#include <string>
 #include <utility>
 
 #include "companions/cpp/EndedThread.h"
 #include "companions/cpp/HandlerRegistry.h"
 #include "companions/cpp/PlugInLibraries.h"
+#include "companions/cpp/Replies.h"
 #include "companions/cpp/ReplyBuilder.h"
-#include "companions/cpp/ferrolink/detail/ExceptionText.h"
+#include "ferrolink/detail/ExceptionText.h"
+#include "ferrolink/protocol/Bytes.h"
+#include "ferrolink/protocol/CommandParts.h"
+#include "ferrolink/protocol/Replies.h"
 #include "native/FerrolinkNativeException.h"
-#include "native/interfaces/CommandHeader.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native::Launcher {
 namespace {
 
-namespace Header = Ferrolink::Native::Definitions::CommandHeader;
-
 using Ferrolink::Native::ThreadResponses;
+using Protocol::Bytes;
+using Protocol::ByteView;
+using Protocol::CallerOf;
+using Protocol::CommandRejected;
 
-Command RequireHeader(const std::uint8_t* message, int length) {
+ByteView RequireHeader(const std::uint8_t* message, int length) {
   if (message == nullptr) {
     throw CommandRejected("Malformed command: null instead of bytes.");
   }
-  if (length < Header::kSize) {
+  if (length < Protocol::Header::kSize) {
     throw CommandRejected("Malformed command: " + std::to_string(length) +
-                          " bytes, shorter than the header of " + std::to_string(Header::kSize) +
-                          " bytes.");
+                          " bytes, shorter than the header of " +
+                          std::to_string(Protocol::Header::kSize) + " bytes.");
   }
   return {message, static_cast<std::size_t>(length)};
 }
 
-// The handler is let go before the reply is handed on: what it releases may send commands too,
-// whose responses this one replaces.
-Reply CallHandler(Command command, ThreadResponses& responses) {
-  const HandlerCall call = HandlerCallOf(command);
+// The handler is released before the reply is stored: its release may send commands, whose
+// responses this reply must replace.
+Bytes CallHandler(ByteView command, ThreadResponses& responses) {
+  const Protocol::HandlerCall call = Protocol::CallOf(command);
   HandlerRegistry& registry = HandlerRegistry::Instance();
   const HandlerRegistry::Handler handler = registry.Find(call.name);
   if (handler == nullptr) {
@@ -47,41 +53,40 @@ Reply CallHandler(Command command, ThreadResponses& responses) {
   return reply.Finish(call.name, result);
 }
 
-Reply Answer(Command command, ThreadResponses& responses) {
-  switch (command[Header::kCommandType]) {
-    case kTypeCallHandler:
-    case kTypeCallWithin:
+Bytes Answer(ByteView command, ThreadResponses& responses) {
+  switch (Protocol::TypeOf(command)) {
+    case Protocol::Header::kTypeCallHandler:
+    case Protocol::Header::kTypeCallWithin:
       return CallHandler(command, responses);
-    case Header::kTypeHeartBeat:
-      return HeartBeatReply(command);
-    case Header::kTypeLoadLibrary:
-      PlugInLibraries::Instance().Load(LibraryPathOf(command));
-      return LibraryLoadedReply();
+    case Protocol::Header::kTypeHeartBeat:
+      return Protocol::HeartBeatAnswer(command, kThisRuntime);
+    case Protocol::Header::kTypeLoadLibrary:
+      PlugInLibraries::Instance().Load(Protocol::LibraryPathOf(command));
+      return Protocol::LibraryLoadedAnswer(kThisRuntime);
     default:
-      throw CommandRejected("Unknown command type " +
-                            std::to_string(command[Header::kCommandType]) +
+      throw CommandRejected("Unknown command type " + std::to_string(Protocol::TypeOf(command)) +
                             ". Known types: 1 (load a library), 2 (call a handler), 3 (call a "
                             "handler within a time), 11 (heartbeat).");
   }
 }
 
-// Whatever fails is an answer, but for the end of the thread, which cannot be stopped: it ends the
-// process instead where another runtime would be left with dead frames. The reference that catches
-// it is bound to nothing, which the undefined-behaviour sanitizer would report.
-__attribute__((no_sanitize("null"))) Reply AnswerAnything(const std::uint8_t* message, int length,
+// Any failure becomes an answer, except the end of the thread, which cannot be stopped: it ends the
+// process if it would leave another runtime with dead frames. The reference of the catch clause is
+// then bound to null, which the undefined-behaviour sanitizer would report.
+__attribute__((no_sanitize("null"))) Bytes AnswerAnything(const std::uint8_t* message, int length,
                                                           ThreadResponses& responses) {
   std::uint8_t caller = 0;
   try {
-    const Command command = RequireHeader(message, length);
+    const ByteView command = RequireHeader(message, length);
     caller = CallerOf(command);
     return Answer(command, responses);
   } catch (const abi::__forced_unwind&) {
     RequireThreadOfCpp({message, static_cast<std::size_t>(length)});
     throw;
   } catch (const CommandRejected& rejected) {
-    return ExceptionReply(caller, rejected.what());
+    return ReportTo(caller, rejected.what());
   } catch (...) {
-    return ExceptionReply(caller, Ferrolink::Cpp::detail::DescribeCurrentException());
+    return ReportTo(caller, Ferrolink::Cpp::detail::DescribeCurrentException());
   }
 }
 
@@ -99,7 +104,7 @@ int CppLauncher::Initialize(std::uint8_t /*launchArgument*/) {
 __attribute__((no_sanitize("null"))) int CppLauncher::SendCommand(std::uint8_t* message,
                                                                   int length) {
   try {
-    Reply reply = AnswerAnything(message, length, m_responses);
+    Bytes reply = AnswerAnything(message, length, m_responses);
     const int replyLength = static_cast<int>(reply.size());
     m_responses.Store(std::move(reply));
     return replyLength;

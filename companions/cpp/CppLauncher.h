@@ -4,22 +4,22 @@
 #include <cstdint>
 #include <string>
 
-#include "companions/cpp/CommandFrame.h"
 #include "native/Export.h"
 #include "native/NativeLauncher.h"
 #include "native/ThreadResponses.h"
+#include "native/interfaces/RuntimeOperationMode.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native::Launcher {
 
-/// Runs commands as functions of this process, in either operation mode. There is nothing to start:
-/// the handlers are there as soon as the host or a plug-in library registers them.
+/// Executes commands as functions of this process, in either operation mode. There is nothing to
+/// start: handlers are callable as soon as the host or a plug-in library registers them.
 ///
-/// Thread rule: any thread, in parallel. A command runs on the thread that sends it, without a
-/// lock; its handler may send commands itself and may come back here on the same thread. A
-/// SendCommand and its ReadResponse run on the same thread.
-/// Errors of commands and handlers are replies of type 10, never exceptions. A handler that ends
-/// its thread (pthread_exit, cancellation) is not held up, and its command has no response; where
-/// another runtime of this process called it, the process ends with a text instead.
+/// Thread rule: thread-safe. A command runs on the thread that sends it, without a lock. Its
+/// handler may send commands, also back to this launcher on the same thread. A SendCommand and its
+/// ReadResponse run on the same thread.
+/// Errors of commands and handlers are replies of type 10, never exceptions. If a handler ends its
+/// thread (pthread_exit, cancellation), the thread ends, and its command has no response. If
+/// another runtime of this process called that handler, the process ends with a text instead.
 class FERROLINK_EXPORT CppLauncher : public Ferrolink::Native::Launcher::NativeLauncher {
  public:
   explicit CppLauncher(Ferrolink::Native::Definitions::RuntimeOperationMode mode);
@@ -30,13 +30,13 @@ class FERROLINK_EXPORT CppLauncher : public Ferrolink::Native::Launcher::NativeL
   /// Nothing to do. Returns 0.
   int Initialize(std::uint8_t launchArgument) override;
 
-  /// Answers a command; the response replaces one that this thread has not read. Returns its
-  /// length, or 0, and no response waits, where there was no memory left to say anything.
+  /// Answers a command. The response replaces one that this thread has not read. Returns the length
+  /// of the response; without memory for any response, returns 0.
   int SendCommand(std::uint8_t* message, int length) override;
 
-  /// Moves the calling thread's response into `buffer` and forgets it, with what did not fit; a
-  /// negative length copies all of it. Returns 0. Errors: FerrolinkNativeException, code 017, where
-  /// the thread has none.
+  /// Moves the calling thread's response into `buffer` and discards the part that does not fit. A
+  /// negative length copies all of it. Returns 0. Errors: FerrolinkNativeException, code 017, if
+  /// the thread has no response.
   int ReadResponse(std::uint8_t* buffer, int length) override;
 
   /// These three do nothing and return 1.

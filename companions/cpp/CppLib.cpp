@@ -1,5 +1,7 @@
 #include "companions/cpp/CppLib.h"
 
+#include <atomic>
+
 #include "companions/cpp/CppNativeReceiver.h"
 #include "companions/cpp/CppNativeTransmitter.h"
 #include "native/ConfigHandler.h"

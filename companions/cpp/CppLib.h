@@ -8,43 +8,44 @@
 #include "native/interfaces/ITransmitter.h"
 #include "native/interfaces/RuntimeOperationMode.h"
 
-/// The library's doors for other runtimes' libraries and hosts: those that every member of the
-/// family has. The door for handlers is in Registrar.h.
+/// The functions that the library exports, as every member of the family does. The function for
+/// handlers is in Registrar.h.
 ///
-/// Those with C linkage are found by their plain names; the others carry C++ names since they take
-/// standard strings. None of them catches anything: errors leave as exceptions.
-/// Thread rule: any thread of any runtime.
+/// Functions with C linkage are found by their plain names; the others have C++ names because they
+/// take standard strings. None of them catches anything: errors are exceptions.
+/// Thread rule: thread-safe.
 
 extern "C" {
 
-/// The process's one receiver, made on the first call; never null, never to be deleted.
+/// The one receiver of the process, created by the first call. Never null; the caller must not
+/// delete it.
 ///
-/// The first creator of either role fixes the operation mode for the life of the process: `mode` is
-/// ignored afterwards. Errors: code 032 for mode -1 (which is then fixed all the same);
-/// std::system_error where the calling thread is inside a creator already.
+/// The first creator of either role fixes the operation mode of the process; later modes are
+/// ignored. Errors: code 032 for mode -1 (which fixes the mode nevertheless); std::system_error if
+/// the calling thread is inside a creator already.
 FERROLINK_EXPORT Ferrolink::Native::Interfaces::IReceiver* CreateReceiver(
     Ferrolink::Native::Definitions::RuntimeOperationMode mode);
 
-/// The receiver, or null where none was created yet. Takes no lock and creates nothing.
+/// The receiver, or null if none was created yet. Takes no lock and creates nothing.
 FERROLINK_EXPORT Ferrolink::Native::Interfaces::IReceiver* GetReceiver();
 
 /// As CreateReceiver, for the process's one transmitter. Mode -1 is no error here.
 FERROLINK_EXPORT Ferrolink::Native::Interfaces::ITransmitter* CreateTransmitter(
     Ferrolink::Native::Definitions::RuntimeOperationMode mode);
 
-/// The transmitter, or null where none was created yet. Takes no lock and creates nothing.
+/// The transmitter, or null if none was created yet. Takes no lock and creates nothing.
 FERROLINK_EXPORT Ferrolink::Native::Interfaces::ITransmitter* GetTransmitter();
 }
 
-/// Settles that C++ started first and is about to call out (mode 0), unless a mode is settled, and
-/// makes the transmitter. Always returns 0.
+/// Fixes mode 0 (C++ calls out), unless a mode is fixed already, and creates the transmitter.
+/// Always returns 0.
 FERROLINK_EXPORT int SetOperationModeForTransmitter();
 
-/// The one-time work before the first call out of C++.
+/// One-time work before the first call out of C++.
 FERROLINK_EXPORT void AtStartUp();
 
-/// Hands a configuration source (a file's path or JSON text) to the configuration library; returns
-/// its result. Creates no role and leaves the mode alone. Errors: ConfigHandler's.
+/// Passes a configuration source (the path of a file, or JSON text) to the configuration library
+/// and returns its result. Creates no role and does not fix the mode. Errors: ConfigHandler's.
 FERROLINK_EXPORT int SetConfigSource(std::string source);
 
 /// Sets the directory of the error log; otherwise as SetConfigSource.

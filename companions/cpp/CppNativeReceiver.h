@@ -3,6 +3,7 @@
 
 #include "native/Export.h"
 #include "native/NativeReceiver.h"
+#include "native/interfaces/RuntimeOperationMode.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native::Receiver {
 

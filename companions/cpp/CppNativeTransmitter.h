@@ -3,6 +3,7 @@
 
 #include "native/Export.h"
 #include "native/NativeTransmitter.h"
+#include "native/interfaces/RuntimeOperationMode.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native::Transmitter {
 

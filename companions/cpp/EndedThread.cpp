@@ -1,48 +1,44 @@
 #include "companions/cpp/EndedThread.h"
 
+#include <cstdint>
 #include <cstdlib>
 #include <string>
 
-#include "ferrolink/detail/JvmLibrary.h"
+#include "ferrolink/ThreadAttachment.h"
+#include "ferrolink/protocol/CommandParts.h"
 #include "native/Console.h"
 #include "native/RuntimeNameHandler.h"
-#include "native/interfaces/CommandHeader.h"
 #include "native/interfaces/Runtime.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 namespace {
 
-namespace Header = Ferrolink::Native::Definitions::CommandHeader;
+namespace Header = Protocol::Header;
 using Ferrolink::Native::Definitions::Runtime;
 using Ferrolink::Native::RuntimeNameHandler::RuntimeNameHandler;
+using Protocol::ByteView;
+using Protocol::CallerOf;
 
-constexpr std::uint8_t kInMemory = 0;
-
-bool JvmKnowsThisThread() {
-  Host::detail::JavaVm* vm = Host::detail::FindJvmLibrary().vm;
-  return vm != nullptr && vm->KnowsThisThread();
-}
-
-// The JVM can be asked; of other runtimes the header is all there is. A header that only claims to
-// be Java's, as a server's or a test's may, leaves no frames of Java.
-bool IsFromAnotherRuntime(Command command) {
-  if (command[Header::kChannelType] != kInMemory) {
+// The JVM tells whether it knows the thread; for other runtimes only the header counts. A header
+// may name Java although no frame of Java is on the stack: a server's does, for example.
+bool IsFromAnotherRuntime(ByteView command) {
+  if (command[Header::kChannelType] != Header::kChannelInMemory) {
     return false;
   }
   switch (static_cast<Runtime>(CallerOf(command))) {
     case Runtime::Cpp:
       return false;
     case Runtime::Jvm:
-      return JvmKnowsThisThread();
+      return Host::JvmKnowsThisThread();
     default:
       return true;
   }
 }
 
-std::string WhatRan(Command command) {
-  return command[Header::kCommandType] == Header::kTypeLoadLibrary
-             ? "plug-in library '" + LibraryPathOf(command) + "'"
-             : "C++ function '" + std::string(HandlerCallOf(command).name) + "'";
+std::string WhatRan(ByteView command) {
+  return Protocol::TypeOf(command) == Header::kTypeLoadLibrary
+             ? "plug-in library '" + Protocol::LibraryPathOf(command) + "'"
+             : "C++ function '" + std::string(Protocol::CallOf(command).name) + "'";
 }
 
 std::string NameOf(std::uint8_t runtime) {
@@ -53,7 +49,7 @@ std::string NameOf(std::uint8_t runtime) {
 
 }  // namespace
 
-void RequireThreadOfCpp(Command command) {
+void RequireThreadOfCpp(ByteView command) {
   if (!IsFromAnotherRuntime(command)) {
     return;
   }

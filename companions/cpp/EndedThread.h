@@ -1,18 +1,18 @@
 #ifndef FERROLINK_COMPANIONS_CPP_ENDEDTHREAD_H
 #define FERROLINK_COMPANIONS_CPP_ENDEDTHREAD_H
 
-#include "companions/cpp/CommandFrame.h"
+#include "ferrolink/protocol/Bytes.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-/// To be called where the end of the thread (pthread_exit, cancellation) unwinds through a command,
-/// which has a complete header. Returns where the command came from C++ or over a network.
+/// To be called when the end of the thread (pthread_exit, cancellation) unwinds through a command,
+/// which has a complete header. Returns if the command came from C++ or over a network.
 ///
-/// Ends the process, after a line on standard error, where another runtime of this process sent it:
-/// that runtime's frames are not unwound, and it would go on with a thread that is gone. A JVM
-/// crashes when it next walks that thread's stack. Every command on the stack is asked in turn, so
-/// the nearest one from another runtime decides.
-void RequireThreadOfCpp(Command command);
+/// If another runtime of this process sent the command, ends the process after a line on standard
+/// error: that runtime's frames are not unwound, and it would use a thread that is gone. A JVM
+/// crashes when it next walks that thread's stack. This is called for every command on the stack,
+/// from the innermost outwards.
+void RequireThreadOfCpp(Protocol::ByteView command);
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native
 

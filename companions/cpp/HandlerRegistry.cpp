@@ -15,8 +15,8 @@ HandlerRegistry& HandlerRegistry::Instance() {
   return *registry;
 }
 
-// Everything that can fail comes before the context is taken over, and the handler that is replaced
-// is let go after the lock: its release may do anything.
+// Everything that can fail comes before the ownership of the context. The replaced handler is
+// released after the lock: its release may do anything.
 void HandlerRegistry::Add(std::string_view name, const ferrolink_handler& handler) {
   auto created = std::make_shared<RegisteredHandler>();
   std::string key(name);

@@ -9,14 +9,13 @@
 #include <mutex>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "companions/cpp/ferrolink/cpp_runtime.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-/// Owns a registered handler's context and releases it when the last owner goes: the registry, or a
-/// call that is still running.
+/// Owns a registered handler's context and releases it on destruction. Shared by the registry and
+/// the running calls.
 class RegisteredHandler {
  public:
   RegisteredHandler() = default;
@@ -26,7 +25,7 @@ class RegisteredHandler {
 
   void Adopt(const ferrolink_handler& handler) { m_handler = handler; }
 
-  /// Whatever the handler throws passes through.
+  /// Calls the handler. Its exceptions pass through.
   std::int32_t Call(const std::uint8_t* payload, std::size_t length, ferrolink_reply* reply) const {
     return m_handler.call(m_handler.context, payload, length, reply);
   }
@@ -35,26 +34,26 @@ class RegisteredHandler {
   ferrolink_handler m_handler{};
 };
 
-/// The handlers of the process by name. Any thread; the lock is held for a look-up or an assignment
-/// only, never while a handler is called or released.
+/// The handlers of the process by name. Thread-safe. The lock is never held while a handler is
+/// called or released.
 class HandlerRegistry {
  public:
   using Handler = std::shared_ptr<const RegisteredHandler>;
 
-  /// The one of this process. Never destroyed: threads may still call when the process ends.
+  /// The registry of this process. Never destroyed: threads may still call when the process ends.
   static HandlerRegistry& Instance();
 
-  /// Replaces what is registered under that name. Where memory runs out (std::bad_alloc) nothing
-  /// has changed and the context is still the caller's.
+  /// Registers a handler and replaces one with the same name. After std::bad_alloc nothing has
+  /// changed, and the caller still owns the context.
   void Add(std::string_view name, const ferrolink_handler& handler);
 
-  /// False where nothing is registered under that name.
+  /// Removes a handler. Returns false if none has that name.
   bool Remove(std::string_view name);
 
-  /// Null where nothing is registered under that name. What is returned stays callable.
+  /// The handler of that name, or null. It stays callable while the caller holds it.
   [[nodiscard]] Handler Find(std::string_view name) const;
 
-  /// In alphabetical order, separated by ", "; "none" where there are none.
+  /// The names in alphabetical order, separated by ", ", or "none".
   [[nodiscard]] std::string Names() const;
 
  private:

@@ -5,8 +5,9 @@
 #include <type_traits>
 #include <utility>
 
-#include "companions/cpp/CommandFrame.h"
 #include "companions/cpp/Registrar.h"
+#include "companions/cpp/ferrolink/cpp_runtime.h"
+#include "ferrolink/protocol/CommandParts.h"
 #include "native/LibrariesFinder.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native {
@@ -15,6 +16,7 @@ namespace {
 using Ferrolink::Native::LibrariesFinder::LibrariesFinder;
 namespace Loader = Ferrolink::Native::Loader;
 
+using Protocol::CommandRejected;
 using RegisterHandlers = std::remove_pointer_t<ferrolink_register_handlers_function>;
 
 }  // namespace
@@ -26,7 +28,7 @@ PlugInLibraries& PlugInLibraries::Instance() {
 
 void PlugInLibraries::Load(const std::string& path) {
   auto plugIn = std::make_unique<PlugIn>();
-  // Absolute, since the loader searches the system's directories for a mere file name.
+  // Absolute: the loader searches the system's directories for a file name without a directory.
   plugIn->path = std::filesystem::absolute(path).lexically_normal().string();
   const std::string fullPath = plugIn->path;
   void* handle = LibrariesFinder::loadLibrary(fullPath, true, true);
@@ -39,7 +41,7 @@ void PlugInLibraries::Load(const std::string& path) {
                           "with C++ handlers.");
   }
   {
-    // One that is open already is left as it is, and `plugIn` gives back its second opening.
+    // If the library is open already, `plugIn` closes its second handle.
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_plugIns.try_emplace(handle, std::move(plugIn));
   }

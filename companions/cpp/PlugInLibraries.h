@@ -10,20 +10,20 @@
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-/// The plug-in libraries of the process, which bring handlers and are never closed again. Any
-/// thread; no lock is held while a plug-in is opened or registers.
+/// The plug-in libraries of the process. They bring handlers and are never closed. Thread-safe; no
+/// lock is held while a plug-in is opened or registers.
 class PlugInLibraries {
  public:
-  /// The one of this process. Never destroyed: handlers in the plug-ins stay callable.
+  /// The list of this process. Never destroyed: handlers in the plug-ins stay callable.
   static PlugInLibraries& Instance();
 
-  /// Opens the library, a relative path being one to the current directory, and has it register its
-  /// handlers; again where it is open already. Errors: the finder's 001; CommandRejected where it
-  /// has no registration function, and is closed again, or where that returns an error; what that
-  /// throws.
+  /// Opens the library and calls its registration function, also if the library is open already. A
+  /// relative path counts from the current directory. Errors: the finder's 001; CommandRejected if
+  /// there is no registration function, in which case the library is closed again, or if the
+  /// function returns an error; the function's own exceptions.
   void Load(const std::string& path);
 
-  /// The full paths, one a line.
+  /// The full paths, one per line.
   [[nodiscard]] std::string Paths() const;
 
  private:
@@ -32,7 +32,8 @@ class PlugInLibraries {
     std::string path;
   };
 
-  // Guarded by m_mutex. By handle, which is the same for a library that is opened twice.
+  // Guarded by m_mutex. The key is the handle: the loader returns the same one for a second
+  // opening.
   mutable std::mutex m_mutex;
   std::map<void*, std::unique_ptr<PlugIn>> m_plugIns;
 };

@@ -1,4 +1,4 @@
-// The C table over the handler registry. Nothing leaves it but result codes.
+// The C table over the handler registry. No exception leaves it; errors are result codes.
 #include "companions/cpp/Registrar.h"
 
 #include <cstddef>

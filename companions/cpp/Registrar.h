@@ -8,7 +8,7 @@
 
 extern "C" {
 
-/// See ferrolink_get_registrar_function. Any thread; throws nothing.
+/// See ferrolink_get_registrar_function. Thread-safe. Throws nothing.
 FERROLINK_EXPORT const ferrolink_registrar* ferrolink_get_registrar(std::uint32_t version);
 }
 

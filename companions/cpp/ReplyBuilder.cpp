@@ -4,12 +4,15 @@
 #include <new>
 #include <utility>
 
+#include "companions/cpp/Replies.h"
+#include "ferrolink/protocol/Replies.h"
+
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-ReplyBuilder::ReplyBuilder(std::uint8_t caller, Reply room)
+ReplyBuilder::ReplyBuilder(std::uint8_t caller, Protocol::Bytes room)
     : ferrolink_reply{AppendBytes, FailWith},
       m_caller(caller),
-      m_reply(EmptyReply(caller, std::move(room))) {}
+      m_reply(Protocol::EmptyAnswer(caller, kThisRuntime, std::move(room))) {}
 
 std::int32_t ReplyBuilder::AppendBytes(ferrolink_reply* reply, const std::uint8_t* bytes,
                                        std::size_t length) {
@@ -36,8 +39,7 @@ std::int32_t ReplyBuilder::FailWith(ferrolink_reply* reply, const char* text, st
   return static_cast<ReplyBuilder*>(reply)->NoteFailure({text, length}, FERROLINK_OK);
 }
 
-// The last failure is the one that is told. Without memory for the text the call has failed all the
-// same.
+// The last failure wins. Without memory for its text, the call has failed nevertheless.
 std::int32_t ReplyBuilder::NoteFailure(std::string_view text, std::int32_t result) {
   m_failed = true;
   try {
@@ -48,7 +50,7 @@ std::int32_t ReplyBuilder::NoteFailure(std::string_view text, std::int32_t resul
   }
 }
 
-Reply ReplyBuilder::Finish(std::string_view handlerName, std::int32_t result) {
+Protocol::Bytes ReplyBuilder::Finish(std::string_view handlerName, std::int32_t result) {
   if (result == FERROLINK_OK && !m_failed) {
     return std::move(m_reply);
   }
@@ -56,7 +58,7 @@ Reply ReplyBuilder::Finish(std::string_view handlerName, std::int32_t result) {
     m_error = "Handler '" + std::string(handlerName) + "' failed with result " +
               std::to_string(result) + " and no text.";
   }
-  return ExceptionReply(m_caller, m_error);
+  return ReportTo(m_caller, m_error);
 }
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native

@@ -6,23 +6,23 @@
 #include <string>
 #include <string_view>
 
-#include "companions/cpp/CommandFrame.h"
 #include "companions/cpp/ferrolink/cpp_runtime.h"
+#include "ferrolink/protocol/Bytes.h"
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-/// One call's answer while a handler composes it. Lives on the stack of the calling thread and is
-/// used there alone.
+/// The answer to one call, while its handler composes it. Lives on the stack of the calling thread
+/// and is used by that thread only.
 class ReplyBuilder : public ferrolink_reply {
  public:
-  /// `room` is where the answer is composed; what is in it goes.
-  explicit ReplyBuilder(std::uint8_t caller, Reply room = {});
+  /// `room` is reused for the answer; its contents are discarded.
+  explicit ReplyBuilder(std::uint8_t caller, Protocol::Bytes room = {});
   ReplyBuilder(const ReplyBuilder&) = delete;
   ReplyBuilder& operator=(const ReplyBuilder&) = delete;
   ~ReplyBuilder() = default;
 
-  /// What the caller gets, given what the handler returned. To be called once.
-  Reply Finish(std::string_view handlerName, std::int32_t result);
+  /// Returns the caller's reply. `result` is what the handler returned. To be called once.
+  Protocol::Bytes Finish(std::string_view handlerName, std::int32_t result);
 
  private:
   static std::int32_t AppendBytes(ferrolink_reply* reply, const std::uint8_t* bytes,
@@ -32,7 +32,7 @@ class ReplyBuilder : public ferrolink_reply {
   std::int32_t NoteFailure(std::string_view text, std::int32_t result);
 
   const std::uint8_t m_caller;
-  Reply m_reply;
+  Protocol::Bytes m_reply;
   bool m_failed = false;
   std::string m_error;
 };

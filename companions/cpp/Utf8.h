@@ -6,7 +6,7 @@
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-/// The text as valid UTF-8: every byte that belongs to no well-formed character becomes U+FFFD.
+/// The text as valid UTF-8: U+FFFD replaces every byte that is no part of a well-formed character.
 std::string ValidUtf8(std::string_view text);
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native

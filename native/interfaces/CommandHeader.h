@@ -24,13 +24,13 @@ inline constexpr int kSize = 11;           ///< bytes in a header; offset of the
 
 // Channel types.
 inline constexpr std::uint8_t kChannelInMemory = 0;  ///< address and port mean nothing
-inline constexpr std::uint8_t kChannelTcp = 1;
-inline constexpr std::uint8_t kChannelTls = 2;  ///< TCP with TLS
+inline constexpr std::uint8_t kChannelTcp = 1;       ///< unencrypted
+inline constexpr std::uint8_t kChannelTls = 2;       ///< TCP with TLS
 
 // Command types.
-inline constexpr std::uint8_t kTypeAnswer = 0;  ///< replies only: the body is the result
-inline constexpr std::uint8_t kTypeLoadLibrary = 1;
-inline constexpr std::uint8_t kTypeCallHandler = 2;
+inline constexpr std::uint8_t kTypeAnswer = 0;            ///< replies only: the body is the result
+inline constexpr std::uint8_t kTypeLoadLibrary = 1;       ///< the body has a path, see kLibraryPath
+inline constexpr std::uint8_t kTypeCallHandler = 2;       ///< the body is a call
 inline constexpr std::uint8_t kTypeCallWithin = 3;        ///< a call with a time limit
 inline constexpr std::uint8_t kTypeExceptionReport = 10;  ///< replies only: the body is a text
 inline constexpr std::uint8_t kTypeHeartBeat = 11;        ///< the reply has the same body

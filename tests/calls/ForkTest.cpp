@@ -124,8 +124,8 @@ class Fork : public testing::TestWithParam<Child> {
 
 PROCESS_CASE(forkCppProgram) {
   static auto& host = *new Ferrolink::Host::Host({CaseNativeDirectory(), ""});
-  static auto& cpp = *Ferrolink::Host::detail::OpenReceiver(CaseNativeDirectory() /
-                                                            "libFerrolinkCppRuntimeNative.so");
+  static auto& cpp =
+      *Ferrolink::Host::OpenReceiver(CaseNativeDirectory() / "libFerrolinkCppRuntimeNative.so");
   static auto& busy = *new std::latch(kThreads);
   host.Heartbeat();
   for (int thread = 0; thread < kThreads; ++thread) {

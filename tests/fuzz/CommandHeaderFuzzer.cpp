@@ -10,7 +10,10 @@
 #include "companions/cpp/CppLauncher.h"
 #include "companions/cpp/HandlerRegistry.h"
 #include "companions/cpp/Utf8.h"
-#include "companions/host/ferrolink/detail/Exchange.h"
+#include "ferrolink/Errors.h"
+#include "ferrolink/Exchange.h"
+#include "ferrolink/protocol/CommandParts.h"
+#include "ferrolink/protocol/Commands.h"
 #include "native/FerrolinkNativeException.h"
 #include "native/NativeTransmitter.h"
 #include "tests/fuzz/Fuzzing.h"
@@ -143,7 +146,7 @@ std::int32_t Raise(void* /*context*/, const std::uint8_t* payload, std::size_t l
 
 // Confines the path to the jail, where there are no libraries.
 Bytes ConfinedCommand(Bytes command) {
-  constexpr std::size_t kPath = 24;
+  constexpr std::size_t kPath = Header::kLibraryPath;
   if (command.size() <= kPath || command[Header::kCommandType] != Header::kTypeLoadLibrary) {
     return command;
   }
@@ -155,10 +158,10 @@ Bytes ConfinedCommand(Bytes command) {
 std::string CallIn(const Bytes& command) {
   const std::string text = TextOf(command);
   switch (command.size() < Header::kSize ? 0 : command[Header::kCommandType]) {
-    case Host::detail::kTypeCallHandler:
+    case Header::kTypeCallHandler:
       return text.substr(Header::kSize);
-    case Host::detail::kTypeCallWithin:
-      return text.substr(std::min(text.size(), Header::kSize + Host::detail::kTimeLeftSize));
+    case Header::kTypeCallWithin:
+      return text.substr(std::min<std::size_t>(text.size(), Header::kNameLengthWithin));
     default:
       return {};
   }
@@ -211,13 +214,13 @@ void RunHost(Input& input) {
   const int difference = static_cast<std::int8_t>(input.TakeByte());
   Bytes answer = input.TakeRest();
   ScriptedRole role{static_cast<int>(answer.size()) + difference, answer};
-  Bytes command = Host::detail::CommandOf(Ferrolink::Native::Definitions::Runtime::Jvm, 2, 0);
+  Bytes command = Ferrolink::Protocol::EmptyCommand({.target = Host::Runtime::Jvm}, 2);
   answer.resize(static_cast<std::size_t>(std::max(role.length, 0)));
   const std::string body = answer.size() < Header::kSize
                                ? std::string()
                                : TextOf(answer).substr(static_cast<std::size_t>(Header::kSize));
   try {
-    const Bytes reply = Host::detail::Exchange(role, command, "A role");
+    const Bytes reply = Host::Exchange(role, command, "A role");
     Require(TextOf(reply) == body && role.length >= Header::kSize, "a reply's body is returned");
     Require(answer.at(Header::kCommandType) != Header::kTypeExceptionReport,
             "an exception report is raised");

@@ -8,8 +8,8 @@
 #include <string_view>
 #include <vector>
 
-#include "companions/host/ferrolink/detail/Exchange.h"
-#include "companions/host/ferrolink/detail/Library.h"
+#include "ferrolink/Exchange.h"
+#include "ferrolink/Library.h"
 #include "tests/fuzz/Fuzzing.h"
 
 using namespace Ferrolink::Fuzz;
@@ -53,11 +53,11 @@ Bytes ConfinedCommand(Bytes command) {
     return command;
   }
   if (command[Header::kCommandType] == Header::kTypeLoadLibrary) {
-    command[Header::kCommandType] = Host::detail::kTypeCallHandler;
+    command[Header::kCommandType] = Header::kTypeCallHandler;
   }
   const std::string text = TextOf(command);
-  const bool within = command[Header::kCommandType] == Host::detail::kTypeCallWithin;
-  const std::size_t call = Header::kSize + (within ? Host::detail::kTimeLeftSize : 0);
+  const bool within = command[Header::kCommandType] == Header::kTypeCallWithin;
+  const std::size_t call = within ? Header::kNameLengthWithin : Header::kNameLength;
   const std::string body = text.substr(std::min(text.size(), call));
   if (!body.starts_with(kLoad)) {
     return command;
@@ -137,10 +137,10 @@ extern "C" int LLVMFuzzerInitialize(int* argc, char*** argv) {
   AddFuzzerFlags(argc, argv);
   SetEnvironment();
   const std::filesystem::path library = FERROLINKJVMRUNTIMENATIVE_PATH;
-  receiver = Host::detail::OpenReceiver(library);
+  receiver = Host::OpenReceiver(library);
   receiver->SetConfigSource(R"({"workingDirectory": ")" + JailDirectory().string() + R"("})");
   receiver->Initialize(8, kJvm, 0);
-  Host::detail::Heartbeat(*receiver, Host::detail::Runtime::Jvm, "Java");
+  Host::ExchangeHeartbeat(*receiver, Host::Runtime::Jvm, "Java");
   return 0;
 }
 

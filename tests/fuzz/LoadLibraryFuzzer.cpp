@@ -5,18 +5,17 @@
 #include <stdexcept>
 #include <string>
 
-#include "companions/cpp/CommandFrame.h"
+#include "ferrolink/protocol/CommandParts.h"
 #include "jvm/JvmLauncher.h"
-#include "native/interfaces/CommandHeader.h"
 #include "tests/fuzz/Fuzzing.h"
 
 using namespace Ferrolink::Fuzz;
-namespace Header = Ferrolink::Native::Definitions::CommandHeader;
-namespace Cpp = Ferrolink::Runtimes::Cpp::Native;
+namespace Protocol = Ferrolink::Protocol;
+namespace Header = Protocol::Header;
 
 namespace {
 
-constexpr std::size_t kPath = 24;
+constexpr std::size_t kPath = Header::kLibraryPath;
 const std::string kError = "JVM Launcher: Exception code ";
 
 // The path as both members must read it.
@@ -72,10 +71,10 @@ void RunCppMember(const Bytes& command) {
     return;  // no command to this parser
   }
   try {
-    const std::string path = Cpp::LibraryPathOf(command);
+    const std::string path = Protocol::LibraryPathOf(command);
     Require(command.size() > kPath && path == PathIn(command) && !path.empty(),
             "the path is that of the command");
-  } catch (const Cpp::CommandRejected&) {
+  } catch (const Protocol::CommandRejected&) {
     Require(command.size() <= kPath || PathIn(command).empty(), "a path that is there is taken");
   }
 }

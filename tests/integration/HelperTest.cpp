@@ -103,7 +103,7 @@ PROCESS_CASE(findOpenedLibrary) {
   dlopen((std::string("./") + kNative + "/" + kLibrary).c_str(), RTLD_NOW);
   fs::current_path(CaseRoot() / "other");
   setenv("FERROLINK_HOME", "/nowhere", 1);
-  const fs::path found = Ferrolink::Host::detail::FindLibrary({});
+  const fs::path found = Ferrolink::Host::FindLibrary({});
   Report(fs::equivalent(found, CaseNativeDirectory() / kLibrary) ? "found" : "another");
   void* again = dlopen(found.c_str(), RTLD_NOW | RTLD_NOLOAD);
   Report(again != nullptr ? "the same" : "another copy");
@@ -116,7 +116,7 @@ TEST(Helper, FindsALibraryThatWasOpenedByARelativePathAfterAChangeOfTheDirectory
 PROCESS_CASE(emptyHome) {
   fs::current_path(CaseRoot());
   setenv("FERROLINK_HOME", "", 1);
-  const fs::path found = Ferrolink::Host::detail::FindLibrary({});
+  const fs::path found = Ferrolink::Host::FindLibrary({});
   Report(found == FERROLINKJVMRUNTIMENATIVE_PATH ? "around the executable" : found.string());
 }
 

@@ -1,6 +1,7 @@
 #include "tests/integration/RealJvmCases.h"
 
-#include <algorithm>
+#include <ferrolink/Library.h>
+#include <ferrolink/protocol/Commands.h>
 
 namespace Ferrolink::Tests {
 
@@ -22,19 +23,16 @@ void InstallWithTestReceiver(const InstallationTree& tree) {
 }
 
 IReceiver* OpenReceiver() {
-  IReceiver* receiver = Ferrolink::Host::detail::OpenReceiver(CaseNativeDirectory() /
-                                                              "libFerrolinkJvmRuntimeNative.so");
+  IReceiver* receiver =
+      Ferrolink::Host::OpenReceiver(CaseNativeDirectory() / "libFerrolinkJvmRuntimeNative.so");
   receiver->Initialize(8, 2, 0);
   return receiver;
 }
 
 Bytes Command(std::uint8_t type, std::string_view body) {
-  Bytes bytes(11 + body.size(), 0);
-  bytes[0] = 2;
-  bytes[9] = 8;
-  bytes[10] = type;
-  std::copy(body.begin(), body.end(), bytes.begin() + 11);
-  return bytes;
+  Bytes command = Protocol::EmptyCommand({.target = Host::Runtime::Jvm}, type);
+  command.insert(command.end(), body.begin(), body.end());
+  return command;
 }
 
 Bytes Exchange(IReceiver* receiver, Bytes command) {

@@ -5,13 +5,15 @@
 #include <stdexcept>
 #include <thread>
 
+#include "ferrolink/Exchange.h"
+#include "ferrolink/Library.h"
+#include "ferrolink/protocol/Commands.h"
 #include "native/interfaces/ITransport.h"
 #include "tests/soak/Work.h"
 
 namespace Ferrolink::Soak {
 
-namespace detail = Ferrolink::Host::detail;
-using detail::Runtime;
+using Ferrolink::Host::Runtime;
 using Ferrolink::Host::ToBytes;
 using Ferrolink::Host::ToText;
 using Ferrolink::Native::Interfaces::ITransport;
@@ -27,19 +29,17 @@ constexpr std::size_t kBurstsToALargeOne = 4;
 
 Bytes Program::OverNetwork(Server server, std::string_view handler, Span payload) const {
   const bool tls = server == Server::Tls;
-  const std::uint16_t port = tls ? m_settings.tlsPort : m_settings.tcpPort;
-  Bytes command = detail::CallCommand(tls ? Runtime::Jvm : Runtime::Cpp, handler, payload);
-  command[detail::Header::kChannelType] = tls ? 2 : 1;
-  command[detail::Header::kAddress] = 127;
-  command[detail::Header::kAddress + 3] = 1;
-  command[detail::Header::kPort] = static_cast<std::uint8_t>(port & 0xFFU);
-  command[detail::Header::kPort + 1] = static_cast<std::uint8_t>(port >> 8U);
-  return command;
+  return Protocol::CallCommand(
+      {.target = tls ? Runtime::Jvm : Runtime::Cpp,
+       .channel = tls ? Protocol::Header::kChannelTls : Protocol::Header::kChannelTcp,
+       .address = {127, 0, 0, 1},
+       .port = tls ? m_settings.tlsPort : m_settings.tcpPort},
+      handler, payload);
 }
 
 Bytes Program::Ask(Server server, std::string_view handler, Span payload) {
   Bytes command = OverNetwork(server, handler, payload);
-  return detail::Exchange(*m_transmitter, command, "the server");
+  return Host::Exchange(*m_transmitter, command, "the server");
 }
 
 void Program::CallServers(Payloads& payloads) {
@@ -81,13 +81,13 @@ void Program::AskFreshChannel(Server server, Payloads& payloads) {
   const bool tls = server == Server::Tls;
   const auto file = m_host.LibraryPath().parent_path() /
                     (tls ? "libFerrolinkTcpTlsClient.so" : "libFerrolinkTcpClient.so");
-  auto* create = detail::FunctionOf<ITransport*(const char*, std::uint16_t)>(
-      detail::OpenLibrary(file), file, "CreateTransportChannel");
+  auto* create = Host::FunctionOf<ITransport*(const char*, std::uint16_t)>(
+      Host::OpenLibrary(file), file, "CreateTransportChannel");
   const std::unique_ptr<ITransport> channel(
       create("127.0.0.1", tls ? m_settings.tlsPort : m_settings.tcpPort));
   const auto exchange = [&](std::string_view handler, Span payload) {
     Bytes command = OverNetwork(server, handler, payload);
-    return detail::Exchange(*channel, command, "the server");
+    return Host::Exchange(*channel, command, "the server");
   };
   const Span payload = payloads.Next();
   if (payloads.Below(16) == 0) {

@@ -5,12 +5,15 @@
 #include <stdexcept>
 #include <thread>
 
+#include "ferrolink/Exchange.h"
+#include "ferrolink/Library.h"
+#include "ferrolink/protocol/Commands.h"
 #include "native/interfaces/RuntimeOperationMode.h"
 
 namespace Ferrolink::Soak {
 
-namespace detail = Ferrolink::Host::detail;
-using detail::Runtime;
+using Ferrolink::Host::CallCommand;
+using Ferrolink::Host::Runtime;
 using Ferrolink::Host::ToBytes;
 using Ferrolink::Host::ToText;
 using Ferrolink::Native::Definitions::RuntimeOperationMode;
@@ -21,7 +24,7 @@ constexpr std::uint8_t kUnknownType = 77;
 constexpr int kBurst = 4;
 
 std::filesystem::path NativeDirectory(const Settings& settings) {
-  return std::filesystem::path(settings.root) / detail::kNativeDirectory;
+  return std::filesystem::path(settings.root) / Host::kNativeDirectory;
 }
 
 }  // namespace
@@ -29,12 +32,12 @@ std::filesystem::path NativeDirectory(const Settings& settings) {
 Program::Program(Settings settings)
     : m_settings(std::move(settings)),
       m_host({NativeDirectory(m_settings), ""}),
-      m_receiver(detail::OpenReceiver(m_host.LibraryPath())) {
+      m_receiver(Host::OpenReceiver(m_host.LibraryPath())) {
   m_host.LoadLibrary(m_settings.archive);
   m_host.Start();
-  const auto cpp = NativeDirectory(m_settings) / "libFerrolinkCppRuntimeNative.so";
-  m_transmitter = detail::FunctionOf<Transmitter*(RuntimeOperationMode)>(
-      detail::OpenLibrary(cpp), cpp, "CreateTransmitter")(RuntimeOperationMode::CallingRuntime);
+  const auto cpp = NativeDirectory(m_settings) / Host::kCppLibrary;
+  m_transmitter = Host::FunctionOf<Transmitter*(RuntimeOperationMode)>(
+      Host::OpenLibrary(cpp), cpp, "CreateTransmitter")(RuntimeOperationMode::CallingRuntime);
   Payloads none(0);
   LoadAgain(none);
 }
@@ -72,8 +75,8 @@ void Program::CallOnThisThread(Payloads& payloads) {
 
 void Program::CallUnread(Payloads& payloads) {
   const Span payload = payloads.Below(4) == 0 ? payloads.Largest() : payloads.Small();
-  Bytes command = detail::CallCommand(Runtime::Jvm, "echo", payload);
-  const auto expected = static_cast<int>(payload.size() + detail::Header::kSize);
+  Bytes command = CallCommand(Runtime::Jvm, "echo", payload);
+  const auto expected = static_cast<int>(payload.size() + Protocol::Header::kSize);
   if (m_receiver->SendCommand(command.data(), static_cast<int>(command.size())) != expected) {
     m_tally.Wrong("unread: another length");
   }
@@ -111,13 +114,13 @@ void Program::FailOnPurpose(Payloads& payloads) {
   ExpectError("unknown handler", "Unknown handler 'nobody'",
               [&] { m_host.Call("nobody", payloads.Next()); });
   ExpectError("malformed command", "Unknown command type 77", [&] {
-    Bytes command = detail::CommandOf(Runtime::Jvm, kUnknownType, 0);
-    detail::Exchange(*m_receiver, command, "Java");
+    Bytes command = Protocol::EmptyCommand({.target = Runtime::Jvm}, kUnknownType);
+    Host::Exchange(*m_receiver, command, "Java");
   });
   ExpectError("malformed command", "", [&] {
-    Bytes command = detail::CallCommand(Runtime::Jvm, "echo", {});
-    command[detail::Header::kSize] = 200;  // a name longer than the command
-    detail::Exchange(*m_receiver, command, "Java");
+    Bytes command = CallCommand(Runtime::Jvm, "echo", {});
+    command[Protocol::Header::kSize] = 200;  // a name longer than the command
+    Host::Exchange(*m_receiver, command, "Java");
     throw std::logic_error("accepted");
   });
 }
@@ -142,8 +145,8 @@ void Program::Nest(Payloads& payloads) {
 
 void Program::ReplaceHandlers(Payloads& payloads) {
   const auto cpp = [&](std::string_view handler, Span payload) {
-    Bytes command = detail::CallCommand(Runtime::Cpp, handler, payload);
-    return detail::Exchange(*m_transmitter, command, "C++");
+    Bytes command = CallCommand(Runtime::Cpp, handler, payload);
+    return Host::Exchange(*m_transmitter, command, "C++");
   };
   const Bytes generation = cpp("replace", {});
   ExpectBytes("replaced C++ function", cpp("changing", {}), generation);
@@ -152,8 +155,7 @@ void Program::ReplaceHandlers(Payloads& payloads) {
 
 void Program::LoadAgain(Payloads& /*payloads*/) {
   for (const std::string& library : m_settings.libraries) {
-    Bytes command = detail::LoadLibraryCommand(Runtime::Cpp, library);
-    detail::Exchange(*m_transmitter, command, "C++");
+    Host::ExchangeLoadLibrary(*m_transmitter, Runtime::Cpp, library, "C++");
     m_tally.Command("load-library");
   }
   m_host.LoadLibrary(m_settings.archive);

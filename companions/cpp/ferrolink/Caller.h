@@ -12,8 +12,10 @@
 
 #include "ferrolink/CppRuntime.h"
 #include "ferrolink/Deadline.h"
+#include "ferrolink/Exchange.h"
 #include "ferrolink/Host.h"
-#include "ferrolink/detail/TimedExchange.h"
+#include "ferrolink/Library.h"
+#include "ferrolink/protocol/Bytes.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/ITransmitter.h"
 #include "native/interfaces/Runtime.h"
@@ -29,71 +31,69 @@ using Host::Deadline;
 using Host::Options;
 using Native::Definitions::Runtime;
 
-/// Other runtimes of this process, as a C++ program or handler sees them, through the transmitter
-/// of the C++ member. Runtime::Cpp, this program's own handlers, is one of them.
+/// Calls other runtimes of this process through the transmitter of the C++ member. Runtime::Cpp
+/// calls this program's own handlers.
 ///
-///   Ferrolink::Cpp::Caller caller;
-///   Bytes reply = caller.Call(Ferrolink::Cpp::Runtime::Jvm, "echo", bytes);
+///     Ferrolink::Cpp::Caller caller;
+///     Bytes reply = caller.Call(Ferrolink::Cpp::Runtime::Jvm, "echo", bytes);
 ///
-/// A program that starts with a Caller is the calling side (mode 0); a handler may use one as well.
-/// The called runtime starts with the first command and lives until the process ends; destroying a
-/// Caller releases nothing of it.
-/// Thread rule: any thread, any number at once, from inside handlers as well; a call blocks its
-/// thread until it is answered. Java attaches a thread that it does not know for each call, see
-/// Host::ThreadAttachment.
-/// Errors: those of ferrolink/Errors.h, of which RemoteError has the called runtime's text and
-/// LibraryError the libraries' own; std::system_error and std::bad_alloc.
+/// For programs and for handlers. A program that creates a Caller first is the calling side (mode
+/// 0). The first command starts the called runtime, which lives until the process ends; destroying
+/// a Caller releases nothing of it.
+/// Thread rule: thread-safe, also inside handlers. A call blocks its thread until the answer comes.
+/// Java attaches an unknown thread for each call, see Host::ThreadAttachment.
+/// Errors: those of ferrolink/Errors.h. RemoteError has the called runtime's text, LibraryError the
+/// library's. Also std::system_error and std::bad_alloc.
 class Caller {
  public:
+  /// Finds and opens the library. Starts no runtime. Errors: InstallationError.
   explicit Caller(const Options& options = {})
       : m_transmitter(OpenTransmitter(
-            Host::detail::FindLibrary(options.libraryDirectory, detail::kLibraryName), options)) {}
+            Host::FindLibrary(options.libraryDirectory, Host::kCppLibrary), options)) {}
 
-  /// Runs the handler registered under `handler` (at most 255 bytes of UTF-8) in the other runtime
-  /// and returns its bytes.
-  Bytes Call(Runtime target, std::string_view handler,
-             std::span<const std::uint8_t> payload) const {
-    Bytes command = Host::detail::CallCommand(target, handler, payload);
-    return Host::detail::Exchange(*m_transmitter, command, NameOf(target));
+  /// Calls the handler of that name (at most 255 bytes of UTF-8) in the other runtime and returns
+  /// its answer.
+  Bytes Call(Runtime target, std::string_view handler, ByteView payload) const {
+    Bytes command = Host::CallCommand(target, handler, payload);
+    return Host::Exchange(*m_transmitter, command, NameOf(target));
   }
+  /// The same with a text for a payload.
   Bytes Call(Runtime target, std::string_view handler, std::string_view payload) const {
-    return Call(target, handler,
-                std::span(reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()));
+    return Call(target, handler, Host::AsBytes(payload));
   }
 
-  /// The same, but gives up when the time is over: DeadlineError. The command runs on a thread of
-  /// its own; giving up does not end it, and its answer is dropped. At most 256 run at a time,
-  /// others wait for one to end. Nothing is sent where the time is over before. The runtime is
-  /// started by the calling thread, whose time that takes, but which does not give up meanwhile.
-  Bytes Call(Runtime target, std::string_view handler, std::span<const std::uint8_t> payload,
-             Deadline deadline) const {
-    Bytes command = Host::detail::CallCommand(target, handler, payload);
-    Host::detail::RequireTimeLeft(deadline);
+  /// The same with a deadline: throws DeadlineError if the time is over before the answer comes.
+  /// The command runs on a thread of its own. A command that was given up runs on, and its answer
+  /// is dropped. At most 256 such commands run at a time; further ones wait. If the time is over at
+  /// the start, nothing is sent. The calling thread itself starts the runtime, if need be, and does
+  /// not give up meanwhile.
+  Bytes Call(Runtime target, std::string_view handler, ByteView payload, Deadline deadline) const {
+    Bytes command = Host::CallCommand(target, handler, payload);
+    Host::RequireTimeLeft(deadline);
     StartOnThisThread(target);
-    return Host::detail::ExchangeWithin(*m_transmitter, std::move(command), NameOf(target),
-                                        deadline);
+    return Host::ExchangeWithin(*m_transmitter, std::move(command), NameOf(target), deadline);
   }
+  /// The same with a text for a payload.
   Bytes Call(Runtime target, std::string_view handler, std::string_view payload,
              Deadline deadline) const {
-    return Call(target, handler,
-                std::span(reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()),
-                deadline);
+    return Call(target, handler, Host::AsBytes(payload), deadline);
   }
 
-  /// Asks for a sign of life; starts the runtime where it does not run yet. Throws where there is
-  /// none.
+  /// Asks a runtime for a sign of life. Starts it if it does not run yet. Throws if it does not
+  /// answer:
+  ///
+  ///     caller.Heartbeat(Ferrolink::Cpp::Runtime::Jvm);
   void Heartbeat(Runtime target) const {
-    Host::detail::Heartbeat(*m_transmitter, target, NameOf(target));
+    Host::ExchangeHeartbeat(*m_transmitter, target, NameOf(target));
   }
 
-  /// Adds a library that the other runtime understands: a Java archive, or all of a directory,
-  /// before the JVM starts (afterwards the handler "load-archives" takes the path); a C++ plug-in
-  /// library.
+  /// Asks the other runtime to load a library. C++ takes a plug-in library. Java takes an archive
+  /// or a directory of archives, before the JVM starts; later, send the path to the handler
+  /// "load-archives". Errors: also InstallationError for a pipe or a device.
   void LoadLibrary(Runtime target, const std::filesystem::path& path) const {
     const std::string absolute = std::filesystem::absolute(path).string();
-    Host::detail::RequireNoPipeOrDevice(absolute);
-    Bytes command = Host::detail::LoadLibraryCommand(target, absolute);
-    Host::detail::Exchange(*m_transmitter, command, NameOf(target));
+    Host::RequireNoPipeOrDevice(absolute);
+    Host::ExchangeLoadLibrary(*m_transmitter, target, absolute, NameOf(target));
   }
 
  private:
@@ -104,12 +104,12 @@ class Caller {
 
   static Transmitter* OpenTransmitter(const std::filesystem::path& library,
                                       const Options& options) {
-    void* handle = Host::detail::OpenLibrary(library);
-    // The transmitter first: it settles that this program calls out, where nothing is settled yet.
-    Transmitter* transmitter = Host::detail::FunctionOf<Transmitter*(Mode)>(
+    void* handle = Host::OpenLibrary(library);
+    // The transmitter first: it fixes the mode of the calling side, unless a mode is fixed already.
+    Transmitter* transmitter = Host::FunctionOf<Transmitter*(Mode)>(
         handle, library, "CreateTransmitter")(Mode::CallingRuntime);
     if (!options.configuration.empty()) {
-      Receiver* receiver = Host::detail::FunctionOf<Receiver*(Mode)>(
+      Receiver* receiver = Host::FunctionOf<Receiver*(Mode)>(
           handle, library, "CreateReceiver")(Mode::CallingRuntime);
       if (receiver->SetConfigSource(options.configuration) < 0) {
         throw InstallationError("The configuration was refused; standard error names the place: " +
@@ -121,7 +121,7 @@ class Caller {
 
   [[nodiscard]] Transmitter* Role() const { return m_transmitter; }
 
-  // What starts a runtime stays bound to it, which a thread of one command must not be.
+  // The thread that starts a runtime stays bound to it; a thread for one command must not.
   void StartOnThisThread(Runtime target) const {
     static std::array<std::atomic<bool>, 256> started;
     std::atomic<bool>& known = started[static_cast<std::uint8_t>(target)];
@@ -136,7 +136,7 @@ class Caller {
                                    : "Runtime " + std::to_string(static_cast<int>(runtime));
   }
 
-  // The library's own and never deleted.
+  // Owned by the library, which never deletes it.
   Transmitter* m_transmitter;
 };
 

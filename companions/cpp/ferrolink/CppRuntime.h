@@ -17,24 +17,33 @@
 #include <utility>
 
 #include "ferrolink/Errors.h"
+#include "ferrolink/Exchange.h"
+#include "ferrolink/Library.h"
 #include "ferrolink/cpp_runtime.h"
 #include "ferrolink/detail/ExceptionText.h"
-#include "ferrolink/detail/Exchange.h"
-#include "ferrolink/detail/Library.h"
 #include "ferrolink/detail/RegistrarTable.h"
 #include "ferrolink/detail/TypedHandler.h"
+#include "ferrolink/protocol/Bytes.h"
 
 /// Header-only helper for C++ programs and plug-in libraries whose functions other runtimes call.
-/// Needs C++20; nothing of the family is linked.
+/// Needs C++20. Programs link no library of the family:
 ///
-///   Ferrolink::Cpp::Register("reverse", [](std::span<const std::uint8_t> bytes) {
-///     return Ferrolink::Cpp::Bytes(bytes.rbegin(), bytes.rend());
-///   });
+///     Ferrolink::Cpp::Register("reverse", [](Ferrolink::Cpp::ByteView bytes) {
+///       return Ferrolink::Cpp::Bytes(bytes.rbegin(), bytes.rend());
+///     });
+///
+/// A plug-in library exports a function instead, which the load-library command calls:
+///
+///     extern "C" int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
+///       Ferrolink::Cpp::Registrar(table).Register("reverse", Reverse);
+///       return FERROLINK_OK;
+///     }
 ///
 /// To call other runtimes: ferrolink/Caller.h.
 namespace Ferrolink::Cpp {
 
 using Host::Bytes;
+using Host::ByteView;
 using Host::DeadlineError;
 using Host::Error;
 using Host::InstallationError;
@@ -44,16 +53,17 @@ using Host::RemoteError;
 using Host::ToBytes;
 using Host::ToText;
 
-/// Answers one call: the caller's bytes, valid during the call, to the bytes that the caller gets.
-/// Runs on the caller's thread, on many threads at once. Whatever it throws is told to the caller:
-/// class and text, and those of the exceptions nested in it.
-using Handler = std::function<Bytes(std::span<const std::uint8_t>)>;
+/// Answers one call. The parameter is the caller's bytes, valid during the call; the result is what
+/// the caller gets. Must be thread-safe: it runs on the threads of its callers. If it throws, the
+/// caller gets class and text of the exception and of those nested in it.
+using Handler = std::function<Bytes(ByteView)>;
 
 namespace detail {
 
-// Exceptions end here, so that a handler may come from any compiler's C++ library. A thread that is
-// being ended goes on ending; the C++ runtime then binds the reference to nothing, which the
-// undefined-behaviour sanitizer would report.
+/// The call function of the C interface. No exception leaves it, so a handler may be built with any
+/// compiler's C++ library. If the thread ends inside (pthread_exit), it goes on ending; the C++
+/// runtime then binds the reference of the catch clause to null, which the undefined-behaviour
+/// sanitizer would report.
 __attribute__((no_sanitize("null"))) inline std::int32_t CallHandler(void* context,
                                                                      const std::uint8_t* payload,
                                                                      std::size_t length,
@@ -74,29 +84,35 @@ __attribute__((no_sanitize("null"))) inline std::int32_t CallHandler(void* conte
   }
 }
 
+/// The release function of the C interface.
 inline void ReleaseHandler(void* context) {
   delete static_cast<Handler*>(context);
 }
 
 }  // namespace detail
 
-/// Where handlers are registered. Holds nothing and may be copied; what it registers stays after
-/// it is gone. Thread rule: any thread, from inside handlers as well.
+/// Registers handlers:
+///
+///     const Ferrolink::Cpp::Registrar registrar;
+///     registrar.Register("now", [](Ferrolink::Cpp::ByteView) {
+///       return Ferrolink::Cpp::ToBytes(std::to_string(std::time(nullptr)));
+///     });
+///
+/// Copyable. Handlers stay registered after its destruction. Thread-safe, also inside handlers.
 class Registrar {
  public:
-  /// For programs: finds and opens the library, in `libraryDirectory`; where that is empty, the
-  /// copy that the process has open already, else in the installation that FERROLINK_HOME names or
-  /// that lies around the executable. Errors: InstallationError.
+  /// For programs: finds the library as Host::FindLibrary does, and opens it. Errors:
+  /// InstallationError.
   explicit Registrar(const std::filesystem::path& libraryDirectory = {})
       : m_table(detail::OpenRegistrar(libraryDirectory)) {}
 
-  /// For plug-in libraries: what ferrolink_register_handlers is given.
+  /// For plug-in libraries: `table` is the parameter of ferrolink_register_handlers.
   explicit Registrar(const ferrolink_registrar* table) : m_table(table) {}
 
-  /// Makes a function callable under `name`, 1 to 255 bytes of UTF-8. One that has the name already
-  /// is replaced: calls that run end undisturbed, later ones reach the new one. The function is
-  /// destroyed when nobody can call it any more, on whatever thread that is; it is not destroyed
-  /// where the process ends first. Errors: std::invalid_argument, std::bad_alloc.
+  /// Makes a function callable under `name`, 1 to 255 bytes of UTF-8. Replaces a function of the
+  /// same name: running calls complete, later ones reach the new function. A function is destroyed
+  /// after its last call, on an unspecified thread; not if the process ends first. Errors:
+  /// std::invalid_argument, std::bad_alloc.
   void Register(std::string_view name, Handler handler) const {
     if (handler == nullptr) {
       throw std::invalid_argument("The handler '" + std::string(name) + "' is an empty function.");
@@ -105,7 +121,7 @@ class Registrar {
     const ferrolink_handler entry{detail::CallHandler, owned.get(), detail::ReleaseHandler};
     switch (m_table->register_handler(name.data(), name.size(), &entry)) {
       case FERROLINK_OK:
-        static_cast<void>(owned.release());  // the library's from here on
+        static_cast<void>(owned.release());  // owned by the library now
         return;
       case FERROLINK_OUT_OF_MEMORY:
         throw std::bad_alloc();
@@ -125,7 +141,7 @@ class Registrar {
     Register(name, Handler(detail::MakeTypedHandler(std::forward<F>(function))));
   }
 
-  /// Ends that; calls that run end undisturbed. False where nothing is registered under `name`.
+  /// Unregisters a function; running calls complete. Returns false if none has that name.
   bool Unregister(std::string_view name) const {
     return m_table->unregister_handler(name.data(), name.size()) == FERROLINK_OK;
   }
@@ -134,14 +150,16 @@ class Registrar {
   const ferrolink_registrar* m_table;
 };
 
-/// As the members of a Registrar of the program's own installation.
+/// The same with the Registrar of the program's own installation.
 inline void Register(std::string_view name, Handler handler) {
   Registrar().Register(name, std::move(handler));
 }
+/// The same with the Registrar of the program's own installation.
 template <class F>
 requires(detail::IsTyped<F>) void Register(std::string_view name, F&& function) {
   Registrar().Register(name, std::forward<F>(function));
 }
+/// The same with the Registrar of the program's own installation.
 inline bool Unregister(std::string_view name) {
   return Registrar().Unregister(name);
 }

@@ -8,14 +8,21 @@
 
 namespace Ferrolink::Host {
 
-/// What the classes below have in common.
+/// The base of the errors below:
+///
+///     try {
+///       host.Call("book", order);
+///     } catch (const Ferrolink::Host::Error& error) {
+///       retry = !error.MayHaveExecuted();
+///     }
 class Error : public std::runtime_error {
  public:
-  /// False where the command is known not to have been executed, and may be sent again; true in all
-  /// other cases, also where nobody knows.
+  /// False if the command was certainly not executed and may be sent again; true in all other
+  /// cases.
   [[nodiscard]] bool MayHaveExecuted() const noexcept { return m_mayHaveExecuted; }
 
  protected:
+  /// `text` becomes what().
   Error(const std::string& text, bool mayHaveExecuted)
       : std::runtime_error(text), m_mayHaveExecuted(mayHaveExecuted) {}
 
@@ -23,43 +30,47 @@ class Error : public std::runtime_error {
   bool m_mayHaveExecuted;
 };
 
-/// The installation, or the library in it, could not be used. what() says what was looked for and
-/// what to do. Nothing was executed.
+/// The installation, or a library in it, is unusable. what() says what was looked for and what to
+/// do. Nothing was executed.
 class InstallationError : public Error {
  public:
+  /// `text` becomes what().
   explicit InstallationError(const std::string& text) : Error(text, false) {}
 };
 
 /// The called runtime answered with an exception report. what() is its text: class, message, causes
-/// and, of Java, frames.
+/// and, if the runtime is Java, frames.
 class RemoteError : public Error {
  public:
+  /// `text` is the body of the report.
   explicit RemoteError(const std::string& text) : Error(text, true) {}
 };
 
-/// The called runtime answered with something that is no reply; or the command is none that can be
-/// sent, and was not.
+/// The called runtime answered with bytes that are no reply; or the command is malformed and was
+/// not sent.
 class ProtocolError : public Error {
  public:
+  /// `mayHaveExecuted` is false if the command was not sent.
   explicit ProtocolError(const std::string& text, bool mayHaveExecuted = true)
       : Error(text, mayHaveExecuted) {}
 };
 
-/// An error of the native libraries, which what() has unchanged. May also be made of the text of a
-/// command that was sent without this helper.
+/// An error of the native libraries. what() is their text, unchanged. Programs that use the
+/// libraries directly may construct it from a text.
 class LibraryError : public Error {
  public:
-  /// The text tells whether the command may have been executed.
+  /// An error of sending. The code in the text decides whether the command may have been executed.
   explicit LibraryError(const std::string& text) : LibraryError(text, false) {}
-  /// For what failed after the execution of the command.
+  /// `executed`: the command was executed before the failure.
   LibraryError(const std::string& text, bool executed)
       : Error(text, executed || !detail::SaysNotExecuted(text)) {}
 };
 
-/// The time of a call was over before its answer came. Where MayHaveExecuted() is true the handler
-/// may go on: in this process it does, and its answer is dropped.
+/// A call's time was over before its answer came. If MayHaveExecuted() is true, the handler may
+/// still run: in this process it does, and its answer is dropped.
 class DeadlineError : public Error {
  public:
+  /// `mayHaveExecuted` is false if the command was not sent.
   DeadlineError(const std::string& text, bool mayHaveExecuted) : Error(text, mayHaveExecuted) {}
 };
 

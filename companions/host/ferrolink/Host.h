@@ -14,45 +14,55 @@
 
 #include "ferrolink/Deadline.h"
 #include "ferrolink/Errors.h"
+#include "ferrolink/Exchange.h"
+#include "ferrolink/Library.h"
 #include "ferrolink/ThreadAttachment.h"
-#include "ferrolink/detail/Exchange.h"
-#include "ferrolink/detail/Library.h"
-#include "ferrolink/detail/TimedExchange.h"
+#include "ferrolink/detail/JvmLibrary.h"
+#include "ferrolink/protocol/Bytes.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/Runtime.h"
 
-/// Header-only helper for C++ programs that call Java through Ferrolink. Needs C++20, -ldl is part
-/// of libc; no JDK to compile, one to run.
-///
-///   Ferrolink::Host::Host host;
-///   std::vector<std::uint8_t> reply = host.Call("echo", bytes);
 namespace Ferrolink::Objects::detail {
 struct PeerAccess;
 }
 
+/// Header-only helper for C++ programs that call Java. Needs C++20, and a JDK to run, but not to
+/// compile:
+///
+///     Ferrolink::Host::Host host;
+///     Ferrolink::Host::Bytes reply = host.Call("echo", bytes);
 namespace Ferrolink::Host {
 
-/// What a Host needs to know; the defaults suit a program inside an installation.
+/// The settings of a Host or a Caller. The defaults suit a program inside an installation:
+///
+///     Ferrolink::Host::Host host({.libraryDirectory =
+///     "/opt/ferrolink/Binaries/Native/Linux/X64"});
 struct Options {
-  /// The directory of the native library. Empty: the copy that the process has open already, else
-  /// FERROLINK_HOME, else around the executable.
+  /// The directory of the native library. If empty: the copy that the process has open, else the
+  /// installation that FERROLINK_HOME names, else around the executable.
   std::filesystem::path libraryDirectory;
-  /// A configuration file's path or JSON text. Empty: the defaults.
+  /// The path of a configuration file, or JSON text. If empty: the defaults.
   std::string configuration;
 };
 
-/// Java, as a C++ program sees it: handlers that take bytes and answer bytes.
+/// Java handlers, callable from C++: they take bytes and answer bytes.
 ///
-/// The JVM starts with the first command and lives, like the receiver behind this object, until the
-/// process ends; destroying a Host releases nothing of it. Several Hosts share one receiver.
-/// Thread rule: any thread, any number at once. Errors: those of Errors.h, of which RemoteError has
-/// Java's text and LibraryError the library's own; std::system_error and std::bad_alloc.
+///     Ferrolink::Host::Host host;
+///     host.LoadLibrary("handlers.jar");
+///     std::string counts = Ferrolink::Host::ToText(host.Call("word-count", "to be or not to be"));
+///
+/// The first command starts the JVM. The JVM and the receiver behind this object live until the
+/// process ends; destroying a Host releases neither. Several Hosts share one receiver.
+/// Thread rule: thread-safe. Commands of several threads run in parallel.
+/// Errors: those of Errors.h. RemoteError has Java's text, LibraryError the library's. Also
+/// std::system_error and std::bad_alloc.
 class Host {
  public:
+  /// Finds and opens the library. Does not start the JVM. Errors: InstallationError.
   explicit Host(const Options& options = {})
-      : m_libraryPath(detail::FindLibrary(options.libraryDirectory)),
-        m_receiver(detail::OpenReceiver(m_libraryPath)) {
-    // The receiver leaves it to its callers to initialise it one at a time.
+      : m_libraryPath(FindLibrary(options.libraryDirectory)),
+        m_receiver(OpenReceiver(m_libraryPath)) {
+    // Callers must not initialise the receiver concurrently.
     static std::mutex initialisation;
     const std::lock_guard<std::mutex> lock(initialisation);
     if (!options.configuration.empty() && m_receiver->SetConfigSource(options.configuration) < 0) {
@@ -65,49 +75,47 @@ class Host {
   Host& operator=(const Host&) = delete;
   ~Host() = default;
 
-  /// Runs the handler registered under `handler` (at most 255 bytes of UTF-8) and returns its
-  /// bytes.
-  Bytes Call(std::string_view handler, std::span<const std::uint8_t> payload) {
-    Bytes command = detail::CallCommand(kJvm, handler, payload);
+  /// Calls the handler of that name (at most 255 bytes of UTF-8) and returns its answer.
+  Bytes Call(std::string_view handler, ByteView payload) {
+    Bytes command = CallCommand(kJvm, handler, payload);
     Start();
-    return Exchange(command);
+    return Exchange(*m_receiver, command, kWho);
   }
+  /// The same with a text for a payload.
   Bytes Call(std::string_view handler, std::string_view payload) {
-    return Call(handler,
-                std::span(reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()));
+    return Call(handler, AsBytes(payload));
   }
 
-  /// The same, but gives up when the time is over: DeadlineError. The command runs on a thread of
-  /// its own, which Java does not know and attaches for it; giving up does not end it, and its
-  /// answer is dropped. At most 256 run at a time, others wait for one to end. Nothing is sent
-  /// where the time is over before. Java is started by the calling thread, whose time that takes,
-  /// but which does not give up meanwhile.
-  Bytes Call(std::string_view handler, std::span<const std::uint8_t> payload, Deadline deadline) {
-    Bytes command = detail::CallCommand(kJvm, handler, payload);
-    detail::RequireTimeLeft(deadline);
+  /// The same with a deadline: throws DeadlineError if the time is over before the answer comes.
+  /// The command runs on a thread of its own, which is attached to the JVM for it. A command that
+  /// was given up runs on, and its answer is dropped. At most 256 such commands run at a time;
+  /// further ones wait. If the time is over at the start, nothing is sent. The calling thread
+  /// itself starts the JVM, if need be, and does not give up meanwhile.
+  Bytes Call(std::string_view handler, ByteView payload, Deadline deadline) {
+    Bytes command = CallCommand(kJvm, handler, payload);
+    RequireTimeLeft(deadline);
     Start();
-    return detail::ExchangeWithin(*m_receiver, std::move(command), kWho, deadline);
+    return ExchangeWithin(*m_receiver, std::move(command), kWho, deadline);
   }
+  /// The same with a text for a payload.
   Bytes Call(std::string_view handler, std::string_view payload, Deadline deadline) {
-    return Call(handler,
-                std::span(reinterpret_cast<const std::uint8_t*>(payload.data()), payload.size()),
-                deadline);
+    return Call(handler, AsBytes(payload), deadline);
   }
 
-  /// Asks Java for a sign of life; starts the JVM where it does not run yet. Throws where there is
-  /// none.
-  void Heartbeat() { detail::Heartbeat(*m_receiver, kJvm, kWho); }
+  /// Asks Java for a sign of life. Starts the JVM if it does not run yet. Throws if Java does not
+  /// answer.
+  void Heartbeat() { ExchangeHeartbeat(*m_receiver, kJvm, kWho); }
 
-  /// Adds a Java archive, or all archives of a directory, so that the handlers in it can be called:
-  /// to the class path where no JVM runs in the process yet, to a child class loader where one
-  /// does. What is no archive is an error of this call where a JVM runs, else of the Start, or
-  /// first Call, of this Host: that one sends nothing, and later ones go on without the file.
-  /// A pipe or a device is an InstallationError: the JVM would wait for its other end.
+  /// Adds a Java archive, or all archives of a directory, and so makes its handlers callable.
+  ///
+  /// If no JVM runs in the process yet, the archive goes to the class path; otherwise to a child
+  /// class loader. A file that is no archive is an error: of this call if a JVM runs, else of the
+  /// next Start or Call of this Host. That Call sends nothing; later ones ignore the file.
+  /// Errors: also InstallationError for a pipe or a device, on which the JVM would block.
   void LoadLibrary(const std::filesystem::path& path) {
     const std::string absolute = std::filesystem::absolute(path).string();
-    detail::RequireNoPipeOrDevice(absolute);
-    Bytes command = detail::LoadLibraryCommand(kJvm, absolute);
-    Exchange(command);
+    RequireNoPipeOrDevice(absolute);
+    ExchangeLoadLibrary(*m_receiver, kJvm, absolute, kWho);
     if (m_started || detail::FindJvmLibrary().vm != nullptr) {
       Announce(absolute);
       return;
@@ -116,7 +124,7 @@ class Host {
     m_archives.push_back(absolute);
   }
 
-  /// Starts the JVM where it does not run yet; Call does so by itself.
+  /// Starts the JVM. A no-op if it runs; Call starts it by itself.
   void Start() {
     if (!m_started) {
       Heartbeat();
@@ -125,6 +133,7 @@ class Host {
     }
   }
 
+  /// The native library's file, an absolute path.
   [[nodiscard]] const std::filesystem::path& LibraryPath() const { return m_libraryPath; }
 
  private:
@@ -137,18 +146,14 @@ class Host {
   static constexpr auto kJvm = Native::Definitions::Runtime::Jvm;
   static constexpr const char* kWho = "Java";
 
-  Bytes Exchange(Bytes& command) { return detail::Exchange(*m_receiver, command, kWho); }
-
-  // The native side adds archives to the class path of a JVM still to be started; one that runs, be
-  // it that somebody else started it, is told by command. It skips what it has already.
+  // The native side knows the class path of a JVM that it will start. A running JVM, whoever
+  // started it, is told by command; it skips known archives.
   void Announce(const std::string& archive) {
-    Bytes command = detail::CallCommand(
-        kJvm, "load-archives",
-        std::span(reinterpret_cast<const std::uint8_t*>(archive.data()), archive.size()));
-    Exchange(command);
+    Bytes command = CallCommand(kJvm, "load-archives", AsBytes(archive));
+    Exchange(*m_receiver, command, kWho);
   }
 
-  // Each is announced once, whether that fails or not; the first failure is raised.
+  // Announces each archive once, even if one fails. Throws the first failure.
   void AnnounceArchives() {
     std::vector<std::string> archives;
     {
@@ -170,7 +175,7 @@ class Host {
     }
   }
 
-  // Constant after construction. The receiver is the library's own and never deleted.
+  // Constant after construction. The library owns the receiver and never deletes it.
   const std::filesystem::path m_libraryPath;
   Receiver* const m_receiver;
 

@@ -9,23 +9,41 @@
 
 namespace Ferrolink::Host {
 
-/// The file of the JVM library in this process, whatever its name; of several copies the one that
-/// has a JVM. Empty where none is loaded. Any thread.
+/// The file of the JVM library in this process, whatever its name:
+///
+///     std::printf("Java runs in %s\n", Ferrolink::Host::JvmLibraryPath().c_str());
+///
+/// If several copies are loaded, it is the one that has a JVM. Empty if none is loaded.
+/// Thread-safe.
 inline std::string JvmLibraryPath() {
   return detail::FindJvmLibrary().file.string();
 }
 
-/// Keeps the calling thread attached to the JVM for as long as it lives.
+/// Whether a JVM runs in this process and the calling thread is attached to it, by whomever.
+/// Thread-safe.
+inline bool JvmKnowsThisThread() {
+  detail::JavaVm* vm = detail::FindJvmLibrary().vm;
+  return vm != nullptr && vm->KnowsThisThread();
+}
+
+/// Keeps the calling thread attached to the JVM while this object lives:
 ///
-/// A command from a thread that the JVM does not know attaches the thread and detaches it again,
-/// which costs far more than the call itself. A pool thread that sends many commands holds one of
-/// these. A thread that is attached already is left as it is, so these may nest.
+///     void PoolThread(Ferrolink::Host::Host& host) {
+///       const Ferrolink::Host::ThreadAttachment attachment;
+///       while (auto work = NextWork()) {
+///         host.Call("echo", *work);
+///       }
+///     }
 ///
-/// The JVM must run: it starts with the first command of a Host. Lives on its thread's stack and is
-/// destroyed there, before the thread ends. Errors: InstallationError where no JVM runs or it
-/// refuses the thread.
+/// Without it, each command of a thread that the JVM does not know attaches and detaches the
+/// thread, which costs far more than the call itself. If the thread is attached already, this
+/// object is a no-op; objects may nest.
+///
+/// The JVM must run: it starts with the first command of a Host. To be created and destroyed on the
+/// same thread. Errors: InstallationError if no JVM runs or if it refuses the thread.
 class ThreadAttachment {
  public:
+  /// Attaches the thread as a daemon: it does not keep the JVM from ending.
   ThreadAttachment() : m_vm(RunningJvm()) {
     if (m_vm->KnowsThisThread()) {
       return;

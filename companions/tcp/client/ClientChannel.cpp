@@ -10,6 +10,7 @@
 #include "companions/tcp/client/EndpointConfiguration.h"
 #include "companions/tcp/client/ServerText.h"
 #include "companions/tcp/client/SiblingLibrary.h"
+#include "ferrolink/protocol/CommandParts.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
@@ -110,7 +111,7 @@ void ClientChannel::CarryOut(Call& call) {
 // nothing was executed.
 void ClientChannel::CarryOutAnew(Call& call) {
   const auto settings = std::make_shared<const ClientSettings>(ClientSettings::Read(m_endpoint));
-  if (settings->requiresTls && m_kind.channelType != kTlsChannel) {
+  if (settings->requiresTls && m_kind.channelType != Protocol::Header::kChannelTls) {
     Fail(ClientError::Refused, "The configuration requires TLS for " + m_endpoint.Name() +
                                    ". The command was not sent. Use a target with TLS.");
   }
@@ -248,9 +249,8 @@ int ClientChannel::ReadResponse(std::uint8_t* buffer, int length) {
 }
 
 bool ClientChannel::IsForOther(std::span<const std::uint8_t> command) const {
-  namespace Header = Native::Definitions::CommandHeader;
-  return command.size() > Header::kChannelType &&
-         command[Header::kChannelType] == m_kind.otherChannelType;
+  return command.size() > Protocol::Header::kChannelType &&
+         command[Protocol::Header::kChannelType] == m_kind.otherChannelType;
 }
 
 ITransport& ClientChannel::Other() {

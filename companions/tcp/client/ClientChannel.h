@@ -17,10 +17,6 @@
 
 namespace Ferrolink::Companions::Tcp::Client {
 
-/// The channel types in command headers.
-inline constexpr std::uint8_t kPlainChannel = 1;
-inline constexpr std::uint8_t kTlsChannel = 2;
-
 /// The difference between the two client libraries.
 struct LibraryKind {
   std::uint8_t channelType;       ///< of the commands that it serves itself

@@ -9,13 +9,9 @@
 
 #include "companions/tcp/PatientSocket.h"
 #include "companions/tcp/Wire.h"
-#include "native/interfaces/CommandHeader.h"
+#include "ferrolink/protocol/CommandParts.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
-
-/// A command of this type calls a handler with a time limit. Its body is the body of a call with
-/// four bytes in front: the remaining milliseconds, big-endian.
-inline constexpr std::uint8_t kTypeCallWithin = 3;
 
 /// The time limit of a command; none if neither the command nor its endpoint has one.
 class CommandTime {
@@ -24,17 +20,13 @@ class CommandTime {
   using Milliseconds = std::chrono::milliseconds;
 
   CommandTime(std::span<const std::uint8_t> command, Clock::time_point start) : m_start(start) {
-    namespace Header = Native::Definitions::CommandHeader;
-    if (command.size() < Header::kSize + 4 || command[Header::kCommandType] != kTypeCallWithin) {
+    const std::optional<std::uint32_t> milliseconds = Protocol::TimeLimitOf(command);
+    if (!milliseconds) {
       return;
     }
-    std::uint32_t milliseconds = 0;
-    for (const std::uint8_t byte : command.subspan(Header::kSize, 4)) {
-      milliseconds = milliseconds << 8U | byte;
-    }
     m_isOwn = true;
-    if (milliseconds != Wire::kNoTimeLimit) {
-      m_end = start + Milliseconds(milliseconds);
+    if (*milliseconds != Wire::kNoTimeLimit) {
+      m_end = start + Milliseconds(*milliseconds);
     }
   }
 

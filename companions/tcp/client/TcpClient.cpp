@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "companions/tcp/client/ClientLibrary.h"
+#include "ferrolink/protocol/CommandParts.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
@@ -14,7 +15,7 @@ std::unique_ptr<Connection> KeepPlain(PatientSocket socket, const ClientSettings
 
 }  // namespace
 
-const LibraryKind kLibraryKind{kPlainChannel, kTlsChannel, "libFerrolinkTcpTlsClient.so",
-                               KeepPlain};
+const LibraryKind kLibraryKind{Protocol::Header::kChannelTcp, Protocol::Header::kChannelTls,
+                               "libFerrolinkTcpTlsClient.so", KeepPlain};
 
 }  // namespace Ferrolink::Companions::Tcp::Client

@@ -14,6 +14,7 @@
 #include "companions/tcp/client/ClientLibrary.h"
 #include "companions/tcp/client/PeerCertificate.h"
 #include "companions/tcp/client/TlsContexts.h"
+#include "ferrolink/protocol/CommandParts.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {
@@ -87,7 +88,7 @@ std::unique_ptr<Connection> SecureConnection(PatientSocket socket, const ClientS
 
 }  // namespace
 
-const LibraryKind kLibraryKind{kTlsChannel, kPlainChannel, "libFerrolinkTcpClient.so",
-                               SecureConnection};
+const LibraryKind kLibraryKind{Protocol::Header::kChannelTls, Protocol::Header::kChannelTcp,
+                               "libFerrolinkTcpClient.so", SecureConnection};
 
 }  // namespace Ferrolink::Companions::Tcp::Client

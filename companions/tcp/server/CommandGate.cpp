@@ -1,13 +1,12 @@
 #include "companions/tcp/server/CommandGate.h"
 
 #include "companions/configs/Printable.h"
-#include "ferrolink/detail/Exchange.h"
-#include "native/interfaces/CommandHeader.h"
+#include "ferrolink/protocol/CommandParts.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-namespace Header = Native::Definitions::CommandHeader;
+namespace Header = Protocol::Header;
 
 // The handler of the Java archive with the effect of a load-library command.
 constexpr std::string_view kLoadingHandler = "load-archives";
@@ -19,14 +18,6 @@ constexpr const char* kNoLoading =
 constexpr const char* kNoObjects =
     "This server allows its clients no typed calls, because these can run any code. Start it with "
     "--allow-objects to allow them.";
-
-// The offset of the handler's name length; 0 if the type is not a call.
-std::size_t PlaceOfName(std::uint8_t type) {
-  if (type == Host::detail::kTypeCallHandler) {
-    return Header::kSize;
-  }
-  return type == Host::detail::kTypeCallWithin ? Header::kSize + Host::detail::kTimeLeftSize : 0;
-}
 
 std::string WhyNotAllowed(std::uint8_t type, std::string_view handler,
                           const AccessRules::Client& client) {
@@ -44,24 +35,13 @@ std::string WhyNotAllowed(std::uint8_t type, std::string_view handler,
 }  // namespace
 
 std::string_view HandlerOf(std::span<const std::uint8_t> command) {
-  if (command.size() < Header::kSize) {
-    return {};
-  }
-  const std::size_t place = PlaceOfName(command[Header::kCommandType]);
-  if (place == 0 || command.size() <= place) {
-    return {};
-  }
-  const std::size_t length = command[place];
-  const auto rest = command.subspan(place + 1);
-  if (rest.size() < length) {
-    return {};
-  }
-  return {reinterpret_cast<const char*>(rest.data()), length};
+  const auto call = Protocol::FindCall(command);
+  return call ? call->name : std::string_view();
 }
 
 std::string WhyRefused(std::span<const std::uint8_t> command, const ServerOptions& options,
                        const AccessRules::Client* client) {
-  if (command.size() < Header::kSize) {
+  if (!Protocol::HasHeader(command)) {
     return "The command has " + std::to_string(command.size()) +
            " bytes, less than the header of " + std::to_string(Header::kSize) + " bytes.";
   }
@@ -70,7 +50,7 @@ std::string WhyRefused(std::span<const std::uint8_t> command, const ServerOption
            "; this server runs " + options.RuntimeName() + ", runtime " +
            std::to_string(static_cast<int>(options.runtime)) + ".";
   }
-  const std::uint8_t type = command[Header::kCommandType];
+  const std::uint8_t type = Protocol::TypeOf(command);
   const std::string_view handler = HandlerOf(command);
   if (type == Header::kTypeLoadLibrary || handler == kLoadingHandler) {
     const bool allowed = options.allowLoadLibrary || (client != nullptr && client->MayLoad());

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "ferrolink/LoadedObject.h"
 #include "ferrolink/ThreadAttachment.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
@@ -19,18 +20,14 @@ std::uint64_t Positive(std::int64_t bytes) {
 }  // namespace
 
 std::optional<Metrics::Heap> JvmHeap() try {
-  const Host::detail::JvmLibrary library = Host::detail::FindJvmLibrary();
-  if (library.vm == nullptr) {
-    return std::nullopt;
-  }
-  const Host::detail::LoadedObject opened(library.file.string());
-  auto* total = opened.Find<Bytes>("JVM_TotalMemory");
-  auto* free = opened.Find<Bytes>("JVM_FreeMemory");
-  auto* most = opened.Find<Bytes>("JVM_MaxMemory");
+  const Host::LoadedObject library(Host::JvmLibraryPath());
+  auto* total = library.Find<Bytes>("JVM_TotalMemory");
+  auto* free = library.Find<Bytes>("JVM_FreeMemory");
+  auto* most = library.Find<Bytes>("JVM_MaxMemory");
   if (total == nullptr || free == nullptr || most == nullptr) {
     return std::nullopt;
   }
-  const Host::ThreadAttachment attached;
+  const Host::ThreadAttachment attached;  // throws if no JVM runs
   const std::uint64_t committed = Positive(total());
   return Metrics::Heap{committed - std::min(committed, Positive(free())), committed,
                        Positive(most())};

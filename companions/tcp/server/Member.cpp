@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "ferrolink/detail/Exchange.h"
-#include "ferrolink/detail/Library.h"
+#include "ferrolink/Exchange.h"
+#include "ferrolink/Library.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
@@ -15,9 +15,8 @@ using Native::Definitions::Runtime;
 using Native::Interfaces::IReceiver;
 
 IReceiver* OpenReceiver(Runtime runtime) {
-  return Host::detail::OpenReceiver(
-      Host::detail::FindLibrary({}, runtime == Runtime::Jvm ? "libFerrolinkJvmRuntimeNative.so"
-                                                            : "libFerrolinkCppRuntimeNative.so"));
+  return Host::OpenReceiver(
+      Host::FindLibrary({}, runtime == Runtime::Jvm ? Host::kJvmLibrary : Host::kCppLibrary));
 }
 
 }  // namespace
@@ -29,11 +28,10 @@ Member::Member(const ServerOptions& options)
                          static_cast<std::uint8_t>(m_runtime), 0);
   const std::string name = options.RuntimeName();
   for (const std::string& plugIn : options.plugIns) {
-    Host::Bytes command =
-        Host::detail::LoadLibraryCommand(m_runtime, std::filesystem::absolute(plugIn).string());
-    Host::detail::Exchange(*m_receiver, command, name);
+    Host::ExchangeLoadLibrary(*m_receiver, m_runtime, std::filesystem::absolute(plugIn).string(),
+                              name);
   }
-  Host::detail::Heartbeat(*m_receiver, m_runtime, name);
+  Host::ExchangeHeartbeat(*m_receiver, m_runtime, name);
 }
 
 std::size_t Member::Execute(std::span<std::uint8_t> command) const {

@@ -10,12 +10,10 @@
 
 #include "companions/tcp/server/CommandGate.h"
 #include "companions/tcp/server/Refusals.h"
-#include "native/interfaces/CommandHeader.h"
+#include "ferrolink/protocol/Replies.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
-
-namespace Header = Native::Definitions::CommandHeader;
 
 using Clock = PatientSocket::Clock;
 
@@ -38,12 +36,6 @@ constexpr std::size_t kLongestStep = 1U << 20U;
 
 std::span<const std::uint8_t> BytesOf(const std::string& text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
-// Whether a response reports an exception of the handler.
-bool IsException(std::span<const std::uint8_t> response) {
-  return response.size() >= Header::kSize &&
-         response[Header::kCommandType] == Header::kTypeExceptionReport;
 }
 
 bool IsOver(const Wire::FrameHeader& header, Clock::time_point arrived) {
@@ -284,7 +276,7 @@ Session::Answer Session::RunAs(std::span<std::uint8_t> command, RunningCall& cal
     return {Wire::Status::Error, "The response has " + std::to_string(length) + " bytes, but " +
                                      usedUp.what() + ". The command was executed."};
   }
-  if (!IsException(m_response.Bytes())) {
+  if (!Protocol::IsExceptionReport(m_response.Bytes())) {
     call.Answered();
   }
   return {};

@@ -1,10 +1,16 @@
 #include "tests/companions/cpp/CppMemberCases.h"
 
-#include <algorithm>
+#include <ferrolink/protocol/Commands.h>
+
 #include <array>
 #include <cstdio>
 
 namespace Ferrolink::Tests {
+namespace {
+
+constexpr Protocol::Route kFromJava = {.target = Runtime::Cpp, .caller = Runtime::Jvm};
+
+}  // namespace
 
 void InstallMember(const InstallationTree& tree, bool withCompanions) {
   tree.AddLibrary(FERROLINKCPPRUNTIMENATIVE_PATH, "libFerrolinkCppRuntimeNative.so");
@@ -52,16 +58,13 @@ const ferrolink_registrar* OpenTable() {
 }
 
 Bytes Command(std::uint8_t type, std::string_view body) {
-  Bytes bytes(11 + body.size());
-  bytes[0] = 8;
-  bytes[9] = 2;
-  bytes[10] = type;
-  std::copy(body.begin(), body.end(), bytes.begin() + 11);
-  return bytes;
+  Bytes command = Protocol::EmptyCommand(kFromJava, type);
+  command.insert(command.end(), body.begin(), body.end());
+  return command;
 }
 
 Bytes CallOf(std::string_view handler, std::string_view payload) {
-  return Command(2, static_cast<char>(handler.size()) + std::string(handler).append(payload));
+  return Protocol::CallCommand(kFromJava, handler, Protocol::AsBytes(payload));
 }
 
 Bytes LoadOf(std::string_view path) {

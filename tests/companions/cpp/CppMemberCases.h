@@ -3,6 +3,7 @@
 
 #include <ferrolink/Caller.h>
 #include <ferrolink/CppRuntime.h>
+#include <ferrolink/Library.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -43,8 +44,8 @@ std::filesystem::path MemberPath();
 /// A function that the member exports.
 template <class Function>
 Function* Exported(const char* name) {
-  return Ferrolink::Host::detail::FunctionOf<Function>(
-      Ferrolink::Host::detail::OpenLibrary(MemberPath()), MemberPath(), name);
+  return Ferrolink::Host::FunctionOf<Function>(Ferrolink::Host::OpenLibrary(MemberPath()),
+                                               MemberPath(), name);
 }
 
 /// The receiver, initialised for a Java caller.

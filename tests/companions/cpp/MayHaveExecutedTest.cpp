@@ -98,9 +98,9 @@ struct RaisingRole {
 
 template <class Expected>
 std::string RaisedBy(RaisingRole role) {
-  Bytes command = Ferrolink::Host::detail::CommandOf(Runtime::Jvm, 2, 0);
+  Bytes command = Ferrolink::Protocol::EmptyCommand({.target = Runtime::Jvm}, 2);
   try {
-    Ferrolink::Host::detail::Exchange(role, command, "A role");
+    Ferrolink::Host::Exchange(role, command, "A role");
     return "nothing";
   } catch (const Expected& error) {
     return std::string(error.MayHaveExecuted() ? "perhaps: " : "no: ") + error.what();

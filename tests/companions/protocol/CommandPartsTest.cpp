@@ -7,7 +7,7 @@
 #include "tests/companions/protocol/Hex.h"
 
 using namespace Ferrolink::Protocol;
-using FerrolinkTest::Hex;
+using Ferrolink::Tests::Hex;
 
 namespace {
 

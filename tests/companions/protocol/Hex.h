@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <string>
 
-namespace FerrolinkTest {
+namespace Ferrolink::Tests {
 
 /// Two upper-case digits a byte.
 inline std::string Hex(Ferrolink::Protocol::ByteView bytes) {
@@ -20,6 +20,6 @@ inline std::string Hex(Ferrolink::Protocol::ByteView bytes) {
   return text;
 }
 
-}  // namespace FerrolinkTest
+}  // namespace Ferrolink::Tests
 
 #endif

@@ -7,7 +7,7 @@
 
 using namespace Ferrolink::Protocol;
 using Ferrolink::Native::Definitions::Runtime;
-using FerrolinkTest::Hex;
+using Ferrolink::Tests::Hex;
 
 TEST(ProtocolReplies, GoToTheCallerAndComeFromTheRuntimeThatAnswers) {
   EXPECT_EQ(Hex(EmptyAnswer(2, Runtime::Cpp)), "0200000000000000000800");

@@ -19,8 +19,8 @@
 #include "tests/support/Jdks.h"
 
 using namespace Ferrolink::Protocol;
-using FerrolinkTest::Hex;
-using FerrolinkTest::installedJdks;
+using Ferrolink::Tests::Hex;
+using Ferrolink::Tests::InstalledJdks;
 using Lines = std::vector<std::string>;
 
 namespace {
@@ -112,7 +112,7 @@ TEST(ProtocolInTwoLanguages, HasTheSameConstantsUnderTheSameNames) {
   EXPECT_EQ(constants.size(), definitions) << "a constant that is no plain number is not compared";
   EXPECT_THAT(constants,
               testing::Contains("constant LIBRARY_PATH " + std::to_string(Header::kLibraryPath)));
-  for (const auto& jdk : installedJdks()) {
+  for (const auto& jdk : InstalledJdks()) {
     EXPECT_THAT(WithWord(LinesOfJava(jdk), "constant"),
                 testing::UnorderedElementsAreArray(constants))
         << jdk;
@@ -122,7 +122,7 @@ TEST(ProtocolInTwoLanguages, HasTheSameConstantsUnderTheSameNames) {
 TEST(ProtocolInTwoLanguages, HasTheSameRuntimes) {
   const Lines runtimes = RuntimesOfCpp();
   EXPECT_EQ(runtimes.size(), 11U);
-  for (const auto& jdk : installedJdks()) {
+  for (const auto& jdk : InstalledJdks()) {
     EXPECT_THAT(WithWord(LinesOfJava(jdk), "runtime"), testing::ElementsAreArray(runtimes)) << jdk;
   }
 }
@@ -143,7 +143,7 @@ TEST(ProtocolInTwoLanguages, BuildsTheSameCommandsAndRepliesByteForByte) {
       "heartbeat-answer " + Hex(HeartBeatAnswer(heartbeat, Runtime::Jvm)),
       "loaded " + Hex(LibraryLoadedAnswer(Runtime::Jvm)),
   };
-  for (const auto& jdk : installedJdks()) {
+  for (const auto& jdk : InstalledJdks()) {
     Lines built = LinesOfJava(jdk);
     std::erase_if(built, [](const std::string& line) {
       return line.starts_with("constant ") || line.starts_with("runtime ");
@@ -155,7 +155,7 @@ TEST(ProtocolInTwoLanguages, BuildsTheSameCommandsAndRepliesByteForByte) {
 TEST(ProtocolInTwoLanguages, ReadsTheSameInACall) {
   const Bytes call = CallCommand(kJvm, "echo", kPayload);
   const Bytes within = CallWithinCommand(kJvm, 4, std::string(255, 'n'), {});
-  for (const auto& jdk : installedJdks()) {
+  for (const auto& jdk : InstalledJdks()) {
     EXPECT_THAT(WithWord(LinesOfJava(jdk, Hex(call) + " " + Hex(within)), "read"),
                 testing::ElementsAre("read echo 007F80FF", "read " + std::string(255, 'n') + " "))
         << jdk;

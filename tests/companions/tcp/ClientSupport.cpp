@@ -1,6 +1,7 @@
 #include "tests/companions/tcp/ClientSupport.h"
 
 #include <arpa/inet.h>
+#include <ferrolink/protocol/Commands.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -47,16 +48,14 @@ void Configure(const std::string& address, const std::string& members) {
 }
 
 std::string OfKind(char channelType, std::string command) {
-  command[2] = channelType;
+  command[Protocol::Header::kChannelType] = channelType;
   return command;
 }
 
 std::string CallWithin(std::uint32_t milliseconds, std::string_view payload) {
-  std::string body;
-  for (const unsigned shift : {24U, 16U, 8U, 0U}) {
-    body.push_back(static_cast<char>(milliseconds >> shift & 0xFFU));
-  }
-  return Command(3, body + "\4echo" + std::string(payload));
+  return Protocol::ToText(Protocol::CallWithinCommand(
+      {.target = Protocol::Runtime::Cpp, .caller = Protocol::Runtime::Jvm}, milliseconds, "echo",
+      Protocol::AsBytes(payload)));
 }
 
 std::uint32_t MillisecondsIn(const std::string& header) {

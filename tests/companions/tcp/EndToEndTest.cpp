@@ -1,5 +1,6 @@
 // Java and C++ programs of the built installation call a server, on every JDK.
 #include <dlfcn.h>
+#include <ferrolink/protocol/Commands.h>
 
 #include <csignal>
 #include <cstdio>
@@ -55,11 +56,14 @@ void ExpectJavaCalls(const std::string& kind, const ServerProcess& server) {
 
 // The command with the header of a network target.
 std::string OverTcp(std::string command, std::uint16_t port) {
-  command[2] = 1;
-  command.replace(3, 4, "\x7f\0\0\1", 4);
-  command[7] = static_cast<char>(port & 0xFF);
-  command[8] = static_cast<char>(port >> 8);
-  return command;
+  const std::string header =
+      Protocol::ToText(Protocol::EmptyCommand({.target = Protocol::Runtime::Cpp,
+                                               .caller = Protocol::Runtime::Jvm,
+                                               .channel = Protocol::Header::kChannelTcp,
+                                               .address = {127, 0, 0, 1},
+                                               .port = port},
+                                              static_cast<std::uint8_t>(command[10])));
+  return command.replace(0, header.size(), header);
 }
 
 ITransmitter& CppTransmitter() {

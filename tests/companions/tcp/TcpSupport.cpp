@@ -2,6 +2,8 @@
 
 #include <arpa/inet.h>
 #include <dlfcn.h>
+#include <ferrolink/protocol/Commands.h>
+#include <ferrolink/protocol/Replies.h>
 #include <linux/sockios.h>
 #include <netinet/in.h>
 #include <sys/ioctl.h>
@@ -12,6 +14,9 @@
 
 namespace Ferrolink::Tests {
 namespace {
+
+using Protocol::Runtime;
+using Protocol::ToText;
 
 sockaddr_in Loopback(std::uint16_t port) {
   sockaddr_in address{};
@@ -36,9 +41,8 @@ void Require(bool done, const char* what) {
   }
 }
 
-std::string WithTarget(std::string bytes, char target) {
-  bytes[0] = target;
-  return bytes;
+Protocol::Route FromJava(char target) {
+  return {.target = static_cast<Runtime>(target), .caller = Runtime::Jvm};
 }
 
 }  // namespace
@@ -59,21 +63,17 @@ std::string Frame(std::string_view bytes, std::uint32_t number, char status) {
 }
 
 std::string Command(char type, std::string_view body, char target) {
-  std::string header(11, '\0');
-  header[9] = 2;
-  header[10] = type;
-  return WithTarget(header.append(body), target);
+  return ToText(Protocol::EmptyCommand(FromJava(target), static_cast<std::uint8_t>(type)))
+      .append(body);
 }
 
 std::string CallOf(std::string_view handler, std::string_view payload, char target) {
-  const std::string body = static_cast<char>(handler.size()) + std::string(handler);
-  return Command(2, body + std::string(payload), target);
+  return ToText(Protocol::CallCommand(FromJava(target), handler, Protocol::AsBytes(payload)));
 }
 
 std::string AnswerOf(std::string_view payload) {
-  std::string answer = Command(0, payload, 2);
-  answer[9] = 8;
-  return answer;
+  return ToText(Protocol::EmptyAnswer(static_cast<std::uint8_t>(Runtime::Jvm), Runtime::Cpp))
+      .append(payload);
 }
 
 RawSocket RawSocket::Connect(std::uint16_t port) {

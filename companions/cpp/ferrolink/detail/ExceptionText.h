@@ -11,14 +11,17 @@
 #include <string_view>
 #include <typeinfo>
 
-/// Exceptions as text for the caller in another runtime.
+/// Exceptions as text for the caller in another runtime. The text is built where the exception is
+/// caught: only there its type is known.
 namespace Ferrolink::Cpp::detail {
 
-/// How many exceptions of one chain are described, and how many bytes of each one's text.
+/// The maximum number of exceptions of one chain.
 inline constexpr int kMostExceptions = 64;
+/// The maximum number of bytes of each text.
 inline constexpr std::size_t kLongestMessage = 65536;
 
-/// The class as its author wrote it: throw_with_nested's wrapper around it is left out.
+/// The class name as it is in the source. std::throw_with_nested wraps an exception in a class of
+/// its own, which is left out. `type` is null for an exception of another language.
 inline std::string ClassName(const std::type_info* type) {
   if (type == nullptr) {
     return "Exception of another language";
@@ -34,7 +37,7 @@ inline std::string ClassName(const std::type_info* type) {
   return name;
 }
 
-/// "class: what", and the exception nested in it, null where there is none.
+/// Returns "class: what". `nested` becomes the exception nested in it, or null.
 inline std::string DescribeOne(const std::exception_ptr& exception, std::exception_ptr& nested) {
   nested = nullptr;
   try {
@@ -55,8 +58,13 @@ inline std::string DescribeOne(const std::exception_ptr& exception, std::excepti
   }
 }
 
-/// Inside a handler of `catch (...)`: the exception's class and text, and those of the exceptions
-/// nested in it, one "Caused by: " line each. Errors: std::bad_alloc.
+/// To be called inside `catch (...)`. Returns class and text of the exception, and a line for each
+/// exception nested in it:
+///
+///     Ledger::BookingError: order 7
+///     Caused by: std::out_of_range: map::at
+///
+/// Errors: std::bad_alloc.
 inline std::string DescribeCurrentException() {
   std::exception_ptr current = std::current_exception();
   std::string text;

@@ -6,18 +6,16 @@
 #include <type_traits>
 
 #include "ferrolink/Errors.h"
+#include "ferrolink/Library.h"
 #include "ferrolink/cpp_runtime.h"
-#include "ferrolink/detail/Library.h"
 
 namespace Ferrolink::Cpp::detail {
 
-inline constexpr const char* kLibraryName = "libFerrolinkCppRuntimeNative.so";
-
 inline const ferrolink_registrar* OpenRegistrar(const std::filesystem::path& directory) {
-  const std::filesystem::path library = Host::detail::FindLibrary(directory, kLibraryName);
+  const std::filesystem::path library = Host::FindLibrary(directory, Host::kCppLibrary);
   using GetRegistrar = std::remove_pointer_t<ferrolink_get_registrar_function>;
-  auto* getRegistrar = Host::detail::FunctionOf<GetRegistrar>(Host::detail::OpenLibrary(library),
-                                                              library, FERROLINK_GET_REGISTRAR);
+  auto* getRegistrar =
+      Host::FunctionOf<GetRegistrar>(Host::OpenLibrary(library), library, FERROLINK_GET_REGISTRAR);
   const ferrolink_registrar* table = getRegistrar(FERROLINK_REGISTRAR_VERSION);
   if (table == nullptr) {
     throw Host::InstallationError(

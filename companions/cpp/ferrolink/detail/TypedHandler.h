@@ -13,8 +13,8 @@
 #include <utility>
 #include <vector>
 
-#include "ferrolink/detail/Exchange.h"
-#include "ferrolink/detail/Library.h"
+#include "ferrolink/Exchange.h"
+#include "ferrolink/Library.h"
 #include "ferrolink/detail/RegistrarTable.h"
 #include "ferrolink/objects/detail/Callable.h"
 #include "ferrolink/objects/detail/ScopeBreak.h"
@@ -40,9 +40,9 @@ inline Typed::Session& SessionOfThisProcess() {
   static Typed::Session& session = []() -> Typed::Session& {
     using Native::Definitions::RuntimeOperationMode;
     using Native::Interfaces::ITransmitter;
-    const std::filesystem::path library = Host::detail::FindLibrary({}, kLibraryName);
-    auto* create = Host::detail::FunctionOf<ITransmitter*(RuntimeOperationMode)>(
-        Host::detail::OpenLibrary(library), library, "CreateTransmitter");
+    const std::filesystem::path library = Host::FindLibrary({}, Host::kCppLibrary);
+    auto* create = Host::FunctionOf<ITransmitter*(RuntimeOperationMode)>(
+        Host::OpenLibrary(library), library, "CreateTransmitter");
     return Typed::SessionOf(*create(RuntimeOperationMode::CallingRuntime));
   }();
   return session;

@@ -10,39 +10,44 @@
 #include <utility>
 #include <vector>
 
-#include "ferrolink/detail/LoadedObject.h"
+#include "ferrolink/LoadedObject.h"
 
 namespace Ferrolink::Host::detail {
 
 /// The head of the JNI invocation interface, whose layout the JNI fixes for all JVMs
 /// (docs.oracle.com, "The Invocation API"). Repeated here so that a host needs no JDK to compile.
 struct JavaVm {
+  /// The functions of the interface. Order, names and results are those of jni.h.
   struct Functions {
-    void* reserved[3];
+    void* reserved[3];  ///< unused
+    /// @cond
     std::int32_t (*DestroyJavaVM)(JavaVm*);
     std::int32_t (*AttachCurrentThread)(JavaVm*, void** environment, void* arguments);
     std::int32_t (*DetachCurrentThread)(JavaVm*);
     std::int32_t (*GetEnv)(JavaVm*, void** environment, std::int32_t version);
     std::int32_t (*AttachCurrentThreadAsDaemon)(JavaVm*, void** environment, void* arguments);
+    /// @endcond
   };
-  const Functions* functions;
+  const Functions* functions;  ///< owned by the JVM
 
   static constexpr std::int32_t kDetached = -2;          ///< JNI_EDETACHED
   static constexpr std::int32_t kVersion8 = 0x00010008;  ///< JNI_VERSION_1_8
 
-  /// Whether it knows the calling thread.
+  /// Whether the calling thread is attached.
   [[nodiscard]] bool KnowsThisThread() {
     void* environment = nullptr;
     return functions->GetEnv(this, &environment, kVersion8) != kDetached;
   }
 };
 
-/// A library that runs JVMs, told by what it exports: its file may have any name.
+/// A library that runs JVMs. It is recognised by its exports; its file may have any name.
 struct JvmLibrary {
-  std::filesystem::path file;  ///< empty where there is no such library
-  JavaVm* vm = nullptr;        ///< null where none was created
+  std::filesystem::path file;  ///< empty if there is no such library
+  JavaVm* vm = nullptr;        ///< null if none was created
 };
 
+/// The JVM library behind an open object, which may be the library itself or depend on it; empty if
+/// there is none.
 inline JvmLibrary JvmLibraryOf(const std::string& object) {
   using GetCreated = std::int32_t(JavaVm**, std::int32_t, std::int32_t*);
   const LoadedObject opened(object);
@@ -52,7 +57,8 @@ inline JvmLibrary JvmLibraryOf(const std::string& object) {
     return {};
   }
   JvmLibrary library;
-  // What depends on a JVM library finds the function as well; the file is the one that has it.
+  // Objects that depend on a JVM library find the function, too. The file is the one that defines
+  // it.
   library.file = LoadedObject(origin.dli_fname).File();
   if (library.file.empty()) {
     library.file = origin.dli_fname;
@@ -64,14 +70,16 @@ inline JvmLibrary JvmLibraryOf(const std::string& object) {
   return library;
 }
 
-/// The JVM library of this process: of several copies the one with a JVM, else the first. Any
-/// thread.
+/// The JVM library of this process. If there are several copies, it is the one with a JVM, else the
+/// first. Walks the list of the loader's objects: programs that ask often should keep the answer.
+/// Thread-safe.
 inline JvmLibrary FindJvmLibrary() {
   std::vector<std::string> objects = LoadedObjects();
-  // The usual name first; it saves looking into all the others.
+  // The usual name first: that saves a look into all other objects.
   std::stable_partition(objects.begin(), objects.end(),
                         [](const std::string& name) { return name.ends_with("/libjvm.so"); });
   JvmLibrary first;
+  // A copy without a JVM counts only if no other copy has one.
   for (const std::string& object : objects) {
     JvmLibrary library = JvmLibraryOf(object);
     if (library.vm != nullptr) {

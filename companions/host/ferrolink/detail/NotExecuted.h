@@ -7,16 +7,18 @@
 #include <optional>
 #include <string_view>
 
-/// The failures that come before a command is executed, by the prefixes and codes of their texts.
-/// All others may come after it.
+/// The errors that occur before a command is executed, by prefix and code. Other errors may occur
+/// after it.
 namespace Ferrolink::Host::detail {
 
+/// A range of error codes of one component.
 struct NotExecutedCodes {
-  std::string_view prefix;
-  int first;
-  int last;
+  std::string_view prefix;  ///< the component
+  int first;                ///< the first code of the range
+  int last;                 ///< the last code of the range
 };
 
+/// The errors before execution. com.ferrolink.NotExecuted has the same list.
 inline constexpr std::array kNotExecuted = {
     NotExecutedCodes{"JVM Launcher", 1, 10},
     NotExecutedCodes{"JVM Launcher", 18, 22},
@@ -34,10 +36,12 @@ inline constexpr std::array kNotExecuted = {
 
 /// How an error text begins: "<prefix>: Exception code <code>".
 struct ErrorCode {
-  std::string_view prefix;
-  int code;
+  std::string_view prefix;  ///< the component
+  int code;                 ///< unique within the component
 };
 
+/// Prefix and code of an error text; nothing if it does not begin with them. The prefix is a view
+/// of the text.
 inline std::optional<ErrorCode> ErrorCodeOf(std::string_view text) {
   constexpr std::string_view kMark = ": Exception code ";
   const std::size_t mark = text.find(kMark);
@@ -52,6 +56,8 @@ inline std::optional<ErrorCode> ErrorCodeOf(std::string_view text) {
   return found;
 }
 
+/// Whether an error of sending says that the command was not executed. False for texts without a
+/// known prefix and code: then nobody knows.
 inline bool SaysNotExecuted(std::string_view text) {
   const std::optional<ErrorCode> found = ErrorCodeOf(text);
   return found && std::any_of(kNotExecuted.begin(), kNotExecuted.end(), [&](const auto& codes) {
@@ -60,7 +66,8 @@ inline bool SaysNotExecuted(std::string_view text) {
          });
 }
 
-/// Whether a network client has given up on time.
+/// Whether a network client gave up because the time was over: before the command was begun (code
+/// 9), or before its answer came (code 10).
 inline bool SaysDeadline(std::string_view text) {
   const std::optional<ErrorCode> found = ErrorCodeOf(text);
   return found && found->prefix == "Network Client" && (found->code == 9 || found->code == 10);

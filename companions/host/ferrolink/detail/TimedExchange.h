@@ -13,32 +13,31 @@
 
 #include "ferrolink/Deadline.h"
 #include "ferrolink/Errors.h"
-#include "ferrolink/detail/Exchange.h"
+#include "ferrolink/protocol/Bytes.h"
 
-/// Commands that run on a thread of their own, so that their callers can give up.
+/// Commands that run on a thread of their own, so that their callers can give up: a native call
+/// cannot be interrupted. Used by ExchangeWithin only.
 namespace Ferrolink::Host::detail {
 
+using Protocol::Bytes;
+
+/// Throws the error for a command that was not sent because the time was over.
 [[noreturn]] inline void FailUnsent() {
   throw DeadlineError("The call's time was over before it was sent. Nothing was executed.", false);
 }
 
-inline void RequireTimeLeft(const Deadline& deadline) {
-  if (deadline.IsOver()) {
-    FailUnsent();
-  }
-}
-
-/// How many of these threads there are. A command that was given up keeps its thread until it ends,
-/// so callers wait for a share as long as their time lasts. Never destroyed: threads still end
-/// while the process exits. Any thread.
+/// Limits the number of threads of timed commands. A command that was given up keeps its thread
+/// until it ends, so callers wait for a free share. Thread-safe. Never destroyed: threads still end
+/// while the process exits.
 class TimedThreads {
  public:
+  /// The counter of this process.
   static TimedThreads& Instance() {
     static auto& only = *new TimedThreads;
     return only;
   }
 
-  /// False where none became free in time.
+  /// Waits for a free share and takes it. Returns false if none became free before the deadline.
   bool Take(const Deadline& deadline) {
     std::unique_lock<std::mutex> lock(m_mutex);
     if (!m_changed.wait_until(lock, deadline.Moment(), [this] { return m_running < kMost; })) {
@@ -47,6 +46,8 @@ class TimedThreads {
     ++m_running;
     return true;
   }
+
+  /// Gives a share back and wakes one waiting caller.
   void GiveBack() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     --m_running;
@@ -54,6 +55,7 @@ class TimedThreads {
   }
 
  private:
+  /// The maximum number of threads. Java's pool has the same one by default.
   static constexpr int kMost = 256;
 
   // Guarded by m_mutex.
@@ -62,23 +64,24 @@ class TimedThreads {
   int m_running = 0;
 };
 
-/// One command, shared by its caller and its thread, which may outlive the caller's interest.
+/// One command, owned by its caller and by its thread, which may run longer than the caller waits.
 class TimedExchange {
  public:
+  /// `who` names the called runtime in errors.
   TimedExchange(Bytes command, std::string who)
       : m_command(std::move(command)), m_who(std::move(who)) {}
 
-  /// The thread's work. The role lives until the process ends. For the end of the thread, the C++
-  /// runtime binds the reference that catches it to nothing, which the undefined-behaviour
-  /// sanitizer would report.
-  template <class Role>
-  __attribute__((no_sanitize("null"))) void Run(Role& role, const Deadline& deadline) {
+  /// The work of the thread: `send` gets the command and the runtime's name, and returns the
+  /// reply's body. If the thread ends inside it (pthread_exit), the C++ runtime binds the reference
+  /// of the catch clause to null, which the undefined-behaviour sanitizer would report.
+  template <class Send>
+  __attribute__((no_sanitize("null"))) void Run(const Deadline& deadline, Send send) {
     const Ending ending(*this);
-    if (!begin(deadline)) {
+    if (!Begin(deadline)) {
       return;
     }
     try {
-      Finish(Exchange(role, m_command, m_who), nullptr);
+      Finish(send(m_command, m_who), nullptr);
     }
 #if defined(__GLIBCXX__)
     catch (const abi::__forced_unwind&) {
@@ -90,7 +93,8 @@ class TimedExchange {
     }
   }
 
-  /// The caller's: the reply's body, or what the exchange has thrown. Errors: DeadlineError.
+  /// The work of the caller. Returns the body of the reply, or throws what `send` threw. Errors:
+  /// DeadlineError.
   Bytes Wait(const Deadline& deadline) {
     std::unique_lock<std::mutex> lock(m_mutex);
     if (!m_ended.wait_until(lock, deadline.Moment(), [this] { return m_state == State::Ended; })) {
@@ -115,9 +119,14 @@ class TimedExchange {
   }
 
  private:
-  enum class State { Waiting, Sent, Ended, GivenUp };
+  enum class State {
+    Waiting,  ///< for the thread to begin
+    Sent,     ///< the thread sends the command or waits for its reply
+    Ended,    ///< the thread is done; the caller may read the result
+    GivenUp,  ///< the caller is gone; the thread must not begin
+  };
 
-  /// Tells the caller, however the thread ends.
+  /// Wakes the caller, however the thread ends.
   struct Ending {
     explicit Ending(TimedExchange& of) : exchange(of) {}
     Ending(const Ending&) = delete;
@@ -132,7 +141,8 @@ class TimedExchange {
     TimedExchange& exchange;
   };
 
-  bool begin(const Deadline& deadline) {
+  /// Returns false if the caller gave up or the time is over: then nothing may be sent.
+  bool Begin(const Deadline& deadline) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_state == State::GivenUp || deadline.IsOver()) {
       return false;
@@ -142,6 +152,7 @@ class TimedExchange {
     return true;
   }
 
+  /// Stores the result for the caller, who may be gone. Either parameter is empty.
   void Finish(Bytes reply, std::exception_ptr error) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_reply = std::move(reply);
@@ -149,34 +160,19 @@ class TimedExchange {
     m_answered = true;
   }
 
-  // The thread's alone.
+  // Used by the thread only.
   Bytes m_command;
   const std::string m_who;
 
-  // Guarded by m_mutex.
+  // Guarded by m_mutex. m_ended is notified when m_state becomes Ended.
   std::mutex m_mutex;
   std::condition_variable m_ended;
   State m_state = State::Waiting;
-  bool m_sent = false;
-  bool m_answered = false;
+  bool m_sent = false;      ///< stays true after Ended
+  bool m_answered = false;  ///< false after Ended: the thread was ended (pthread_exit)
   Bytes m_reply;
   std::exception_ptr m_error;
 };
-
-/// Sends a command and waits for its reply until the time is over. Errors: those of exchange;
-/// DeadlineError; std::system_error where the system has no thread.
-template <class Role>
-Bytes ExchangeWithin(Role& role, Bytes command, const std::string& who, const Deadline& deadline) {
-  TimedThreads& threads = TimedThreads::Instance();
-  const auto timed = std::make_shared<TimedExchange>(std::move(command), who);
-  if (!threads.Take(deadline)) {
-    FailUnsent();
-  }
-  const std::shared_ptr<void> share(
-      &threads, [](void* taken) { static_cast<TimedThreads*>(taken)->GiveBack(); });
-  std::thread([timed, share, &role, deadline] { timed->Run(role, deadline); }).detach();
-  return timed->Wait(deadline);
-}
 
 }  // namespace Ferrolink::Host::detail
 

@@ -28,23 +28,32 @@ class CommandRejected : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// A call, taken apart. Both parts are views of the command.
+/// The parts of a call. Both are views of the command and valid as long as its bytes are:
+///
+///     const HandlerCall call = CallOf(command);
+///     Bytes answer = handlers.at(call.name)(call.payload);
 struct HandlerCall {
   std::string_view name;  ///< 1 to 255 bytes, not checked to be UTF-8
-  ByteView payload;
+  ByteView payload;       ///< possibly empty
 };
 
-/// Whether the command or reply has a complete header.
+/// Whether the command or reply has a complete header. To be asked first for bytes of a stranger:
+///
+///     if (!HasHeader(command)) {
+///       return Refuse("shorter than a header");
+///     }
 [[nodiscard]] inline bool HasHeader(ByteView command) {
   return command.size() >= Header::kSize;
 }
 
-/// The type of a command or reply. Expects a complete header.
+/// The type of a command or reply, one of Header::kType... or any other number. Expects a complete
+/// header.
 [[nodiscard]] inline std::uint8_t TypeOf(ByteView command) {
   return command[Header::kCommandType];
 }
 
-/// The code of the calling runtime, to which the reply goes; 0 without a complete header.
+/// The code of the calling runtime, to which the reply goes. It is not checked to be one of
+/// Runtime. 0 without a complete header: a reply is addressed nevertheless.
 [[nodiscard]] inline std::uint8_t CallerOf(ByteView command) {
   return HasHeader(command) ? command[Header::kCallingRuntime] : 0;
 }
@@ -56,12 +65,14 @@ struct HandlerCall {
 
 namespace detail {
 
+/// The offset of the length of the handler's name. Expects a call.
 inline std::size_t NameLengthOffset(ByteView command) {
   return TypeOf(command) == Header::kTypeCallWithin ? Header::kNameLengthWithin
                                                     : Header::kNameLength;
 }
 
-/// Says what FindCall has missed.
+/// Throws CommandRejected with the reason for which FindCall returned nothing. Expects a complete
+/// header.
 [[noreturn]] inline void RejectCall(ByteView command) {
   const std::size_t place = NameLengthOffset(command);
   if (!IsCall(command)) {
@@ -87,7 +98,11 @@ inline std::size_t NameLengthOffset(ByteView command) {
 
 }  // namespace detail
 
-/// The parts of a call; nothing if the command is malformed or calls no handler.
+/// The parts of a call; nothing if the command is malformed or calls no handler. For programs that
+/// pass such commands on, as a server does:
+///
+///     const auto call = FindCall(command);
+///     log.Note(call ? call->name : "no call");
 [[nodiscard]] inline std::optional<HandlerCall> FindCall(ByteView command) {
   if (!HasHeader(command) || !IsCall(command)) {
     return std::nullopt;
@@ -104,8 +119,8 @@ inline std::size_t NameLengthOffset(ByteView command) {
   return HandlerCall{AsText(rest.first(length)), rest.subspan(length)};
 }
 
-/// The parts of a call. Expects a complete header. Errors: CommandRejected if the command is
-/// malformed or calls no handler.
+/// The parts of a call, for the program that executes it. Expects a complete header. Errors:
+/// CommandRejected if the command is malformed or calls no handler.
 [[nodiscard]] inline HandlerCall CallOf(ByteView command) {
   const std::optional<HandlerCall> call = FindCall(command);
   if (!call) {
@@ -114,7 +129,11 @@ inline std::size_t NameLengthOffset(ByteView command) {
   return *call;
 }
 
-/// The milliseconds that a call with a time limit has left; nothing for all other commands.
+/// The milliseconds that a call with a time limit has left; nothing for all other commands, and for
+/// a call that ends before its limit does. 2^32 - 1 stands for no limit:
+///
+///     const auto limit = TimeLimitOf(command);
+///     const bool limited = limit && *limit != 0xFFFFFFFF;
 [[nodiscard]] inline std::optional<std::uint32_t> TimeLimitOf(ByteView command) {
   if (command.size() < Header::kTimeLimit + Header::kTimeLimitSize ||
       TypeOf(command) != Header::kTypeCallWithin) {
@@ -127,8 +146,9 @@ inline std::size_t NameLengthOffset(ByteView command) {
   return milliseconds;
 }
 
-/// The path of a load-library command; it ends at the first zero byte. Expects a complete header.
-/// Errors: CommandRejected if the path is missing or empty.
+/// The path of a load-library command, which ends at the first zero byte or with the command. It is
+/// not checked to exist. Expects a complete header. Errors: CommandRejected if the path is missing
+/// or empty.
 [[nodiscard]] inline std::string LibraryPathOf(ByteView command) {
   if (command.size() <= Header::kLibraryPath) {
     throw CommandRejected("Malformed command: a load-library command of " +

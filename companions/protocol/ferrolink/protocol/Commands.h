@@ -32,7 +32,7 @@ struct Route {
   Runtime caller = Runtime::Cpp;             ///< the runtime that sends it
   std::uint8_t channel = 0;                  ///< one of Header::kChannel...
   std::array<std::uint8_t, 4> address = {};  ///< IPv4, octets in written order
-  std::uint16_t port = 0;
+  std::uint16_t port = 0;                    ///< of a network channel, else 0
 };
 
 /// A command without its body. Reserves room for the body, which the caller appends:
@@ -58,16 +58,19 @@ struct Route {
 
 namespace detail {
 
+/// Appends bytes to a command.
 inline void Append(Bytes& command, ByteView bytes) {
   command.insert(command.end(), bytes.begin(), bytes.end());
 }
 
+/// Appends the body of a call: the length of the name, the name, the payload.
 inline void AppendCall(Bytes& command, std::string_view handler, ByteView payload) {
   command.push_back(static_cast<std::uint8_t>(handler.size()));
   Append(command, AsBytes(handler));
   Append(command, payload);
 }
 
+/// Refuses a name whose length does not fit into one byte. Errors: std::length_error.
 inline void RequireName(std::string_view handler) {
   if (handler.size() > Header::kLongestName) {
     throw std::length_error("The handler's name is longer than 255 bytes: " + std::string(handler));
@@ -76,8 +79,12 @@ inline void RequireName(std::string_view handler) {
 
 }  // namespace detail
 
-/// A call of the handler that is registered under a name of 1 to 255 bytes of UTF-8. An empty name
-/// is sent as it is, and refused by the called runtime. Errors: std::length_error for a longer one.
+/// A call of the handler that is registered under a name of 1 to 255 bytes of UTF-8:
+///
+///     Bytes command = CallCommand({.target = Runtime::Jvm}, "echo", payload);
+///
+/// The called runtime refuses an empty name. Copies the payload once. Errors: std::length_error for
+/// a longer name.
 [[nodiscard]] inline Bytes CallCommand(const Route& route, std::string_view handler,
                                        ByteView payload) {
   detail::RequireName(handler);
@@ -87,8 +94,12 @@ inline void RequireName(std::string_view handler) {
   return command;
 }
 
-/// The same call with a time limit, which servers and network clients observe. 0 milliseconds are
-/// over at once; 2^32 - 1 are no limit. Errors: as for CallCommand.
+/// A call with a time limit, which network clients and servers observe; runtimes ignore it:
+///
+///     Bytes command = CallWithinCommand(server, 2000, "echo", payload);
+///
+/// A limit of 0 milliseconds is over at once; 2^32 - 1 is no limit. Errors: std::length_error for a
+/// longer name.
 [[nodiscard]] inline Bytes CallWithinCommand(const Route& route, std::uint32_t milliseconds,
                                              std::string_view handler, ByteView payload) {
   detail::RequireName(handler);
@@ -101,8 +112,12 @@ inline void RequireName(std::string_view handler) {
   return command;
 }
 
-/// Asks the target to load a library: an archive, a shared library, whatever the runtime has. A
-/// path ends at its first zero byte, and a relative one counts from the target's directory.
+/// Asks the target to load a library: an archive, a shared library, whatever the runtime has:
+///
+///     Bytes command = LoadLibraryCommand({.target = Runtime::Jvm}, "/srv/handlers.jar");
+///
+/// The target reads the path up to its first zero byte. A relative path counts from the current
+/// directory of the target.
 [[nodiscard]] inline Bytes LoadLibraryCommand(const Route& route, std::string_view path) {
   Bytes command = EmptyCommand(route, Header::kTypeLoadLibrary,
                                Header::kLibraryPath - Header::kSize + path.size());
@@ -111,7 +126,9 @@ inline void RequireName(std::string_view handler) {
   return command;
 }
 
-/// Asks for a sign of life. The answer has the same body.
+/// Asks for a sign of life. The answer has the same body, which may be empty:
+///
+///     Bytes command = HeartBeatCommand({.target = Runtime::Jvm}, AsBytes("12"));
 [[nodiscard]] inline Bytes HeartBeatCommand(const Route& route, ByteView body) {
   Bytes command = EmptyCommand(route, Header::kTypeHeartBeat, body.size());
   detail::Append(command, body);

@@ -26,7 +26,8 @@ namespace Ferrolink::Protocol {
   return reply;
 }
 
-/// The answer to a heartbeat, with the body of the command. Expects a complete header.
+/// The answer to a heartbeat: it has the body of the command. Expects a complete header of the
+/// command.
 [[nodiscard]] inline Bytes HeartBeatAnswer(ByteView command, Native::Definitions::Runtime from) {
   Bytes reply = EmptyAnswer(CallerOf(command), from);
   const ByteView body = command.subspan(Header::kSize);
@@ -34,7 +35,10 @@ namespace Ferrolink::Protocol {
   return reply;
 }
 
-/// Reports a failure. `text` is UTF-8, which nothing checks.
+/// Reports a failure to the runtime with the code `to`. `text` should be UTF-8, which nothing
+/// checks:
+///
+///     return ExceptionReport(CallerOf(command), Runtime::Cpp, "Unknown handler 'f'.");
 [[nodiscard]] inline Bytes ExceptionReport(std::uint8_t to, Native::Definitions::Runtime from,
                                            std::string_view text) {
   Bytes reply = EmptyAnswer(to, from);
@@ -43,18 +47,22 @@ namespace Ferrolink::Protocol {
   return reply;
 }
 
-/// The answer to load-library, the same for every caller.
+/// The answer to a load-library command that succeeded. It is the same for every caller.
 [[nodiscard]] inline Bytes LibraryLoadedAnswer(Native::Definitions::Runtime from) {
   const auto reply = Header::LibraryLoadedBy(from);
   return {reply.begin(), reply.end()};
 }
 
-/// Whether a reply is an exception report, of which the body is the text.
+/// Whether a reply is an exception report. If so, its body is the text:
+///
+///     if (IsExceptionReport(reply)) {
+///       throw std::runtime_error(ToText(BodyOf(reply)));
+///     }
 [[nodiscard]] inline bool IsExceptionReport(ByteView reply) {
   return HasHeader(reply) && TypeOf(reply) == Header::kTypeExceptionReport;
 }
 
-/// What follows the header of a command or reply. Expects a complete header.
+/// The body of a command or reply, possibly empty, as a view. Expects a complete header.
 [[nodiscard]] inline ByteView BodyOf(ByteView reply) {
   return reply.subspan(Header::kSize);
 }

@@ -11,6 +11,7 @@
 #include "companions/configs/Configuration.h"
 #include "companions/configs/JsonDocument.h"
 #include "companions/tcp/server/CommandGate.h"
+#include "ferrolink/protocol/Commands.h"
 
 namespace Ferrolink::Tests {
 namespace {
@@ -49,12 +50,10 @@ const std::string& WhyNot(const AccessRules::Admission& admission) {
 }
 
 std::vector<std::uint8_t> Command(std::uint8_t type, std::string_view body) {
-  std::string bytes(11, '\0');
-  bytes[0] = 8;
-  bytes[9] = 2;
-  bytes[10] = static_cast<char>(type);
-  bytes += body;
-  return {bytes.begin(), bytes.end()};
+  std::vector<std::uint8_t> command = Protocol::EmptyCommand(
+      {.target = Protocol::Runtime::Cpp, .caller = Protocol::Runtime::Jvm}, type);
+  command.insert(command.end(), body.begin(), body.end());
+  return command;
 }
 
 std::string Call(std::string_view handler) {

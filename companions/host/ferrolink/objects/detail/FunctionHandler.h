@@ -13,9 +13,9 @@
 #include <string_view>
 
 #include "ferrolink/Errors.h"
+#include "ferrolink/Library.h"
 #include "ferrolink/cpp_runtime.h"
 #include "ferrolink/detail/ExceptionText.h"
-#include "ferrolink/detail/Library.h"
 #include "ferrolink/detail/RegistrarTable.h"
 #include "ferrolink/objects/JavaException.h"
 #include "ferrolink/objects/detail/FunctionTable.h"
@@ -63,7 +63,7 @@ class FunctionHandler {
 
  private:
   static void Register(Session& session, const std::string& name) {
-    const bool isOpen = !Host::detail::LoadedLibrary(Cpp::detail::kLibraryName).empty();
+    const bool isOpen = !Host::detail::LoadedLibrary(Host::kCppLibrary).empty();
     const ferrolink_registrar* table =
         Cpp::detail::OpenRegistrar(isOpen ? std::filesystem::path() : session.Installation());
     KeepThisCodeMapped();

@@ -18,7 +18,7 @@
 #include <vector>
 
 #include "ferrolink/Errors.h"
-#include "ferrolink/detail/Exchange.h"
+#include "ferrolink/Exchange.h"
 #include "ferrolink/objects/detail/Buffer.h"
 #include "ferrolink/objects/detail/Handle.h"
 #include "ferrolink/objects/detail/Keeper.h"
@@ -40,7 +40,7 @@ inline thread_local ScopeRecords* t_scope = nullptr;
 class Session {
  public:
   /// A command up to its payload: the header, and the name of the handler.
-  static constexpr std::size_t kPrefixSize = Host::detail::Header::kSize + 1 + kBroker.size();
+  static constexpr std::size_t kPrefixSize = Protocol::Header::kSize + 1 + kBroker.size();
 
   Session() : m_keeper([this] { return SendPending(); }, [this] { return m_pending.IsEmpty(); }) {}
   Session(const Session&) = delete;
@@ -99,18 +99,17 @@ class Session {
       throw Host::ProtocolError("The command is longer than 2 GiB.", false);
     }
     const int length = SendOrExplain(buffer);
-    if (length < Host::detail::Header::kSize) {
+    if (length < Protocol::Header::kSize) {
       throw Host::ProtocolError("Java answered with " + std::to_string(length) +
                                 " bytes, which is no reply.");
     }
     buffer.Clear();
     buffer.Grow(static_cast<std::size_t>(length));
     // In-process channels route a read by the first byte of the buffer.
-    buffer.Data()[Host::detail::Header::kTargetRuntime] = kJava;
+    buffer.Data()[Protocol::Header::kTargetRuntime] = kJava;
     Host::detail::CallLibrary(true, [&] { return Read(buffer.Data(), length); });
-    const std::span<const std::uint8_t> body = buffer.View().subspan(Host::detail::Header::kSize);
-    if (buffer.Data()[Host::detail::Header::kCommandType] ==
-        Host::detail::Header::kTypeExceptionReport) {
+    const std::span<const std::uint8_t> body = buffer.View().subspan(Protocol::Header::kSize);
+    if (buffer.Data()[Protocol::Header::kCommandType] == Protocol::Header::kTypeExceptionReport) {
       throw Host::RemoteError(Host::ToText(body));
     }
     return body;
@@ -120,12 +119,11 @@ class Session {
   static const std::array<std::uint8_t, kPrefixSize>& Prefix() {
     static const std::array<std::uint8_t, kPrefixSize> prefix = [] {
       std::array<std::uint8_t, kPrefixSize> bytes{};
-      bytes[Host::detail::Header::kTargetRuntime] = kJava;
-      bytes[Host::detail::Header::kCallingRuntime] =
-          static_cast<std::uint8_t>(Host::detail::Runtime::Cpp);
-      bytes[Host::detail::Header::kCommandType] = Host::detail::kTypeCallHandler;
-      bytes[Host::detail::Header::kSize] = static_cast<std::uint8_t>(kBroker.size());
-      std::memcpy(bytes.data() + Host::detail::Header::kSize + 1, kBroker.data(), kBroker.size());
+      bytes[Protocol::Header::kTargetRuntime] = kJava;
+      bytes[Protocol::Header::kCallingRuntime] = static_cast<std::uint8_t>(Host::Runtime::Cpp);
+      bytes[Protocol::Header::kCommandType] = Protocol::Header::kTypeCallHandler;
+      bytes[Protocol::Header::kSize] = static_cast<std::uint8_t>(kBroker.size());
+      std::memcpy(bytes.data() + Protocol::Header::kSize + 1, kBroker.data(), kBroker.size());
       return bytes;
     }();
     return prefix;
@@ -135,7 +133,7 @@ class Session {
   ~Session() = default;
 
  private:
-  static constexpr auto kJava = static_cast<std::uint8_t>(Host::detail::Runtime::Jvm);
+  static constexpr auto kJava = static_cast<std::uint8_t>(Host::Runtime::Jvm);
   static constexpr std::size_t kManyPending = 1024;
 
   // A Java program chooses what answers commands, and begins with nothing.

@@ -1,5 +1,5 @@
-#ifndef FERROLINK_HOST_DETAIL_LIBRARY_H
-#define FERROLINK_HOST_DETAIL_LIBRARY_H
+#ifndef FERROLINK_HOST_LIBRARY_H
+#define FERROLINK_HOST_LIBRARY_H
 
 #include <dlfcn.h>
 
@@ -10,16 +10,26 @@
 #include <vector>
 
 #include "ferrolink/Errors.h"
-#include "ferrolink/detail/LoadedObject.h"
+#include "ferrolink/LoadedObject.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/RuntimeOperationMode.h"
 
-namespace Ferrolink::Host::detail {
+/// Finds and opens the libraries of an installation:
+///
+///     IReceiver* receiver = OpenReceiver(FindLibrary({}, kCppLibrary));
+///
+/// Thread rule: thread-safe. Errors: InstallationError, which says what was looked for.
+namespace Ferrolink::Host {
 
-inline constexpr const char* kLibraryName = "libFerrolinkJvmRuntimeNative.so";
+inline constexpr const char* kJvmLibrary = "libFerrolinkJvmRuntimeNative.so";  ///< the JVM member
+inline constexpr const char* kCppLibrary = "libFerrolinkCppRuntimeNative.so";  ///< the C++ member
+
+/// The directory of all native libraries, below the root of the installation.
 inline constexpr const char* kNativeDirectory = "Binaries/Native/Linux/X64";
 
-/// The file of a library that the process has open already; empty where it has not.
+namespace detail {
+
+/// The file of a library that the process has open already; empty if it has not.
 inline std::filesystem::path LoadedLibrary(const std::string& name) {
   for (const std::string& object : LoadedObjects()) {
     if (std::filesystem::path(object).filename() == name) {
@@ -29,9 +39,11 @@ inline std::filesystem::path LoadedLibrary(const std::string& name) {
   return {};
 }
 
-/// Where a library is looked for, in this order: `directory` alone where it is given; else the one
-/// that the process has open already, since a second copy would be a runtime of its own; else the
-/// installation that FERROLINK_HOME names; else one at the executable's directory or above it.
+/// The paths to try, in this order. The first of these that applies is the only one:
+/// - `directory`, if it is given;
+/// - the copy that the process has open already: a second copy would be a separate runtime;
+/// - the installation that FERROLINK_HOME names;
+/// - the executable's directory and those above it.
 inline std::vector<std::filesystem::path> Candidates(const std::filesystem::path& directory,
                                                      const std::string& name) {
   if (!directory.empty()) {
@@ -57,13 +69,20 @@ inline std::vector<std::filesystem::path> Candidates(const std::filesystem::path
   return paths;
 }
 
-/// Always an absolute path: the libraries look for their companions later, beside the path that
-/// they were opened by, and the process may have changed its directory by then. Errors:
-/// InstallationError.
+}  // namespace detail
+
+/// Finds a library:
+///
+///     const std::filesystem::path library = FindLibrary({}, kCppLibrary);
+///
+/// Looks in `directory`; or, if that is empty, the copy that the process has open, else
+/// in the installation that FERROLINK_HOME names, else around the executable. The path is absolute:
+/// the library looks for its companions beside it later, perhaps from another current directory.
+/// Errors: InstallationError, which lists the paths.
 inline std::filesystem::path FindLibrary(const std::filesystem::path& directory,
-                                         const std::string& name = kLibraryName) {
+                                         const std::string& name = kJvmLibrary) {
   std::string tried;
-  for (const auto& found : Candidates(directory, name)) {
+  for (const auto& found : detail::Candidates(directory, name)) {
     std::error_code unreadable;
     std::filesystem::path absolute = std::filesystem::absolute(found, unreadable);
     if (!unreadable && std::filesystem::exists(absolute, unreadable)) {
@@ -77,7 +96,8 @@ inline std::filesystem::path FindLibrary(const std::filesystem::path& directory,
                           tried);
 }
 
-/// For files that another runtime is told to open. What is missing is that runtime's to report.
+/// To be called for a file that another runtime will open: it would block on a pipe. Missing files
+/// are no error here; that runtime reports them. Errors: InstallationError for a pipe or a device.
 inline void RequireNoPipeOrDevice(const std::filesystem::path& path) {
   std::error_code unreadable;
   const std::filesystem::file_status status = std::filesystem::status(path, unreadable);
@@ -87,8 +107,12 @@ inline void RequireNoPipeOrDevice(const std::filesystem::path& path) {
   }
 }
 
-/// Opens a library of the family. Never closed again: its roles, and what is behind them, live
-/// until the process ends.
+/// Opens a library of the family:
+///
+///     void* handle = OpenLibrary(FindLibrary({}));
+///
+/// It is never closed: its roles live until the process ends. Another opening returns the same
+/// handle. Errors: InstallationError with the loader's reason.
 inline void* OpenLibrary(const std::filesystem::path& library) {
   void* handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (handle == nullptr) {
@@ -99,7 +123,12 @@ inline void* OpenLibrary(const std::filesystem::path& library) {
   return handle;
 }
 
-/// A function of an opened library; never null.
+/// A function of an opened library, never null. `library` is for the error text:
+///
+///     auto* create = FunctionOf<IReceiver*(RuntimeOperationMode)>(handle, library,
+///     "CreateReceiver");
+///
+/// Errors: InstallationError if the library does not export the name.
 template <class Function>
 Function* FunctionOf(void* handle, const std::filesystem::path& library, const char* name) {
   auto* function = reinterpret_cast<Function*>(dlsym(handle, name));
@@ -110,13 +139,19 @@ Function* FunctionOf(void* handle, const std::filesystem::path& library, const c
   return function;
 }
 
-/// Opens the library and returns its receiver.
+/// Opens a member and returns its receiver, which the member owns. A process has one receiver per
+/// member; callers initialise it before the first command:
+///
+///     IReceiver* receiver = OpenReceiver(library);
+///     receiver->Initialize(callingRuntime, calledRuntime, 0);
+///
+/// Errors: InstallationError; those of CreateReceiver.
 inline Native::Interfaces::IReceiver* OpenReceiver(const std::filesystem::path& library) {
   using CreateReceiver = Native::Interfaces::IReceiver*(Native::Definitions::RuntimeOperationMode);
   auto* create = FunctionOf<CreateReceiver>(OpenLibrary(library), library, "CreateReceiver");
   return create(Native::Definitions::RuntimeOperationMode::CalledRuntime);
 }
 
-}  // namespace Ferrolink::Host::detail
+}  // namespace Ferrolink::Host
 
 #endif

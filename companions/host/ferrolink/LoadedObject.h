@@ -1,5 +1,5 @@
-#ifndef FERROLINK_HOST_DETAIL_LOADEDOBJECT_H
-#define FERROLINK_HOST_DETAIL_LOADEDOBJECT_H
+#ifndef FERROLINK_HOST_LOADEDOBJECT_H
+#define FERROLINK_HOST_LOADEDOBJECT_H
 
 #include <dlfcn.h>
 #include <link.h>
@@ -10,13 +10,18 @@
 #include <string>
 #include <vector>
 
-namespace Ferrolink::Host::detail {
+namespace Ferrolink::Host {
 
-/// A program or library that the process has open, kept open by this reference. Empty where the
-/// loader knows no such name. Any thread.
+/// A program or library that the process has open. This object keeps it open:
+///
+///     const LoadedObject library("/usr/lib/libexample.so");
+///     auto* answer = library.Find<int()>("answer");
+///
+/// Empty if the loader knows no such name. Thread-safe.
 class LoadedObject {
  public:
-  /// `name` as the loader knows it; the empty name is the program's.
+  /// `name` is the name in the loader's list, or a path; the empty name is the program itself.
+  /// Loads nothing.
   explicit LoadedObject(const std::string& name)
       : m_handle(dlopen(name.empty() ? nullptr : name.c_str(), RTLD_LAZY | RTLD_NOLOAD)) {}
   LoadedObject(const LoadedObject&) = delete;
@@ -27,14 +32,15 @@ class LoadedObject {
     }
   }
 
-  /// A function of this object or of one that it depends on; null where there is none.
+  /// A function of this object or of an object that it depends on; null if there is none, or if
+  /// this object is empty. The function is valid while somebody keeps its library open.
   template <class Function>
   [[nodiscard]] Function* Find(const char* name) const {
     return m_handle == nullptr ? nullptr : reinterpret_cast<Function*>(dlsym(m_handle, name));
   }
 
-  /// The absolute path by which it was opened, links in it unresolved. A relative one counts from
-  /// the directory that was current then. Empty where this is.
+  /// The absolute path by which the object was opened. Symbolic links are not resolved. A relative
+  /// path counts from the directory of that time. Empty if this object is empty.
   [[nodiscard]] std::filesystem::path File() const {
     const link_map* map = nullptr;
     if (m_handle == nullptr || dlinfo(m_handle, RTLD_DI_LINKMAP, static_cast<void*>(&map)) != 0) {
@@ -55,7 +61,14 @@ class LoadedObject {
   void* m_handle;
 };
 
-/// The names by which the loader knows what the process has open, in the order of opening.
+/// The names in the loader's list of open objects, in the order of opening. The first one is the
+/// program, whose name is empty:
+///
+///     for (const std::string& name : LoadedObjects()) {
+///       std::puts(LoadedObject(name).File().c_str());
+///     }
+///
+/// Thread-safe. Errors: std::bad_alloc.
 inline std::vector<std::string> LoadedObjects() {
   std::vector<std::string> names;
   dl_iterate_phdr(
@@ -67,6 +80,6 @@ inline std::vector<std::string> LoadedObjects() {
   return names;
 }
 
-}  // namespace Ferrolink::Host::detail
+}  // namespace Ferrolink::Host
 
 #endif
