@@ -71,8 +71,8 @@ std::unique_ptr<Tcp::Connection> SecureConnection(Tcp::PatientSocket socket,
 }  // namespace
 
 const Tcp::Client::LibraryKind Tcp::Client::kLibraryKind{
-    Tcp::Client::kPlainChannel, Tcp::Client::kTlsChannel, "libFerrolinkTcpTlsClient.so",
-    SecureConnection};
+    Ferrolink::Protocol::Header::kChannelTcp, Ferrolink::Protocol::Header::kChannelTls,
+    "libFerrolinkTcpTlsClient.so", SecureConnection};
 
 namespace {
 
