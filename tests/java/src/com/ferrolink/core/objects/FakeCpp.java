@@ -35,17 +35,12 @@ final class FakeCpp implements CppCalls {
     /** Thrown instead of an answer; null for none. */
     volatile RuntimeException broken;
 
-    private final Client client;
+    private final ObjectBroker broker = new ObjectBroker(FakeCpp.class::getClassLoader,
+            Throwable::toString, new FunctionRegistry(this));
 
-    FakeCpp() {
-        ObjectBroker broker = new ObjectBroker(FakeCpp.class::getClassLoader, Throwable::toString,
-                new FunctionRegistry(this));
-        client = new Client(request -> broker.answer(request, 0, request.length, 0));
-    }
-
-    /** A client of a broker that calls the functions here. */
+    /** A client, for one thread, of a broker that calls the functions here. */
     Client client() {
-        return client;
+        return new Client(request -> broker.answer(request, 0, request.length, 0));
     }
 
     @Override

@@ -8,10 +8,15 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import static org.junit.jupiter.api.Assertions.assertTrue;
 
 import com.ferrolink.FerrolinkException;
+import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
 import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.CyclicBarrier;
+import java.util.concurrent.ExecutorService;
+import java.util.concurrent.Executors;
+import java.util.concurrent.Future;
 import java.util.concurrent.TimeUnit;
 import org.junit.jupiter.api.DisplayName;
 import org.junit.jupiter.api.Test;
@@ -110,11 +115,14 @@ final class FunctionTest {
     void dropped() throws Exception {
         cpp.awaited = new CountDownLatch(2);
         Handle kept = client.implement(9, "", RUNNABLE);
+        List<Handle> others = new ArrayList<>();
         for (int time = 0; time < 3; time++) {
-            client.release(client.implement(7, "module", RUNNABLE));
+            others.add(client.implement(7, "module", RUNNABLE));
         }
-        client.release(client.implement(8, "", COMPARATOR));
+        others.add(client.implement(8, "", COMPARATOR));
         assertEquals(3, client.statistics().functions);
+        others.forEach(client::release);
+        client.callStatic("java.lang.Math", "abs", 1);
         awaitCollection(cpp.awaited);
         assertEquals("{7=3, 8=1}", cpp.dropped.toString());
         assertTrue(cpp.handlers.contains("module"));
@@ -141,6 +149,44 @@ final class FunctionTest {
             awaitCollection(new CountDownLatch(0));
         }
         assertEquals(1, cpp.dropped.get(7L));
+    }
+
+    @Test
+    @DisplayName("is one object for threads that ask at once, and counted for each of them")
+    void threads() throws Exception {
+        int threads = 4;
+        int rounds = 200;
+        Object[][] handles = new Object[rounds][threads];
+        CyclicBarrier barrier = new CyclicBarrier(threads);
+        ExecutorService pool = Executors.newFixedThreadPool(threads);
+        List<Future<?>> all = new ArrayList<>();
+        for (int index = 0; index < threads; index++) {
+            int thread = index;
+            all.add(pool.submit(() -> {
+                Client own = cpp.client();
+                for (int round = 0; round < rounds; round++) {
+                    barrier.await();
+                    handles[round][thread] = own.implement(round, "", RUNNABLE);
+                }
+                return null;
+            }));
+        }
+        for (Future<?> one : all) {
+            one.get();
+        }
+        pool.shutdown();
+        cpp.awaited = new CountDownLatch(rounds);
+        for (Object[] same : handles) {
+            for (Object handle : same) {
+                assertTrue(client.test(1, (Handle) same[0], handle));
+            }
+        }
+        Arrays.stream(handles).flatMap(Arrays::stream).forEach(handle -> client.release((Handle) handle));
+        client.statistics();
+        awaitCollection(cpp.awaited);
+        assertEquals(rounds, cpp.dropped.size());
+        assertTrue(cpp.dropped.values().stream().allMatch(times -> times == threads), cpp.dropped.toString());
+        assertEquals(0, client.statistics().functions);
     }
 
     private static void awaitCollection(CountDownLatch collected) throws InterruptedException {
