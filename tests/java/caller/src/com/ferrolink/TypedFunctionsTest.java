@@ -173,7 +173,7 @@ final class TypedFunctionsTest {
         answer(0xF1);
         assertThrows(FunctionException.class, () -> stats.sum(null));
         answer(0xF1, 2, 2);
-        assertEquals("The answer of the function 'sum' is not usable: Malformed request at offset 2: 1 bytes are"
+        assertEquals("The answer of the function 'sum' is not usable: Malformed data at offset 2: 1 bytes are"
                 + " left over.", assertThrows(FunctionException.class, () -> stats.sum(null)).getMessage());
     }
 

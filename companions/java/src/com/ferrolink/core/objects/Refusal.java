@@ -23,7 +23,7 @@ final class Refusal extends RuntimeException {
     }
 
     static Refusal malformed(int offset, String text) {
-        return new Refusal(MALFORMED, "Malformed request at offset " + offset + ": " + text);
+        return new Refusal(MALFORMED, "Malformed data at offset " + offset + ": " + text);
     }
 
     int kind() {

@@ -117,7 +117,7 @@ final class RepliesTest {
         }
         byte[] tooMany = {2, 0, 1, 0, 0, 0, 1, 0, 0, 0, 11};
         Client.Refused refused = refused(1, () -> Client.success(Client.answer(tooMany)));
-        assertEquals("Malformed request at offset 0: 2 releases are announced, 9 bytes follow.",
+        assertEquals("Malformed data at offset 0: 2 releases are announced, 9 bytes follow.",
                 refused.getMessage());
     }
 

@@ -79,7 +79,7 @@ final class ValuesTest {
             Client.Refused refused =
                     assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(value)));
             assertEquals(1, refused.kind);
-            assertEquals("Malformed request at offset 30: a text is no valid UTF-8.", refused.getMessage());
+            assertEquals("Malformed data at offset 30: a text is no valid UTF-8.", refused.getMessage());
         }
     }
 
@@ -174,11 +174,11 @@ final class ValuesTest {
             Client.Refused refused =
                     assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(value)));
             assertEquals(1, refused.kind, refused.getMessage());
-            assertTrue(refused.getMessage().startsWith("Malformed request at offset "),
+            assertTrue(refused.getMessage().startsWith("Malformed data at offset "),
                     refused.getMessage());
         }
         Client.Refused left = assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(0, 0)));
-        assertEquals("Malformed request at offset 26: 1 bytes are left over.", left.getMessage());
+        assertEquals("Malformed data at offset 26: 1 bytes are left over.", left.getMessage());
     }
 
     @Test
