@@ -189,8 +189,12 @@ final class HandleTable {
     }
 
     private static int stripe() {
-        long id = Thread.currentThread().getId();
-        return (int) (id ^ id >>> 4) & STRIPES - 1;
+        return stripeOf(Thread.currentThread().getId());
+    }
+
+    /** The list that a thread uses first. */
+    static int stripeOf(long threadId) {
+        return (int) (threadId ^ threadId >>> 4) & STRIPES - 1;
     }
 
     private synchronized void grow(int number) {

@@ -19,6 +19,8 @@ import java.util.concurrent.ExecutorService;
 import java.util.concurrent.Executors;
 import java.util.concurrent.Future;
 import java.util.concurrent.LinkedBlockingQueue;
+import java.util.concurrent.ThreadLocalRandom;
+import java.util.concurrent.atomic.AtomicInteger;
 import org.junit.jupiter.api.DisplayName;
 import org.junit.jupiter.api.Test;
 
@@ -138,6 +140,44 @@ final class HandleTableTest {
         }
         assertEquals(0, table.size());
         assertTrue((int) table.add("x") < THREADS * 1024);
+    }
+
+    @Test
+    @DisplayName("gives no slot to two threads that share a list of free ones")
+    void sharedList() throws Exception {
+        AtomicInteger wrong = new AtomicInteger();
+        CyclicBarrier start = new CyclicBarrier(THREADS);
+        List<Thread> threads = new ArrayList<>();
+        while (threads.size() < THREADS) {
+            Thread thread = new Thread(() -> {
+                try {
+                    start.await();
+                } catch (Exception broken) {
+                    wrong.incrementAndGet();
+                }
+                Object object = Thread.currentThread();
+                List<Long> own = new ArrayList<>();
+                for (int round = 0; round < ROUNDS; round++) {
+                    for (int count = 0; count < 3; count++) {
+                        own.add(table.add(object));
+                    }
+                    // The same slots come back in another order, which a list without counts confuses.
+                    while (!own.isEmpty()) {
+                        long next = own.remove(ThreadLocalRandom.current().nextInt(own.size()));
+                        wrong.addAndGet(table.find(next) == object && table.release(next) ? 0 : 1);
+                    }
+                }
+            });
+            if (HandleTable.stripeOf(thread.getId()) == 0) {
+                threads.add(thread);
+            }
+        }
+        threads.forEach(Thread::start);
+        for (Thread thread : threads) {
+            thread.join();
+        }
+        assertEquals(0, wrong.get());
+        assertEquals(0, table.size());
     }
 
     private void work(int thread, LinkedBlockingQueue<Long> passedOn) {
