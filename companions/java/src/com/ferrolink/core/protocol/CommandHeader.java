@@ -107,9 +107,10 @@ public final class CommandHeader {
     }
 
     /**
-     * Puts runtimes and type into a header whose other bytes are right already.
+     * Puts a header into a command or reply. Changes neither channel nor address and port, which are zero in
+     * a new array.
      *
-     * @param command an array with room for a header
+     * @param command at least {@link #SIZE} bytes
      * @param target the code of the runtime that gets it
      * @param calling the code of the runtime that sends it
      * @param type its type

@@ -26,16 +26,7 @@ public final class Answers {
      * @throws IllegalArgumentException if the command calls no handler or is malformed
      */
     public static String handlerOf(byte[] command) {
-        try {
-            CommandFrame.requireHeader(command);
-            if (!CommandFrame.isCall(command)) {
-                throw new IllegalArgumentException("A command of type " + CommandHeader.typeOf(command)
-                        + " calls no handler, only types 2 and 3 do.");
-            }
-            return CommandFrame.handlerNameOf(command);
-        } catch (CommandRejectedException rejected) {
-            throw new IllegalArgumentException(rejected.getMessage(), rejected);
-        }
+        return CommandFrame.nameAt(command, nameStart(command));
     }
 
     /**
@@ -46,8 +37,7 @@ public final class Answers {
      * @throws IllegalArgumentException if the command calls no handler or is malformed
      */
     public static byte[] payloadOf(byte[] command) {
-        handlerOf(command);
-        return CommandFrame.payloadOf(command);
+        return CommandFrame.payloadAfter(command, nameStart(command));
     }
 
     /**
@@ -88,5 +78,18 @@ public final class Answers {
      */
     public static byte[] refusal(byte caller, String text) {
         return ReplyFrame.exception(caller, text);
+    }
+
+    private static int nameStart(byte[] command) {
+        try {
+            CommandFrame.requireHeader(command);
+            if (!CommandFrame.isCall(command)) {
+                throw new IllegalArgumentException("A command of type " + CommandHeader.typeOf(command)
+                        + " calls no handler, only types 2 and 3 do.");
+            }
+            return CommandFrame.nameStart(command);
+        } catch (CommandRejectedException rejected) {
+            throw new IllegalArgumentException(rejected.getMessage(), rejected);
+        }
     }
 }

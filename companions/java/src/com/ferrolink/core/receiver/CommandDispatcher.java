@@ -67,17 +67,17 @@ final class CommandDispatcher {
         if (objects.isFor(command)) {
             return objects.answer(command);
         }
-        String name = CommandFrame.handlerNameOf(command);
-        RegisteredHandler handler = registry.find(name);
+        int name = CommandFrame.nameStart(command);
+        int size = CommandFrame.nameSize(command, name);
+        RegisteredHandler handler = registry.find(command, name, size);
         if (handler == null) {
             discovery.searchClassPath();
-            handler = registry.find(name);
+            handler = registry.find(command, name, size);
         }
         if (handler == null) {
-            throw unknownHandler(name);
+            throw unknownHandler(CommandFrame.nameAt(command, name));
         }
-        byte[] result = handler.call(CommandFrame.payloadOf(command));
-        return ReplyFrame.success(CommandFrame.callerOf(command), result);
+        return ReplyFrame.address(CommandFrame.callerOf(command), handler.reply(command, name + size));
     }
 
     private CommandRejectedException unknownHandler(String name) {

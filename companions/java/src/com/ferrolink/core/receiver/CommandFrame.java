@@ -37,8 +37,11 @@ final class CommandFrame {
         return type == CommandHeader.TYPE_CALL_HANDLER || type == CommandHeader.TYPE_CALL_WITHIN;
     }
 
-    /** The name of the handler that a call is for. Refuses bodies that {@link #payloadOf} cannot split. */
-    static String handlerNameOf(byte[] command) throws CommandRejectedException {
+    /**
+     * Where a call has the name of its handler. Refuses bodies that have none. The byte before is the
+     * length of the name.
+     */
+    static int nameStart(byte[] command) throws CommandRejectedException {
         int length = nameLengthOffset(command);
         if (command.length <= length) {
             throw new CommandRejectedException(isWithin(command)
@@ -57,7 +60,7 @@ final class CommandFrame {
             throw new CommandRejectedException("Malformed command: a handler's name of " + size
                     + " bytes is announced, " + (command.length - name) + " bytes follow.");
         }
-        return new String(command, name, size, StandardCharsets.UTF_8);
+        return name;
     }
 
     /** Whether a call is for the handler of this name. */
@@ -74,12 +77,22 @@ final class CommandFrame {
         return true;
     }
 
-    /** What follows the handler's name, as an array of its own. */
-    static byte[] payloadOf(byte[] command) {
-        return Arrays.copyOfRange(command, payloadStart(command), command.length);
+    /** The number of bytes in the name that begins there. */
+    static int nameSize(byte[] command, int nameStart) {
+        return command[nameStart - 1] & 0xFF;
     }
 
-    /** Where that begins. */
+    /** The name that begins there. */
+    static String nameAt(byte[] command, int nameStart) {
+        return new String(command, nameStart, nameSize(command, nameStart), StandardCharsets.UTF_8);
+    }
+
+    /** What follows the name that begins there, as an array of its own. */
+    static byte[] payloadAfter(byte[] command, int nameStart) {
+        return Arrays.copyOfRange(command, nameStart + nameSize(command, nameStart), command.length);
+    }
+
+    /** Where the payload of a complete call begins. */
     static int payloadStart(byte[] command) {
         int length = nameLengthOffset(command);
         return length + 1 + (command[length] & 0xFF);

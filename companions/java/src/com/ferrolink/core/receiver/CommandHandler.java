@@ -19,6 +19,8 @@ package com.ferrolink.core.receiver;
  * META-INF/services/com.ferrolink.core.receiver.CommandHandler}. A class is public, has a public
  * constructor without parameters, and is instantiated once per process.
  *
+ * <p>A {@link BufferHandler} answers without copies of payload and answer.
+ *
  * <p><b>Threads:</b> a handler must be thread-safe. Threads that Java did not create are attached for one
  * call only. During a call the thread's context class loader is the loader of the handler's class.
  */

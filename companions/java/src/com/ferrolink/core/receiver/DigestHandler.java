@@ -10,7 +10,7 @@ import java.util.TreeSet;
  * Built-in handler {@code digest}. The payload is the length of an algorithm's name (one byte), the name
  * in UTF-8, for example {@code SHA-256}, and the bytes to digest. The reply is the raw digest.
  */
-final class DigestHandler implements CommandHandler {
+final class DigestHandler implements InPlaceHandler {
 
     @Override
     public String name() {
@@ -18,17 +18,18 @@ final class DigestHandler implements CommandHandler {
     }
 
     @Override
-    public byte[] handle(byte[] payload) {
-        int size = payload.length == 0 ? 0 : payload[0] & 0xFF;
-        if (size == 0 || payload.length - 1 < size) {
+    public byte[] reply(byte[] command, int start) {
+        int length = command.length - start;
+        int size = length == 0 ? 0 : command[start] & 0xFF;
+        if (size == 0 || length - 1 < size) {
             throw new IllegalArgumentException("The payload of digest begins with the length (one byte)"
-                    + " and the name of an algorithm; " + payload.length + " bytes came, "
+                    + " and the name of an algorithm; " + length + " bytes came, "
                     + (1 + Math.max(size, 1)) + " are needed at least.");
         }
-        String algorithm = new String(payload, 1, size, StandardCharsets.UTF_8);
+        String algorithm = new String(command, start + 1, size, StandardCharsets.UTF_8);
         MessageDigest digest = digestFor(algorithm);
-        digest.update(payload, 1 + size, payload.length - 1 - size);
-        return digest.digest();
+        digest.update(command, start + 1 + size, length - 1 - size);
+        return ReplyFrame.withRoom(digest.digest(), 0);
     }
 
     private static MessageDigest digestFor(String algorithm) {

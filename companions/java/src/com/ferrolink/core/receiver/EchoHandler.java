@@ -1,7 +1,7 @@
 package com.ferrolink.core.receiver;
 
 /** Built-in handler {@code echo}: replies with the payload. */
-final class EchoHandler implements CommandHandler {
+final class EchoHandler implements InPlaceHandler {
 
     @Override
     public String name() {
@@ -9,7 +9,7 @@ final class EchoHandler implements CommandHandler {
     }
 
     @Override
-    public byte[] handle(byte[] payload) {
-        return payload;
+    public byte[] reply(byte[] command, int start) {
+        return ReplyFrame.withRoom(command, start);
     }
 }

@@ -15,13 +15,13 @@ import java.util.concurrent.CopyOnWriteArrayList;
  */
 final class HandlerRegistry {
 
-    private final ConcurrentHashMap<String, RegisteredHandler> handlers = new ConcurrentHashMap<>();
+    private final HandlerTable handlers = new HandlerTable();
     private final Set<Class<?>> classes = ConcurrentHashMap.newKeySet();
     private final CopyOnWriteArrayList<String> problems = new CopyOnWriteArrayList<>();
 
-    /** The handler of that name; null if there is none. */
-    RegisteredHandler find(String name) {
-        return handlers.get(name);
+    /** The handler whose name in UTF-8 is in that part of the array; null if there is none. */
+    RegisteredHandler find(byte[] bytes, int start, int size) {
+        return handlers.find(bytes, start, size);
     }
 
     /** Whether an object of exactly this class was offered before. */
@@ -42,13 +42,13 @@ final class HandlerRegistry {
             noteProblem(origin + ": its name is " + (name == null ? "null." : "empty."));
             return null;
         }
-        int size = name.getBytes(StandardCharsets.UTF_8).length;
-        if (size > CommandHeader.LONGEST_NAME) {
-            noteProblem(origin + ": its name has " + size + " bytes, at most "
+        byte[] bytes = name.getBytes(StandardCharsets.UTF_8);
+        if (bytes.length > CommandHeader.LONGEST_NAME) {
+            noteProblem(origin + ": its name has " + bytes.length + " bytes, at most "
                     + CommandHeader.LONGEST_NAME + " are possible.");
             return null;
         }
-        RegisteredHandler first = handlers.putIfAbsent(name, new RegisteredHandler(name, handler));
+        RegisteredHandler first = handlers.putIfAbsent(bytes, new RegisteredHandler(name, handler));
         if (first != null) {
             noteProblem(origin + ": its name '" + name + "' is taken by " + first.origin() + ".");
             return null;
@@ -62,7 +62,7 @@ final class HandlerRegistry {
 
     /** All names in alphabetical order. */
     List<String> names() {
-        return new ArrayList<>(new TreeSet<>(handlers.keySet()));
+        return new ArrayList<>(new TreeSet<>(handlers.names()));
     }
 
     /** One line with the reason for each handler, or list of handlers, that is not available. */

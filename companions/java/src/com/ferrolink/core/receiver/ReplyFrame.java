@@ -12,17 +12,33 @@ final class ReplyFrame {
     }
 
     static byte[] success(byte caller, byte[] body) {
-        return build(caller, CommandHeader.TYPE_ANSWER, body, 0);
+        return address(caller, withRoom(body, 0));
+    }
+
+    /** Turns a body that has room for a header before it, all zero, into a reply of success. */
+    static byte[] address(byte caller, byte[] reply) {
+        CommandHeader.put(reply, caller, JVM, CommandHeader.TYPE_ANSWER);
+        return reply;
+    }
+
+    /** The bytes from {@code start} to the end of the source, behind room for a header, all zero. */
+    static byte[] withRoom(byte[] source, int start) {
+        int size = source.length - start;
+        // Nothing stands between the two lines: the compiler then clears only the room.
+        byte[] reply = new byte[CommandHeader.SIZE + size];
+        System.arraycopy(source, start, reply, CommandHeader.SIZE, size);
+        return reply;
     }
 
     static byte[] exception(byte caller, String text) {
-        return build(caller, CommandHeader.TYPE_EXCEPTION_REPORT,
-                text.getBytes(StandardCharsets.UTF_8), 0);
+        byte[] reply = withRoom(text.getBytes(StandardCharsets.UTF_8), 0);
+        CommandHeader.put(reply, caller, JVM, CommandHeader.TYPE_EXCEPTION_REPORT);
+        return reply;
     }
 
     /** The answer to a heartbeat has the body of the command. */
     static byte[] heartBeat(byte caller, byte[] command) {
-        return build(caller, CommandHeader.TYPE_ANSWER, command, CommandHeader.SIZE);
+        return address(caller, withRoom(command, CommandHeader.SIZE));
     }
 
     static byte[] libraryLoaded() {
@@ -32,12 +48,5 @@ final class ReplyFrame {
     /** Puts the header in front of a body that has room for it; that room is zero. */
     static void putSuccess(byte[] reply, byte caller) {
         CommandHeader.put(reply, caller, JVM, CommandHeader.TYPE_ANSWER);
-    }
-
-    private static byte[] build(byte caller, int type, byte[] source, int bodyStart) {
-        int bodySize = source.length - bodyStart;
-        byte[] reply = CommandHeader.allocate(caller, JVM, type, CommandHeader.SIZE + bodySize);
-        System.arraycopy(source, bodyStart, reply, CommandHeader.SIZE, bodySize);
-        return reply;
     }
 }

@@ -22,9 +22,9 @@ final class WordCountHandlerTest {
     }
 
     @Test
-    @DisplayName("brings the handler word-count")
+    @DisplayName("brings the handlers word-count and sort-numbers")
     void name() {
-        assertEquals("word-count\n", loaded);
+        assertEquals("word-count\nsort-numbers\n", loaded);
     }
 
     @ParameterizedTest
