@@ -37,19 +37,30 @@ final class CommandBuilder {
 
     /** @param nameLength the offset of the length of the handler's name */
     private static byte[] call(Target target, int type, int nameLength, String handler, byte[] payload) {
-        byte[] name = encode("handler", handler);
+        byte[] name = HandlerNames.encode(handler);
         Objects.requireNonNull(payload, "payload");
-        if (name.length == 0 || name.length > CommandHeader.LONGEST_NAME) {
-            throw new IllegalArgumentException("A handler's name has 1 to 255 bytes in UTF-8, not "
-                    + name.length + ".");
-        }
         int payloadStart = nameLength + 1 + name.length;
-        requireRoom((long) payloadStart + payload.length);
-        byte[] command = header(target, type, payloadStart + payload.length);
+        byte[] command = new byte[requireRoom((long) payloadStart + payload.length)];
+        System.arraycopy(payload, 0, command, payloadStart, payload.length);
+        putHead(command, target, type, nameLength, name);
+        return command;
+    }
+
+    /** The size of a call without a time limit. */
+    static int callSize(byte[] name, int payloadSize) {
+        return requireRoom((long) CommandHeader.NAME_LENGTH + 1 + name.length + payloadSize);
+    }
+
+    /** Puts all of a call but its payload. Returns the offset of the payload. */
+    static int putCall(byte[] command, Target target, byte[] name) {
+        putHead(command, target, CommandHeader.TYPE_CALL_HANDLER, CommandHeader.NAME_LENGTH, name);
+        return CommandHeader.NAME_LENGTH + 1 + name.length;
+    }
+
+    private static void putHead(byte[] command, Target target, int type, int nameLength, byte[] name) {
+        putHeader(command, target, type);
         command[nameLength] = (byte) name.length;
         System.arraycopy(name, 0, command, nameLength + 1, name.length);
-        System.arraycopy(payload, 0, command, payloadStart, payload.length);
-        return command;
     }
 
     static byte[] heartbeat(Target target) {
@@ -65,28 +76,34 @@ final class CommandBuilder {
             throw new IllegalArgumentException("A library's path is not empty and has no zero"
                     + " characters.");
         }
-        requireRoom((long) CommandHeader.LIBRARY_PATH + bytes.length);
         byte[] command = header(target, CommandHeader.TYPE_LOAD_LIBRARY,
-                CommandHeader.LIBRARY_PATH + bytes.length);
+                requireRoom((long) CommandHeader.LIBRARY_PATH + bytes.length));
         System.arraycopy(bytes, 0, command, CommandHeader.LIBRARY_PATH, bytes.length);
         return command;
     }
 
     /** Refuses sizes that no array can have. Smaller ones may still exceed the heap. */
-    static void requireRoom(long size) {
+    static int requireRoom(long size) {
         if (size > MAXIMUM_SIZE) {
             throw new IllegalArgumentException("A command of " + size
                     + " bytes is longer than an array can be.");
         }
+        return (int) size;
     }
 
     private static byte[] header(Target target, int type, int size) {
-        byte[] command = CommandHeader.allocate(target.runtime().code(), RuntimeId.JVM.code(), type, size);
+        byte[] command = new byte[size];
+        putHeader(command, target, type);
+        return command;
+    }
+
+    private static void putHeader(byte[] command, Target target, int type) {
+        CommandHeader.put(command, target.runtime().code(), RuntimeId.JVM.code(), type);
+        command[CommandHeader.LAUNCH_ARGUMENT] = 0;
         command[CommandHeader.CHANNEL_TYPE] = (byte) target.channel().code();
         target.copyAddress(command, CommandHeader.ADDRESS);
         command[CommandHeader.PORT] = (byte) target.port();
         command[CommandHeader.PORT + 1] = (byte) (target.port() >>> 8);
-        return command;
     }
 
     /** Most names are ASCII, which needs no encoder. */
@@ -100,7 +117,7 @@ final class CommandBuilder {
     }
 
     /** Refuses unpaired surrogates: the usual encoder silently replaces them by question marks. */
-    private static byte[] encode(String what, String text) {
+    static byte[] encode(String what, String text) {
         Objects.requireNonNull(text, what);
         if (isAscii(text)) {
             return text.getBytes(StandardCharsets.US_ASCII);

@@ -50,6 +50,33 @@ final class Exchange implements Runnable {
         }
     }
 
+    /**
+     * Sends a command without a deadline on this thread, and reads its response into the buffers.
+     *
+     * @return the length of the response, at least a header
+     */
+    static int run(NativeCalls calls, byte[] command, CallBuffers buffers) {
+        byte target = command[CommandHeader.TARGET_RUNTIME];
+        int length = calls.sendCommand(command);
+        if (length < 0) {
+            throw new FerrolinkException.NativeText(calls.getNativeError(), false).toException();
+        }
+        if (length < CommandHeader.SIZE) {
+            throw tooShort(length);
+        }
+        byte[] buffer = buffers.response(length);
+        buffer[CommandHeader.TARGET_RUNTIME] = target;
+        if (calls.readResponse(buffer) < 0) {
+            throw new FerrolinkException.NativeText(calls.getNativeError(), true).toException();
+        }
+        return length;
+    }
+
+    private static FerrolinkException tooShort(int length) {
+        return new FerrolinkException("The runtime answered with " + length + " bytes, less than the"
+                + " header of " + CommandHeader.SIZE + " bytes.", null, true);
+    }
+
     /** The whole response, at least a header. To be called after {@link #run}. */
     byte[] response() {
         if (deadline != null && state.get() != State.SENT) {
@@ -59,8 +86,7 @@ final class Exchange implements Runnable {
             throw error.toException();
         }
         if (response == null) {
-            throw new FerrolinkException("The runtime answered with " + length + " bytes, less than the"
-                    + " header of " + CommandHeader.SIZE + " bytes.", null, true);
+            throw tooShort(length);
         }
         return response;
     }

@@ -3,6 +3,8 @@ package com.ferrolink;
 import com.ferrolink.core.objects.TypedFunctions;
 import com.ferrolink.core.protocol.CommandHeader;
 import com.ferrolink.core.receiver.Receiver;
+import java.nio.ByteBuffer;
+import java.nio.ReadOnlyBufferException;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.time.Duration;
@@ -129,7 +131,62 @@ public final class Ferrolink implements AutoCloseable {
      */
     public byte[] call(String handler, byte[] payload) {
         requireOpen();
-        return answerTo(CommandBuilder.call(target, handler, payload));
+        byte[] name = HandlerNames.encode(handler);
+        Objects.requireNonNull(payload, "payload");
+        CallBuffers buffers = CallBuffers.take();
+        try {
+            byte[] command = buffers.command(CommandBuilder.callSize(name, payload.length));
+            int start = CommandBuilder.putCall(command, target, name);
+            System.arraycopy(payload, 0, command, start, payload.length);
+            int length = exchange(command, buffers);
+            return Arrays.copyOfRange(buffers.response(length), CommandHeader.SIZE, length);
+        } finally {
+            buffers.giveBack();
+        }
+    }
+
+    /**
+     * Calls a handler of the target, and puts its answer into a buffer of the caller's. Allocates nothing
+     * as long as sizes repeat, on platform threads. The buffers may be direct ones.
+     *
+     * @param handler as for {@link #call(String, byte[])}
+     * @param payload the bytes to send, from its position to its limit, not null. Not changed, its position
+     *     included.
+     * @param answer takes the answer at its position, which moves behind it. Not null and not read-only.
+     *     After a failure it is as before. It may share its bytes with the payload.
+     * @return the number of bytes in the answer
+     * @throws IllegalArgumentException as for {@link #call(String, byte[])}
+     * @throws java.nio.ReadOnlyBufferException if {@code answer} is read-only; nothing is sent
+     * @throws IllegalStateException after {@link #close}
+     * @throws AnswerTooLongException if the answer is longer than what remains in the buffer. The
+     *     exception has the answer.
+     * @throws RemoteException if the handler failed, or there is none of that name
+     * @throws FerrolinkException if the command did not get through
+     * @throws OutOfMemoryError if the heap has no room for the command or the answer
+     */
+    public int call(String handler, ByteBuffer payload, ByteBuffer answer) {
+        requireOpen();
+        byte[] name = HandlerNames.encode(handler);
+        Objects.requireNonNull(payload, "payload");
+        if (answer.isReadOnly()) {
+            throw new ReadOnlyBufferException();
+        }
+        CallBuffers buffers = CallBuffers.take();
+        try {
+            byte[] command = buffers.command(CommandBuilder.callSize(name, payload.remaining()));
+            int start = CommandBuilder.putCall(command, target, name);
+            payload.duplicate().get(command, start, payload.remaining());
+            int length = exchange(command, buffers);
+            int size = length - CommandHeader.SIZE;
+            if (size > answer.remaining()) {
+                throw new AnswerTooLongException(answer.remaining(),
+                        Arrays.copyOfRange(buffers.response(length), CommandHeader.SIZE, length));
+            }
+            answer.put(buffers.response(length), CommandHeader.SIZE, size);
+            return size;
+        } finally {
+            buffers.giveBack();
+        }
     }
 
     /**
@@ -310,16 +367,34 @@ public final class Ferrolink implements AutoCloseable {
 
     private byte[] answerIn(Exchange exchange) {
         byte[] response = exchange.response();
+        requireAnswer(response, response.length);
+        return Arrays.copyOfRange(response, CommandHeader.SIZE, response.length);
+    }
+
+    /** Returns the length of the answer with its header, which is in the buffers' response. */
+    private int exchange(byte[] command, CallBuffers buffers) {
+        int length;
+        if (PlatformThreads.isVirtual(Thread.currentThread())) {
+            Exchange exchange = new Exchange(calls, command, null);
+            threads.run(exchange);
+            length = buffers.adopt(exchange.response());
+        } else {
+            length = Exchange.run(calls, command, buffers);
+        }
+        requireAnswer(buffers.response(length), length);
+        return length;
+    }
+
+    private void requireAnswer(byte[] response, int length) {
         int type = CommandHeader.typeOf(response);
-        if (type == CommandHeader.TYPE_ANSWER) {
-            return Arrays.copyOfRange(response, CommandHeader.SIZE, response.length);
-        }
         if (type == CommandHeader.TYPE_EXCEPTION_REPORT) {
-            throw new RemoteException(new String(response, CommandHeader.SIZE,
-                    response.length - CommandHeader.SIZE, StandardCharsets.UTF_8));
+            throw new RemoteException(new String(response, CommandHeader.SIZE, length - CommandHeader.SIZE,
+                    StandardCharsets.UTF_8));
         }
-        throw new FerrolinkException(target + " answered with type " + type
-                + ", which is neither an answer (0) nor an exception report (10).", null, true);
+        if (type != CommandHeader.TYPE_ANSWER) {
+            throw new FerrolinkException(target + " answered with type " + type
+                    + ", which is neither an answer (0) nor an exception report (10).", null, true);
+        }
     }
 
     /** Created by the first registration. */

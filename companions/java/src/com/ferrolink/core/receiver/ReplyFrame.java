@@ -44,9 +44,4 @@ final class ReplyFrame {
     static byte[] libraryLoaded() {
         return CommandHeader.libraryLoaded(JVM);
     }
-
-    /** Puts the header in front of a body that has room for it; that room is zero. */
-    static void putSuccess(byte[] reply, byte caller) {
-        CommandHeader.put(reply, caller, JVM, CommandHeader.TYPE_ANSWER);
-    }
 }
