@@ -46,7 +46,6 @@ final class ObjectsHandler implements CommandHandler {
     byte[] answer(byte[] command) {
         byte[] reply = broker().answer(command, CommandFrame.payloadStart(command), command.length,
                 CommandHeader.SIZE);
-        ReplyFrame.putSuccess(reply, CommandFrame.callerOf(command));
-        return reply;
+        return ReplyFrame.address(CommandFrame.callerOf(command), reply);
     }
 }

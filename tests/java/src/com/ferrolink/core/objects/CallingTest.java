@@ -24,7 +24,7 @@ final class CallingTest {
     }
 
     private String refusal(int kind, Runnable request) {
-        Client.Refused refused = assertThrows(Client.Refused.class, request::run);
+        Refused refused = assertThrows(Refused.class, request::run);
         assertEquals(kind, refused.kind, refused.getMessage());
         return refused.getMessage();
     }

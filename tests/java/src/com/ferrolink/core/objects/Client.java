@@ -349,27 +349,6 @@ final class Client {
         return new Elements(component, Arrays.asList(elements));
     }
 
-    /** An array that is none of primitives. */
-    static final class Elements {
-        final String component;
-        final List<Object> values;
-
-        Elements(String component, List<Object> values) {
-            this.component = component;
-            this.values = values;
-        }
-
-        @Override
-        public String toString() {
-            StringBuilder text = new StringBuilder(component).append('[');
-            for (Object value : values) {
-                text.append(text.charAt(text.length() - 1) == '[' ? "" : ", ").append(
-                        value instanceof int[] ? Arrays.toString((int[]) value) : value);
-            }
-            return text.append(']').toString();
-        }
-    }
-
     /** An encoded value. */
     static final class Raw {
         final byte[] bytes;
@@ -399,46 +378,5 @@ final class Client {
         long functions;
         long members;
         final Map<String, Long> byClass = new TreeMap<>();
-    }
-
-    /** A reply of kind 1. */
-    static final class ThrownInJava extends RuntimeException {
-        private static final long serialVersionUID = 1L;
-        final transient Handle throwable;
-        final String type;
-        /** Null for none. */
-        final String message;
-        final String report;
-        final transient List<String> supertypes = new ArrayList<>();
-
-        ThrownInJava(WireReader wire) {
-            throwable = new Handle(wire.i64(), wire.i32());
-            type = wire.text();
-            String text = wire.text();
-            message = wire.u8() == 1 ? text : null;
-            report = wire.text();
-            int count = wire.i32();
-            for (int index = 0; index < count; index++) {
-                supertypes.add(wire.text());
-            }
-            wire.requireEnd();
-        }
-
-        @Override
-        public String getMessage() {
-            return type + ": " + message;
-        }
-    }
-
-    /** A reply of kind 2. */
-    static final class Refused extends RuntimeException {
-        private static final long serialVersionUID = 1L;
-        final int kind;
-
-        Refused(WireReader wire) {
-            super(wire.text());
-            kind = wire.u8();
-            wire.requireEnd();
-        }
     }
 }

@@ -62,7 +62,7 @@ final class ConcurrentObjectsTest {
             client.set(object, "x", number);
             assertEquals(number, client.get(object, "x"));
             if (number % 10 == 0) {
-                Client.ThrownInJava thrown = assertThrows(Client.ThrownInJava.class,
+                ThrownInJava thrown = assertThrows(ThrownInJava.class,
                         () -> client.call(object, "fail", text));
                 assertEquals(text, thrown.message);
                 client.release(thrown.throwable);

@@ -43,7 +43,7 @@ final class FunctionTest {
     }
 
     private String refusal(int kind, Runnable request) {
-        Client.Refused refused = assertThrows(Client.Refused.class, request::run);
+        Refused refused = assertThrows(Refused.class, request::run);
         assertEquals(kind, refused.kind, refused.getMessage());
         return refused.getMessage();
     }
@@ -201,8 +201,8 @@ final class FunctionTest {
         Handle runnable = function(1, RUNNABLE, (method, arguments) -> {
             throw new FakeCpp.CppException("std::runtime_error: größer", null);
         });
-        Client.ThrownInJava thrown =
-                assertThrows(Client.ThrownInJava.class, () -> client.call(runnable, "run"));
+        ThrownInJava thrown =
+                assertThrows(ThrownInJava.class, () -> client.call(runnable, "run"));
         assertEquals("com.ferrolink.core.objects.FunctionException", thrown.type);
         assertEquals("std::runtime_error: größer", thrown.message);
         assertTrue(thrown.supertypes.contains("java.lang.RuntimeException"));
@@ -215,16 +215,16 @@ final class FunctionTest {
         Handle runnable = function(1, RUNNABLE, (method, arguments) -> {
             throw new FakeCpp.CppException("passed", client.duplicate(error));
         });
-        Client.ThrownInJava thrown =
-                assertThrows(Client.ThrownInJava.class, () -> client.call(runnable, "run"));
+        ThrownInJava thrown =
+                assertThrows(ThrownInJava.class, () -> client.call(runnable, "run"));
         assertTrue(client.test(1, error, thrown.throwable));
         Handle declared = client.make("java.io.IOException", "declared");
         Handle shapes = shapes((method, arguments) -> {
             throw new FakeCpp.CppException("passed", client.duplicate(declared));
         });
-        thrown = assertThrows(Client.ThrownInJava.class, () -> client.call(shapes, "checked"));
+        thrown = assertThrows(ThrownInJava.class, () -> client.call(shapes, "checked"));
         assertTrue(client.test(1, declared, thrown.throwable));
-        thrown = assertThrows(Client.ThrownInJava.class, () -> client.call(shapes, "nothing"));
+        thrown = assertThrows(ThrownInJava.class, () -> client.call(shapes, "nothing"));
         assertEquals("java.lang.reflect.UndeclaredThrowableException", thrown.type);
     }
 
@@ -278,8 +278,8 @@ final class FunctionTest {
         assertSame(Client.VOID, client.call(shapes, "nothing"));
         for (Object unfit : new Object[] {null, "text", 1.5, new Client.Raw(15), new Client.Raw(99), 1 << 20}) {
             result[0] = unfit;
-            Client.ThrownInJava thrown =
-                    assertThrows(Client.ThrownInJava.class, () -> client.call(shapes, "narrow"));
+            ThrownInJava thrown =
+                    assertThrows(ThrownInJava.class, () -> client.call(shapes, "narrow"));
             assertEquals("com.ferrolink.core.objects.FunctionException", thrown.type);
             assertTrue(thrown.message.startsWith("The answer of C++ function 1 is not usable: "),
                     thrown.message);
@@ -295,7 +295,7 @@ final class FunctionTest {
         assertEquals(before, client.statistics().handles);
         cpp.broken = FerrolinkException.ofNativeText("JVM Launcher: Exception code 018. Not there");
         Handle comparator = client.implement(2, "", COMPARATOR);
-        assertThrows(Client.ThrownInJava.class, () -> client.call(comparator, "compare", "a", "b"));
+        assertThrows(ThrownInJava.class, () -> client.call(comparator, "compare", "a", "b"));
         client.release(comparator);
         // That of the exception is left.
         assertEquals(before + 1, client.statistics().handles);
@@ -306,8 +306,8 @@ final class FunctionTest {
     void missing() {
         Handle shapes = function(1, SHAPES, (method, arguments) -> "x", "text");
         assertEquals("x", client.call(shapes, "text"));
-        Client.ThrownInJava thrown =
-                assertThrows(Client.ThrownInJava.class, () -> client.call(shapes, "nothing"));
+        ThrownInJava thrown =
+                assertThrows(ThrownInJava.class, () -> client.call(shapes, "nothing"));
         assertEquals("java.lang.UnsupportedOperationException", thrown.type);
         assertEquals(1, cpp.calls.size());
     }

@@ -105,9 +105,9 @@ final class MutatedRequestsTest {
         outcomes[reply[0]]++;
         try {
             Client.success(reply);
-        } catch (Client.ThrownInJava thrown) {
+        } catch (ThrownInJava thrown) {
             made.add(thrown.throwable.number);
-        } catch (Client.Refused refused) {
+        } catch (Refused refused) {
             assertTrue(refused.kind >= 1 && refused.kind <= 6);
             assertTrue(!refused.getMessage().isEmpty());
         }

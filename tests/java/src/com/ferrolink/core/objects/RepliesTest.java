@@ -22,12 +22,12 @@ final class RepliesTest {
 
     private final Client client = new Client();
 
-    private Client.ThrownInJava thrown(Runnable request) {
-        return assertThrows(Client.ThrownInJava.class, request::run);
+    private ThrownInJava thrown(Runnable request) {
+        return assertThrows(ThrownInJava.class, request::run);
     }
 
-    private Client.Refused refused(int kind, Runnable request) {
-        Client.Refused refused = assertThrows(Client.Refused.class, request::run);
+    private Refused refused(int kind, Runnable request) {
+        Refused refused = assertThrows(Refused.class, request::run);
         assertEquals(kind, refused.kind, refused.getMessage());
         return refused;
     }
@@ -35,7 +35,7 @@ final class RepliesTest {
     @Test
     @DisplayName("to what throws have class, message, supertypes, causes and the throwable")
     void exception() {
-        Client.ThrownInJava thrown =
+        ThrownInJava thrown =
                 thrown(() -> client.call(client.make(FIXTURES + ".Overloads"), "fail", "gone"));
         assertEquals("java.io.IOException", thrown.type);
         assertEquals("gone", thrown.message);
@@ -60,9 +60,9 @@ final class RepliesTest {
     @Test
     @DisplayName("about a cause are as if it had been thrown")
     void cause() {
-        Client.ThrownInJava outer =
+        ThrownInJava outer =
                 thrown(() -> client.call(client.make(FIXTURES + ".Overloads"), "fail", "gone"));
-        Client.ThrownInJava inner =
+        ThrownInJava inner =
                 thrown(() -> client.ask(wire -> wire.u8(19).i64(outer.throwable.number)));
         assertEquals("java.lang.IllegalStateException", inner.type);
         assertEquals("inner", inner.message);
@@ -90,7 +90,7 @@ final class RepliesTest {
     void staleHandle() {
         Handle list = client.make("java.util.ArrayList");
         client.release(list);
-        Client.Refused refused = refused(2, () -> client.nameOf(list));
+        Refused refused = refused(2, () -> client.nameOf(list));
         assertEquals("Handle " + (int) list.number + " of generation " + (list.number >>> 32)
                 + " is stale: its object was released, or it comes from another process.",
                 refused.getMessage());
@@ -110,13 +110,13 @@ final class RepliesTest {
             client.release(client.make("java.util.ArrayList"));
             try {
                 assertSame(Client.VOID, Client.only(client.ask(request)));
-            } catch (Client.Refused refused) {
+            } catch (Refused refused) {
                 assertNotEquals(0, refused.kind);
             }
             assertEquals(before, client.statistics().handles);
         }
         byte[] tooMany = {2, 0, 1, 0, 0, 0, 1, 0, 0, 0, 11};
-        Client.Refused refused = refused(1, () -> Client.success(Client.answer(tooMany)));
+        Refused refused = refused(1, () -> Client.success(Client.answer(tooMany)));
         assertEquals("Malformed data at offset 0: 2 releases are announced, 9 bytes follow.",
                 refused.getMessage());
     }
@@ -250,7 +250,7 @@ final class RepliesTest {
         assertEquals(2, replies.size());
         client.release((Handle) Client.only(Client.success(replies.get(0))));
         byte[] failed = replies.get(1);
-        Client.ThrownInJava thrown = thrown(() -> Client.success(failed));
+        ThrownInJava thrown = thrown(() -> Client.success(failed));
         assertEquals("java.lang.IndexOutOfBoundsException", thrown.type);
         client.release(thrown.throwable);
         assertEquals(before, client.statistics().handles);
@@ -289,7 +289,7 @@ final class RepliesTest {
     @DisplayName("leave no handles behind that were made for what failed")
     void nothingLeft() {
         long before = client.statistics().handles;
-        Client.ThrownInJava thrown = thrown(() -> client.fetch(client.callStaticForObject(FIXTURES,
+        ThrownInJava thrown = thrown(() -> client.fetch(client.callStaticForObject(FIXTURES,
                 "failingAfter", 3), Client.OBJECT, 10));
         client.release(thrown.throwable);
         assertEquals(before + 1, client.statistics().handles);

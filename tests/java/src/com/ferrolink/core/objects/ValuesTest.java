@@ -76,8 +76,8 @@ final class ValuesTest {
             value[0] = 10;
             value[1] = bytes.length;
             System.arraycopy(bytes, 0, value, 5, bytes.length);
-            Client.Refused refused =
-                    assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(value)));
+            Refused refused =
+                    assertThrows(Refused.class, () -> echoed(new Client.Raw(value)));
             assertEquals(1, refused.kind);
             assertEquals("Malformed data at offset 30: a text is no valid UTF-8.", refused.getMessage());
         }
@@ -108,7 +108,7 @@ final class ValuesTest {
         assertEquals("[Ljava/lang/String;[Ljava/lang/String;[x]]",
                 echoed(new String[][] {{"x"}}).toString());
         Handle object = client.make("java.lang.Object");
-        Client.Elements back = (Client.Elements) echoed(new Handle[] {object, null});
+        Elements back = (Elements) echoed(new Handle[] {object, null});
         assertTrue(client.test(1, object, back.values.get(0)));
         assertEquals("Ljava/lang/Integer;[5]", echoed(new Integer[] {5}).toString());
         Handle grid = client.callStaticForObject(FIXTURES, "identity", (Object) new int[][] {{}, {}, {}});
@@ -120,13 +120,13 @@ final class ValuesTest {
     @Test
     @DisplayName("that are arrays refuse elements of other types")
     void arrayElements() {
-        Client.Refused refused = assertThrows(Client.Refused.class, () -> echoed(
+        Refused refused = assertThrows(Refused.class, () -> echoed(
                 new Client.Raw(13, 18, 0, 0, 0, 'L', 'j', 'a', 'v', 'a', '/', 'l', 'a', 'n', 'g', '/', 'S', 't',
                         'r', 'i', 'n', 'g', ';', 1, 0, 0, 0, 2)));
         assertEquals("Element 0 is java.lang.Boolean, which an array of java.lang.String cannot hold.",
                 refused.getMessage());
         assertEquals(5, refused.kind);
-        assertEquals(3, assertThrows(Client.Refused.class,
+        assertEquals(3, assertThrows(Refused.class,
                 () -> echoed(new Client.Raw(13, 1, 0, 0, 0, 'I', 0, 0, 0, 0))).kind);
     }
 
@@ -135,9 +135,9 @@ final class ValuesTest {
     void arraysInThemselves() {
         Object value = client.callStatic(FIXTURES, "holdingItself");
         int depth = 0;
-        while (value instanceof Client.Elements) {
-            assertEquals("end", ((Client.Elements) value).values.get(1));
-            value = ((Client.Elements) value).values.get(0);
+        while (value instanceof Elements) {
+            assertEquals("end", ((Elements) value).values.get(1));
+            value = ((Elements) value).values.get(0);
             depth++;
         }
         assertEquals(32, depth);
@@ -158,7 +158,7 @@ final class ValuesTest {
             if (depth == 32) {
                 echoed(new Client.Raw(value));
             } else {
-                assertTrue(assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(value)))
+                assertTrue(assertThrows(Refused.class, () -> echoed(new Client.Raw(value)))
                         .getMessage().endsWith("arrays lie deeper than 32."));
             }
         }
@@ -171,13 +171,13 @@ final class ValuesTest {
             {12, 10, 0, 0, 0, 0}, {13, 2, 0, 0, 0, '[', 'I', 255, 255, 255, 127}, {6, 0, 0, 0}, {18}, {15},
             {16}, {255}, {17, 0, 0, 0, 0}, {12, 9, 255, 255, 255, 31, 0, 0, 0, 0}};
         for (int[] value : bad) {
-            Client.Refused refused =
-                    assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(value)));
+            Refused refused =
+                    assertThrows(Refused.class, () -> echoed(new Client.Raw(value)));
             assertEquals(1, refused.kind, refused.getMessage());
             assertTrue(refused.getMessage().startsWith("Malformed data at offset "),
                     refused.getMessage());
         }
-        Client.Refused left = assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(0, 0)));
+        Refused left = assertThrows(Refused.class, () -> echoed(new Client.Raw(0, 0)));
         assertEquals("Malformed data at offset 26: 1 bytes are left over.", left.getMessage());
     }
 
@@ -185,14 +185,14 @@ final class ValuesTest {
     @DisplayName("name no addresses, unless they come from this process")
     void memory() {
         int[] value = {14, 9, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8};
-        Client.Refused refused = assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(value)));
+        Refused refused = assertThrows(Refused.class, () -> echoed(new Client.Raw(value)));
         assertEquals(6, refused.kind);
         assertEquals("Addresses of memory are taken only from this process, with the key that it has"
                 + " enabled.", refused.getMessage());
         Arrays.fill(value, 14, 22, 0);
-        assertEquals(6, assertThrows(Client.Refused.class, () -> echoed(new Client.Raw(value))).kind);
+        assertEquals(6, assertThrows(Refused.class, () -> echoed(new Client.Raw(value))).kind);
         Handle array = client.callStaticForObject(FIXTURES, "identity", new double[] {1});
-        assertEquals(6, assertThrows(Client.Refused.class, () -> client.ask(wire -> wire.u8(15)
+        assertEquals(6, assertThrows(Refused.class, () -> client.ask(wire -> wire.u8(15)
                 .i64(array.number).i32(0).i32(1).i64(4096).i64(77))).kind);
     }
 }

@@ -1,0 +1,13 @@
+package com.ferrolink.core.objects;
+
+/** A reply of kind 2. */
+final class Refused extends RuntimeException {
+    private static final long serialVersionUID = 1L;
+    final int kind;
+
+    Refused(WireReader wire) {
+        super(wire.text());
+        kind = wire.u8();
+        wire.requireEnd();
+    }
+}
