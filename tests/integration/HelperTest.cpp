@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <fstream>
 #include <thread>
 
@@ -134,6 +135,26 @@ PROCESS_CASE(openThroughLinks) {
 TEST(Helper, OpensAnInstallationThroughLinks) {
   ExpectOnEveryJdk("openThroughLinks",
                    {std::string("$ROOT/link/") + kNative + "/" + kLibrary, "through a link"});
+}
+
+PROCESS_CASE(callIntoBuffers) {
+  Host host({CaseNativeDirectory(), ""});
+  std::array<std::uint8_t, 5> room{};
+  Report(host.CallInto("echo", Ferrolink::Host::AsBytes("abcde"), room));
+  Report(ToText(room));
+  Report(ThrownBy([&] { host.CallInto("echo", Ferrolink::Host::AsBytes("abcdef"), room); }));
+  Ferrolink::Host::Bytes answer;
+  Report(host.CallInto("echo", Ferrolink::Host::AsBytes("abcdef"), answer));
+  Report(ToText(answer));
+  const Ferrolink::Host::Bytes large(3U << 20U, 7);
+  Report(host.Call("echo", large) == large ? "3 MiB" : "other bytes");
+}
+
+TEST(Helper, FillsBuffersOfTheCaller) {
+  ExpectOnEveryJdk(
+      "callIntoBuffers",
+      {"5", "abcde", "The answer has 6 bytes, and the buffer has 5. The handler was executed.", "6",
+       "abcdef", "3 MiB"});
 }
 
 PROCESS_CASE(loadAfterHeartbeat) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <span>
@@ -15,6 +16,7 @@
 #include "ferrolink/Exchange.h"
 #include "ferrolink/Host.h"
 #include "ferrolink/Library.h"
+#include "ferrolink/detail/ThreadBuffer.h"
 #include "ferrolink/protocol/Bytes.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/ITransmitter.h"
@@ -54,12 +56,36 @@ class Caller {
   /// Calls the handler of that name (at most 255 bytes of UTF-8) in the other runtime and returns
   /// its answer.
   Bytes Call(Runtime target, std::string_view handler, ByteView payload) const {
-    Bytes command = Host::CallCommand(target, handler, payload);
-    return Host::Exchange(*m_transmitter, command, NameOf(target));
+    Host::detail::ThreadBuffer buffer;
+    const ByteView answer = CallIn(buffer, target, handler, payload);
+    return {answer.begin(), answer.end()};
   }
   /// The same with a text for a payload.
   Bytes Call(Runtime target, std::string_view handler, std::string_view payload) const {
     return Call(target, handler, Host::AsBytes(payload));
+  }
+
+  /// The same into a buffer of the caller's, so that nothing is allocated. Returns the size of the
+  /// answer:
+  ///
+  ///     std::array<std::uint8_t, 32> digest;
+  ///     caller.CallInto(Ferrolink::Cpp::Runtime::Jvm, "digest", request, digest);
+  ///
+  /// The buffer is written only if the whole answer fits; bytes behind the answer stay as they are.
+  /// It may overlap the payload. Errors: also Host::AnswerTooLong, which has the whole answer.
+  std::size_t CallInto(Runtime target, std::string_view handler, ByteView payload,
+                       std::span<std::uint8_t> answer) const {
+    Host::detail::ThreadBuffer buffer;
+    return Host::detail::CopyAnswer(CallIn(buffer, target, handler, payload), answer);
+  }
+  /// The same into a vector, which gets the size of the answer and reuses its memory. Errors leave
+  /// it unchanged.
+  std::size_t CallInto(Runtime target, std::string_view handler, ByteView payload,
+                       Bytes& answer) const {
+    Host::detail::ThreadBuffer buffer;
+    const ByteView body = CallIn(buffer, target, handler, payload);
+    answer.assign(body.begin(), body.end());
+    return answer.size();
   }
 
   /// The same with a deadline: throws DeadlineError if the time is over before the answer comes.
@@ -120,6 +146,13 @@ class Caller {
   }
 
   [[nodiscard]] Transmitter* Role() const { return m_transmitter; }
+
+  ByteView CallIn(Host::detail::ThreadBuffer& buffer, Runtime target, std::string_view handler,
+                  ByteView payload) const {
+    const std::size_t size = Host::detail::WriteCallIn(buffer, target, handler, payload);
+    return Host::detail::ExchangeIn(buffer, *m_transmitter, buffer.Room(size), size,
+                                    NameOf(target));
+  }
 
   // The thread that starts a runtime stays bound to it; a thread for one command must not.
   void StartOnThisThread(Runtime target) const {

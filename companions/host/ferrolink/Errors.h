@@ -1,10 +1,13 @@
 #ifndef FERROLINK_HOST_ERRORS_H
 #define FERROLINK_HOST_ERRORS_H
 
+#include <cstddef>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
 #include "ferrolink/detail/NotExecuted.h"
+#include "ferrolink/protocol/Bytes.h"
 
 namespace Ferrolink::Host {
 
@@ -72,6 +75,28 @@ class DeadlineError : public Error {
  public:
   /// `mayHaveExecuted` is false if the command was not sent.
   DeadlineError(const std::string& text, bool mayHaveExecuted) : Error(text, mayHaveExecuted) {}
+};
+
+/// The answer does not fit into the caller's buffer, in which nothing was written. The handler was
+/// executed, and its answer is here:
+///
+///     } catch (const Ferrolink::Host::AnswerTooLong& error) {
+///       use(error.Answer());
+///     }
+class AnswerTooLong : public Error {
+ public:
+  /// `room` is the size of the caller's buffer. Copies the answer.
+  AnswerTooLong(Protocol::ByteView answer, std::size_t room)
+      : Error("The answer has " + std::to_string(answer.size()) + " bytes, and the buffer has " +
+                  std::to_string(room) + ". The handler was executed.",
+              true),
+        m_answer(std::make_shared<const Protocol::Bytes>(answer.begin(), answer.end())) {}
+
+  /// The whole answer. Copies of this error share it.
+  [[nodiscard]] const Protocol::Bytes& Answer() const noexcept { return *m_answer; }
+
+ private:
+  std::shared_ptr<const Protocol::Bytes> m_answer;
 };
 
 }  // namespace Ferrolink::Host

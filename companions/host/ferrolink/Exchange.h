@@ -1,10 +1,12 @@
 #ifndef FERROLINK_HOST_EXCHANGE_H
 #define FERROLINK_HOST_EXCHANGE_H
 
+#include <algorithm>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <span>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -15,6 +17,7 @@
 #include "ferrolink/Deadline.h"
 #include "ferrolink/Errors.h"
 #include "ferrolink/detail/NotExecuted.h"
+#include "ferrolink/detail/ThreadBuffer.h"
 #include "ferrolink/detail/TimedExchange.h"
 #include "ferrolink/protocol/Bytes.h"
 #include "ferrolink/protocol/CommandParts.h"
@@ -62,6 +65,55 @@ auto CallLibrary(bool executed, Action action) {
   }
 }
 
+/// Sends one command through a role and reads its reply into the buffer, which may hold the
+/// command. Returns the reply's body, a view of the buffer. Errors: those of Exchange.
+template <class Role>
+ByteView ExchangeIn(ThreadBuffer& buffer, Role& role, std::uint8_t* command, std::size_t size,
+                    std::string_view who) {
+  namespace Header = Protocol::Header;
+  if (size > INT_MAX) {
+    throw ProtocolError("The command is longer than 2 GiB.", false);
+  }
+  const std::uint8_t target = command[Header::kTargetRuntime];
+  const int length =
+      CallLibrary(false, [&] { return role.SendCommand(command, static_cast<int>(size)); });
+  if (length < Header::kSize) {
+    throw ProtocolError(std::string(who) + " answered with " + std::to_string(length) +
+                        " bytes, which is no reply.");
+  }
+  std::uint8_t* const reply = buffer.Room(static_cast<std::size_t>(length));
+  // In-process channels route a read by the first byte of the buffer.
+  reply[Header::kTargetRuntime] = target;
+  CallLibrary(true, [&] { return role.ReadResponse(reply, length); });
+  const ByteView whole(reply, static_cast<std::size_t>(length));
+  if (Protocol::IsExceptionReport(whole)) {
+    throw RemoteError(ToText(Protocol::BodyOf(whole)));
+  }
+  return Protocol::BodyOf(whole);
+}
+
+/// Writes a call of a handler in this process to the start of the buffer. Returns its size. Errors:
+/// ProtocolError for a name over 255 bytes.
+inline std::size_t WriteCallIn(ThreadBuffer& buffer, Runtime target, std::string_view handler,
+                               ByteView payload) {
+  try {
+    const std::size_t size = Protocol::CallSize(handler, payload);
+    Protocol::WriteCall(buffer.Room(size), {.target = target}, handler, payload);
+    return size;
+  } catch (const std::length_error& error) {
+    throw ProtocolError(error.what(), false);
+  }
+}
+
+/// Copies an answer to a buffer of the caller's. Returns its size. Errors: AnswerTooLong.
+inline std::size_t CopyAnswer(ByteView answer, std::span<std::uint8_t> to) {
+  if (answer.size() > to.size()) {
+    throw AnswerTooLong(answer, to.size());
+  }
+  std::copy(answer.begin(), answer.end(), to.begin());
+  return answer.size();
+}
+
 }  // namespace detail
 
 /// A call of a handler in this process, sent by C++:
@@ -85,27 +137,10 @@ inline Bytes CallCommand(Runtime target, std::string_view handler, ByteView payl
 /// gave up; ProtocolError for bytes that are no reply, and for a command over 2 GiB, which is not
 /// sent.
 template <class Role>
-Bytes Exchange(Role& role, Bytes& command, const std::string& who) {
-  namespace Header = Protocol::Header;
-  if (command.size() > INT_MAX) {
-    throw ProtocolError("The command is longer than 2 GiB.", false);
-  }
-  const int length = detail::CallLibrary(
-      false, [&] { return role.SendCommand(command.data(), static_cast<int>(command.size())); });
-  if (length < Header::kSize) {
-    throw ProtocolError(who + " answered with " + std::to_string(length) +
-                        " bytes, which is no reply.");
-  }
-  Bytes reply(static_cast<std::size_t>(length));
-  // In-process channels route a read by the first byte of the buffer.
-  reply[Header::kTargetRuntime] = command[Header::kTargetRuntime];
-  detail::CallLibrary(true, [&] { return role.ReadResponse(reply.data(), length); });
-  const bool failed = Protocol::IsExceptionReport(reply);
-  reply.erase(reply.begin(), reply.begin() + Header::kSize);
-  if (failed) {
-    throw RemoteError(ToText(reply));
-  }
-  return reply;
+Bytes Exchange(Role& role, Bytes& command, std::string_view who) {
+  detail::ThreadBuffer buffer;
+  const ByteView body = detail::ExchangeIn(buffer, role, command.data(), command.size(), who);
+  return {body.begin(), body.end()};
 }
 
 /// Asks a runtime for a sign of life, and so starts it:
@@ -114,11 +149,12 @@ Bytes Exchange(Role& role, Bytes& command, const std::string& who) {
 ///
 /// Errors: those of Exchange; ProtocolError if the answer has another body.
 template <class Role>
-void ExchangeHeartbeat(Role& role, Runtime target, const std::string& who) {
+void ExchangeHeartbeat(Role& role, Runtime target, std::string_view who) {
   const Bytes body = {'1', '2'};
   Bytes command = Protocol::HeartBeatCommand({.target = target}, body);
   if (Exchange(role, command, who) != body) {
-    throw ProtocolError(who + " answered a heartbeat with other bytes than it carried.");
+    throw ProtocolError(std::string(who) +
+                        " answered a heartbeat with other bytes than it carried.");
   }
 }
 
@@ -129,8 +165,7 @@ void ExchangeHeartbeat(Role& role, Runtime target, const std::string& who) {
 ///
 /// Errors: those of Exchange.
 template <class Role>
-void ExchangeLoadLibrary(Role& role, Runtime target, std::string_view path,
-                         const std::string& who) {
+void ExchangeLoadLibrary(Role& role, Runtime target, std::string_view path, std::string_view who) {
   Bytes command = Protocol::LoadLibraryCommand({.target = target}, path);
   Exchange(role, command, who);
 }

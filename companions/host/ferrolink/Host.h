@@ -2,6 +2,7 @@
 #define FERROLINK_HOST_HOST_H
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -18,6 +19,7 @@
 #include "ferrolink/Library.h"
 #include "ferrolink/ThreadAttachment.h"
 #include "ferrolink/detail/JvmLibrary.h"
+#include "ferrolink/detail/ThreadBuffer.h"
 #include "ferrolink/protocol/Bytes.h"
 #include "native/interfaces/IReceiver.h"
 #include "native/interfaces/Runtime.h"
@@ -77,13 +79,34 @@ class Host {
 
   /// Calls the handler of that name (at most 255 bytes of UTF-8) and returns its answer.
   Bytes Call(std::string_view handler, ByteView payload) {
-    Bytes command = CallCommand(kJvm, handler, payload);
-    Start();
-    return Exchange(*m_receiver, command, kWho);
+    detail::ThreadBuffer buffer;
+    const ByteView answer = CallIn(buffer, handler, payload);
+    return {answer.begin(), answer.end()};
   }
   /// The same with a text for a payload.
   Bytes Call(std::string_view handler, std::string_view payload) {
     return Call(handler, AsBytes(payload));
+  }
+
+  /// The same into a buffer of the caller's, so that nothing is allocated. Returns the size of the
+  /// answer:
+  ///
+  ///     std::array<std::uint8_t, 32> digest;
+  ///     host.CallInto("digest", request, digest);
+  ///
+  /// The buffer is written only if the whole answer fits; bytes behind the answer stay as they are.
+  /// It may overlap the payload. Errors: also AnswerTooLong, which has the whole answer.
+  std::size_t CallInto(std::string_view handler, ByteView payload, std::span<std::uint8_t> answer) {
+    detail::ThreadBuffer buffer;
+    return detail::CopyAnswer(CallIn(buffer, handler, payload), answer);
+  }
+  /// The same into a vector, which gets the size of the answer and reuses its memory. Errors leave
+  /// it unchanged.
+  std::size_t CallInto(std::string_view handler, ByteView payload, Bytes& answer) {
+    detail::ThreadBuffer buffer;
+    const ByteView body = CallIn(buffer, handler, payload);
+    answer.assign(body.begin(), body.end());
+    return answer.size();
   }
 
   /// The same with a deadline: throws DeadlineError if the time is over before the answer comes.
@@ -145,6 +168,12 @@ class Host {
   static constexpr auto kThisRuntime = static_cast<std::uint8_t>(Native::Definitions::Runtime::Cpp);
   static constexpr auto kJvm = Native::Definitions::Runtime::Jvm;
   static constexpr const char* kWho = "Java";
+
+  ByteView CallIn(detail::ThreadBuffer& buffer, std::string_view handler, ByteView payload) {
+    const std::size_t size = detail::WriteCallIn(buffer, kJvm, handler, payload);
+    Start();
+    return detail::ExchangeIn(buffer, *m_receiver, buffer.Room(size), size, kWho);
+  }
 
   // The native side knows the class path of a JVM that it will start. A running JVM, whoever
   // started it, is told by command; it skips known archives.

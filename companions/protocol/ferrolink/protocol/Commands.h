@@ -1,6 +1,7 @@
 #ifndef FERROLINK_PROTOCOL_COMMANDS_H
 #define FERROLINK_PROTOCOL_COMMANDS_H
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -35,6 +36,23 @@ struct Route {
   std::uint16_t port = 0;                    ///< of a network channel, else 0
 };
 
+/// Writes a header of Header::kSize bytes, for commands that are built in place:
+///
+///     std::array<std::uint8_t, Header::kSize> command;
+///     WriteHeader(command.data(), {.target = Runtime::Jvm}, Header::kTypeHeartBeat);
+inline void WriteHeader(std::uint8_t* command, const Route& route, std::uint8_t type) {
+  command[Header::kTargetRuntime] = static_cast<std::uint8_t>(route.target);
+  command[Header::kLaunchArgument] = 0;
+  command[Header::kChannelType] = route.channel;
+  for (std::size_t octet = 0; octet < route.address.size(); ++octet) {
+    command[Header::kAddress + octet] = route.address[octet];
+  }
+  command[Header::kPort] = static_cast<std::uint8_t>(route.port & 0xFFU);
+  command[Header::kPort + 1] = static_cast<std::uint8_t>(route.port >> 8U);
+  command[Header::kCallingRuntime] = static_cast<std::uint8_t>(route.caller);
+  command[Header::kCommandType] = type;
+}
+
 /// A command without its body. Reserves room for the body, which the caller appends:
 ///
 ///     Bytes command = EmptyCommand({.target = Runtime::Cpp}, Header::kTypeHeartBeat, 1);
@@ -44,15 +62,7 @@ struct Route {
   Bytes command;
   command.reserve(Header::kSize + bodySize);
   command.resize(Header::kSize);
-  command[Header::kTargetRuntime] = static_cast<std::uint8_t>(route.target);
-  command[Header::kChannelType] = route.channel;
-  for (std::size_t octet = 0; octet < route.address.size(); ++octet) {
-    command[Header::kAddress + octet] = route.address[octet];
-  }
-  command[Header::kPort] = static_cast<std::uint8_t>(route.port & 0xFFU);
-  command[Header::kPort + 1] = static_cast<std::uint8_t>(route.port >> 8U);
-  command[Header::kCallingRuntime] = static_cast<std::uint8_t>(route.caller);
-  command[Header::kCommandType] = type;
+  WriteHeader(command.data(), route, type);
   return command;
 }
 
@@ -92,6 +102,26 @@ inline void RequireName(std::string_view handler) {
       EmptyCommand(route, Header::kTypeCallHandler, 1 + handler.size() + payload.size());
   detail::AppendCall(command, handler, payload);
   return command;
+}
+
+/// The number of bytes in a call without a time limit, for WriteCall. Errors: std::length_error for
+/// a name over 255 bytes.
+[[nodiscard]] inline std::size_t CallSize(std::string_view handler, ByteView payload) {
+  detail::RequireName(handler);
+  return Header::kNameLength + 1 + handler.size() + payload.size();
+}
+
+/// The same as CallCommand, written to a buffer of CallSize bytes:
+///
+///     std::vector<std::uint8_t> command(CallSize("echo", payload));
+///     WriteCall(command.data(), {.target = Runtime::Jvm}, "echo", payload);
+inline void WriteCall(std::uint8_t* command, const Route& route, std::string_view handler,
+                      ByteView payload) {
+  WriteHeader(command, route, Header::kTypeCallHandler);
+  command[Header::kNameLength] = static_cast<std::uint8_t>(handler.size());
+  std::uint8_t* const name = command + Header::kNameLength + 1;
+  std::copy(handler.begin(), handler.end(), name);
+  std::copy(payload.begin(), payload.end(), name + handler.size());
 }
 
 /// A call with a time limit, which network clients and servers observe; runtimes ignore it:
