@@ -14,10 +14,12 @@
 #include <utility>
 
 #include "companions/tcp/client/ClientLibrary.h"
+#include "native/interfaces/CommandHeader.h"
 #include "native/interfaces/ITransport.h"
 #include "tests/fuzz/ScriptedConnection.h"
 
 using namespace Ferrolink::Fuzz;
+namespace CommandHeader = Ferrolink::Native::Definitions::CommandHeader;
 namespace Tcp = Ferrolink::Companions::Tcp;
 
 namespace {
@@ -71,8 +73,8 @@ std::unique_ptr<Tcp::Connection> SecureConnection(Tcp::PatientSocket socket,
 }  // namespace
 
 const Tcp::Client::LibraryKind Tcp::Client::kLibraryKind{
-    Ferrolink::Protocol::Header::kChannelTcp, Ferrolink::Protocol::Header::kChannelTls,
-    "libFerrolinkTcpTlsClient.so", SecureConnection};
+    CommandHeader::kChannelTcp, CommandHeader::kChannelTls, "libFerrolinkTcpTlsClient.so",
+    SecureConnection};
 
 namespace {
 
