@@ -10,6 +10,8 @@ _RATIOS = {
     "attach and detach": (1.02, 1.02, 1.02, 1.02),
     "Java to C++": (1.1, 1.06, 1.02, 1.02),
 }
+# The aimed ratio of the interfaces that programs use to JNI by hand with the same bytes, at every size.
+_INTERFACES = {"C++ to Java, Host::Call": 1.3, "Java to C++, Ferrolink.call": 1.8}
 INSTRUCTIONS = 950
 WAKE_CALLS = 50  # per 1,000 commands
 LOAD_MILLISECONDS = 0.3
@@ -26,6 +28,8 @@ def at_most(row):
         return None
     if row.unit.startswith("start-up"):
         return START_UP
+    if row.unit in _INTERFACES:
+        return _INTERFACES[row.unit]
     if row.unit in _RATIOS and row.baseline == "same-sequence":
         return _RATIOS[row.unit][SIZES.index(row.size)]
     return None

@@ -12,6 +12,8 @@ _TITLES = {
     "2 threads": "C++ to Java, two attached threads at once, each on its own processor",
     "8 threads": "C++ to Java, 8 attached threads at once",
     "64 threads": "C++ to Java, 64 attached threads at once",
+    "C++ to Java, Host::Call": "C++ to Java, `Host::Call` and JNI by hand, CPU time of the thread",
+    "Java to C++, Ferrolink.call": "Java to C++, `Ferrolink.call` and JNI by hand, CPU time of the thread",
     "Java to C++": "Java to C++ in process: `sendCommand` and `readResponse`",
     "Java to C++ to Java": "Java to C++ to Java: round trip through the callback",
     "C++ to Java, peers": "C++ to Java, against other ways across (the peers' own languages)",

@@ -24,6 +24,19 @@ def call_java(build, effort, java_home):
                              "--units", "crowd", "--threads", "8,64", "--sizes", "64")
 
 
+def host_call(build, effort, java_home):
+    """C++ to Java through the interface that programs use."""
+    with tempfile.TemporaryDirectory() as directory:
+        rounds = os.path.join(directory, "rounds")
+        environment = settings.environment(java_home)
+        environment["JAVA_TOOL_OPTIONS"] = " ".join(settings.HEAP)
+        _run([build.file("ferrolink-bench-host-call"), "--home", build.root,
+              "--classes", build.file("FerrolinkBenchEcho.jar"), "--rounds", str(effort.rounds),
+              "--warm-up", str(effort.warm_up), "--batch", str(effort.batch), "--json", rounds],
+             environment, "Host::Call")
+        return results.read_rounds(rounds, "by hand")
+
+
 def _call_java(build, effort, java_home, home, rounds_count, *arguments):
     with tempfile.TemporaryDirectory() as directory:
         rounds = os.path.join(directory, "rounds")
@@ -64,8 +77,9 @@ def _call_cpp(build, effort, java_home, arguments, baseline, jars=()):
 
 
 def call_cpp(build, effort, java_home):
-    """Java to C++, and Java to C++ to Java."""
-    return _call_cpp(build, effort, java_home, ["--units", "call,round-trip"], "same-sequence")
+    """Java to C++, Java to C++ to Java, and Java to C++ through the interface that programs use."""
+    rows = _call_cpp(build, effort, java_home, ["--units", "call,round-trip"], "same-sequence")
+    return rows + _call_cpp(build, effort, java_home, ["--units", "ferrolink-call"], "by hand")
 
 
 def foreign_function_peers(build, effort, java_home, leave_out):

@@ -37,6 +37,7 @@ class Run:
         common = self.build, self.effort
         if group == "call-java":
             self.rows += inprocess.call_java(*common, self.java_home)
+            self.rows += inprocess.host_call(*common, self.java_home)
         elif group == "call-cpp":
             self.rows += inprocess.call_cpp(*common, self.java_home)
         elif group == "peers":

@@ -5,11 +5,13 @@ import com.ferrolink.RuntimeId;
 import com.ferrolink.core.transmitter.TransmitterWrapper;
 import java.io.ByteArrayOutputStream;
 import java.io.PrintStream;
+import java.lang.management.ManagementFactory;
 import java.lang.reflect.Constructor;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.function.Function;
+import java.util.function.LongSupplier;
 
 /** Java calls C++ in the same process: through the library, by hand, and through other bridges. */
 public final class CallCpp {
@@ -41,6 +43,11 @@ public final class CallCpp {
             case "round-trip":
                 measure("Java to C++ to Java", roundTrips());
                 break;
+            case "ferrolink-call":
+                // CPU time: the collector works more for some than for others.
+                measure("Java to C++, Ferrolink.call", publicCalls(),
+                        ManagementFactory.getThreadMXBean()::getCurrentThreadCpuTime);
+                break;
             case "peers":
                 measure("Java to C++, peers", peers());
                 break;
@@ -50,23 +57,40 @@ public final class CallCpp {
     }
 
     private void measure(String title, List<Contender> contenders) throws Throwable {
+        measure(title, contenders, System::nanoTime);
+    }
+
+    private void measure(String title, List<Contender> contenders, LongSupplier clock) throws Throwable {
         for (int size : options.sizes) {
-            Rounds rounds = Rounds.measure(title, size, contenders, options);
+            Rounds rounds = Rounds.measure(title, size, contenders, options, clock);
             rounds.printTable();
             rounds.write(json);
         }
     }
 
-    private static List<Contender> calls() {
+    private static Ferrolink cppWithEcho() {
         // The first command fixes which runtime drives the process.
         Ferrolink cpp = Ferrolink.inMemory(RuntimeId.CPP);
         cpp.loadLibrary(System.getProperty("bench.plugIn"));
+        return cpp;
+    }
+
+    private static List<Contender> calls() {
+        Ferrolink cpp = cppWithEcho();
         return Arrays.asList(
                 new Natives.SameSequence(Commands.ANSWER_ITSELF),
-                new Natives.OneCall(),
+                new Natives.OneCall("one JNI call, new array"),
                 new Natives.Ours(Commands.ANSWER_ITSELF),
                 new Natives.CppMember(),
-                new Natives.PublicInterface(cpp));
+                new Natives.PublicInterface("ours, Ferrolink.call", cpp));
+    }
+
+    private static List<Contender> publicCalls() {
+        Ferrolink cpp = cppWithEcho();
+        return Arrays.asList(
+                new Natives.OneCall("by hand"),
+                new Natives.PublicInterface("ours", cpp),
+                new Natives.PublicBuffers("ours, into a buffer", cpp));
     }
 
     private static List<Contender> roundTrips() {

@@ -2,6 +2,7 @@ package com.ferrolink.bench;
 
 import com.ferrolink.Ferrolink;
 import com.ferrolink.core.transmitter.TransmitterWrapper;
+import java.nio.ByteBuffer;
 import java.util.Arrays;
 
 /** The contenders that use the library, and those written by hand. */
@@ -64,8 +65,8 @@ final class Natives {
     }
 
     static final class OneCall extends Exchanging {
-        OneCall() {
-            super("one JNI call, new array", Commands.ANSWER_ITSELF);
+        OneCall(String name) {
+            super(name, Commands.ANSWER_ITSELF);
         }
 
         @Override
@@ -113,8 +114,8 @@ final class Natives {
         private byte[] payload;
         private byte[] answer;
 
-        PublicInterface(Ferrolink cpp) {
-            super("ours, Ferrolink.call");
+        PublicInterface(String name, Ferrolink cpp) {
+            super(name);
             this.cpp = cpp;
         }
 
@@ -134,6 +135,38 @@ final class Natives {
         @Override
         boolean answeredRight() {
             return Arrays.equals(payload, answer);
+        }
+    }
+
+    /** The same with buffers of the caller's. */
+    static final class PublicBuffers extends Contender {
+        private final Ferrolink cpp;
+        private ByteBuffer payload;
+        private ByteBuffer answer;
+
+        PublicBuffers(String name, Ferrolink cpp) {
+            super(name);
+            this.cpp = cpp;
+        }
+
+        @Override
+        void prepare(int size) {
+            payload = ByteBuffer.allocate(Commands.payloadOf(size));
+            Arrays.fill(payload.array(), (byte) 7);
+            answer = ByteBuffer.allocate(Commands.payloadOf(size));
+        }
+
+        @Override
+        void run(long calls) {
+            for (long i = 0; i < calls; i++) {
+                answer.clear();
+                cpp.call("echo", payload, answer);
+            }
+        }
+
+        @Override
+        boolean answeredRight() {
+            return Arrays.equals(payload.array(), answer.array());
         }
     }
 }

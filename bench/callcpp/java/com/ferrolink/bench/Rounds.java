@@ -7,6 +7,7 @@ import java.util.Collections;
 import java.util.List;
 import java.util.Locale;
 import java.util.Random;
+import java.util.function.LongSupplier;
 
 /** Compares contenders; bench/harness/Rounds.h explains the method. */
 final class Rounds {
@@ -18,24 +19,26 @@ final class Rounds {
     private final String unit;
     private final int size;
     private final List<Contender> contenders;
+    private final LongSupplier clock;
     private final double[][] nanoseconds;
 
-    private Rounds(String unit, int size, List<Contender> contenders, int rounds) {
+    private Rounds(String unit, int size, List<Contender> contenders, int rounds, LongSupplier clock) {
         this.unit = unit;
         this.size = size;
         this.contenders = contenders;
+        this.clock = clock;
         this.nanoseconds = new double[contenders.size()][rounds];
     }
 
-    /** The first contender is the baseline of the ratios. */
-    static Rounds measure(String unit, int size, List<Contender> contenders, Options options)
-            throws Throwable {
-        Rounds result = new Rounds(unit, size, contenders, options.rounds);
+    /** The first contender is the baseline of the ratios. The clock has nanoseconds. */
+    static Rounds measure(String unit, int size, List<Contender> contenders, Options options,
+            LongSupplier clock) throws Throwable {
+        Rounds result = new Rounds(unit, size, contenders, options.rounds, clock);
         long[] calls = new long[contenders.size()];
         List<Integer> order = new ArrayList<>();
         for (Contender contender : contenders) {
             contender.prepare(size);
-            double perCall = warmUp(contender, options.warmUpMilliseconds);
+            double perCall = result.warmUp(contender, options.warmUpMilliseconds);
             if (!contender.answeredRight()) {
                 throw new IllegalStateException(contender.name + " answers something else");
             }
@@ -49,13 +52,13 @@ final class Rounds {
             for (int which : order) {
                 Contender contender = contenders.get(which);
                 contender.run(1 + calls[which] / 10);
-                result.nanoseconds[which][round] = time(contender, calls[which]) / calls[which];
+                result.nanoseconds[which][round] = result.time(contender, calls[which]) / calls[which];
             }
         }
         return result;
     }
 
-    private static double warmUp(Contender contender, double milliseconds) throws Throwable {
+    private double warmUp(Contender contender, double milliseconds) throws Throwable {
         double spent = 0;
         double perCall = 0;
         for (long calls = 1; spent < milliseconds * MILLISECOND;) {
@@ -69,10 +72,10 @@ final class Rounds {
         return perCall;
     }
 
-    private static double time(Contender contender, long calls) throws Throwable {
-        long begin = System.nanoTime();
+    private double time(Contender contender, long calls) throws Throwable {
+        long begin = clock.getAsLong();
         contender.run(calls);
-        return System.nanoTime() - begin;
+        return clock.getAsLong() - begin;
     }
 
     void printTable() {
