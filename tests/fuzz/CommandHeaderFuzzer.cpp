@@ -197,14 +197,16 @@ void RunCppMember(Input& input) {
   ExpectReply(command, reply);
 }
 
-/// A role that answers with bytes of the input.
+/// A role that answers with bytes of the input, and with zeros if it announced more.
 struct ScriptedRole {
   int length;
   Bytes answer;
 
   int SendCommand(const std::uint8_t* /*command*/, int /*size*/) const { return length; }
   int ReadResponse(std::uint8_t* buffer, int size) const {
-    std::copy_n(answer.begin(), std::min(answer.size(), static_cast<std::size_t>(size)), buffer);
+    const auto room = static_cast<std::size_t>(size);
+    std::fill_n(buffer, room, std::uint8_t{0});
+    std::copy_n(answer.begin(), std::min(answer.size(), room), buffer);
     return 0;
   }
 };

@@ -57,7 +57,7 @@ void ExpectJavaCalls(const std::string& kind, const ServerProcess& server) {
 // The command with the header of a network target.
 std::string OverTcp(std::string command, std::uint16_t port) {
   const std::string header =
-      Protocol::ToText(Protocol::EmptyCommand({.target = Protocol::Runtime::Cpp,
+      Protocol::ToText(Protocol::EmptyCommand({.target = static_cast<Protocol::Runtime>(command[0]),
                                                .caller = Protocol::Runtime::Jvm,
                                                .channel = Protocol::Header::kChannelTcp,
                                                .address = {127, 0, 0, 1},

@@ -6,11 +6,22 @@ package com.ferrolink;
  */
 final class CallbackSlot {
 
+    // Guarded by the class.
+    private static CallbackSlot ofProcess;
+
     private final NativeCalls calls;
     private CommandRegistration current;
 
     CallbackSlot(NativeCalls calls) {
         this.calls = calls;
+    }
+
+    /** The slot of the process. The first registration creates it. */
+    static synchronized CallbackSlot ofProcess(NativeCalls calls) {
+        if (ofProcess == null) {
+            ofProcess = new CallbackSlot(calls);
+        }
+        return ofProcess;
     }
 
     /** Replaces the listener. Null unregisters it and returns an inactive registration. */

@@ -265,7 +265,7 @@ public final class Ferrolink implements AutoCloseable {
 
     /** Functions of this process use objects by commands of their own. */
     private void serveObjects() {
-        ProcessSlot.of(calls).setIfEmpty(Receiver::sendCommand);
+        CallbackSlot.ofProcess(calls).setIfEmpty(Receiver::sendCommand);
     }
 
     /**
@@ -323,7 +323,7 @@ public final class Ferrolink implements AutoCloseable {
      */
     public static CommandRegistration onCommand(CommandListener listener) {
         NativeCalls loaded = JniCalls.load();
-        return ProcessSlot.of(loaded).set(listener);
+        return CallbackSlot.ofProcess(loaded).set(listener);
     }
 
     /**
@@ -394,18 +394,6 @@ public final class Ferrolink implements AutoCloseable {
         if (type != CommandHeader.TYPE_ANSWER) {
             throw new FerrolinkException(target + " answered with type " + type
                     + ", which is neither an answer (0) nor an exception report (10).", null, true);
-        }
-    }
-
-    /** Created by the first registration. */
-    private static final class ProcessSlot {
-        private static CallbackSlot slot;
-
-        static synchronized CallbackSlot of(NativeCalls calls) {
-            if (slot == null) {
-                slot = new CallbackSlot(calls);
-            }
-            return slot;
         }
     }
 }
