@@ -140,11 +140,11 @@ TEST(Helper, OpensAnInstallationThroughLinks) {
 PROCESS_CASE(callIntoBuffers) {
   Host host({CaseNativeDirectory(), ""});
   std::array<std::uint8_t, 5> room{};
-  Report(host.CallInto("echo", Ferrolink::Host::AsBytes("abcde"), room));
+  Report(static_cast<long>(host.CallInto("echo", Ferrolink::Host::AsBytes("abcde"), room)));
   Report(ToText(room));
   Report(ThrownBy([&] { host.CallInto("echo", Ferrolink::Host::AsBytes("abcdef"), room); }));
   Ferrolink::Host::Bytes answer;
-  Report(host.CallInto("echo", Ferrolink::Host::AsBytes("abcdef"), answer));
+  Report(static_cast<long>(host.CallInto("echo", Ferrolink::Host::AsBytes("abcdef"), answer)));
   Report(ToText(answer));
   const Ferrolink::Host::Bytes large(3U << 20U, 7);
   Report(host.Call("echo", large) == large ? "3 MiB" : "other bytes");

@@ -178,7 +178,7 @@ PROCESS_CASE(callInto) {
   Report(ToText(room));
   Report(ThrownBy([&] { caller.CallInto(Runtime::Cpp, "fail", Host::AsBytes("no"), room); }));
   // The payload lies in the buffer of the answer.
-  Report(caller.CallInto(Runtime::Cpp, "twice", Span(room).subspan(1, 2), room));
+  Report(static_cast<long>(caller.CallInto(Runtime::Cpp, "twice", Span(room).subspan(1, 2), room)));
   Report(ToText(room));
 }
 
@@ -193,12 +193,12 @@ PROCESS_CASE(callIntoVector) {
   RegisterHandlers();
   const Caller caller = OpenCaller();
   Bytes answer = ToBytes("payload");
-  Report(caller.CallInto(Runtime::Cpp, "twice", answer, answer));
+  Report(static_cast<long>(caller.CallInto(Runtime::Cpp, "twice", answer, answer)));
   Report(ToText(answer));
   Report(ThrownBy([&] { caller.CallInto(Runtime::Cpp, "fail", answer, answer); }));
   Report(ToText(answer));
   const auto* memory = answer.data();
-  Report(caller.CallInto(Runtime::Cpp, "twice", ToBytes("p"), answer));
+  Report(static_cast<long>(caller.CallInto(Runtime::Cpp, "twice", ToBytes("p"), answer)));
   Report(ToText(answer) + (answer.data() == memory ? " in the same memory" : " elsewhere"));
 }
 
