@@ -55,8 +55,13 @@ struct Fixture {
   FakeBroker broker;
 };
 
+// Brokers outlive their tests: the keepers of their sessions go on.
+Fixture& NewFixture() {
+  return *new Fixture;
+}
+
 TEST(ObjectsCodec, AnArgumentTravelsWithTheTagOfItsJavaType) {
-  Fixture f;
+  Fixture& f = NewFixture();
   EXPECT_EQ(f.Written(nullptr), Value(0));
   EXPECT_EQ(f.Written(false), Value(1));
   EXPECT_EQ(f.Written(true), Value(2));
@@ -71,7 +76,7 @@ TEST(ObjectsCodec, AnArgumentTravelsWithTheTagOfItsJavaType) {
 }
 
 TEST(ObjectsCodec, ATextTravelsWithItsLengthWhateverHoldsIt) {
-  Fixture f;
+  Fixture& f = NewFixture();
   const Bytes text = ByteList(U8(10)).Text("a\xC3\xA9");
   EXPECT_EQ(f.Written("a\xC3\xA9"), text);
   EXPECT_EQ(f.Written(std::string("a\xC3\xA9")), text);
@@ -85,14 +90,14 @@ TEST(ObjectsCodec, ATextTravelsWithItsLengthWhateverHoldsIt) {
 }
 
 TEST(ObjectsCodec, AnOptionalTravelsAsItsValueOrAsNull) {
-  Fixture f;
+  Fixture& f = NewFixture();
   EXPECT_EQ(f.Written(std::optional<int>(1)), Value(6, std::int32_t{1}));
   EXPECT_EQ(f.Written(std::optional<int>()), Value(0));
   EXPECT_EQ(f.Written(std::optional<std::string>("x")), ByteList(U8(10)).Text("x").Get());
 }
 
 TEST(ObjectsCodec, PrimitivesInAVectorOrSpanTravelAsTheyLieInMemory) {
-  Fixture f;
+  Fixture& f = NewFixture();
   const std::vector<std::int16_t> shorts{1, -1};
   const Bytes expected = Value(12, U8(4), std::uint32_t{2}, std::int16_t{1}, std::int16_t{-1});
   EXPECT_EQ(f.Written(shorts), expected);
@@ -103,7 +108,7 @@ TEST(ObjectsCodec, PrimitivesInAVectorOrSpanTravelAsTheyLieInMemory) {
 }
 
 TEST(ObjectsCodec, OtherArraysTravelWithTheirComponentType) {
-  Fixture f;
+  Fixture& f = NewFixture();
   EXPECT_EQ(f.Written(std::vector<std::string>{"x"}), ByteList(U8(13))
                                                           .Text("Ljava/lang/String;")
                                                           .Add(std::uint32_t{1})
@@ -125,7 +130,7 @@ TEST(ObjectsCodec, OtherArraysTravelWithTheirComponentType) {
 }
 
 TEST(ObjectsCodec, AnObjectTravelsAsItsHandleAndANullObjectAsNull) {
-  Fixture f;
+  Fixture& f = NewFixture();
   const Object object = f.Read<Object>(Value(11, std::uint64_t{0x500000002}, std::uint32_t{9}));
   f.answer = VoidReply();
   EXPECT_EQ(f.Written(object), Value(11, std::uint64_t{0x500000002}, std::uint32_t{0}));
@@ -133,7 +138,7 @@ TEST(ObjectsCodec, AnObjectTravelsAsItsHandleAndANullObjectAsNull) {
 }
 
 TEST(ObjectsCodec, AResultIsReadAsTheTypeThatIsAskedFor) {
-  Fixture f;
+  Fixture& f = NewFixture();
   EXPECT_TRUE(f.Read<bool>(Value(2)));
   EXPECT_EQ(f.Read<std::int8_t>(Value(3, std::int8_t{-7})), -7);
   EXPECT_EQ(f.Read<char16_t>(Value(5, char16_t{0x20AC})), u'\u20AC');
@@ -154,7 +159,7 @@ TEST(ObjectsCodec, AResultIsReadAsTheTypeThatIsAskedFor) {
 }
 
 TEST(ObjectsCodec, ANumberIsReadAsAnotherTypeIfItFits) {
-  Fixture f;
+  Fixture& f = NewFixture();
   EXPECT_EQ(f.Read<std::int8_t>(Value(7, std::int64_t{127})), 127);
   EXPECT_EQ(f.Read<std::int64_t>(Value(3, std::int8_t{-1})), -1);
   EXPECT_EQ(f.Read<int>(Value(5, char16_t{0xFFFF})), 0xFFFF);
@@ -176,7 +181,7 @@ std::string Misfit(Fixture& f, Bytes value) {
 }
 
 TEST(ObjectsCodec, AValueThatDoesNotFitIsAnErrorThatNamesBothTypes) {
-  Fixture f;
+  Fixture& f = NewFixture();
   EXPECT_EQ(Misfit<std::int8_t>(f, Value(6, std::int32_t{128})),
             "The int 128 does not fit a C++ byte.");
   EXPECT_EQ(Misfit<int>(f, Value(9, 1.0)), "A value of kind double does not fit a C++ int.");
@@ -206,7 +211,7 @@ std::string Malformed(Fixture& f, Bytes value) {
 }
 
 TEST(ObjectsCodec, LengthsAreComparedWithTheBytesThatAreLeft) {
-  Fixture f;
+  Fixture& f = NewFixture();
   const std::string suffix = ". Do both sides have the same version of Ferrolink?";
   EXPECT_EQ(
       Malformed<std::string>(f, Value(10, std::uint32_t{4}, U8(65))),
@@ -225,7 +230,7 @@ TEST(ObjectsCodec, LengthsAreComparedWithTheBytesThatAreLeft) {
 }
 
 TEST(ObjectsCodec, ArraysNestAtMost32Deep) {
-  Fixture f;
+  Fixture& f = NewFixture();
   ByteList value;
   for (int level = 0; level < 34; ++level) {
     value.Add(U8(13)).Text("[").Add(std::uint32_t{1});
