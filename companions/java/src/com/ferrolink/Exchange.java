@@ -72,6 +72,13 @@ final class Exchange implements Runnable {
         return length;
     }
 
+    /** The same for a virtual thread. */
+    static int runInPool(PlatformThreads threads, NativeCalls calls, byte[] command, CallBuffers buffers) {
+        Exchange exchange = new Exchange(calls, command, null);
+        threads.runInPool(exchange);
+        return buffers.adopt(exchange.response());
+    }
+
     private static FerrolinkException tooShort(int length) {
         return new FerrolinkException("The runtime answered with " + length + " bytes, less than the"
                 + " header of " + CommandHeader.SIZE + " bytes.", null, true);

@@ -147,7 +147,7 @@ public final class Ferrolink implements AutoCloseable {
 
     /**
      * Calls a handler of the target, and puts its answer into a buffer of the caller's. Allocates nothing
-     * as long as sizes repeat, on platform threads. The buffers may be direct ones.
+     * as long as sizes repeat, on platform threads. Throws what {@link #call(String, byte[])} throws, too.
      *
      * @param handler as for {@link #call(String, byte[])}
      * @param payload the bytes to send, from its position to its limit, not null. Not changed, its position
@@ -155,19 +155,12 @@ public final class Ferrolink implements AutoCloseable {
      * @param answer takes the answer at its position, which moves behind it. Not null and not read-only.
      *     After a failure it is as before. It may share its bytes with the payload.
      * @return the number of bytes in the answer
-     * @throws IllegalArgumentException as for {@link #call(String, byte[])}
      * @throws java.nio.ReadOnlyBufferException if {@code answer} is read-only; nothing is sent
-     * @throws IllegalStateException after {@link #close}
-     * @throws AnswerTooLongException if the answer is longer than what remains in the buffer. The
-     *     exception has the answer.
-     * @throws RemoteException if the handler failed, or there is none of that name
-     * @throws FerrolinkException if the command did not get through
-     * @throws OutOfMemoryError if the heap has no room for the command or the answer
+     * @throws AnswerTooLongException if what remains in the buffer is too short; it has the answer
      */
     public int call(String handler, ByteBuffer payload, ByteBuffer answer) {
         requireOpen();
         byte[] name = HandlerNames.encode(handler);
-        Objects.requireNonNull(payload, "payload");
         if (answer.isReadOnly()) {
             throw new ReadOnlyBufferException();
         }
@@ -373,14 +366,9 @@ public final class Ferrolink implements AutoCloseable {
 
     /** Returns the length of the answer with its header, which is in the buffers' response. */
     private int exchange(byte[] command, CallBuffers buffers) {
-        int length;
-        if (PlatformThreads.isVirtual(Thread.currentThread())) {
-            Exchange exchange = new Exchange(calls, command, null);
-            threads.run(exchange);
-            length = buffers.adopt(exchange.response());
-        } else {
-            length = Exchange.run(calls, command, buffers);
-        }
+        int length = PlatformThreads.isVirtual(Thread.currentThread())
+                ? Exchange.runInPool(threads, calls, command, buffers)
+                : Exchange.run(calls, command, buffers);
         requireAnswer(buffers.response(length), length);
         return length;
     }
