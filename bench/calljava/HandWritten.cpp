@@ -104,7 +104,7 @@ int Call(const JavaMethod& method, const std::uint8_t* message, int length, std:
 
 int CallWithSameSequence(const JavaMethod& method, const std::uint8_t* message, int length,
                          std::uint8_t* answer, std::vector<std::uint8_t>& waiting) {
-  return Call<makeCommand>(method, message, length, answer, waiting);
+  return Call<MakeCommand>(method, message, length, answer, waiting);
 }
 
 int CallWithOneLock(const JavaMethod& method, const std::uint8_t* message, int length,
