@@ -7,7 +7,6 @@
 
 #include "jvm/JvmLibGlobals.h"
 #include "jvm/LoadedJvm.h"
-#include "native/Console.h"
 
 namespace Ferrolink::Runtimes::Jvm::Native {
 
@@ -158,11 +157,8 @@ void JvmInstance::Destroy() {
   }
   JNIEnv* env = nullptr;
   const jint version = m_jniVersion != 0 ? m_jniVersion : JNI_VERSION_1_8;
-  if (vm->GetEnv(reinterpret_cast<void**>(&env), version) == JNI_EDETACHED && !Attach(vm, env)) {
-    Ferrolink::Native::Console::PrintError(
-        "JVM Launcher: The JVM refuses to attach the thread that ends it, and is left running. "
-        "End it on a thread that is attached\n");
-    return;
+  if (vm->GetEnv(reinterpret_cast<void**>(&env), version) == JNI_EDETACHED) {
+    Attach(vm, env);  // a refusal is DestroyJavaVM's to report: the JVM is told to end in any case
   }
   vm->DestroyJavaVM();
 }

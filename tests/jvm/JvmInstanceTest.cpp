@@ -215,19 +215,4 @@ TEST(JvmInstance, AStartingThreadThatTheJvmRefusesHasNoEnvironmentWhateverTheJvm
   ExpectReport("startingThreadIsRefused", {"1", "0", "0"});
 }
 
-PROCESS_CASE(destroyerIsRefused) {
-  InstanceFixture parts;
-  parts.Start();
-  RefuseThreads(parts.jvm);
-  OnNewThread([&] { parts.instance.Destroy(); });
-  Report(parts.jvm.CountCalls("DestroyJavaVM"));
-}
-
-TEST(JvmInstance, AJvmIsLeftRunningIfTheThreadThatEndsItIsRefused) {
-  const CaseResult result = ExpectReport("destroyerIsRefused", {"0"});
-  EXPECT_EQ(result.err,
-            "JVM Launcher: The JVM refuses to attach the thread that ends it, and is left running. "
-            "End it on a thread that is attached\n");
-}
-
 }  // namespace Ferrolink::Tests
