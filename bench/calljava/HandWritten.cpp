@@ -3,25 +3,29 @@
 #include <cstring>
 #include <mutex>
 #include <stdexcept>
+#include <string>
 
 #include "bench/harness/JavaHost.h"
 #include "native/BriefMutex.h"
 
 namespace Ferrolink::Bench {
 
-JavaMethod FindReceiver(JavaVM* vm) {
-  const Attached thread(vm);
-  JNIEnv* env = thread.Env();
+JavaMethod FindMethod(JNIEnv* env, const char* className, const char* name) {
   JavaMethod method;
-  method.vm = vm;
-  jclass local = env->FindClass("com/ferrolink/core/receiver/Receiver");
+  env->GetJavaVM(&method.vm);
+  jclass local = env->FindClass(className);
   if (local == nullptr) {
-    throw std::runtime_error("no receiver class");
+    throw std::runtime_error(std::string("no class ") + className);
   }
   method.receiver = static_cast<jclass>(env->NewGlobalRef(local));
   env->DeleteLocalRef(local);
-  method.sendCommand = env->GetStaticMethodID(method.receiver, "sendCommand", "([B)[B");
+  method.sendCommand = env->GetStaticMethodID(method.receiver, name, "([B)[B");
   return method;
+}
+
+JavaMethod FindReceiver(JavaVM* vm) {
+  const Attached thread(vm);
+  return FindMethod(thread.Env(), "com/ferrolink/core/receiver/Receiver", "sendCommand");
 }
 
 int CallWithFloor(JNIEnv* env, const JavaMethod& method, const std::uint8_t* message, int length,

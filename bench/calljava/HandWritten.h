@@ -14,7 +14,10 @@ struct JavaMethod {
   jclass receiver = nullptr;  ///< a global reference
   jmethodID sendCommand = nullptr;
 };
+/// The receiver's, for any thread.
 JavaMethod FindReceiver(JavaVM* vm);
+/// A static method that takes a byte[] and returns one.
+JavaMethod FindMethod(JNIEnv* env, const char* className, const char* name);
 
 /// The least that JNI can do: a new array per call, one copy in, one copy out. The caller holds an
 /// environment of the thread. Only exceptions of the method are checked. The answer is copied

@@ -3,13 +3,13 @@
 #include <ferrolink/Host.h>
 
 #include <cstdio>
-#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <future>
 #include <stdexcept>
 #include <string>
 
+#include "bench/calljava/HandWritten.h"
 #include "bench/harness/Arguments.h"
 #include "bench/harness/JavaHost.h"
 #include "bench/harness/Report.h"
@@ -23,23 +23,6 @@ constexpr const char* kUsage =
     "usage: ferrolink-bench-host-call --home DIR --classes JAR [--sizes 64,1024,65536,1048576]\n"
     "         [--rounds N] [--warm-up MILLISECONDS] [--batch MILLISECONDS] [--json FILE]";
 constexpr const char* kByHand = "by hand";
-
-/// A batch that repeats `call` and returns the CPU time of this thread.
-template <class Call>
-Batch RepeatOnCpu(Call call) {
-  return [call](long calls) mutable {
-    const auto now = [] {
-      timespec time{};
-      clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-      return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
-    };
-    const double begin = now();
-    for (long i = 0; i < calls; ++i) {
-      call();
-    }
-    return now() - begin;
-  };
-}
 
 /// JNI written by hand, as a program would: one array and one copy each way, and a new vector.
 class ByHand {
@@ -75,6 +58,8 @@ class ByHand {
 
 void MeasureSize(Host& host, JNIEnv* env, const Plan& plan, Report& report, std::size_t size) {
   ByHand hand(env);
+  const JavaMethod echo = FindMethod(env, "com/ferrolink/bench/Echo", "echo");
+  Bytes waiting;
   Bytes payload(size);
   for (std::size_t i = 0; i < size; ++i) {
     payload[i] = static_cast<std::uint8_t>(i);
@@ -93,20 +78,16 @@ void MeasureSize(Host& host, JNIEnv* env, const Plan& plan, Report& report, std:
   verify(byHand);
   verify(call);
   verify(into);
+  const auto command = [&] {
+    CallWithSameSequence(echo, payload.data(), static_cast<int>(size), answer.data(), waiting);
+  };
+  verify(command);
   report.Add({"C++ to Java, Host::Call", size},
              Measure({{kByHand, RepeatOnCpu(byHand)},
+                      {"same-sequence", RepeatOnCpu(command)},
                       {"ours", RepeatOnCpu(call)},
                       {"ours, into a vector", RepeatOnCpu(into)}},
                      plan));
-}
-
-// The one that the host started.
-JavaVM* FoundVm() {
-  auto* vm = reinterpret_cast<JavaVM*>(Ferrolink::Host::detail::FindJvmLibrary().vm);
-  if (vm == nullptr) {
-    throw std::runtime_error("no JVM was started");
-  }
-  return vm;
 }
 
 }  // namespace
@@ -128,7 +109,7 @@ int main(int count, char** values) {
     Report report(kByHand, arguments.Text("json", ""));
     // On another thread, because the library treats the thread that starts the JVM specially.
     std::async(std::launch::async, [&] {
-      const Attached thread(FoundVm());
+      const Attached thread(CreatedVm());
       for (const std::size_t size : arguments.Sizes("64,1024,65536,1048576")) {
         MeasureSize(host, thread.Env(), plan, report, size);
       }

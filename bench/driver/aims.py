@@ -12,6 +12,13 @@ _RATIOS = {
 }
 # The aimed ratio of the interfaces that programs use to JNI by hand with the same bytes, at every size.
 _INTERFACES = {"C++ to Java, Host::Call": 1.3, "Java to C++, Ferrolink.call": 1.8}
+# The same for typed calls: of members looked up once, and of members named in each call.
+_TYPED = {
+    "typed, length": {"by id": 3.2, "by name": 4.2},
+    "typed, concat": {"by id": 2, "by name": 2},
+    "typed, in": {"by id": 1.3, "by name": 1.3},
+    "typed, out": {"by id": 1.3, "by name": 1.3},
+}
 INSTRUCTIONS = 950
 WAKE_CALLS = 50  # per 1,000 commands
 LOAD_MILLISECONDS = 0.3
@@ -24,6 +31,8 @@ NETWORK_GRPC = {64: 4, 1048576: 1.5}
 
 def at_most(row):
     """The ratio that the row aims at, or None."""
+    if row.unit in _TYPED:
+        return _TYPED[row.unit].get(row.name)
     if row.name != "ours":
         return None
     if row.unit.startswith("start-up"):
@@ -42,6 +51,8 @@ def at_least(row):
             return 7
         if row.name == "gRPC" and row.size == 64:
             return 100
+    if row.unit.startswith("typed") and row.name == "JPype":
+        return 1
     if row.unit.startswith("network") and row.unit.endswith("one processor"):
         if row.name == "by hand":
             return NETWORK_BY_HAND["TLS" if "TLS" in row.unit else "plain"]

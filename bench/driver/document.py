@@ -5,6 +5,14 @@ import os
 import aims
 import machine
 
+_TYPED_WORKS = {
+    "length": "`String.length()` of an object",
+    "max": "`Math.max(3, 4)`",
+    "concat": "`String.concat` with a C++ text, the result as a C++ text",
+    "new": "`new ArrayList()`, kept and released",
+    "in": "1 MiB as `double[]` argument",
+    "out": "1 MiB as `double[]` result",
+}
 _TITLES = {
     "attached": "C++ to Java, attached thread, Java answers with the array that it was given",
     "attached, clone": "C++ to Java, attached thread, Java answers with a clone",
@@ -14,6 +22,10 @@ _TITLES = {
     "64 threads": "C++ to Java, 64 attached threads at once",
     "C++ to Java, Host::Call": "C++ to Java, `Host::Call` and JNI by hand, CPU time of the thread",
     "Java to C++, Ferrolink.call": "Java to C++, `Ferrolink.call` and JNI by hand, CPU time of the thread",
+    **{f"typed, {work}": f"Typed call from C++: {what}, and JNI by hand, CPU time of the thread"
+       for work, what in _TYPED_WORKS.items()},
+    **{f"typed, {work}, peers": f"Typed call: {what}, by name from C++ and by JPype from Python"
+       for work, what in _TYPED_WORKS.items()},
     "Java to C++": "Java to C++ in process: `sendCommand` and `readResponse`",
     "Java to C++ to Java": "Java to C++ to Java: round trip through the callback",
     "C++ to Java, peers": "C++ to Java, against other ways across (the peers' own languages)",

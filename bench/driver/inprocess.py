@@ -25,15 +25,20 @@ def call_java(build, effort, java_home):
 
 
 def host_call(build, effort, java_home):
-    """C++ to Java through the interface that programs use."""
+    """C++ to Java through the interfaces that programs use: Host::Call and typed calls."""
+    return (_by_host(build, effort, java_home, "ferrolink-bench-host-call")
+            + _by_host(build, effort, java_home, "ferrolink-bench-typed-call"))
+
+
+def _by_host(build, effort, java_home, program):
     with tempfile.TemporaryDirectory() as directory:
         rounds = os.path.join(directory, "rounds")
         environment = settings.environment(java_home)
         environment["JAVA_TOOL_OPTIONS"] = " ".join(settings.HEAP)
-        _run([build.file("ferrolink-bench-host-call"), "--home", build.root,
+        _run([build.file(program), "--home", build.root,
               "--classes", build.file("FerrolinkBenchEcho.jar"), "--rounds", str(effort.rounds),
               "--warm-up", str(effort.warm_up), "--batch", str(effort.batch), "--json", rounds],
-             environment, "Host::Call")
+             environment, program)
         return results.read_rounds(rounds, "by hand")
 
 

@@ -42,6 +42,7 @@ class Run:
             self.rows += inprocess.call_cpp(*common, self.java_home)
         elif group == "peers":
             self.rows += served.peers(*common, self.java_home, self.leave_out)
+            self.rows += served.typed_peers(*common, self.java_home, self.leave_out)
             self.rows += inprocess.foreign_function_peers(*common, self.java_home, self.leave_out)
             self.rows += inprocess.jdk_foreign_functions(*common, self.leave_out)
         elif group == "network":

@@ -47,6 +47,11 @@ class Program:
         self._process.wait()
 
 
+def _has_jpype():
+    return subprocess.run(["/usr/bin/python3", "-c", "import jpype"], capture_output=True,
+                          check=False).returncode == 0
+
+
 def _commands(build, leave_out):
     archive = os.path.join(build.receiver_home, "Binaries/Jvm/FerrolinkJvmRuntime.jar")
     commands = {
@@ -55,8 +60,7 @@ def _commands(build, leave_out):
         "TCP": [build.file("ferrolink-bench-sockets"), "tcp"],
     }
     jpype = ["/usr/bin/python3", os.path.join(build.sources, "peers/jpype_echo.py"), archive]
-    if subprocess.run(["/usr/bin/python3", "-c", "import jpype"], capture_output=True,
-                      check=False).returncode == 0:
+    if _has_jpype():
         commands["JPype"] = [*jpype, *settings.HEAP]
     else:
         leave_out("JPype", "python3-jpype is not installed")
@@ -76,18 +80,46 @@ def peers(build, effort, java_home, leave_out):
     return measure("C++ to Java, peers", programs, effort)
 
 
+def typed_peers(build, effort, java_home, leave_out):
+    """Typed calls by name, compared with JPype. CPU time of the calling thread."""
+    if not _has_jpype():
+        leave_out("JPype, typed calls", "python3-jpype is not installed")
+        return []
+    environment = settings.environment(java_home)
+    own = dict(environment, JAVA_TOOL_OPTIONS=" ".join(settings.HEAP))
+    classes = build.file("FerrolinkBenchEcho.jar")
+    programs = [
+        Program("ours", [build.file("ferrolink-bench-typed-call"), "--home", build.root,
+                         "--classes", classes, "--serve"], own),
+        Program("JPype", ["/usr/bin/python3", os.path.join(build.sources, "peers/jpype_typed.py"),
+                          classes, *settings.HEAP], environment)]
+    shuffled = random.Random(1)
+    rows = []
+    for number, work in enumerate(settings.TYPED_WORKS):
+        series = _take_turns(programs, effort, number, shuffled)
+        rows += results.rows_of(f"typed, {work}, peers", 0, series, "ours")
+    for program in programs:
+        program.end()
+    return rows
+
+
 def measure(unit, programs, effort):
     """The rows of programs that take turns in each round. Ends the programs."""
     rows = []
     shuffled = random.Random(1)
     for size in settings.SIZES:
-        calls = {program: program.warm_up(size, effort.warm_up) for program in programs}
-        series = {program.name: [] for program in programs}
-        for _ in range(effort.process_rounds):
-            for program in shuffled.sample(programs, len(programs)):
-                program.run(size, 1 + calls[program] // 10)
-                series[program.name].append(program.run(size, calls[program]))
+        series = _take_turns(programs, effort, size, shuffled)
         rows += results.rows_of(unit, size, series, "ours")
     for program in programs:
         program.end()
     return rows
+
+
+def _take_turns(programs, effort, size, shuffled):
+    calls = {program: program.warm_up(size, effort.warm_up) for program in programs}
+    series = {program.name: [] for program in programs}
+    for _ in range(effort.process_rounds):
+        for program in shuffled.sample(programs, len(programs)):
+            program.run(size, 1 + calls[program] // 10)
+            series[program.name].append(program.run(size, calls[program]))
+    return series

@@ -3,6 +3,8 @@ import dataclasses
 import os
 
 SIZES = (64, 1024, 65536, 1048576)
+# In the order of bench/calljava/Typed.h.
+TYPED_WORKS = ("length", "max", "concat", "new", "in", "out")
 # Steady state: during measuring the heap neither grows nor is touched for the first time.
 HEAP = ["-Xms1g", "-Xmx1g", "-XX:+AlwaysPreTouch"]
 

@@ -16,18 +16,6 @@ namespace {
 namespace Header = Protocol::Header;
 using Protocol::Runtime;
 
-JavaVM* CreatedVm() {
-  void* library = dlopen(Ferrolink::Host::JvmLibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
-  using GetCreated = jint(JavaVM**, jsize, jsize*);
-  auto* getCreated = reinterpret_cast<GetCreated*>(dlsym(library, "JNI_GetCreatedJavaVMs"));
-  JavaVM* vm = nullptr;
-  jsize count = 0;
-  if (getCreated == nullptr || getCreated(&vm, 1, &count) != JNI_OK || count != 1) {
-    throw std::runtime_error("no JVM was started");
-  }
-  return vm;
-}
-
 constexpr std::size_t kHandlerHead = Header::kSize + 5;  // the name's length, and "echo"
 
 void SendFirstCommand(IReceiver& receiver, bool handler) {
@@ -45,6 +33,18 @@ void SendFirstCommand(IReceiver& receiver, bool handler) {
 }
 
 }  // namespace
+
+JavaVM* CreatedVm() {
+  void* library = dlopen(Ferrolink::Host::JvmLibraryPath().c_str(), RTLD_NOW | RTLD_NOLOAD);
+  using GetCreated = jint(JavaVM**, jsize, jsize*);
+  auto* getCreated = reinterpret_cast<GetCreated*>(dlsym(library, "JNI_GetCreatedJavaVMs"));
+  JavaVM* vm = nullptr;
+  jsize count = 0;
+  if (getCreated == nullptr || getCreated(&vm, 1, &count) != JNI_OK || count != 1) {
+    throw std::runtime_error("no JVM was started");
+  }
+  return vm;
+}
 
 void SetDefaultEnvironment() {
   setenv("JAVA_HOME", BENCH_JAVA_HOME, 0);

@@ -57,6 +57,9 @@ class Attached {
   JNIEnv* m_env = nullptr;
 };
 
+/// The JVM of this process, which the library has started.
+JavaVM* CreatedVm();
+
 /// Sets the variables of the library and the JVM that are not set already.
 void SetDefaultEnvironment();
 

@@ -2,6 +2,7 @@
 #define FERROLINK_BENCH_HARNESS_ROUNDS_H
 
 #include <chrono>
+#include <ctime>
 #include <functional>
 #include <string>
 #include <vector>
@@ -60,6 +61,23 @@ Batch Repeat(Call call) {
     }
     const std::chrono::duration<double, std::nano> took = std::chrono::steady_clock::now() - begin;
     return took.count();
+  };
+}
+
+/// The same in CPU time of the calling thread, for calls that stay on it.
+template <class Call>
+Batch RepeatOnCpu(Call call) {
+  return [call](long calls) mutable {
+    const auto now = [] {
+      timespec time{};
+      clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+      return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
+    };
+    const double begin = now();
+    for (long i = 0; i < calls; ++i) {
+      call();
+    }
+    return now() - begin;
   };
 }
 

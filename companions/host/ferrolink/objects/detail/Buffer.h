@@ -88,40 +88,58 @@ class Buffer {
   std::size_t m_capacity = 0;
 };
 
-// Set when the thread's own object of a kind is gone: other thread-local objects may make calls
-// while they are destroyed.
-inline thread_local bool t_buffersEnded = false;
-
 /// What ThreadBuffers keeps for one thread.
-struct KeptBuffers {
+class KeptBuffers {
+ public:
   static constexpr std::size_t kMost = 4;
 
-  KeptBuffers() = default;
   KeptBuffers(const KeptBuffers&) = delete;
   KeptBuffers& operator=(const KeptBuffers&) = delete;
-  ~KeptBuffers() { t_buffersEnded = true; }
+
+  /// The thread's; null before the first use and while the thread's objects are destroyed, because
+  /// such objects may make calls. The pointer is plain data, so reading it costs no initialisation.
+  static KeptBuffers* OfThread() noexcept { return t_own; }
+
+  /// The same, made if it is the first use.
+  static KeptBuffers* MadeForThread() {
+    if (t_own == nullptr && !t_ended) {
+      static thread_local KeptBuffers kept;
+      t_own = &kept;
+    }
+    return t_own;
+  }
 
   std::array<Buffer, kMost> buffers;
   std::size_t count = 0;
+
+ private:
+  KeptBuffers() = default;
+  ~KeptBuffers() {
+    t_own = nullptr;
+    t_ended = true;
+  }
+
+  static inline constinit thread_local KeptBuffers* t_own = nullptr;
+  static inline constinit thread_local bool t_ended = false;
 };
-inline thread_local KeptBuffers t_buffers;
 
 /// Buffers that a thread has used and uses again. A lease has one to itself, so calls nest: no
 /// buffer is shared between a command that runs and the commands that run inside it.
 class ThreadBuffers {
  public:
-  static Buffer Take() {
-    if (t_buffersEnded || t_buffers.count == 0) {
+  static Buffer Take() noexcept {
+    KeptBuffers* kept = KeptBuffers::OfThread();
+    if (kept == nullptr || kept->count == 0) {
       return {};
     }
-    return std::move(t_buffers.buffers[--t_buffers.count]);
+    return std::move(kept->buffers[--kept->count]);
   }
 
   static void Give(Buffer&& buffer) noexcept {
-    if (!t_buffersEnded && t_buffers.count < KeptBuffers::kMost &&
-        buffer.Capacity() <= kLargestKept) {
+    KeptBuffers* kept = KeptBuffers::MadeForThread();
+    if (kept != nullptr && kept->count < KeptBuffers::kMost && buffer.Capacity() <= kLargestKept) {
       buffer.Clear();
-      t_buffers.buffers[t_buffers.count++] = std::move(buffer);
+      kept->buffers[kept->count++] = std::move(buffer);
     }
   }
 

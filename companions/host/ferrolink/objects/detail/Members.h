@@ -77,31 +77,49 @@ struct KnownMember {
   std::string name;
 };
 
-// As t_buffersEnded.
-inline thread_local bool t_membersEnded = false;
-
 /// What MemberCache keeps for one thread.
-struct KnownMembers {
+class KnownMembers {
+ public:
   static constexpr std::size_t kPlaces = 256;
-  using Places = std::array<KnownMember, kPlaces>;
 
-  KnownMembers() = default;
   KnownMembers(const KnownMembers&) = delete;
   KnownMembers& operator=(const KnownMembers&) = delete;
-  ~KnownMembers() { t_membersEnded = true; }
 
-  std::unique_ptr<Places> places;
+  /// As KeptBuffers::OfThread.
+  static KnownMembers* OfThread() noexcept { return t_own; }
+  /// As KeptBuffers::MadeForThread.
+  static KnownMembers* MadeForThread() {
+    if (t_own == nullptr && !t_ended) {
+      static thread_local KnownMembers known;
+      t_own = &known;
+    }
+    return t_own;
+  }
+
+  KnownMember& At(const MemberKey& key) noexcept { return (*m_places)[key.Hash() % kPlaces]; }
+
+ private:
+  KnownMembers() : m_places(std::make_unique<std::array<KnownMember, kPlaces>>()) {}
+  ~KnownMembers() {
+    t_own = nullptr;
+    t_ended = true;
+  }
+
+  static inline constinit thread_local KnownMembers* t_own = nullptr;
+  static inline constinit thread_local bool t_ended = false;
+
+  std::unique_ptr<std::array<KnownMember, kPlaces>> m_places;
 };
-inline thread_local KnownMembers t_members;
 
 /// Identifiers of members that this thread has asked for before. They are valid as long as the JVM.
 class MemberCache {
  public:
   static const std::uint32_t* Find(const MemberKey& key) noexcept {
-    if (t_membersEnded || t_members.places == nullptr) {
+    KnownMembers* known = KnownMembers::OfThread();
+    if (known == nullptr) {
       return nullptr;
     }
-    const KnownMember& entry = (*t_members.places)[key.Hash() % KnownMembers::kPlaces];
+    const KnownMember& entry = known->At(key);
     const bool same = entry.session == key.session && entry.owner == key.owner &&
                       entry.kind == key.kind && entry.name == key.name &&
                       entry.className == key.className;
@@ -109,13 +127,11 @@ class MemberCache {
   }
 
   static void Put(const MemberKey& key, std::uint32_t member) {
-    if (t_membersEnded) {
+    KnownMembers* known = KnownMembers::MadeForThread();
+    if (known == nullptr) {
       return;
     }
-    if (t_members.places == nullptr) {
-      t_members.places = std::make_unique<KnownMembers::Places>();
-    }
-    KnownMember& entry = (*t_members.places)[key.Hash() % KnownMembers::kPlaces];
+    KnownMember& entry = known->At(key);
     entry.session = nullptr;  // for the case that a text finds no memory
     entry.className = key.className;
     entry.name = key.name;

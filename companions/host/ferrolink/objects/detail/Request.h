@@ -62,7 +62,7 @@ class TravellingRecords {
 class Request {
  public:
   Request(Session& session, Operation operation) : m_session(session), m_releases(session) {
-    m_buffer->AppendBytes(Session::Prefix().data(), Session::kPrefixSize);
+    m_buffer->AppendBytes(Session::kPrefix.data(), Session::kPrefixSize);
     m_releases.Write(*m_buffer);
     m_buffer->AppendNumber(operation);
   }

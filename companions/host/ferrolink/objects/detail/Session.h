@@ -1,12 +1,12 @@
 #ifndef FERROLINK_HOST_OBJECTS_DETAIL_SESSION_H
 #define FERROLINK_HOST_OBJECTS_DETAIL_SESSION_H
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <climits>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <exception>
 #include <filesystem>
 #include <map>
@@ -116,18 +116,15 @@ class Session {
   }
 
   /// The bytes that every command to the broker begins with.
-  static const std::array<std::uint8_t, kPrefixSize>& Prefix() {
-    static const std::array<std::uint8_t, kPrefixSize> prefix = [] {
-      std::array<std::uint8_t, kPrefixSize> bytes{};
-      bytes[Protocol::Header::kTargetRuntime] = kJava;
-      bytes[Protocol::Header::kCallingRuntime] = static_cast<std::uint8_t>(Host::Runtime::Cpp);
-      bytes[Protocol::Header::kCommandType] = Protocol::Header::kTypeCallHandler;
-      bytes[Protocol::Header::kSize] = static_cast<std::uint8_t>(kBroker.size());
-      std::memcpy(bytes.data() + Protocol::Header::kSize + 1, kBroker.data(), kBroker.size());
-      return bytes;
-    }();
-    return prefix;
-  }
+  static constexpr std::array<std::uint8_t, kPrefixSize> kPrefix = [] {
+    std::array<std::uint8_t, kPrefixSize> bytes{};
+    bytes[Protocol::Header::kTargetRuntime] = static_cast<std::uint8_t>(Host::Runtime::Jvm);
+    bytes[Protocol::Header::kCallingRuntime] = static_cast<std::uint8_t>(Host::Runtime::Cpp);
+    bytes[Protocol::Header::kCommandType] = Protocol::Header::kTypeCallHandler;
+    bytes[Protocol::Header::kSize] = static_cast<std::uint8_t>(kBroker.size());
+    std::copy(kBroker.begin(), kBroker.end(), bytes.begin() + Protocol::Header::kSize + 1);
+    return bytes;
+  }();
 
  protected:
   ~Session() = default;

@@ -89,6 +89,7 @@ public final class CallCpp {
         Ferrolink cpp = cppWithEcho();
         return Arrays.asList(
                 new Natives.OneCall("by hand"),
+                new Natives.SameSequence(Commands.ANSWER_ITSELF),
                 new Natives.PublicInterface("ours", cpp),
                 new Natives.PublicBuffers("ours, into a buffer", cpp));
     }
