@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "ferrolink/objects/Object.h"
 #include "ferrolink/objects/detail/Request.h"
@@ -55,15 +56,35 @@ struct MemberKey {
   }
 
  private:
-  // Names that differ in the middle alone share a place, which costs time and nothing else.
+  // Names that differ only in the middle share a place. That costs time and nothing else.
   static std::uint64_t Mix(std::uint64_t hash, std::string_view text) noexcept {
     constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
-    std::uint64_t first = 0;
-    std::uint64_t last = 0;
-    const std::size_t length = std::min(text.size(), sizeof(first));
-    std::memcpy(&first, text.data(), length);
-    std::memcpy(&last, text.data() + text.size() - length, length);
+    const auto [first, last] = Ends(text);
     return ((hash ^ first) * kOdd ^ last ^ text.size()) * kOdd;
+  }
+
+  // The first and the last bytes, which may overlap. Loads have constant sizes: no library call.
+  static std::pair<std::uint64_t, std::uint64_t> Ends(std::string_view text) noexcept {
+    const char* begin = text.data();
+    const char* end = begin + text.size();
+    if (text.size() >= sizeof(std::uint64_t)) {
+      return {Load<std::uint64_t>(begin), Load<std::uint64_t>(end - sizeof(std::uint64_t))};
+    }
+    if (text.size() >= sizeof(std::uint32_t)) {
+      return {Load<std::uint32_t>(begin), Load<std::uint32_t>(end - sizeof(std::uint32_t))};
+    }
+    if (text.empty()) {
+      return {0, 0};
+    }
+    return {Load<std::uint8_t>(begin) + 256U * Load<std::uint8_t>(begin + text.size() / 2),
+            Load<std::uint8_t>(end - 1)};
+  }
+
+  template <class T>
+  static T Load(const char* from) noexcept {
+    T number;
+    std::memcpy(&number, from, sizeof(T));
+    return number;
   }
 };
 
