@@ -13,8 +13,8 @@ namespace {
 
 using Callback = Jni::GlobalReference<jobject>;
 
-// Object and method change together under it. Held across JNI calls on references, never across
-// calls into Java.
+// Guards object and method, which change together. Held across JNI calls on references, never
+// across calls into Java.
 Ferrolink::Native::BriefMutex callbackMutex;
 
 // A global reference to the class of byte[]. Made by the first registration, or later if that

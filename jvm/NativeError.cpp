@@ -29,7 +29,7 @@ std::string& OwnString() {
   return *std::launder(reinterpret_cast<std::string*>(own.room));
 }
 
-// Later destructors of this thread may store texts. The thread then starts anew, and this runs
+// Later destructors of this thread may store texts. The thread then gets new storage, and this runs
 // again.
 void EndThisThread(void* /*mark*/) {
   if (own.made) {
@@ -63,7 +63,7 @@ void Assign(std::string& to, const char* text) noexcept {
   }
 }
 
-// A thread whose end would go unnoticed gets no text of its own, which would never be freed.
+// A thread whose end is not noticed gets no text of its own, because nothing would free it.
 void StoreOwn(const char* text) noexcept {
   if (!own.made) {
     if (!NoticeEndOfThisThread()) {

@@ -7,15 +7,15 @@
 
 namespace Ferrolink::Runtimes::Jvm::Native {
 
-/// A number that is unique among all threads of the process, also ended ones. A thread id is
-/// reused; a token tells whether the calling thread is the one that left it.
+/// A number that is unique among all threads of the process, including ended ones. Thread ids are
+/// reused, so only a token tells whether the calling thread is the one that stored it.
 using ThreadToken = unsigned long;
 ThreadToken CurrentThreadToken();
 
 }  // namespace Ferrolink::Runtimes::Jvm::Native
 
-/// Scoped JNI environment of the calling thread. Attaches the thread if the JVM does not know it,
-/// and detaches it only in that case. A thread that was attached stays attached.
+/// Scoped JNI environment of the calling thread. Attaches the thread if it is not attached, and
+/// detaches it only in that case.
 ///
 /// Lives on the stack of its thread and is not passed on. Errors (FerrolinkNativeException):
 /// "ThreadJniEnv: " and the failure. If the JVM refused, the same line also goes to standard
@@ -42,12 +42,12 @@ class ThreadJniEnv {
   Ferrolink::Runtimes::Jvm::Native::ThreadToken m_thread = 0;  ///< set if attached
 };
 
-/// The environment of the process-wide holder, which the first call makes for its own thread.
+/// The environment of the process-wide holder. The first call makes the holder for its own thread.
 ///
-/// Neither `vm` nor the calling thread is compared: all later callers receive the environment of
-/// the first caller. One holder per process, not per thread, is on purpose: it keeps the thread
-/// that starts the JVM attached until static destruction. Everything else uses a scoped
-/// ThreadJniEnv.
+/// All later callers receive the environment of the first caller: neither `vm` nor the calling
+/// thread is compared. That there is one holder per process, not per thread, is on purpose: it
+/// keeps the thread that starts the JVM attached until static destruction. All other code uses a
+/// scoped ThreadJniEnv.
 FERROLINK_EXPORT JNIEnv* getJniEnvForThread(JavaVM* vm);
 
 #endif

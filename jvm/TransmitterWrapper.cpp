@@ -116,7 +116,7 @@ jint sendCommand(JNIEnv* env, jbyteArray message) {
   return CurrentTransmitter().SendCommand(BytesOf(elements), length);
 }
 
-/// Zeroed bytes for one response. Small ones lie in the object itself.
+/// Zeroed bytes for one response. Small ones are stored in the object itself.
 class ResponseBuffer {
  public:
   explicit ResponseBuffer(std::size_t size) {

@@ -12,8 +12,8 @@ namespace {
 // virtual machine whose processors halt. A thread that spins for the time of a sleep waits at most
 // twice as long as with the best choice: Karlin et al., "Empirical Studies of Competitive Spinning
 // for a Shared-Memory Multiprocessor" (1991). With fewer pauses, two threads with commands of 1 MiB
-// sleep in turns. A look at the mutex shares its cache line, and the holder must get the line back
-// before it can unlock. Hence one look in several pauses.
+// sleep in turns. Reading the mutex shares its cache line, and the holder must get the line back
+// before it can unlock. The loop therefore reads it only once in several pauses.
 constexpr int kLooks = 250;
 constexpr int kPausesBetweenLooks = 4;
 constexpr int kUndecided = -1;
@@ -31,10 +31,10 @@ bool AddProcessorsOf(pid_t thread, cpu_set_t& processors) noexcept {
   return true;
 }
 
-// On one processor the holder does not run while another thread spins. A process has no processor
-// list of its own; its threads have. The initial thread and the calling one are asked: other
-// threads inherit the list of the initial one, and a thread that is bound to one processor does not
-// speak for the rest. If the kernel does not say, several processors are assumed.
+// On one processor the holder cannot run while another thread spins. Only threads have a processor
+// list, not processes. The lists of the initial and of the calling thread are used: other threads
+// inherit the list of the initial one, and a single thread may be bound to one processor. If the
+// kernel does not say, several processors are assumed.
 int DecideLooks() noexcept {
   cpu_set_t processors;
   CPU_ZERO(&processors);
@@ -62,8 +62,8 @@ void BriefMutex::LockTaken() noexcept {
   }
 }
 
-// True if the calling thread has taken the mutex. Looks before it tries: a try would take the cache
-// line from the thread that unlocks.
+// Returns true if the calling thread has taken the mutex. Reads before it tries: a try would take
+// the cache line from the thread that unlocks.
 bool BriefMutex::Spin() noexcept {
   const int looks = LooksBeforeSleep();
   for (int look = 0; look < looks; ++look) {

@@ -6,14 +6,14 @@
 
 namespace Ferrolink::Native {
 
-/// A mutex for critical sections that are shorter than putting a thread to sleep and waking it. A
-/// thread that finds it taken spins first, at most for the time that a sleep and a wake-up take,
-/// and then sleeps in the kernel. If the process may use only one processor, it sleeps at once.
+/// A mutex for critical sections that are shorter than putting a thread to sleep and waking it. If
+/// the mutex is taken, a thread first spins, at most for the time of a sleep and a wake-up, and
+/// then sleeps in the kernel. If the process may use only one processor, the thread sleeps at once.
 /// Neither fair nor recursive. Meets BasicLockable. Throws nothing.
 ///
-/// unlock() clears the mark that threads are asleep, so each sleeper is woken once, however long it
-/// takes to run. A woken thread that takes the mutex sets the mark again, since others may still
-/// sleep. Each sleep costs at most one wake call too many.
+/// unlock() clears the mark that threads are asleep, so it wakes each sleeper once, however long
+/// that thread takes to run. A woken thread that takes the mutex sets the mark again, because other
+/// threads may still sleep. Each sleep costs at most one superfluous wake call.
 class BriefMutex {
  public:
   BriefMutex() = default;
@@ -45,7 +45,7 @@ class BriefMutex {
   void Sleep() noexcept;
   void WakeOne() noexcept;
 
-  // Alone on its cache line: threads that do not take the lock read what lies beside it.
+  // Alone on its cache line, because threads that do not take the lock read the members beside it.
   alignas(64) std::atomic<std::uint32_t> m_state{kFree};
 };
 

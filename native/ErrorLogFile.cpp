@@ -16,8 +16,8 @@
 namespace Ferrolink::Native::ErrorLogFile {
 namespace {
 
-// A stream's own open would wait for a pipe's reader and would follow links. Unbuffered: each line
-// is one write, and closing the stream does not write the unwritten rest again.
+// The open function of a stream would wait for the reader of a pipe and follow links. Unbuffered:
+// each line is one write, and closing the stream does not write the rest again.
 using FileBuffer = __gnu_cxx::stdio_filebuf<char>;
 constexpr std::size_t kUnbuffered = 1;
 
@@ -47,8 +47,8 @@ FileBuffer OpenFile(const char* path) {
   return buffer;
 }
 
-// Whether the last line of this process was cut. Without this, a line that another writer is still
-// appending would look cut.
+// Whether the last line of this process was cut. Looking at the file instead would mistake a line
+// that another writer is still appending for a cut one.
 std::atomic<bool> lineWasCut{false};
 
 bool EndsWithinALine(int descriptor, off_t size) {

@@ -18,7 +18,7 @@ namespace {
 // telemetry that the report uses; reporting it in full would recurse without end.
 FERROLINK_THREAD_LOCAL bool reporting = false;
 
-// Whether this thread is passing an event to telemetry, be it of a report or of the receiver.
+// Whether this thread is passing an event to telemetry, from a report or from the receiver.
 FERROLINK_THREAD_LOCAL bool insideTelemetry = false;
 
 std::string LineStart(const ErrorReporter::Error& error) {

@@ -30,7 +30,7 @@ class FERROLINK_EXPORT NativeReceiver : public Interfaces::IReceiver {
 
   int SetConfigSource(std::string source) override;
 
-  /// Initialises the launcher once; later calls, with whatever identifiers, do nothing. If the
+  /// Initialises the launcher once. Later calls are no-ops, even with other identifiers. If the
   /// launcher fails, the next call tries again. Returns 0. Errors: code 031 in mode -1; the
   /// launcher's.
   int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,

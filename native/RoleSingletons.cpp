@@ -15,9 +15,9 @@ Role* Settled(const std::atomic<Role*>& role) {
   return operationMode.load() != RuntimeOperationMode::NotSet ? role.load() : nullptr;
 }
 
-// Called under the creator's lock, which differs between creators. The mode is fixed once all the
-// same, and of two concurrently made roles one is deleted. If the maker throws, the role stays null
-// and the mode stays fixed.
+// Called under the lock of the creator. Different creators hold different locks, so two of them may
+// run this at once: the mode is fixed once nevertheless, and one of two new roles is deleted. If
+// the maker throws, the role stays null and the mode stays fixed.
 template <class Role>
 void Settle(RuntimeOperationMode mode, std::atomic<Role*>& role,
             Role* (*make)(RuntimeOperationMode)) {

@@ -17,21 +17,21 @@ namespace Ferrolink::Native {
 /// Fixed by the first creator of a role; later modes are ignored. Read without a lock.
 extern std::atomic<Definitions::RuntimeOperationMode> operationMode;
 
-/// Whether AtStartUp still has to run. Not guarded: AtStartUp is idempotent.
+/// Whether AtStartUp still has to run. Needs no lock, because AtStartUp is idempotent.
 extern std::atomic<bool> firstCall;
 
 /// Created under a lock, read without one, never deleted.
 extern std::atomic<Interfaces::IReceiver*> receiver;
 extern std::atomic<Interfaces::ITransmitter*> transmitter;
 
-/// Held by the creators of both roles, so that the first role fixes the mode for the other one.
+/// Locked by the creators of both roles, so that the first role fixes the mode for the other one.
 extern std::shared_mutex createReceiverMutex;
 
-/// Taken by nothing, on purpose: creating a transmitter takes createReceiverMutex. Kept because it
-/// belongs to the process-wide state that the family agreed on.
+/// Unused on purpose: creating a transmitter locks createReceiverMutex. Kept because it belongs to
+/// the process-wide state that the family agreed on.
 extern std::shared_mutex createTransmitterMutex;
 
-/// Held by SetOperationModeForTransmitter, which therefore excludes itself, but not
+/// Locked by SetOperationModeForTransmitter. Excludes concurrent calls of that function, but not
 /// CreateTransmitter.
 extern std::shared_mutex setOperationModeForTransmitterMutex;
 
@@ -48,10 +48,11 @@ Interfaces::ITransmitter* MakeTransmitter(Definitions::RuntimeOperationMode mode
 Interfaces::IReceiver* CreateReceiver(Definitions::RuntimeOperationMode mode);
 Interfaces::ITransmitter* CreateTransmitter(Definitions::RuntimeOperationMode mode);
 
-/// Fixes mode 0 unless a mode is fixed, and makes the transmitter if there is none. Returns 0.
+/// Fixes mode 0 unless a mode is fixed already, and creates the transmitter if there is none.
+/// Returns 0.
 int SetOperationModeForTransmitter();
 
-/// One-time work before the first call out of this runtime. Idempotent; any thread.
+/// Does the one-time work before the first call out of this runtime. Idempotent and thread-safe.
 void AtStartUp();
 
 }  // namespace Ferrolink::Native

@@ -12,9 +12,9 @@
 namespace Ferrolink::Native {
 namespace {
 
-// Sizes in bytes: what each thread always keeps for its next response, and what all threads
-// together keep in larger blocks. Allocating 1 MiB for each response costs 1 ms if the C library
-// returns it to the kernel in between.
+// Sizes in bytes: the block that each thread always keeps for its next response, and the total of
+// larger blocks that all threads keep. Allocating 1 MiB for each response costs 1 ms if the C
+// library returns it to the kernel in between.
 constexpr std::size_t kKeptAlways = 2048;
 constexpr std::size_t kKeptTogether = std::size_t{16} << 20U;
 
@@ -78,8 +78,8 @@ bool ThreadResponses::NoticeEndOfThisThread() {
   return end.made && pthread_setspecific(end.key, &endIsNoticed) == 0;
 }
 
-// Later destructors of this thread may send commands. The thread then starts anew, and this runs
-// again.
+// Later destructors of this thread may send commands. The thread then gets a new entry, and this
+// runs again.
 void ThreadResponses::EndThisThread(void* /*mark*/) {
   endIsNoticed = false;
   lastUsed = {0, nullptr};

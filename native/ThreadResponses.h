@@ -11,11 +11,11 @@
 
 namespace Ferrolink::Native {
 
-/// The last response of each thread that has not read it yet, by thread id. A response that its
-/// thread never reads stays until a thread with the same id stores or reads one.
+/// The unread response of each thread, by thread id. A response that its thread never reads stays
+/// until a thread with the same id stores or reads one.
 ///
-/// Errors: std::bad_alloc. Lengths are in bytes. Thread rule: any thread. A thread reaches its own
-/// response only.
+/// Errors: std::bad_alloc. Lengths are in bytes. Thread rule: thread-safe. A thread reaches only
+/// its own response.
 class ThreadResponses {
  public:
   using Response = std::vector<std::uint8_t>;
@@ -32,7 +32,7 @@ class ThreadResponses {
 
   /// An empty response to fill and store. Reuses the block that the thread has kept.
   Response Room();
-  /// As Room, but the earlier contents are still there: overwriting them saves zeroing.
+  /// As Room, but with the earlier contents, so callers that overwrite them save zeroing.
   Response UsedRoom();
 
   /// Copies at most `length` bytes of the calling thread's response into `buffer` and discards all
@@ -42,12 +42,12 @@ class ThreadResponses {
   void Forget();
 
  private:
-  /// Used only by the thread with the id under which it is stored. The flag passes it on to a later
-  /// thread that is given the same id.
+  /// Used only by the thread with its id. The flag publishes it to a later thread that gets the
+  /// same id.
   struct Entry {
     std::atomic<bool> waiting{false};
     Response bytes;
-    std::size_t charged = 0;  ///< how much of what threads keep together is this entry's
+    std::size_t charged = 0;  ///< this entry's share of the total of kept blocks, in bytes
   };
 
   using Entries = std::unordered_map<std::thread::id, Entry>;
@@ -64,8 +64,8 @@ class ThreadResponses {
   // Unique among all objects of the process, also later ones.
   const unsigned long m_number;
 
-  // Guarded by m_mutex, which is held for a look-up only. Entries do not move: each thread looks up
-  // its own once, and keeps its block for the next response until it ends.
+  // Guarded by m_mutex, which is held for a look-up only. Entries do not move. Each thread looks up
+  // its entry once, and keeps its block for the next response until the thread ends.
   std::mutex m_mutex;
   Entries m_entries;
 

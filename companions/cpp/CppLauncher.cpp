@@ -38,8 +38,8 @@ ByteView RequireHeader(const std::uint8_t* message, int length) {
   return {message, static_cast<std::size_t>(length)};
 }
 
-// The handler is released before the reply is stored: its release may send commands, whose
-// responses this reply must replace.
+// Releases the handler before the reply is stored: the release may send commands, whose responses
+// this reply must replace.
 Bytes CallHandler(ByteView command, ThreadResponses& responses) {
   const Protocol::HandlerCall call = Protocol::CallOf(command);
   HandlerRegistry& registry = HandlerRegistry::Instance();
@@ -70,9 +70,9 @@ Bytes Answer(ByteView command, ThreadResponses& responses) {
   }
 }
 
-// Any failure becomes an answer, except the end of the thread, which cannot be stopped: it ends the
-// process if it would leave another runtime with dead frames. The reference of the catch clause is
-// then bound to null, which the undefined-behaviour sanitizer would report.
+// Turns every failure into an answer, except the end of the thread, which cannot be stopped. That
+// ends the process if the frames of another runtime would be lost. The reference of the catch
+// clause is then bound to null, which the undefined-behaviour sanitizer would report.
 __attribute__((no_sanitize("null"))) Bytes AnswerAnything(const std::uint8_t* message, int length,
                                                           ThreadResponses& responses) {
   std::uint8_t caller = 0;

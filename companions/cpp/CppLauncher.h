@@ -27,7 +27,7 @@ class FERROLINK_EXPORT CppLauncher : public Ferrolink::Native::Launcher::NativeL
   CppLauncher& operator=(const CppLauncher&) = delete;
   ~CppLauncher() override;
 
-  /// Nothing to do. Returns 0.
+  /// A no-op that returns 0.
   int Initialize(std::uint8_t launchArgument) override;
 
   /// Answers a command. The response replaces one that this thread has not read. Returns the length
@@ -39,7 +39,7 @@ class FERROLINK_EXPORT CppLauncher : public Ferrolink::Native::Launcher::NativeL
   /// the thread has no response.
   int ReadResponse(std::uint8_t* buffer, int length) override;
 
-  /// These three do nothing and return 1.
+  /// These three functions are no-ops and return 1.
   int LoadOptimizedMethod(std::string name) override;
   int SetPath(std::uint8_t runtime, std::string path) override;
   int DeployRuntime(std::uint8_t* message, int length, std::string path,

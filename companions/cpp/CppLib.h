@@ -8,12 +8,12 @@
 #include "native/interfaces/ITransmitter.h"
 #include "native/interfaces/RuntimeOperationMode.h"
 
-/// The functions that the library exports, as every member of the family does. The function for
-/// handlers is in Registrar.h.
+/// The exported functions, which every member of the family has. Registrar.h has the function for
+/// handlers.
 ///
-/// Functions with C linkage are found by their plain names; the others have C++ names because they
-/// take standard strings. None of them catches anything: errors are exceptions.
-/// Thread rule: thread-safe.
+/// Functions with C linkage are found by their plain names. The others have C++ names because they
+/// take standard strings. None of them catches anything: errors are exceptions. Thread rule:
+/// thread-safe.
 
 extern "C" {
 

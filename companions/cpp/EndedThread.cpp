@@ -19,8 +19,8 @@ using Ferrolink::Native::RuntimeNameHandler::RuntimeNameHandler;
 using Protocol::ByteView;
 using Protocol::CallerOf;
 
-// The JVM tells whether it knows the thread; for other runtimes only the header counts. A header
-// may name Java although no frame of Java is on the stack: a server's does, for example.
+// For Java, the JVM tells whether it knows the thread. For other runtimes only the header counts. A
+// header may name Java although no frame of Java is on the stack, for example in a server.
 bool IsFromAnotherRuntime(ByteView command) {
   if (command[Header::kChannelType] != Header::kChannelInMemory) {
     return false;

@@ -5,13 +5,13 @@
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-/// To be called when the end of the thread (pthread_exit, cancellation) unwinds through a command,
-/// which has a complete header. Returns if the command came from C++ or over a network.
+/// Must be called when the end of the thread (pthread_exit, cancellation) unwinds through a command
+/// with a complete header. Returns if the command came from C++ or over a network.
 ///
-/// If another runtime of this process sent the command, ends the process after a line on standard
-/// error: that runtime's frames are not unwound, and it would use a thread that is gone. A JVM
-/// crashes when it next walks that thread's stack. This is called for every command on the stack,
-/// from the innermost outwards.
+/// If another runtime of this process sent the command, ends the process with a line on standard
+/// error. The frames of that runtime are not unwound, and it would use a thread that no longer
+/// exists: a JVM crashes when it next walks that thread's stack. The function is called for every
+/// command on the stack, from the innermost to the outermost.
 void RequireThreadOfCpp(Protocol::ByteView command);
 
 }  // namespace Ferrolink::Runtimes::Cpp::Native

@@ -15,8 +15,8 @@ HandlerRegistry& HandlerRegistry::Instance() {
   return *registry;
 }
 
-// Everything that can fail comes before the ownership of the context. The replaced handler is
-// released after the lock: its release may do anything.
+// Takes ownership of the context only after everything that can fail. Releases the replaced handler
+// after the lock, because its release may run any code.
 void HandlerRegistry::Add(std::string_view name, const ferrolink_handler& handler) {
   auto created = std::make_shared<RegisteredHandler>();
   std::string key(name);

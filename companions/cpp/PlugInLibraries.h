@@ -10,8 +10,8 @@
 
 namespace Ferrolink::Runtimes::Cpp::Native {
 
-/// The plug-in libraries of the process. They bring handlers and are never closed. Thread-safe; no
-/// lock is held while a plug-in is opened or registers.
+/// The plug-in libraries of the process. They register handlers and are never closed. Thread-safe;
+/// no lock is held while a plug-in is opened or registers.
 class PlugInLibraries {
  public:
   /// The list of this process. Never destroyed: handlers in the plug-ins stay callable.

@@ -39,7 +39,7 @@ std::int32_t ReplyBuilder::FailWith(ferrolink_reply* reply, const char* text, st
   return static_cast<ReplyBuilder*>(reply)->NoteFailure({text, length}, FERROLINK_OK);
 }
 
-// The last failure wins. Without memory for its text, the call has failed nevertheless.
+// The last failure wins. If there is no memory for its text, the call has failed nevertheless.
 std::int32_t ReplyBuilder::NoteFailure(std::string_view text, std::int32_t result) {
   m_failed = true;
   try {

@@ -107,14 +107,14 @@ class PatientSocket {
 
   FileDescriptor m_socket;
   std::optional<Clock::time_point> m_deadline;
-  std::optional<std::chrono::nanoseconds> m_span;  ///< of a deadline that is not set yet
+  std::optional<std::chrono::nanoseconds> m_span;  ///< set until the deadline starts
   std::chrono::nanoseconds m_perByte{0};
-  std::chrono::milliseconds m_progress{0};  ///< of use where m_perByte is not 0
+  std::chrono::milliseconds m_progress{0};  ///< used if m_perByte is not 0
   std::optional<std::chrono::milliseconds> m_silence;
   std::chrono::milliseconds m_expected{0};
   int m_abort = -1;
   bool m_dontWait = false;
-  bool m_moreExpected = false;  ///< the last receive filled its room: more is there already
+  bool m_moreExpected = false;  ///< the last receive filled its buffer, so more may have arrived
 };
 
 }  // namespace Ferrolink::Companions::Tcp

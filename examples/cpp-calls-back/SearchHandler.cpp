@@ -39,7 +39,7 @@ void AskJava(const Caller& caller, std::vector<Line>& lines, std::size_t first) 
   }
 }
 
-// What goes wrong on a thread is thrown on the one that waits for it.
+// Rethrows the first failure of the threads on the calling thread.
 void AskJavaOnThreads(const Caller& caller, std::vector<Line>& lines) {
   std::vector<std::exception_ptr> failures(std::min(kThreads, lines.size()));
   std::vector<std::thread> threads;

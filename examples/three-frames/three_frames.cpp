@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::size_t kMostLines = 6;
 
-// What the innermost frame leaves for the outermost one. Only the main thread gets there.
+// The results of the innermost frame, for the outermost one. Used by the main thread only.
 struct Innermost {
   bool onMainThread = true;
   std::vector<std::string> fingerprints;

@@ -1,5 +1,5 @@
-// Reads the XML files in a ZIP archive with classes of the JDK alone, and sorts what is in them
-// with a C++ function. There is no Java code of its own.
+// Reads the XML files in a ZIP archive with classes of the JDK only, and sorts their elements with
+// a C++ function. The example has no Java code of its own.
 //
 // usage: zip-and-xml ARCHIVE      ends with 0 if the archive was read and the order is right
 #include <ferrolink/Host.h>

@@ -6,10 +6,14 @@
 
 namespace Ferrolink::Native::Interfaces {
 
-/// Starts or binds a runtime and carries commands into it. A receiver owns one and forwards to it.
-/// Binary contract and thread rule: see IReceiver.
-///
-/// Example: `if (!launcher.IsInitialized()) { launcher.Initialize(0); launcher.SetInitialized(); }`
+/// Starts or binds a runtime and carries commands into it. A receiver owns one launcher and
+/// forwards to it. Binary contract and thread rule: see IReceiver.
+/// @code
+/// if (!launcher.IsInitialized()) {
+///   launcher.Initialize(0);
+///   launcher.SetInitialized();
+/// }
+/// @endcode
 class ILauncher {
  public:
   ILauncher() = default;
@@ -23,7 +27,7 @@ class ILauncher {
   virtual int SendCommand(std::uint8_t* message, int length) = 0;
   /// Copies at most `length` bytes of this thread's response and discards the response.
   virtual int ReadResponse(std::uint8_t* buffer, int length) = 0;
-  /// Prepares a method for fast calls; a launcher without such calls returns 1.
+  /// Prepares a method for fast calls. A launcher without such calls returns 1.
   virtual int LoadOptimizedMethod(std::string name) = 0;
   /// Tells the runtime where its runtime files are.
   virtual int SetPath(std::uint8_t runtime, std::string path) = 0;

@@ -7,17 +7,21 @@
 namespace Ferrolink::Native::Interfaces {
 
 /// The role that executes commands of another runtime.
-///
-/// Binary contract of all interfaces here: one library makes the object and another one drives it
-/// through the virtual slots. Their order is fixed, the destructor first; new operations go to the
-/// end. Messages are laid out as in CommandHeader.h, runtime identifiers are those of Runtime.h,
-/// lengths are in bytes, buffers stay the caller's. Errors are exceptions derived from
+/// @code
+/// receiver.Initialize(8, 2, 0);  // C++ calls the JVM
+/// std::vector<std::uint8_t> response(receiver.SendCommand(command.data(), size));
+/// receiver.ReadResponse(response.data(), static_cast<int>(response.size()));
+/// @endcode
+/// Binary contract of all interfaces in this folder: one library makes the object, and another one
+/// calls it through the virtual slots. The order of the slots is fixed, the destructor first; new
+/// operations go to the end. CommandHeader.h has the layout of messages, Runtime.h the numbers of
+/// runtimes. Lengths are in bytes. Buffers stay the caller's. Errors are exceptions derived from
 /// std::exception, never results.
-/// Thread rule: the caller serialises Initialize and calls it before each use. Everything else runs
-/// on any thread, a SendCommand and its ReadResponse on the same one.
-/// Ownership: the library that made it; hosts never delete it.
 ///
-/// Example: `receiver.Initialize(8, 2, 0); int length = receiver.SendCommand(bytes, size);`
+/// Thread rule: the caller serialises calls of Initialize and makes one before each use. All other
+/// functions are thread-safe. A SendCommand and its ReadResponse run on the same thread.
+///
+/// Ownership: the library that made the object owns it; hosts never delete it.
 class IReceiver {
  public:
   IReceiver() = default;

@@ -8,14 +8,13 @@ namespace Ferrolink::Native::Interfaces {
 
 class ITransport;
 
-/// The role that sends commands into other runtimes. Binary contract: see IReceiver.
-/// Thread rule: any thread. A SendCommand and its ReadResponse run on the same one.
-///
-/// Example:
-///
-///     std::vector<std::uint8_t> response(transmitter.SendCommand(command.data(), size));
-///     response.at(0) = command[0];  // the channel finds the response by the target runtime
-///     transmitter.ReadResponse(response.data(), static_cast<int>(response.size()));
+/// The role that sends commands to other runtimes. Binary contract: see IReceiver.
+/// @code
+/// std::vector<std::uint8_t> response(transmitter.SendCommand(command.data(), size));
+/// response.at(0) = command[0];  // the channel finds the response by the target runtime
+/// transmitter.ReadResponse(response.data(), static_cast<int>(response.size()));
+/// @endcode
+/// Thread rule: thread-safe. A SendCommand and its ReadResponse run on the same thread.
 class ITransmitter {
  public:
   ITransmitter() = default;

@@ -7,9 +7,11 @@
 namespace Ferrolink::Native::Interfaces {
 
 /// A channel from the transmitter to a called runtime. Binary contract: see IReceiver.
-/// Thread rule: any thread. Initialize comes before every use.
-///
-/// Example: `channel.Initialize(2, 8, 0); int length = channel.SendCommand(bytes, size);`
+/// @code
+/// channel.Initialize(2, 8, 0);  // the JVM calls C++
+/// const int length = channel.SendCommand(command.data(), size);
+/// @endcode
+/// Thread rule: thread-safe. Initialize precedes every use.
 class ITransport {
  public:
   ITransport() = default;

@@ -9,8 +9,9 @@ namespace Ferrolink::Native::Definitions {
 /// and 9), and they index the table of runtime names.
 ///
 /// Example:
-///
-///     command[CommandHeader::kTargetRuntime] = static_cast<std::uint8_t>(Runtime::Jvm);
+/// @code
+/// command[CommandHeader::kTargetRuntime] = static_cast<std::uint8_t>(Runtime::Jvm);
+/// @endcode
 enum class Runtime : std::uint8_t {
   Clr = 0,       ///< .NET Framework
   Go = 1,        ///< Go

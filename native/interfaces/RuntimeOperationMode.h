@@ -7,8 +7,9 @@ namespace Ferrolink::Native::Definitions {
 
 /// The role of a runtime in this process. The values are fixed: they cross library borders as plain
 /// 32-bit integers. The first creator of a role fixes the mode; later modes are ignored.
-///
-/// Example: `CreateReceiver(RuntimeOperationMode::CalledRuntime)`.
+/// @code
+/// IReceiver* receiver = CreateReceiver(RuntimeOperationMode::CalledRuntime);
+/// @endcode
 enum class RuntimeOperationMode : std::int32_t {
   NotSet = -1,         ///< no role was created yet
   CallingRuntime = 0,  ///< this runtime hosts the program that calls out

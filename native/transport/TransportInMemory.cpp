@@ -28,8 +28,8 @@ using LibrariesFinder::LibrariesFinder;
 using CreateReceiverFunction = IReceiver*(RuntimeOperationMode);
 using CreateTransmitterFunction = ITransmitter*(RuntimeOperationMode);
 
-// Whether this thread is forwarding a deployment. The called runtime's transmitter forwards it back
-// if its channel last called this runtime.
+// Whether this thread is forwarding a deployment. The transmitter of the called runtime returns the
+// deployment to this runtime if its channel last called this runtime.
 FERROLINK_THREAD_LOCAL bool deploying = false;
 
 // Whether this thread holds initializationMutex. A command that a set-up sends on the same thread
@@ -61,7 +61,7 @@ std::string NameOf(std::uint8_t runtime) {
         "Initialize have returned");
 }
 
-/// Marks the slow path of Initialize, so that the fast path trusts nothing half done.
+/// Marks that a set-up is in progress, so that the fast path of Initialize ignores a partial one.
 class SettingUp {
  public:
   explicit SettingUp(std::atomic<bool>& flag) : m_flag(flag) { m_flag.store(true); }
@@ -87,7 +87,7 @@ TransportInMemory::~TransportInMemory() {
 
 int TransportInMemory::Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                                   std::uint8_t launchArgument) {
-  // A pair that is set up needs no lock. A set-up on another thread is waited for.
+  // A complete pair needs no lock. Initialize waits for a set-up on another thread.
   if (IsSetUp(callingRuntime, calledRuntime) && !m_settingUp.load()) {
     return 0;
   }
@@ -125,8 +125,8 @@ int TransportInMemory::SetUp(std::uint8_t callingRuntime, std::uint8_t calledRun
     CreateReceiverInCallingRuntime();
     CreateTransmitterInCallingRuntime();
   } catch (const FerrolinkNativeException&) {
-    // Logged by its constructor and dropped: without a calling side commands can be sent, but the
-    // calling runtime cannot be called back.
+    // The exception is dropped; its constructor has logged it. Without a calling side, commands can
+    // be sent, but the calling runtime cannot be called back.
   }
   return 0;
 }

@@ -30,10 +30,10 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
   TransportInMemory& operator=(const TransportInMemory&) = delete;
   ~TransportInMemory() override;
 
-  /// Sets up the called side, which must succeed, and the calling side, which may fail: its errors
-  /// are logged and dropped. Returns at once if the pair is set up, that is if both libraries are
-  /// open and the called side's receiver exists. Otherwise continues where the last attempt
-  /// stopped. Code 021 if this thread is inside a set-up and the pair is not set up. Returns 0.
+  /// Sets up the called side, which must succeed, and the calling side, whose errors are logged and
+  /// dropped. Returns at once if the pair is complete: both libraries are open, and the receiver of
+  /// the called side exists. Otherwise continues where the last attempt stopped. Code 021 if this
+  /// thread is inside a set-up and the pair is not complete. Returns 0.
   int Initialize(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                  std::uint8_t launchArgument) override;
   int SendCommand(std::uint8_t* command, int length) override;
@@ -42,9 +42,9 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
   /// runtimes given here.
   int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                          std::uint8_t launchArgument, std::string path) override;
-  /// Forwards to the called runtime's transmitter. If that is this process's own, or forwards the
-  /// deployment back here, the called runtime's receiver gets it: forwarding would recurse without
-  /// end.
+  /// Forwards to the transmitter of the called runtime. If that is this process's own transmitter,
+  /// or if it returns the deployment here, the receiver of the called runtime gets it instead:
+  /// forwarding would recurse without end.
   int DeployRuntime(std::uint8_t* message, int length, std::string path,
                     std::uint8_t flag) override;
 
@@ -87,8 +87,8 @@ class FERROLINK_EXPORT TransportInMemory : public Interfaces::ITransport {
                                      std::uint8_t launchArgument);
 
   // Written under initializationMutex, read by every thread without it. The destructor closes the
-  // libraries first and then releases the objects that they made, transmitters before receivers.
-  // That order is part of the class; it harms nothing, since the channel lives until the process
+  // libraries first, and then releases the objects that they made, transmitters before receivers.
+  // That order is part of the class. It is harmless, because the channel lives until the process
   // ends.
   std::atomic<std::uint8_t> m_callingRuntime{kNotInitialized};
   std::atomic<std::uint8_t> m_calledRuntime{kNotInitialized};

@@ -83,7 +83,7 @@ std::shared_ptr<ITransport> TransportNetwork::ChannelOf(const Client& client) co
   return client.channel;
 }
 
-// Two first calls may both make a channel. The one stored first stays.
+// Two first calls may both make a channel. The first stored channel stays.
 int TransportNetwork::CreateChannel(Client& client, std::uint8_t callingRuntime,
                                     std::uint8_t calledRuntime, std::uint8_t launchArgument) {
   if (ChannelOf(client) != nullptr) {
@@ -98,7 +98,7 @@ int TransportNetwork::CreateChannel(Client& client, std::uint8_t callingRuntime,
   if (made == nullptr) {
     Raise("012. \nReinstall Ferrolink package");
   }
-  // Stored after Initialize, also if that fails: a failed channel is kept.
+  // The channel is stored after its Initialize, even if that fails: a failed channel is kept.
   const auto store = [&] {
     const std::lock_guard<std::mutex> lock(m_channelMutex);
     if (client.channel == nullptr) {

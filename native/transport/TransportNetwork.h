@@ -33,7 +33,7 @@ class FERROLINK_EXPORT TransportNetwork : public Interfaces::ITransport {
                  std::uint8_t launchArgument) override;
   int SendCommand(std::uint8_t* message, int length) override;
   int ReadResponse(std::uint8_t* buffer, int length) override;
-  /// Does nothing and returns 0, as DeployRuntime does: a peer has no embedded runtime.
+  /// A no-op that returns 0, as DeployRuntime: a peer has no embedded runtime.
   int SetEmbeddedRuntime(std::uint8_t callingRuntime, std::uint8_t calledRuntime,
                          std::uint8_t launchArgument, std::string path) override;
   int DeployRuntime(std::uint8_t* message, int length, std::string path,

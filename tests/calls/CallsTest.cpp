@@ -37,7 +37,7 @@ std::string FromEightThreads(long count) {
   return text + "]";
 }
 
-// Who takes part in calls of that depth: C++ and Java in turn, Java outermost.
+// The participants in calls of that depth: C++ and Java in turn, Java outermost.
 std::string Participants(int depth) {
   std::string names;
   for (int level = depth; level >= 0; --level) {

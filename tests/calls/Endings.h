@@ -11,7 +11,7 @@
 /// Ways for a process to end that C++ has, for programs of the tests and for handlers in them.
 namespace Ferrolink::Tests {
 
-/// Exit codes of a process that forked a child: the child ended as it was told to, was still there
+/// Exit codes of a process that forked a child. The child ended as requested, was still running
 /// after five seconds, was ended by another signal, or ended with another exit code.
 inline constexpr int kForkedChildEnded = 46;
 inline constexpr int kForkedChildHung = 47;

@@ -1,5 +1,5 @@
-// How processes end while eight threads call across the border: as they were told to, at once, and
-// without a crash. A case that hangs is ended by SIGALRM.
+// How processes end while eight threads call across the border: as requested, at once, and without
+// a crash. SIGALRM ends a case that hangs.
 #include <ferrolink/Host.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -42,7 +42,7 @@ void ExecJava(const std::vector<std::string>& arguments) {
   execv(java.c_str(), pointers.data());
 }
 
-// Who started the tests may have told them to ignore a signal, which their children inherit.
+// Children inherit ignored signals, so the tests may run with some of them ignored.
 void BeginToEnd() {
   alarm(kLimitSeconds);
   for (const int signal : {SIGHUP, SIGINT}) {
@@ -73,7 +73,7 @@ void PrintTo(const End& end, std::ostream* out) {
   *out << end.way;
 }
 
-// What became of the runs of one end.
+// The outcomes of the runs of one ending.
 struct Tally {
   int runs = 0;
   int hung = 0;

@@ -1,4 +1,4 @@
-// What a Java program that calls for a long time keeps of the machine's memory.
+// The memory use of a Java program that calls for a long time.
 #include <gtest/gtest.h>
 
 #include "tests/calls/JavaProgramCases.h"

@@ -1,8 +1,7 @@
-// What the sanitizers need to know about a JVM in the process. The JVM is not instrumented: its
-// threads synchronise in ways that ThreadSanitizer cannot see, and it never gives back what it
-// allocated at start-up. The lists that the loader makes of a library's dependencies hang on its
-// own memory, which the leak check does not read. Reports about the library's own code stay as they
-// are.
+// Options of the sanitizers for a JVM in the process. The JVM is not instrumented: its threads
+// synchronise in ways that ThreadSanitizer cannot see, and it never frees its allocations of the
+// start. The loader keeps the lists of a library's dependencies in its own memory, which the leak
+// check does not read. Reports about the library's own code are not affected.
 
 // NOLINTBEGIN(bugprone-reserved-identifier): the sanitizers ask for these names
 extern "C" {

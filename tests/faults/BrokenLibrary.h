@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-/// What may be in the place of a library's file.
+/// Ways in which a library's file can be broken.
 namespace Ferrolink::Tests {
 
 enum class Breakage {
@@ -25,12 +25,11 @@ inline constexpr int kBreakages = 11;
 
 const char* NameOf(Breakage breakage);
 
-/// Puts the breakage in the place of `file`, which must be free. `whole` is the library that
-/// belongs there.
+/// Creates a broken `file`, which must not exist. `whole` is the intact library.
 void PlaceBroken(const std::filesystem::path& file, Breakage breakage,
                  const std::filesystem::path& whole);
 
-/// Replaces whatever is there by the library.
+/// Replaces the file by the intact library.
 void PutRight(const std::filesystem::path& file, const std::filesystem::path& whole);
 
 /// Why the loader, or a check before it, cannot open the file; "" if it can.

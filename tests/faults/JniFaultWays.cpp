@@ -88,7 +88,8 @@ bool AsksJavaForInfo(const std::string& call) {
                         "ReleaseStringUTFChars"});
 }
 
-// The other text may lack Java's words wherever the undisturbed text has them.
+// Whether `outcome` lacks the text from Java at one of the places where `undisturbed` has it, and
+// is otherwise equal.
 bool LacksOnlyInfo(const std::string& outcome, const std::string& undisturbed) {
   const std::string info = "Fake JVM\n";
   for (auto at = undisturbed.find(info); at != std::string::npos;

@@ -87,7 +87,7 @@ struct Steps {
   LibcCall call;
   bool retryElsewhere;
 
-  // Notes the counted calls, then what was wrong, then each step's result, then what is left.
+  // Notes the counted calls, then the errors, each step's result, and the resources that are left.
   void Run(long number, const Texts& expected) {
     Texts results;
     std::string wrong;

@@ -27,8 +27,8 @@ class LibcScenario {
   virtual ~LibcScenario() = default;
 
   virtual std::vector<Step> Steps() = 0;
-  /// What is outstanding after all steps, as blank-separated numbers. None may be larger after a
-  /// failure than without one.
+  /// The resources that are left after all steps, as blank-separated numbers. No number may be
+  /// larger after a failure than without one.
   virtual std::string Left() { return ""; }
 };
 

@@ -35,7 +35,7 @@ std::string MemberCode(const char* code) {
          ". \nReinstall Ferrolink package";
 }
 
-// A library that was opened stays open, whatever it lacks.
+// A library that was opened stays open even if it lacks symbols.
 Texts WhileBrokenAndAfter(Breakage breakage, const fs::path& file, const std::string& lacking,
                           const std::string& after) {
   if (breakage == Breakage::MissingSymbols) {

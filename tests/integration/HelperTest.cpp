@@ -25,7 +25,7 @@ constexpr unsigned kLimitSeconds = 30;
 constexpr const char* kLibrary = "libFerrolinkJvmRuntimeNative.so";
 constexpr const char* kNative = "Binaries/Native/Linux/X64";
 
-// One run a JDK. "$ROOT" in what is expected stands for the tree's root.
+// Runs once for each JDK. "$ROOT" in `expected` is replaced by the root of the tree.
 void ExpectOnEveryJdk(const std::string& name, const std::vector<std::string>& expected,
                       const std::vector<std::string>& arguments = {}) {
   const auto jdks = InstalledJdks();
@@ -35,7 +35,7 @@ void ExpectOnEveryJdk(const std::string& name, const std::vector<std::string>& e
     const InstallationTree tree;
     InstallLibrary(tree);
     InstallArchive(tree, FERROLINK_JAR);
-    // Where a path that was left relative leads to after a change of the directory.
+    // A relative path would lead here after a change of the directory.
     fs::create_directories(tree.Root() / "other/Binaries/Jvm");
     fs::copy_file(TEST_RECEIVER_JAR, tree.Root() / "other/Binaries/Jvm/FerrolinkJvmRuntime.jar");
     CaseOptions options = OnJdk(tree, jdk, "-Xcheck:jni");

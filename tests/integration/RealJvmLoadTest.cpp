@@ -25,7 +25,7 @@ std::size_t CommandsThatFailOrNot() {
   return static_cast<std::size_t>(CountOr("TEST_FAILING_COMMANDS", 500));
 }
 
-// What ends every error text of the case's tree, from every thread.
+// The end of every error text in the case's tree, from every thread.
 std::string RuntimeInfo() {
   return "\nRUNTIME INFO:\n\nMisbehaving test receiver\nJVM Native Launcher Runtime Info: \nJVM "
          "shared library search path: " +

@@ -36,7 +36,7 @@ class JavaThread {
   [[nodiscard]] jstring getNativeError() const;
   void setCallback(jobject callback) const;
 
-  /// What getNativeError returns, as modified UTF-8.
+  /// The result of getNativeError, as modified UTF-8.
   [[nodiscard]] std::string NativeError() const;
   /// "<result>"; for a negative one followed by the text of getNativeError: "-2: <text>".
   [[nodiscard]] std::string Outcome(jint result) const;

@@ -1,4 +1,4 @@
-// What a launcher's destructor, and the process's exit, do to the JVM.
+// The effects of a launcher's destructor, and of the process's exit, on the JVM.
 #include <gtest/gtest.h>
 
 #include <cstdlib>

@@ -20,7 +20,7 @@ using Texts = std::vector<std::string>;
 /// Launches the fake JVM and does not echo errors.
 CaseOptions FakeJvmOptions();
 
-/// As FakeJvmOptions, with an error log in the tree's working directory: see LoggedErrors.
+/// The same as FakeJvmOptions, with an error log in the tree's working directory; see LoggedErrors.
 CaseOptions LoggedOptions(const InstallationTree& tree);
 
 /// The errors in the tree's error log, each as its message without the stamp.
@@ -41,9 +41,9 @@ struct Launched {
   explicit Launched(Ferrolink::Native::Definitions::RuntimeOperationMode mode =
                         Ferrolink::Native::Definitions::RuntimeOperationMode::CalledRuntime);
 
-  /// The response length, or the text of what was thrown.
+  /// The response length, or the text of the exception.
   std::string Send(Bytes message);
-  /// The response as text, one space-separated number a byte; or the text of what was thrown.
+  /// The response as text, one space-separated number a byte; or the text of the exception.
   std::string Read(int length = 64);
   /// send, then read.
   std::string Exchange(const Bytes& message);
@@ -52,8 +52,8 @@ struct Launched {
   JvmLauncher launcher;
 };
 
-/// As Launched, after a command of the calling thread has started the JVM; earlier calls are
-/// forgotten.
+/// The same as Launched, after a command of the calling thread has started the JVM. The fake
+/// forgets earlier calls.
 struct Started : Launched {
   Started();
 };
@@ -61,9 +61,11 @@ struct Started : Launched {
 std::string Numbers(const Bytes& bytes);
 Bytes Filled(std::size_t size, std::uint8_t value);
 
-/// What is outstanding: "local 1 global 0 elements 0 characters 0 attached 2 dropped 0".
+/// The resources that are not released: "local 1 global 0 elements 0 characters 0 attached 2
+/// dropped 0".
 std::string Outstanding(FakeJvmClient& jvm);
-/// If only the starting thread has sent: its class reference; it and the start-up thread attached.
+/// The resources if only the starting thread has sent commands: its class reference; that thread
+/// and the start-up thread are attached.
 inline const std::string kOnlyStarted =
     "local 1 global 0 elements 0 characters 0 attached 2 dropped 0";
 /// If other threads have sent too: the shared class reference in addition.

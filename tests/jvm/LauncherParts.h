@@ -20,7 +20,7 @@ using Ferrolink::Runtimes::Jvm::Native::GetCreatedJavaVMsFunction;
 using Ferrolink::Runtimes::Jvm::Native::JvmInstance;
 using Ferrolink::Runtimes::Jvm::Native::LauncherErrors;
 
-/// What each part needs, and the fake JVM library. For bodies of process cases.
+/// The objects that every part needs, and the fake JVM library. For bodies of process cases.
 struct PartsFixture {
   LauncherErrors errors{[] { return std::string("the information"); }};
   FakeJvmClient jvm{std::getenv("FERROLINK_JVM_RUNTIME_PATH")};
@@ -33,7 +33,7 @@ struct PartsFixture {
   }
 };
 
-/// As PartsFixture, with the entry points of the fake JVM library and a JVM for them.
+/// The same as PartsFixture, with the entry points of the fake JVM library and a JVM for them.
 struct InstanceFixture : PartsFixture {
   Ferrolink::Native::Loader::OwnedLibrary library;
   GetCreatedJavaVMsFunction* getCreatedJavaVMs = nullptr;

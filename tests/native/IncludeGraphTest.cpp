@@ -18,7 +18,7 @@ std::string ModuleOf(const std::filesystem::path& file) {
   return std::filesystem::path(file).replace_extension().string();
 }
 
-// What each module includes of native/ and jvm/, itself excepted.
+// The modules of native/ and jvm/ that each module includes, without itself.
 std::map<std::string, std::set<std::string>> IncludedModules() {
   const std::filesystem::path root = FERROLINK_SOURCE_ROOT;
   const std::string start = "#include \"";
@@ -42,7 +42,7 @@ std::map<std::string, std::set<std::string>> IncludedModules() {
   return included;
 }
 
-// The modules on a way from the last one of `way` back into `way`; empty if there is none.
+// The modules on a path from the last one of `way` back into `way`; empty if there is none.
 Path CircleFrom(const std::map<std::string, std::set<std::string>>& included, Path way,
                 std::set<std::string>& finished) {
   const std::string module = way.back();

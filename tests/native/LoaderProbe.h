@@ -4,9 +4,9 @@
 #include <string>
 #include <vector>
 
-/// Stands between the library's objects and the dynamic loader in a test's executable, which must
-/// be linked with ferrolink_wrap(<target> dlopen dlsym dladdr dlerror). Calls go through to the
-/// loader unless told otherwise. Any thread.
+/// Intercepts the calls of the library's objects to the dynamic loader. The test's executable must
+/// be linked with ferrolink_wrap(<target> dlopen dlsym dladdr dlerror). Passes calls on to the
+/// loader unless the test says otherwise. Thread-safe.
 namespace Ferrolink::Tests::LoaderProbe {
 
 /// The libraries that were asked for so far, each as "<path> <flags>".

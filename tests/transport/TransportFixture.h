@@ -12,13 +12,13 @@ namespace Ferrolink::Tests {
 
 class SiblingTree {
  public:
-  /// Puts a fake under a sibling's file name ("Cpp" stands for its runtime library).
+  /// Puts a fake under a sibling's file name ("Cpp" means its runtime library).
   void AddRuntime(const std::string& runtime, const char* fake);
   void AddLibrary(const std::string& fileName, const char* fake);
 
   CaseResult Run(const std::string& name, CaseOptions options = {});
 
-  /// As run, with the loader's calls included.
+  /// The same as Run, with the calls of the loader.
   CaseResult RunWithLoader(const std::string& name, CaseOptions options = {});
 
   /// The calls in order, each "<short library name>: <call>".

@@ -35,17 +35,21 @@ using Native::Definitions::Runtime;
 
 /// Calls other runtimes of this process through the transmitter of the C++ member. Runtime::Cpp
 /// calls this program's own handlers.
-///
-///     Ferrolink::Cpp::Caller caller;
-///     Bytes reply = caller.Call(Ferrolink::Cpp::Runtime::Jvm, "echo", bytes);
-///
+/// @code
+/// Ferrolink::Cpp::Caller caller;
+/// Bytes reply = caller.Call(Ferrolink::Cpp::Runtime::Jvm, "echo", bytes);
+/// @endcode
 /// For programs and for handlers. A program that creates a Caller first is the calling side (mode
-/// 0). The first command starts the called runtime, which lives until the process ends; destroying
-/// a Caller releases nothing of it.
+/// 0).
+///
+/// Ownership: the first command starts the called runtime, which lives until the process ends.
+/// Destroying a Caller does not end it.
+///
 /// Thread rule: thread-safe, also inside handlers. A call blocks its thread until the answer comes.
-/// Java attaches an unknown thread for each call, see Host::ThreadAttachment.
-/// Errors: those of ferrolink/Errors.h. RemoteError has the called runtime's text, LibraryError the
-/// library's. Also std::system_error and std::bad_alloc.
+/// Java attaches an unknown thread for each call; see Host::ThreadAttachment.
+///
+/// Errors: those of ferrolink/Errors.h. RemoteError has the called runtime's text, LibraryError
+/// that of the native library. Also std::system_error and std::bad_alloc.
 class Caller {
  public:
   /// Finds and opens the library. Starts no runtime. Errors: InstallationError.
@@ -53,33 +57,34 @@ class Caller {
       : m_transmitter(OpenTransmitter(
             Host::FindLibrary(options.libraryDirectory, Host::kCppLibrary), options)) {}
 
-  /// Calls the handler of that name (at most 255 bytes of UTF-8) in the other runtime and returns
-  /// its answer.
+  /// Calls the handler of that name (1 to 255 bytes of UTF-8) in the other runtime and returns its
+  /// answer.
   Bytes Call(Runtime target, std::string_view handler, ByteView payload) const {
     Host::detail::ThreadBuffer buffer;
     const ByteView answer = CallIn(buffer, target, handler, payload);
     return {answer.begin(), answer.end()};
   }
-  /// The same with a text for a payload.
+  /// The same with a text as the payload.
   Bytes Call(Runtime target, std::string_view handler, std::string_view payload) const {
     return Call(target, handler, Host::AsBytes(payload));
   }
 
   /// The same into a buffer of the caller's, so that nothing is allocated. Returns the size of the
-  /// answer:
-  ///
-  ///     std::array<std::uint8_t, 32> digest;
-  ///     caller.CallInto(Ferrolink::Cpp::Runtime::Jvm, "digest", request, digest);
-  ///
-  /// The buffer is written only if the whole answer fits; bytes behind the answer stay as they are.
-  /// It may overlap the payload. Errors: also Host::AnswerTooLong, which has the whole answer.
+  /// answer.
+  /// @code
+  /// std::array<std::uint8_t, 32> digest;
+  /// caller.CallInto(Ferrolink::Cpp::Runtime::Jvm, "digest", request, digest);
+  /// @endcode
+  /// The buffer is written only if the whole answer fits. Bytes behind the answer stay unchanged.
+  /// The buffer may overlap the payload. Errors: also Host::AnswerTooLong, which has the whole
+  /// answer.
   std::size_t CallInto(Runtime target, std::string_view handler, ByteView payload,
                        std::span<std::uint8_t> answer) const {
     Host::detail::ThreadBuffer buffer;
     return Host::detail::CopyAnswer(CallIn(buffer, target, handler, payload), answer);
   }
   /// The same into a vector, which gets the size of the answer and reuses its memory. Errors leave
-  /// it unchanged.
+  /// the vector unchanged.
   std::size_t CallInto(Runtime target, std::string_view handler, ByteView payload,
                        Bytes& answer) const {
     Host::detail::ThreadBuffer buffer;
@@ -88,33 +93,40 @@ class Caller {
     return answer.size();
   }
 
-  /// The same with a deadline: throws DeadlineError if the time is over before the answer comes.
-  /// The command runs on a thread of its own. A command that was given up runs on, and its answer
-  /// is dropped. At most 256 such commands run at a time; further ones wait. If the time is over at
-  /// the start, nothing is sent. The calling thread itself starts the runtime, if need be, and does
-  /// not give up meanwhile.
+  /// The same with a deadline. Throws DeadlineError if the deadline passes before the answer comes.
+  /// If it has passed at the start, nothing is sent.
+  /// @code
+  /// Bytes hits = caller.Call(Runtime::Jvm, "search", query, std::chrono::seconds(1));
+  /// @endcode
+  /// The command runs on a thread of its own. A command that was given up continues to run, and its
+  /// answer is dropped. At most 256 such commands run at a time; further ones wait. If the runtime
+  /// has to be started, the calling thread starts it and does not give up meanwhile.
   Bytes Call(Runtime target, std::string_view handler, ByteView payload, Deadline deadline) const {
     Bytes command = Host::CallCommand(target, handler, payload);
     Host::RequireTimeLeft(deadline);
     StartOnThisThread(target);
     return Host::ExchangeWithin(*m_transmitter, std::move(command), NameOf(target), deadline);
   }
-  /// The same with a text for a payload.
+  /// The same with a text as the payload.
   Bytes Call(Runtime target, std::string_view handler, std::string_view payload,
              Deadline deadline) const {
     return Call(target, handler, Host::AsBytes(payload), deadline);
   }
 
-  /// Asks a runtime for a sign of life. Starts it if it does not run yet. Throws if it does not
-  /// answer:
-  ///
-  ///     caller.Heartbeat(Ferrolink::Cpp::Runtime::Jvm);
+  /// Checks that a runtime answers. Starts it if it does not run yet. Errors: those of a command.
+  /// @code
+  /// caller.Heartbeat(Ferrolink::Cpp::Runtime::Jvm);
+  /// @endcode
   void Heartbeat(Runtime target) const {
     Host::ExchangeHeartbeat(*m_transmitter, target, NameOf(target));
   }
 
-  /// Asks the other runtime to load a library. C++ takes a plug-in library. Java takes an archive
-  /// or a directory of archives, before the JVM starts; later, send the path to the handler
+  /// Asks the other runtime to load a library.
+  /// @code
+  /// caller.LoadLibrary(Ferrolink::Cpp::Runtime::Cpp, "libplugin.so");
+  /// @endcode
+  /// C++ loads a plug-in library. Java loads an archive, or all archives of a directory, if the JVM
+  /// does not run yet. To add archives to a running JVM, send their path to the handler
   /// "load-archives". Errors: also InstallationError for a pipe or a device.
   void LoadLibrary(Runtime target, const std::filesystem::path& path) const {
     const std::string absolute = std::filesystem::absolute(path).string();
@@ -154,7 +166,8 @@ class Caller {
                                     NameOf(target));
   }
 
-  // The thread that starts a runtime stays bound to it; a thread for one command must not.
+  // The thread that starts a runtime remains bound to it. A thread that lives for one command only
+  // must not be that thread.
   void StartOnThisThread(Runtime target) const {
     static std::array<std::atomic<bool>, 256> started;
     std::atomic<bool>& known = started[static_cast<std::uint8_t>(target)];

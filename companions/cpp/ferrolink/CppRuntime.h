@@ -27,18 +27,18 @@
 
 /// Header-only helper for C++ programs and plug-in libraries whose functions other runtimes call.
 /// Needs C++20. Programs link no library of the family:
-///
-///     Ferrolink::Cpp::Register("reverse", [](Ferrolink::Cpp::ByteView bytes) {
-///       return Ferrolink::Cpp::Bytes(bytes.rbegin(), bytes.rend());
-///     });
-///
+/// @code
+/// Ferrolink::Cpp::Register("reverse", [](Ferrolink::Cpp::ByteView bytes) {
+///   return Ferrolink::Cpp::Bytes(bytes.rbegin(), bytes.rend());
+/// });
+/// @endcode
 /// A plug-in library exports a function instead, which the load-library command calls:
-///
-///     extern "C" int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
-///       Ferrolink::Cpp::Registrar(table).Register("reverse", Reverse);
-///       return FERROLINK_OK;
-///     }
-///
+/// @code
+/// extern "C" int32_t ferrolink_register_handlers(const ferrolink_registrar* table) {
+///   Ferrolink::Cpp::Registrar(table).Register("reverse", Reverse);
+///   return FERROLINK_OK;
+/// }
+/// @endcode
 /// To call other runtimes: ferrolink/Caller.h.
 namespace Ferrolink::Cpp {
 
@@ -92,12 +92,12 @@ inline void ReleaseHandler(void* context) {
 }  // namespace detail
 
 /// Registers handlers:
-///
-///     const Ferrolink::Cpp::Registrar registrar;
-///     registrar.Register("now", [](Ferrolink::Cpp::ByteView) {
-///       return Ferrolink::Cpp::ToBytes(std::to_string(std::time(nullptr)));
-///     });
-///
+/// @code
+/// const Ferrolink::Cpp::Registrar registrar;
+/// registrar.Register("now", [](Ferrolink::Cpp::ByteView) {
+///   return Ferrolink::Cpp::ToBytes(std::to_string(std::time(nullptr)));
+/// });
+/// @endcode
 /// Copyable. Handlers stay registered after its destruction. Thread-safe, also inside handlers.
 class Registrar {
  public:
@@ -134,8 +134,9 @@ class Registrar {
   /// The same for a function with typed parameters and a typed result, which Java calls through an
   /// interface (Ferrolink.as) and other C++ programs with the encoding of typed calls. They have
   /// the types of Ferrolink::Objects::Java, Object included.
-  ///
-  ///   Register("sum", [](std::span<const double> v) -> double { ... });
+  /// @code
+  /// Register("sum", [](std::span<const double> v) -> double { ... });
+  /// @endcode
   template <class F>
   requires(detail::IsTyped<F>) void Register(std::string_view name, F&& function) const {
     Register(name, Handler(detail::MakeTypedHandler(std::forward<F>(function))));

@@ -57,7 +57,15 @@ enum {
 typedef struct ferrolink_reply ferrolink_reply;
 
 /** The answer of a handler, owned by the library. Valid until the handler returns, on the handler's
-    thread only. */
+    thread only.
+
+    @code
+    if (length > LIMIT) {
+      reply->fail(reply, "too long", 8);
+      return FERROLINK_HANDLER_FAILED;
+    }
+    return reply->append(reply, payload, length);
+    @endcode */
 struct ferrolink_reply {
   /** Appends bytes to the answer. May be called any number of times. If the result is not
       FERROLINK_OK, the call has failed. */

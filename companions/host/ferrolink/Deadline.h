@@ -5,21 +5,24 @@
 
 namespace Ferrolink::Host {
 
-/// The moment at which a caller gives up. Copyable; implicitly made of a duration or a time point:
-///
-///     host.Call("echo", bytes, std::chrono::seconds(2));
-///     host.Call("echo", bytes, Deadline::Clock::now() + std::chrono::seconds(2));
+/// The moment at which a caller gives up. A duration or a time point converts to it.
+/// @code
+/// host.Call("echo", bytes, std::chrono::seconds(2));
+/// host.Call("echo", bytes, Deadline::Clock::now() + std::chrono::seconds(2));
+/// @endcode
+/// A duration counts from its conversion. Several calls with one Deadline therefore share the time.
+/// Copyable. Thread rule: thread-safe.
 class Deadline {
  public:
-  /// The monotonic clock: a change of the system time has no effect.
+  /// The monotonic clock. Changes of the system time have no effect on it.
   using Clock = std::chrono::steady_clock;
 
-  /// A time from now on. Zero or less is over at once. More than 2^32 - 1 milliseconds (49 days) is
-  /// cut to that.
+  /// A time from now on, in any unit. Zero or less has expired at once. The maximum is 2^32 - 1
+  /// milliseconds (49 days); longer times are shortened to it.
   template <class Rep, class Period>
   Deadline(std::chrono::duration<Rep, Period> limit)  // NOLINT(google-explicit-constructor)
       : m_moment(Clock::now() + Bounded(limit)) {}
-  /// A moment of the monotonic clock.
+  /// A moment of the monotonic clock. It may have passed.
   Deadline(Clock::time_point moment)  // NOLINT(google-explicit-constructor)
       : m_moment(moment) {}
 

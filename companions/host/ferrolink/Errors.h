@@ -11,13 +11,14 @@
 
 namespace Ferrolink::Host {
 
-/// The base of the errors below:
-///
-///     try {
-///       host.Call("book", order);
-///     } catch (const Ferrolink::Host::Error& error) {
-///       retry = !error.MayHaveExecuted();
-///     }
+/// The base of the errors below. what() says what failed and what to do.
+/// @code
+/// try {
+///   host.Call("book", order);
+/// } catch (const Ferrolink::Host::Error& error) {
+///   retry = !error.MayHaveExecuted();
+/// }
+/// @endcode
 class Error : public std::runtime_error {
  public:
   /// False if the command was certainly not executed and may be sent again; true in all other
@@ -35,6 +36,13 @@ class Error : public std::runtime_error {
 
 /// The installation, or a library in it, is unusable. what() says what was looked for and what to
 /// do. Nothing was executed.
+/// @code
+/// try {
+///   host.emplace();
+/// } catch (const Ferrolink::Host::InstallationError& error) {
+///   std::fputs(error.what(), stderr);  // Set FERROLINK_HOME to ...
+/// }
+/// @endcode
 class InstallationError : public Error {
  public:
   /// `text` becomes what().
@@ -42,15 +50,25 @@ class InstallationError : public Error {
 };
 
 /// The called runtime answered with an exception report. what() is its text: class, message, causes
-/// and, if the runtime is Java, frames.
+/// and, if the runtime is Java, stack frames.
+/// @code
+/// try {
+///   host.Call("parse", "not a number");
+/// } catch (const Ferrolink::Host::RemoteError& error) {
+///   std::puts(error.what());  // java.lang.NumberFormatException: ...
+/// }
+/// @endcode
 class RemoteError : public Error {
  public:
   /// `text` is the body of the report.
   explicit RemoteError(const std::string& text) : Error(text, true) {}
 };
 
-/// The called runtime answered with bytes that are no reply; or the command is malformed and was
+/// The called runtime answered with bytes that are no reply. Or the command is malformed and was
 /// not sent.
+/// @code
+/// host.Call(std::string(256, 'n'), payload);  // ProtocolError: the name is too long
+/// @endcode
 class ProtocolError : public Error {
  public:
   /// `mayHaveExecuted` is false if the command was not sent.
@@ -58,8 +76,14 @@ class ProtocolError : public Error {
       : Error(text, mayHaveExecuted) {}
 };
 
-/// An error of the native libraries. what() is their text, unchanged. Programs that use the
-/// libraries directly may construct it from a text.
+/// An error of the native libraries. what() is their text, unchanged. It begins with the component
+/// and a code; docs/errors.md lists the codes.
+/// @code
+/// } catch (const Ferrolink::Host::LibraryError& error) {
+///   std::fputs(error.what(), stderr);  // JVM Launcher: Exception code 1 ...
+/// }
+/// @endcode
+/// Programs that call the libraries without Host can make this error from a text.
 class LibraryError : public Error {
  public:
   /// An error of sending. The code in the text decides whether the command may have been executed.
@@ -69,8 +93,15 @@ class LibraryError : public Error {
       : Error(text, executed || !detail::SaysNotExecuted(text)) {}
 };
 
-/// A call's time was over before its answer came. If MayHaveExecuted() is true, the handler may
-/// still run: in this process it does, and its answer is dropped.
+/// The time of a call was over before its answer came. If MayHaveExecuted() is true, the handler
+/// may still run. In this process it does run to its end, and its answer is dropped.
+/// @code
+/// try {
+///   host.Call("search", query, std::chrono::milliseconds(50));
+/// } catch (const Ferrolink::Host::DeadlineError&) {
+///   results = cache.Last();
+/// }
+/// @endcode
 class DeadlineError : public Error {
  public:
   /// `mayHaveExecuted` is false if the command was not sent.
@@ -79,10 +110,11 @@ class DeadlineError : public Error {
 
 /// The answer does not fit into the caller's buffer, in which nothing was written. The handler was
 /// executed, and its answer is here:
-///
-///     } catch (const Ferrolink::Host::AnswerTooLong& error) {
-///       use(error.Answer());
-///     }
+/// @code
+/// } catch (const Ferrolink::Host::AnswerTooLong& error) {
+///   use(error.Answer());
+/// }
+/// @endcode
 class AnswerTooLong : public Error {
  public:
   /// `room` is the size of the caller's buffer. Copies the answer.

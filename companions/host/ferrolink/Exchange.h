@@ -26,11 +26,11 @@
 
 /// Commands of a C++ program through a role, which is a receiver or a transmitter of a member, and
 /// their replies. Host and Caller are built on these functions:
-///
-///     IReceiver* receiver = OpenReceiver(FindLibrary({}));
-///     Bytes command = CallCommand(Runtime::Jvm, "echo", AsBytes("hello"));
-///     const Bytes reply = Exchange(*receiver, command, "Java");
-///
+/// @code
+/// IReceiver* receiver = OpenReceiver(FindLibrary({}));
+/// Bytes command = CallCommand(Runtime::Jvm, "echo", AsBytes("hello"));
+/// const Bytes reply = Exchange(*receiver, command, "Java");
+/// @endcode
 /// Thread rule: a role may be used by any thread; a command and its reply stay on one thread.
 namespace Ferrolink::Host {
 
@@ -117,9 +117,9 @@ inline std::size_t CopyAnswer(ByteView answer, std::span<std::uint8_t> to) {
 }  // namespace detail
 
 /// A call of a handler in this process, sent by C++:
-///
-///     Bytes command = CallCommand(Runtime::Jvm, "echo", AsBytes("hello"));
-///
+/// @code
+/// Bytes command = CallCommand(Runtime::Jvm, "echo", AsBytes("hello"));
+/// @endcode
 /// Errors: ProtocolError for a name over 255 bytes.
 inline Bytes CallCommand(Runtime target, std::string_view handler, ByteView payload) {
   try {
@@ -144,9 +144,9 @@ Bytes Exchange(Role& role, Bytes& command, std::string_view who) {
 }
 
 /// Asks a runtime for a sign of life, and so starts it:
-///
-///     ExchangeHeartbeat(*receiver, Runtime::Jvm, "Java");
-///
+/// @code
+/// ExchangeHeartbeat(*receiver, Runtime::Jvm, "Java");
+/// @endcode
 /// Errors: those of Exchange; ProtocolError if the answer has another body.
 template <class Role>
 void ExchangeHeartbeat(Role& role, Runtime target, std::string_view who) {
@@ -160,9 +160,9 @@ void ExchangeHeartbeat(Role& role, Runtime target, std::string_view who) {
 
 /// Asks a runtime to load a library. The runtime looks up a relative path from its own current
 /// directory:
-///
-///     ExchangeLoadLibrary(*receiver, Runtime::Jvm, "/srv/handlers.jar", "Java");
-///
+/// @code
+/// ExchangeLoadLibrary(*receiver, Runtime::Jvm, "/srv/handlers.jar", "Java");
+/// @endcode
 /// Errors: those of Exchange.
 template <class Role>
 void ExchangeLoadLibrary(Role& role, Runtime target, std::string_view path, std::string_view who) {
@@ -179,11 +179,11 @@ inline void RequireTimeLeft(const Deadline& deadline) {
 }
 
 /// Sends one command on a thread of its own and waits for its reply, at most until the deadline:
-///
-///     const Deadline deadline = std::chrono::seconds(2);
-///     RequireTimeLeft(deadline);
-///     Bytes reply = ExchangeWithin(*receiver, std::move(command), "Java", deadline);
-///
+/// @code
+/// const Deadline deadline = std::chrono::seconds(2);
+/// RequireTimeLeft(deadline);
+/// Bytes reply = ExchangeWithin(*receiver, std::move(command), "Java", deadline);
+/// @endcode
 /// A command that was given up runs on, and its reply is dropped. At most 256 such commands run at
 /// a time; further ones wait for a free thread. The role must live until the process ends. Errors:
 /// those of Exchange; DeadlineError; std::system_error if the system has no thread.

@@ -28,36 +28,45 @@ namespace Ferrolink::Objects::detail {
 struct PeerAccess;
 }
 
-/// Header-only helper for C++ programs that call Java. Needs C++20, and a JDK to run, but not to
-/// compile:
-///
-///     Ferrolink::Host::Host host;
-///     Ferrolink::Host::Bytes reply = host.Call("echo", bytes);
+/// Header-only helper for C++ programs that call Java. Needs C++20. Needs a JDK to run, but not to
+/// compile.
+/// @code
+/// Ferrolink::Host::Host host;
+/// Ferrolink::Host::Bytes reply = host.Call("echo", bytes);
+/// @endcode
 namespace Ferrolink::Host {
 
-/// The settings of a Host or a Caller. The defaults suit a program inside an installation:
-///
-///     Ferrolink::Host::Host host({.libraryDirectory =
-///     "/opt/ferrolink/Binaries/Native/Linux/X64"});
+/// The settings of a Host or a Caller. The defaults suit a program inside an installation.
+/// @code
+/// Ferrolink::Host::Host host({.libraryDirectory = "/opt/ferrolink/Binaries/Native/Linux/X64",
+///                             .configuration = "/etc/ferrolink.json"});
+/// @endcode
 struct Options {
-  /// The directory of the native library. If empty: the copy that the process has open, else the
-  /// installation that FERROLINK_HOME names, else around the executable.
+  /// The directory of the native library. If it is empty, the library is searched: first the copy
+  /// that the process has open, then the installation that FERROLINK_HOME names, then the directory
+  /// of the executable and those above it.
   std::filesystem::path libraryDirectory;
-  /// The path of a configuration file, or JSON text. If empty: the defaults.
+  /// The path of a configuration file, or JSON text. If it is empty, nothing is changed: without
+  /// any configuration the defaults apply. It applies to the whole process and replaces an earlier
+  /// one. docs/configuration.md lists the settings.
   std::string configuration;
 };
 
-/// Java handlers, callable from C++: they take bytes and answer bytes.
+/// Calls Java handlers from C++. A handler takes bytes and returns bytes.
+/// @code
+/// Ferrolink::Host::Host host;
+/// host.LoadLibrary("handlers.jar");
+/// std::string counts = Ferrolink::Host::ToText(host.Call("word-count", "to be or not to be"));
+/// @endcode
+/// The first command starts the JVM.
 ///
-///     Ferrolink::Host::Host host;
-///     host.LoadLibrary("handlers.jar");
-///     std::string counts = Ferrolink::Host::ToText(host.Call("word-count", "to be or not to be"));
+/// Ownership: the JVM and the receiver behind this object live until the process ends. Destroying a
+/// Host releases neither. Several Hosts share one receiver.
 ///
-/// The first command starts the JVM. The JVM and the receiver behind this object live until the
-/// process ends; destroying a Host releases neither. Several Hosts share one receiver.
 /// Thread rule: thread-safe. Commands of several threads run in parallel.
-/// Errors: those of Errors.h. RemoteError has Java's text, LibraryError the library's. Also
-/// std::system_error and std::bad_alloc.
+///
+/// Errors: those of Errors.h. RemoteError has Java's text, LibraryError that of the native library.
+/// Also std::system_error and std::bad_alloc.
 class Host {
  public:
   /// Finds and opens the library. Does not start the JVM. Errors: InstallationError.
@@ -77,31 +86,41 @@ class Host {
   Host& operator=(const Host&) = delete;
   ~Host() = default;
 
-  /// Calls the handler of that name (at most 255 bytes of UTF-8) and returns its answer.
+  /// Calls the handler of that name (1 to 255 bytes of UTF-8) and returns its answer. Blocks until
+  /// the answer comes.
+  /// @code
+  /// const Bytes image = host.Call("thumbnail", photo);
+  /// @endcode
   Bytes Call(std::string_view handler, ByteView payload) {
     detail::ThreadBuffer buffer;
     const ByteView answer = CallIn(buffer, handler, payload);
     return {answer.begin(), answer.end()};
   }
-  /// The same with a text for a payload.
+  /// The same with a text as the payload.
   Bytes Call(std::string_view handler, std::string_view payload) {
     return Call(handler, AsBytes(payload));
   }
 
   /// The same into a buffer of the caller's, so that nothing is allocated. Returns the size of the
-  /// answer:
-  ///
-  ///     std::array<std::uint8_t, 32> digest;
-  ///     host.CallInto("digest", request, digest);
-  ///
-  /// The buffer is written only if the whole answer fits; bytes behind the answer stay as they are.
-  /// It may overlap the payload. Errors: also AnswerTooLong, which has the whole answer.
+  /// answer.
+  /// @code
+  /// std::array<std::uint8_t, 32> digest;
+  /// host.CallInto("digest", request, digest);
+  /// @endcode
+  /// The buffer is written only if the whole answer fits. Bytes behind the answer stay unchanged.
+  /// The buffer may overlap the payload. Errors: also AnswerTooLong, which has the whole answer.
   std::size_t CallInto(std::string_view handler, ByteView payload, std::span<std::uint8_t> answer) {
     detail::ThreadBuffer buffer;
     return detail::CopyAnswer(CallIn(buffer, handler, payload), answer);
   }
   /// The same into a vector, which gets the size of the answer and reuses its memory. Errors leave
-  /// it unchanged.
+  /// the vector unchanged.
+  /// @code
+  /// Ferrolink::Host::Bytes answer;
+  /// for (const auto& request : requests) {
+  ///   host.CallInto("digest", request, answer);
+  /// }
+  /// @endcode
   std::size_t CallInto(std::string_view handler, ByteView payload, Bytes& answer) {
     detail::ThreadBuffer buffer;
     const ByteView body = CallIn(buffer, handler, payload);
@@ -109,32 +128,40 @@ class Host {
     return answer.size();
   }
 
-  /// The same with a deadline: throws DeadlineError if the time is over before the answer comes.
+  /// The same with a deadline. Throws DeadlineError if the deadline passes before the answer comes.
+  /// If it has passed at the start, nothing is sent.
+  /// @code
+  /// const Bytes hits = host.Call("search", query, std::chrono::milliseconds(200));
+  /// @endcode
   /// The command runs on a thread of its own, which is attached to the JVM for it. A command that
-  /// was given up runs on, and its answer is dropped. At most 256 such commands run at a time;
-  /// further ones wait. If the time is over at the start, nothing is sent. The calling thread
-  /// itself starts the JVM, if need be, and does not give up meanwhile.
+  /// was given up continues to run, and its answer is dropped. At most 256 such commands run at a
+  /// time; further ones wait. If the JVM has to be started, the calling thread starts it and does
+  /// not give up meanwhile.
   Bytes Call(std::string_view handler, ByteView payload, Deadline deadline) {
     Bytes command = CallCommand(kJvm, handler, payload);
     RequireTimeLeft(deadline);
     Start();
     return ExchangeWithin(*m_receiver, std::move(command), kWho, deadline);
   }
-  /// The same with a text for a payload.
+  /// The same with a text as the payload.
   Bytes Call(std::string_view handler, std::string_view payload, Deadline deadline) {
     return Call(handler, AsBytes(payload), deadline);
   }
 
-  /// Asks Java for a sign of life. Starts the JVM if it does not run yet. Throws if Java does not
-  /// answer.
+  /// Checks that Java answers. Starts the JVM if it does not run yet. Errors: those of a command.
+  /// @code
+  /// host.Heartbeat();  // throws if Java is unusable
+  /// @endcode
   void Heartbeat() { ExchangeHeartbeat(*m_receiver, kJvm, kWho); }
 
-  /// Adds a Java archive, or all archives of a directory, and so makes its handlers callable.
-  ///
+  /// Adds a Java archive, or all archives of a directory, and so makes their handlers callable.
+  /// @code
+  /// host.LoadLibrary("/srv/app/handlers.jar");
+  /// @endcode
   /// If no JVM runs in the process yet, the archive goes to the class path; otherwise to a child
-  /// class loader. A file that is no archive is an error: of this call if a JVM runs, else of the
-  /// next Start or Call of this Host. That Call sends nothing; later ones ignore the file.
-  /// Errors: also InstallationError for a pipe or a device, on which the JVM would block.
+  /// class loader. If the file is no archive, this call fails if a JVM runs. Otherwise the next
+  /// Start or Call of this Host fails and sends nothing; later calls ignore the file. Errors: also
+  /// InstallationError for a pipe or a device, on which the JVM would block.
   void LoadLibrary(const std::filesystem::path& path) {
     const std::string absolute = std::filesystem::absolute(path).string();
     RequireNoPipeOrDevice(absolute);
@@ -147,7 +174,8 @@ class Host {
     m_archives.push_back(absolute);
   }
 
-  /// Starts the JVM. A no-op if it runs; Call starts it by itself.
+  /// Starts the JVM. A no-op if it runs. Programs call this to choose the moment of the start; a
+  /// Call starts the JVM, too.
   void Start() {
     if (!m_started) {
       Heartbeat();
@@ -156,7 +184,7 @@ class Host {
     }
   }
 
-  /// The native library's file, an absolute path.
+  /// The absolute path of the native library's file.
   [[nodiscard]] const std::filesystem::path& LibraryPath() const { return m_libraryPath; }
 
  private:
@@ -175,14 +203,14 @@ class Host {
     return detail::ExchangeIn(buffer, *m_receiver, buffer.Room(size), size, kWho);
   }
 
-  // The native side knows the class path of a JVM that it will start. A running JVM, whoever
-  // started it, is told by command; it skips known archives.
+  // The native library adds an archive to the class path of a JVM that it will start. A JVM that
+  // runs already, whoever started it, needs a command. The command ignores archives that it knows.
   void Announce(const std::string& archive) {
     Bytes command = CallCommand(kJvm, "load-archives", AsBytes(archive));
     Exchange(*m_receiver, command, kWho);
   }
 
-  // Announces each archive once, even if one fails. Throws the first failure.
+  // Announces each archive once, even if one of them fails. Throws the first failure.
   void AnnounceArchives() {
     std::vector<std::string> archives;
     {

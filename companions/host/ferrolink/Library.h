@@ -15,9 +15,9 @@
 #include "native/interfaces/RuntimeOperationMode.h"
 
 /// Finds and opens the libraries of an installation:
-///
-///     IReceiver* receiver = OpenReceiver(FindLibrary({}, kCppLibrary));
-///
+/// @code
+/// IReceiver* receiver = OpenReceiver(FindLibrary({}, kCppLibrary));
+/// @endcode
 /// Thread rule: thread-safe. Errors: InstallationError, which says what was looked for.
 namespace Ferrolink::Host {
 
@@ -72,9 +72,9 @@ inline std::vector<std::filesystem::path> Candidates(const std::filesystem::path
 }  // namespace detail
 
 /// Finds a library:
-///
-///     const std::filesystem::path library = FindLibrary({}, kCppLibrary);
-///
+/// @code
+/// const std::filesystem::path library = FindLibrary({}, kCppLibrary);
+/// @endcode
 /// Looks in `directory`; or, if that is empty, the copy that the process has open, else
 /// in the installation that FERROLINK_HOME names, else around the executable. The path is absolute:
 /// the library looks for its companions beside it later, perhaps from another current directory.
@@ -96,8 +96,9 @@ inline std::filesystem::path FindLibrary(const std::filesystem::path& directory,
                           tried);
 }
 
-/// To be called for a file that another runtime will open: it would block on a pipe. Missing files
-/// are no error here; that runtime reports them. Errors: InstallationError for a pipe or a device.
+/// Must be called for a file that another runtime will open, because opening a pipe may block for
+/// ever. Missing files are no error here; that runtime reports them. Errors: InstallationError for
+/// a pipe or a device.
 inline void RequireNoPipeOrDevice(const std::filesystem::path& path) {
   std::error_code unreadable;
   const std::filesystem::file_status status = std::filesystem::status(path, unreadable);
@@ -108,9 +109,9 @@ inline void RequireNoPipeOrDevice(const std::filesystem::path& path) {
 }
 
 /// Opens a library of the family:
-///
-///     void* handle = OpenLibrary(FindLibrary({}));
-///
+/// @code
+/// void* handle = OpenLibrary(FindLibrary({}));
+/// @endcode
 /// It is never closed: its roles live until the process ends. Another opening returns the same
 /// handle. Errors: InstallationError with the loader's reason.
 inline void* OpenLibrary(const std::filesystem::path& library) {
@@ -124,10 +125,10 @@ inline void* OpenLibrary(const std::filesystem::path& library) {
 }
 
 /// A function of an opened library, never null. `library` is for the error text:
-///
-///     auto* create = FunctionOf<IReceiver*(RuntimeOperationMode)>(handle, library,
-///     "CreateReceiver");
-///
+/// @code
+/// using Create = IReceiver*(RuntimeOperationMode);
+/// auto* create = FunctionOf<Create>(handle, library, "CreateReceiver");
+/// @endcode
 /// Errors: InstallationError if the library does not export the name.
 template <class Function>
 Function* FunctionOf(void* handle, const std::filesystem::path& library, const char* name) {
@@ -141,10 +142,10 @@ Function* FunctionOf(void* handle, const std::filesystem::path& library, const c
 
 /// Opens a member and returns its receiver, which the member owns. A process has one receiver per
 /// member; callers initialise it before the first command:
-///
-///     IReceiver* receiver = OpenReceiver(library);
-///     receiver->Initialize(callingRuntime, calledRuntime, 0);
-///
+/// @code
+/// IReceiver* receiver = OpenReceiver(library);
+/// receiver->Initialize(callingRuntime, calledRuntime, 0);
+/// @endcode
 /// Errors: InstallationError; those of CreateReceiver.
 inline Native::Interfaces::IReceiver* OpenReceiver(const std::filesystem::path& library) {
   using CreateReceiver = Native::Interfaces::IReceiver*(Native::Definitions::RuntimeOperationMode);

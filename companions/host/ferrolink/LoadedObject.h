@@ -13,10 +13,10 @@
 namespace Ferrolink::Host {
 
 /// A program or library that the process has open. This object keeps it open:
-///
-///     const LoadedObject library("/usr/lib/libexample.so");
-///     auto* answer = library.Find<int()>("answer");
-///
+/// @code
+/// const LoadedObject library("/usr/lib/libexample.so");
+/// auto* answer = library.Find<int()>("answer");
+/// @endcode
 /// Empty if the loader knows no such name. Thread-safe.
 class LoadedObject {
  public:
@@ -63,11 +63,11 @@ class LoadedObject {
 
 /// The names in the loader's list of open objects, in the order of opening. The first one is the
 /// program, whose name is empty:
-///
-///     for (const std::string& name : LoadedObjects()) {
-///       std::puts(LoadedObject(name).File().c_str());
-///     }
-///
+/// @code
+/// for (const std::string& name : LoadedObjects()) {
+///   std::puts(LoadedObject(name).File().c_str());
+/// }
+/// @endcode
 /// Thread-safe. Errors: std::bad_alloc.
 inline std::vector<std::string> LoadedObjects() {
   std::vector<std::string> names;

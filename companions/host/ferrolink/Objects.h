@@ -12,15 +12,15 @@
 
 /// Typed calls: any Java class from C++, and C++ functions from Java. Header-only; needs what
 /// ferrolink/Host.h needs.
-///
-///   using namespace Ferrolink::Objects;
-///   Ferrolink::Host::Host host;
-///   Java java(host);
-///   Object list = java.New("java.util.ArrayList");
-///   list.Call("add", 42);
-///   int n = list.Call<int>("size");
-///   list.Call("sort", java.Implement("java.util.Comparator", [](int a, int b) { return b - a; }));
-///
+/// @code
+/// using namespace Ferrolink::Objects;
+/// Ferrolink::Host::Host host;
+/// Java java(host);
+/// Object list = java.New("java.util.ArrayList");
+/// list.Call("add", 42);
+/// int n = list.Call<int>("size");
+/// list.Call("sort", java.Implement("java.util.Comparator", [](int a, int b) { return b - a; }));
+/// @endcode
 /// docs/objects.md is the guide: types, lifetimes, threads, errors and what costs how much.
 namespace Ferrolink::Objects {}
 

@@ -10,31 +10,36 @@
 namespace Ferrolink::Host {
 
 /// The file of the JVM library in this process, whatever its name:
-///
-///     std::printf("Java runs in %s\n", Ferrolink::Host::JvmLibraryPath().c_str());
-///
+/// @code
+/// std::printf("Java runs in %s\n", Ferrolink::Host::JvmLibraryPath().c_str());
+/// @endcode
 /// If several copies are loaded, it is the one that has a JVM. Empty if none is loaded.
 /// Thread-safe.
 inline std::string JvmLibraryPath() {
   return detail::FindJvmLibrary().file.string();
 }
 
-/// Whether a JVM runs in this process and the calling thread is attached to it, by whomever.
-/// Thread-safe.
+/// Whether a JVM runs in this process and the calling thread is attached to it, no matter who
+/// attached it. Thread-safe.
+/// @code
+/// if (!JvmKnowsThisThread()) {
+///   attachment.emplace();  // a std::optional<ThreadAttachment>
+/// }
+/// @endcode
 inline bool JvmKnowsThisThread() {
   detail::JavaVm* vm = detail::FindJvmLibrary().vm;
   return vm != nullptr && vm->KnowsThisThread();
 }
 
 /// Keeps the calling thread attached to the JVM while this object lives:
-///
-///     void PoolThread(Ferrolink::Host::Host& host) {
-///       const Ferrolink::Host::ThreadAttachment attachment;
-///       while (auto work = NextWork()) {
-///         host.Call("echo", *work);
-///       }
-///     }
-///
+/// @code
+/// void PoolThread(Ferrolink::Host::Host& host) {
+///   const Ferrolink::Host::ThreadAttachment attachment;
+///   while (auto work = NextWork()) {
+///     host.Call("echo", *work);
+///   }
+/// }
+/// @endcode
 /// Without it, each command of a thread that the JVM does not know attaches and detaches the
 /// thread, which costs far more than the call itself. If the thread is attached already, this
 /// object is a no-op; objects may nest.
@@ -43,7 +48,7 @@ inline bool JvmKnowsThisThread() {
 /// same thread. Errors: InstallationError if no JVM runs or if it refuses the thread.
 class ThreadAttachment {
  public:
-  /// Attaches the thread as a daemon: it does not keep the JVM from ending.
+  /// Attaches the thread as a daemon, so it does not delay the end of the JVM.
   ThreadAttachment() : m_vm(RunningJvm()) {
     if (m_vm->KnowsThisThread()) {
       return;

@@ -89,7 +89,7 @@ int ClientChannel::Send(std::span<const std::uint8_t> command) {
   return size;
 }
 
-// A server that goes away says so on a kept connection. Another server may take over its address.
+// A server that shuts down says so on a kept connection. Another server may take over its address.
 void ClientChannel::CarryOut(Call& call) {
   Line kept = m_idle.Take(EndpointConfiguration::Revision(), call.start);
   if (kept.connection == nullptr) {

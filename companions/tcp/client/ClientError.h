@@ -38,8 +38,8 @@ class ClientFailure : public std::runtime_error {
   /// The text without the line that has the code.
   [[nodiscard]] std::string Text() const { return what() + Beginning(m_code).size(); }
 
-  /// Whether the command may be tried on another connection: nothing was executed, and the reason
-  /// lies in the server. A refusal of the command itself would be the same everywhere.
+  /// Whether the command may be tried on another connection: nothing was executed, and the server
+  /// is the reason. A refusal of the command itself would be the same everywhere.
   [[nodiscard]] bool LeavesOthersToTry() const {
     return m_code == ClientError::NotConnected || m_code == ClientError::NoFerrolinkPeer ||
            m_code == ClientError::Refused || (m_code == ClientError::NotBegun && m_endsConnection);

@@ -10,7 +10,7 @@ namespace Ferrolink::Companions::Tcp::Client {
 struct Peer {
   std::string host;
   std::uint16_t port = 0;
-  bool mayBeName = false;  ///< `host` is looked up where it is no address
+  bool mayBeName = false;  ///< `host` is looked up if it is no address
 
   [[nodiscard]] std::string Name() const {
     const bool isVersion6 = host.find(':') != std::string::npos;

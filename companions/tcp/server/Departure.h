@@ -11,7 +11,7 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
-/// Tells all sessions at once that the server goes away. Thread-safe.
+/// Tells all sessions at once that the server shuts down. Thread-safe.
 class Departure {
  public:
   /// Errors: std::system_error.

@@ -21,8 +21,8 @@ namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
 // A last answer is lost if the connection is closed before the client has read it, or while the
-// client still sends. So the server waits: this long for a silent client, also for one that only
-// has to notice that the server goes away, and that long altogether.
+// client still sends. So the server waits for the client: at most kSilence without a byte from it,
+// or kShortSilence while the server shuts down, and at most kFarewell in total.
 constexpr std::chrono::seconds kSilence{5};
 constexpr std::chrono::seconds kShortSilence{1};
 constexpr std::chrono::seconds kFarewell{60};

@@ -23,7 +23,7 @@ constexpr std::chrono::milliseconds kStay{1000};
 constexpr std::chrono::milliseconds kShortStay{10};
 
 // A client that sends its next command within this time saves a poll(2). A session without a
-// command may notice that much later that the server goes away. No longer than the short stay.
+// command may notice a shutdown that much later. Not longer than the short stay.
 constexpr std::chrono::milliseconds kSoon{10};
 
 // Peers slower than 4 KiB a second get no additional time for their bytes.

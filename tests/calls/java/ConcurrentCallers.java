@@ -76,7 +76,7 @@ public final class ConcurrentCallers {
         }
     }
 
-    // What a C++ handler throws reaches its own caller.
+    // The exception of a C++ handler reaches its own caller.
     private boolean remoteTextIs(String text) {
         try {
             cpp.call("refuse", MirroredCalls.bytes(text));

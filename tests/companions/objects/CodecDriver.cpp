@@ -17,7 +17,7 @@ namespace {
 using namespace Ferrolink::Objects;
 namespace Typed = Ferrolink::Objects::detail;
 
-// What the broker answers to commands of this thread: the input once, then that there is nothing.
+// The broker's answer to the commands of this thread: first the input, then that there is nothing.
 thread_local Bytes t_answer;
 
 void Require(bool holds, const char* rule) {
@@ -77,7 +77,7 @@ void AsStatistics(Bytes&& answer) {
   static_cast<void>(java.LiveObjects());
 }
 
-// The exception that an answer describes, and its cause, which is the same one.
+// Reads an answer as an exception. Its cause is the same exception.
 void AsException(Bytes&& answer) {
   const Java java = TheJava();
   t_answer = answer;
@@ -167,7 +167,7 @@ void DriveCodec(std::span<const std::uint8_t> input) {
   if (input.empty()) {
     return;
   }
-  // On the heap and exactly as long as they are, so that AddressSanitizer sees a read beyond them.
+  // Copied to the heap without spare bytes, so that AddressSanitizer sees a read beyond the end.
   Bytes rest(input.begin() + 1, input.end());
   try {
     kSteps.at(input.front() % kSteps.size())(std::move(rest));
@@ -178,7 +178,7 @@ void DriveCodec(std::span<const std::uint8_t> input) {
     Require(std::string_view(error.what()).find("byte ") != std::string_view::npos,
             "what is malformed is told with its place");
   } catch (const Ferrolink::Host::Error&) {
-    // An exception, a refusal or a conversion that does not fit, with the other side's text.
+    // Accepted: an exception, a refusal or a conversion error, with the text of the other side.
   }
   t_answer.clear();
 }

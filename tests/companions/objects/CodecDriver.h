@@ -6,9 +6,9 @@
 
 namespace Ferrolink::Tests {
 
-/// Gives bytes to the decoders of typed calls: the first byte says to which, the rest is what the
-/// other side sent. Returns if they were read, or refused with an error that has a text; ends the
-/// process if a rule does not hold.
+/// Passes bytes to the decoders of typed calls. The first byte selects the decoder; the rest is its
+/// input. Returns if the input was read, or refused with an error that has a text. Ends the process
+/// if a rule is broken.
 void DriveCodec(std::span<const std::uint8_t> input);
 
 }  // namespace Ferrolink::Tests

@@ -16,7 +16,8 @@ constexpr std::uint8_t kResolve = 1;
 constexpr std::uint8_t kInvoke = 2;
 constexpr std::uint8_t kValue = 7;
 
-/// A broker that knows one class, keeps the last call, and answers calls and values as it is told.
+/// A broker that knows one class, keeps the last call, and gives scripted answers to calls and
+/// values.
 struct Fixture {
   Fixture()
       : broker([this](const BrokerRequest& request) -> Bytes {
@@ -35,14 +36,14 @@ struct Fixture {
     return Java(peer);
   }
 
-  /// What an argument is written as: the call's bytes behind member, want, key, self and count.
+  /// The encoding of an argument: the bytes of a call behind member, want, key, self and count.
   template <class T>
   Bytes Written(const T& argument) {
     TheJava().CallStatic<void>("C", "m", argument);
     return {last.begin() + 4 + 1 + 8 + 8 + 1, last.end()};
   }
 
-  /// What a value is read as.
+  /// Decodes a value.
   template <class T>
   T Read(Bytes value) {
     answer = {0};
@@ -55,7 +56,7 @@ struct Fixture {
   FakeBroker broker;
 };
 
-// Brokers outlive their tests: the keepers of their sessions go on.
+// Never freed: the keepers of the sessions run on.
 Fixture& NewFixture() {
   return *new Fixture;
 }

@@ -40,7 +40,7 @@ int FakeBroker::SendCommand(std::uint8_t* command, int length) {
   if (request.operation == kRelease) {
     ++m_releaseCommands;
   }
-  // The command's memory is the caller's only until here: nested calls may use it.
+  // After this point, nested calls may use the memory of the command.
   std::memset(command, 0xDD, static_cast<std::size_t>(length));
   Bytes reply(kHeader);
   const Bytes body = request.operation == kRelease ? VoidReply() : m_answer(request);

@@ -19,14 +19,14 @@ namespace Ferrolink::Tests {
 using Bytes = std::vector<std::uint8_t>;
 using Span = std::span<const std::uint8_t>;
 
-/// A request as the broker sees it: behind the name of the handler.
+/// A request as the broker receives it: the bytes behind the name of the handler.
 struct BrokerRequest {
   std::vector<std::uint64_t> releases;
   std::uint8_t operation = 0;
   Bytes rest;
 };
 
-/// Poses as a receiver whose JVM answers typed calls as the test says. Any thread.
+/// Acts as a receiver whose JVM answers typed calls as the test says. Thread-safe.
 class FakeBroker {
  public:
   /// Answers a request with the bytes of a reply behind its header.
@@ -40,11 +40,11 @@ class FakeBroker {
   int SendCommand(std::uint8_t* command, int length);
   int ReadResponse(std::uint8_t* buffer, int length);
 
-  /// All handles that were released, in that order.
+  /// All released handles, in the order of their release.
   [[nodiscard]] std::vector<std::uint64_t> Released() const;
-  /// How many commands there were that did nothing but release.
+  /// The number of commands that only released handles.
   [[nodiscard]] int ReleaseCommands() const { return m_releaseCommands; }
-  /// Returns when that many handles were released.
+  /// Waits until that many handles were released.
   void WaitForReleases(std::size_t count);
   /// The next commands fail before they are sent.
   void FailNext(int commands) { m_failing = commands; }
@@ -61,7 +61,7 @@ class FakeBroker {
   std::map<std::thread::id, Bytes> m_replies;  // that wait to be read
 };
 
-/// What Java is made of: has the receiver of a Host.
+/// A peer for Java, with the receiver of a Host.
 class FakePeer {
  public:
   explicit FakePeer(FakeBroker& broker) : m_broker(&broker) {}
@@ -71,7 +71,7 @@ class FakePeer {
   FakeBroker* m_broker;
 };
 
-/// Appends numbers and texts as they travel.
+/// Appends encoded numbers and texts.
 class ByteList {
  public:
   ByteList() = default;
@@ -101,13 +101,13 @@ inline std::uint8_t U8(int number) {
   return static_cast<std::uint8_t>(number);
 }
 
-/// An encoded value: its tag and what follows.
+/// An encoded value: its tag and its data.
 template <class... Numbers>
 Bytes Value(int tag, Numbers... numbers) {
   return ByteList(U8(tag), numbers...);
 }
 
-/// A reply that is done, with a handle as its value.
+/// A successful reply with a handle as its value.
 inline Bytes HandleReply(std::uint64_t handle, std::uint32_t classId = 7) {
   return ByteList(U8(0), U8(11), handle, classId);
 }

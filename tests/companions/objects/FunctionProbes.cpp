@@ -1,4 +1,4 @@
-// C++ functions as implementations of Java's interfaces, and exceptions both ways.
+// C++ functions as implementations of Java interfaces, and exceptions in both directions.
 #include <atomic>
 #include <memory>
 #include <stdexcept>

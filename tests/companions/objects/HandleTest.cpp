@@ -20,7 +20,7 @@ constexpr std::uint8_t kResolve = 1;
 constexpr std::uint8_t kTest = 10;
 constexpr std::uint8_t kName = 16;
 
-/// A broker that gives out the handles 1, 2, 3 and so on.
+/// A broker that returns the handles 1, 2, 3 and so on.
 struct Fixture {
   Fixture()
       : broker([this](const BrokerRequest& request) -> Bytes {
@@ -45,7 +45,7 @@ struct Fixture {
   FakeBroker broker;
 };
 
-// Brokers outlive their tests: the keepers of their sessions go on.
+// Never freed: the keepers of the sessions run on.
 Fixture& NewFixture() {
   return *new Fixture;
 }
@@ -203,7 +203,7 @@ TEST(ObjectHandles, ANullObjectHasNoMembers) {
   EXPECT_EQ(null.As<std::optional<int>>(), std::nullopt);
 }
 
-/// As FunctionTable::Sending of an IMPLEMENT that succeeded.
+/// The same as FunctionTable::Sending in an IMPLEMENT that succeeds.
 void Send(FakeBroker& broker, const std::shared_ptr<Typed::FunctionBody>& body) {
   Typed::FunctionTable::Sending(Typed::SessionOf(broker), body).Succeeded();
 }

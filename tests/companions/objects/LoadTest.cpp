@@ -1,4 +1,4 @@
-// Many objects, many functions, many threads; handles and functions that are not there any more.
+// Many objects, functions and threads; stale handles, and functions that were freed.
 #include <unistd.h>
 
 #include <atomic>
@@ -17,14 +17,14 @@ namespace {
 using namespace Ferrolink::Objects;
 using Ferrolink::Host::ThreadAttachment;
 
-// How often, unless the environment says otherwise.
+// The number of repetitions, unless the environment sets another one.
 constexpr long kObjects = 20'000;
 constexpr long kFunctions = 2'000;
 constexpr long kMixedCalls = 700;
 
 constexpr int kThreads = 8;
 
-/// What the process has in memory, in MiB.
+/// The resident memory of the process, in MiB.
 long ResidentMiB() {
   std::ifstream statm("/proc/self/statm");
   long total = 0;
@@ -33,7 +33,7 @@ long ResidentMiB() {
   return resident * sysconf(_SC_PAGESIZE) / (1024 * 1024);
 }
 
-// A tenth to get everything to its size, then the rest.
+// Runs a tenth first, so that all memory has reached its size, then the rest.
 void ReportGrowth(long count, const std::function<void()>& action) {
   const auto repeat = [&](long times) {
     for (long done = 0; done < times; ++done) {
@@ -70,7 +70,7 @@ PROCESS_CASE(makeAndDropFunctions) {
   });
   Report(ran == count ? "all ran" : std::to_string(ran));
   Report(static_cast<long>(FunctionsAfterCollection(java, 0)));
-  // The last collected proxies are told by a thread of Java.
+  // A Java thread reports the last collected proxies.
   while (alive.use_count() > 1) {
     FunctionsAfterCollection(java, 0);
   }
@@ -148,7 +148,7 @@ std::string Refusal(const std::function<void()>& action) {
   }
 }
 
-// The handle of another process is a number that this one never gave out, or gave to another
+// A handle of another process is a number that this process never returned, or returned for another
 // object.
 PROCESS_CASE(useHandlesThatAreNotThere) {
   const Java java = TheJava();
@@ -180,8 +180,7 @@ PROCESS_CASE(useHandlesThatAreNotThere) {
   Report(Refusal([&] { list.Call("size"); }).substr(0, 6));
 }
 
-// A proxy that Java still has, of a function whose sendings came back: as after an error in
-// counting.
+// A proxy that Java still has although C++ has freed its function, as after an error in counting.
 PROCESS_CASE(callAFunctionThatWasFreed) {
   const Java java = TheJava();
   auto body = std::make_shared<detail::FunctionBody>();
@@ -198,7 +197,8 @@ PROCESS_CASE(callAFunctionThatWasFreed) {
 Object g_static;
 thread_local Object t_object;
 
-// Static and thread-local Objects end after main has returned, and handles are pending then.
+// Static and thread-local Objects are destroyed after main has returned, while releases are
+// pending.
 PROCESS_CASE(endWithObjects) {
   const Java java = TheJava();
   g_static = java.New("java.util.ArrayList");

@@ -1,4 +1,4 @@
-// Calls within calls on one thread, without a JVM.
+// Nested calls on one thread, without a JVM.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -13,8 +13,8 @@ using namespace Ferrolink::Objects;
 
 constexpr std::uint8_t kResolve = 1;
 
-// Each call makes another one from inside the broker, until depth 0; the texts are long enough for
-// buffers to grow, and different at each depth.
+// Each call sends another one from inside the broker, until depth 0. The texts are so long that
+// buffers grow, and differ at each depth.
 struct Nest {
   Nest()
       : broker([this](const BrokerRequest& request) -> Bytes {
@@ -46,7 +46,7 @@ struct Nest {
   FakeBroker broker;
 };
 
-// Brokers outlive their tests: the keepers of their sessions go on.
+// Never freed: the keepers of the sessions run on.
 Nest& NewNest() {
   return *new Nest;
 }
@@ -58,7 +58,7 @@ TEST(ObjectNesting, CallsWithinCallsKeepTheirArgumentsAndResults) {
   }
 }
 
-// As a thread-local object of a program may.
+// A thread-local object of a program may do the same.
 struct CallsAtItsEnd {
   Nest* nest = nullptr;
   std::string* result = nullptr;

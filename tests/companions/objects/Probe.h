@@ -8,11 +8,11 @@
 
 #include "tests/companions/objects/RealJava.h"
 
-/// Probes: what typed calls must be able to do, each in a few lines, with what comes of it:
+/// Probes: short tests of typed calls, each with its expected report:
 ///
-///   PROBE(AFieldIsRead, "5") { return Text(java.New(...).Get<int>("x")); }
+/// PROBE(AFieldIsRead, "5") { return Text(java.New(...).Get<int>("x")); }
 ///
-/// All of them run in one JVM, one after another, on every JDK, also with checked JNI.
+/// All of them run one after another in one JVM, on every JDK, and once more with checked JNI.
 namespace Ferrolink::Tests {
 
 struct Probe {
@@ -21,7 +21,7 @@ struct Probe {
   std::string (*run)(const Ferrolink::Objects::Java& java);
 };
 
-/// In the order in which the files were linked, and within a file of its lines.
+/// In the order in which the files were linked, then by line.
 std::vector<Probe>& Probes();
 
 struct ProbeRegistration {
@@ -41,7 +41,7 @@ std::string Text(const T& value) {
   }
 }
 
-/// The texts of several values, with blanks between them.
+/// The texts of several values, separated by blanks.
 template <class... Values>
 std::string Texts(const Values&... values) {
   std::string texts;

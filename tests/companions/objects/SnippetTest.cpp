@@ -1,4 +1,4 @@
-// A program as it is written against the documented names and shapes. It must go on to compile.
+// A program that uses the documented names. It must continue to compile.
 #include "tests/companions/objects/RealJava.h"
 
 #pragma GCC diagnostic ignored "-Wunused-parameter"

@@ -1,4 +1,4 @@
-// Java calls typed functions of C++, and C++ calls Java from where Java is called by a Caller.
+// Java calls typed C++ functions. C++ calls Java through a Caller from within such a function.
 #include <ferrolink/Caller.h>
 #include <ferrolink/CppRuntime.h>
 
@@ -53,7 +53,7 @@ PROCESS_CASE(callTypedFunctions) {
              : std::to_string(java.LiveObjects().handles - before) + " handles left");
 }
 
-// The form of bytes is as it was, and the two are told from one another.
+// Handlers of bytes are unchanged, and distinct from typed functions.
 PROCESS_CASE(registerBothForms) {
   const Registrar registrar(CaseNativeDirectory());
   registrar.Register("bytes", [](std::span<const std::uint8_t> bytes) {

@@ -10,7 +10,7 @@ namespace {
 using Ferrolink::Cpp::Caller;
 using namespace Ferrolink::Objects;
 
-// What comes of a typed call before the program answers commands.
+// The outcome of a typed call before the program answers commands.
 Ferrolink::Cpp::Bytes TryEarly(std::span<const std::uint8_t> /*payload*/) {
   try {
     const Caller caller;
@@ -30,7 +30,7 @@ Object MakeList(int size) {
   return list;
 }
 
-// On a thread that Java does not know.
+// Runs on a thread that is not attached.
 int SumOnAThread(const Object& list) {
   int sum = 0;
   std::thread([&] {

@@ -13,7 +13,7 @@ namespace {
 
 const std::string kProbes = TestClass("Probes");
 
-/// What a value is after it was an Object in Java.
+/// Converts a value to an Object of Java and back.
 template <class T>
 T Through(const Java& java, const T& value) {
   return java.CallStatic("java.util.Objects", "requireNonNull", value).template As<T>();

@@ -76,7 +76,7 @@ class Hostile {
   }
 
  private:
-  // What follows the header and the mark of success.
+  // The data behind the header and the status of success.
   static std::optional<std::uint64_t> Payload(const std::string& answer, int size) {
     if (answer.size() < 12 + static_cast<std::size_t>(size) || answer[10] != 0 || answer[11] != 0) {
       return std::nullopt;

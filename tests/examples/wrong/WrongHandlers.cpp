@@ -1,4 +1,5 @@
-// What the examples must not believe: C++ that answers wrongly, and that does not call back.
+// Wrong C++ handlers, which the examples must detect: one gives a wrong answer, one does not call
+// back.
 #include <ferrolink/CppRuntime.h>
 
 using Ferrolink::Cpp::Bytes;

@@ -3,7 +3,7 @@ package com.example.wrong;
 import com.ferrolink.core.receiver.CommandHandler;
 import java.nio.charset.StandardCharsets;
 
-/** What the examples must not believe: Java that answers without asking C++. */
+/** A wrong Java handler, which the examples must detect: it answers without asking C++. */
 public final class WrongSentenceHandler implements CommandHandler {
 
     @Override

@@ -6,13 +6,14 @@
 #include <functional>
 #include <optional>
 
-/// Makes one call of the fake JVM fail, given by its number, whatever the function: for tests in
-/// which each call fails in turn.
+/// Makes one call of the fake JVM fail. The call is given by its number, regardless of its
+/// function. For tests in which each call fails in turn.
 namespace Ferrolink::Tests::FakeJvm {
 
 struct Effect;
 
-/// As Injection, but for the `call`-th call from now on, of all functions and threads.
+/// The same as Injection, but for the `call`-th call from now on, counted over all functions and
+/// threads.
 struct NumberedFault {
   long call = 0;  ///< 0: none
   bool null = false;
@@ -24,7 +25,7 @@ struct NumberedFault {
 /// the fake's lock.
 void TakeNumberedFault(Effect& effect);
 
-/// What NewByteArray is to run.
+/// The function that NewByteArray runs.
 const std::function<void()>& InsideNewByteArray();
 
 }  // namespace Ferrolink::Tests::FakeJvm

@@ -31,7 +31,7 @@ struct Injection {
 
 enum class Answer { Echo, Bytes, Throw, Null, Text };  // Text: a string instead of bytes
 
-/// What one of the methods that take and return bytes does.
+/// The behaviour of a method that takes and returns bytes.
 struct Method {
   Answer answer = Answer::Echo;
   std::vector<std::uint8_t> bytes;  ///< for Answer::Bytes
@@ -55,7 +55,7 @@ struct Script {
   bool reuseEnvironments = true;  ///< an attached thread is given the last detached JNIEnv address
 };
 
-/// What is outstanding.
+/// The resources that were not released yet.
 struct Counts {
   long localReferences = 0;   ///< live ones of all threads, class references included
   long globalReferences = 0;  ///< live ones, registered callbacks excluded
@@ -70,7 +70,7 @@ struct Call {
   std::string text;
 };
 
-/// What JNI_CreateJavaVM was given.
+/// The arguments of JNI_CreateJavaVM.
 struct Creation {
   unsigned long thread = 0;
   jint version = 0;

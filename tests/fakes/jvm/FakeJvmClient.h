@@ -81,7 +81,7 @@ class FakeJvmClient {
     return Find<decltype(FakeJvmMakeObject)>("FakeJvmMakeObject")(withApply);
   }
 
-  /// Nothing works any more after this.
+  /// No other function may be called after this.
   void LetGo() { dlclose(m_library); }
 
  private:

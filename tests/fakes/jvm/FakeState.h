@@ -20,7 +20,7 @@ struct Object {
   std::vector<jbyte> bytes;
 };
 
-/// Never freed, so that use after release can be told from use of a later reference.
+/// Never freed, so that a use after release is distinct from a use of a later reference.
 struct Reference {
   std::shared_ptr<Object> object;
   unsigned long attachment = 0;  ///< 0 for global references
@@ -79,7 +79,7 @@ ThreadRecord& CurrentThread();
 
 [[noreturn]] void Fatal(const std::string& text);
 
-/// What the injections make of a call.
+/// The effect of the injections on a call.
 struct Effect {
   bool null = false;
   bool exception = false;

@@ -11,17 +11,17 @@
 #include <string_view>
 #include <typeinfo>
 
-/// Exceptions as text for the caller in another runtime. The text is built where the exception is
-/// caught: only there its type is known.
+/// Turns exceptions into text for a caller in another runtime. The text must be made where the
+/// exception is caught, because only the code there knows its type.
 namespace Ferrolink::Cpp::detail {
 
-/// The maximum number of exceptions of one chain.
+/// The maximum number of exceptions of one chain; further ones are left out.
 inline constexpr int kMostExceptions = 64;
-/// The maximum number of bytes of each text.
+/// The maximum number of bytes of each message; longer ones are cut.
 inline constexpr std::size_t kLongestMessage = 65536;
 
-/// The class name as it is in the source. std::throw_with_nested wraps an exception in a class of
-/// its own, which is left out. `type` is null for an exception of another language.
+/// The class name as in C++ source. The wrapper class of std::throw_with_nested is left out. `type`
+/// is null for an exception of another language. Errors: std::bad_alloc.
 inline std::string ClassName(const std::type_info* type) {
   if (type == nullptr) {
     return "Exception of another language";
@@ -37,7 +37,8 @@ inline std::string ClassName(const std::type_info* type) {
   return name;
 }
 
-/// Returns "class: what". `nested` becomes the exception nested in it, or null.
+/// Returns "class: what" for one exception. `nested` becomes the exception nested in it, or null.
+/// Errors: std::bad_alloc.
 inline std::string DescribeOne(const std::exception_ptr& exception, std::exception_ptr& nested) {
   nested = nullptr;
   try {
@@ -58,12 +59,12 @@ inline std::string DescribeOne(const std::exception_ptr& exception, std::excepti
   }
 }
 
-/// To be called inside `catch (...)`. Returns class and text of the exception, and a line for each
-/// exception nested in it:
-///
-///     Ledger::BookingError: order 7
-///     Caused by: std::out_of_range: map::at
-///
+/// Returns class and text of the current exception, and one line for each exception nested in it.
+/// Must be called inside a catch clause.
+/// @code
+/// Ledger::BookingError: order 7
+/// Caused by: std::out_of_range: map::at
+/// @endcode
 /// Errors: std::bad_alloc.
 inline std::string DescribeCurrentException() {
   std::exception_ptr current = std::current_exception();

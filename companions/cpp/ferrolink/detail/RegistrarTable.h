@@ -11,6 +11,9 @@
 
 namespace Ferrolink::Cpp::detail {
 
+/// Opens the C++ member and returns its table of functions, which lives until the process ends.
+/// Finds the library as Host::FindLibrary does; `directory` may be empty. Thread-safe. Errors:
+/// InstallationError if the library is missing, or older than this program's cpp_runtime.h.
 inline const ferrolink_registrar* OpenRegistrar(const std::filesystem::path& directory) {
   const std::filesystem::path library = Host::FindLibrary(directory, Host::kCppLibrary);
   using GetRegistrar = std::remove_pointer_t<ferrolink_get_registrar_function>;

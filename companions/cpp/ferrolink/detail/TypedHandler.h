@@ -26,13 +26,14 @@ namespace Ferrolink::Cpp::detail {
 
 namespace Typed = Objects::detail;
 
-/// Functions of types other than bytes to bytes.
+/// A function with typed parameters. Functions from bytes to bytes are ordinary handlers.
 template <class F>
 concept IsTyped = Typed::IsCallable<F> &&
     !std::is_constructible_v<std::function<Host::Bytes(std::span<const std::uint8_t>)>, F>;
 
-/// The way from this process's C++ functions to Java, for the objects that they are given: the
-/// program's own, if it has one.
+/// The session through which C++ functions use the Java objects that they receive: a session of the
+/// program, if there is one, else a session through the transmitter of the C++ member. Errors:
+/// InstallationError.
 inline Typed::Session& SessionOfThisProcess() {
   if (Typed::Session* known = Typed::AnySession()) {
     return *known;
@@ -48,12 +49,19 @@ inline Typed::Session& SessionOfThisProcess() {
   return session;
 }
 
-/// Answers typed calls of one function.
+/// A handler that decodes typed arguments, calls one function, and encodes its result. Thread-safe
+/// if the function is.
+/// @code
+/// Handler handler = MakeTypedHandler([](std::span<const double> v) { return v.size() * 1.0; });
+/// @endcode
 class TypedHandler {
  public:
+  /// `function` must not be null. Copies of this handler share it.
   explicit TypedHandler(std::shared_ptr<Typed::Callable> function)
       : m_function(std::move(function)), m_takesObjects(TakesObjects(*m_function)) {}
 
+  /// Answers one call. If the arguments do not fit, the answer says why. Errors:
+  /// std::invalid_argument for bytes that are no typed call; whatever the function throws.
   Host::Bytes operator()(std::span<const std::uint8_t> payload) const {
     if (payload.size() < 2 || payload[0] != Typed::kTypedCall) {
       throw std::invalid_argument(
@@ -78,12 +86,13 @@ class TypedHandler {
   }
 
  private:
+  // Without such parameters, no session is needed, and none is opened.
   static bool TakesObjects(const Typed::Callable& function) {
     const std::vector<Typed::Want> wants = function.Wants();
     return std::find(wants.begin(), wants.end(), Typed::Want::Handle) != wants.end();
   }
 
-  // Objects that were handed to a function that takes none.
+  // Releases the objects that Java passed to a function that takes none.
   void LetGo(std::span<const std::uint8_t> values, std::size_t count) const {
     if (m_takesObjects) {
       return;
@@ -102,6 +111,7 @@ class TypedHandler {
   bool m_takesObjects;
 };
 
+/// Wraps a function. Moves or copies it.
 template <class F>
 TypedHandler MakeTypedHandler(F&& function) {
   return TypedHandler(Typed::MakeCallable(std::forward<F>(function)));

@@ -14,10 +14,19 @@
 
 namespace Ferrolink::Host::detail {
 
-/// The head of the JNI invocation interface, whose layout the JNI fixes for all JVMs
-/// (docs.oracle.com, "The Invocation API"). Repeated here so that a host needs no JDK to compile.
+/// The first members of the JNI invocation interface. The JNI specification fixes their layout for
+/// all JVMs (docs.oracle.com, "The Invocation API"). They are repeated here so that a host compiles
+/// without a JDK. A test compares them with jni.h.
+///
+/// The JVM owns all objects of this type. Thread rule: thread-safe.
+/// @code
+/// void* environment = nullptr;
+/// if (vm->functions->AttachCurrentThread(vm, &environment, nullptr) == 0) {
+///   vm->functions->DetachCurrentThread(vm);
+/// }
+/// @endcode
 struct JavaVm {
-  /// The functions of the interface. Order, names and results are those of jni.h.
+  /// The function table. Order, names and results are those of jni.h: 0 is success.
   struct Functions {
     void* reserved[3];  ///< unused
     /// @cond
@@ -33,21 +42,26 @@ struct JavaVm {
   static constexpr std::int32_t kDetached = -2;          ///< JNI_EDETACHED
   static constexpr std::int32_t kVersion8 = 0x00010008;  ///< JNI_VERSION_1_8
 
-  /// Whether the calling thread is attached.
+  /// Whether the calling thread is attached, no matter who attached it.
   [[nodiscard]] bool KnowsThisThread() {
     void* environment = nullptr;
     return functions->GetEnv(this, &environment, kVersion8) != kDetached;
   }
 };
 
-/// A library that runs JVMs. It is recognised by its exports; its file may have any name.
+/// A loaded library that can run a JVM. It is recognised by its exports; its file may have any
+/// name.
+/// @code
+/// const JvmLibrary library = FindJvmLibrary();
+/// const bool isRunning = library.vm != nullptr;
+/// @endcode
 struct JvmLibrary {
   std::filesystem::path file;  ///< empty if there is no such library
   JavaVm* vm = nullptr;        ///< null if none was created
 };
 
-/// The JVM library behind an open object, which may be the library itself or depend on it; empty if
-/// there is none.
+/// Finds the JVM library that a loaded object is or depends on. `object` is a name in the loader's
+/// list. The result is empty if there is none. Loads nothing. Thread-safe.
 inline JvmLibrary JvmLibraryOf(const std::string& object) {
   using GetCreated = std::int32_t(JavaVm**, std::int32_t, std::int32_t*);
   const LoadedObject opened(object);
@@ -70,9 +84,9 @@ inline JvmLibrary JvmLibraryOf(const std::string& object) {
   return library;
 }
 
-/// The JVM library of this process. If there are several copies, it is the one with a JVM, else the
-/// first. Walks the list of the loader's objects: programs that ask often should keep the answer.
-/// Thread-safe.
+/// Finds the JVM library of this process. If several copies are loaded, it is the copy that runs a
+/// JVM, else the first copy. Searches the loader's whole list, so callers that ask often should
+/// keep the result. Thread-safe.
 inline JvmLibrary FindJvmLibrary() {
   std::vector<std::string> objects = LoadedObjects();
   // The usual name first: that saves a look into all other objects.

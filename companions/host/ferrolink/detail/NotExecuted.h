@@ -7,18 +7,20 @@
 #include <optional>
 #include <string_view>
 
-/// The errors that occur before a command is executed, by prefix and code. Other errors may occur
-/// after it.
+/// Tells from the text of an error whether the command may have been executed. A text begins with a
+/// prefix and a code. The codes below occur only before a command is executed. All other errors may
+/// occur after it.
 namespace Ferrolink::Host::detail {
 
-/// A range of error codes of one component.
+/// A range of codes of one component.
 struct NotExecutedCodes {
   std::string_view prefix;  ///< the component
   int first;                ///< the first code of the range
   int last;                 ///< the last code of the range
 };
 
-/// The errors before execution. com.ferrolink.NotExecuted has the same list.
+/// The codes that occur only before a command is executed. com.ferrolink.NotExecuted has the same
+/// list.
 inline constexpr std::array kNotExecuted = {
     NotExecutedCodes{"JVM Launcher", 1, 10},
     NotExecutedCodes{"JVM Launcher", 18, 22},
@@ -34,14 +36,17 @@ inline constexpr std::array kNotExecuted = {
     NotExecutedCodes{"Network Client", 8, 9},
 };
 
-/// How an error text begins: "<prefix>: Exception code <code>".
+/// The first words of an error text: "<prefix>: Exception code <code>".
+/// @code
+/// const auto found = ErrorCodeOf("JVM Launcher: Exception code 1");  // {"JVM Launcher", 1}
+/// @endcode
 struct ErrorCode {
   std::string_view prefix;  ///< the component
   int code;                 ///< unique within the component
 };
 
-/// Prefix and code of an error text; nothing if it does not begin with them. The prefix is a view
-/// of the text.
+/// Parses prefix and code of an error text; nothing if it has none. The prefix is a view of the
+/// text.
 inline std::optional<ErrorCode> ErrorCodeOf(std::string_view text) {
   constexpr std::string_view kMark = ": Exception code ";
   const std::size_t mark = text.find(kMark);
@@ -56,8 +61,8 @@ inline std::optional<ErrorCode> ErrorCodeOf(std::string_view text) {
   return found;
 }
 
-/// Whether an error of sending says that the command was not executed. False for texts without a
-/// known prefix and code: then nobody knows.
+/// Whether the text proves that the command was not executed. False for texts without a known
+/// prefix and code.
 inline bool SaysNotExecuted(std::string_view text) {
   const std::optional<ErrorCode> found = ErrorCodeOf(text);
   return found && std::any_of(kNotExecuted.begin(), kNotExecuted.end(), [&](const auto& codes) {
@@ -66,8 +71,8 @@ inline bool SaysNotExecuted(std::string_view text) {
          });
 }
 
-/// Whether a network client gave up because the time was over: before the command was begun (code
-/// 9), or before its answer came (code 10).
+/// Whether a network client gave up because the time was over. Code 9: before it began to send the
+/// command. Code 10: before the answer came.
 inline bool SaysDeadline(std::string_view text) {
   const std::optional<ErrorCode> found = ErrorCodeOf(text);
   return found && found->prefix == "Network Client" && (found->code == 9 || found->code == 10);

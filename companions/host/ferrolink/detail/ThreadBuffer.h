@@ -8,17 +8,29 @@
 
 namespace Ferrolink::Host::detail {
 
-/// A buffer for one command and then its reply. It takes the block that its thread keeps, and gives
-/// a block back at its end, however the command ends. A nested command of the thread finds no block
-/// and allocates one: the handler that sends it may still read the outer command.
+/// A buffer for one command and then its reply. It borrows the block that its thread keeps, and
+/// returns a block on destruction, also after an error. Most commands therefore allocate nothing.
 ///
-/// Thread rule: lives and dies on one thread. Hidden, so that each library keeps blocks of its own.
+/// A nested command of the thread finds no block and allocates one. It cannot reuse the outer
+/// block: the handler that sends the nested command may still read the outer command.
+///
+/// Each thread keeps at most one block of at most kMostKept bytes, which is freed when the thread
+/// ends. The class is hidden, so each library keeps its own blocks. Thread rule: created and
+/// destroyed on one thread.
+/// @code
+/// ThreadBuffer buffer;
+/// std::uint8_t* command = buffer.Room(commandSize);
+/// ...
+/// std::uint8_t* reply = buffer.Room(replySize);  // `command` is invalid now
+/// @endcode
 class __attribute__((visibility("hidden"))) ThreadBuffer {
  public:
-  /// The largest block that a thread keeps: a payload of 1 MiB, its header and the longest name
-  /// fit.
+  /// The size of the largest block that a thread keeps. A payload of 1 MiB, its header and the
+  /// longest name fit.
   static constexpr std::size_t kMostKept = (std::size_t{1} << 20U) + 512;
 
+  /// Takes the thread's block; empty if there is none. The destructor keeps the larger of the two
+  /// blocks.
   ThreadBuffer() : m_block(std::exchange(Kept().block, {})) {}
   ThreadBuffer(const ThreadBuffer&) = delete;
   ThreadBuffer& operator=(const ThreadBuffer&) = delete;
@@ -30,8 +42,9 @@ class __attribute__((visibility("hidden"))) ThreadBuffer {
     delete[] m_block.bytes;
   }
 
-  /// At least that many bytes, not initialised. What was in the buffer is lost if it has to grow.
-  /// Errors: std::bad_alloc, which leaves the buffer as it was.
+  /// Returns memory for at least `size` bytes, not initialised. If the buffer has to grow, its
+  /// contents are discarded. The memory is valid until the next call. Errors: std::bad_alloc, which
+  /// leaves the buffer unchanged.
   [[nodiscard]] std::uint8_t* Room(std::size_t size) {
     if (size > m_block.size) {
       // More than asked for, so that sizes that grow slowly do not allocate each time.
@@ -42,22 +55,26 @@ class __attribute__((visibility("hidden"))) ThreadBuffer {
     return m_block.bytes;
   }
 
-  /// The size of the block that this thread keeps at the moment; 0 for none.
+  /// The size of the block that the calling thread keeps now; 0 for none.
   [[nodiscard]] static std::size_t SizeKept() { return Kept().block.size; }
 
  private:
+  // Memory and its size in bytes, owned by whoever holds the struct.
   struct Block {
     std::uint8_t* bytes;
     std::size_t size;
   };
 
-  // Plain data: destructors of the thread's objects may send commands after its end was noticed.
+  // What a thread keeps. Plain data without a destructor: destructors of other thread-local objects
+  // may send commands after EndOfThread ran. `isWatched` means that EndOfThread will run, `isEnded`
+  // that it has run.
   struct Slot {
     Block block;
     bool isWatched;
     bool isEnded;
   };
 
+  // Frees the block when the thread ends.
   struct EndOfThread {
     EndOfThread() = default;
     EndOfThread(const EndOfThread&) = delete;
@@ -73,6 +90,7 @@ class __attribute__((visibility("hidden"))) ThreadBuffer {
     return slot;
   }
 
+  // A thread keeps a block only if EndOfThread will free it.
   static bool IsFreedAtThreadEnd() {
     if (!Kept().isWatched) {
       static thread_local const EndOfThread end;

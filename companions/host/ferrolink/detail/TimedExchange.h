@@ -15,29 +15,36 @@
 #include "ferrolink/Errors.h"
 #include "ferrolink/protocol/Bytes.h"
 
-/// Commands that run on a thread of their own, so that their callers can give up: a native call
-/// cannot be interrupted. Used by ExchangeWithin only.
+/// Runs commands on threads of their own, so that their callers can give up: a native call cannot
+/// be interrupted. Used only by ExchangeWithin.
 namespace Ferrolink::Host::detail {
 
 using Protocol::Bytes;
 
-/// Throws the error for a command that was not sent because the time was over.
+/// Throws the DeadlineError for a command whose time was over before it was sent.
 [[noreturn]] inline void FailUnsent() {
   throw DeadlineError("The call's time was over before it was sent. Nothing was executed.", false);
 }
 
-/// Limits the number of threads of timed commands. A command that was given up keeps its thread
-/// until it ends, so callers wait for a free share. Thread-safe. Never destroyed: threads still end
-/// while the process exits.
+/// Limits the number of threads that run timed commands. A command that was given up keeps its
+/// thread until it ends. Callers wait while all threads are in use.
+///
+/// Lifetime: never destroyed, because threads may still end while the process exits. Thread rule:
+/// thread-safe.
+/// @code
+/// if (!TimedThreads::Instance().Take(deadline)) {
+///   FailUnsent();
+/// }
+/// @endcode
 class TimedThreads {
  public:
-  /// The counter of this process.
+  /// The limiter of this process.
   static TimedThreads& Instance() {
     static auto& only = *new TimedThreads;
     return only;
   }
 
-  /// Waits for a free share and takes it. Returns false if none became free before the deadline.
+  /// Waits for a free thread and reserves it. Returns false if the deadline comes first.
   bool Take(const Deadline& deadline) {
     std::unique_lock<std::mutex> lock(m_mutex);
     if (!m_changed.wait_until(lock, deadline.Moment(), [this] { return m_running < kMost; })) {
@@ -47,7 +54,7 @@ class TimedThreads {
     return true;
   }
 
-  /// Gives a share back and wakes one waiting caller.
+  /// Frees a reserved thread and wakes one waiting caller.
   void GiveBack() {
     const std::lock_guard<std::mutex> lock(m_mutex);
     --m_running;
@@ -64,16 +71,27 @@ class TimedThreads {
   int m_running = 0;
 };
 
-/// One command, owned by its caller and by its thread, which may run longer than the caller waits.
+/// One command with a deadline. Its caller and its thread share the ownership, because the thread
+/// may run longer than the caller waits.
+///
+/// Thread rule: one thread calls Run, one other thread calls Wait, each once.
+/// @code
+/// const auto timed = std::make_shared<TimedExchange>(std::move(command), "Java");
+/// std::thread([timed, deadline] { timed->Run(deadline, send); }).detach();
+/// const Bytes reply = timed->Wait(deadline);
+/// @endcode
 class TimedExchange {
  public:
   /// `who` names the called runtime in errors.
   TimedExchange(Bytes command, std::string who)
       : m_command(std::move(command)), m_who(std::move(who)) {}
 
-  /// The work of the thread: `send` gets the command and the runtime's name, and returns the
-  /// reply's body. If the thread ends inside it (pthread_exit), the C++ runtime binds the reference
-  /// of the catch clause to null, which the undefined-behaviour sanitizer would report.
+  /// The work of the thread. Calls `send` with the command and the runtime's name; `send` returns
+  /// the reply's body. What `send` throws is passed to Wait.
+  ///
+  /// If `send` ends the thread (pthread_exit), the unwinding continues. The C++ runtime then binds
+  /// the reference of the catch clause to null, which the undefined-behaviour sanitizer would
+  /// report.
   template <class Send>
   __attribute__((no_sanitize("null"))) void Run(const Deadline& deadline, Send send) {
     const Ending ending(*this);
@@ -93,8 +111,9 @@ class TimedExchange {
     }
   }
 
-  /// The work of the caller. Returns the body of the reply, or throws what `send` threw. Errors:
-  /// DeadlineError.
+  /// The work of the caller. Waits for the end of Run, at most until the deadline. Returns the body
+  /// of the reply, or throws what `send` threw. Errors: DeadlineError; ProtocolError if the thread
+  /// was ended.
   Bytes Wait(const Deadline& deadline) {
     std::unique_lock<std::mutex> lock(m_mutex);
     if (!m_ended.wait_until(lock, deadline.Moment(), [this] { return m_state == State::Ended; })) {
@@ -126,7 +145,7 @@ class TimedExchange {
     GivenUp,  ///< the caller is gone; the thread must not begin
   };
 
-  /// Wakes the caller, however the thread ends.
+  /// Wakes the caller whenever Run ends: by a result, an exception, or the end of the thread.
   struct Ending {
     explicit Ending(TimedExchange& of) : exchange(of) {}
     Ending(const Ending&) = delete;
@@ -141,7 +160,7 @@ class TimedExchange {
     TimedExchange& exchange;
   };
 
-  /// Returns false if the caller gave up or the time is over: then nothing may be sent.
+  /// Returns false if the command must not be sent: the caller gave up, or the time is over.
   bool Begin(const Deadline& deadline) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     if (m_state == State::GivenUp || deadline.IsOver()) {
@@ -152,7 +171,7 @@ class TimedExchange {
     return true;
   }
 
-  /// Stores the result for the caller, who may be gone. Either parameter is empty.
+  /// Stores the result for the caller, who may be gone. One of the parameters is empty.
   void Finish(Bytes reply, std::exception_ptr error) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_reply = std::move(reply);

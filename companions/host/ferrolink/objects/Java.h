@@ -21,65 +21,88 @@ namespace detail {
 struct JavaAccess;
 }
 
-/// What the broker holds for all callers of its JVM.
-///
-///   const Statistics s = java.LiveObjects();
-///   for (const auto& [name, count] : s.handlesByClass) ...
+/// A count of what Java holds for all other runtimes, as returned by Java::LiveObjects.
+/// @code
+/// const Statistics s = java.LiveObjects();
+/// for (const auto& [name, count] : s.handlesByClass) {
+///   std::printf("%zu %s\n", count, name.c_str());
+/// }
+/// @endcode
 struct Statistics {
-  std::size_t handles = 0;    ///< objects that other runtimes hold
-  std::size_t functions = 0;  ///< live proxies of functions
-  std::size_t members = 0;    ///< members that were looked up, which stay
-  std::map<std::string, std::size_t> handlesByClass;
+  std::size_t handles = 0;                            ///< objects that other runtimes hold
+  std::size_t functions = 0;                          ///< live proxies of functions
+  std::size_t members = 0;                            ///< members that were looked up, which stay
+  std::map<std::string, std::size_t> handlesByClass;  ///< handles by the name of their class
 };
 
-/// The classes of a JVM: makes objects, calls static methods, implements interfaces.
+/// The classes of a JVM. Makes objects, calls static methods, and implements interfaces.
+/// @code
+/// Ferrolink::Host::Host host;
+/// Ferrolink::Objects::Java java(host);
+/// Object list = java.New("java.util.ArrayList");
+/// double m = java.CallStatic<double>("java.lang.Math", "max", 1.0, 2.0);
+/// @endcode
+/// Types of arguments and results:
+/// - bool, std::int8_t to std::int64_t, char16_t, float, double;
+/// - UTF-8 text: std::string; as arguments also std::string_view and literals;
+/// - Object; nullptr as an argument;
+/// - std::optional of these, which is empty for null;
+/// - std::vector of these for arrays, nested to any depth; as arguments also std::span.
 ///
-///   Ferrolink::Host::Host host;
-///   Ferrolink::Objects::Java java(host);
-///   Object list = java.New("java.util.ArrayList");
-///   double m = java.CallStatic<double>("java.lang.Math", "max", 1.0, 2.0);
+/// Names of classes: the form of Java source ("java.util.Map.Entry") or of Class.getName
+/// ("java.util.Map$Entry"). An Object of java.lang.Class can replace the name.
 ///
-/// Types of arguments and results: bool, std::int8_t to std::int64_t, char16_t, float, double;
-/// UTF-8 text as std::string, std::string_view or literal; nullptr; Object; std::optional of these,
-/// empty for null; std::vector and, as arguments, std::span of them for arrays, also in one
-/// another.
-///
-/// A class is named as in Java or as by Class.getName ("java.util.Map.Entry",
-/// "java.util.Map$Entry"), or is its java.lang.Class object.
-///
-/// Copies are equal. Neither the Host or Caller nor this must outlive the Objects. Any thread.
+/// Cheap to copy; copies are equal. Objects stay usable after this object and its Host or Caller
+/// are destroyed: the session with the JVM lives until the process ends. Thread rule: thread-safe.
 /// Errors: those of Object.
 class Java {
  public:
-  /// Of a Ferrolink::Host::Host, whose JVM it starts, or of a Ferrolink::Cpp::Caller. Where Java is
-  /// the program, Java must have called Ferrolink.onCommands().
+  /// Uses a Ferrolink::Host::Host, whose JVM it starts, or a Ferrolink::Cpp::Caller. If Java is the
+  /// main program, Java must have called Ferrolink.onCommands() before the first typed call.
+  /// Errors: those of Host::Start.
   template <class Peer>
   requires(detail::IsPeer<Peer>) explicit Java(Peer& peer)
       : m_session(&detail::SessionOfPeer(peer)) {}
 
-  /// Calls the constructor that fits.
+  /// Creates an object with the constructor that fits the arguments, chosen as Java chooses
+  /// overloads.
+  /// @code
+  /// Object big = java.New("java.math.BigInteger", "123456789012345678901234567890");
+  /// @endcode
   template <class... Arguments>
   Object New(const ClassReference& type, const Arguments&... arguments) const {
     return Static<Object>(type, detail::MemberKind::Constructor, "<init>", arguments...);
   }
 
+  /// Calls a static method. R is the type of the result in C++; void discards the result.
+  /// @code
+  /// int parsed = java.CallStatic<int>("java.lang.Integer", "parseInt", "ff", 16);
+  /// @endcode
   template <class R = Object, class... Arguments>
   R CallStatic(const ClassReference& type, std::string_view method,
                const Arguments&... arguments) const {
     return Static<R>(type, detail::MemberKind::StaticMethod, method, arguments...);
   }
 
+  /// Reads a static field.
+  /// @code
+  /// Object out = java.GetStatic("java.lang.System", "out");
+  /// @endcode
   template <class R = Object>
   R GetStatic(const ClassReference& type, std::string_view field) const {
     return detail::GetField<R>(*m_session, StaticField(type, field), 0);
   }
 
+  /// Writes a static field. Errors: also ObjectError for a final field.
   template <class T>
   void SetStatic(const ClassReference& type, std::string_view field, const T& value) const {
     detail::SetField(*m_session, StaticField(type, field), 0, value);
   }
 
-  /// The java.lang.Class, also of a primitive type ("int") or an array ("int[]").
+  /// The java.lang.Class of that name. "int" finds a primitive type, "int[]" an array type.
+  /// @code
+  /// Object ints = java.FindClass("int[]");
+  /// @endcode
   Object FindClass(std::string_view name) const {
     detail::Request request(*m_session, detail::Operation::Class);
     detail::Writer(request.Out(), detail::Handing::Lent).WriteText(name);
@@ -87,30 +110,35 @@ class Java {
     return detail::Convert<Object>::Read(reply);
   }
 
-  /// An object of Java that implements a functional interface with a function, lambda or Function.
-  ///
-  ///   Object r = java.Implement("java.lang.Runnable", [&] { ... });
-  ///
-  /// Its parameters and its result have the types of arguments; Java's are converted to them. It
-  /// runs on the thread of Java that calls it. What it throws is an exception in Java. It is
-  /// destroyed once Java has no use for the object any more.
+  /// Returns a Java object that implements a functional interface with a function, lambda or
+  /// Function.
+  /// @code
+  /// Object r = java.Implement("java.lang.Runnable", [&] { ... });
+  /// @endcode
+  /// Java's arguments are converted to the types of the parameters. The function runs on the Java
+  /// thread that calls it. If it throws, Java gets an exception. It is destroyed after Java has
+  /// collected the object and C++ has destroyed its last Function. Errors: also InstallationError
+  /// if the C++ member cannot be opened.
   template <class F>
   requires(detail::IsCallable<F>) Object Implement(std::string_view interface, F&& function)
   const { return Implement(interface, Function(std::forward<F>(function))); }
+  /// The same with a Function. The result is the same Java object each time, as long as Java keeps
+  /// it.
   Object Implement(std::string_view interface, const Function& function) const {
     return detail::ImplementInterface(*m_session, interface, function.m_body);
   }
 
-  /// The same with a function for each method; other methods that have no default throw an
-  /// UnsupportedOperationException.
-  ///
-  ///   Object c = java.Implement("java.util.Comparator", {{"compare", [](Object a, Object b) {
-  ///     return 0; }}});
+  /// The same with a function for each named method. An abstract method without a function throws
+  /// an UnsupportedOperationException.
+  /// @code
+  /// Object c = java.Implement("java.util.Comparator", {{"compare", [](Object a, Object b) {
+  ///   return 0; }}});
+  /// @endcode
   Object Implement(std::string_view interface, const Functions& functions) const {
     return detail::ImplementInterface(*m_session, interface, functions.m_body);
   }
 
-  /// How many objects are held, by class: what grows, leaks.
+  /// Counts what Java holds for other runtimes. If a count grows without end, handles leak.
   Statistics LiveObjects() const {
     detail::Request request(*m_session, detail::Operation::Statistics);
     detail::Reader reply = request.Send();
@@ -125,7 +153,10 @@ class Java {
     return statistics;
   }
 
-  /// The members of a class as Java source declares them, one a line.
+  /// The public members of a class as Java source declares them, one a line. For diagnostics.
+  /// @code
+  /// std::puts(java.Describe("java.util.List").c_str());
+  /// @endcode
   std::string Describe(const ClassReference& type) const {
     detail::Request request(*m_session, detail::Operation::Describe);
     detail::Writer writer(request.Out(), detail::Handing::Lent);
@@ -157,7 +188,9 @@ class Java {
 
 namespace detail {
 
+/// Gives the headers of this library the session of a Java object.
 struct JavaAccess {
+  /// The session lives until the process ends.
   static Session& SessionOf(const Java& java) noexcept { return *java.m_session; }
 };
 

@@ -17,49 +17,59 @@ namespace Ferrolink::Objects {
 
 namespace detail {
 
-/// A Java exception as the broker describes it.
+/// A Java exception as the broker describes it. Shared by all copies of a JavaException.
 struct ThrownObject {
+  /// The name of its class, as of Class.getName.
   std::string className;
+  /// Its message in UTF-8; empty if it has none.
   std::string message;
+  /// A readable report of the exception and all its causes; what() of the JavaException.
   std::string report;
+  /// The names of all its superclasses and interfaces.
   std::vector<std::string> supertypes;
+  /// The exception itself; null if Java could not make a handle.
   Object throwable;
 };
 
 }  // namespace detail
 
-/// What Java threw.
+/// An exception that Java code threw during a typed call.
+/// @code
+/// try {
+///   java.New("java.io.FileReader", "/no/such/file");
+/// } catch (const JavaException& error) {
+///   if (error.Is("java.io.IOException")) std::puts(error.what());
+/// }
+/// @endcode
+/// what() is a readable report with all causes. Copies share their data; copying does not throw. If
+/// it leaves a C++ function that Java has called, Java code catches the original throwable.
 ///
-///   try {
-///     java.New("java.io.FileReader", "/no/such/file");
-///   } catch (const JavaException& error) {
-///     if (error.Is("java.io.IOException")) std::puts(error.what());
-///   }
-///
-/// what() is a readable report with all causes. Copies share everything; copying does not throw.
-/// An exception that leaves a C++ function that Java has called is the same throwable again there.
+/// Thread rule: as for std::shared_ptr. Only Cause() sends a command.
 class JavaException : public Host::RemoteError {
  public:
+  /// Made by these headers only. `thrown` must not be null.
   explicit JavaException(std::shared_ptr<const detail::ThrownObject> thrown)
       : RemoteError(thrown->report), m_thrown(std::move(thrown)) {}
 
-  /// As Class.getName, say "java.io.FileNotFoundException".
+  /// The class name as Class.getName returns it, for example "java.io.FileNotFoundException".
   const std::string& ClassName() const noexcept { return m_thrown->className; }
 
-  /// Throwable.getMessage; empty if that is null.
+  /// The result of Throwable.getMessage; empty if that is null.
   const std::string& Message() const noexcept { return m_thrown->message; }
 
-  /// Whether it is of that class, or of one derived from it, or implements that interface.
+  /// Whether the exception is an instance of that class or interface, given by the name of
+  /// Class.getName. Sends no command.
   bool Is(std::string_view className) const noexcept {
     const std::vector<std::string>& names = m_thrown->supertypes;
     return className == m_thrown->className ||
            std::find(names.begin(), names.end(), className) != names.end();
   }
 
-  /// Throwable.getCause. Asks Java, with the errors of a command.
+  /// The result of Throwable.getCause; nothing if there is no cause. Sends a command. Errors: those
+  /// of a command.
   std::optional<JavaException> Cause() const;
 
-  /// The exception as an object.
+  /// The exception as an object, for calls of its own methods.
   const Object& Throwable() const noexcept { return m_thrown->throwable; }
 
  private:
@@ -68,6 +78,8 @@ class JavaException : public Host::RemoteError {
 
 namespace detail {
 
+/// Reads a failure reply with status Thrown. Takes over the handle in it. The handle belongs to no
+/// Scope, because exceptions usually leave Scopes.
 inline JavaException ReadException(Session& session, Reader& reply) {
   auto thrown = std::make_shared<ThrownObject>();
   const auto handle = reply.TakeNumber<std::uint64_t>();
@@ -85,6 +97,7 @@ inline JavaException ReadException(Session& session, Reader& reply) {
   return JavaException(std::move(thrown));
 }
 
+/// Defined here because it needs JavaException; see Request.h.
 [[noreturn]] inline void ThrowFailure(Session& session, Status status, Reader& reply) {
   if (status == Status::Thrown) {
     throw ReadException(session, reply);

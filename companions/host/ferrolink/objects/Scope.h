@@ -14,21 +14,25 @@
 
 namespace Ferrolink::Objects {
 
-/// Releases all handles that its thread has got while it lived, in one command at its end.
+/// Releases the handles that its thread receives during its lifetime, all in one command at its
+/// end.
+/// @code
+/// {
+///   Scope scope(java);
+///   Object list = java.New("java.util.ArrayList");
+///   ...
+///   result = scope.Keep(list.Call("get", 0));
+/// }
+/// @endcode
+/// An Object made within a Scope cannot be used after the Scope's end (ObjectError), unless Keep
+/// took it out. If Java calls a C++ function meanwhile, the Objects of that function do not belong
+/// to the Scope. Scopes can be nested; the innermost one takes each new handle.
 ///
-///   {
-///     Scope scope(java);
-///     Object list = java.New("java.util.ArrayList");
-///     ...
-///     result = scope.Keep(list.Call("get", 0));
-///   }
-///
-/// An Object that outlives the Scope in which it was made cannot be used (ObjectError), unless it
-/// was kept. Objects of C++ functions that Java calls meanwhile are not the Scope's. Scopes nest.
-/// One lives on the stack of one thread. Its end does not throw: if the command fails, the handles
-/// are released with a later one.
+/// Thread rule: must be created and destroyed on one thread, in the order of a stack. Errors: the
+/// destructor does not throw. If its command fails, a later command releases the handles.
 class Scope {
  public:
+  /// Begins to collect the handles of the JVM of `java`. Sends nothing.
   explicit Scope(const Java& java)
       : m_records{&detail::JavaAccess::SessionOf(java), detail::t_scope, {}} {
     detail::t_scope = &m_records;
@@ -40,7 +44,7 @@ class Scope {
     Release();
   }
 
-  /// Takes an Object that was made within out of the Scope, and returns it.
+  /// Takes an Object out of the Scope and returns it. A no-op for Objects that were made elsewhere.
   Object Keep(const Object& object) {
     std::vector<detail::Handle>& handles = m_records.handles;
     const detail::Record* record = detail::ObjectAccess::HandleOf(object).Get();
@@ -54,8 +58,8 @@ class Scope {
   }
 
  private:
-  // The numbers are taken from the Objects that may still be there and given to records of their
-  // own, which go with the next command: this one.
+  // Objects that outlive the Scope lose their handle's number to a new record. The new records are
+  // pending releases, so the command that is sent here takes them along.
   void Release() noexcept {
     if (m_records.handles.empty()) {
       return;

@@ -11,23 +11,25 @@
 ///
 /// Every command and every reply is a header of 11 bytes and a body. The layout is in
 /// native/interfaces/CommandHeader.h; these headers build and parse it:
-///
-///     using namespace Ferrolink::Protocol;
-///     Bytes command = CallCommand({.target = Runtime::Jvm}, "echo", AsBytes("hello"));
-///     const HandlerCall call = CallOf(command);  // {"echo", "hello"}
-///
+/// @code
+/// using namespace Ferrolink::Protocol;
+/// Bytes command = CallCommand({.target = Runtime::Jvm}, "echo", AsBytes("hello"));
+/// const HandlerCall call = CallOf(command);  // {"echo", "hello"}
+/// @endcode
 /// Thread rule: all functions are thread-safe. Memory: std::bad_alloc leaves nothing behind.
 namespace Ferrolink::Protocol {
 
-/// Bytes that somebody owns.
+/// Bytes with an owner: a whole command or reply, or a payload.
 using Bytes = std::vector<std::uint8_t>;
 
-/// Bytes that somebody else owns. The view must not outlive them.
+/// Bytes that somebody else owns. The view must not outlive them. Functions take payloads as views,
+/// so vectors, arrays and spans need no copy.
 using ByteView = std::span<const std::uint8_t>;
 
 /// The bytes of a text, without a copy:
-///
-///     host.Call("echo", AsBytes("hello"));
+/// @code
+/// host.Call("echo", AsBytes("hello"));
+/// @endcode
 [[nodiscard]] inline ByteView AsBytes(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }

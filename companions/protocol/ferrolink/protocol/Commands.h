@@ -18,16 +18,18 @@ namespace Ferrolink::Protocol {
 /// Offsets, types and limits: CommandHeader.h.
 namespace Header = Native::Definitions::CommandHeader;
 
+/// The runtimes of the family; see native/interfaces/Runtime.h.
 using Native::Definitions::Runtime;
 
 /// Where a command goes and who sends it. Members that are left out name a runtime of this process,
 /// called by C++:
-///
-///     const Route java = {.target = Runtime::Jvm};
-///     const Route server = {.target = Runtime::Jvm,
-///                           .channel = Header::kChannelTcp,
-///                           .address = {127, 0, 0, 1},
-///                           .port = 8080};
+/// @code
+/// const Route java = {.target = Runtime::Jvm};
+/// const Route server = {.target = Runtime::Jvm,
+///                       .channel = Header::kChannelTcp,
+///                       .address = {127, 0, 0, 1},
+///                       .port = 8080};
+/// @endcode
 struct Route {
   Runtime target{};                          ///< the runtime that executes the command
   Runtime caller = Runtime::Cpp;             ///< the runtime that sends it
@@ -37,9 +39,10 @@ struct Route {
 };
 
 /// Writes a header of Header::kSize bytes, for commands that are built in place:
-///
-///     std::array<std::uint8_t, Header::kSize> command;
-///     WriteHeader(command.data(), {.target = Runtime::Jvm}, Header::kTypeHeartBeat);
+/// @code
+/// std::array<std::uint8_t, Header::kSize> command;
+/// WriteHeader(command.data(), {.target = Runtime::Jvm}, Header::kTypeHeartBeat);
+/// @endcode
 inline void WriteHeader(std::uint8_t* command, const Route& route, std::uint8_t type) {
   command[Header::kTargetRuntime] = static_cast<std::uint8_t>(route.target);
   command[Header::kLaunchArgument] = 0;
@@ -54,9 +57,10 @@ inline void WriteHeader(std::uint8_t* command, const Route& route, std::uint8_t 
 }
 
 /// A command without its body. Reserves room for the body, which the caller appends:
-///
-///     Bytes command = EmptyCommand({.target = Runtime::Cpp}, Header::kTypeHeartBeat, 1);
-///     command.push_back('!');
+/// @code
+/// Bytes command = EmptyCommand({.target = Runtime::Cpp}, Header::kTypeHeartBeat, 1);
+/// command.push_back('!');
+/// @endcode
 [[nodiscard]] inline Bytes EmptyCommand(const Route& route, std::uint8_t type,
                                         std::size_t bodySize = 0) {
   Bytes command;
@@ -90,9 +94,9 @@ inline void RequireName(std::string_view handler) {
 }  // namespace detail
 
 /// A call of the handler that is registered under a name of 1 to 255 bytes of UTF-8:
-///
-///     Bytes command = CallCommand({.target = Runtime::Jvm}, "echo", payload);
-///
+/// @code
+/// Bytes command = CallCommand({.target = Runtime::Jvm}, "echo", payload);
+/// @endcode
 /// The called runtime refuses an empty name. Copies the payload once. Errors: std::length_error for
 /// a longer name.
 [[nodiscard]] inline Bytes CallCommand(const Route& route, std::string_view handler,
@@ -112,9 +116,10 @@ inline void RequireName(std::string_view handler) {
 }
 
 /// The same as CallCommand, written to a buffer of CallSize bytes:
-///
-///     std::vector<std::uint8_t> command(CallSize("echo", payload));
-///     WriteCall(command.data(), {.target = Runtime::Jvm}, "echo", payload);
+/// @code
+/// std::vector<std::uint8_t> command(CallSize("echo", payload));
+/// WriteCall(command.data(), {.target = Runtime::Jvm}, "echo", payload);
+/// @endcode
 inline void WriteCall(std::uint8_t* command, const Route& route, std::string_view handler,
                       ByteView payload) {
   WriteHeader(command, route, Header::kTypeCallHandler);
@@ -125,9 +130,9 @@ inline void WriteCall(std::uint8_t* command, const Route& route, std::string_vie
 }
 
 /// A call with a time limit, which network clients and servers observe; runtimes ignore it:
-///
-///     Bytes command = CallWithinCommand(server, 2000, "echo", payload);
-///
+/// @code
+/// Bytes command = CallWithinCommand(server, 2000, "echo", payload);
+/// @endcode
 /// A limit of 0 milliseconds is over at once; 2^32 - 1 is no limit. Errors: std::length_error for a
 /// longer name.
 [[nodiscard]] inline Bytes CallWithinCommand(const Route& route, std::uint32_t milliseconds,
@@ -143,9 +148,9 @@ inline void WriteCall(std::uint8_t* command, const Route& route, std::string_vie
 }
 
 /// Asks the target to load a library: an archive, a shared library, whatever the runtime has:
-///
-///     Bytes command = LoadLibraryCommand({.target = Runtime::Jvm}, "/srv/handlers.jar");
-///
+/// @code
+/// Bytes command = LoadLibraryCommand({.target = Runtime::Jvm}, "/srv/handlers.jar");
+/// @endcode
 /// The target reads the path up to its first zero byte. A relative path counts from the current
 /// directory of the target.
 [[nodiscard]] inline Bytes LoadLibraryCommand(const Route& route, std::string_view path) {
@@ -157,8 +162,9 @@ inline void WriteCall(std::uint8_t* command, const Route& route, std::string_vie
 }
 
 /// Asks for a sign of life. The answer has the same body, which may be empty:
-///
-///     Bytes command = HeartBeatCommand({.target = Runtime::Jvm}, AsBytes("12"));
+/// @code
+/// Bytes command = HeartBeatCommand({.target = Runtime::Jvm}, AsBytes("12"));
+/// @endcode
 [[nodiscard]] inline Bytes HeartBeatCommand(const Route& route, ByteView body) {
   Bytes command = EmptyCommand(route, Header::kTypeHeartBeat, body.size());
   detail::Append(command, body);

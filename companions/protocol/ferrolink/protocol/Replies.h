@@ -14,9 +14,10 @@ namespace Ferrolink::Protocol {
 
 /// An answer without its body, which the caller appends. `to` is the code of the runtime that gets
 /// it, see CallerOf. The answer is built in `room`; what was in there is discarded:
-///
-///     Bytes answer = EmptyAnswer(CallerOf(command), Runtime::Cpp);
-///     answer.push_back(42);
+/// @code
+/// Bytes answer = EmptyAnswer(CallerOf(command), Runtime::Cpp);
+/// answer.push_back(42);
+/// @endcode
 [[nodiscard]] inline Bytes EmptyAnswer(std::uint8_t to, Native::Definitions::Runtime from,
                                        Bytes room = {}) {
   Bytes reply = std::move(room);
@@ -26,7 +27,7 @@ namespace Ferrolink::Protocol {
   return reply;
 }
 
-/// The answer to a heartbeat: it has the body of the command. Expects a complete header of the
+/// The answer to a heartbeat, with the body of the command. Requires a complete header of the
 /// command.
 [[nodiscard]] inline Bytes HeartBeatAnswer(ByteView command, Native::Definitions::Runtime from) {
   Bytes reply = EmptyAnswer(CallerOf(command), from);
@@ -37,8 +38,9 @@ namespace Ferrolink::Protocol {
 
 /// Reports a failure to the runtime with the code `to`. `text` should be UTF-8, which nothing
 /// checks:
-///
-///     return ExceptionReport(CallerOf(command), Runtime::Cpp, "Unknown handler 'f'.");
+/// @code
+/// return ExceptionReport(CallerOf(command), Runtime::Cpp, "Unknown handler 'f'.");
+/// @endcode
 [[nodiscard]] inline Bytes ExceptionReport(std::uint8_t to, Native::Definitions::Runtime from,
                                            std::string_view text) {
   Bytes reply = EmptyAnswer(to, from);
@@ -54,15 +56,19 @@ namespace Ferrolink::Protocol {
 }
 
 /// Whether a reply is an exception report. If so, its body is the text:
-///
-///     if (IsExceptionReport(reply)) {
-///       throw std::runtime_error(ToText(BodyOf(reply)));
-///     }
+/// @code
+/// if (IsExceptionReport(reply)) {
+///   throw std::runtime_error(ToText(BodyOf(reply)));
+/// }
+/// @endcode
 [[nodiscard]] inline bool IsExceptionReport(ByteView reply) {
   return HasHeader(reply) && TypeOf(reply) == Header::kTypeExceptionReport;
 }
 
-/// The body of a command or reply, possibly empty, as a view. Expects a complete header.
+/// The body of a command or reply as a view; it may be empty. Requires a complete header.
+/// @code
+/// const ByteView result = BodyOf(reply);
+/// @endcode
 [[nodiscard]] inline ByteView BodyOf(ByteView reply) {
   return reply.subspan(Header::kSize);
 }

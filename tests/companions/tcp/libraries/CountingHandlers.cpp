@@ -18,7 +18,7 @@ Ferrolink::Tests::ExecutionRecord& Record() {
   return opened;
 }
 
-// Records first: the command has been executed, whatever happens to its answer.
+// Records first: the command counts as executed even if its answer is lost.
 Bytes Count(std::span<const std::uint8_t> bytes) {
   const std::string payload = ToText(bytes);
   Record().Count(Ferrolink::Tests::NumberOf(payload));

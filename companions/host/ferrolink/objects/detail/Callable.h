@@ -23,19 +23,27 @@
 
 namespace Ferrolink::Objects::detail {
 
+/// A result type and parameter types, as a type to dispatch on.
 template <class R, class... Parameters>
 struct Signature {};
 
-/// The Signature of a function or of an object's only call operator.
+/// The Signature of a function, or of an object with exactly one call operator. Its member Type is
+/// missing for all other types, also for templates and overloaded call operators.
+/// @code
+/// using Type = SignatureOf<int (*)(std::string)>::Type;  // Signature<int, std::string>
+/// @endcode
 template <class F>
 struct SignatureOf {};
 template <class F>
 requires requires {
   &F::operator();
 }
+/// A function object: the signature of its call operator.
 struct SignatureOf<F> : SignatureOf<decltype(&F::operator())> {};
+/// A function. The specialisations below reduce member functions and noexcept to it.
 template <class R, class... P>
 struct SignatureOf<R (*)(P...)> {
+  /// The signature.
   using Type = Signature<R, P...>;
 };
 template <class R, class... P>
@@ -49,28 +57,36 @@ struct SignatureOf<R (C::*)(P...) noexcept> : SignatureOf<R (*)(P...)> {};
 template <class C, class R, class... P>
 struct SignatureOf<R (C::*)(P...) const noexcept> : SignatureOf<R (*)(P...)> {};
 
+/// A function or function object whose signature is known.
 template <class F>
 concept IsCallable = requires {
   typename SignatureOf<std::decay_t<F>>::Type;
 };
 
-/// As what an argument is kept while the function runs.
+/// The type in which an argument is stored while the function runs. Views need an owner.
 template <class P>
 struct Kept {
+  /// A value, also for a parameter that is a reference.
   using Type = std::remove_cvref_t<P>;
 };
+/// A text view of a std::string.
 template <>
 struct Kept<std::string_view> {
+  /// The owner of the text.
   using Type = std::string;
 };
+/// A view of a std::vector.
 template <class T>
 struct Kept<std::span<const T>> {
+  /// The owner of the elements.
   using Type = std::vector<T>;
 };
+/// The stored type for a parameter of type P.
 template <class P>
 using KeptOf = typename Kept<std::remove_cvref_t<P>>::Type;
 
-/// Hands a kept argument on: moved, unless the function takes it by reference or as a view.
+/// Passes a stored argument to a parameter of type P. Moves it if the parameter is a value of the
+/// same type; otherwise the parameter refers to it.
 template <class P>
 decltype(auto) PassOn(KeptOf<P>& kept) {
   if constexpr (std::is_lvalue_reference_v<P> || !std::is_same_v<KeptOf<P>, std::decay_t<P>>) {
@@ -80,13 +96,18 @@ decltype(auto) PassOn(KeptOf<P>& kept) {
   }
 }
 
-/// Arguments that do not fit the function; its text is for the caller.
+/// The arguments of a call by Java do not fit the C++ function. The function was not called.
 class ArgumentMismatch : public ConversionError {
  public:
+  /// `text` goes to the Java caller.
   explicit ArgumentMismatch(const std::string& text) : ConversionError(text, false) {}
 };
 
-/// A C++ function that takes and gives encoded values. Any thread.
+/// A C++ function that takes and returns encoded values. Thread-safe if the function is.
+/// @code
+/// const auto half = MakeCallable([](int number) { return number / 2; });
+/// half->Call(arguments, 1, result);  // Convert<int> reads the argument and writes the result
+/// @endcode
 class Callable {
  public:
   Callable() = default;
@@ -94,14 +115,17 @@ class Callable {
   Callable& operator=(const Callable&) = delete;
   virtual ~Callable() = default;
 
-  /// Reads `count` values, calls the function, and writes its result; the handles in both are
-  /// given. Errors: ArgumentMismatch before the call, then what the function throws.
+  /// Decodes `count` arguments, calls the function, and encodes its result. Takes over the handles
+  /// in the arguments, also if it throws. Handles in the result belong to Java.
+  ///
+  /// Errors: ArgumentMismatch before the call of the function; then whatever the function throws.
   virtual void Call(Reader& arguments, std::size_t count, Writer& result) = 0;
 
-  /// In what forms the parameters are wanted.
+  /// The form in which Java should send each argument, in the order of the parameters.
   [[nodiscard]] virtual std::vector<Want> Wants() const = 0;
 };
 
+/// The Callable of one function type. F is the stored function, R its result, P its parameters.
 template <class F, class R, class... P>
 class CallableOf final : public Callable {
   static_assert((Readable<KeptOf<P>> && ...),
@@ -112,6 +136,7 @@ class CallableOf final : public Callable {
                 "The function's result has no Java type.");
 
  public:
+  /// Moves or copies the function.
   template <class Given>
   explicit CallableOf(Given&& function) : m_function(std::forward<Given>(function)) {}
 
@@ -132,12 +157,15 @@ class CallableOf final : public Callable {
   [[nodiscard]] std::vector<Want> Wants() const override { return {Convert<KeptOf<P>>::kWant...}; }
 
  private:
+  // The parameter types as a list, for errors.
   static std::string Names() {
     std::string names;
     ((names += (names.empty() ? "" : ", ") + Convert<KeptOf<P>>::Name()), ...);
     return names.empty() ? "none" : names;
   }
 
+  // Reads one argument. If it does not fit, releases the handles in the remaining ones. Reading has
+  // released those of the failing one.
   template <class Parameter>
   static KeptOf<Parameter> ReadParameter(Reader& arguments, std::size_t& index) {
     ++index;
@@ -153,6 +181,7 @@ class CallableOf final : public Callable {
     }
   }
 
+  // Calls the function and encodes its result.
   void Finish(Writer& result, KeptOf<P>&... kept) {
     if constexpr (std::is_void_v<R>) {
       m_function(PassOn<P>(kept)...);
@@ -166,45 +195,63 @@ class CallableOf final : public Callable {
   F m_function;
 };
 
+/// Wraps a function whose signature is given.
 template <class F, class R, class... P>
 std::shared_ptr<Callable> MakeCallable(F&& function, Signature<R, P...> /*signature*/) {
   return std::make_shared<CallableOf<std::decay_t<F>, R, P...>>(std::forward<F>(function));
 }
+/// Wraps a function. Moves or copies it.
 template <class F>
 std::shared_ptr<Callable> MakeCallable(F&& function) {
   return MakeCallable(std::forward<F>(function), typename SignatureOf<std::decay_t<F>>::Type{});
 }
 
-/// The functions of one implementation, by the names of methods; "" is for the only one of a
-/// functional interface. Not changed once it was handed to Java.
+/// The C++ functions of one implementation of a Java interface, by method name. The empty name
+/// stands for every abstract method.
+///
+/// Thread rule: Add is called before Java knows the body; afterwards it is constant and
+/// thread-safe.
+/// @code
+/// FunctionBody body;
+/// body.Add("compare", MakeCallable([](int a, int b) { return b - a; }));
+/// Callable* function = body.Find("compare");
+/// @endcode
 class FunctionBody {
  public:
+  /// One named function.
   struct Entry {
+    /// The Java method's name, or empty.
     std::string name;
+    /// Never null. Several bodies may share it.
     std::shared_ptr<Callable> function;
   };
 
+  /// Chooses the identifier.
   FunctionBody() : m_id((std::uint64_t{Module()} << kCountBits) + ++Count()) {}
 
-  /// Unique in the process, and never used again.
+  /// The identifier by which Java calls this body. Unique in the process and never reused.
   [[nodiscard]] std::uint64_t Id() const noexcept { return m_id; }
 
-  /// A random number that tells this module from others of the process that have this header.
+  /// A random number for this module. It distinguishes the module from others of the process that
+  /// were compiled with this header, because each of them counts its bodies from 1.
   static std::uint32_t Module() {
     static const std::uint32_t module = std::random_device()();
     return module;
   }
 
+  /// Adds a function. `function` must not be null.
   void Add(std::string name, std::shared_ptr<Callable> function) {
     m_entries.push_back({std::move(name), std::move(function)});
   }
 
+  /// All functions in the order of Add.
   [[nodiscard]] const std::vector<Entry>& Entries() const noexcept { return m_entries; }
+  /// The first function. There must be one.
   [[nodiscard]] const std::shared_ptr<Callable>& First() const {
     return m_entries.front().function;
   }
 
-  /// Null if there is none.
+  /// The function for a Java method, owned by this body; null if there is none.
   [[nodiscard]] Callable* Find(std::string_view name) const noexcept {
     for (const Entry& entry : m_entries) {
       if (entry.name.empty() || entry.name == name) {
@@ -215,9 +262,11 @@ class FunctionBody {
   }
 
  private:
-  // Enough for a million functions a second during 12 days.
+  // The lower bits of an identifier are a counter. It suffices for a million functions a second
+  // during 12 days.
   static constexpr unsigned kCountBits = 40;
 
+  // The number of bodies that this module has made.
   static std::atomic<std::uint64_t>& Count() {
     static std::atomic<std::uint64_t> count{0};
     return count;

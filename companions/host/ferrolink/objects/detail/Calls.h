@@ -18,6 +18,7 @@
 
 namespace Ferrolink::Objects::detail {
 
+/// The form in which Java should send a result of type R.
 template <class R>
 constexpr Want WantOf() {
   if constexpr (std::is_void_v<R>) {
@@ -27,7 +28,8 @@ constexpr Want WantOf() {
   }
 }
 
-/// The key that lets a result come through memory; 0 if it cannot be a large array.
+/// The key that allows Java to park a large array for a copy through memory; 0 if R can be no such
+/// array, or if Java runs in another process.
 template <class R>
 std::uint64_t KeyFor() {
   if constexpr (!std::is_void_v<R>) {
@@ -38,6 +40,7 @@ std::uint64_t KeyFor() {
   return 0;
 }
 
+/// Decodes a result. Errors: ConversionError; ProtocolError for malformed bytes.
 template <class R>
 R ReadResult(Reader& reply) {
   static_assert(Readable<R>,
@@ -48,7 +51,9 @@ R ReadResult(Reader& reply) {
   }
 }
 
-/// Calls a member. `self` is 0 for static ones and constructors.
+/// Calls a method or constructor. `member` is its number from MemberOf. `self` is the number of the
+/// object's handle, or 0 for static methods and constructors, or kReceiverIsValue. Errors: those of
+/// Request::Send and ReadResult.
 template <class R, class... Arguments>
 R Invoke(Session& session, std::uint32_t member, std::uint64_t self,
          const Arguments&... arguments) {
@@ -66,6 +71,7 @@ R Invoke(Session& session, std::uint32_t member, std::uint64_t self,
   return ReadResult<R>(reply);
 }
 
+/// Reads a field. Parameters and errors: see Invoke.
 template <class R>
 R GetField(Session& session, std::uint32_t member, std::uint64_t self) {
   Request request(session, Operation::Get);
@@ -78,6 +84,7 @@ R GetField(Session& session, std::uint32_t member, std::uint64_t self) {
   return ReadResult<R>(reply);
 }
 
+/// Writes a field. Parameters and errors: see Invoke.
 template <class T>
 void SetField(Session& session, std::uint32_t member, std::uint64_t self, const T& value) {
   Request request(session, Operation::Set);
@@ -88,6 +95,7 @@ void SetField(Session& session, std::uint32_t member, std::uint64_t self, const 
   request.Send();
 }
 
+/// Asks Java to compare `object` with `other`, which is a value or an object.
 template <class T>
 bool TestObject(const Object& object, TestOf what, const T& other) {
   Request request(ObjectAccess::SessionOf(object), Operation::Test);
@@ -99,6 +107,7 @@ bool TestObject(const Object& object, TestOf what, const T& other) {
   return Convert<bool>::Read(reply);
 }
 
+/// Fails for objects of other classes with ObjectError.
 inline Object IteratorOf(const Object& object) {
   Request request(ObjectAccess::SessionOf(object), Operation::Iterate);
   request.Out().AppendNumber(ObjectAccess::Number(object));
@@ -106,7 +115,9 @@ inline Object IteratorOf(const Object& object) {
   return Convert<Object>::Read(reply);
 }
 
-/// One chunk of an Iterator's elements; false if it was the last one.
+/// Fetches at most `most` elements of a Java Iterator and calls `onElement` with a Reader for each.
+/// Returns false if they were the last ones. If `onElement` throws, the handles in the remaining
+/// elements are released.
 template <class OnElement>
 bool FetchChunk(const Object& iterator, Want want, std::size_t most, OnElement onElement) {
   Request request(ObjectAccess::SessionOf(iterator), Operation::Fetch);
@@ -129,6 +140,7 @@ bool FetchChunk(const Object& iterator, Want want, std::size_t most, OnElement o
   return more;
 }
 
+/// Fetches chunk by chunk until the iterator ends.
 template <class OnElement>
 void FetchAll(const Object& iterator, Want want, OnElement onElement) {
   constexpr std::size_t kChunk = 1024;
@@ -136,7 +148,7 @@ void FetchAll(const Object& iterator, Want want, OnElement onElement) {
   }
 }
 
-/// The broker's conversion of any value to an object: an identity.
+/// Java boxes the value: the call of an identity method returns the argument as an object.
 inline Object BoxValue(Reader& value) {
   Reader begin = value;
   value.Skip([](std::uint64_t) {});
@@ -159,6 +171,7 @@ inline Object BoxValue(Reader& value) {
   return Convert<Object>::Read(reply);
 }
 
+/// Asks Java for the class of an object. If that fails, the text does without it.
 inline void FailConversion(Reader value, const std::string& wanted) {
   const Tag tag = value.PeekTag();
   std::string found = "A value of kind " + std::string(NameOf(tag));

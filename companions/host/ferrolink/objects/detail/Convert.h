@@ -22,27 +22,37 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// How a C++ type travels. A specialisation has some of
-///   static void Write(Writer&, const T&)   for arguments
-///   static T Read(Reader&)                 for results; errors: ConversionError
-///   kWant                                  the form in which a result is asked for
-///   kTakesArrays                           whether a result may be a large array of primitives
-///   static std::string Name()              for errors
-///   static std::string Component()         the JVM's descriptor, of what may be in an array
+/// How a C++ type is encoded. A specialisation has some of these members:
+/// - static void Write(Writer&, const T&), for arguments;
+/// - static T Read(Reader&), for results; errors: ConversionError and ProtocolError;
+/// - kWant, the form in which a result is requested;
+/// - kTakesArrays, whether a result may be a large array of primitives;
+/// - static std::string Name(), the C++ name for errors;
+/// - static std::string Component(), the descriptor of the type as a component of an array.
+///
+/// The primary template is for types that cannot be encoded.
+/// @code
+/// Convert<int>::Write(writer, 42);
+/// const auto name = Convert<std::string>::Read(reader);
+/// @endcode
 template <class T>
 struct Convert {
+  /// Only the primary template has this member.
   static constexpr bool kIsUnknown = true;
 };
 
+/// A type with a specialisation of Convert.
 template <class T>
 concept Known = !requires {
   Convert<T>::kIsUnknown;
 };
 
+/// A type that can be an argument of Java or a result of a C++ function.
 template <class T>
 concept Writable = Known<T> && requires(Writer& writer, const T& value) {
   Convert<T>::Write(writer, value);
 };
+/// A type that can be a result of Java or an argument of a C++ function.
 template <class T>
 concept Readable = std::is_void_v<T> ||
     (Known<T>&& requires(Reader& reader) { Convert<T>::Read(reader); });
@@ -52,6 +62,7 @@ template <class T>
 using Argument = std::conditional_t<std::is_array_v<T> || std::is_same_v<std::decay_t<T>, char*>,
                                     const char*, std::remove_cvref_t<T>>;
 
+/// Encodes an argument. Types that have no encoding do not compile. Errors: those of Buffer.
 template <class T>
 void WriteArgument(Writer& writer, const T& value) {
   static_assert(Writable<Argument<T>>,
@@ -61,10 +72,12 @@ void WriteArgument(Writer& writer, const T& value) {
   Convert<Argument<T>>::Write(writer, value);
 }
 
-/// Lets go of the handles in the value at `value`, and tells what does not fit.
+/// Throws the ConversionError for the next value of `value`, which does not fit the C++ type
+/// `wanted`. Releases the handles in that value first.
 [[noreturn]] void FailConversion(Reader value, const std::string& wanted);
 
-/// Lets go of the handles in what is left of `reply`.
+/// Releases the handles in the next `values` values of `reply`. A no-op for a reader without a
+/// session.
 inline void DropHandles(Reader reply, std::size_t values) {
   const auto drop = [&](std::uint64_t handle) {
     if (reply.Owner() != nullptr) {
@@ -76,12 +89,14 @@ inline void DropHandles(Reader reply, std::size_t values) {
   }
 }
 
+/// The Java name of a primitive type, for errors.
 template <class T>
 constexpr std::string_view PrimitiveName() {
   return NameOf(TagOf<T>());
 }
 
-/// An integer that has room in T; else ConversionError.
+/// Converts an integer to T. `value` is the reader before the value, for the text of the error.
+/// Errors: ConversionError if T cannot represent the number.
 template <class T, class Number>
 T FitInteger(const Reader& value, Number number) {
   if (!std::in_range<T>(number)) {
@@ -92,6 +107,7 @@ T FitInteger(const Reader& value, Number number) {
   return static_cast<T>(number);
 }
 
+/// Reads an integer of any size, or a char, as T.
 template <class T>
 T ReadInteger(Reader& reader) {
   const Reader value = reader;
@@ -115,7 +131,8 @@ T ReadInteger(Reader& reader) {
   }
 }
 
-/// As Java widens, and from double to float if no digit is lost.
+/// Reads a number as T. Integers are converted as Java does, which may round. A double becomes a
+/// float only if that loses nothing.
 template <class T>
 T ReadFloating(Reader& reader) {
   const Reader value = reader;
@@ -147,11 +164,15 @@ T ReadFloating(Reader& reader) {
   }
 }
 
+/// Primitive types.
 template <Primitive T>
 struct Convert<T> {
+  /// By value. Java unboxes objects of the box types.
   static constexpr Want kWant = Want::Value;
+  /// A primitive is no array.
   static constexpr bool kTakesArrays = false;
 
+  /// Booleans have no data: the tag is the value.
   static void Write(Writer& writer, T value) {
     if constexpr (std::is_same_v<T, bool>) {
       writer.Write(value ? Tag::True : Tag::False);
@@ -161,6 +182,7 @@ struct Convert<T> {
     }
   }
 
+  /// Errors: ConversionError if the value is no such number, or does not fit.
   static T Read(Reader& reader) {
     if constexpr (std::is_same_v<T, bool>) {
       return ReadBoolean(reader);
@@ -177,10 +199,13 @@ struct Convert<T> {
     }
   }
 
+  /// The Java name, as in "int".
   static std::string Name() { return std::string(PrimitiveName<T>()); }
+  /// One letter, as in "I".
   static std::string Component() { return {DescriptorOf<T>()}; }
 
  private:
+  // Numbers are no booleans, as in Java.
   static bool ReadBoolean(Reader& reader) {
     const Reader value = reader;
     const Tag tag = reader.TakeTag();
@@ -191,13 +216,17 @@ struct Convert<T> {
   }
 };
 
+/// Null, as an argument only.
 template <>
 struct Convert<std::nullptr_t> {
+  /// Writes the tag of null.
   static void Write(Writer& writer, std::nullptr_t) { writer.Write(Tag::Null); }
 };
 
+/// A literal, as an argument only. A null pointer becomes null.
 template <>
 struct Convert<const char*> {
+  /// `text` ends at its first zero byte.
   static void Write(Writer& writer, const char* text) {
     if (text == nullptr) {
       writer.Write(Tag::Null);
@@ -207,17 +236,24 @@ struct Convert<const char*> {
   }
 };
 
+/// UTF-8 text, as an argument only: a result has to own its bytes.
 template <>
 struct Convert<std::string_view> {
+  /// Copies the text, which should be UTF-8.
   static void Write(Writer& writer, std::string_view text) { writer.WriteText(text); }
+  /// The descriptor of String.
   static std::string Component() { return "Ljava/lang/String;"; }
 };
 
+/// UTF-8 text.
 template <>
 struct Convert<std::string> : Convert<std::string_view> {
+  /// By value.
   static constexpr Want kWant = Want::Value;
+  /// A text is no array.
   static constexpr bool kTakesArrays = false;
 
+  /// Errors: ConversionError for everything but a String, also for null.
   static std::string Read(Reader& reader) {
     const Reader value = reader;
     if (reader.TakeTag() != Tag::Text) {
@@ -225,14 +261,19 @@ struct Convert<std::string> : Convert<std::string_view> {
     }
     return std::string(reader.TakeText());
   }
+  /// The name in errors.
   static std::string Name() { return "std::string"; }
 };
 
+/// A value that may be null. Encoded as the value itself, or as null.
 template <class T>
 struct Convert<std::optional<T>> {
+  /// As for T.
   static constexpr Want kWant = Convert<T>::kWant;
+  /// As for T.
   static constexpr bool kTakesArrays = Convert<T>::kTakesArrays;
 
+  /// An empty optional is null.
   static void Write(Writer& writer, const std::optional<T>& value) {
     if (value) {
       Convert<T>::Write(writer, *value);
@@ -241,6 +282,7 @@ struct Convert<std::optional<T>> {
     }
   }
 
+  /// Null becomes an empty optional. Errors: those of T.
   static std::optional<T> Read(Reader& reader) {
     if (reader.PeekTag() == Tag::Null) {
       reader.TakeTag();
@@ -249,23 +291,31 @@ struct Convert<std::optional<T>> {
     return Convert<T>::Read(reader);
   }
 
+  /// The name in errors.
   static std::string Name() { return "std::optional<" + Convert<T>::Name() + ">"; }
+  /// As for T, which must not be a primitive type: Java's arrays of primitives have no null.
   static std::string Component() {
     static_assert(!Primitive<T>, "An array of primitives has no null: leave std::optional out.");
     return Convert<T>::Component();
   }
 };
 
-/// An object for a value that did not come as one.
+/// Converts the next value to an object, by a command to Java. For values that Java sent by value
+/// although an object was requested.
 Object BoxValue(Reader& value);
 
+/// Objects. Reading takes over the handle for the reader's session.
 template <>
 struct Convert<Object> {
+  /// By handle, also if Java could send the value itself.
   static constexpr Want kWant = Want::Handle;
+  /// An Object refers to an array and does not copy it.
   static constexpr bool kTakesArrays = false;
 
+  /// See Writer::WriteObject.
   static void Write(Writer& writer, const Object& value) { writer.WriteObject(value); }
 
+  /// Null and void become a null Object; other values are boxed.
   static Object Read(Reader& reader) {
     switch (reader.PeekTag()) {
       case Tag::Null:
@@ -286,7 +336,9 @@ struct Convert<Object> {
     }
   }
 
+  /// The name in errors.
   static std::string Name() { return "Object"; }
+  /// The descriptor of java.lang.Object.
   static std::string Component() { return "Ljava/lang/Object;"; }
 };
 

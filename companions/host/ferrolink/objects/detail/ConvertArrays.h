@@ -14,14 +14,18 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// Calls `onElement` with a reader of each element that is left of an Iterator, in chunks.
+/// Calls `onElement` with a Reader for each remaining element of a Java Iterator. Fetches them in
+/// chunks. Errors: those of Request::Send, and what `onElement` throws.
 template <class OnElement>
 void FetchAll(const Object& iterator, Want want, OnElement onElement);
 
-/// The Iterator of an Iterable, array, Map or Stream.
+/// The Iterator of an Iterable, array, Map or Stream; an Iterator itself. Errors: those of
+/// Request::Send.
 Object IteratorOf(const Object& object);
 
-/// Fetches an array that the broker keeps until it is copied.
+/// Reads an array that Java has parked, which means that the reply has a handle in place of the
+/// elements. A second command makes Java copy the elements into the vector's memory. Errors: those
+/// of Request::Send.
 template <Primitive T>
 std::vector<T> CopyParked(Reader& reader) {
   reader.TakeTag();
@@ -43,6 +47,7 @@ std::vector<T> CopyParked(Reader& reader) {
   return elements;
 }
 
+/// Converts the encoded elements of a primitive array.
 template <Primitive T>
 std::vector<T> CopyElements(std::span<const std::uint8_t> bytes) {
   std::vector<T> elements(bytes.size() / SizeOf(TagOf<T>()));
@@ -56,13 +61,15 @@ std::vector<T> CopyElements(std::span<const std::uint8_t> bytes) {
   return elements;
 }
 
-/// The type of the array that comes next: what elements it has, whether by value or parked.
+/// Whether the next value is a primitive array with elements of that type. `container`
+/// distinguishes arrays by value from parked ones. Does not advance the reader.
 inline bool IsArrayOf(const Reader& reader, Tag container, Tag element) {
   Reader copy = reader;
   return copy.TakeTag() == container && copy.Left() != 0 && copy.TakeTag() == element;
 }
 
-/// The elements of an Iterable or an array of which there is a handle.
+/// Reads a handle of an Iterable or an array, and fetches its elements. `name` is the wanted C++
+/// type, for errors. Errors: ConversionError if the object has no elements.
 template <class T>
 std::vector<T> ReadIterable(Reader& reader, const std::string& name) {
   const Object iterable = Convert<Object>::Read(reader);
@@ -76,8 +83,10 @@ std::vector<T> ReadIterable(Reader& reader, const std::string& name) {
   return elements;
 }
 
+/// Arrays. Reading also accepts an Iterable.
 template <class T>
 requires(Known<T>) struct Convert<std::vector<T>> {
+  /// A vector of bool has no contiguous elements, so they are written one by one.
   static void Write(Writer& writer, const std::vector<T>& elements) {
     if constexpr (std::is_same_v<T, bool>) {
       writer.Write(Tag::PrimitiveArray);
@@ -91,6 +100,7 @@ requires(Known<T>) struct Convert<std::vector<T>> {
     }
   }
 
+  /// Errors: ConversionError, also for null; those of T.
   static std::vector<T> Read(Reader& reader) {
     const Reader value = reader;
     const Tag tag = reader.PeekTag();
@@ -113,7 +123,9 @@ requires(Known<T>) struct Convert<std::vector<T>> {
     return ReadIterable<T>(reader, Name());
   }
 
+  /// The name in errors.
   static std::string Name() { return "std::vector<" + Convert<T>::Name() + ">"; }
+  /// The descriptor of the array.
   static std::string Component() { return "[" + Convert<T>::Component(); }
 
  private:
@@ -135,10 +147,14 @@ requires(Known<T>) struct Convert<std::vector<T>> {
   }
 
  public:
+  /// Whether elements may be copied through memory. See TakesArrays.
   static constexpr bool kTakesArrays = TakesArrays();
+  /// As for the elements, so that an array of Objects arrives as handles.
   static constexpr Want kWant = WantOf();
 
  private:
+  // If an element does not fit, releases the handles in the remaining ones. Reading has released
+  // those of the failing element.
   static std::vector<T> ReadArray(Reader& reader) {
     reader.TakeTag();
     reader.TakeText();
@@ -160,10 +176,13 @@ requires(Known<T>) struct Convert<std::vector<T>> {
   }
 };
 
+/// Arrays without a copy in C++, as arguments only.
 template <class T>
 requires(Known<std::remove_const_t<T>>) struct Convert<std::span<T>> {
+  /// The type of an element.
   using Element = std::remove_const_t<T>;
 
+  /// Primitive elements are written in one piece, others one by one.
   static void Write(Writer& writer, std::span<const Element> elements) {
     if constexpr (Primitive<Element>) {
       writer.WriteElements(elements);

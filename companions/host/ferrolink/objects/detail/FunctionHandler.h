@@ -24,12 +24,20 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// The handler of the C++ member that receives Java's calls of this module's functions. Each module
-/// that is compiled with this header has a handler of its own. Any thread.
+/// The handler of the C++ member through which Java calls the C++ functions of this module. A
+/// module is a program or library that was compiled with this header; each has a handler of its
+/// own.
+///
+/// Lifetime: the handler stays registered until the process ends, and so does this module's code.
+/// Thread rule: thread-safe.
+/// @code
+/// request.Out().AppendText(FunctionHandler::NameIn(session));
+/// @endcode
 class FunctionHandler {
  public:
-  /// The handler's name. Registers the handler, once; the C++ member is opened for it: the one that
-  /// the process has open, else the one beside the session's library. Errors: InstallationError.
+  /// Registers the handler at the first call and returns its name. Opens the C++ member: the copy
+  /// that the process has open, else the one beside the session's library. A failed registration is
+  /// tried again by the next call. Errors: InstallationError; std::bad_alloc.
   static const std::string& NameIn(Session& session) {
     static std::mutex mutex;
     static bool registered = false;
@@ -42,7 +50,9 @@ class FunctionHandler {
     return name;
   }
 
-  /// Answers a call or takes note of collected proxies. Errors: what cannot be told in the answer.
+  /// Handles one message of Java: a call of a function, or a note that proxies were collected.
+  /// Appends the answer to `out`. A function that throws makes an answer; it is no error here.
+  /// Errors: ProtocolError for a malformed message; std::bad_alloc.
   static void Answer(std::span<const std::uint8_t> payload, Buffer& out) {
     Reader request(payload);
     const auto what = request.TakeNumber<std::uint8_t>();
@@ -62,6 +72,8 @@ class FunctionHandler {
   }
 
  private:
+  // The library of the session is known to be usable, so the C++ member is taken from its
+  // directory.
   static void Register(Session& session, const std::string& name) {
     const bool isOpen = !Host::detail::LoadedLibrary(Host::kCppLibrary).empty();
     const ferrolink_registrar* table =
@@ -73,8 +85,9 @@ class FunctionHandler {
     }
   }
 
-  // A thread that is being ended goes on ending; the C++ runtime then binds the reference to
-  // nothing, which the undefined-behaviour sanitizer would report.
+  // The call function of the C interface. If the thread is cancelled or calls pthread_exit inside
+  // it, its unwinding continues. The C++ runtime then binds the reference of the catch clause to
+  // null, which the undefined-behaviour sanitizer would report.
   __attribute__((no_sanitize("null"))) static std::int32_t Receive(void* /*context*/,
                                                                    const std::uint8_t* payload,
                                                                    std::size_t length,
@@ -96,6 +109,8 @@ class FunctionHandler {
     }
   }
 
+  // Calls one function. Its failure replaces the result in `out`. Unwinding of the thread
+  // continues, as in Receive.
   __attribute__((no_sanitize("null"))) static void AnswerCall(Reader& request, Buffer& out) {
     const ScopeBreak noScope;
     const auto id = request.TakeNumber<std::uint64_t>();
@@ -130,6 +145,8 @@ class FunctionHandler {
     }
   }
 
+  // Discards what was written so far. `throwable` is the number of a handle that Java releases, or
+  // 0.
   static void AnswerFailure(Buffer& out, std::string_view text, std::uint64_t throwable) {
     out.Clear();
     out.AppendNumber(Status::Thrown);
@@ -137,7 +154,8 @@ class FunctionHandler {
     out.AppendNumber(throwable);
   }
 
-  /// 0 if the throwable cannot be had any more: Java gets the text then.
+  // A new handle of the throwable, which Java throws again. 0 if there is none any more; Java then
+  // throws an exception with the text.
   static std::uint64_t HandleFor(const JavaException& thrown) {
     try {
       return thrown.Throwable().IsNull() ? 0 : DuplicateHandle(thrown.Throwable());

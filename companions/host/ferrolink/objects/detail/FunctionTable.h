@@ -12,27 +12,49 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// The functions that Java may call, by their identifiers.
+/// The functions that Java may call, by identifier.
 ///
-/// A function stays while fewer of its sendings were given back than there were: Java counts the
-/// sendings that a proxy stands for, and gives them back when the proxy is collected. So a function
-/// that is on its way once more is never freed. Never destroyed: Java calls functions while the
-/// process exits. Any thread; no function is called or destroyed under the lock.
+/// Lifetime of an entry: Java counts how often it was sent a proxy's function, and returns that
+/// count after it has collected the proxy. The table removes the entry when all sendings have been
+/// returned. A function that is being sent once more has one more sending, so its entry stays.
+///
+/// The table is never destroyed: Java calls functions while the process exits. Thread rule:
+/// thread-safe. No function is called or destroyed under the lock.
+/// @code
+/// const FunctionTable::Found found = FunctionTable::Instance().Find(id);
+/// if (found.body != nullptr) {
+///   Call(*found.body, Reader(payload, found.session));
+/// }
+/// @endcode
 class FunctionTable {
  public:
+  /// The result of a search.
   struct Found {
-    std::shared_ptr<FunctionBody> body;  ///< null if there is none
+    /// Null if there is none. Keeps the functions alive during the call.
+    std::shared_ptr<FunctionBody> body;
+    /// The session that last sent a body to Java; null before. It releases the handles in the
+    /// arguments.
     Session* session = nullptr;
   };
 
+  /// The table of this module.
   static FunctionTable& Instance() {
     static auto& only = *new FunctionTable;
     return only;
   }
 
-  /// One sending of a function; taken back unless it succeeded.
+  /// Counts one sending of a function to Java. Its destructor cancels the sending unless Succeeded
+  /// was called.
+  ///
+  /// Thread rule: on the stack of one thread.
+  /// @code
+  /// const FunctionTable::Sending sending(session, body);
+  /// Reader reply = request.Send();  // may throw
+  /// sending.Succeeded();
+  /// @endcode
   class Sending {
    public:
+    /// Adds the body to the table if it is not there yet. Errors: std::bad_alloc.
     Sending(Session& session, const std::shared_ptr<FunctionBody>& body) : m_id(body->Id()) {
       Instance().Add(session, body);
     }
@@ -43,6 +65,7 @@ class FunctionTable {
         Instance().GiveBack(m_id, 1);
       }
     }
+    /// Java has received the function.
     void Succeeded() const noexcept { m_succeeded = true; }
 
    private:
@@ -50,6 +73,7 @@ class FunctionTable {
     mutable bool m_succeeded = false;
   };
 
+  /// The body with that identifier.
   Found Find(std::uint64_t id) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     const auto entry = m_functions.find(id);
@@ -57,6 +81,8 @@ class FunctionTable {
                                       : Found{entry->second.body, entry->second.session};
   }
 
+  /// Subtracts sendings that Java has returned. Frees the body after the last one. A no-op for
+  /// unknown identifiers.
   void GiveBack(std::uint64_t id, std::uint32_t sendings) {
     std::shared_ptr<FunctionBody> freed;
     const std::lock_guard<std::mutex> lock(m_mutex);
@@ -73,6 +99,7 @@ class FunctionTable {
   }
 
  private:
+  // `sendings` counts the proxies that Java has received and not yet returned.
   struct Entry {
     std::shared_ptr<FunctionBody> body;
     Session* session;

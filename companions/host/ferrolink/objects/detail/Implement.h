@@ -14,7 +14,9 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// A proxy of Java for the functions; the same one while it lives.
+/// Asks Java for a proxy of `interface` that calls the functions of `body`. Returns the existing
+/// proxy if Java still has one for the same body and interface. Errors: those of Request::Send and
+/// of FunctionHandler::NameIn. If the command fails, its sending of `body` is cancelled.
 inline Object ImplementInterface(Session& session, std::string_view interface,
                                  const std::shared_ptr<FunctionBody>& body) {
   const std::string& handler = FunctionHandler::NameIn(session);

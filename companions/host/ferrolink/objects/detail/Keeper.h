@@ -16,8 +16,8 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// Keeps the code of this header mapped until the process ends, also if the library that was
-/// compiled with it is closed: threads and Java go on to use it.
+/// Keeps the code of this module mapped until the process ends, even if the library that contains
+/// it is closed. Threads and Java continue to use the code. Idempotent and thread-safe.
 inline void KeepThisCodeMapped() {
   static const bool kept = [] {
     Dl_info info{};
@@ -30,12 +30,19 @@ inline void KeepThisCodeMapped() {
   static_cast<void>(kept);
 }
 
-/// A daemon thread that sends handles to be released if no other command takes them along: within
-/// about a fifth of a second, or at once if there are many. It sleeps while there are none. Lives
-/// until the process ends.
+/// A daemon thread that sends pending releases if no other command takes them along: within about a
+/// fifth of a second, or at once if there are many. It sleeps while nothing is pending.
+///
+/// Lifetime: must live until the process ends once it was started. Thread rule: thread-safe.
+/// @code
+/// Keeper keeper([this] { return SendPending(); }, [this] { return m_pending.IsEmpty(); });
+/// keeper.Start();
+/// keeper.Notice(false);
+/// @endcode
 class Keeper {
  public:
-  /// `send` sends what is pending and returns false if that failed; neither may throw.
+  /// `send` sends all pending releases and returns false if that failed. `isEmpty` returns whether
+  /// none is pending. Neither may throw; both are called on the keeper's thread.
   Keeper(std::function<bool()> send, std::function<bool()> isEmpty)
       : m_send(std::move(send)), m_isEmpty(std::move(isEmpty)) {
     sem_init(&m_work, 0, 0);
@@ -44,7 +51,7 @@ class Keeper {
   Keeper& operator=(const Keeper&) = delete;
   ~Keeper() { sem_destroy(&m_work); }
 
-  /// Starts the thread, once. If the system has none left, a later call tries again.
+  /// Starts the thread. Idempotent. If the system has no thread left, a later call tries again.
   void Start() noexcept {
     if (m_started.load(std::memory_order_relaxed) || m_started.exchange(true)) {
       return;
@@ -57,7 +64,7 @@ class Keeper {
     }
   }
 
-  /// Something is pending.
+  /// Tells the thread that a release is pending. `many` ends its current pause. Does not block.
   void Notice(bool many) noexcept {
     if (many || (!m_awake.load() && !m_awake.exchange(true))) {
       sem_post(&m_work);
@@ -65,10 +72,12 @@ class Keeper {
   }
 
  private:
+  // The time in which other commands may take the releases along.
   static constexpr long kPauseMilliseconds = 100;
+  // A command that failed is likely to fail again at once.
   static constexpr long kPauseAfterFailureMilliseconds = 10'000;
 
-  // Signals are for the threads of the program.
+  // The thread blocks all signals: they are for the threads of the program.
   void StartThread() {
     sigset_t all;
     sigset_t before;
@@ -99,6 +108,7 @@ class Keeper {
     }
   }
 
+  // Ends early if `many` is noticed. The monotonic clock ignores changes of the system time.
   void WaitFor(long milliseconds) noexcept {
     timespec until{};
     clock_gettime(CLOCK_MONOTONIC, &until);
@@ -112,8 +122,11 @@ class Keeper {
     }
   }
 
+  // Constant after construction.
   const std::function<bool()> m_send;
   const std::function<bool()> m_isEmpty;
+  // m_awake is true from the first notice until the thread has found nothing pending. Only its
+  // change to true posts m_work, so most notices cost one load.
   std::atomic<bool> m_started{false};
   std::atomic<bool> m_awake{false};
   sem_t m_work{};

@@ -17,17 +17,26 @@
 
 namespace Ferrolink::Objects {
 
-/// A Java class, by its name or as its java.lang.Class object. Views what it is made of: meant for
-/// parameters.
+/// Names a Java class by its name or by its java.lang.Class object. A parameter type: it views its
+/// source, so it must not outlive the call.
+/// @code
+/// java.New("java.util.ArrayList");
+/// java.New(java.FindClass("java.util.ArrayList"));
+/// @endcode
 class ClassReference {
  public:
-  ClassReference(const char* name) : m_name(name) {}         // NOLINT(google-explicit-constructor)
-  ClassReference(std::string_view name) : m_name(name) {}    // NOLINT(google-explicit-constructor)
+  /// A name, in the form of Java source or of Class.getName.
+  ClassReference(const char* name) : m_name(name) {}  // NOLINT(google-explicit-constructor)
+  /// The same.
+  ClassReference(std::string_view name) : m_name(name) {}  // NOLINT(google-explicit-constructor)
+  /// The same.
   ClassReference(const std::string& name) : m_name(name) {}  // NOLINT(google-explicit-constructor)
-  ClassReference(const Object& type) : m_type(&type) {}      // NOLINT(google-explicit-constructor)
+  /// An object of java.lang.Class.
+  ClassReference(const Object& type) : m_type(&type) {}  // NOLINT(google-explicit-constructor)
 
+  /// Empty if the class is given by an object.
   [[nodiscard]] std::string_view Name() const noexcept { return m_name; }
-  /// Null if it is a name.
+  /// Null if the class is given by its name.
   [[nodiscard]] const Object* Type() const noexcept { return m_type; }
 
  private:
@@ -39,16 +48,21 @@ class ClassReference {
 
 namespace Ferrolink::Objects::detail {
 
-/// Whose member is asked for, and which.
+/// Identifies a member for the cache. The texts are views of the caller's.
 struct MemberKey {
+  /// Numbers of members are valid for one session.
   Session* session;
+  /// A method and a field may have the same name.
   MemberKind kind;
-  /// What tells the owner from others: the class identifier of an object, or the handle of a
-  /// java.lang.Class. 0 if the class is named.
+  /// The number of an object's class, or of the handle of a java.lang.Class. 0 if the class is
+  /// named.
   std::uint64_t owner;
+  /// The name of the class; empty if `owner` is not 0.
   std::string_view className;
+  /// The name of the member; "<init>" for constructors.
   std::string_view name;
 
+  /// Different keys may have the same hash.
   [[nodiscard]] std::size_t Hash() const noexcept {
     std::uint64_t hash = owner * 31 + static_cast<std::uint64_t>(kind);
     hash = Mix(Mix(hash, className), name);
@@ -56,7 +70,8 @@ struct MemberKey {
   }
 
  private:
-  // Names that differ only in the middle share a place. That costs time and nothing else.
+  // Reads only the first and the last eight bytes of a text. Texts that differ elsewhere collide,
+  // which costs time only.
   static std::uint64_t Mix(std::uint64_t hash, std::string_view text) noexcept {
     constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;
     const auto [first, last] = Ends(text);
@@ -88,13 +103,19 @@ struct MemberKey {
   }
 };
 
-/// One member that was looked up.
+/// An entry of the cache: a key that owns its texts, and the member's number.
 struct KnownMember {
+  /// Null in an unused entry.
   Session* session = nullptr;
+  /// As in MemberKey.
   std::uint64_t owner = 0;
+  /// As in MemberKey.
   MemberKind kind{};
+  /// The broker's number of the member.
   std::uint32_t member = 0;
+  /// As in MemberKey.
   std::string className;
+  /// As in MemberKey.
   std::string name;
 };
 
@@ -117,6 +138,7 @@ class KnownMembers {
     return t_own;
   }
 
+  /// The place of a key. What is stored there may have another key.
   KnownMember& At(const MemberKey& key) noexcept { return (*m_places)[key.Hash() % kPlaces]; }
 
  private:
@@ -132,9 +154,15 @@ class KnownMembers {
   std::unique_ptr<std::array<KnownMember, kPlaces>> m_places;
 };
 
-/// Identifiers of members that this thread has asked for before. They are valid as long as the JVM.
+/// A cache of member numbers for each thread. It needs no lock and saves the command that looks a
+/// member up. Numbers stay valid as long as the JVM.
+/// @code
+/// const MemberKey key{&session, MemberKind::Method, classId, {}, "size"};
+/// const std::uint32_t* known = MemberCache::Find(key);
+/// @endcode
 class MemberCache {
  public:
+  /// The member's number; null if it is not cached. Valid until the next Put of this thread.
   static const std::uint32_t* Find(const MemberKey& key) noexcept {
     KnownMembers* known = KnownMembers::OfThread();
     if (known == nullptr) {
@@ -147,6 +175,7 @@ class MemberCache {
     return same ? &entry.member : nullptr;
   }
 
+  /// Stores a member's number. Errors: std::bad_alloc, which leaves the place unused.
   static void Put(const MemberKey& key, std::uint32_t member) {
     KnownMembers* known = KnownMembers::MadeForThread();
     if (known == nullptr) {
@@ -163,7 +192,8 @@ class MemberCache {
   }
 };
 
-/// Asks the broker. `writeOwner` writes the value that names the owner.
+/// Looks a member up by a command and caches its number. `writeOwner` encodes the owner. Errors:
+/// those of Request::Send.
 template <class WriteOwner>
 std::uint32_t ResolveMember(const MemberKey& key, WriteOwner writeOwner) {
   Request request(*key.session, Operation::Resolve);
@@ -176,7 +206,8 @@ std::uint32_t ResolveMember(const MemberKey& key, WriteOwner writeOwner) {
   return member;
 }
 
-/// A method or a field of an object's class.
+/// The number of a method or field of the object's class. Errors: those of Request::Send, and
+/// ObjectError for null.
 inline std::uint32_t MemberOf(const Object& object, MemberKind kind, std::string_view name) {
   const MemberKey key{
       &ObjectAccess::SessionOf(object), kind, ObjectAccess::ClassId(object), {}, name};
@@ -186,7 +217,8 @@ inline std::uint32_t MemberOf(const Object& object, MemberKind kind, std::string
   return ResolveMember(key, [&](Writer& writer) { writer.WriteObject(object); });
 }
 
-/// A member of a class.
+/// The number of a static member or a constructor of a class; with MemberKind::Method, of a method
+/// of its objects. Errors: those of Request::Send.
 inline std::uint32_t MemberOf(Session& session, const ClassReference& type, MemberKind kind,
                               std::string_view name) {
   const std::uint64_t owner = type.Type() == nullptr ? 0 : ObjectAccess::Number(*type.Type());

@@ -11,25 +11,44 @@
 #include "ferrolink/objects/detail/Keeper.h"
 #include "ferrolink/objects/detail/Wire.h"
 
-/// The functions of the JNI that typed calls need, by their places in its table, which the JNI
-/// fixes for all JVMs. Repeated here so that a host needs no JDK to compile.
+/// The JNI functions that typed calls need, by their index in the JNI function table. The JNI
+/// specification fixes the indexes for all JVMs. They are repeated here so that a host compiles
+/// without a JDK.
 namespace Ferrolink::Objects::detail::Jni {
 
+/// JNI_VERSION_1_8.
 inline constexpr int kVersion8 = 0x00010008;
+/// jclass FindClass(const char*).
 inline constexpr std::size_t kFindClass = 6;
+/// void ExceptionClear().
 inline constexpr std::size_t kExceptionClear = 17;
+/// void DeleteLocalRef(jobject).
 inline constexpr std::size_t kDeleteLocalRef = 23;
+/// jmethodID GetStaticMethodID(jclass, const char*, const char*).
 inline constexpr std::size_t kGetStaticMethodId = 113;
+/// void CallStaticVoidMethodA(jclass, jmethodID, const jvalue*).
 inline constexpr std::size_t kCallStaticVoidMethodA = 143;
+/// The first of eight functions that copy elements out of a Java array; see PlaceOf.
 inline constexpr std::size_t kGetBooleanArrayRegion = 199;
+/// The first of eight functions that copy elements into a Java array; see PlaceOf.
 inline constexpr std::size_t kSetBooleanArrayRegion = 207;
+/// jint RegisterNatives(jclass, const JNINativeMethod*, jint).
 inline constexpr std::size_t kRegisterNatives = 215;
+/// jboolean ExceptionCheck().
 inline constexpr std::size_t kExceptionCheck = 228;
 
+/// A local reference, a method identifier or null.
 using Reference = void*;
+/// A JNIEnv. Valid on its own thread only.
+/// @code
+/// const bool isPending = environment.Call<std::uint8_t>(kExceptionCheck) != 0;
+/// @endcode
 struct Environment {
+  /// The function table, owned by the JVM.
   void* const* functions;
 
+  /// Calls the function at the index `place`. The types must be exactly those of jni.h: nothing
+  /// checks them, and there is no integer promotion.
   template <class Result, class... Parameters>
   Result Call(std::size_t place, Parameters... parameters) {
     using Function = Result(Environment*, Parameters...);
@@ -37,18 +56,25 @@ struct Environment {
   }
 };
 
+/// A jvalue, of which only the widest members are needed.
 union Value {
+  /// A jlong.
   std::int64_t longValue;
+  /// A jdouble.
   double doubleValue;
 };
 
+/// A JNINativeMethod.
 struct NativeMethod {
+  /// The method's name in Java.
   const char* name;
+  /// The method's descriptor.
   const char* signature;
+  /// The native implementation.
   void* function;
 };
 
-/// How far behind the function for boolean[] the one for these elements stands.
+/// The distance in the table from a function for boolean[] to the one for this element type.
 constexpr std::size_t PlaceOf(Tag element) {
   switch (element) {
     case Tag::Byte:
@@ -74,11 +100,21 @@ constexpr std::size_t PlaceOf(Tag element) {
 
 namespace Ferrolink::Objects::detail {
 
-/// Lets the broker copy large arrays between the heap and the memory of this process. The key is
-/// random and known to the process alone: addresses in a command are worth nothing without it.
+/// Lets Java copy large arrays between its heap and the memory of this process, without a copy
+/// inside the command.
+///
+/// Safety: a command contains an address and a key. The key is random and does not leave the
+/// process, so another process cannot make Java read or write memory.
+/// @code
+/// if (const std::uint64_t key = NativeMemory::Key(); key != 0) {
+///   request.Out().AppendNumber(reinterpret_cast<std::uint64_t>(elements.data()));
+///   request.Out().AppendNumber(key);
+/// }
+/// @endcode
 class NativeMemory {
  public:
-  /// 0 if the broker cannot do so, because no JVM with the broker's classes runs here. Asks once.
+  /// The key, chosen at the first call. 0 if Java cannot access the memory of this process, because
+  /// no JVM with the broker's classes runs in it. Thread-safe.
   static std::uint64_t Key() noexcept {
     static const std::uint64_t key = Enable();
     return key;
@@ -88,6 +124,7 @@ class NativeMemory {
   using Environment = Jni::Environment;
   using Reference = Jni::Reference;
 
+  // Attaches the thread if need be. All failures mean 0: arrays then travel inside the commands.
   static std::uint64_t Enable() noexcept {
     try {
       KeepThisCodeMapped();
@@ -104,6 +141,7 @@ class NativeMemory {
     }
   }
 
+  // 0 means no key.
   static std::uint64_t RandomKey() {
     std::random_device source;
     std::uint64_t key = 0;
@@ -113,7 +151,8 @@ class NativeMemory {
     return key;
   }
 
-  // Not if an exception is pending: that is the caller's, and nothing may be called then.
+  // Fails if an exception is pending. The exception belongs to the caller of this code, and the JNI
+  // allows almost no call until it is cleared.
   static bool Register(Environment& environment, std::uint64_t key) {
     if (environment.Call<std::uint8_t>(Jni::kExceptionCheck) != 0) {
       return false;
@@ -130,6 +169,7 @@ class NativeMemory {
     return enabled;
   }
 
+  // Gives Java the two functions first and then the key, so that a key always works.
   static bool EnableIn(Environment& environment, Reference type, std::uint64_t key) {
     static constexpr const char* kSignature = "(Ljava/lang/Object;IIIJ)V";
     const Jni::NativeMethod methods[] = {
@@ -152,7 +192,8 @@ class NativeMemory {
     return environment.Call<std::uint8_t>(Jni::kExceptionCheck) == 0;
   }
 
-  // Java has compared type and bounds with the array's.
+  // Native methods of the Java class NativeMemory. Java has checked the element type and the
+  // bounds.
   static void CopyIn(Environment* environment, Reference /*type*/, Reference array,
                      std::int32_t element, std::int32_t first, std::int32_t count,
                      std::int64_t address) {

@@ -15,19 +15,32 @@ namespace Ferrolink::Objects::detail {
 
 class Session;
 
-/// Reads what the other side encoded. Trusts nothing: every length is compared with the bytes that
-/// are left. Views the bytes, which stay their owner's. Errors: ProtocolError.
+/// Decodes values from the other side. Trusts nothing: it checks every length against the bytes
+/// that are left, before anything is allocated.
+///
+/// A view: the bytes must outlive it. Copies read independently. Thread rule: one thread at a time.
+/// Errors: the members that read throw ProtocolError, which names the offset.
+/// @code
+/// Reader reply(bytes, &session);
+/// if (reply.PeekTag() == Tag::Text) {
+///   reply.TakeTag();
+///   const std::string_view text = reply.TakeText();
+/// }
+/// @endcode
 class Reader {
  public:
-  /// `session` owns the handles among the bytes; null if there is none yet.
+  /// `session` receives the handles in the bytes; null if there can be none.
   explicit Reader(std::span<const std::uint8_t> bytes, Session* session = nullptr)
       : m_bytes(bytes), m_session(session) {}
 
+  /// The session of the handles, or null.
   [[nodiscard]] Session* Owner() const noexcept { return m_session; }
+  /// The offset of the next byte.
   [[nodiscard]] std::size_t Position() const noexcept { return m_at; }
+  /// The number of bytes that are left.
   [[nodiscard]] std::size_t Left() const noexcept { return m_bytes.size() - m_at; }
 
-  /// The next `size` bytes.
+  /// Reads `size` bytes. Returns a view of them.
   std::span<const std::uint8_t> TakeBytes(std::size_t size) {
     if (size > Left()) {
       Fail("ends too early");
@@ -37,6 +50,8 @@ class Reader {
     return bytes;
   }
 
+  /// Reads an integer, a floating-point number or an enumerator of sizeof(T) bytes. An enumerator
+  /// is not checked.
   template <class T>
   T TakeNumber() {
     T number;
@@ -44,13 +59,15 @@ class Reader {
     return number;
   }
 
+  /// Reads a tag. It may be unknown.
   Tag TakeTag() { return static_cast<Tag>(TakeNumber<std::uint8_t>()); }
+  /// The next tag, which stays unread.
   [[nodiscard]] Tag PeekTag() const {
     Reader copy = *this;
     return copy.TakeTag();
   }
 
-  /// How many elements follow, each of at least `smallest` bytes.
+  /// Reads the number of elements that follow, each of at least `smallest` bytes.
   std::size_t TakeCount(std::size_t smallest) {
     const std::size_t count = TakeNumber<std::uint32_t>();
     if (smallest != 0 && count > Left() / smallest) {
@@ -59,12 +76,14 @@ class Reader {
     return count;
   }
 
+  /// Reads a text. Returns a view of it. Nothing checks that it is UTF-8.
   std::string_view TakeText() {
     const std::span<const std::uint8_t> bytes = TakeBytes(TakeCount(1));
     return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
   }
 
-  /// Passes a whole value over. `onHandle` is called with each handle in it.
+  /// Skips one value with everything in it. Calls `onHandle` with the number of each handle.
+  /// `depth` is the number of arrays around the value.
   template <class OnHandle>
   void Skip(OnHandle onHandle, int depth = 0) {
     const Tag tag = TakeTag();
@@ -97,7 +116,7 @@ class Reader {
     }
   }
 
-  /// The element tag of a primitive array.
+  /// Reads the element tag of a primitive array.
   Tag TakeElementTag() {
     const Tag tag = TakeTag();
     if (SizeOf(tag) == 0) {
@@ -106,18 +125,22 @@ class Reader {
     return tag;
   }
 
-  /// Count and elements of a primitive array.
+  /// Reads the count and the elements of a primitive array. Returns a view of the elements, which
+  /// may be unaligned.
   std::span<const std::uint8_t> TakeElements(Tag element) {
     const std::size_t size = SizeOf(element);
     return TakeBytes(TakeCount(size) * size);
   }
 
+  /// Errors: ProtocolError if bytes are left.
   void RequireEnd() const {
     if (Left() != 0) {
       Fail("goes on after its end");
     }
   }
 
+  /// Throws the ProtocolError for the current position. `what` continues a sentence about the
+  /// bytes.
   [[noreturn]] void Fail(std::string_view what) const {
     throw Host::ProtocolError("A typed call or its answer " + std::string(what) + ", at byte " +
                               std::to_string(m_at) + " of " + std::to_string(m_bytes.size()) +
@@ -125,6 +148,7 @@ class Reader {
   }
 
  private:
+  // Steps back for the error, so that it names the offset of the tag.
   void SkipNumber(Tag tag) {
     const std::size_t size = SizeOf(tag);
     if (size == 0) {

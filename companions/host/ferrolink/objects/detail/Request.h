@@ -13,14 +13,23 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// Throws what a reply other than Done says.
+/// Throws the error for a reply whose status is not Done: JavaException, ObjectError or
+/// ConversionError.
 [[noreturn]] void ThrowFailure(Session& session, Status status, Reader& reply);
 
-/// Records whose handles travel with a command. Those of a command that was not sent, or may not
-/// have arrived, are released with a later one: the broker passes over what it has released
-/// already.
+/// The pending releases that one command takes along. Owns their records.
+///
+/// If the command fails, they become pending again: it is unknown whether Java has released them.
+/// Java ignores releases of handles that it has released already.
+/// @code
+/// TravellingRecords releases(session);
+/// releases.Write(command);
+/// session.Exchange(command);  // may throw
+/// releases.Delete();
+/// @endcode
 class TravellingRecords {
  public:
+  /// Takes all pending records of the session.
   explicit TravellingRecords(Session& session)
       : m_session(session), m_first(session.TakePending()) {}
   TravellingRecords(const TravellingRecords&) = delete;
@@ -31,7 +40,7 @@ class TravellingRecords {
     }
   }
 
-  /// Their count and their numbers; what has no room there waits for another command.
+  /// Writes the count and the handles' numbers. Records beyond kMostReleases become pending again.
   void Write(Buffer& out) {
     const std::size_t countAt = out.Size();
     out.AppendNumber(std::uint16_t{0});
@@ -45,7 +54,7 @@ class TravellingRecords {
     out.OverwriteNumber(countAt, static_cast<std::uint16_t>(count));
   }
 
-  /// They have arrived.
+  /// To be called when the command has arrived.
   void Delete() noexcept {
     while (m_first != nullptr) {
       delete std::exchange(m_first, m_first->next);
@@ -57,19 +66,28 @@ class TravellingRecords {
   Record* m_first;
 };
 
-/// One command to the broker and its reply, in one buffer. It takes pending releases along. On the
-/// stack of one thread.
+/// One command to the broker and its reply, in one buffer. The command takes pending releases
+/// along.
+/// @code
+/// Request request(session, Operation::Name);
+/// request.Out().AppendNumber(handle);
+/// const std::string name(request.Send().TakeText());
+/// @endcode
+/// Thread rule: on the stack of one thread. Requests can be nested.
 class Request {
  public:
+  /// Writes everything that precedes the data of the operation. Errors: std::bad_alloc.
   Request(Session& session, Operation operation) : m_session(session), m_releases(session) {
     m_buffer->AppendBytes(Session::kPrefix.data(), Session::kPrefixSize);
     m_releases.Write(*m_buffer);
     m_buffer->AppendNumber(operation);
   }
 
+  /// The buffer, to which callers append the data of the operation.
   Buffer& Out() noexcept { return *m_buffer; }
 
-  /// The reply behind its status. To be called once. Errors: those of Session::Exchange,
+  /// Sends the command and returns a reader of the reply, which begins after its status. The reader
+  /// views the buffer of this request. May be called once. Errors: those of Session::Exchange;
   /// JavaException, ObjectError, ConversionError.
   Reader Send() {
     Reader reply(m_session.Exchange(*m_buffer), &m_session);

@@ -7,10 +7,17 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// While a C++ function runs that Java has called, the Scopes of the C++ code below Java are none
-/// of its own.
+/// Hides the thread's Scopes while a C++ function runs that Java has called. Those Scopes belong to
+/// C++ code further down the stack, which must not release the function's Objects.
+///
+/// Thread rule: on the stack of one thread.
+/// @code
+/// const ScopeBreak noScope;
+/// function->Call(arguments, count, result);
+/// @endcode
 class ScopeBreak {
  public:
+  /// The destructor makes the Scopes visible again.
   ScopeBreak() : m_scope(std::exchange(t_scope, nullptr)) {}
   ScopeBreak(const ScopeBreak&) = delete;
   ScopeBreak& operator=(const ScopeBreak&) = delete;

@@ -26,33 +26,45 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// The handles that a Scope of this thread has seen made.
+/// The handles that a Scope will release.
 struct ScopeRecords {
+  /// The Scope collects only handles of this session.
   Session* session;
+  /// The enclosing Scope of the thread; null for the outermost.
   ScopeRecords* outer;
+  /// In the order in which the thread received them.
   std::vector<Handle> handles;
 };
+/// The innermost Scope of the calling thread; null if there is none.
 inline thread_local ScopeRecords* t_scope = nullptr;
 
-/// The way to one broker: a receiver or a transmitter, which live until the process ends. So does a
-/// session: it may be used by static and thread-local objects while they are destroyed. Any thread;
-/// no lock is held while a command runs.
+/// The way to the broker, which is the handler `objects` of a JVM's archive. It sends commands
+/// through a receiver or a transmitter and collects releases.
+///
+/// Lifetime: a session is never destroyed, because destructors of static and thread-local objects
+/// may use it. Thread rule: thread-safe. No lock is held while a command runs.
+/// @code
+/// Session& session = SessionOf(*receiver);
+/// const Handle handle = session.Adopt(number, classId);
+/// @endcode
 class Session {
  public:
-  /// A command up to its payload: the header, and the name of the handler.
+  /// The size of a command up to its payload: the header, and the length and name of the handler.
   static constexpr std::size_t kPrefixSize = Protocol::Header::kSize + 1 + kBroker.size();
 
+  /// Starts no thread yet.
   Session() : m_keeper([this] { return SendPending(); }, [this] { return m_pending.IsEmpty(); }) {}
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 
-  /// An owner of a handle that the broker has just given to this process; no Scope's.
+  /// Takes over a handle that the broker has just given to this process. No Scope releases it.
   Handle AdoptOutside(std::uint64_t number, std::uint32_t classId) {
     m_keeper.Start();
     return Handle(new Record(*this, number, classId));
   }
 
-  /// The same, and the innermost Scope's of this thread.
+  /// The same for handles that belong to the thread's innermost Scope of this session, if there is
+  /// one.
   Handle Adopt(std::uint64_t number, std::uint32_t classId) {
     Handle handle = AdoptOutside(number, classId);
     for (ScopeRecords* scope = t_scope; scope != nullptr; scope = scope->outer) {
@@ -64,25 +76,28 @@ class Session {
     return handle;
   }
 
-  /// Has the handle released with one of the next commands, or by the keeper.
+  /// Queues a handle for release with one of the next commands, or by the keeper. Takes over the
+  /// record.
   void Drop(Record* record) noexcept {
     const std::size_t count = m_pending.Add(record, record, 1);
     m_keeper.Notice(count == kManyPending);
   }
 
-  /// The directory of the libraries of the Host that this is the session of; empty if there is
-  /// none.
+  /// The directory of the libraries of the Host; empty if the session came from a Caller.
   [[nodiscard]] std::filesystem::path Installation() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_installation;
   }
+  /// Stores that directory.
   void SetInstallation(const std::filesystem::path& directory) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_installation = directory;
   }
 
+  /// Removes all pending releases and gives their records to the caller.
   Record* TakePending() noexcept { return m_pending.TakeAll(); }
 
+  /// Makes the records of a list pending again.
   void PutBack(Record* first) noexcept {
     Record* last = first;
     std::size_t count = 1;
@@ -93,7 +108,9 @@ class Session {
     m_keeper.Notice(false);
   }
 
-  /// Sends the command in the buffer and puts the reply in its place; returns the reply's body.
+  /// Sends the command in `buffer` and replaces it by the reply. Returns the reply's body, a view
+  /// of the buffer. Errors: RemoteError for an exception report; LibraryError; DeadlineError;
+  /// ProtocolError for a command over 2 GiB or bytes that are no reply.
   std::span<const std::uint8_t> Exchange(Buffer& buffer) {
     if (buffer.Size() > INT_MAX) {
       throw Host::ProtocolError("The command is longer than 2 GiB.", false);
@@ -127,13 +144,15 @@ class Session {
   }();
 
  protected:
+  /// Sessions are not deleted through this type.
   ~Session() = default;
 
  private:
   static constexpr auto kJava = static_cast<std::uint8_t>(Host::Runtime::Jvm);
+  // With so many pending releases, the keeper sends them at once.
   static constexpr std::size_t kManyPending = 1024;
 
-  // A Java program chooses what answers commands, and begins with nothing.
+  // If Java is the main program, commands fail until it chooses a listener. The error then says so.
   int SendOrExplain(Buffer& buffer) {
     try {
       return Host::detail::CallLibrary(
@@ -150,9 +169,11 @@ class Session {
     }
   }
 
+  // The functions of the role.
   virtual int Send(std::uint8_t* command, int length) = 0;
   virtual int Read(std::uint8_t* buffer, int length) = 0;
 
+  // For the keeper. Returns false if a command failed. Defined in Request.h.
   bool SendPending() noexcept;
 
   PendingRecords m_pending;
@@ -174,9 +195,11 @@ inline void ReleaseRecord(Record* record) noexcept {
   }
 }
 
+/// The session of one receiver or transmitter.
 template <class Role>
 class SessionOfRole final : public Session {
  public:
+  /// `role` must live until the process ends.
   explicit SessionOfRole(Role& role) : m_role(role) {}
 
  private:
@@ -190,14 +213,15 @@ class SessionOfRole final : public Session {
   Role& m_role;
 };
 
-/// A session of this module; null if there is none yet. All of them lead to the JVM of this
-/// process.
+/// The most recently made session of this module; null if there is none. All sessions lead to the
+/// JVM of this process.
 inline std::atomic<Session*>& AnySession() {
   static std::atomic<Session*> any{nullptr};
   return any;
 }
 
-/// The session of a receiver or transmitter, the same for every caller. Never destroyed.
+/// The session of a receiver or transmitter, the same at each call. Thread-safe. Errors:
+/// std::bad_alloc.
 template <class Role>
 Session& SessionOf(Role& role) {
   static std::mutex mutex;

@@ -16,13 +16,14 @@
 
 namespace Ferrolink::Objects::detail {
 
-/// Whom the handles among the values belong to.
+/// Who releases the handles among the values.
 enum class Handing : std::uint8_t {
   Lent,   ///< arguments: they stay C++'s
   Given,  ///< results of C++ functions: Java releases them
 };
 
-/// Another handle of the same Java object, for somebody else to release.
+/// Asks Java for a second handle of the same object, which the caller gives to somebody else to
+/// release. Errors: those of Request::Send.
 inline std::uint64_t DuplicateHandle(const Object& object) {
   Request request(ObjectAccess::SessionOf(object), Operation::Duplicate);
   request.Out().AppendNumber(ObjectAccess::Number(object));
@@ -33,21 +34,33 @@ inline std::uint64_t DuplicateHandle(const Object& object) {
   return reply.TakeNumber<std::uint64_t>();
 }
 
-/// Writes values into a buffer.
+/// Encodes values into a buffer. Thread rule: one thread at a time. Errors: those of Buffer.
+/// @code
+/// Writer writer(request.Out(), Handing::Lent);
+/// writer.WriteObject(list);
+/// writer.WriteElements(std::span<const double>(values));
+/// @endcode
 class Writer {
  public:
+  /// Appends to `out`, which must outlive the writer.
   Writer(Buffer& out, Handing handing) : m_out(out), m_handing(handing) {}
 
+  /// The buffer, for data without a tag.
   Buffer& Out() noexcept { return m_out; }
 
+  /// Writes a tag, which is a whole value for null, booleans and void.
   void Write(Tag tag) { m_out.AppendNumber(tag); }
 
+  /// Writes a text value.
   void WriteText(std::string_view text) {
     Write(Tag::Text);
     m_out.AppendText(text);
   }
 
-  /// An Object that may be given away is an rvalue of the caller.
+  /// Writes an object or null. If handles are given away, an Object with a single owner loses its
+  /// handle; another one stays usable, and Java gets a duplicate. Callers therefore pass only
+  /// Objects that they no longer need. Errors: ObjectError for a released handle; those of
+  /// DuplicateHandle.
   void WriteObject(const Object& object) {
     if (object.IsNull()) {
       Write(Tag::Null);
@@ -63,7 +76,8 @@ class Writer {
     m_out.AppendNumber(std::uint32_t{0});
   }
 
-  /// An array of primitives; by its address if it is large and Java runs in this process.
+  /// Writes an array of primitives. A large argument is written as its address if Java runs in this
+  /// process; the elements must then live until the command ends.
   template <Primitive T>
   void WriteElements(std::span<const T> elements) {
     if (m_handing == Handing::Lent && elements.size_bytes() >= kLargeArray) {

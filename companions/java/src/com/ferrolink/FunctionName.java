@@ -6,7 +6,10 @@ import java.lang.annotation.Retention;
 import java.lang.annotation.RetentionPolicy;
 import java.lang.annotation.Target;
 
-/** The function that a method of an interface calls, where it has another name; see {@link Ferrolink#as}. */
+/**
+ * The name of the function that a method of an interface calls, if it differs from the method's name.
+ * See {@link Ferrolink#as}.
+ */
 @Documented
 @Retention(RetentionPolicy.RUNTIME)
 @Target(ElementType.METHOD)

@@ -87,7 +87,7 @@ public final class LineSearch {
         }
     }
 
-    /** What a listener throws goes through C++, which lets it pass, and arrives here. */
+    /** An exception of a listener passes through C++ and arrives here. */
     private static void refuseToAnswer(Ferrolink cpp) {
         CommandRegistration registration = Ferrolink.onCommand(command -> {
             throw new IOException("no questions, please");

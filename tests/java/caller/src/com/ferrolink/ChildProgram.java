@@ -46,7 +46,10 @@ final class ChildProgram {
         return this;
     }
 
-    /** What the program prints; warnings of the JVM and the library come among it. It has to succeed. */
+    /**
+     * Runs a program, which must succeed, and returns its output. Warnings of the JVM and the library
+     * may be in the output.
+     */
     String run(Class<?> program, String... arguments) throws Exception {
         List<String> command = new ArrayList<>();
         command.add(Path.of(System.getProperty("java.home"), "bin", "java").toString());

@@ -69,7 +69,10 @@ final class DeadlineTest {
         return assertThrows(DeadlineExceededException.class, () -> ferrolink.call(handler, NOTHING, limit));
     }
 
-    /** Of a call that goes on: on a busy machine the time may be over before a thread has begun it. */
+    /**
+     * The failure of a call that was begun. On a busy machine the deadline may pass before a thread has
+     * begun it.
+     */
     private static DeadlineExceededException failureOfHanging(Ferrolink ferrolink) {
         DeadlineExceededException failure = failure(ferrolink, HANGING, SHORT);
         while (!failure.mayHaveExecuted()) {

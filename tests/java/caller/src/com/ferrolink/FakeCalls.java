@@ -7,8 +7,8 @@ import java.util.List;
 import java.util.function.UnaryOperator;
 
 /**
- * Stands in for the native library: responses wait for the thread that sent the command, as they do
- * there, and what was called on which thread is noted. A null response is a failed command.
+ * A fake native library. Each response waits for the thread that sent the command, as in the real
+ * library. Records the calls and their threads. A null response is a failed command.
  */
 final class FakeCalls implements NativeCalls {
 
@@ -67,7 +67,7 @@ final class FakeCalls implements NativeCalls {
         return sent.get(0);
     }
 
-    /** What follows the handler's name in a command of type 2. */
+    /** The bytes behind the handler's name in a command of type 2. */
     static byte[] payloadOf(byte[] command) {
         return Arrays.copyOfRange(command, 12 + (command[11] & 0xFF), command.length);
     }

@@ -103,7 +103,9 @@ final class FerrolinkExceptionTest {
                 String.format("%s: Exception code %03d. text", prefix, code));
     }
 
-    /** Of every code that could be: all but those of the table are of commands that may be executed. */
+    /**
+     * Checks every possible code: only the codes of the table mean that the command was not executed.
+     */
     @Test
     @DisplayName("say that a command was not executed by the codes that the documentation has, and no others")
     void notExecuted() throws Exception {

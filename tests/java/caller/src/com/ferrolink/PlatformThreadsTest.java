@@ -37,7 +37,7 @@ final class PlatformThreadsTest {
         }
     }
 
-    /** The one thread of all native calls, which is none of the virtual ones. */
+    /** The single thread of all native calls, which is not virtual. */
     private Thread onlyThread() {
         Set<Thread> used = new HashSet<>(calls.threads);
         assertEquals(1, used.size());

@@ -9,7 +9,7 @@ import java.util.LinkedHashSet;
 import java.util.List;
 import java.util.Set;
 
-/** Which classes and interfaces of an object's class this package may use members of. */
+/** Decides which classes and interfaces of an object this package may use. */
 final class AccessibleTypes {
 
     private static final ModuleAccess MODULES = ModuleAccess.find();
@@ -28,8 +28,8 @@ final class AccessibleTypes {
     }
 
     /**
-     * The class, its superclasses, and then all their interfaces, of those that are accessible: each
-     * comes before what it extends. An interface has {@link Object} at the end.
+     * The accessible ones among the class, its superclasses, and all their interfaces, in this order.
+     * Each type precedes the types that it extends. For an interface, {@link Object} is last.
      */
     static List<Class<?>> lineage(Class<?> type) {
         Set<Class<?>> types = new LinkedHashSet<>();
@@ -57,7 +57,7 @@ final class AccessibleTypes {
         }
     }
 
-    /** The module system, as far as it is asked here; there is none before Java 9. */
+    /** The parts of the module system that are needed here. Java 8 has no module system. */
     private static final class ModuleAccess {
 
         private final MethodHandle moduleOf;

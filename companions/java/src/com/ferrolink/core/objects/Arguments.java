@@ -1,15 +1,15 @@
 package com.ferrolink.core.objects;
 
 /**
- * The object and the arguments of one call. Each argument has a code for its type: the number of the
- * primitive type that came, or of the value's class; 0 for null.
+ * The object and the arguments of one call. Each argument has a type code: the class number of a
+ * primitive type if it came as a primitive value, else that of the value's class; 0 for null.
  */
 final class Arguments {
 
     static final int NULL_CODE = 0;
     static final int STRING_CODE = ClassIds.of(String.class);
 
-    /** The object, null where there is none, and the arguments behind it. */
+    /** The object, or null if there is none, followed by the arguments. */
     final Object[] values;
     final int[] codes;
 
@@ -32,12 +32,12 @@ final class Arguments {
         codes[index] = code;
     }
 
-    /** A value whose class counts. */
+    /** Adds a value with the type of its class. */
     void set(int index, Object value) {
         set(index, value, value == null ? NULL_CODE : ClassIds.of(value.getClass()));
     }
 
-    /** The types; null stands for that of null. */
+    /** The types of the arguments. Null is the type of the null reference. */
     Class<?>[] types() {
         Class<?>[] types = new Class<?>[codes.length];
         for (int index = 0; index < types.length; index++) {

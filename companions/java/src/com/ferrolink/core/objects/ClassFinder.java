@@ -5,12 +5,13 @@ import java.util.concurrent.ConcurrentHashMap;
 import java.util.function.Supplier;
 
 /**
- * Finds classes by name: on the class path, and in archives that were added later. What has been found
- * is remembered for ever, which keeps nothing alive that its loader would not. Safe for any thread.
+ * Finds classes by name, on the class path and in archives that were added later. Remembers each class
+ * that it has found. That keeps no class alive, because the loaders of these classes live as long as
+ * the process. Thread-safe.
  */
 final class ClassFinder {
 
-    /** A name with more nested classes than this is none. */
+    /** The maximum number of nested classes in a name. Longer names are not found. */
     private static final int MAXIMUM_NESTING = 16;
 
     private static final Class<?>[] PRIMITIVES = {boolean.class, byte.class, short.class, char.class,
@@ -19,7 +20,7 @@ final class ClassFinder {
     private final Supplier<ClassLoader> loader;
     private final ConcurrentHashMap<String, Class<?>> known = new ConcurrentHashMap<>();
 
-    /** Asks for the loader before each search. */
+    /** Gets the current loader before each search. */
     ClassFinder(Supplier<ClassLoader> loader) {
         this.loader = loader;
         for (Class<?> primitive : PRIMITIVES) {
@@ -32,8 +33,8 @@ final class ClassFinder {
     }
 
     /**
-     * The class of a name as {@link Class#getName} has it, as source code has it ({@code
-     * java.util.Map.Entry}, {@code int[]}), or of a primitive type.
+     * The class of that name. The name may have the form of {@link Class#getName} or of source code
+     * ({@code java.util.Map.Entry}, {@code int[]}), or may be a primitive type.
      *
      * @throws Refusal if there is none
      */

@@ -3,9 +3,9 @@ package com.ferrolink.core.objects;
 import java.util.concurrent.atomic.AtomicInteger;
 
 /**
- * A number for each class, from 1 on, the same for the life of the class. The class itself holds it, so
- * that nothing here keeps a class alive; numbers are never given out again. The first eight are those
- * of the primitive types, in the order of their tags.
+ * Assigns a number to each class, from 1. A class keeps its number for its lifetime, and numbers are
+ * never reused. The class itself holds its number, so this table keeps no class alive. The first eight
+ * numbers are those of the primitive types, in the order of their tags.
  */
 final class ClassIds {
 

@@ -4,14 +4,14 @@ import java.util.HashMap;
 import java.util.Map;
 
 /**
- * The conversions of the language between types of arguments and of parameters. The type of an argument
- * is a class, a primitive one where a primitive value came; null stands for the type of {@code null}.
+ * The conversions of the Java language between types of arguments and of parameters. The type of an
+ * argument is a class: a primitive one for a primitive value, and null for the null reference.
  */
 final class Conversions {
 
     private static final Map<Class<?>, Class<?>> BOXES = new HashMap<>();
     private static final Map<Class<?>, Class<?>> PRIMITIVES = new HashMap<>();
-    /** Primitive types in an order in which each widens to all behind it, but for char. */
+    /** Primitive types. Each one widens to all later ones, except to char. */
     private static final Class<?>[] WIDENING = {byte.class, short.class, int.class, long.class,
         float.class, double.class};
 
@@ -34,17 +34,20 @@ final class Conversions {
         PRIMITIVES.put(box, primitive);
     }
 
-    /** The class that boxes a primitive type; the type itself if it is none with values. */
+    /** The box of a primitive type; the type itself for all other types and for void. */
     static Class<?> boxed(Class<?> type) {
         return type.isPrimitive() ? BOXES.getOrDefault(type, type) : type;
     }
 
-    /** The primitive type that a class boxes; null if it boxes none. */
+    /** The primitive type of a box; null for other classes. */
     static Class<?> unboxed(Class<?> type) {
         return PRIMITIVES.get(type);
     }
 
-    /** Without boxing: the same type, a wider primitive one, a class that it extends. */
+    /**
+     * Whether the argument fits without boxing: it has the same type, a narrower primitive type, or a
+     * subclass.
+     */
     static boolean isStrict(Class<?> from, Class<?> to) {
         if (from == null) {
             return !to.isPrimitive();
@@ -52,7 +55,7 @@ final class Conversions {
         return from.isPrimitive() ? to.isPrimitive() && widens(from, to) : to.isAssignableFrom(from);
     }
 
-    /** With boxing, too. */
+    /** Whether the argument fits with boxing or unboxing. */
     static boolean isLoose(Class<?> from, Class<?> to) {
         if (isStrict(from, to)) {
             return true;
@@ -67,7 +70,7 @@ final class Conversions {
         return primitive != null && to.isPrimitive() && widens(primitive, to);
     }
 
-    /** Whether one type is as specific as another one for any expression: its subtype. */
+    /** Whether one type is at least as specific as another one: it is a subtype. */
     static boolean isSubtype(Class<?> type, Class<?> other) {
         if (type.isPrimitive() || other.isPrimitive()) {
             return type.isPrimitive() && other.isPrimitive() && widens(type, other);
@@ -93,8 +96,8 @@ final class Conversions {
     }
 
     /**
-     * A value in the type that a variable has: widened, boxed or unboxed, and an integer of another size
-     * if its value fits, as the language converts constants.
+     * Converts a value to the type of a variable. Widens, boxes and unboxes it. Also converts an
+     * integer to another size if its value fits, as the language converts constants.
      *
      * @return null for null, which fits any reference
      * @throws Refusal if the value does not fit
@@ -126,7 +129,7 @@ final class Conversions {
         return value instanceof Number ? " " + value : "";
     }
 
-    /** Null for what does not fit. */
+    /** Null if the value does not fit. */
     private static Object toPrimitive(Object value, Class<?> to, boolean widens) {
         Class<?> from = unboxed(value.getClass());
         if (from == null || from == boolean.class || to == boolean.class) {

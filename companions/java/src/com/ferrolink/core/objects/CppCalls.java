@@ -5,21 +5,21 @@ import com.ferrolink.FerrolinkException;
 import com.ferrolink.RemoteException;
 import com.ferrolink.RuntimeId;
 
-/** Calls handlers of the C++ member of this process. Tests put a double in its place. */
+/** Calls handlers of the C++ member of this process. Tests replace it by a double. */
 interface CppCalls {
 
-    /** The member itself, which the first call loads. */
+    /** The C++ member. The first call loads it. */
     CppCalls MEMBER = (handler, payload) -> Member.CPP.call(handler, payload);
 
     /**
      * Calls a handler and returns its answer.
      *
-     * @throws RemoteException if the call fails over there
-     * @throws FerrolinkException if it does not get through
+     * @throws RemoteException if the handler fails
+     * @throws FerrolinkException if the call does not reach the handler
      */
     byte[] call(String handler, byte[] payload);
 
-    /** Calls a handler whose answer says nothing; whether it may have come there. */
+    /** Calls a handler and ignores its answer. Returns whether the handler may have been called. */
     default boolean notify(String handler, byte[] payload) {
         try {
             call(handler, payload);
@@ -31,7 +31,7 @@ interface CppCalls {
         }
     }
 
-    /** Made with the first call. */
+    /** Created by the first call. */
     final class Member {
         static final Ferrolink CPP = Ferrolink.inMemory(RuntimeId.CPP);
 

@@ -7,12 +7,12 @@ import java.lang.reflect.Constructor;
 import java.lang.reflect.Method;
 
 /**
- * Calls default methods of interfaces on proxies, whose own classes have replaced them. Which way leads
- * there depends on the version of Java and on the interface.
+ * Calls default methods of interfaces on proxies. A proxy class overrides them, so an ordinary call
+ * would return to the proxy. How to call them depends on the version of Java and on the interface.
  */
 final class DefaultMethods {
 
-    /** In the order in which they are tried. */
+    /** The ways to call a default method, in the order in which they are tried. */
     enum Way {
         /** From Java 9 on, for public interfaces of exported packages. */
         OWN_LOOKUP {
@@ -61,9 +61,9 @@ final class DefaultMethods {
     }
 
     /**
-     * What calls the method: it takes a proxy and an array of the arguments.
+     * A method handle that calls the method. It takes a proxy and an array of the arguments.
      *
-     * @throws Refusal if no way leads there
+     * @throws Refusal if the method cannot be called
      */
     static MethodHandle find(Method method) {
         StringBuilder reasons = new StringBuilder();

@@ -9,13 +9,13 @@ import java.util.LinkedHashMap;
 import java.util.Map;
 import java.util.TreeSet;
 
-/** What a class offers, as Java source declares it. */
+/** Describes the accessible members of a class as Java source declares them. */
 final class Description {
 
     private Description() {
     }
 
-    /** Constructors, fields and methods that can be used, each on a line that ends with a line feed. */
+    /** The accessible constructors, fields and methods. Each line ends with a line feed. */
     static String of(Class<?> type) {
         StringBuilder text = new StringBuilder();
         append(text, constructors(type));

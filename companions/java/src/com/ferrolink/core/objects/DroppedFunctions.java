@@ -5,7 +5,7 @@ import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
 
-/** Tells the C++ member which functions no Java object stands for any more. Safe for any thread. */
+/** Reports to the C++ member the functions whose proxies were collected. Thread-safe. */
 final class DroppedFunctions {
 
     static final int DROPPED = 2;
@@ -13,14 +13,14 @@ final class DroppedFunctions {
     private static final int CAPACITY = 256;
 
     private final CppCalls calls;
-    /** What could not be sent. Guarded by this. */
+    /** Reports that could not be sent yet. Guarded by this. */
     private List<Entry> unsent = new ArrayList<>();
 
     DroppedFunctions(CppCalls calls) {
         this.calls = calls;
     }
 
-    /** Sends these, and those that could not be sent before. */
+    /** Sends these reports, together with those that could not be sent before. */
     void report(List<Entry> entries) {
         List<Entry> all = takeUnsent();
         all.addAll(entries);
@@ -55,7 +55,7 @@ final class DroppedFunctions {
         }
     }
 
-    /** A function whose object is gone, and how often the object was given out. */
+    /** A function whose proxy was collected, and how often the proxy was returned to C++. */
     static final class Entry {
         final FunctionKey key;
         final int times;

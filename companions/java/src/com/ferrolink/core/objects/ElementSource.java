@@ -8,13 +8,13 @@ import java.util.NoSuchElementException;
 import java.util.stream.BaseStream;
 
 /**
- * The elements of whatever has some. It keeps a failure that came behind elements of the same fetch, so
- * that neither is lost. As safe for threads as what it iterates over.
+ * An iterator over the elements of an object. If the iteration fails after some elements of a fetch, it
+ * keeps the failure for the next fetch, so that neither is lost. As thread-safe as the object.
  */
 final class ElementSource implements Iterator<Object> {
 
     private final Iterator<?> elements;
-    /** Null for none. */
+    /** Null if there is none. */
     private Throwable failure;
 
     private ElementSource(Iterator<?> elements) {
@@ -52,12 +52,12 @@ final class ElementSource implements Iterator<Object> {
                 + " has no elements: it is no Iterable, Iterator, array, Map, Stream or Enumeration.");
     }
 
-    /** Puts off a failure until the next question for elements. */
+    /** Keeps a failure for the next fetch. */
     void postpone(Throwable later) {
         failure = later;
     }
 
-    /** What was put off; null for nothing. */
+    /** Returns and forgets the kept failure; null if there is none. */
     Throwable takeFailure() {
         Throwable taken = failure;
         failure = null;

@@ -4,7 +4,7 @@ import java.util.LinkedHashSet;
 import java.util.Set;
 import java.util.function.Function;
 
-/** Writes the replies of requests that failed. */
+/** Writes the replies to requests that failed. */
 final class FailureReply {
 
     static final int SUCCESS = 0;
@@ -18,7 +18,7 @@ final class FailureReply {
         wire.u8(REFUSED).text(refusal.getMessage()).u8(refusal.kind());
     }
 
-    /** @param report describes what was thrown, with all causes */
+    /** @param report describes the exception with all its causes */
     static void thrown(ValueWriter out, Throwable failure, Function<Throwable, String> report) {
         WireWriter wire = out.wire().u8(THROWN);
         out.handle(failure);
@@ -34,7 +34,7 @@ final class FailureReply {
         }
     }
 
-    /** Exceptions of users may fail themselves. */
+    /** The methods of a program's exception may throw. */
     private static String messageOf(Throwable failure) {
         try {
             return failure.getMessage();

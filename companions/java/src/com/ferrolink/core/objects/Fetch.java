@@ -2,16 +2,19 @@ package com.ferrolink.core.objects;
 
 import java.util.Iterator;
 
-/** Takes elements from an iterator, many at a time. */
+/** Reads many elements of an iterator at a time. */
 final class Fetch {
 
-    /** A fetch ends when its reply has so many bytes. */
+    /** A fetch ends when its reply has at least this many bytes. */
     private static final int MAXIMUM_SIZE = 8 << 20;
 
     private Fetch() {
     }
 
-    /** What came first comes first: elements, and with the next fetch the failure behind them. */
+    /**
+     * Writes the elements. If the iterator fails after some elements, this reply has the elements, and
+     * the next fetch has the failure.
+     */
     static Object perform(ValueReader in, ValueWriter out) throws Throwable {
         Object object = in.object();
         int want = ValueWriter.want(in.wire());

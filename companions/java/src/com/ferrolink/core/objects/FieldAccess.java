@@ -7,7 +7,7 @@ import java.lang.reflect.Array;
 import java.lang.reflect.Field;
 import java.lang.reflect.Modifier;
 
-/** Reads and writes a field. Safe for any thread, as far as the field is. */
+/** Reads and writes a field. As thread-safe as the field itself. */
 final class FieldAccess {
 
     private static final MethodHandles.Lookup LOOKUP = MethodHandles.lookup();
@@ -16,7 +16,7 @@ final class FieldAccess {
     private final Class<?> type;
     private final boolean isFinal;
     private final MethodHandle getter;
-    /** Null where {@link #isFinal}. */
+    /** Null if {@link #isFinal}. */
     private final MethodHandle setter;
 
     private FieldAccess(String name, Class<?> type, MethodHandle getter, MethodHandle setter) {
@@ -45,7 +45,7 @@ final class FieldAccess {
         }
     }
 
-    /** The length of arrays. */
+    /** The field {@code length} of arrays. */
     static FieldAccess arrayLength() {
         try {
             return new FieldAccess("length", int.class, LOOKUP.findStatic(Array.class, "getLength",
@@ -55,16 +55,16 @@ final class FieldAccess {
         }
     }
 
-    /** @throws Throwable what the initialiser of a class throws */
+    /** @throws Throwable if the initialiser of a class throws */
     Object get(Object self) throws Throwable {
         return getter.invokeExact(self);
     }
 
     /**
-     * Assigns a value as the language assigns constants.
+     * Assigns a value, converted as the language converts constants.
      *
-     * @throws Refusal if it does not fit, or the field is final
-     * @throws Throwable what the initialiser of a class throws
+     * @throws Refusal if the value does not fit, or if the field is final
+     * @throws Throwable if the initialiser of a class throws
      */
     void set(Object self, Object value) throws Throwable {
         if (isFinal) {

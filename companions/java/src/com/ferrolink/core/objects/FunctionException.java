@@ -1,8 +1,8 @@
 package com.ferrolink.core.objects;
 
 /**
- * A function of another runtime that was called as the method of a Java interface failed there, or gave
- * a result that does not fit. What the function passed on from Java is thrown as it was, without this.
+ * A function of another runtime, called as the method of a Java interface, failed or returned a result
+ * that does not fit. A Java exception that passes through such a function is thrown unchanged instead.
  */
 public class FunctionException extends RuntimeException {
 

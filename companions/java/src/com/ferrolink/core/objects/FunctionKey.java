@@ -2,7 +2,7 @@ package com.ferrolink.core.objects;
 
 import java.util.Arrays;
 
-/** A function of the C++ member and the interfaces that it stands for. */
+/** Identifies a proxy: a function of the C++ member, and the interfaces that the proxy implements. */
 final class FunctionKey {
 
     private final String handler;

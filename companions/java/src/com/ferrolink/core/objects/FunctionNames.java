@@ -4,22 +4,22 @@ import java.util.Map;
 import java.util.TreeMap;
 
 /**
- * Which methods of an interface a function of the C++ member has, and as what it wants their parameters.
- * Immutable, a key of maps.
+ * The methods that a function of the C++ member implements, and the form in which it wants their
+ * parameters. Immutable; used as a key in maps.
  */
 final class FunctionNames {
 
-    /** Stands for every abstract method. */
+    /** The name that means every abstract method. */
     private static final String ANY = "";
 
-    /** The wanted forms of parameters, one char each, by name. */
+    /** The wanted forms of parameters, one char each, by method name. */
     private final Map<String, String> wants;
 
     private FunctionNames(Map<String, String> wants) {
         this.wants = wants;
     }
 
-    /** No names are the same as one for every abstract method. */
+    /** Reads the names. No name at all means every abstract method. */
     static FunctionNames read(WireReader wire) {
         Map<String, String> wants = new TreeMap<>();
         int count = wire.count(Integer.BYTES + 1);
@@ -40,24 +40,24 @@ final class FunctionNames {
         return new FunctionNames(wants);
     }
 
-    /** Whether this is one function without a name. */
+    /** Whether there is one function without a name only. */
     boolean isSingle() {
         return wants.size() == 1 && wants.containsKey(ANY);
     }
 
-    /** The names of methods. */
+    /** The names, without the empty one. */
     Iterable<String> names() {
         Map<String, String> named = new TreeMap<>(wants);
         named.remove(ANY);
         return named.keySet();
     }
 
-    /** Whether a method is answered by the function. */
+    /** Whether a function implements the method. */
     boolean has(String name, boolean isAbstract) {
         return wants.containsKey(name) || isAbstract && wants.containsKey(ANY);
     }
 
-    /** The wanted forms of a method's parameters; null where their declared types decide. */
+    /** The wanted forms of a method's parameters; null if the declared types decide. */
     String wantsOf(String name, int parameters) {
         String found = wants.getOrDefault(name, wants.get(ANY));
         return found != null && found.length() == parameters && parameters > 0 ? found : null;

@@ -4,7 +4,7 @@ import java.lang.reflect.InvocationHandler;
 import java.lang.reflect.Method;
 import java.lang.reflect.Proxy;
 
-/** Calls a function of the C++ member where a method of an interface is called. Safe for any thread. */
+/** Forwards calls of interface methods to a function of the C++ member. Thread-safe. */
 final class FunctionProxy implements InvocationHandler {
 
     static final int CALL = 1;
@@ -27,10 +27,10 @@ final class FunctionProxy implements InvocationHandler {
     }
 
     /**
-     * An object that implements the interfaces by a function.
+     * Creates an object that implements the interfaces by a function.
      *
-     * @param names the methods that the function has
-     * @throws Refusal for what is no interface, and names that do not fit
+     * @param names the methods that the function implements
+     * @throws Refusal if a type is no interface, or a name does not match
      */
     static Object make(FunctionKey key, FunctionNames names, ClassFinder classes, CppCalls calls) {
         Class<?>[] interfaces = key.interfaces();
@@ -49,7 +49,10 @@ final class FunctionProxy implements InvocationHandler {
         }
     }
 
-    /** That of the interfaces, which one that is not public needs; the finder's sees all of them. */
+    /**
+     * The common loader of the interfaces, which interfaces that are not public require. If the loaders
+     * differ, the loader of the finder, which sees all interfaces.
+     */
     private static ClassLoader loaderOf(Class<?>[] interfaces, ClassFinder classes) {
         ClassLoader common = interfaces.length == 0 ? null : interfaces[0].getClassLoader();
         for (Class<?> type : interfaces) {
@@ -104,7 +107,7 @@ final class FunctionProxy implements InvocationHandler {
             answered = true;
         } finally {
             if (!answered) {
-                // A handle that the function has released is stale, and passed over.
+                // A handle that the function has released is stale, and is ignored.
                 out.releaseMade(0);
             }
         }

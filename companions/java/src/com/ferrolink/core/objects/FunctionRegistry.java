@@ -8,9 +8,9 @@ import java.util.List;
 import java.util.Map;
 
 /**
- * The functions of the C++ member that stand for Java objects. While such an object lives, the same
- * function and interfaces give the same one again. When it is collected, C++ is told how often it was
- * given out, and frees the function when that is as often as it asked. Safe for any thread.
+ * The proxies for functions of the C++ member. The same function and interfaces give the same proxy as
+ * long as the proxy is alive. When it is collected, the registry reports to C++ how often it returned
+ * the proxy. C++ frees the function if that equals the number of its requests. Thread-safe.
  */
 final class FunctionRegistry {
 
@@ -29,17 +29,17 @@ final class FunctionRegistry {
         this.dropped = new DroppedFunctions(calls);
     }
 
-    /** The one of the process. */
+    /** The registry of the process. */
     static FunctionRegistry shared() {
         return SHARED;
     }
 
     /**
-     * Writes the object that a function stands for, and counts that it was given out.
+     * Writes the proxy of a function, and counts that it was returned.
      *
-     * @param names the methods that the function has
-     * @return the object
-     * @throws Refusal for what is no interface, and names that do not fit
+     * @param names the methods that the function implements
+     * @return the proxy
+     * @throws Refusal if a type is no interface, or a name does not match
      */
     Object implement(FunctionKey key, FunctionNames names, ClassFinder classes, ValueWriter out) {
         reportCollected();
@@ -53,7 +53,7 @@ final class FunctionRegistry {
         return object;
     }
 
-    /** How many functions have objects. */
+    /** The number of live proxies. */
     long size() {
         reportCollected();
         synchronized (this) {
@@ -66,7 +66,7 @@ final class FunctionRegistry {
         return given == null ? null : given.get();
     }
 
-    /** Another thread may have been first. */
+    /** Stores a proxy, unless another thread has stored one meanwhile. Returns the stored one. */
     private synchronized Object remember(FunctionKey key, Object object) {
         Object first = find(key);
         if (first != null) {
@@ -76,12 +76,12 @@ final class FunctionRegistry {
         return object;
     }
 
-    /** The caller holds the object, so the entry is its. */
+    /** The caller refers to the proxy, so its entry exists. */
     private synchronized void count(FunctionKey key) {
         live.get(key).times++;
     }
 
-    /** Tells C++ of the objects that were collected, without waiting for any. */
+    /** Reports the proxies that were collected so far. Does not wait for others. */
     private void reportCollected() {
         Object first = collected.poll();
         if (first != null) {
@@ -94,7 +94,7 @@ final class FunctionRegistry {
         synchronized (this) {
             for (Object next = first; next != null; next = collected.poll()) {
                 Given given = (Given) next;
-                // A later object of the same function may have taken its place.
+                // A later proxy of the same function may have replaced this entry.
                 live.remove(given.key, given);
                 if (given.times > 0) {
                     entries.add(new DroppedFunctions.Entry(given.key, given.times));
@@ -122,14 +122,14 @@ final class FunctionRegistry {
             try {
                 report((Given) collected.remove());
             } catch (InterruptedException meaningless) {
-                // Nobody has a reason to end this thread.
+                // The thread has no end, so an interrupt is ignored.
             } catch (OutOfMemoryError later) {
-                // What was not reported is reported with the next one.
+                // The next report includes what this one failed to send.
             }
         }
     }
 
-    /** An object that was given out; its collection is noticed by the queue. */
+    /** A proxy that was returned to C++. The queue notices its collection. */
     private static final class Given extends WeakReference<Object> {
         final FunctionKey key;
         /** Guarded by the registry. */

@@ -8,11 +8,11 @@ import java.util.concurrent.atomic.AtomicLongArray;
 import java.util.concurrent.atomic.AtomicReferenceArray;
 
 /**
- * The objects that other runtimes hold, by handle: the index of a slot in the low half, the slot's
- * generation, which is never 0, in the high half. A slot changes its generation when it is given back,
- * so that an old handle is recognised; one whose generations are used up is not used again.
+ * The objects that other runtimes hold, by handle. A handle has the index of a slot in its low half,
+ * and the slot's generation, which is never 0, in its high half. Releasing a handle changes the
+ * generation, so stale handles are recognised. A slot whose generations are used up is not reused.
  *
- * <p>Safe for any thread, and without locks but for the growth of the table, which never shrinks.
+ * <p>Thread-safe and lock-free, except when the table grows. The table never shrinks.
  */
 final class HandleTable {
 
@@ -23,9 +23,9 @@ final class HandleTable {
     private static final int CHUNK_MASK = CHUNK_SIZE - 1;
     private static final int MAXIMUM_SLOTS = 1 << 27;
 
-    /** Lists of free slots, so that threads seldom meet at one. A power of two. */
+    /** The number of lists of free slots. Several lists reduce contention. A power of two. */
     private static final int STRIPES = 16;
-    /** Elements of {@link #heads} between two lists: they do not share a line of the cache. */
+    /** The distance of two lists in {@link #heads}, so that they do not share a cache line. */
     private static final int SPREAD = 16;
 
     private static final long LOW = 0xFFFFFFFFL;
@@ -35,14 +35,15 @@ final class HandleTable {
     private final int firstGeneration;
     private volatile Chunk[] chunks = {};
     /**
-     * The head of each list: index + 1 in the low half, 0 for an empty list; a count of changes in the
-     * high half, without which a slot that came back in between would go unnoticed.
+     * The head of each list. The low half is index + 1, or 0 for an empty list. The high half counts
+     * changes; without it, a slot that was removed and returned in between would go unnoticed (ABA
+     * problem).
      */
     private final AtomicLongArray heads = new AtomicLongArray(STRIPES * SPREAD);
-    /** Slots that have never been used begin here. */
+    /** The index of the first slot that was never used. */
     private final AtomicInteger unused = new AtomicInteger();
 
-    /** Tests begin with a late generation; the table of the process begins with 1. */
+    /** Tests start with a high generation. The table of the process starts with 1. */
     HandleTable(int firstGeneration) {
         this.firstGeneration = firstGeneration;
     }
@@ -51,17 +52,18 @@ final class HandleTable {
         return SHARED;
     }
 
-    /** A new handle of the object, which is not null. */
+    /** Creates a handle of the object, which must not be null. */
     long add(Object object) {
         int index = takeFree();
         Chunk chunk = chunks[index >>> CHUNK_BITS];
         int place = index & CHUNK_MASK;
-        // Before the handle: whoever gets that from this thread has synchronised with it.
+        // Stored before the handle is returned. Another thread can only use the handle after it has
+        // synchronised with this one.
         chunk.objects.lazySet(place, object);
         return (long) chunk.generations.get(place) << Integer.SIZE | index;
     }
 
-    /** The object of a handle; null for one that is stale. */
+    /** The object of a handle; null if the handle is stale. */
     Object find(long handle) {
         Chunk chunk = chunkOf(handle);
         if (chunk == null) {
@@ -69,14 +71,15 @@ final class HandleTable {
         }
         int place = (int) handle & CHUNK_MASK;
         Object object = chunk.objects.get(place);
-        // After the object: whoever takes the slot changes the generation first.
+        // Read after the object: a thread that reuses the slot changes the generation before the
+        // object.
         return chunk.generations.get(place) == generationOf(handle) ? object : null;
     }
 
     /**
      * The object of a handle.
      *
-     * @throws Refusal for a handle that is stale
+     * @throws Refusal if the handle is stale
      */
     Object get(long handle) {
         Object object = find(handle);
@@ -87,7 +90,7 @@ final class HandleTable {
         return object;
     }
 
-    /** Gives a handle back; whether it was one. */
+    /** Releases a handle. Returns false if it was stale. */
     boolean release(long handle) {
         Chunk chunk = chunkOf(handle);
         if (chunk == null) {
@@ -99,7 +102,7 @@ final class HandleTable {
                 || !chunk.generations.compareAndSet(place, generation, generation + 1)) {
             return false;
         }
-        // Before the slot is free again, which has a barrier of its own.
+        // Cleared before the slot becomes free; giveFree has a memory barrier.
         chunk.objects.lazySet(place, null);
         if (generation + 1 != 0) {
             giveFree((int) handle, chunk);
@@ -107,7 +110,7 @@ final class HandleTable {
         return true;
     }
 
-    /** How many handles there are, about, while other threads make and release some. */
+    /** The number of handles. Approximate while other threads create and release handles. */
     long size() {
         long count = 0;
         for (Chunk chunk : chunks) {
@@ -169,7 +172,7 @@ final class HandleTable {
         } while (!heads.compareAndSet(list, head, changed(head) | index + 1));
     }
 
-    /** -1 for an empty list. */
+    /** Removes a slot from a list and returns its index; -1 if the list is empty. */
     private int pop(int list) {
         while (true) {
             long head = heads.get(list);
@@ -192,7 +195,7 @@ final class HandleTable {
         return stripeOf(Thread.currentThread().getId());
     }
 
-    /** The list that a thread uses first. */
+    /** The list that a thread tries first. */
     static int stripeOf(long threadId) {
         return (int) (threadId ^ threadId >>> 4) & STRIPES - 1;
     }
@@ -213,7 +216,7 @@ final class HandleTable {
     private static final class Chunk {
         final AtomicReferenceArray<Object> objects = new AtomicReferenceArray<>(CHUNK_SIZE);
         final AtomicIntegerArray generations = new AtomicIntegerArray(CHUNK_SIZE);
-        /** Of free slots: the index + 1 of the next one in the list, 0 at its end. */
+        /** For a free slot: index + 1 of the next one in its list, or 0 at the end of the list. */
         final AtomicIntegerArray next = new AtomicIntegerArray(CHUNK_SIZE);
 
         Chunk(int firstGeneration) {

@@ -4,10 +4,12 @@ import java.util.Arrays;
 import java.util.Collections;
 import java.util.List;
 
-/** All methods of one name and kind, all constructors, or a field of a class. Safe for any thread. */
+/**
+ * All methods of a class with one name and kind, or all its constructors, or one field. Thread-safe.
+ */
 final class Member {
 
-    /** What was chosen for so many different lists of types is remembered. */
+    /** The maximum number of remembered choices, one for each list of argument types. */
     private static final int REMEMBERED = 8;
 
     private final MemberKind kind;
@@ -15,9 +17,12 @@ final class Member {
     private final String name;
     /** Empty for a field. */
     private final List<Overload> overloads;
-    /** Null for all but fields. */
+    /** Null unless this is a field. */
     private final FieldAccess field;
-    /** The latest first; replaced as a whole. A choice that another thread overwrites is made again. */
+    /**
+     * The newest choice is first. The list is replaced as a whole. If two threads do so at once, one
+     * choice is lost and made again later.
+     */
     private volatile Remembered[] remembered = {};
 
     Member(MemberKind kind, Class<?> owner, String name, List<Overload> overloads) {
@@ -40,7 +45,7 @@ final class Member {
         return kind.hasSelf();
     }
 
-    /** @throws Refusal for methods and constructors */
+    /** @throws Refusal if this is no field */
     FieldAccess field() {
         if (field == null) {
             throw new Refusal(Refusal.NOT_FOUND, this + " is no field.");
@@ -51,7 +56,8 @@ final class Member {
     /**
      * The overload for these arguments.
      *
-     * @throws Refusal if none fits, several do, the object is none of the class, or this is a field
+     * @throws Refusal if no overload fits, if several do, if the object is of another class, or if this
+     *     is a field
      */
     OverloadChoice choose(Arguments arguments) {
         requireSelf(arguments.self());
@@ -68,7 +74,7 @@ final class Member {
         return choice;
     }
 
-    /** @throws Refusal if the object is none of the class that the member is of, or missing */
+    /** @throws Refusal if the object is missing or of another class */
     void requireSelf(Object self) {
         if (kind.hasSelf() ? !owner.isInstance(self) : self != null) {
             throw new Refusal(Refusal.NO_CONVERSION, kind.hasSelf()
@@ -92,7 +98,7 @@ final class Member {
         return kind == MemberKind.CONSTRUCTOR ? "new " + type : type + '.' + name;
     }
 
-    /** By numbers of classes, which keep no class alive. */
+    /** Refers to classes by number, which keeps no class alive. */
     private static final class Remembered {
         final int[] codes;
         final OverloadChoice choice;

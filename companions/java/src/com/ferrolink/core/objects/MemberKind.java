@@ -1,6 +1,6 @@
 package com.ferrolink.core.objects;
 
-/** What a member is; the order is that of their numbers in requests. */
+/** The kind of a member. The ordinals are the numbers in requests. */
 enum MemberKind {
     METHOD("method"),
     STATIC_METHOD("static method"),
@@ -16,7 +16,7 @@ enum MemberKind {
         this.text = text;
     }
 
-    /** Null for a number that stands for none. */
+    /** The kind of a number; null for unknown numbers. */
     static MemberKind of(int number) {
         return number < ALL.length ? ALL[number] : null;
     }
@@ -25,7 +25,7 @@ enum MemberKind {
         return this == FIELD || this == STATIC_FIELD;
     }
 
-    /** Whether it belongs to an object. */
+    /** Whether the member needs an object. */
     boolean hasSelf() {
         return this == METHOD || this == FIELD;
     }

@@ -12,15 +12,15 @@ import java.util.List;
 import java.util.Map;
 
 /**
- * Finds the public members of a class. Those of a class that is not public, or not exported, are found
- * in its superclasses and interfaces that are.
+ * Finds the public members of a class. If the class is not public or not exported, finds them in those
+ * superclasses and interfaces that are.
  */
 final class MemberSearch {
 
     private MemberSearch() {
     }
 
-    /** @throws Refusal if there is none */
+    /** @throws Refusal if there is no such member */
     static Member find(MemberKind kind, Class<?> owner, String name) {
         if (kind.isField()) {
             return new Member(kind, owner, name, field(kind, owner, name));
@@ -64,7 +64,7 @@ final class MemberSearch {
         return found;
     }
 
-    /** The methods among which a call chooses. */
+    /** The candidates for a call. */
     static Collection<Method> methodsNamed(MemberKind kind, Class<?> owner, String name) {
         Map<List<Class<?>>, Method> found = new LinkedHashMap<>();
         for (Class<?> type : AccessibleTypes.lineage(owner)) {
@@ -102,8 +102,9 @@ final class MemberSearch {
     }
 
     /**
-     * Of two methods with the same parameters. The first is the more derived one. In one class a bridge
-     * gives way to the method that it leads to, and one result to a more specific one.
+     * Chooses between two methods with the same parameters; the first one is from the more derived
+     * class. Within one class, an ordinary method replaces a bridge method, and a more specific result
+     * type replaces the other.
      */
     private static Method preferred(Method first, Method second) {
         if (first.getDeclaringClass() != second.getDeclaringClass()) {

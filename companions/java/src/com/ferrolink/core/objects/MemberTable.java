@@ -7,8 +7,8 @@ import java.util.concurrent.ConcurrentHashMap;
 import java.util.concurrent.atomic.AtomicReferenceArray;
 
 /**
- * Members by number, from 1 on. A class holds its members, so that they go with it; numbers are never
- * given out again. Safe for any thread.
+ * Members by number, from 1. Each class holds its members, so they are collected with the class.
+ * Numbers are never reused. Thread-safe.
  */
 final class MemberTable {
 
@@ -23,7 +23,7 @@ final class MemberTable {
                 }
             };
 
-    /** Written under the lock, and then never changed but for elements behind the last one. */
+    /** Written under the lock. After that, only elements behind the last one change. */
     private volatile AtomicReferenceArray<WeakReference<Member>> byNumber =
             new AtomicReferenceArray<>(FIRST_CAPACITY);
     /** Guarded by this. */
@@ -32,13 +32,13 @@ final class MemberTable {
     private MemberTable() {
     }
 
-    /** The one of the process. */
+    /** The table of the process. */
     static MemberTable shared() {
         return SHARED;
     }
 
     /**
-     * The number of a member, the same for the same question.
+     * The number of a member. The same arguments give the same number.
      *
      * @throws Refusal if there is no such member
      */
@@ -59,7 +59,7 @@ final class MemberTable {
         return known.number;
     }
 
-    /** @throws Refusal if no member has this number, or its class is gone */
+    /** @throws Refusal if no member has this number, or if its class was unloaded */
     Member get(int number) {
         AtomicReferenceArray<WeakReference<Member>> all = byNumber;
         WeakReference<Member> reference = number > 0 && number < all.length() ? all.get(number) : null;
@@ -71,7 +71,7 @@ final class MemberTable {
         return member;
     }
 
-    /** How many members are known. */
+    /** The number of known members. */
     long size() {
         AtomicReferenceArray<WeakReference<Member>> all = byNumber;
         long count = 0;

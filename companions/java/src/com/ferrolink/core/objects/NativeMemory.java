@@ -4,11 +4,11 @@ import java.lang.reflect.Array;
 import java.util.Arrays;
 
 /**
- * Copies between arrays of primitives and memory of the process. Native code of this process registers
- * the native methods and enables a key that it keeps to itself; only requests with such a key may name
- * addresses, which those of other processes therefore cannot.
+ * Copies between arrays of primitives and native memory of this process. Native code of this process
+ * registers the native methods and enables a secret key. Only requests with a valid key may name
+ * addresses, so requests of other processes cannot.
  *
- * <p><b>Threads:</b> every method may be called by any number of threads at once.
+ * <p><b>Threads:</b> thread-safe.
  */
 public final class NativeMemory {
 
@@ -19,7 +19,8 @@ public final class NativeMemory {
     }
 
     /**
-     * Makes a key valid for the rest of the process. Its caller has registered both native methods.
+     * Makes a key valid for the rest of the process. The caller has registered both native methods
+     * before.
      *
      * @param key random, not 0
      * @throws IllegalArgumentException for 0, which stands for no key
@@ -38,9 +39,9 @@ public final class NativeMemory {
      *
      * @param array an array of primitives
      * @param tag the tag of its elements
-     * @param first where to begin in the array
-     * @param n how many elements
-     * @param address where they are in memory
+     * @param first the index of the first element to write
+     * @param n the number of elements
+     * @param address the address of the first element in memory
      */
     static native void copyIn(Object array, int tag, int first, int n, long address);
 
@@ -49,13 +50,13 @@ public final class NativeMemory {
      *
      * @param array an array of primitives
      * @param tag the tag of its elements
-     * @param first where to begin in the array
-     * @param n how many elements
-     * @param address where they go
+     * @param first the index of the first element to read
+     * @param n the number of elements
+     * @param address the address to write to
      */
     static native void copyOut(Object array, int tag, int first, int n, long address);
 
-    /** Whether a key is valid; it takes as long for each that is not. */
+    /** Whether a key is valid. The comparison takes the same time for all invalid keys. */
     static boolean isEnabled(long key) {
         boolean found = false;
         for (long known : keys) {
@@ -64,7 +65,7 @@ public final class NativeMemory {
         return found;
     }
 
-    /** @throws Refusal for a key that is not valid */
+    /** @throws Refusal if the key is not valid */
     static void requireKey(long key) {
         if (!isEnabled(key)) {
             throw new Refusal(Refusal.REFUSED, "Addresses of memory are taken only from this process, with"
@@ -72,7 +73,7 @@ public final class NativeMemory {
         }
     }
 
-    /** A new array with elements from memory. */
+    /** Creates an array with elements from memory. */
     static Object read(int tag, int count, long address, long key) {
         requireKey(key);
         Object array = PrimitiveArrays.make(tag, count);
@@ -80,7 +81,7 @@ public final class NativeMemory {
         return array;
     }
 
-    /** @throws Refusal for a key that is not valid, and elements that the array does not have */
+    /** @throws Refusal if the key is not valid, or if the array does not have these elements */
     static void write(Object array, int first, int count, long address, long key) {
         requireKey(key);
         int tag = PrimitiveArrays.tagOf(array.getClass().getComponentType());

@@ -6,14 +6,14 @@ import java.util.function.Function;
 import java.util.function.Supplier;
 
 /**
- * Answers the requests of other runtimes for typed calls: what the built-in handler {@code objects}
- * does. {@code docs/objects.md} has the encoding. Handles, members and functions belong to the process;
- * brokers differ in the classes that they find.
+ * Answers the typed calls of other runtimes: the work of the built-in handler {@code objects}.
+ * {@code docs/objects.md} describes the encoding. All brokers of a process share handles, members and
+ * functions; they differ in the classes that they find.
  *
- * <p><b>Threads:</b> every method may be called by any number of threads at once.
+ * <p><b>Threads:</b> thread-safe.
  *
- * <p><b>Errors:</b> a request that is refused, and one that ends with an exception, is answered with a
- * reply that says so. What is thrown is a failure of the broker itself, such as memory that runs out.
+ * <p><b>Errors:</b> if a request is refused or ends with an exception, the reply says so. A method
+ * throws only if the broker itself fails, for example when memory runs out.
  */
 public final class ObjectBroker {
 
@@ -21,7 +21,7 @@ public final class ObjectBroker {
     public static final String HANDLER = "objects";
 
     private static final int REPLY_CAPACITY = 64;
-    /** Stands for the result of a request that failed. */
+    /** The result of a request that failed. */
     private static final Object FAILED = new Object();
 
     private final ClassFinder classes;
@@ -29,16 +29,16 @@ public final class ObjectBroker {
     private final Operations operations;
 
     /**
-     * A broker.
+     * Creates a broker.
      *
-     * @param loader the loader that finds classes, asked for anew each time, not null
+     * @param loader supplies the loader that finds classes, called for each search; not null
      * @param report describes a Throwable with its causes, not null
      */
     public ObjectBroker(Supplier<ClassLoader> loader, Function<Throwable, String> report) {
         this(loader, report, FunctionRegistry.shared());
     }
 
-    /** Tests put functions of their own in place of those of the process. */
+    /** Tests use functions of their own. */
     ObjectBroker(Supplier<ClassLoader> loader, Function<Throwable, String> report,
             FunctionRegistry functions) {
         this.classes = new ClassFinder(loader);
@@ -48,13 +48,13 @@ public final class ObjectBroker {
     }
 
     /**
-     * Answers a request, with the thread's context class loader set to the broker's.
+     * Answers a request. Meanwhile the thread's context class loader is the broker's.
      *
      * @param bytes holds the request; not changed and not kept
-     * @param offset where it begins
-     * @param end where it ends
-     * @param room how many bytes the caller wants to have in front of the reply
-     * @return the reply behind that room, in an array that belongs to the caller
+     * @param offset the index of its first byte
+     * @param end the index behind its last byte
+     * @param room the number of bytes that the caller wants in front of the reply
+     * @return the room and the reply, in an array owned by the caller
      */
     public byte[] answer(byte[] bytes, int offset, int end, int room) {
         Thread thread = Thread.currentThread();
@@ -93,7 +93,7 @@ public final class ObjectBroker {
         return wire.toByteArray();
     }
 
-    /** Releases come first: whatever becomes of the request, they are carried out. */
+    /** Reads and performs the releases. They are performed even if the request is then refused. */
     private static void releaseFirst(WireReader in) {
         int count = in.u16();
         if (count * Long.BYTES > in.left()) {
@@ -106,10 +106,10 @@ public final class ObjectBroker {
     }
 
     /**
-     * Carries out one request and writes its reply, whatever it is.
+     * Performs one request and writes its reply, also if it fails.
      *
-     * @param earlier the results of earlier requests of the batch that this one is in; null for none
-     * @return the result for later requests; {@link #FAILED}
+     * @param earlier the results of earlier requests of the same batch; null outside a batch
+     * @return the result for later requests, or {@link #FAILED}
      */
     private Object perform(WireReader wire, List<Object> earlier, ValueWriter out) {
         int start = out.wire().size();
@@ -138,7 +138,7 @@ public final class ObjectBroker {
         out.releaseMade(made);
     }
 
-    /** Ends behind the first request that fails. */
+    /** Ends after the first request that fails. */
     private void batch(WireReader wire, ValueWriter out) {
         WireReader[] requests = requestsOf(wire);
         WireWriter replies = out.wire();
@@ -157,7 +157,7 @@ public final class ObjectBroker {
         }
     }
 
-    /** All of them, before the first is carried out. */
+    /** Reads all requests before the first one is performed. */
     private static WireReader[] requestsOf(WireReader wire) {
         WireReader[] requests = new WireReader[wire.count(Integer.BYTES)];
         for (int index = 0; index < requests.length; index++) {

@@ -3,8 +3,8 @@ package com.ferrolink.core.objects;
 import java.util.Map;
 
 /**
- * What can be asked of a broker. Each operation reads its request to the end before it does anything, and
- * writes what follows the mark of success. Safe for any thread.
+ * The operations of a broker. Each operation reads its whole request before it has any effect. It
+ * writes the data that follow the status of a successful reply. Thread-safe.
  */
 final class Operations {
 
@@ -44,11 +44,11 @@ final class Operations {
     }
 
     /**
-     * Carries out one request.
+     * Performs one request.
      *
-     * @return its result, null for none
-     * @throws Refusal for a request that is not carried out
-     * @throws Throwable whatever the Java code throws that was called
+     * @return its result; null if there is none
+     * @throws Refusal if the request is refused
+     * @throws Throwable if the called Java code throws
      */
     Object perform(int operation, ValueReader in, ValueWriter out) throws Throwable {
         switch (operation) {
@@ -223,7 +223,7 @@ final class Operations {
         return null;
     }
 
-    /** The reply about a cause is the same as if it had been thrown. */
+    /** The cause is thrown, so its reply is that of any exception. */
     private static Object cause(ValueReader in, ValueWriter out) throws Throwable {
         Object object = onlyObject(in);
         if (!(object instanceof Throwable)) {
@@ -249,7 +249,10 @@ final class Operations {
         return type;
     }
 
-    /** The class that a text names, or that is one. A String of Java is an object, and names none. */
+    /**
+     * The class that is given by its name or by its {@code Class}. An object of class String is no
+     * name.
+     */
     private Class<?> classNamed(ValueReader in) {
         if (in.wire().peek() == Tag.TEXT) {
             return classes.find((String) in.value());

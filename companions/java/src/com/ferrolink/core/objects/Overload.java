@@ -10,21 +10,21 @@ import java.lang.reflect.Method;
 import java.lang.reflect.Modifier;
 import java.util.Arrays;
 
-/** A method or constructor that can be called with an array of values. Safe for any thread. */
+/** A method or constructor that is called with an array of values. Thread-safe. */
 final class Overload {
 
     private static final MethodHandles.Lookup LOOKUP = MethodHandles.lookup();
-    /** Up to so many values are passed one by one, more as an array. */
+    /** Up to this number, values are passed one by one; more are passed as an array. */
     private static final int MAXIMUM_SINGLE = 4;
 
     private final String name;
     private final Executable source;
     private final Class<?>[] parameters;
     private final boolean takesSelf;
-    /** Made by the first call; two threads may make the same one. */
+    /** Created by the first call. If two threads create it at once, both handles are equal. */
     private volatile MethodHandle handle;
 
-    /** @param takesSelf whether calls come with an object, which static methods then pass over */
+    /** @param takesSelf whether calls include an object; static methods ignore it */
     Overload(Executable source, boolean takesSelf) {
         this.source = source;
         this.name = source.getName();
@@ -32,7 +32,7 @@ final class Overload {
         this.takesSelf = takesSelf;
     }
 
-    /** The method {@code clone} of arrays, which no reflection knows. */
+    /** The method {@code clone} of arrays, which reflection does not find. */
     private Overload() {
         source = null;
         name = "clone";
@@ -62,12 +62,13 @@ final class Overload {
     }
 
     /**
-     * Calls it.
+     * Calls the method or constructor.
      *
-     * @param values the object, null where there is none, and arguments of fitting types
-     * @param spread whether the last arguments are put into an array for a variable number of them
-     * @return null where it is void
-     * @throws Throwable whatever it throws
+     * @param values the object, or null if there is none, and the arguments in fitting types
+     * @param spread whether the last arguments are collected in an array for a variable number of
+     *     arguments
+     * @return the result; null if it is void
+     * @throws Throwable whatever the called code throws
      */
     Object call(Object[] values, boolean spread) throws Throwable {
         MethodHandle target = handle;
@@ -138,7 +139,7 @@ final class Overload {
         return count <= MAXIMUM_SINGLE ? generic : generic.asSpreader(Object[].class, count);
     }
 
-    /** By this package's own lookup, as callers of some methods of the JDK are looked at. */
+    /** Uses this package's own lookup, because some methods of the JDK depend on their caller. */
     private MethodHandle unreflect() throws ReflectiveOperationException {
         if (source == null) {
             return LOOKUP.findStatic(Overload.class, "cloneArray",

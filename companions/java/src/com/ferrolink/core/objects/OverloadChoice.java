@@ -4,9 +4,9 @@ import java.util.ArrayList;
 import java.util.List;
 
 /**
- * Chooses among overloads as the language does for a call: in three phases, without boxing, with boxing,
- * and with a variable number of arguments; the first phase in which one fits decides, and of those that
- * fit the most specific one.
+ * Chooses among overloads as the Java language does. The first phase allows no boxing, the second
+ * allows boxing, the third allows a variable number of arguments. The first phase with an applicable
+ * overload decides. Among its applicable overloads, the most specific one wins.
  */
 final class OverloadChoice {
 
@@ -20,20 +20,20 @@ final class OverloadChoice {
         this.spread = spread;
     }
 
-    /** What was chosen. */
+    /** The chosen overload. */
     Overload overload() {
         return overload;
     }
 
-    /** Whether the last arguments go into an array. */
+    /** Whether the last arguments are collected in an array. */
     boolean spread() {
         return spread;
     }
 
     /**
-     * @param types the arguments' types; null stands for that of null
-     * @param what the member, for texts
-     * @throws Refusal with the candidates, if none fits, or several do
+     * @param types the types of the arguments; null for the null reference
+     * @param what the member, for error texts
+     * @throws Refusal with the candidates, if no overload fits, or several do
      */
     static OverloadChoice among(List<Overload> overloads, Class<?>[] types, String what) {
         for (Phase phase : Phase.values()) {
@@ -84,7 +84,7 @@ final class OverloadChoice {
         return true;
     }
 
-    /** In the last phase the array's elements stand for the last parameter and all behind it. */
+    /** In the third phase, the last parameter is repeated with the element type of its array. */
     private static Class<?> parameterAt(Overload overload, int index, Phase phase) {
         Class<?>[] parameters = overload.parameters();
         int last = parameters.length - 1;

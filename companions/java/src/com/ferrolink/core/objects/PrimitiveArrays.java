@@ -4,7 +4,7 @@ import java.lang.reflect.Array;
 import java.nio.ByteBuffer;
 import java.nio.ByteOrder;
 
-/** Arrays of primitives in bulk: their element tags, sizes, and copies to and from bytes. */
+/** Arrays of primitives: their element tags, sizes, and bulk copies from and to bytes. */
 final class PrimitiveArrays {
 
     private static final Class<?>[] ELEMENTS = {null, null, boolean.class, byte.class, short.class,
@@ -14,7 +14,7 @@ final class PrimitiveArrays {
     private PrimitiveArrays() {
     }
 
-    /** Whether there are elements of this tag. */
+    /** Whether the tag is one of elements. */
     static boolean isElementTag(int tag) {
         return tag >= Tag.BOOLEAN_ELEMENTS && tag <= Tag.DOUBLE;
     }
@@ -27,7 +27,7 @@ final class PrimitiveArrays {
         return SIZES[tag];
     }
 
-    /** 0 for what is no primitive type with values. */
+    /** The element tag of a type; 0 if it is not a primitive type with values. */
     static int tagOf(Class<?> element) {
         for (int tag = Tag.BOOLEAN_ELEMENTS; tag <= Tag.DOUBLE; tag++) {
             if (ELEMENTS[tag] == element) {
@@ -41,7 +41,7 @@ final class PrimitiveArrays {
         return Array.newInstance(ELEMENTS[tag], count);
     }
 
-    /** The array of these bytes, which are all there. */
+    /** Creates an array from bytes. All bytes must be present. */
     static Object read(int tag, int count, byte[] bytes, int offset) {
         Object array = make(tag, count);
         if (tag == Tag.BYTE) {
@@ -79,7 +79,7 @@ final class PrimitiveArrays {
         return array;
     }
 
-    /** Writes the elements; the bytes have room for all of them. */
+    /** Writes the elements to bytes, which must have room for all of them. */
     static void write(int tag, Object array, byte[] bytes, int offset) {
         int count = Array.getLength(array);
         if (tag == Tag.BYTE) {

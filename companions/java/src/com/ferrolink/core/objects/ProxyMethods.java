@@ -12,10 +12,10 @@ import java.util.Set;
 import java.util.TreeSet;
 import java.util.concurrent.ConcurrentHashMap;
 
-/** What the methods of a proxy lead to. Safe for any thread. */
+/** Decides what the methods of a proxy do. Thread-safe. */
 final class ProxyMethods {
 
-    /** Methods of these names and parameters are the same in every object. */
+    /** The methods that a proxy shares with every object, by name and parameters. */
     private static final Map<String, List<Class<?>>> OF_OBJECTS = new HashMap<>();
 
     static {
@@ -24,7 +24,7 @@ final class ProxyMethods {
         OF_OBJECTS.put("toString", Arrays.<Class<?>>asList());
     }
 
-    /** Where a call goes. */
+    /** What a call does. */
     enum Route { FUNCTION, DEFAULT, OWN, MISSING }
 
     /** One method of the proxy. */
@@ -32,9 +32,11 @@ final class ProxyMethods {
         final Method method;
         final Route route;
         final Class<?>[] parameters;
-        /** As what the parameters are sent, one char each; null where their types decide. */
+        /**
+         * The form in which each parameter is sent, one char each; null if the declared types decide.
+         */
         final String wants;
-        /** Of a default method; made by its first call. */
+        /** The handle of a default method; created by its first call. */
         private volatile MethodHandle handle;
 
         Target(Method method, Route route, String wants) {
@@ -54,7 +56,7 @@ final class ProxyMethods {
         }
     }
 
-    /** Of single interfaces, by the names of functions. */
+    /** Known results for single interfaces, by the names of functions. */
     private static final ClassValue<ConcurrentHashMap<FunctionNames, ProxyMethods>> KNOWN =
             new ClassValue<ConcurrentHashMap<FunctionNames, ProxyMethods>>() {
                 @Override
@@ -65,7 +67,7 @@ final class ProxyMethods {
 
     private final Map<Method, Target> targets = new HashMap<>();
 
-    /** The target of a method that the proxy was called with. */
+    /** The target of a method of the proxy. */
     Target of(Method method) {
         return targets.get(method);
     }
@@ -73,9 +75,9 @@ final class ProxyMethods {
     /**
      * The methods of the interfaces.
      *
-     * @param names the methods that the function has
-     * @throws Refusal for names that no method has, and for a single function that has no method, or
-     *     several
+     * @param names the methods that the function implements
+     * @throws Refusal if no method has one of the names, or if a function without a name does not have
+     *     exactly one abstract method
      */
     static ProxyMethods of(Class<?>[] interfaces, FunctionNames names) {
         return interfaces.length == 1

@@ -1,8 +1,8 @@
 package com.ferrolink.core.objects;
 
 /**
- * A request, or an answer of a C++ function, that is not carried out, for a reason that its sender can
- * do something about. Without frames: the message is all that is sent.
+ * A request, or an answer of a C++ function, is refused for a reason that its sender can mend. Has no
+ * stack frames, because only the message is sent.
  */
 final class Refusal extends RuntimeException {
 

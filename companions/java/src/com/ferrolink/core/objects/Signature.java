@@ -1,17 +1,20 @@
 package com.ferrolink.core.objects;
 
-/** Types as source code writes them. */
+/** Names of types as in source code. */
 final class Signature {
 
     private Signature() {
     }
 
-    /** {@code java.util.Map$Entry}, {@code int[]}. */
+    /** The name of a type, such as {@code java.util.Map$Entry} or {@code int[]}. */
     static String of(Class<?> type) {
         return type == null ? "null" : type.getTypeName();
     }
 
-    /** {@code (int, java.lang.String)}; the last of a variable number is {@code int...}. */
+    /**
+     * A list of parameters, such as {@code (int, java.lang.String)}. The last one of a variable number
+     * is written as {@code int...}.
+     */
     static String of(Class<?>[] types, boolean varargs) {
         StringBuilder text = new StringBuilder("(");
         for (int index = 0; index < types.length; index++) {

@@ -13,8 +13,8 @@ import java.util.Map;
 import java.util.function.BiFunction;
 
 /**
- * Calls typed functions of another runtime by the methods of an interface: what {@code
- * com.ferrolink.Ferrolink#as} returns. Safe for any thread.
+ * Calls typed functions of another runtime through the methods of an interface. Implements
+ * {@code com.ferrolink.Ferrolink#as}. Thread-safe.
  */
 public final class TypedFunctions implements InvocationHandler {
 
@@ -45,16 +45,17 @@ public final class TypedFunctions implements InvocationHandler {
     }
 
     /**
-     * An object whose methods call functions.
+     * Creates an object whose methods call functions.
      *
      * @param type an interface, not null
-     * @param description where the functions are, for texts
-     * @param calls calls a handler by its name, with a payload, and returns its answer
-     * @param beforeObjects run before each call that passes or may return an object; null where the
-     *     functions cannot have objects of this process
+     * @param description where the functions are, for error texts
+     * @param calls calls a handler by its name with a payload, and returns its answer
+     * @param beforeObjects runs before each call that passes objects or may return one; null if the
+     *     functions cannot use objects of this process
      * @param <T> the interface
      * @return the object
-     * @throws IllegalArgumentException for what is no interface, or has methods that cannot be called so
+     * @throws IllegalArgumentException if the type is no interface, or if a method cannot be called in
+     *     this way
      */
     public static <T> T make(Class<T> type, String description, BiFunction<String, byte[], byte[]> calls,
             Runnable beforeObjects) {
@@ -173,10 +174,10 @@ public final class TypedFunctions implements InvocationHandler {
         final Method method;
         final String name;
         final Class<?>[] parameters;
-        /** Whether it calls a function; default methods do where they name one. */
+        /** Whether the method calls a function. A default method does if it names one. */
         final boolean isCalled;
         final boolean usesObjects;
-        /** Of a default method; made by its first call. */
+        /** The handle of a default method; created by its first call. */
         private volatile MethodHandle handle;
 
         Function(Method method) {

@@ -1,12 +1,12 @@
 package com.ferrolink.core.objects;
 
-/** Values by declared types, as typed functions take them. */
+/** Encodes values by their declared types, for typed functions. */
 final class TypedValues {
 
     private TypedValues() {
     }
 
-    /** Whether values of the type travel as handles, or may. */
+    /** Whether values of the type are sent as handles, or may be. */
     static boolean isObject(Class<?> type) {
         Class<?> element = type;
         while (element.isArray()) {
@@ -15,7 +15,7 @@ final class TypedValues {
         return !element.isPrimitive() && element != String.class && Conversions.unboxed(element) == null;
     }
 
-    /** Writes a value; what is no primitive, box, text or array goes as a handle. */
+    /** Writes a value. Anything but a primitive, box, text or array is written as a handle. */
     static void write(ValueWriter out, Class<?> declared, Object value) {
         if (value == null) {
             out.wire().u8(Tag.NULL);

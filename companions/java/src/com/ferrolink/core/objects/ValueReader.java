@@ -3,23 +3,23 @@ package com.ferrolink.core.objects;
 import java.lang.reflect.Array;
 import java.util.List;
 
-/** Decodes values into objects. Not for several threads at once. */
+/** Decodes values into objects. Not thread-safe. */
 final class ValueReader {
 
-    /** How deep arrays may lie in arrays. */
+    /** The maximum nesting of arrays. */
     static final int MAXIMUM_DEPTH = 32;
-    /** In place of the object's handle: the first of the values is the object. */
+    /** In place of the object's handle: the first value is the object. */
     private static final long SELF_FIRST = -1;
 
     private final WireReader wire;
     private final HandleTable handles;
     private final ClassFinder classes;
-    /** The results of earlier requests; null outside batches. */
+    /** The results of earlier requests; null outside a batch. */
     private final List<Object> earlier;
-    /** Whether handles are released when their objects have been found. */
+    /** Whether handles are released as soon as their objects are found. */
     private final boolean takesOver;
 
-    /** The type code of the value that was read last. */
+    /** The type code of the last value. */
     private int code;
 
     private ValueReader(WireReader wire, HandleTable handles, ClassFinder classes, List<Object> earlier,
@@ -32,16 +32,16 @@ final class ValueReader {
     }
 
     /**
-     * Reads a request, whose handles stay its sender's.
+     * Reads a request. The sender keeps the handles in it.
      *
-     * @param earlier the results of earlier requests of the batch; null where there is none
+     * @param earlier the results of earlier requests of the batch; null outside a batch
      */
     static ValueReader ofRequest(WireReader wire, HandleTable handles, ClassFinder classes,
             List<Object> earlier) {
         return new ValueReader(wire, handles, classes, earlier, false);
     }
 
-    /** Reads what a function answered: the handles in it are ours, and are released at once. */
+    /** Reads the answer of a function. The reader owns the handles in it and releases them at once. */
     static ValueReader ofAnswer(WireReader wire, HandleTable handles, ClassFinder classes) {
         return new ValueReader(wire, handles, classes, null, true);
     }
@@ -50,7 +50,9 @@ final class ValueReader {
         return wire;
     }
 
-    /** The object, which may be the first of the values, their count, and the values of a call. */
+    /**
+     * Reads the object, which may be the first value, the number of values, and the values of a call.
+     */
     Arguments arguments() {
         long handle = wire.i64();
         Object self = handle == 0 || handle == SELF_FIRST ? null : object(handle);
@@ -70,18 +72,18 @@ final class ValueReader {
         return arguments;
     }
 
-    /** A value; primitive ones are boxed. */
+    /** Reads a value. Primitive values are boxed. */
     Object value() {
         return value(0);
     }
 
-    /** The object of a handle, null for 0. */
+    /** Reads a handle and returns its object; null for 0. */
     Object objectOrNone() {
         long handle = wire.i64();
         return handle == 0 ? null : object(handle);
     }
 
-    /** The object of a handle. */
+    /** Reads a handle and returns its object. */
     Object object() {
         return object(wire.i64());
     }

@@ -4,26 +4,31 @@ import java.lang.reflect.Array;
 import java.util.Arrays;
 
 /**
- * Encodes objects as values. Keeps account of the handles that it makes, so that a reply that cannot be
- * finished leaves none behind. Not for several threads at once.
+ * Encodes objects as values. Counts the handles that it creates, so that they can be released if the
+ * reply fails. Not thread-safe.
  */
 final class ValueWriter {
 
-    /** What the sender of a request wants to have of a result. */
+    /** The form in which a request wants its result. */
     static final int WANT_NOTHING = 0;
     static final int WANT_OBJECT = 1;
     static final int WANT_VALUE = 2;
 
-    /** Arrays of so many bytes are fetched into memory, where the caller has a key. */
+    /**
+     * Arrays of at least this many bytes are parked and copied through memory if the request has a key.
+     */
     private static final int PARKED_SIZE = 16 * 1024;
-    /** Behind so many bytes arrays in arrays are sent as objects: arrays that hold themselves grow fast. */
+    /**
+     * After this many bytes, nested arrays are sent as handles: arrays that contain themselves grow
+     * fast.
+     */
     private static final int MAXIMUM_NESTED = 64 << 20;
 
     private static final long[] NONE = {};
 
     private final WireWriter wire;
     private final HandleTable handles;
-    /** Made with the first handle. */
+    /** Created with the first handle. */
     private long[] made = NONE;
     private int madeCount;
 
@@ -32,7 +37,7 @@ final class ValueWriter {
         this.handles = handles;
     }
 
-    /** What a request says that it wants. */
+    /** Reads the wanted form from a request. */
     static int want(WireReader request) {
         int want = request.u8();
         if (want > WANT_VALUE) {
@@ -45,19 +50,19 @@ final class ValueWriter {
         return wire;
     }
 
-    /** How many handles have been made. */
+    /** The number of handles created so far. */
     int madeCount() {
         return madeCount;
     }
 
-    /** Takes back the handles that were made after so many. */
+    /** Releases the handles created after the first {@code count}. */
     void releaseMade(int count) {
         while (madeCount > count) {
             handles.release(made[--madeCount]);
         }
     }
 
-    /** @param key that of the request, 0 for none */
+    /** @param key the key of the request; 0 if it has none */
     void result(Object value, int want, long key) {
         switch (want) {
             case WANT_NOTHING:
@@ -72,7 +77,7 @@ final class ValueWriter {
         }
     }
 
-    /** A handle, also for what could be sent as a value; nothing but null is sent as null. */
+    /** Writes a handle, even if the value itself could be sent. Null is written as null. */
     void object(Object object) {
         if (object == null) {
             wire.u8(Tag.NULL);
@@ -83,7 +88,7 @@ final class ValueWriter {
         wire.i32(ClassIds.of(object.getClass()));
     }
 
-    /** The handle alone. */
+    /** Writes only the handle. */
     void handle(Object object) {
         if (madeCount == made.length) {
             made = Arrays.copyOf(made, 2 * madeCount + 2);
@@ -111,7 +116,7 @@ final class ValueWriter {
         }
     }
 
-    /** Whether it was a boxed primitive, which has been written. */
+    /** Writes the object by value if it is a boxed primitive. Returns whether it was one. */
     boolean primitive(Object value) {
         if (value instanceof Integer) {
             wire.u8(Tag.INT).i32((Integer) value);
@@ -146,7 +151,7 @@ final class ValueWriter {
         }
     }
 
-    /** An array of primitives with all its elements. */
+    /** Writes an array of primitives with all its elements. */
     void primitiveArray(Object array, int tag) {
         int count = Array.getLength(array);
         wire.u8(Tag.PRIMITIVE_ARRAY).u8(tag).i32(count);
@@ -161,7 +166,7 @@ final class ValueWriter {
         }
     }
 
-    /** What stands before the elements. */
+    /** Writes the data in front of the elements. */
     void arrayHead(Class<?> component, int count) {
         String name = component.getName().replace('.', '/');
         wire.u8(Tag.ARRAY).text(component.isArray() ? name : 'L' + name + ';').i32(count);

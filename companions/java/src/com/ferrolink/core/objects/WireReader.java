@@ -1,10 +1,10 @@
 package com.ferrolink.core.objects;
 
 /**
- * Takes little-endian bytes apart. Every length and count is checked against the bytes that are left
- * before anything is allocated for it. Not for several threads at once.
+ * Decodes little-endian bytes. Checks every length and count against the remaining bytes before
+ * anything is allocated for it. Not thread-safe.
  *
- * <p>Failures are {@link Refusal}s that name the offset from where the reader began.
+ * <p>Failures are {@link Refusal}s that name the offset from the start of the reader.
  */
 final class WireReader {
 
@@ -29,7 +29,7 @@ final class WireReader {
         return at;
     }
 
-    /** How many bytes have been read. */
+    /** The number of bytes read so far. */
     int offset() {
         return at - origin;
     }
@@ -38,7 +38,7 @@ final class WireReader {
         return end - at;
     }
 
-    /** The next byte, which is read again. */
+    /** The next byte, which stays unread. */
     int peek() {
         need(1);
         return bytes[at] & 0xFF;
@@ -70,7 +70,7 @@ final class WireReader {
         return value;
     }
 
-    /** A count of things that take at least so many bytes each. */
+    /** Reads a count of elements that take at least this many bytes each. */
     int count(int leastSize) {
         int value = i32();
         if (value < 0 || (long) value * leastSize > left()) {
@@ -91,7 +91,7 @@ final class WireReader {
         }
     }
 
-    /** Passes over bytes that are read from {@link #bytes}; returns where they begin. */
+    /** Skips bytes that the caller reads from {@link #bytes}. Returns the index of the first one. */
     int skip(int size) {
         need(size);
         int start = at;
@@ -105,7 +105,7 @@ final class WireReader {
         }
     }
 
-    /** About what began so many bytes before here. */
+    /** Creates the refusal for data that began this many bytes before the current position. */
     Refusal malformed(int before, String text) {
         return Refusal.malformed(at - origin - before, text);
     }

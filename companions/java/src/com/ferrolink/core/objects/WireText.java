@@ -3,20 +3,22 @@ package com.ferrolink.core.objects;
 import java.nio.charset.StandardCharsets;
 
 /**
- * Texts as bytes: UTF-8, in which a lone surrogate stands as three bytes of its own, so that every
- * String survives the way there and back.
+ * Encodes and decodes texts as UTF-8. A lone surrogate is encoded as three bytes of its own, so every
+ * String survives.
  */
 final class WireText {
 
     private static final int FIRST_SUPPLEMENTARY = 0x10000;
 
-    /** The longest encoding of one char; a pair of surrogates takes four bytes for two. */
+    /**
+     * The maximum number of bytes for one char. A pair of surrogates takes four bytes for two chars.
+     */
     static final int MAXIMUM_PER_CHAR = 3;
 
     private WireText() {
     }
 
-    /** How many leading chars were encoded as one byte each; those bytes are in place. */
+    /** The number of leading chars that were encoded as one byte each. Those bytes are final. */
     static int encodeAscii(String text, byte[] bytes, int offset) {
         int length = text.length();
         for (int index = 0; index < length; index++) {
@@ -29,7 +31,10 @@ final class WireText {
         return length;
     }
 
-    /** Encodes the text from a char on, and returns where it ends; there is room for three bytes each. */
+    /**
+     * Encodes the text from a char to its end. There must be room for three bytes for each char.
+     * Returns the index behind the last byte.
+     */
     static int encode(String text, int first, byte[] bytes, int offset) {
         int at = offset;
         int length = text.length();
@@ -57,9 +62,9 @@ final class WireText {
     }
 
     /**
-     * The text of these bytes, which are all there.
+     * Decodes a text. All its bytes must be present.
      *
-     * @throws Refusal naming the offset, if they are no such text
+     * @throws Refusal naming the offset, if the bytes are malformed
      */
     static String decode(byte[] bytes, int offset, int size) {
         int end = offset + size;
@@ -101,7 +106,9 @@ final class WireText {
         return new String(units, 0, count);
     }
 
-    /** 0 for what begins no sequence of several bytes. */
+    /**
+     * The length of the sequence that begins with this byte; 0 if no sequence of several bytes does.
+     */
     private static int sizeOf(int lead) {
         if (lead >= 0xC2 && lead < 0xE0) {
             return 2;
@@ -112,7 +119,10 @@ final class WireText {
         return lead >= 0xF0 && lead < 0xF5 ? 4 : 0;
     }
 
-    /** -1 for bytes that are no continuation, needlessly long forms, and what is beyond Unicode. */
+    /**
+     * The char or code point of a sequence; -1 if it has a wrong continuation byte, is overlong, or is
+     * beyond Unicode.
+     */
     private static int pointOf(byte[] bytes, int at, int size) {
         int point = bytes[at] & 0x7F >> size;
         for (int index = 1; index < size; index++) {

@@ -2,10 +2,10 @@ package com.ferrolink.core.objects;
 
 import java.util.Arrays;
 
-/** Puts little-endian bytes together in an array that grows. Not for several threads at once. */
+/** Encodes little-endian bytes into an array that grows. Not thread-safe. */
 final class WireWriter {
 
-    /** The longest arrays that all virtual machines can make. */
+    /** The longest array that every virtual machine can create. */
     private static final int MAXIMUM_SIZE = Integer.MAX_VALUE - 8;
 
     private byte[] bytes;
@@ -19,12 +19,12 @@ final class WireWriter {
         return size;
     }
 
-    /** Takes back what was written after a size. */
+    /** Discards everything that was written after a size. */
     void shrink(int smaller) {
         size = smaller;
     }
 
-    /** An array of exactly what was written. */
+    /** An array with exactly the written bytes. It may be the writer's own array. */
     byte[] toByteArray() {
         return size == bytes.length ? bytes : Arrays.copyOf(bytes, size);
     }
@@ -85,7 +85,9 @@ final class WireWriter {
         return this;
     }
 
-    /** Room for so many bytes, which the caller fills in {@link #bytes} from the returned index on. */
+    /**
+     * Adds room for this many bytes. The caller fills it in {@link #bytes}, from the returned index.
+     */
     int claim(long length) {
         reserve(length);
         int start = size;

@@ -1,7 +1,7 @@
 /**
- * Typed calls: the built-in handler {@code objects}, through which other runtimes make Java objects,
- * call their methods, implement interfaces and iterate, and the encoding that it shares with {@link
- * com.ferrolink.Ferrolink#as}. Programs use {@link com.ferrolink.core.objects.FunctionException} alone;
- * the rest is for the use of the archive and of native code.
+ * Typed calls. The built-in handler {@code objects} lets other runtimes create Java objects, call their
+ * methods, implement interfaces and iterate. {@link com.ferrolink.Ferrolink#as} uses the same encoding.
+ * Programs use only {@link com.ferrolink.core.objects.FunctionException}; all other classes are
+ * internal to the archive and its native code.
  */
 package com.ferrolink.core.objects;

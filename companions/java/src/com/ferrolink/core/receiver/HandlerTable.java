@@ -4,8 +4,8 @@ import java.util.ArrayList;
 import java.util.List;
 
 /**
- * Handlers by the UTF-8 bytes of their names, so that a look-up compares bytes where they lie and
- * allocates nothing. Handlers are added and never removed. Thread-safe; looking up takes no lock.
+ * Handlers by the UTF-8 bytes of their names, so that a look-up compares bytes in place and allocates
+ * nothing. Handlers are added and never removed. Thread-safe; looking up takes no lock.
  */
 final class HandlerTable {
 

@@ -37,7 +37,7 @@ final class ObjectsHandler implements CommandHandler {
         return created;
     }
 
-    /** Whether a call is for this handler; told by the bytes, without a text of the name. */
+    /** Whether a call is for this handler. Compares bytes and creates no text of the name. */
     boolean isFor(byte[] command) {
         return CommandFrame.isCallOf(command, NAME);
     }

@@ -11,8 +11,9 @@ import java.util.function.Consumer;
 import java.util.function.UnaryOperator;
 
 /**
- * Speaks to the handler {@code objects} in bytes, as another runtime does: whole commands to the receiver.
- * Encodes and decodes by itself, not with the classes that are tested, but for texts and numbers.
+ * A client of the handler {@code objects} that exchanges bytes, as another runtime does: it sends whole
+ * commands to the receiver. It has its own encoder and decoder, except for texts and numbers, so that
+ * it does not depend on the tested classes.
  */
 final class Client {
 
@@ -20,7 +21,7 @@ final class Client {
     static final int OBJECT = 1;
     static final int VALUE = 2;
 
-    /** What has no value. */
+    /** The result of a void method. */
     static final Object VOID = new Object() {
         @Override
         public String toString() {
@@ -34,17 +35,17 @@ final class Client {
     private final List<Long> releases = new ArrayList<>();
     private final UnaryOperator<byte[]> broker;
 
-    /** Speaks to that of the process. */
+    /** Uses the broker of the process. */
     Client() {
         this(Client::answer);
     }
 
-    /** Speaks to whatever answers payloads. */
+    /** Uses a broker that answers payloads. */
     Client(UnaryOperator<byte[]> broker) {
         this.broker = broker;
     }
 
-    /** Sends a request without its list of releases, which this adds. */
+    /** Sends a request. Adds the list of releases. */
     WireReader ask(Consumer<WireWriter> request) {
         WireWriter wire = new WireWriter(256);
         wire.i16(releases.size());
@@ -76,7 +77,7 @@ final class Client {
         return wire;
     }
 
-    /** Released with the next request. */
+    /** The next request releases the handle. */
     void release(Handle handle) {
         releases.add(handle.number);
     }
@@ -372,7 +373,7 @@ final class Client {
         }
     }
 
-    /** What the broker counts. */
+    /** The broker's counts. */
     static final class Statistics {
         long handles;
         long functions;

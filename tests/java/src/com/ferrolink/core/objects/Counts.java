@@ -1,12 +1,12 @@
 package com.ferrolink.core.objects;
 
-/** How often tests do something. */
+/** Numbers of repetitions in tests. */
 final class Counts {
 
     private Counts() {
     }
 
-    /** The positive number in an environment variable where that is set. */
+    /** The positive number in an environment variable, if it is set. */
     static int of(String variable, int otherwise) {
         String text = System.getenv(variable);
         int count = text == null ? otherwise : Integer.parseInt(text);

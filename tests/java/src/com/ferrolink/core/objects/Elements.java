@@ -3,7 +3,7 @@ package com.ferrolink.core.objects;
 import java.util.Arrays;
 import java.util.List;
 
-/** An array that is none of primitives. */
+/** An array whose elements are not primitive. */
 final class Elements {
     final String component;
     final List<Object> values;

@@ -7,7 +7,7 @@ import java.util.Map;
 import java.util.TreeMap;
 import java.util.concurrent.CountDownLatch;
 
-/** Stands in for the C++ member: functions by number, and what was reported as dropped. */
+/** A fake C++ member: functions by number, and the reports of collected proxies. */
 final class FakeCpp implements CppCalls {
 
     /** One function. */
@@ -15,7 +15,7 @@ final class FakeCpp implements CppCalls {
         Object call(String method, List<Object> arguments) throws Exception;
     }
 
-    /** An exception of C++, with a throwable of Java that passed through, or null. */
+    /** A C++ exception. It may have a Java throwable that passed through C++, else null. */
     static final class CppException extends Exception {
         private static final long serialVersionUID = 1L;
         private final transient Handle throwable;
@@ -28,17 +28,17 @@ final class FakeCpp implements CppCalls {
 
     final Map<Long, Function> functions = new TreeMap<>();
     final List<String> calls = new ArrayList<>();
-    /** The number of times by function. Guarded by this. */
+    /** The reported count of each function. Guarded by this. */
     final Map<Long, Integer> dropped = new TreeMap<>();
     final List<String> handlers = new ArrayList<>();
     volatile CountDownLatch awaited = new CountDownLatch(0);
-    /** Thrown instead of an answer; null for none. */
+    /** If not null, thrown instead of an answer. */
     volatile RuntimeException broken;
 
     private final ObjectBroker broker = new ObjectBroker(FakeCpp.class::getClassLoader,
             Throwable::toString, new FunctionRegistry(this));
 
-    /** A client, for one thread, of a broker that calls the functions here. */
+    /** Creates a client for one thread. Its broker calls the functions of this fake. */
     Client client() {
         return new Client(request -> broker.answer(request, 0, request.length, 0));
     }

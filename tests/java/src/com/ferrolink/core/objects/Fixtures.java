@@ -5,13 +5,13 @@ import java.util.AbstractList;
 import java.util.Iterator;
 import java.util.List;
 
-/** Classes to call; public, as those of users are. */
+/** Classes that tests call. They are public, as those of programs are. */
 public final class Fixtures {
 
     private Fixtures() {
     }
 
-    /** Which overload was called. */
+    /** Fields, and methods that return which overload was called. */
     public static class Overloads {
         /** A constant. */
         public static final String CONSTANT = "constant";
@@ -19,9 +19,9 @@ public final class Fixtures {
         public static long counter = 7;
         /** A variable of each object. */
         public int x;
-        /** A small one. */
+        /** A small number. */
         public byte small;
-        /** A boxed one. */
+        /** A boxed number. */
         public Long boxed;
         /** A reference. */
         public List<String> list;
@@ -108,7 +108,7 @@ public final class Fixtures {
         }
     }
 
-    /** Hidden behind what it extends and implements. */
+    /** A class that is not public, with a public superclass and a public interface. */
     private static final class Hidden extends AbstractList<String> implements Greeting {
         @Override
         public String get(int index) {
@@ -125,7 +125,7 @@ public final class Fixtures {
         }
     }
 
-    /** Its public methods are bridges in what extends it. */
+    /** Its public methods become bridge methods in public subclasses. */
     abstract static class HiddenBase {
         public String inherited() {
             return "inherited";
@@ -136,7 +136,7 @@ public final class Fixtures {
         }
     }
 
-    /** Public, with methods of a class that is not. */
+    /** A public class that inherits methods of a class that is not public. */
     public static final class Open extends HiddenBase {
         @Override
         public Open copy() {
@@ -153,7 +153,7 @@ public final class Fixtures {
         int size();
     }
 
-    /** One that is not public. */
+    /** An interface that is not public. */
     interface HiddenGreeting extends Greeting {
         default String greetHidden() {
             return "hidden " + size();
@@ -179,7 +179,7 @@ public final class Fixtures {
         return ((HiddenGreeting) greeting).greetHidden();
     }
 
-    /** With a nested class and an inner one. */
+    /** A class with a nested and an inner class. */
     public static final class Outer {
         private final int number;
 
@@ -187,7 +187,7 @@ public final class Fixtures {
             this.number = number;
         }
 
-        /** Needs an Outer. */
+        /** Needs an enclosing object. */
         public final class Inner {
             public int sum(int other) {
                 return number + other;
@@ -202,13 +202,13 @@ public final class Fixtures {
         return new Hidden();
     }
 
-    /** Its initialiser fails. */
+    /** A class whose initialiser fails. */
     public static final class Broken {
-        /** Never seen. */
+        /** Never readable. */
         public static int value = Integer.parseInt("none");
     }
 
-    /** Its message fails. */
+    /** An exception whose getMessage fails. */
     public static final class Hostile extends RuntimeException {
         private static final long serialVersionUID = 1L;
 
@@ -226,7 +226,7 @@ public final class Fixtures {
         throw new Hostile();
     }
 
-    /** Divides by zero behind so many elements. */
+    /** An iterator that divides by zero after this many elements. */
     public static Iterator<Object> failingAfter(int count) {
         return new Iterator<Object>() {
             private int left = count;

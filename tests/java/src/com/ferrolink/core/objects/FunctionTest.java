@@ -297,7 +297,7 @@ final class FunctionTest {
         Handle comparator = client.implement(2, "", COMPARATOR);
         assertThrows(ThrownInJava.class, () -> client.call(comparator, "compare", "a", "b"));
         client.release(comparator);
-        // That of the exception is left.
+        // Only the handle of the exception is left.
         assertEquals(before + 1, client.statistics().handles);
     }
 

@@ -161,7 +161,7 @@ final class HandleTableTest {
                     for (int count = 0; count < 3; count++) {
                         own.add(table.add(object));
                     }
-                    // The same slots come back in another order, which a list without counts confuses.
+                    // Returns the slots in another order, which breaks a list without change counts.
                     while (!own.isEmpty()) {
                         long next = own.remove(ThreadLocalRandom.current().nextInt(own.size()));
                         wrong.addAndGet(table.find(next) == object && table.release(next) ? 0 : 1);

@@ -29,7 +29,7 @@ final class MutatedRequestsTest {
         sound.add(wire.toByteArray());
     }
 
-    /** One request of each kind at least, with values of all kinds. */
+    /** Collects at least one request of each kind, with values of all kinds. */
     private void collect() {
         Handle list = client.callStaticForObject("java.util.Arrays", "asList", 1, "b", null);
         Handle text = client.make("java.lang.String", "text");
@@ -98,7 +98,7 @@ final class MutatedRequestsTest {
         return bytes;
     }
 
-    /** Every reply is read to its end; the handles in it are noted. */
+    /** Reads a reply to its end and notes the handles in it. */
     private void read(byte[] reply, List<Long> made) {
         assertTrue(reply.length > 0);
         assertTrue(reply[0] >= 0 && reply[0] <= 2, "reply " + reply[0]);

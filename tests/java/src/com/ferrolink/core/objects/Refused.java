@@ -1,6 +1,6 @@
 package com.ferrolink.core.objects;
 
-/** A reply of kind 2. */
+/** A reply that reports a refusal (status 2). */
 final class Refused extends RuntimeException {
     private static final long serialVersionUID = 1L;
     final int kind;

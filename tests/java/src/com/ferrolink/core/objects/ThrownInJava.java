@@ -3,12 +3,12 @@ package com.ferrolink.core.objects;
 import java.util.ArrayList;
 import java.util.List;
 
-/** A reply of kind 1. */
+/** A reply that reports a Java exception (status 1). */
 final class ThrownInJava extends RuntimeException {
     private static final long serialVersionUID = 1L;
     final transient Handle throwable;
     final String type;
-    /** Null for none. */
+    /** Null if the exception has no message. */
     final String message;
     final String report;
     final transient List<String> supertypes = new ArrayList<>();

@@ -20,7 +20,9 @@ final class ChildJvm {
     private ChildJvm() {
     }
 
-    /** What the program prints to its output; it has to end by itself and without an error. */
+    /**
+     * Runs a program and returns its standard output. The program must end by itself, without an error.
+     */
     static String run(Path directory, List<String> options, List<Path> classPath, Class<?> program)
             throws IOException, InterruptedException {
         List<String> command = new ArrayList<>();

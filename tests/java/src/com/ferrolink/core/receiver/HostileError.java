@@ -1,6 +1,6 @@
 package com.ferrolink.core.receiver;
 
-/** An error that breaks whoever looks at it. */
+/** An error whose methods throw. */
 final class HostileError extends Error {
 
     private static final long serialVersionUID = 1L;

@@ -5,7 +5,7 @@ import java.nio.ByteBuffer;
 /** Does in each call what the running test wants, with buffers. */
 public final class ScriptedBufferHandler implements BufferHandler {
 
-    /** What a test wants. */
+    /** Does what a test asks for. */
     interface Script {
         void run(ByteBuffer payload, AnswerOutput answer) throws Exception;
     }

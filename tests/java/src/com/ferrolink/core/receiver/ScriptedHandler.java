@@ -3,7 +3,7 @@ package com.ferrolink.core.receiver;
 /** Does in each call what the running test wants. */
 public final class ScriptedHandler implements CommandHandler {
 
-    /** What a test wants. */
+    /** Does what a test asks for. */
     interface Script {
         byte[] run(byte[] payload) throws Exception;
     }

@@ -5,7 +5,7 @@ import java.util.ArrayList;
 import java.util.List;
 import java.util.concurrent.Callable;
 
-/** What the probes of typed calls call: members that are easily told from one another. */
+/** Members that the probes of typed calls use. Each returns a distinct result. */
 public class Probes {
 
     public static String shared = "first";
@@ -144,7 +144,7 @@ public class Probes {
         throw new IOException("disk full", new IllegalStateException("inner", new RuntimeException()));
     }
 
-    /** What a function throws, as Java sees it. */
+    /** The exception that a function throws, as Java sees it. */
     public static String thrownBy(Runnable function) {
         try {
             function.run();
@@ -162,7 +162,7 @@ public class Probes {
         return function.call();
     }
 
-    /** Whether what a function throws is that very throwable. */
+    /** Whether a function throws exactly the given throwable. */
     public static boolean throwsSame(Runnable function, Throwable expected) {
         try {
             function.run();

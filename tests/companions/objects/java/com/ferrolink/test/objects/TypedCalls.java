@@ -8,7 +8,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 
-/** Calls typed functions of C++ through an interface, and says what came of it. */
+/** Calls typed C++ functions through an interface, and reports the results. */
 public final class TypedCalls {
 
     /** Functions of the test's process. */
