@@ -7,6 +7,7 @@
 #include <exception>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "companions/configs/Configuration.h"
 #include "companions/configs/ConfigurationSource.h"

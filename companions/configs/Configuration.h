@@ -2,6 +2,7 @@
 #define FERROLINK_COMPANIONS_CONFIGS_CONFIGURATION_H
 
 #include <algorithm>
+#include <functional>
 #include <map>
 #include <stdexcept>
 #include <string>

@@ -1,12 +1,15 @@
 #include "companions/configs/EndpointReader.h"
 
 #include <arpa/inet.h>
+#include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <system_error>
 
 #include "companions/configs/ConfigurationSource.h"
 

@@ -1,6 +1,7 @@
 #include "companions/tcp/PatientSocket.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/ioctl.h>

@@ -8,8 +8,13 @@
 #include <array>
 #include <asio/error.hpp>
 #include <asio/ssl/error.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <new>
+#include <span>
 #include <utility>
+
+#include "companions/tcp/PatientSocket.h"
 
 namespace Ferrolink::Companions::Tcp {
 namespace {

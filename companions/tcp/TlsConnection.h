@@ -5,10 +5,14 @@
 #include <openssl/ssl.h>
 
 #include <asio/ssl/stream_base.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/PatientSocket.h"
 #include "companions/tcp/TlsFiles.h"
 
 namespace Ferrolink::Companions::Tcp {

@@ -1,11 +1,13 @@
 #include "companions/tcp/TlsFiles.h"
 
+#include <openssl/bio.h>
 #include <openssl/err.h>
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <memory>
 #include <system_error>
 

@@ -61,8 +61,8 @@ using Handler = std::function<Bytes(ByteView)>;
 namespace detail {
 
 /// The call function of the C interface. No exception leaves it, so a handler may be built with any
-/// compiler's C++ library. If the thread ends inside (pthread_exit), it goes on ending; the C++
-/// runtime then binds the reference of the catch clause to null, which the undefined-behaviour
+/// compiler's C++ library. If the thread ends inside (pthread_exit), its unwinding continues. The
+/// C++ runtime then binds the reference of the catch clause to null, which the undefined-behaviour
 /// sanitizer would report.
 __attribute__((no_sanitize("null"))) inline std::int32_t CallHandler(void* context,
                                                                      const std::uint8_t* payload,

@@ -1,13 +1,20 @@
 #include "companions/tcp/client/ClientChannel.h"
 
 #include <algorithm>
+#include <exception>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
 #include <utility>
 
+#include "companions/tcp/Connection.h"
+#include "companions/tcp/Wire.h"
 #include "companions/tcp/client/ClientError.h"
+#include "companions/tcp/client/ClientSettings.h"
 #include "companions/tcp/client/CommandTime.h"
 #include "companions/tcp/client/EndpointConfiguration.h"
+#include "companions/tcp/client/Peer.h"
 #include "companions/tcp/client/ServerText.h"
 #include "companions/tcp/client/SiblingLibrary.h"
 #include "ferrolink/protocol/CommandParts.h"

@@ -9,9 +9,11 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <system_error>
 
 #include "companions/tcp/client/ConnectionPool.h"
 #include "companions/tcp/client/Dialer.h"
+#include "companions/tcp/client/Peer.h"
 #include "native/ThreadResponses.h"
 #include "native/interfaces/ITransport.h"
 

@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "companions/tcp/client/Peer.h"
+
 using Ferrolink::Companions::Tcp::Client::ClientChannel;
 using Ferrolink::Companions::Tcp::Client::kLibraryKind;
 using Ferrolink::Companions::Tcp::Client::Peer;

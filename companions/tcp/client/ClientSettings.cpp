@@ -3,6 +3,8 @@
 #include <charconv>
 #include <cstdlib>
 #include <string_view>
+#include <system_error>
+#include <utility>
 
 #include "companions/tcp/Wire.h"
 #include "companions/tcp/client/ClientError.h"

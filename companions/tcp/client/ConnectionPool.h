@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/PatientSocket.h"
 #include "companions/tcp/client/ClientSettings.h"
+#include "companions/tcp/client/Peer.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
 

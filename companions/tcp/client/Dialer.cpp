@@ -2,11 +2,16 @@
 
 #include <algorithm>
 #include <asio/ip/address.hpp>
+#include <chrono>
+#include <cstddef>
+#include <exception>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
+#include "companions/tcp/PatientSocket.h"
+#include "companions/tcp/Wire.h"
 #include "companions/tcp/client/ClientError.h"
 #include "companions/tcp/client/HostLookup.h"
 #include "companions/tcp/client/ServerText.h"

@@ -1,10 +1,12 @@
 #ifndef FERROLINK_COMPANIONS_TCP_CLIENT_DIALER_H
 #define FERROLINK_COMPANIONS_TCP_CLIENT_DIALER_H
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/PatientSocket.h"
 #include "companions/tcp/client/ClientSettings.h"
 #include "companions/tcp/client/Peer.h"
 

@@ -2,6 +2,7 @@
 
 #include <netdb.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <asio/error.hpp>
 #include <cerrno>
@@ -11,6 +12,7 @@
 #include <mutex>
 #include <system_error>
 #include <thread>
+#include <utility>
 
 namespace Ferrolink::Companions::Tcp::Client {
 namespace {

@@ -1,10 +1,13 @@
 #include "companions/tcp/client/PeerCertificate.h"
 
+#include <openssl/bio.h>
+#include <openssl/x509.h>
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
 #include <algorithm>
 #include <asio/ip/address.hpp>
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <new>

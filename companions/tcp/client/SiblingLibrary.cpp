@@ -1,5 +1,6 @@
 #include "companions/tcp/client/SiblingLibrary.h"
 
+#include <cstddef>
 #include <string_view>
 
 namespace Ferrolink::Companions::Tcp::Client {

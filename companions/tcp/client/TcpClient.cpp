@@ -2,7 +2,12 @@
 #include <memory>
 #include <utility>
 
+#include "companions/tcp/Connection.h"
+#include "companions/tcp/PatientSocket.h"
+#include "companions/tcp/client/ClientChannel.h"
 #include "companions/tcp/client/ClientLibrary.h"
+#include "companions/tcp/client/ClientSettings.h"
+#include "companions/tcp/client/Peer.h"
 #include "ferrolink/protocol/CommandParts.h"
 
 namespace Ferrolink::Companions::Tcp::Client {

@@ -6,12 +6,19 @@
 #include <asio/ip/address.hpp>
 #include <asio/ssl/error.hpp>
 #include <cstdio>
+#include <memory>
+#include <string>
 #include <system_error>
 #include <utility>
 
+#include "companions/tcp/Connection.h"
+#include "companions/tcp/PatientSocket.h"
 #include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/client/ClientChannel.h"
 #include "companions/tcp/client/ClientError.h"
 #include "companions/tcp/client/ClientLibrary.h"
+#include "companions/tcp/client/ClientSettings.h"
+#include "companions/tcp/client/Peer.h"
 #include "companions/tcp/client/PeerCertificate.h"
 #include "companions/tcp/client/TlsContexts.h"
 #include "ferrolink/protocol/CommandParts.h"

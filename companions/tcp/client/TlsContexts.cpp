@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "companions/tcp/TlsFiles.h"
 #include "companions/tcp/client/ClientError.h"
 
 namespace Ferrolink::Companions::Tcp::Client {

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/TlsFiles.h"
 #include "companions/tcp/client/ClientSettings.h"
 
 namespace Ferrolink::Companions::Tcp::Client {

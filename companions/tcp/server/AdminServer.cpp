@@ -11,7 +11,10 @@
 #include <asio/thread_pool.hpp>
 #include <asio/write.hpp>
 #include <csignal>
+#include <exception>
 #include <list>
+#include <optional>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>

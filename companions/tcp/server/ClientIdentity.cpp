@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <asio/ip/address.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>

@@ -3,8 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <asio/error.hpp>
+#include <cstdint>
+#include <span>
 #include <system_error>
 #include <utility>
+
+#include "companions/tcp/PatientSocket.h"
+#include "companions/tcp/Wire.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {

@@ -1,5 +1,7 @@
 #include "companions/tcp/server/HttpRequest.h"
 
+#include <cstddef>
+
 namespace Ferrolink::Companions::Tcp::Server {
 
 std::optional<HttpRequest> HttpRequestOf(std::string_view head) {

@@ -1,6 +1,7 @@
 #include "companions/tcp/server/JvmHeap.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <exception>
 
 #include "ferrolink/LoadedObject.h"

@@ -1,5 +1,6 @@
 #include "companions/tcp/server/Lobby.h"
 
+#include <openssl/x509.h>
 #include <poll.h>
 
 #include <algorithm>
@@ -7,14 +8,22 @@
 #include <asio/error.hpp>
 #include <asio/posix/stream_descriptor.hpp>
 #include <asio/steady_timer.hpp>
+#include <cstdint>
+#include <exception>
+#include <optional>
+#include <span>
 #include <system_error>
 #include <utility>
 #include <variant>
 
+#include "companions/tcp/Connection.h"
 #include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/Wire.h"
+#include "companions/tcp/server/AccessRules.h"
 #include "companions/tcp/server/ClientIdentity.h"
 #include "companions/tcp/server/CommandGate.h"
 #include "companions/tcp/server/Greeter.h"
+#include "companions/tcp/server/Metrics.h"
 #include "companions/tcp/server/Refusals.h"
 
 namespace Ferrolink::Companions::Tcp::Server {

@@ -12,6 +12,7 @@
 
 #include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/Guest.h"
+#include "companions/tcp/server/Metrics.h"
 #include "companions/tcp/server/ServerOptions.h"
 
 namespace Ferrolink::Companions::Tcp::Server {

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <string_view>
 #include <utility>
 
 #include "companions/configs/Printable.h"

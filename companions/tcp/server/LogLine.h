@@ -1,6 +1,7 @@
 #ifndef FERROLINK_COMPANIONS_TCP_SERVER_LOGLINE_H
 #define FERROLINK_COMPANIONS_TCP_SERVER_LOGLINE_H
 
+#include <cstddef>
 #include <string>
 
 #include "companions/tcp/server/ServerLog.h"

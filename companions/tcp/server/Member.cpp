@@ -7,6 +7,7 @@
 
 #include "ferrolink/Exchange.h"
 #include "ferrolink/Library.h"
+#include "native/interfaces/Runtime.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {

@@ -9,6 +9,7 @@
 #include "companions/tcp/server/ServerOptions.h"
 #include "ferrolink/ThreadAttachment.h"
 #include "native/interfaces/IReceiver.h"
+#include "native/interfaces/Runtime.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 

@@ -18,7 +18,7 @@ class MemoryBudget {
 
   enum class Size { Small, Large };
 
-  /// Takes bytes until they are given back; false if they are not available.
+  /// Reserves bytes until they are given back. Returns false if they are not available.
   bool Take(std::uint64_t bytes, Size size);
   void Give(std::uint64_t bytes, Size size);
 

@@ -4,10 +4,18 @@
 #include <prometheus/text_serializer.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <fstream>
 #include <limits>
 #include <memory>
+#include <optional>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "companions/tcp/server/HandlerMetrics.h"
 #include "companions/tcp/server/Metrics.h"

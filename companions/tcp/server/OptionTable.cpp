@@ -2,9 +2,13 @@
 
 #include <asio/io_context.hpp>
 #include <charconv>
+#include <chrono>
 #include <string_view>
 #include <system_error>
 #include <utility>
+
+#include "companions/tcp/server/ServerLog.h"
+#include "native/interfaces/Runtime.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {

@@ -6,6 +6,8 @@
 #include <string_view>
 
 #include "companions/tcp/server/Events.h"
+#include "companions/tcp/server/Guest.h"
+#include "companions/tcp/server/Metrics.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 

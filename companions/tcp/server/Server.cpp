@@ -9,11 +9,21 @@
 #include <algorithm>
 #include <asio/post.hpp>
 #include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <system_error>
 
+#include "companions/tcp/Connection.h"
+#include "companions/tcp/PatientSocket.h"
+#include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/server/Guest.h"
+#include "companions/tcp/server/Metrics.h"
 #include "companions/tcp/server/Refusals.h"
+#include "companions/utils/FileDescriptor.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {

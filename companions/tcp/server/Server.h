@@ -13,9 +13,12 @@
 #include <thread>
 #include <utility>
 
+#include "companions/tcp/Connection.h"
+#include "companions/tcp/PatientSocket.h"
 #include "companions/tcp/server/Crowd.h"
 #include "companions/tcp/server/Departure.h"
 #include "companions/tcp/server/Events.h"
+#include "companions/tcp/server/Guest.h"
 #include "companions/tcp/server/HangUpSignal.h"
 #include "companions/tcp/server/Lobby.h"
 #include "companions/tcp/server/Member.h"
@@ -25,6 +28,7 @@
 #include "companions/tcp/server/ServerTls.h"
 #include "companions/tcp/server/ServiceManager.h"
 #include "companions/tcp/server/Session.h"
+#include "companions/utils/FileDescriptor.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 

@@ -10,6 +10,7 @@
 
 #include "companions/configs/Configuration.h"
 #include "companions/configs/JsonDocument.h"
+#include "companions/configs/JsonNode.h"
 #include "companions/configs/Printable.h"
 #include "companions/configs/SourceFile.h"
 #include "companions/tcp/server/OptionTable.h"

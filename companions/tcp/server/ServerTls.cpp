@@ -1,6 +1,9 @@
 #include "companions/tcp/server/ServerTls.h"
 
+#include <exception>
 #include <utility>
+
+#include "companions/tcp/TlsFiles.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "companions/tcp/TlsConnection.h"
+#include "companions/tcp/TlsFiles.h"
 #include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/ServerOptions.h"
 

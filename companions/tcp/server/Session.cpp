@@ -4,11 +4,17 @@
 
 #include <algorithm>
 #include <asio/error.hpp>
+#include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <optional>
 #include <system_error>
 
+#include "companions/tcp/PatientSocket.h"
+#include "companions/tcp/Wire.h"
+#include "companions/tcp/server/AccessRules.h"
 #include "companions/tcp/server/CommandGate.h"
+#include "companions/tcp/server/Metrics.h"
 #include "companions/tcp/server/Refusals.h"
 #include "ferrolink/protocol/Replies.h"
 

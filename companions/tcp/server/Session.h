@@ -2,17 +2,22 @@
 #define FERROLINK_COMPANIONS_TCP_SERVER_SESSION_H
 
 #include <chrono>
+#include <cstdint>
 #include <span>
 #include <string>
 #include <utility>
 
 #include "companions/tcp/Connection.h"
+#include "companions/tcp/PatientSocket.h"
+#include "companions/tcp/Wire.h"
 #include "companions/tcp/server/Crowd.h"
 #include "companions/tcp/server/Departure.h"
 #include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/FrameBuffer.h"
 #include "companions/tcp/server/Guest.h"
 #include "companions/tcp/server/Member.h"
+#include "companions/tcp/server/MemoryBudget.h"
+#include "companions/tcp/server/Metrics.h"
 #include "companions/tcp/server/RunningCall.h"
 #include "companions/tcp/server/ServerOptions.h"
 

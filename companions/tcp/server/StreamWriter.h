@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <string_view>
 
 #include "companions/utils/FileDescriptor.h"

@@ -20,6 +20,8 @@
 #include "companions/tcp/server/ServerLog.h"
 #include "companions/tcp/server/ServerOptions.h"
 #include "companions/tcp/server/ServiceManager.h"
+#include "companions/utils/FileDescriptor.h"
+#include "native/interfaces/Runtime.h"
 
 namespace {
 

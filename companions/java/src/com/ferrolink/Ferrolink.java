@@ -30,8 +30,8 @@ import java.util.Objects;
  *
  * <p><b>Virtual threads:</b> a command and its answer must stay on one platform thread. Commands of
  * virtual threads therefore run on a pool, while the virtual thread waits without its carrier. The pool
- * has up to 16 threads. The system property {@code ferrolink.platformThreads} (1 to 1024) changes that; it
- * is read when the first virtual thread calls. Further commands wait for a free thread.
+ * has up to 16 threads. The system property {@code ferrolink.platformThreads} (1 to 1024) changes that;
+ * it is read when the first virtual thread calls. Further commands wait for a free thread.
  *
  * <p><b>Errors:</b> {@link FerrolinkException} if the command did not get through,
  * {@link RemoteException} if it did and failed there. A native failure takes 50 ms on purpose, and is
@@ -146,17 +146,18 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Calls a handler of the target, and puts its answer into a buffer of the caller's. Allocates nothing
-     * as long as sizes repeat, on platform threads. Throws what {@link #call(String, byte[])} throws, too.
+     * Calls a handler of the target, and puts its answer into a buffer of the caller's. On platform
+     * threads, allocates nothing as long as sizes repeat. Also throws what {@link #call(String, byte[])}
+     * throws.
      *
      * @param handler as for {@link #call(String, byte[])}
-     * @param payload the bytes to send, from its position to its limit, not null. Not changed, its position
-     *     included.
-     * @param answer takes the answer at its position, which moves behind it. Not null and not read-only.
-     *     After a failure it is as before. It may share its bytes with the payload.
+     * @param payload the bytes to send, from its position to its limit, not null. Neither its bytes nor
+     *     its position change.
+     * @param answer receives the answer at its position, which moves behind it. Not null and not
+     *     read-only. Unchanged after a failure. May share its bytes with the payload.
      * @return the number of bytes in the answer
      * @throws java.nio.ReadOnlyBufferException if {@code answer} is read-only; nothing is sent
-     * @throws AnswerTooLongException if what remains in the buffer is too short; it has the answer
+     * @throws AnswerTooLongException if the rest of the buffer is too short; the exception has the answer
      */
     public int call(String handler, ByteBuffer payload, ByteBuffer answer) {
         requireOpen();
@@ -188,10 +189,10 @@ public final class Ferrolink implements AutoCloseable {
      * <p>Over a network the command carries the time that is left. A server does not begin a command
      * whose time is over. If the caller gives up, the connection is closed.
      *
-     * <p>In this process the command runs on a thread of a pool. If the caller gives up, the handler runs
-     * on, and its answer is dropped. The pool has up to 256 threads. The system property {@code
-     * ferrolink.timedThreads} (1 to 1024) changes that; it is read when the first such command is sent. A
-     * command waits for a free thread. Virtual threads use this pool over a network, too.
+     * <p>In this process the command runs on a thread of a pool. If the caller gives up, the handler
+     * continues to run, and its answer is dropped. The pool has up to 256 threads. The system property
+     * {@code ferrolink.timedThreads} (1 to 1024) changes that; it is read when the first such command is
+     * sent. A command waits for a free thread. Virtual threads also use this pool over a network.
      *
      * @param handler as for {@link #call(String, byte[])}
      * @param payload as for {@link #call(String, byte[])}
@@ -234,21 +235,21 @@ public final class Ferrolink implements AutoCloseable {
      * double sum = cpp.as(Stats.class).sum(new double[] {1, 2});
      * }</pre>
      *
-     * <p>Parameters and results: primitives and their boxes, texts, arrays of these, to any depth, and in
-     * this process any object, which goes as a handle. So that the functions can use objects, commands
-     * from other runtimes are then answered as {@link #onCommands} says, unless a listener is registered.
-     * A listener of the program's own has to pass calls of the handler {@code objects} on to {@link
-     * Receiver#sendCommand}. Default methods run as usual, unless they have a {@link FunctionName}.
+     * <p>Parameters and results are primitives, their boxes, texts, and arrays of these in any depth. In
+     * this process they may be any object, which is passed as a handle. C++ uses objects by commands to
+     * Java; unless a listener is registered, these are then answered as {@link #onCommands} says. A
+     * listener of the program's own must pass calls of the handler {@code objects} on to {@link
+     * Receiver#sendCommand}. Default methods run in Java, unless they have a {@link FunctionName}.
      *
-     * <p>The object may be used by any number of threads at once. Its methods throw what {@link
-     * #call(String, byte[])} throws, and {@link IllegalArgumentException} if the types of arguments or
-     * of the result are not those of the function, with the parameter and the types.
+     * <p>The object is thread-safe. Its methods throw what {@link #call(String, byte[])} throws. They also
+     * throw {@link IllegalArgumentException} if the types of arguments or of the result are not those of
+     * the function; its text names the parameter and the types.
      *
      * @param functions an interface, not null
      * @param <T> the interface
      * @return the object, which belongs to the caller and needs no closing
-     * @throws IllegalArgumentException if it is no interface, or has a method with more than 255 parameters
-     *     or, for a target behind a network, one with objects
+     * @throws IllegalArgumentException if the type is no interface, or has a method with more than 255
+     *     parameters or, for a target behind a network, a method with objects
      */
     public <T> T as(Class<T> functions) {
         Objects.requireNonNull(functions, "functions");
@@ -274,8 +275,8 @@ public final class Ferrolink implements AutoCloseable {
     }
 
     /**
-     * Asks the target to load a library with handlers: an archive, a shared library, a module, whatever
-     * the runtime has.
+     * Asks the target to load a library with handlers: an archive, a shared library or a module,
+     * depending on its runtime.
      *
      * @param path the library's path on the target's machine, not empty, without zero characters. A
      *     relative path is relative to the target's working directory.

@@ -40,7 +40,8 @@ final class TimedThreads {
 
     /**
      * Runs the task and waits for its end, at most until the deadline. After that the task may still
-     * begin or go on; the caller has to tell it. Throws what the task throws, unless the time was over.
+     * begin or continue, unless the caller tells it to stop. Throws what the task throws, if it ended in
+     * time.
      * An interrupt does not end the wait; the interrupt flag is set again afterwards.
      *
      * @return false if the time was over first
