@@ -29,3 +29,8 @@ ferrolink_bench_packages=(
   pkg-config libprotobuf-dev            # peers: gRPC
   libgrpc++-dev protobuf-compiler protobuf-compiler-grpc
 )
+ferrolink_docs_packages=(
+  openjdk-17-jdk-headless               # javadoc
+  doxygen                               # the reference of the C++ headers
+  mkdocs mkdocs-material                # the guide
+)
