@@ -126,11 +126,12 @@ class MemberCache {
   }
 };
 
-/// Asks the broker. `writeOwner` writes the value that names the owner.
+/// Asks the broker. `writeOwner` writes the value that names the owner; `kind` is the key's, or has
+/// kOfClassObject added.
 template <class WriteOwner>
-std::uint32_t ResolveMember(const MemberKey& key, WriteOwner writeOwner) {
+std::uint32_t ResolveMember(const MemberKey& key, std::uint8_t kind, WriteOwner writeOwner) {
   Request request(*key.session, Operation::Resolve);
-  request.Out().AppendNumber(key.kind);
+  request.Out().AppendNumber(kind);
   Writer writer(request.Out(), Handing::Lent);
   writeOwner(writer);
   request.Out().AppendText(key.name);
@@ -146,7 +147,8 @@ inline std::uint32_t MemberOf(const Object& object, MemberKind kind, std::string
   if (const std::uint32_t* known = key.owner != 0 ? MemberCache::Find(key) : nullptr) {
     return *known;
   }
-  return ResolveMember(key, [&](Writer& writer) { writer.WriteObject(object); });
+  return ResolveMember(key, static_cast<std::uint8_t>(kind),
+                       [&](Writer& writer) { writer.WriteObject(object); });
 }
 
 /// A member of a class.
@@ -157,8 +159,11 @@ inline std::uint32_t MemberOf(Session& session, const ClassReference& type, Memb
   if (const std::uint32_t* known = MemberCache::Find(key)) {
     return *known;
   }
-  return ResolveMember(key, [&](Writer& writer) {
-    if (type.Type() != nullptr) {
+  const bool isObject = type.Type() != nullptr;
+  const auto number =
+      static_cast<std::uint8_t>(static_cast<unsigned>(kind) | (isObject ? kOfClassObject : 0U));
+  return ResolveMember(key, number, [&](Writer& writer) {
+    if (isObject) {
       writer.WriteObject(*type.Type());
     } else {
       writer.WriteText(type.Name());

@@ -61,6 +61,8 @@ enum class MemberKind : std::uint8_t {
   Field = 3,
   StaticField = 4,
 };
+/// Added to the kind: the owner is the class that is given as an object, not that object's class.
+inline constexpr std::uint8_t kOfClassObject = 0x80;
 
 /// In what form a result is wanted.
 enum class Want : std::uint8_t { Nothing = 0, Handle = 1, Value = 2 };
