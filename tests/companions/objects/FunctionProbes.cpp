@@ -108,19 +108,23 @@ PROBE(AListenerIsTheSameObjectEachTime, "1 true 0 1") {
   return Texts(before, removed, source.Call<int>("fire"), events);
 }
 
-PROBE(AProxyHasIdentityHashAndText, "true false true") {
+PROBE(AProxyHasIdentityHashAndText, "true false true true true") {
   const Object one = java.Implement("java.lang.Runnable", [] {});
   const Object other = java.Implement("java.lang.Runnable", [] {});
   const Object set = java.New("java.util.HashSet");
   set.Call("add", one);
-  return Texts(one.Equals(one), one.Equals(other), set.Call<bool>("contains", one));
+  return Texts(one.Equals(one), one.Equals(other), set.Call<bool>("contains", one),
+               one.HashCode() == java.CallStatic<int>("java.lang.System", "identityHashCode", one),
+               one.ToString().starts_with("java.lang.Runnable by C++ function "));
 }
 
-PROBE(AFunctionMayNameEqualsHashCodeAndToString, "77 seven") {
+PROBE(AFunctionMayNameEqualsHashCodeAndToString, "77 seven true false") {
   const Object object = java.Implement(
-      "java.lang.Runnable",
-      {{"run", [] {}}, {"hashCode", [] { return 77; }}, {"toString", [] { return "seven"; }}});
-  return Texts(object.HashCode(), object.ToString());
+      "java.lang.Runnable", {{"run", [] {}},
+                             {"equals", [](std::string_view other) { return other == "same"; }},
+                             {"hashCode", [] { return 77; }},
+                             {"toString", [] { return "seven"; }}});
+  return Texts(object.HashCode(), object.ToString(), object.Equals("same"), object.Equals("other"));
 }
 
 PROBE(AFunctionMakesCallsWithinACall, "6") {
@@ -175,7 +179,7 @@ PROBE(AnExceptionHasItsCauses,
   }
 }
 
-PROBE(AnExceptionInAConstructorOrFieldTypeArrives, "java.io.FileNotFoundException true") {
+PROBE(AConstructorsExceptionIsARemoteError, "java.io.FileNotFoundException true") {
   try {
     java.New("java.io.FileReader", "/no/such/file");
     return "opened";
@@ -205,9 +209,6 @@ PROBE(ACppExceptionPassesThroughJava, "true std::out_of_range: far away") {
 
 PROBE(AJavaExceptionThatPassesThroughCppIsTheSame, "true java.io.IOException") {
   const Object thrown = java.New("java.lang.IllegalStateException", "x");
-  const Object source = java.Implement("java.util.concurrent.Callable", [&]() -> Object {
-    return java.CallStatic("java.util.Objects", "requireNonNull", thrown);
-  });
   std::string passed = "nothing thrown";
   try {
     java.CallStatic(kProbes, "call", java.Implement("java.util.concurrent.Callable", [&] {
@@ -263,13 +264,14 @@ PROBE(AScopeReleasesWhatWasMadeInIt, "true true") {
   return Texts(grew, java.LiveObjects().handles <= before);
 }
 
-PROBE(LiveObjectsAreCountedByClass, "3 true") {
+PROBE(LiveObjectsAreCountedByClass, "3 true true") {
+  const Object function = java.Implement("java.lang.Runnable", [] {});
   std::vector<Object> sets;
   for (int count = 0; count < 3; ++count) {
     sets.push_back(java.New("java.util.TreeSet"));
   }
   const Statistics s = java.LiveObjects();
-  return Texts(s.handlesByClass.at("java.util.TreeSet"), s.members > 0);
+  return Texts(s.handlesByClass.at("java.util.TreeSet"), s.functions > 0, s.members > 0);
 }
 
 }  // namespace

@@ -1,9 +1,12 @@
 #include "tests/companions/objects/RealJava.h"
 
+#include <stdexcept>
+
 namespace Ferrolink::Tests {
 
 using Ferrolink::Host::Host;
 using Ferrolink::Objects::Java;
+using Ferrolink::Objects::ObjectError;
 
 CaseResult RunOnJava(const std::string& name, const std::filesystem::path& jdk,
                      const std::string& javaOptions) {
@@ -30,9 +33,24 @@ void ExpectReport(const CaseResult& result, const std::vector<std::string>& repo
   EXPECT_THAT(result.report, testing::ElementsAreArray(report)) << result.err;
 }
 
+namespace {
+
+// A broker that remembers this finds nothing later.
+void RequireMissing(Host& host, const std::string& className) {
+  try {
+    Java(host).FindClass(className);
+  } catch (const ObjectError&) {
+    return;
+  }
+  throw std::logic_error(className + " was found before its archive was added.");
+}
+
+}  // namespace
+
 Host& TheHost() {
   static auto& host = *[] {
     auto* made = new Host({CaseNativeDirectory(), ""});
+    RequireMissing(*made, TestClass("Probes"));
     made->LoadLibrary(OBJECT_CLASSES_JAR);
     return made;
   }();

@@ -1,8 +1,11 @@
 // Values, texts, arrays and iteration.
+#include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <limits>
 #include <numeric>
+#include <stdexcept>
 
 #include "tests/companions/objects/Probe.h"
 
@@ -21,12 +24,10 @@ T Through(const Java& java, const T& value) {
 
 template <class T>
 bool Returns(const Java& java, std::initializer_list<T> values) {
-  for (const T value : values) {
-    if (Through(java, value) != value) {
-      return false;
-    }
-  }
-  return true;
+  return std::all_of(values.begin(), values.end(), [&](const T value) {
+    const T back = Through(java, value);
+    return std::memcmp(&back, &value, sizeof(T)) == 0;  // -0.0 equals 0.0
+  });
 }
 
 PROBE(EachPrimitiveComesBackAsItWent, "true true true true true true true true") {
@@ -155,7 +156,7 @@ Object Numbers(const Java& java, int count) {
   return list;
 }
 
-PROBE(AListIsIteratedInChunks, "45 45 45 0") {
+PROBE(AListIsIteratedInChunks, "45 45 45 0 4 4 4 4 8 8 8 8 10 10") {
   const Object list = Numbers(java, 10);
   const auto sum = [&](std::size_t chunk) {
     int total = 0;
@@ -168,7 +169,16 @@ PROBE(AListIsIteratedInChunks, "45 45 45 0") {
   for (Object element : java.New("java.util.ArrayList").Iterate()) {
     none += element.As<int>();
   }
-  return Texts(sum(1), sum(3), sum(1024), none);
+  int taken = 0;
+  const Object counted = java.Implement(
+      "java.util.Iterator",
+      {{"hasNext", [&] { return taken < 10; }},
+       {"next", [&] { return taken < 10 ? ++taken : throw std::out_of_range("no more"); }}});
+  std::string takenAtEach;
+  for ([[maybe_unused]] const int element : counted.Iterate<int>(4)) {
+    takenAtEach += " " + std::to_string(taken);
+  }
+  return Texts(sum(1), sum(3), sum(1024), none) + takenAtEach;
 }
 
 PROBE(ElementsAreReadAsValues, "45 abc") {
@@ -210,18 +220,33 @@ PROBE(MapsArraysStreamsAndIteratorsAreIterated, "k=v 3 6 2") {
   return Texts(entries, ofArray, ofStream, ofIterator);
 }
 
-PROBE(AnIteratorsExceptionComesAfterItsElements, "true java.util.ConcurrentModificationException") {
-  const Object list = Numbers(java, 4);
-  int seen = 0;
-  try {
-    for (Object element : list.Iterate(1)) {
-      ++seen;
-      list.Call("add", 9);
+PROBE(
+    AnIteratorsExceptionComesAfterItsElements,
+    "1 java.util.ConcurrentModificationException 3 com.ferrolink.core.objects.FunctionException") {
+  const auto ending = [](const Object& iterable, std::size_t chunk, const auto& onElement) {
+    int sum = 0;
+    try {
+      for (const int element : iterable.Iterate<int>(chunk)) {
+        sum += element;
+        onElement();
+      }
+    } catch (const JavaException& error) {
+      return Texts(sum, error.ClassName());
     }
-  } catch (const JavaException& error) {
-    return Texts(seen == 1, error.ClassName());
-  }
-  return "none";
+    return Texts(sum, "without exception");
+  };
+  const Object list = java.New("java.util.ArrayList");
+  list.Call("add", 1);
+  int taken = 0;
+  const auto next = [&] {
+    if (++taken == 3) {
+      throw std::out_of_range("third");
+    }
+    return taken;
+  };
+  const Object failing = java.Implement("java.util.Iterator",
+                                        {{"hasNext", [&] { return taken < 5; }}, {"next", next}});
+  return ending(list, 1, [&] { list.Call("add", 2); }) + " " + ending(failing, 10, [] {});
 }
 
 PROBE(AListIsAVector, "3 2 a") {

@@ -192,12 +192,13 @@ class MemberCache {
   }
 };
 
-/// Looks a member up by a command and caches its number. `writeOwner` encodes the owner. Errors:
-/// those of Request::Send.
+/// Looks a member up by a command and caches its number. `writeOwner` encodes the owner. `kind` is
+/// that of the key, with kOfClassObject added for a class that is given as an object. Errors: those
+/// of Request::Send.
 template <class WriteOwner>
-std::uint32_t ResolveMember(const MemberKey& key, WriteOwner writeOwner) {
+std::uint32_t ResolveMember(const MemberKey& key, std::uint8_t kind, WriteOwner writeOwner) {
   Request request(*key.session, Operation::Resolve);
-  request.Out().AppendNumber(key.kind);
+  request.Out().AppendNumber(kind);
   Writer writer(request.Out(), Handing::Lent);
   writeOwner(writer);
   request.Out().AppendText(key.name);
@@ -214,7 +215,8 @@ inline std::uint32_t MemberOf(const Object& object, MemberKind kind, std::string
   if (const std::uint32_t* known = key.owner != 0 ? MemberCache::Find(key) : nullptr) {
     return *known;
   }
-  return ResolveMember(key, [&](Writer& writer) { writer.WriteObject(object); });
+  return ResolveMember(key, static_cast<std::uint8_t>(kind),
+                       [&](Writer& writer) { writer.WriteObject(object); });
 }
 
 /// The number of a static member or a constructor of a class; with MemberKind::Method, of a method
@@ -226,8 +228,11 @@ inline std::uint32_t MemberOf(Session& session, const ClassReference& type, Memb
   if (const std::uint32_t* known = MemberCache::Find(key)) {
     return *known;
   }
-  return ResolveMember(key, [&](Writer& writer) {
-    if (type.Type() != nullptr) {
+  const bool isObject = type.Type() != nullptr;
+  const auto number =
+      static_cast<std::uint8_t>(static_cast<unsigned>(kind) | (isObject ? kOfClassObject : 0U));
+  return ResolveMember(key, number, [&](Writer& writer) {
+    if (isObject) {
       writer.WriteObject(*type.Type());
     } else {
       writer.WriteText(type.Name());

@@ -107,6 +107,8 @@ enum class MemberKind : std::uint8_t {
   Field = 3,
   StaticField = 4,
 };
+/// Added to the kind: the owner is the class that is given as an object, not that object's class.
+inline constexpr std::uint8_t kOfClassObject = 0x80;
 
 /// The form in which a value is requested. Nothing: discard it. Handle: everything but null as an
 /// object. Value: by value if possible, else as an object.

@@ -27,6 +27,9 @@ final class Operations {
     static final int DUPLICATE = 18;
     static final int CAUSE = 19;
 
+    /** Added to the kind of a member: the owner is the class that is given as an object. */
+    private static final int OF_CLASS_OBJECT = 0x80;
+
     private static final int TEST_EQUALS = 1;
     private static final int TEST_INSTANCE = 2;
 
@@ -102,12 +105,12 @@ final class Operations {
 
     private Object resolve(ValueReader in, ValueWriter out) {
         int number = in.wire().u8();
-        MemberKind kind = MemberKind.of(number);
+        MemberKind kind = MemberKind.of(number & ~OF_CLASS_OBJECT);
         if (kind == null) {
             throw in.wire().malformed(1, "there is no kind of member " + number + '.');
         }
-        Class<?> type = kind.hasSelf() && in.wire().peek() != Tag.TEXT
-                ? required(in.value()).getClass() : classNamed(in);
+        boolean isClass = !kind.hasSelf() || number >= OF_CLASS_OBJECT || in.wire().peek() == Tag.TEXT;
+        Class<?> type = isClass ? classNamed(in) : required(in.value()).getClass();
         String name = in.wire().text();
         in.wire().requireEnd();
         out.wire().i32(members.numberOf(kind, type, name));

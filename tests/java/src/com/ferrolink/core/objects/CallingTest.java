@@ -274,6 +274,18 @@ final class CallingTest {
     }
 
     @Test
+    @DisplayName("finds members of the class that an object stands for, and of java.lang.Class")
+    void classObjects() {
+        Handle type = client.callStaticForObject("java.lang.Class", "forName", "java.util.List");
+        int ofClass = 0x80;
+        assertEquals(client.resolve(0, "java.util.List", "size"), client.resolve(ofClass, type, "size"));
+        assertEquals(client.resolve(0, "java.lang.Class", "getName"), client.resolve(0, type, "getName"));
+        assertEquals("A class is named by a text or is an object of java.lang.Class, not java.util.ArrayList.",
+                refusal(5, () -> client.resolve(ofClass, client.make("java.util.ArrayList"), "size")));
+        refusal(1, () -> client.resolve(ofClass + 5, type, "size"));
+    }
+
+    @Test
     @DisplayName("compares objects and asks what they are instances of")
     void tests() {
         Handle text = client.make("java.lang.String", "x");
