@@ -1,16 +1,13 @@
 #include "companions/tcp/server/Server.h"
 
-#include <fcntl.h>
-#include <malloc.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <asio/post.hpp>
-#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <exception>
@@ -28,13 +25,7 @@
 namespace Ferrolink::Companions::Tcp::Server {
 namespace {
 
-// The pause after a failure to accept, which may last: no memory, no descriptors.
-constexpr std::chrono::milliseconds kPause{100};
-// The connections accepted before others get their turn.
-constexpr int kAcceptsATurn = 64;
-
 constexpr std::chrono::seconds kFileCheck{1};
-constexpr std::chrono::seconds kTrim{1};
 
 // The time for cut connections to notice it.
 constexpr std::chrono::seconds kAfterCut{1};
@@ -52,15 +43,6 @@ std::size_t MostOpen(const ServerOptions& options) {
   return std::min(5 * options.mostConnections + 1024, all - forOthers);
 }
 
-bool LacksRoom(int error) {
-  return error == EMFILE || error == ENFILE || error == ENOBUFS || error == ENOMEM;
-}
-
-// Whether the error concerns one lost connection only.
-bool IsPassing(int error) {
-  return error == EINTR || error == ECONNABORTED || error == EPROTO || error == EPERM;
-}
-
 }  // namespace
 
 Server::Server(const ServerOptions& options, const Member& member, Operations operations,
@@ -69,54 +51,33 @@ Server::Server(const ServerOptions& options, const Member& member, Operations op
       m_operations(operations),
       m_crowd(options.mostConnections),
       m_surroundings{options, member, operations.memory, m_departure, m_crowd, operations.events},
-      m_mostOpen(MostOpen(options)),
       m_tls(options, operations.events),
-      m_acceptor(m_context),
+      m_listener(m_context, MostOpen(options), operations.events,
+                 {[this] { return m_lobby.size() + m_sessions.size(); },
+                  [this] { return m_lobby.DropOldest(); },
+                  [this](FileDescriptor socket, const asio::ip::tcp::endpoint& client) {
+                    Welcome(std::move(socket), client);
+                  }}),
       m_signals(m_context, SIGTERM, SIGINT),
       m_hangUp(m_context, [this] { Reload(); }),
-      m_pause(m_context),
       m_fileCheck(m_context),
       m_trim(m_context),
       m_grace(m_context),
       m_lobby(m_context, options, operations.events,
               [this](Guest guest) { Call(std::move(guest)); }) {
   if (listener.Owns()) {
-    Adopt(listener);
+    m_listener.Adopt(listener);
   } else {
-    Listen();
+    m_listener.Listen(options.listen);
   }
-  m_acceptor.native_non_blocking(true);
-}
-
-void Server::Listen() {
-  m_acceptor.open(m_options.listen.protocol());
-  CloseOnExec(m_acceptor.native_handle());
-  m_acceptor.set_option(asio::socket_base::reuse_address(true));
-  asio::error_code error;
-  m_acceptor.bind(m_options.listen, error);
-  if (error) {
-    throw std::system_error(error, "Cannot listen on " + NameOf(m_options.listen));
-  }
-  m_acceptor.listen();
-}
-
-// Uses the socket that a service manager has bound.
-void Server::Adopt(const FileDescriptor& listener) {
-  sockaddr_storage address{};
-  socklen_t size = sizeof address;
-  if (getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    throw std::system_error(errno, std::system_category(), "Cannot use the socket that listens");
-  }
-  const auto protocol = address.ss_family == AF_INET6 ? asio::ip::tcp::v6() : asio::ip::tcp::v4();
-  m_acceptor.assign(protocol, fcntl(listener.get(), F_DUPFD_CLOEXEC, 0));
 }
 
 std::string Server::Address() const {
-  return NameOf(m_acceptor.local_endpoint());
+  return NameOf(m_listener.Address());
 }
 
 bool Server::IsReachableFromOutside() const {
-  return !m_acceptor.local_endpoint().address().is_loopback();
+  return !m_listener.Address().address().is_loopback();
 }
 
 void Server::Run() {
@@ -126,7 +87,7 @@ void Server::Run() {
     }
   });
   WatchFiles();
-  Accept();
+  m_listener.Start();
   m_operations.readiness.BecomeReady();
   m_operations.manager.NotifyReady();
   m_context.run();
@@ -158,46 +119,7 @@ void Server::WatchFiles() {
   });
 }
 
-void Server::Accept() {
-  if (!m_acceptor.is_open()) {
-    return;
-  }
-  m_acceptor.async_wait(asio::socket_base::wait_read, [this](const asio::error_code& error) {
-    if (error == asio::error::operation_aborted || !m_acceptor.is_open()) {
-      return;
-    }
-    if (AcceptSome()) {
-      Accept();
-      return;
-    }
-    m_pause.expires_after(kPause);
-    m_pause.async_wait([this](const asio::error_code&) { Accept(); });
-  });
-}
-
-// Accepts waiting connections. False after an error that pauses accepting.
-bool Server::AcceptSome() {
-  for (int turn = 0; turn < kAcceptsATurn; ++turn) {
-    asio::ip::tcp::endpoint client;
-    auto size = static_cast<socklen_t>(client.capacity());
-    FileDescriptor socket(
-        ::accept4(m_acceptor.native_handle(), client.data(), &size, SOCK_CLOEXEC));
-    if (socket.Owns()) {
-      client.resize(size);
-      Welcome(std::move(socket), client);
-    } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      return true;
-    } else if (!IsPassing(errno) && !(LacksRoom(errno) && m_lobby.DropOldest())) {
-      m_operations.events.CannotAccept(std::system_category().message(errno));
-      return false;
-    }
-  }
-  return true;
-}
-
 void Server::Welcome(FileDescriptor socket, const asio::ip::tcp::endpoint& client) {
-  while (m_lobby.size() + m_sessions.size() >= m_mostOpen && m_lobby.DropOldest()) {
-  }
   Guest guest{nullptr, NameOf(client), client.address().to_string()};
   try {
     PatientSocket patient(std::move(socket));
@@ -289,17 +211,10 @@ void Server::GoOn(Guest guest, Session::End end) {
 
 // Returns freed memory of large frames from the C library to the system.
 void Server::GiveMemoryBack() {
-  if (m_trimIsDue || m_departure.HasBegun() || !m_operations.memory.HasGivenBack()) {
+  if (m_trim.IsDue() || m_departure.HasBegun() || !m_operations.memory.HasGivenBack()) {
     return;
   }
-  m_trimIsDue = true;
-  m_trim.expires_after(kTrim);
-  m_trim.async_wait([this](const asio::error_code& error) {
-    m_trimIsDue = false;
-    if (!error) {
-      malloc_trim(0);
-    }
-  });
+  m_trim.Schedule();
 }
 
 // First /readyz fails, while commands are still served. The signal handlers are removed, so a
@@ -322,10 +237,9 @@ void Server::Drain() {
 
 void Server::End() {
   m_hangUp.Ignore();
-  m_pause.cancel();
   m_fileCheck.cancel();
-  m_trim.cancel();
-  m_acceptor.close();
+  m_trim.Cancel();
+  m_listener.Close();
   m_departure.Begin();
   m_lobby.GoAway(Refusals::kGoingAway);
   if (m_sessions.empty()) {

@@ -6,7 +6,6 @@
 #include <asio/ip/tcp.hpp>
 #include <asio/signal_set.hpp>
 #include <asio/steady_timer.hpp>
-#include <cstddef>
 #include <list>
 #include <memory>
 #include <string>
@@ -20,9 +19,11 @@
 #include "companions/tcp/server/Events.h"
 #include "companions/tcp/server/Guest.h"
 #include "companions/tcp/server/HangUpSignal.h"
+#include "companions/tcp/server/Listener.h"
 #include "companions/tcp/server/Lobby.h"
 #include "companions/tcp/server/Member.h"
 #include "companions/tcp/server/MemoryBudget.h"
+#include "companions/tcp/server/MemoryTrim.h"
 #include "companions/tcp/server/Readiness.h"
 #include "companions/tcp/server/ServerOptions.h"
 #include "companions/tcp/server/ServerTls.h"
@@ -75,13 +76,9 @@ class Server {
   };
   using Sessions = std::list<Running>;
 
-  void Listen();
-  void Adopt(const FileDescriptor& listener);
   void Reload();
   void WatchFiles();
 
-  void Accept();
-  bool AcceptSome();
   void Welcome(FileDescriptor socket, const asio::ip::tcp::endpoint& client);
   std::unique_ptr<Connection> ConnectionOf(PatientSocket socket) const;
 
@@ -100,18 +97,15 @@ class Server {
   Departure m_departure;
   Crowd m_crowd;
   const Surroundings m_surroundings;
-  const std::size_t m_mostOpen;
   ServerTls m_tls;
 
   asio::io_context m_context;
-  asio::ip::tcp::acceptor m_acceptor;
+  Listener m_listener;
   asio::signal_set m_signals;
   HangUpSignal m_hangUp;
-  asio::steady_timer m_pause;
   asio::steady_timer m_fileCheck;
-  asio::steady_timer m_trim;
+  MemoryTrim m_trim;
   asio::steady_timer m_grace;
-  bool m_trimIsDue = false;
   Sessions m_sessions;
   Lobby m_lobby;
 };

@@ -19,8 +19,28 @@
 
 namespace Ferrolink::Companions::Tcp::Server {
 
+/// The time limits of connections and of the shutdown.
+struct TimeOptions {
+  std::chrono::milliseconds greetingTimeout{10'000};
+  std::chrono::milliseconds idleTimeout{600'000};   ///< between commands; 0 is none
+  std::chrono::milliseconds readTimeout{30'000};    ///< without a byte of a command that has begun
+  std::chrono::milliseconds writeTimeout{30'000};   ///< without a byte of an answer that is taken
+  std::chrono::milliseconds drain{0};               ///< from the signal to the first refusal
+  std::chrono::milliseconds shutdownGrace{30'000};  ///< from then on, for commands that run
+};
+
+/// The files for TLS.
+struct TlsOptions {
+  std::string certificate;  ///< with it the server speaks TLS
+  std::string key;
+  std::string clientAuthorities;  ///< with it clients need a certificate
+  std::string revocationList;
+
+  [[nodiscard]] bool UsesTls() const { return !certificate.empty(); }
+};
+
 /// The options of command line and configuration file; docs/server.md and --help list them.
-struct ServerOptions {
+struct ServerOptions : TimeOptions, TlsOptions {
   Native::Definitions::Runtime runtime = Native::Definitions::Runtime::Cpp;
   std::vector<std::string> plugIns;
   bool allowLoadLibrary = false;
@@ -33,18 +53,6 @@ struct ServerOptions {
   std::uint64_t memoryLimit = 1U << 30U;  ///< of the buffers of all connections together
   std::size_t mostConnections = 256;
 
-  std::chrono::milliseconds greetingTimeout{10'000};
-  std::chrono::milliseconds idleTimeout{600'000};   ///< between commands; 0 is none
-  std::chrono::milliseconds readTimeout{30'000};    ///< without a byte of a command that has begun
-  std::chrono::milliseconds writeTimeout{30'000};   ///< without a byte of an answer that is taken
-  std::chrono::milliseconds drain{0};               ///< from the signal to the first refusal
-  std::chrono::milliseconds shutdownGrace{30'000};  ///< from then on, for commands that run
-
-  std::string certificate;  ///< with it the server speaks TLS
-  std::string key;
-  std::string clientAuthorities;  ///< with it clients need a certificate
-  std::string revocationList;
-
   LogFormat logFormat = LogFormat::Text;
   bool accessLog = false;
 
@@ -54,7 +62,6 @@ struct ServerOptions {
   bool help = false;
   bool version = false;
 
-  [[nodiscard]] bool UsesTls() const { return !certificate.empty(); }
   [[nodiscard]] const char* RuntimeName() const {
     return runtime == Native::Definitions::Runtime::Jvm ? "jvm" : "cpp";
   }

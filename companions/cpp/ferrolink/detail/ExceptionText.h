@@ -22,6 +22,9 @@ inline constexpr std::size_t kLongestMessage = 65536;
 
 /// The class name as in C++ source. The wrapper class of std::throw_with_nested is left out. `type`
 /// is null for an exception of another language. Errors: std::bad_alloc.
+/// @code
+/// ClassName(&typeid(error));  // "std::out_of_range"
+/// @endcode
 inline std::string ClassName(const std::type_info* type) {
   if (type == nullptr) {
     return "Exception of another language";

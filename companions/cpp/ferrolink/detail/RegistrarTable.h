@@ -14,6 +14,10 @@ namespace Ferrolink::Cpp::detail {
 /// Opens the C++ member and returns its table of functions, which lives until the process ends.
 /// Finds the library as Host::FindLibrary does; `directory` may be empty. Thread-safe. Errors:
 /// InstallationError if the library is missing, or older than this program's cpp_runtime.h.
+/// @code
+/// const ferrolink_registrar* table = OpenRegistrar({});
+/// table->unregister_handler("reverse", 7);
+/// @endcode
 inline const ferrolink_registrar* OpenRegistrar(const std::filesystem::path& directory) {
   const std::filesystem::path library = Host::FindLibrary(directory, Host::kCppLibrary);
   using GetRegistrar = std::remove_pointer_t<ferrolink_get_registrar_function>;

@@ -27,6 +27,10 @@ namespace Ferrolink::Cpp::detail {
 namespace Typed = Objects::detail;
 
 /// A function with typed parameters. Functions from bytes to bytes are ordinary handlers.
+/// @code
+/// static_assert(IsTyped<int (*)(std::string)>);
+/// static_assert(!IsTyped<Host::Bytes (*)(std::span<const std::uint8_t>)>);
+/// @endcode
 template <class F>
 concept IsTyped = Typed::IsCallable<F> &&
     !std::is_constructible_v<std::function<Host::Bytes(std::span<const std::uint8_t>)>, F>;
@@ -34,6 +38,7 @@ concept IsTyped = Typed::IsCallable<F> &&
 /// The session through which C++ functions use the Java objects that they receive: a session of the
 /// program, if there is one, else a session through the transmitter of the C++ member. Errors:
 /// InstallationError.
+/// The session lives until the process ends. Thread-safe.
 inline Typed::Session& SessionOfThisProcess() {
   if (Typed::Session* known = Typed::AnySession()) {
     return *known;

@@ -62,6 +62,9 @@ struct JvmLibrary {
 
 /// Finds the JVM library that a loaded object is or depends on. `object` is a name in the loader's
 /// list. The result is empty if there is none. Loads nothing. Thread-safe.
+/// @code
+/// const std::filesystem::path file = JvmLibraryOf("/opt/app/libplugin.so").file;
+/// @endcode
 inline JvmLibrary JvmLibraryOf(const std::string& object) {
   using GetCreated = std::int32_t(JavaVm**, std::int32_t, std::int32_t*);
   const LoadedObject opened(object);

@@ -63,6 +63,9 @@ inline std::optional<ErrorCode> ErrorCodeOf(std::string_view text) {
 
 /// Whether the text proves that the command was not executed. False for texts without a known
 /// prefix and code.
+/// @code
+/// SaysNotExecuted("JVM Launcher: Exception code 1");  // true: it may be sent again
+/// @endcode
 inline bool SaysNotExecuted(std::string_view text) {
   const std::optional<ErrorCode> found = ErrorCodeOf(text);
   return found && std::any_of(kNotExecuted.begin(), kNotExecuted.end(), [&](const auto& codes) {

@@ -54,6 +54,10 @@ R ReadResult(Reader& reply) {
 /// Calls a method or constructor. `member` is its number from MemberOf. `self` is the number of the
 /// object's handle, or 0 for static methods and constructors, or kReceiverIsValue. Errors: those of
 /// Request::Send and ReadResult.
+/// @code
+/// const std::uint32_t member = MemberOf(list, MemberKind::Method, "size");
+/// const int size = Invoke<int>(session, member, ObjectAccess::Number(list));
+/// @endcode
 template <class R, class... Arguments>
 R Invoke(Session& session, std::uint32_t member, std::uint64_t self,
          const Arguments&... arguments) {
@@ -118,6 +122,11 @@ inline Object IteratorOf(const Object& object) {
 /// Fetches at most `most` elements of a Java Iterator and calls `onElement` with a Reader for each.
 /// Returns false if they were the last ones. If `onElement` throws, the handles in the remaining
 /// elements are released.
+/// @code
+/// const Object iterator = IteratorOf(list);
+/// while (FetchChunk(iterator, Want::Value, 1024, onElement)) {
+/// }
+/// @endcode
 template <class OnElement>
 bool FetchChunk(const Object& iterator, Want want, std::size_t most, OnElement onElement) {
   Request request(ObjectAccess::SessionOf(iterator), Operation::Fetch);

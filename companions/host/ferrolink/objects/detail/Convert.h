@@ -97,6 +97,9 @@ constexpr std::string_view PrimitiveName() {
 
 /// Converts an integer to T. `value` is the reader before the value, for the text of the error.
 /// Errors: ConversionError if T cannot represent the number.
+/// @code
+/// FitInteger<std::int8_t>(value, 300);  // throws: 300 does not fit a C++ byte
+/// @endcode
 template <class T, class Number>
 T FitInteger(const Reader& value, Number number) {
   if (!std::in_range<T>(number)) {

@@ -83,6 +83,7 @@ class FunctionTable {
 
   /// Subtracts sendings that Java has returned. Frees the body after the last one. A no-op for
   /// unknown identifiers.
+  /// The body is destroyed after the lock is released.
   void GiveBack(std::uint64_t id, std::uint32_t sendings) {
     std::shared_ptr<FunctionBody> freed;
     const std::lock_guard<std::mutex> lock(m_mutex);

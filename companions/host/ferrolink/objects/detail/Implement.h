@@ -17,6 +17,11 @@ namespace Ferrolink::Objects::detail {
 /// Asks Java for a proxy of `interface` that calls the functions of `body`. Returns the existing
 /// proxy if Java still has one for the same body and interface. Errors: those of Request::Send and
 /// of FunctionHandler::NameIn. If the command fails, its sending of `body` is cancelled.
+/// @code
+/// const auto body = std::make_shared<FunctionBody>();
+/// body->Add("", MakeCallable([] { std::puts("run"); }));
+/// const Object runnable = ImplementInterface(session, "java.lang.Runnable", body);
+/// @endcode
 inline Object ImplementInterface(Session& session, std::string_view interface,
                                  const std::shared_ptr<FunctionBody>& body) {
   const std::string& handler = FunctionHandler::NameIn(session);
