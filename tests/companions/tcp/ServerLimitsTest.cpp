@@ -258,6 +258,7 @@ TEST(TcpServerLimits, WakesNoOtherThreadForACommand) {
 
 TEST(TcpServerLimits, AnswersCommandsThatComeWhileItEnds) {
   const WaitingCall waiting;
+  const std::string late = LargeCommand(2);  // made here: the server waits a second for it
   ServerProcess server;
   RawSocket idle = server.GreetedClient();
   RawSocket warm = server.GreetedClient();
@@ -268,7 +269,7 @@ TEST(TcpServerLimits, AnswersCommandsThatComeWhileItEnds) {
   server.Signal(SIGTERM);
   // Each of them gets its answer before its command.
   EXPECT_EQ(idle.Receive(16), FrameHeader(static_cast<std::uint32_t>(kGoingAway.size()), 1, 4));
-  idle.Send(LargeCommand(2));
+  idle.Send(late);
   EXPECT_EQ(idle.ReceiveAll(), kGoingAway);
   EXPECT_EQ(warm.ReceiveAll(), Frame(kGoingAway, 2, kNotBegunFinally));
   waiting.Release("answered");
