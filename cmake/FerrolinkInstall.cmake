@@ -22,12 +22,9 @@ install(DIRECTORY native/interfaces DESTINATION include/ferrolink/native FILES_M
 set(_package lib/cmake/Ferrolink)
 install(TARGETS FerrolinkProtocol FerrolinkHost FerrolinkCppHost EXPORT FerrolinkTargets)
 install(EXPORT FerrolinkTargets NAMESPACE Ferrolink:: DESTINATION ${_package})
-file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfig.cmake" [=[
-include(CMakeFindDependencyMacro)
-find_dependency(Threads)
-include("${CMAKE_CURRENT_LIST_DIR}/FerrolinkTargets.cmake")
-get_filename_component(FERROLINK_HOME "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
-]=])
+set(FERROLINK_TREE_DIR .)
+configure_package_config_file(cmake/FerrolinkConfig.cmake.in FerrolinkConfig.cmake
+  INSTALL_DESTINATION ${_package} PATH_VARS FERROLINK_TREE_DIR)
 write_basic_package_version_file("${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfigVersion.cmake"
   COMPATIBILITY SameMinorVersion)
 install(FILES "${CMAKE_CURRENT_BINARY_DIR}/FerrolinkConfig.cmake"

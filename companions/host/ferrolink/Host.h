@@ -40,8 +40,7 @@ namespace Ferrolink::Host {
 ///     Ferrolink::Host::Host host({.libraryDirectory =
 ///     "/opt/ferrolink/Binaries/Native/Linux/X64"});
 struct Options {
-  /// The directory of the native library. If empty: the copy that the process has open, else the
-  /// installation that FERROLINK_HOME names, else around the executable.
+  /// The directory of the native library. If empty, FindLibrary looks for it.
   std::filesystem::path libraryDirectory;
   /// The path of a configuration file, or JSON text. If empty: the defaults.
   std::string configuration;
