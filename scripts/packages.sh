@@ -29,3 +29,11 @@ ferrolink_bench_packages=(
   pkg-config libprotobuf-dev            # peers: gRPC
   libgrpc++-dev protobuf-compiler protobuf-compiler-grpc
 )
+ferrolink_package_packages=(
+  dpkg-dev file                         # library dependencies of the packages
+  help2man                              # pages of the manual
+  lintian devscripts                    # check the packages; hardening-check
+)
+ferrolink_package_test_packages=(
+  mmdebstrap                            # a bare Debian, scripts/test-packages
+)
