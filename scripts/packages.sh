@@ -34,3 +34,11 @@ ferrolink_docs_packages=(
   doxygen                               # the reference of the C++ headers
   mkdocs mkdocs-material                # the guide
 )
+ferrolink_package_packages=(
+  dpkg-dev file                         # library dependencies of the packages
+  help2man                              # pages of the manual
+  lintian devscripts                    # check the packages; hardening-check
+)
+ferrolink_package_test_packages=(
+  mmdebstrap                            # a bare Debian, scripts/test-packages
+)

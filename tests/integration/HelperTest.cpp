@@ -125,6 +125,19 @@ TEST(Helper, TakesAnEmptyHomeForNone) {
   ExpectOnEveryJdk("emptyHome", {"around the executable"});
 }
 
+PROCESS_CASE(searchTheSystem) {
+  unsetenv("FERROLINK_HOME");
+  const std::string text =
+      ThrownBy([] { Ferrolink::Host::FindLibrary({}, "libNobodyHasThis.so"); });
+  Report(text.substr(text.find("\n  /usr/lib/ferrolink")));
+}
+
+TEST(Helper, LooksInTheInstallationsOfTheSystemLast) {
+  ExpectOnEveryJdk("searchTheSystem",
+                   {std::string("\n  /usr/lib/ferrolink/") + kNative + "/libNobodyHasThis.so" +
+                    "\n  /usr/local/lib/ferrolink/" + kNative + "/libNobodyHasThis.so"});
+}
+
 PROCESS_CASE(openThroughLinks) {
   fs::create_directory_symlink(".", CaseRoot() / "link");
   Host host({CaseRoot() / "link" / kNative, ""});

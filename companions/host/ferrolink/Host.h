@@ -42,9 +42,7 @@ namespace Ferrolink::Host {
 ///                             .configuration = "/etc/ferrolink.json"});
 /// @endcode
 struct Options {
-  /// The directory of the native library. If it is empty, the library is searched: first the copy
-  /// that the process has open, then the installation that FERROLINK_HOME names, then the directory
-  /// of the executable and those above it.
+  /// The directory of the native library. If empty, FindLibrary looks for it.
   std::filesystem::path libraryDirectory;
   /// The path of a configuration file, or JSON text. If it is empty, nothing is changed: without
   /// any configuration the defaults apply. It applies to the whole process and replaces an earlier

@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 
+#include <array>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -27,6 +28,10 @@ inline constexpr const char* kCppLibrary = "libFerrolinkCppRuntimeNative.so";  /
 /// The directory of all native libraries, below the root of the installation.
 inline constexpr const char* kNativeDirectory = "Binaries/Native/Linux/X64";
 
+/// The roots of installations for all users, in the order of the search. Java has the same.
+inline constexpr std::array<const char*, 2> kSystemInstallations{"/usr/lib/ferrolink",
+                                                                 "/usr/local/lib/ferrolink"};
+
 namespace detail {
 
 /// The file of a library that the process has open already; empty if it has not.
@@ -43,7 +48,9 @@ inline std::filesystem::path LoadedLibrary(const std::string& name) {
 /// - `directory`, if it is given;
 /// - the copy that the process has open already: a second copy would be a separate runtime;
 /// - the installation that FERROLINK_HOME names;
-/// - the executable's directory and those above it.
+/// - the executable's directory and those above it, then the installation that the program was
+/// built
+///   against (the CMake package defines FERROLINK_INSTALLATION), then those of the system.
 inline std::vector<std::filesystem::path> Candidates(const std::filesystem::path& directory,
                                                      const std::string& name) {
   if (!directory.empty()) {
@@ -66,6 +73,12 @@ inline std::vector<std::filesystem::path> Candidates(const std::filesystem::path
       break;
     }
   }
+#ifdef FERROLINK_INSTALLATION
+  paths.push_back(std::filesystem::path(FERROLINK_INSTALLATION) / kNativeDirectory / name);
+#endif
+  for (const char* root : kSystemInstallations) {
+    paths.push_back(std::filesystem::path(root) / kNativeDirectory / name);
+  }
   return paths;
 }
 
@@ -76,8 +89,9 @@ inline std::vector<std::filesystem::path> Candidates(const std::filesystem::path
 /// const std::filesystem::path library = FindLibrary({}, kCppLibrary);
 /// @endcode
 /// Looks in `directory`; or, if that is empty, the copy that the process has open, else
-/// in the installation that FERROLINK_HOME names, else around the executable. The path is absolute:
-/// the library looks for its companions beside it later, perhaps from another current directory.
+/// in the installation that FERROLINK_HOME names, else around the executable, in the installation
+/// that the program was built against, and in those of the system. The path is absolute: the
+/// library looks for its companions beside it later, perhaps from another current directory.
 /// Errors: InstallationError, which lists the paths.
 inline std::filesystem::path FindLibrary(const std::filesystem::path& directory,
                                          const std::string& name = kJvmLibrary) {

@@ -11,7 +11,8 @@ import java.security.CodeSource;
  * Binaries/Native/Linux/X64/libFerrolinkJvmRuntimeNative.so} below its root. The root is the first of
  * these that is set: the system property {@code ferrolink.home}, the environment variable {@code
  * FERROLINK_HOME}, and the directory two levels above {@code Binaries/Jvm}, which has the archive of this
- * class.
+ * class. If neither is set and the archive lies elsewhere, the roots of the system are searched:
+ * {@code /usr/lib/ferrolink}, {@code /usr/local/lib/ferrolink}.
  *
  * <p><b>Threads:</b> thread-safe.
  */
@@ -40,7 +41,7 @@ public final class NativeLibrary {
             return;
         }
         Path file = InstallationTree.findLibrary(System.getProperty(HOME_PROPERTY),
-                System.getenv(HOME_VARIABLE), archive());
+                System.getenv(HOME_VARIABLE), archive(), InstallationTree.OF_THE_SYSTEM);
         try {
             System.load(file.toString());
         } catch (UnsatisfiedLinkError refused) {

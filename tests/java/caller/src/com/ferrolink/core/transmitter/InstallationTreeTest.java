@@ -6,6 +6,9 @@ import static org.junit.jupiter.api.Assertions.assertThrows;
 import java.io.IOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.util.Arrays;
+import java.util.Collections;
+import java.util.List;
 import org.junit.jupiter.api.BeforeEach;
 import org.junit.jupiter.api.DisplayName;
 import org.junit.jupiter.api.Test;
@@ -17,6 +20,8 @@ final class InstallationTreeTest {
     private static final String ADVICE = " Set the system property ferrolink.home or the environment"
             + " variable FERROLINK_HOME to the root of the installation, the directory with Binaries in"
             + " it.";
+
+    private static final List<Path> NO_SYSTEM = Collections.emptyList();
 
     @TempDir
     private Path temporary;
@@ -43,17 +48,21 @@ final class InstallationTreeTest {
         return directory.resolve(root).toString();
     }
 
+    private static Path find(String property, String variable, Path archive) {
+        return InstallationTree.findLibrary(property, variable, archive, NO_SYSTEM);
+    }
+
     private static String failure(String property, String variable, Path archive) {
         return assertThrows(UnsatisfiedLinkError.class,
-                () -> InstallationTree.findLibrary(property, variable, archive)).getMessage();
+                () -> find(property, variable, archive)).getMessage();
     }
 
     @Test
     @DisplayName("is found from the archive, whatever the directory is called")
     void fromArchive() throws IOException {
         Path library = install("a ü%20b");
-        assertEquals(library, InstallationTree.findLibrary(null, null, archiveOf("a ü%20b")));
-        assertEquals(library, InstallationTree.findLibrary("", "", archiveOf("a ü%20b")));
+        assertEquals(library, find(null, null, archiveOf("a ü%20b")));
+        assertEquals(library, find("", "", archiveOf("a ü%20b")));
     }
 
     @Test
@@ -61,7 +70,7 @@ final class InstallationTreeTest {
     void fromLink() throws IOException {
         Path library = install("one");
         Path link = Files.createSymbolicLink(directory.resolve("link.jar"), archiveOf("one"));
-        assertEquals(library, InstallationTree.findLibrary(null, null, link));
+        assertEquals(library, find(null, null, link));
     }
 
     @Test
@@ -71,7 +80,7 @@ final class InstallationTreeTest {
         Path elsewhere = Files.createFile(directory.resolve("elsewhere.jar"));
         Files.delete(archiveOf("one"));
         Files.createSymbolicLink(archiveOf("one"), elsewhere);
-        assertEquals(library, InstallationTree.findLibrary(null, null, archiveOf("one")));
+        assertEquals(library, find(null, null, archiveOf("one")));
     }
 
     @Test
@@ -81,9 +90,9 @@ final class InstallationTreeTest {
         Path two = install("two");
         install("three");
         Path archive = archiveOf("three");
-        assertEquals(one, InstallationTree.findLibrary(root("one"), root("two"), archive));
-        assertEquals(two, InstallationTree.findLibrary(null, root("two"), archive));
-        assertEquals(two, InstallationTree.findLibrary("", root("two") + "/../two/", archive));
+        assertEquals(one, find(root("one"), root("two"), archive));
+        assertEquals(two, find(null, root("two"), archive));
+        assertEquals(two, find("", root("two") + "/../two/", archive));
     }
 
     @Test
@@ -120,5 +129,31 @@ final class InstallationTreeTest {
                 failure(null, null, archive));
         assertEquals("Cannot find the Ferrolink library: there is no telling where this program's"
                 + " archive lies." + ADVICE, failure(null, null, null));
+    }
+
+    @Test
+    @DisplayName("is taken from the first installation of the system that has it, if the archive lies in none")
+    void ofTheSystem() throws IOException {
+        List<Path> system = Arrays.asList(directory.resolve("none"), directory.resolve("two"),
+                directory.resolve("three"));
+        Path one = install("one");
+        Path two = install("two");
+        install("three");
+        Path archive = Files.createFile(directory.resolve("some.jar"));
+        assertEquals(two, InstallationTree.findLibrary(null, null, archive, system));
+        assertEquals(two, InstallationTree.findLibrary(null, null, null, system));
+        assertEquals(one, InstallationTree.findLibrary(null, null, archiveOf("one"), system));
+        assertEquals(one, InstallationTree.findLibrary(null, root("one"), archive, system));
+    }
+
+    @Test
+    @DisplayName("that no installation of the system has is reported with their roots")
+    void notInTheSystem() {
+        String text = assertThrows(UnsatisfiedLinkError.class, () -> InstallationTree.findLibrary(null, null,
+                null, Arrays.asList(directory.resolve("x"), directory.resolve("y")))).getMessage();
+        assertEquals("Cannot find the Ferrolink library: there is no telling where this program's archive"
+                + " lies. Nor is it below " + root("x") + " or " + root("y") + "." + ADVICE, text);
+        assertEquals("[/usr/lib/ferrolink, /usr/local/lib/ferrolink]",
+                InstallationTree.OF_THE_SYSTEM.toString());
     }
 }
