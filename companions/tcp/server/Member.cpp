@@ -6,6 +6,7 @@
 #include <string>
 
 #include "ferrolink/Exchange.h"
+#include "ferrolink/JavaHomes.h"
 #include "ferrolink/Library.h"
 
 namespace Ferrolink::Companions::Tcp::Server {
@@ -15,6 +16,7 @@ using Native::Definitions::Runtime;
 using Native::Interfaces::IReceiver;
 
 IReceiver* OpenReceiver(Runtime runtime) {
+  Host::NameJavaUnlessNamed();
   return Host::OpenReceiver(
       Host::FindLibrary({}, runtime == Runtime::Jvm ? Host::kJvmLibrary : Host::kCppLibrary));
 }
