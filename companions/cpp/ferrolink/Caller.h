@@ -15,6 +15,7 @@
 #include "ferrolink/Deadline.h"
 #include "ferrolink/Exchange.h"
 #include "ferrolink/Host.h"
+#include "ferrolink/JavaHomes.h"
 #include "ferrolink/Library.h"
 #include "ferrolink/detail/ThreadBuffer.h"
 #include "ferrolink/protocol/Bytes.h"
@@ -52,7 +53,8 @@ using Native::Definitions::Runtime;
 /// that of the native library. Also std::system_error and std::bad_alloc.
 class Caller {
  public:
-  /// Finds and opens the library. Starts no runtime. Errors: InstallationError.
+  /// Finds and opens the library. Starts no runtime. If no variable names a JVM, looks for one, see
+  /// Host::NameJavaUnlessNamed. Errors: InstallationError.
   explicit Caller(const Options& options = {})
       : m_transmitter(OpenTransmitter(
             Host::FindLibrary(options.libraryDirectory, Host::kCppLibrary), options)) {}
@@ -142,6 +144,7 @@ class Caller {
 
   static Transmitter* OpenTransmitter(const std::filesystem::path& library,
                                       const Options& options) {
+    Host::NameJavaUnlessNamed();
     void* handle = Host::OpenLibrary(library);
     // The transmitter first: it fixes the mode of the calling side, unless a mode is fixed already.
     Transmitter* transmitter = Host::FunctionOf<Transmitter*(Mode)>(

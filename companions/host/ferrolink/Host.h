@@ -1,6 +1,7 @@
 #ifndef FERROLINK_HOST_HOST_H
 #define FERROLINK_HOST_HOST_H
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -16,6 +17,7 @@
 #include "ferrolink/Deadline.h"
 #include "ferrolink/Errors.h"
 #include "ferrolink/Exchange.h"
+#include "ferrolink/JavaHomes.h"
 #include "ferrolink/Library.h"
 #include "ferrolink/ThreadAttachment.h"
 #include "ferrolink/detail/JvmLibrary.h"
@@ -50,6 +52,9 @@ struct Options {
   std::string configuration;
 };
 
+/// The variable that names archives, separated by colons, which each Host loads.
+inline constexpr const char* kClassPathVariable = "FERROLINK_CLASS_PATH";
+
 /// Calls Java handlers from C++. A handler takes bytes and returns bytes.
 /// @code
 /// Ferrolink::Host::Host host;
@@ -67,18 +72,14 @@ struct Options {
 /// Also std::system_error and std::bad_alloc.
 class Host {
  public:
-  /// Finds and opens the library. Does not start the JVM. Errors: InstallationError.
+  /// Finds and opens the library. Does not start the JVM. If no variable names a JVM, looks for
+  /// one, see NameJavaUnlessNamed. Archives in FERROLINK_CLASS_PATH, separated by colons, are
+  /// loaded as by LoadLibrary. Errors: InstallationError; those of LoadLibrary.
   explicit Host(const Options& options = {})
       : m_libraryPath(FindLibrary(options.libraryDirectory)),
         m_receiver(OpenReceiver(m_libraryPath)) {
-    // Callers must not initialise the receiver concurrently.
-    static std::mutex initialisation;
-    const std::lock_guard<std::mutex> lock(initialisation);
-    if (!options.configuration.empty() && m_receiver->SetConfigSource(options.configuration) < 0) {
-      throw InstallationError("The configuration was refused; standard error names the place: " +
-                              options.configuration);
-    }
-    m_receiver->Initialize(kThisRuntime, static_cast<std::uint8_t>(kJvm), 0);
+    Initialize(options.configuration);
+    LoadClassPath();
   }
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
@@ -194,6 +195,30 @@ class Host {
   static constexpr auto kThisRuntime = static_cast<std::uint8_t>(Native::Definitions::Runtime::Cpp);
   static constexpr auto kJvm = Native::Definitions::Runtime::Jvm;
   static constexpr const char* kWho = "Java";
+
+  // Callers must not initialise the receiver concurrently.
+  void Initialize(const std::string& configuration) {
+    static std::mutex initialisation;
+    const std::lock_guard<std::mutex> lock(initialisation);
+    if (!configuration.empty() && m_receiver->SetConfigSource(configuration) < 0) {
+      throw InstallationError("The configuration was refused; standard error names the place: " +
+                              configuration);
+    }
+    NameJavaUnlessNamed();
+    m_receiver->Initialize(kThisRuntime, static_cast<std::uint8_t>(kJvm), 0);
+  }
+
+  // Without the lock: if a JVM runs, this calls Java.
+  void LoadClassPath() {
+    const std::string path = detail::Variable(kClassPathVariable);
+    for (std::size_t begin = 0; begin < path.size();) {
+      const std::size_t end = std::min(path.find(':', begin), path.size());
+      if (end > begin) {
+        LoadLibrary(path.substr(begin, end - begin));
+      }
+      begin = end + 1;
+    }
+  }
 
   ByteView CallIn(detail::ThreadBuffer& buffer, std::string_view handler, ByteView payload) {
     const std::size_t size = detail::WriteCallIn(buffer, kJvm, handler, payload);

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "ferrolink/Exchange.h"
+#include "ferrolink/JavaHomes.h"
 #include "ferrolink/Library.h"
 #include "native/interfaces/Runtime.h"
 
@@ -16,6 +17,7 @@ using Native::Definitions::Runtime;
 using Native::Interfaces::IReceiver;
 
 IReceiver* OpenReceiver(Runtime runtime) {
+  Host::NameJavaUnlessNamed();
   return Host::OpenReceiver(
       Host::FindLibrary({}, runtime == Runtime::Jvm ? Host::kJvmLibrary : Host::kCppLibrary));
 }
