@@ -122,6 +122,7 @@ struct KnownMember {
 /// What MemberCache keeps for one thread.
 class KnownMembers {
  public:
+  /// The number of entries. Each key has one place and replaces the key that was there.
   static constexpr std::size_t kPlaces = 256;
 
   KnownMembers(const KnownMembers&) = delete;
