@@ -5,7 +5,7 @@ include(CMakePackageConfigHelpers)
 install(TARGETS FerrolinkJvmRuntimeNative FerrolinkCppRuntimeNative Configs Utils
   FerrolinkTcpClient FerrolinkTcpTlsClient
   LIBRARY DESTINATION Binaries/Native/Linux/X64)
-install(TARGETS ferrolink-server RUNTIME DESTINATION bin)
+install(TARGETS ferrolink ferrolink-server RUNTIME DESTINATION bin)
 # The unit has the program's final path, which is known only at installation.
 install(CODE "
   set(FERROLINK_SERVER \"\${CMAKE_INSTALL_PREFIX}/bin/ferrolink-server\")
