@@ -5,6 +5,7 @@
 # dlclose: until the process ends, role objects and the configuration live, and threads run its code when
 # they end.
 # ferrolink_program(<target>): a program of the installation tree.
+# A shared member has a note with the project's version, which the tool reads.
 #
 # FERROLINK_QUICK_COMPILE, set in a directory: its targets are compiled without optimization and with
 # line numbers only. For test programs: they compile in about a third of the time.
@@ -57,8 +58,17 @@ function(ferrolink_target target)
   endif()
 endfunction()
 
+# An ELF note: owner "Ferrolink", type 1, the version. Stripping keeps it.
+file(CONFIGURE OUTPUT "${PROJECT_BINARY_DIR}/FerrolinkVersionNote.c" @ONLY CONTENT
+[[__attribute__((section(".note.ferrolink"), used, aligned(4))) static const struct {
+  unsigned nameSize, contentSize, type;
+  char name[12], content[(sizeof "@PROJECT_VERSION@" + 3) / 4 * 4];
+} FerrolinkVersionNote = {sizeof "Ferrolink", sizeof "@PROJECT_VERSION@", 1, "Ferrolink", "@PROJECT_VERSION@"};
+]])
+
 function(ferrolink_shared_member target version_script)
   ferrolink_target(${target})
+  target_sources(${target} PRIVATE "${PROJECT_BINARY_DIR}/FerrolinkVersionNote.c")
   set_target_properties(${target} PROPERTIES
     LIBRARY_OUTPUT_DIRECTORY "${FERROLINK_NATIVE_DIR}"
     LINK_DEPENDS "${version_script}")

@@ -8,6 +8,7 @@ ferrolink_build_packages=(
   libssl-dev                            # TLS of the network companions, the demo's own digest
   openssl                               # the demo's certificate
   libasio-dev                           # sockets of the network companions
+  zlib1g-dev                            # Java archives, read by the tool
   libcli11-dev libspdlog-dev            # options and log of ferrolink-server
   prometheus-cpp-dev                    # metrics of ferrolink-server
 )

@@ -1,0 +1,123 @@
+// ferrolink call: one call of a handler, in this process or of a server.
+#include <arpa/inet.h>
+#include <netdb.h>
+
+#include <array>
+#include <cstdlib>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "companions/tool/Address.h"
+#include "companions/tool/Commands.h"
+#include "companions/tool/Failure.h"
+#include "companions/tool/Options.h"
+#include "companions/tool/Output.h"
+#include "companions/tool/Terminal.h"
+#include "ferrolink/Host.h"
+#include "native/interfaces/ITransmitter.h"
+
+namespace Ferrolink::Companions::Tool {
+namespace {
+
+using Host::Bytes;
+using Native::Definitions::Runtime;
+using Native::Definitions::RuntimeOperationMode;
+using Native::Interfaces::IReceiver;
+namespace Header = Native::Definitions::CommandHeader;
+
+Host::Deadline DeadlineOf(const CallOptions& options) {
+  return std::chrono::milliseconds(options.timeLimit);
+}
+
+Bytes CallJava(const CallOptions& options, const Bytes& payload) {
+  Host::Host host({.libraryDirectory = {}, .configuration = options.configuration});
+  for (const std::string& path : PathsOf(options.classPath)) {
+    host.LoadLibrary(path);
+  }
+  return options.timeLimit == 0 ? host.Call(options.handler, payload)
+                                : host.Call(options.handler, payload, DeadlineOf(options));
+}
+
+Bytes CallCpp(const CallOptions& options, const Bytes& payload) {
+  IReceiver* receiver = Host::OpenReceiver(Host::FindLibrary({}, Host::kCppLibrary));
+  constexpr auto kCpp = static_cast<std::uint8_t>(Runtime::Cpp);
+  receiver->Initialize(kCpp, kCpp, 0);
+  for (const std::string& plugIn : options.plugIns) {
+    const std::string path = std::filesystem::absolute(plugIn).string();
+    Host::RequireNoPipeOrDevice(path);
+    Host::ExchangeLoadLibrary(*receiver, Runtime::Cpp, path, "C++");
+  }
+  Bytes command = Host::CallCommand(Runtime::Cpp, options.handler, payload);
+  return options.timeLimit == 0
+             ? Host::Exchange(*receiver, command, "C++")
+             : Host::ExchangeWithin(*receiver, std::move(command), "C++", DeadlineOf(options));
+}
+
+// The header has room for an IPv4 address. Other names are reached through the configuration of an
+// endpoint, which the header's address stands for.
+Protocol::Route RouteTo(const Address& server, const CallOptions& options,
+                        std::string& configuration) {
+  Protocol::Route route{.target = options.Target(),
+                        .channel = server.tls ? Header::kChannelTls : Header::kChannelTcp,
+                        .port = server.port};
+  if (inet_pton(AF_INET, server.host.c_str(), route.address.data()) == 1) {
+    return route;
+  }
+  if (!configuration.empty()) {
+    throw Failure(
+        "--config and a server's name exclude each other: name the server by the IPv4 address "
+        "that the configuration has an endpoint for.");
+  }
+  route.address = {127, 0, 0, 1};
+  const std::string key = "127.0.0.1:" + std::to_string(server.port);
+  configuration = nlohmann::json{{"endpoints", {{key, {{"connect", server.Name()}}}}}}.dump();
+  return route;
+}
+
+Bytes CallServer(const CallOptions& options, const Bytes& payload) {
+  const Address server = AddressOf(options.at);
+  std::string configuration = options.configuration;
+  const Protocol::Route route = RouteTo(server, options, configuration);
+  const auto library = Host::FindLibrary({}, Host::kCppLibrary);
+  void* handle = Host::OpenLibrary(library);
+  constexpr auto kMode = RuntimeOperationMode::CallingRuntime;
+  using Transmitter = Native::Interfaces::ITransmitter;
+  auto* transmitter = Host::FunctionOf<Transmitter*(RuntimeOperationMode)>(
+      handle, library, "CreateTransmitter")(kMode);
+  if (!configuration.empty()) {
+    auto* receiver = Host::FunctionOf<IReceiver*(RuntimeOperationMode)>(handle, library,
+                                                                        "CreateReceiver")(kMode);
+    if (receiver->SetConfigSource(configuration) < 0) {
+      throw Failure("The configuration is refused. ferrolink doctor --config names the place.");
+    }
+  }
+  Bytes command = options.timeLimit == 0 ? Protocol::CallCommand(route, options.handler, payload)
+                                         : Protocol::CallWithinCommand(route, options.timeLimit,
+                                                                       options.handler, payload);
+  return Host::Exchange(*transmitter, command, server.Name());
+}
+
+}  // namespace
+
+void Call(const CallOptions& options) {
+  Bytes payload;
+  if (options.payload) {
+    payload = Host::ToBytes(*options.payload);
+  } else {
+    payload = ReadInput();
+  }
+  // This program prints the errors itself.
+  setenv("FERROLINK_LOGGING_LEVEL", "off", 0);
+  const ReservedOutput output(options.verbose ? ReservedOutput::Others::OnStandardError
+                                              : ReservedOutput::Others::Discarded);
+  Bytes answer;
+  {
+    const Progress progress("Calling " + Shown(options.handler));
+    answer = !options.at.empty()                ? CallServer(options, payload)
+             : options.Target() == Runtime::Jvm ? CallJava(options, payload)
+                                                : CallCpp(options, payload);
+  }
+  output.Write(answer);
+}
+
+}  // namespace Ferrolink::Companions::Tool

@@ -1,0 +1,61 @@
+// ferrolink explain: the pages of docs/errors.
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "companions/tool/Commands.h"
+#include "companions/tool/ErrorPages.h"
+#include "companions/tool/Failure.h"
+#include "companions/tool/Terminal.h"
+
+namespace Ferrolink::Companions::Tool {
+namespace {
+
+constexpr std::size_t kMostInFull = 3;
+
+void PrintPart(const char* name, const std::string& text) {
+  std::printf("  %-9s %s\n", name, Wrapped(text, 12).c_str());
+}
+
+void PrintPage(const ErrorPage& page) {
+  const std::string heading = page.prefix + ": Exception code " + page.code;
+  std::printf("%s\n", Styled(STDOUT_FILENO, Style::Heading, heading).c_str());
+  PrintPart("meaning", page.title);
+  PrintPart("text", page.text);
+  PrintPart("cause", page.cause);
+  PrintPart("check", page.check);
+  PrintPart("remedy", page.remedy);
+  PrintPart("executed", page.executed == "no"    ? "no: the command may be sent again"
+                        : page.executed == "yes" ? "yes: the command was executed"
+                                                 : "perhaps: the command may have been executed");
+  PrintPart("source", page.source);
+}
+
+}  // namespace
+
+void Explain(const std::vector<std::string>& words) {
+  std::string query;
+  for (const std::string& word : words) {
+    query += (query.empty() ? "" : " ") + word;
+  }
+  const auto pages = FindErrorPages(query);
+  if (pages.empty()) {
+    throw Failure(
+        "No error is known by '" + Shown(query) +
+        "'. Give a code (JVM Launcher 016, or 16), the text of an error, or words of it.");
+  }
+  if (pages.size() <= kMostInFull) {
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+      std::printf("%s", i == 0 ? "" : "\n");
+      PrintPage(*pages[i]);
+    }
+    return;
+  }
+  for (const ErrorPage* page : pages) {
+    std::printf("%s %s  %s\n", page->prefix.c_str(), page->code.c_str(), page->title.c_str());
+  }
+}
+
+}  // namespace Ferrolink::Companions::Tool

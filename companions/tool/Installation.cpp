@@ -1,0 +1,38 @@
+#include "companions/tool/Installation.h"
+
+#include "companions/tool/Failure.h"
+#include "ferrolink/JavaHomes.h"
+#include "ferrolink/Library.h"
+
+namespace Ferrolink::Companions::Tool {
+
+namespace fs = std::filesystem;
+
+Installation FindInstallation() {
+  Installation found;
+  found.foundBy = Host::detail::Variable("FERROLINK_HOME").empty() ? "around this program"
+                                                                   : "named by FERROLINK_HOME";
+  try {
+    found.libraries = Host::FindLibrary({}).parent_path();
+  } catch (const Host::InstallationError& error) {
+    found.problem = error.what();
+    return found;
+  }
+  // Libraries that lie beside the program, without the usual directories, still expect the archive
+  // at its place relative to them.
+  found.root = found.libraries.parent_path().parent_path().parent_path().parent_path();
+  found.archive = found.root / "Binaries/Jvm/FerrolinkJvmRuntime.jar";
+  return found;
+}
+
+fs::path ProgramBeside(const std::string& name) {
+  std::error_code unreadable;
+  const fs::path own = fs::read_symlink("/proc/self/exe", unreadable);
+  fs::path program = own.parent_path() / name;
+  if (!fs::exists(program, unreadable)) {
+    throw Failure(program.string() + " is missing. Reinstall Ferrolink's tools.");
+  }
+  return program;
+}
+
+}  // namespace Ferrolink::Companions::Tool

@@ -1,0 +1,82 @@
+#include "companions/tool/Options.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "companions/tool/Failure.h"
+#include "ferrolink/JavaHomes.h"
+
+namespace Ferrolink::Companions::Tool {
+namespace {
+
+constexpr const char* kVariable = "JAVA_TOOL_OPTIONS";
+
+// The JVM splits at blanks outside of quotes, and removes the quotes.
+void Split(const std::string& text, std::vector<std::string>& options) {
+  std::string option;
+  char quote = '\0';
+  for (const char letter : text + " ") {
+    const bool blank = letter == ' ' || letter == '\t' || letter == '\n';
+    if (quote != '\0') {
+      if (letter == quote) {
+        quote = '\0';
+      } else {
+        option += letter;
+      }
+    } else if (letter == '"' || letter == '\'') {
+      quote = letter;
+    } else if (!blank) {
+      option += letter;
+    } else if (!option.empty()) {
+      options.push_back(std::move(option));
+      option.clear();
+    }
+  }
+}
+
+std::string Quoted(const std::string& option) {
+  if (option.find_first_of(" \t\n\"'") == std::string::npos) {
+    return option;
+  }
+  const char quote = option.find('"') == std::string::npos ? '"' : '\'';
+  if (option.find(quote) != std::string::npos) {
+    throw Failure("The JVM option " + option +
+                  " has both kinds of quotes, which JAVA_TOOL_OPTIONS cannot hold.");
+  }
+  return quote + option + quote;
+}
+
+}  // namespace
+
+void AddJvmOption(const std::string& option) {
+  const std::string known = Host::detail::Variable(kVariable);
+  const std::string all = known.empty() ? Quoted(option) : known + " " + Quoted(option);
+  setenv(kVariable, all.c_str(), 1);
+}
+
+std::vector<std::string> JvmOptions() {
+  std::vector<std::string> options;
+  Split(Host::detail::Variable(kVariable), options);
+  Split(Host::detail::Variable("_JAVA_OPTIONS"), options);
+  return options;
+}
+
+bool HasJvmOption(const std::string& beginning) {
+  const auto options = JvmOptions();
+  return std::any_of(options.begin(), options.end(),
+                     [&](const std::string& option) { return option.starts_with(beginning); });
+}
+
+std::vector<std::string> PathsOf(const std::string& list) {
+  std::vector<std::string> paths;
+  for (std::size_t begin = 0; begin < list.size();) {
+    const std::size_t end = std::min(list.find(':', begin), list.size());
+    if (end > begin) {
+      paths.push_back(list.substr(begin, end - begin));
+    }
+    begin = end + 1;
+  }
+  return paths;
+}
+
+}  // namespace Ferrolink::Companions::Tool

@@ -1,0 +1,25 @@
+#ifndef FERROLINK_COMPANIONS_TOOL_OPTIONS_H
+#define FERROLINK_COMPANIONS_TOOL_OPTIONS_H
+
+#include <string>
+#include <vector>
+
+namespace Ferrolink::Companions::Tool {
+
+/// Appends an option to JAVA_TOOL_OPTIONS, which every JVM reads. Errors: Failure for an option
+/// that the variable cannot hold.
+void AddJvmOption(const std::string& option);
+
+/// The options in JAVA_TOOL_OPTIONS and _JAVA_OPTIONS, in the order in which the JVM reads them.
+/// Quotes are removed as the JVM does.
+std::vector<std::string> JvmOptions();
+
+/// Whether a JVM would get an option that begins with this text.
+bool HasJvmOption(const std::string& beginning);
+
+/// The non-empty parts of a path list that is separated by colons.
+std::vector<std::string> PathsOf(const std::string& list);
+
+}  // namespace Ferrolink::Companions::Tool
+
+#endif

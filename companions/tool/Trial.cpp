@@ -1,0 +1,93 @@
+#include "companions/tool/Trial.h"
+
+#include <cstdlib>
+#include <nlohmann/json.hpp>
+#include <system_error>
+
+#include "companions/tool/Terminal.h"
+
+namespace Ferrolink::Companions::Tool {
+namespace {
+
+namespace fs = std::filesystem;
+using nlohmann::json;
+
+constexpr std::chrono::seconds kOpenLimit{30};
+constexpr std::chrono::seconds kStartLimit{90};
+
+// Made for the error log of a trial, and removed with all that is in it.
+class LogDirectory {
+ public:
+  LogDirectory() {
+    std::error_code unknown;
+    std::string path = (fs::temp_directory_path(unknown) / "ferrolink-XXXXXX").string();
+    if (mkdtemp(path.data()) != nullptr) {
+      m_path = path;
+    }
+  }
+  LogDirectory(const LogDirectory&) = delete;
+  LogDirectory& operator=(const LogDirectory&) = delete;
+  ~LogDirectory() {
+    std::error_code ignored;
+    if (!m_path.empty()) {
+      fs::remove_all(m_path, ignored);
+    }
+  }
+
+  [[nodiscard]] const std::string& Path() const { return m_path; }
+
+ private:
+  std::string m_path;  // empty if none can be made
+};
+
+// A child that ends early leaves no report, or half of one.
+json ParseReport(const std::string& text) {
+  json report = json::parse(text, nullptr, false);
+  return report.is_discarded() ? json::object() : report;
+}
+
+}  // namespace
+
+std::vector<CandidateResult> TryToOpen(const std::vector<fs::path>& files) {
+  std::vector<CandidateResult> results;
+  // A child of its own for each: an opened library stays, and changes what the next one finds.
+  for (const fs::path& file : files) {
+    const ChildResult child = RunSelf({"trial-open", file.string()}, kOpenLimit);
+    const json report = ParseReport(child.report);
+    CandidateResult result{file, report.value("reason", ""), report.value("isJvm", false)};
+    if (!report.contains("reason")) {
+      result.reason = "opening it ends the process: " + child.Ending();
+    }
+    results.push_back(std::move(result));
+  }
+  return results;
+}
+
+TrialResult TryToStart(const TrialSettings& settings) {
+  const Progress progress("Starting a JVM");
+  const LogDirectory log;
+  const json request = {
+      {"runtimePath", settings.runtimePath},     {"libraries", settings.libraries.string()},
+      {"configuration", settings.configuration}, {"classPath", settings.classPath},
+      {"hostSignals", settings.hostSignals},     {"logDirectory", log.Path()}};
+  TrialResult result;
+  result.child =
+      RunSelf({"trial-start", request.dump(-1, ' ', false, json::error_handler_t::replace)},
+              kStartLimit, {"FERROLINK_DEBUG_MODE", "FERROLINK_LOGGING_LEVEL"});
+  const json report = ParseReport(result.child.report);
+  result.started = report.value("started", false);
+  result.library = report.value("library", "");
+  result.jvms = report.value("jvms", std::vector<std::string>());
+  result.javaVersion = report.value("javaVersion", "");
+  result.javaVendor = report.value("javaVendor", "");
+  result.javaHome = report.value("javaHome", "");
+  result.heapLimit = report.value("heapLimit", 0LL);
+  result.handlers = report.value("handlers", std::vector<std::string>());
+  result.handlerProblems = report.value("handlerProblems", "");
+  result.receiverPlace = report.value("receiverPlace", "");
+  result.takenSignals = report.value("takenSignals", std::vector<int>());
+  result.seconds = report.value("seconds", 0.0);
+  return result;
+}
+
+}  // namespace Ferrolink::Companions::Tool

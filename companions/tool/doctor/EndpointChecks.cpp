@@ -1,0 +1,286 @@
+// A server that the program is to call: reachable, TLS, certificate, protocol.
+#include <netdb.h>
+#include <openssl/err.h>
+#include <openssl/ssl.h>
+#include <openssl/x509v3.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <memory>
+#include <set>
+
+#include "companions/tcp/Wire.h"
+#include "companions/tool/Address.h"
+#include "companions/tool/Terminal.h"
+#include "companions/tool/doctor/Checks.h"
+#include "companions/utils/FileDescriptor.h"
+#include "ferrolink/JavaHomes.h"
+
+namespace Ferrolink::Companions::Tool {
+namespace {
+
+namespace Wire = Tcp::Wire;
+using Host::detail::Variable;
+
+constexpr timeval kPatience{10, 0};
+constexpr int kDaysOfWarning = 14;
+
+// What is wrong with the certificate of a server: texts of OpenSSL, by subject.
+struct Complaints {
+  std::set<std::string> name;
+  std::set<std::string> date;
+  std::set<std::string> chain;
+};
+
+int NoteComplaint(int accepted, X509_STORE_CTX* context) {
+  if (accepted == 1) {
+    return 1;
+  }
+  auto* tls =
+      static_cast<SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
+  auto& complaints = *static_cast<Complaints*>(SSL_get_app_data(tls));
+  const int error = X509_STORE_CTX_get_error(context);
+  auto& kind = error == X509_V_ERR_HOSTNAME_MISMATCH || error == X509_V_ERR_IP_ADDRESS_MISMATCH
+                   ? complaints.name
+               : error == X509_V_ERR_CERT_HAS_EXPIRED || error == X509_V_ERR_CERT_NOT_YET_VALID
+                   ? complaints.date
+                   : complaints.chain;
+  kind.insert(X509_verify_cert_error_string(error));
+  return 1;
+}
+
+std::string JoinedText(const std::set<std::string>& texts) {
+  std::string all;
+  for (const std::string& text : texts) {
+    all += (all.empty() ? "" : "; ") + text;
+  }
+  return all;
+}
+
+std::string TlsError() {
+  const unsigned long error = ERR_get_error();
+  const char* reason = error == 0 ? nullptr : ERR_reason_error_string(error);
+  return reason != nullptr ? reason : "the connection was closed";
+}
+
+class Endpoint {
+ public:
+  Endpoint(const Case& asked, Findings& findings)
+      : m_address(AddressOf(asked.connect)),
+        m_authorities(asked.authorities),
+        m_findings(findings) {
+    if (m_authorities.empty()) {
+      m_authorities = Variable("FERROLINK_TLS_CA_FILE");
+    }
+  }
+
+  void Check() {
+    if (Connect() && (!m_address.tls || Handshake())) {
+      Greet();
+    }
+  }
+
+ private:
+  void Add(const char* id, const std::string& text, const std::string& evidence,
+           const std::string& remedy, const std::string& install = "") {
+    m_findings.Add({id, text, m_address.Name() + ": " + evidence, remedy, install});
+  }
+
+  bool Connect() {
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* list = nullptr;
+    const int unknown =
+        getaddrinfo(m_address.host.c_str(), std::to_string(m_address.port).c_str(), &hints, &list);
+    if (unknown != 0) {
+      Add("endpoint-name-unknown", "The name of the server is not known.", gai_strerror(unknown),
+          "Correct the name, or the resolver of this machine (/etc/hosts, /etc/resolv.conf).");
+      return false;
+    }
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(list, &freeaddrinfo);
+    std::string why;
+    for (const addrinfo* one = list; one != nullptr; one = one->ai_next) {
+      FileDescriptor made(
+          socket(one->ai_family, one->ai_socktype | SOCK_CLOEXEC, one->ai_protocol));
+      setsockopt(made.get(), SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);
+      setsockopt(made.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
+      if (connect(made.get(), one->ai_addr, one->ai_addrlen) == 0) {
+        m_socket = std::move(made);
+        return true;
+      }
+      why = errno == EINPROGRESS ? "no answer within 10 s" : std::strerror(errno);
+    }
+    Add("endpoint-unreachable", "Nobody answers at the address of the server.", why,
+        "Start the server (ferrolink-server --listen ADDRESS:PORT), correct the port, or open the "
+        "firewall.");
+    return false;
+  }
+
+  void Verify(SSL* tls) {
+    X509_VERIFY_PARAM* parameters = SSL_get0_param(tls);
+    if (X509_VERIFY_PARAM_set1_ip_asc(parameters, m_address.host.c_str()) != 1) {
+      X509_VERIFY_PARAM_set1_host(parameters, m_address.host.c_str(), 0);
+      SSL_set_tlsext_host_name(tls, m_address.host.c_str());
+    }
+    SSL_set_app_data(tls, &m_complaints);
+    SSL_set_verify(tls, SSL_VERIFY_PEER, NoteComplaint);
+  }
+
+  bool UseFiles() {
+    const bool trusted =
+        m_authorities.empty()
+            ? SSL_CTX_set_default_verify_paths(m_context.get()) == 1
+            : SSL_CTX_load_verify_file(m_context.get(), m_authorities.c_str()) == 1;
+    if (!trusted) {
+      Add("tls-authorities-unusable", "The file of trusted authorities cannot be used.",
+          m_authorities + ": " + TlsError(), "Name a PEM file: --tls-ca or FERROLINK_TLS_CA_FILE.",
+          m_authorities.empty() ? "apt install ca-certificates" : "");
+      return false;
+    }
+    const std::string own = Variable("FERROLINK_TLS_CERTIFICATE");
+    if (!own.empty() &&
+        (SSL_CTX_use_certificate_chain_file(m_context.get(), own.c_str()) != 1 ||
+         SSL_CTX_use_PrivateKey_file(m_context.get(), Variable("FERROLINK_TLS_KEY").c_str(),
+                                     SSL_FILETYPE_PEM) != 1)) {
+      Add("tls-own-certificate", "The client's own certificate or key cannot be used.",
+          own + ": " + TlsError(),
+          "Correct FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY: PEM files that belong "
+          "together, the key "
+          "without a password.");
+      return false;
+    }
+    return true;
+  }
+
+  bool Handshake() {
+    m_context.reset(SSL_CTX_new(TLS_client_method()));
+    SSL_CTX_set_min_proto_version(m_context.get(), TLS1_2_VERSION);
+    if (!UseFiles()) {
+      return false;
+    }
+    m_tls.reset(SSL_new(m_context.get()));
+    SSL_set_fd(m_tls.get(), m_socket.get());
+    Verify(m_tls.get());
+    ERR_clear_error();
+    if (SSL_connect(m_tls.get()) != 1) {
+      Add("tls-handshake", "The TLS handshake fails.", TlsError(),
+          "Use tcp:// if the server has no certificate (--tls-certificate); else look at the "
+          "server's log.");
+      return false;
+    }
+    ReportCertificate();
+    return true;
+  }
+
+  void ReportCertificate() {
+    if (!m_complaints.name.empty()) {
+      Add("tls-name", "The certificate of the server is for another name.",
+          JoinedText(m_complaints.name),
+          "Call the server by a name in its certificate, or set \"name\" of the endpoint in the "
+          "configuration.");
+    }
+    if (!m_complaints.date.empty()) {
+      Add("tls-expired", "The certificate of the server is not valid now.",
+          JoinedText(m_complaints.date),
+          "Renew the certificate; the server reads it again within a second. Check the clock of "
+          "both machines.");
+    }
+    if (!m_complaints.chain.empty()) {
+      Add("tls-untrusted", "The certificate of the server does not come from a trusted authority.",
+          JoinedText(m_complaints.chain),
+          "Name the authority: --tls-ca FILE here, FERROLINK_TLS_CA_FILE or \"authorities\" for "
+          "programs. The "
+          "server must send its whole chain.",
+          m_authorities.empty() ? "apt install ca-certificates" : "");
+    }
+    X509* certificate = SSL_get0_peer_certificate(m_tls.get());
+    int days = 0;
+    int seconds = 0;
+    if (certificate != nullptr && m_complaints.date.empty() &&
+        ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(certificate)) == 1 &&
+        days < kDaysOfWarning) {
+      Add("tls-expires-soon", "The certificate of the server expires soon.",
+          "in " + std::to_string(days) + " days", "Renew the certificate.");
+    }
+  }
+
+  bool Send(const Wire::GreetingBytes& bytes) {
+    return m_tls ? SSL_write(m_tls.get(), bytes.data(), static_cast<int>(bytes.size())) > 0
+                 : send(m_socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+                       static_cast<ssize_t>(bytes.size());
+  }
+
+  std::size_t Receive(Wire::GreetingBytes& bytes) {
+    std::size_t got = 0;
+    while (got < bytes.size()) {
+      const auto left = static_cast<int>(bytes.size() - got);
+      const long size =
+          m_tls ? SSL_read(m_tls.get(), bytes.data() + got, left)
+                : recv(m_socket.get(), bytes.data() + got, static_cast<std::size_t>(left), 0);
+      if (size <= 0) {
+        break;
+      }
+      got += static_cast<std::size_t>(size);
+    }
+    return got;
+  }
+
+  void Greet() {
+    Wire::GreetingBytes answer{};
+    ERR_clear_error();
+    const std::size_t size = Send(Wire::BytesOf(Wire::Greeting::Hello)) ? Receive(answer) : 0;
+    if (size == answer.size() && answer == Wire::BytesOf(Wire::Greeting::Welcome)) {
+      return;
+    }
+    const bool mark = std::memcmp(answer.data(), "FRLK", Wire::kGreetingMark) == 0;
+    if ((mark &&
+         answer[Wire::kGreetingKind] == static_cast<std::uint8_t>(Wire::Greeting::SpeaksTls)) ||
+        (!m_address.tls && size > 0 && answer[0] == Wire::kTlsAlert)) {
+      Add("endpoint-speaks-tls", "The server speaks TLS, and is called without.", "it asks for TLS",
+          "Use tls:// here, and Ferrolink.tls in programs.");
+    } else if (mark && answer[Wire::kGreetingVersion] != Wire::kVersion) {
+      Add("endpoint-other-version", "The server speaks another version of the protocol.",
+          "version " + std::to_string(answer[Wire::kGreetingVersion]) +
+              ", this tool: " + std::to_string(Wire::kVersion),
+          "Install the same version of Ferrolink on both sides.");
+    } else if (m_tls && size == 0 && ERR_peek_error() != 0) {
+      Add("tls-client-refused", "The server does not accept this client.", TlsError(),
+          "Set FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY to a certificate of an authority "
+          "that the "
+          "server trusts (its --tls-client-ca).");
+    } else {
+      Add("endpoint-no-ferrolink", "What listens there is no Ferrolink server.",
+          std::to_string(size) + " bytes of an unknown answer",
+          "Correct the port. A balancer between must pass the bytes on unchanged.");
+    }
+  }
+
+  struct Free {
+    void operator()(SSL* tls) const { SSL_free(tls); }
+    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
+  };
+
+  const Address m_address;
+  std::string m_authorities;
+  Findings& m_findings;
+  Complaints m_complaints;
+  FileDescriptor m_socket;
+  std::unique_ptr<SSL_CTX, Free> m_context;
+  std::unique_ptr<SSL, Free> m_tls;  // after its context, so freed before it; none without TLS
+};
+
+}  // namespace
+
+void CheckEndpoint(const Machine& machine, Findings& findings) {
+  if (machine.asked.connect.empty()) {
+    return;
+  }
+  std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes without MSG_NOSIGNAL
+  const Progress progress("Connecting to " + machine.asked.connect);
+  Endpoint(machine.asked, findings).Check();
+}
+
+}  // namespace Ferrolink::Companions::Tool

@@ -1,0 +1,143 @@
+// What the trial start shows.
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+
+#include "companions/tool/Archive.h"
+#include "companions/tool/ErrorPages.h"
+#include "companions/tool/Options.h"
+#include "companions/tool/Terminal.h"
+#include "companions/tool/doctor/Checks.h"
+
+namespace Ferrolink::Companions::Tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kEvidenceLines = 12;
+
+// The first lines that say something; later ones mostly repeat them.
+std::string FirstLines(const std::string& text) {
+  std::string lines;
+  std::size_t count = 0;
+  for (std::size_t begin = 0; begin < text.size() && count < kEvidenceLines;) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    const std::string line = text.substr(begin, end - begin);
+    begin = end + 1;
+    if (line.find_first_not_of(' ') != std::string::npos && line != "RUNTIME INFO:" &&
+        line.find("Picked up ") != 0 && lines.find(line) == std::string::npos) {
+      lines += (lines.empty() ? "" : "\n") + line;
+      ++count;
+    }
+  }
+  return lines;
+}
+
+fs::path RealPath(const fs::path& path) {
+  std::error_code unreadable;
+  fs::path real = fs::canonical(path, unreadable);
+  return unreadable ? path : real;
+}
+
+}  // namespace
+
+void CheckStart(const Machine& machine, Findings& findings) {
+  if (!machine.trial || machine.trial->started || findings.ExplainNoStart()) {
+    return;
+  }
+  const ChildResult& child = machine.trial->child;
+  Finding finding{
+      "start-failed", "A JVM that was started for trial did not answer: " + child.Ending() + ".",
+      FirstLines(child.errors + "\n" + child.output),
+      "The messages above are the JVM's own. Look at JAVA_TOOL_OPTIONS, and at limits of "
+      "memory and threads (ulimit -a).",
+      ""};
+  if (child.isLate) {
+    finding.id = "start-hangs";
+    finding.remedy =
+        "Look for options that make the JVM wait, such as -agentlib:jdwp with suspend=y, "
+        "and for archives on slow file systems.";
+  } else if (const auto pages = FindErrorPages(child.errors); !pages.empty()) {
+    const ErrorPage& page = *pages.front();
+    finding.finding = "A trial start fails: " + page.title + " (" + page.prefix + " " + page.code +
+                      "). " + page.cause;
+    finding.remedy = page.remedy;
+  }
+  findings.Add(std::move(finding));
+}
+
+void CheckRunningJvm(const Machine& machine, Findings& findings) {
+  if (!machine.trial || !machine.trial->started) {
+    return;
+  }
+  const TrialResult& trial = *machine.trial;
+  const CandidateResult* expected = machine.UsableJvm();
+  const fs::path runs = RealPath(trial.library);
+  if (expected != nullptr && !trial.library.empty() && RealPath(expected->file) != runs) {
+    findings.Add(
+        {"jvm-other-runs", "Another JVM runs than the one that is named.",
+         "runs: " + runs.string() + "\n" + machine.java.chosen.place + ": " +
+             expected->file.string(),
+         "Somebody else loads a JVM first: look at LD_PRELOAD. Name that JVM, or remove it.", ""});
+  }
+  std::vector<fs::path> others;
+  for (const std::string& jvm : trial.jvms) {
+    const fs::path real = RealPath(jvm);
+    if (std::find(others.begin(), others.end(), real) == others.end()) {
+      others.push_back(real);
+    }
+  }
+  if (others.size() > 1) {
+    findings.Add(
+        {"jvm-two-loaded", "Two JVM libraries are loaded in one process, which can have one JVM.",
+         others[0].string() + "\n" + others[1].string(),
+         "Let everything in the process use the same Java: name it in JAVA_HOME, and remove "
+         "the other from LD_PRELOAD.",
+         ""});
+  }
+  if (!trial.handlerProblems.empty()) {
+    findings.Add({"handler-unavailable", "A handler on the class path is not available.",
+                  FirstLines(trial.handlerProblems),
+                  "The evidence names the class and its exception. Correct it, or add the archives "
+                  "that it needs to the class path.",
+                  ""});
+  }
+}
+
+void CheckReceiver(const Machine& machine, Findings& findings) {
+  if (!machine.trial || !machine.trial->started || machine.trial->receiverPlace.empty()) {
+    return;
+  }
+  const std::string& place = machine.trial->receiverPlace;
+  if (RealPath(place) != RealPath(machine.installation.archive)) {
+    findings.Add({"receiver-shadowed",
+                  "The receiver class does not come from the archive of the installation: another "
+                  "one comes first.",
+                  "it comes from " + place +
+                      "\nthe installation's: " + machine.installation.archive.string(),
+                  "Remove the other archive from -Xbootclasspath/a, -javaagent and the Java home.",
+                  ""});
+  }
+}
+
+void CheckSignals(const Machine& machine, Findings& findings) {
+  if (!machine.asked.hostSignals || !machine.trial || HasJvmOption("-Xrs")) {
+    return;
+  }
+  std::string taken;
+  for (const int number : machine.trial->takenSignals) {
+    if (number == SIGINT || number == SIGTERM || number == SIGHUP || number == SIGQUIT) {
+      taken += (taken.empty() ? "" : ", ") + std::string("SIG") + sigabbrev_np(number);
+    }
+  }
+  if (!taken.empty()) {
+    findings.Add(
+        {"signals-taken", "The JVM takes signals that the program wants to handle itself.",
+         "handled by the JVM after its start: " + taken,
+         "Start the program with -Xrs in JAVA_TOOL_OPTIONS (ferrolink run --host-signals), or "
+         "install its handlers before the first command.",
+         ""});
+  }
+}
+
+}  // namespace Ferrolink::Companions::Tool

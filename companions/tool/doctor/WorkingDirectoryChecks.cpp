@@ -1,0 +1,90 @@
+// The directory of the error log.
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include "companions/tool/doctor/Checks.h"
+#include "companions/utils/FileDescriptor.h"
+
+namespace Ferrolink::Companions::Tool {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uintmax_t kLargeLog = 100U << 20U;
+constexpr std::uint64_t kLeastSpace = 1U << 20U;
+constexpr const char* kSet =
+    "Set workingDirectory in the configuration to a private directory of mode 0700.";
+
+// Why no line can be written to a file there; empty if it can.
+std::string WhyUnwritable(const fs::path& directory) {
+  std::string name = (directory / "_ferrolink-doctor-XXXXXX").string();
+  const FileDescriptor file(mkstemp(name.data()));
+  if (!file.Owns()) {
+    return std::strerror(errno);
+  }
+  std::string why;
+  if (write(file.get(), "\n", 1) != 1) {
+    why = std::strerror(errno);
+  }
+  unlink(name.c_str());
+  return why;
+}
+
+}  // namespace
+
+void CheckWorkingDirectory(const Machine& machine, Findings& findings) {
+  const fs::path directory = machine.WorkingDirectory();
+  if (directory.empty()) {
+    findings.Add({"working-directory-gone", "The current directory no longer exists.",
+                  "getcwd fails", "Change to a directory that exists. " + std::string(kSet), ""});
+    return;
+  }
+  struct stat status {};
+  if (stat(directory.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
+    findings.Add({"working-directory-shared",
+                  "The error log is written to a directory in which every user may make files.",
+                  directory.string(), kSet, ""});
+  }
+  struct statvfs system {};
+  const bool known = statvfs(directory.c_str(), &system) == 0;
+  const bool full = known && system.f_blocks != 0 &&
+                    (std::uint64_t{system.f_bavail} * system.f_frsize < kLeastSpace ||
+                     (system.f_files != 0 && system.f_favail == 0));
+  if (full) {
+    findings.Add({"working-directory-full", "The file system of the error log is full.",
+                  directory.string() + ": " +
+                      std::to_string(system.f_bavail * system.f_frsize / 1024) + " KiB and " +
+                      std::to_string(system.f_favail) + " files are free",
+                  "Free space, or let the log be written elsewhere. " + std::string(kSet), ""});
+  } else if (const std::string why = WhyUnwritable(directory); !why.empty()) {
+    findings.Add({"working-directory-unwritable", "The error log cannot be written.",
+                  directory.string() + ": " + why, kSet, ""});
+  }
+}
+
+void CheckErrorLogs(const Machine& machine, Findings& findings) {
+  std::error_code unreadable;
+  for (fs::directory_iterator files(machine.WorkingDirectory(), unreadable), end;
+       !unreadable && files != end; files.increment(unreadable)) {
+    const std::string name = files->path().filename().string();
+    std::error_code gone;
+    const bool isLog = name.starts_with("_FerrolinkNativeErrorLogger_");
+    if (isLog && files->is_regular_file(gone) && files->file_size(gone) > kLargeLog) {
+      findings.Add(
+          {"log-large", "An error log has grown large: an error is repeated.",
+           files->path().string() + ": " + std::to_string(files->file_size(gone) >> 20U) + " MiB",
+           "Read its last lines (tail), mend the cause (ferrolink explain TEXT), and remove the "
+           "file.",
+           ""});
+    }
+  }
+}
+
+}  // namespace Ferrolink::Companions::Tool

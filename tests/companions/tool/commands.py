@@ -1,0 +1,190 @@
+"""The cases of the subcommands besides the doctor. Each gets a machine, and a function that runs a server."""
+import json
+import os
+import re
+import subprocess
+
+ESCAPE = "\x1b"
+
+
+def expect(done, code, *parts):
+    """Exit code, and parts of what was printed; errors are on standard error only."""
+    shown = done.stdout if code == 0 else done.stderr
+    assert done.returncode == code, f"exit code {done.returncode}: {done.stdout}{done.stderr}"
+    for part in parts:
+        assert part in shown, f"no '{part}' in: {shown}"
+    assert code == 0 or not done.stdout, f"on standard output: {done.stdout}"
+    assert ESCAPE not in done.stdout + done.stderr, "colour outside of a terminal"
+
+
+def same(got, wanted):
+    assert got == wanted, f"{got!r} instead of {wanted!r}"
+
+
+def version(machine, _):
+    done = machine.run("--version")
+    expect(done, 0)
+    assert re.fullmatch(r"ferrolink \d+\.\d+\.\d+\n", done.stdout), done.stdout
+
+
+def wrong_usage(machine, _):
+    expect(machine.run(), 2, "--help")
+    expect(machine.run("doctor", "--nonsense"), 2, "--nonsense", "--help")
+
+
+def not_possible(machine, _):
+    expect(machine.run("doctor", "--connect", "http://a:1"), 2, "tcp://host:port")
+
+
+def explain_code(machine, _):
+    expect(machine.run("explain", "JVM Launcher 016"), 0, "JVM Launcher: Exception code 016", "JNI_EINVAL",
+           "Remove or correct the option", "perhaps", "jvm/JvmInstance.cpp")
+    expect(machine.run("explain", "network-client-011"), 0, "Network Client: Exception code 011", "yes:")
+    expect(machine.run("explain", "17"), 0, "JVM Launcher: Exception code 017", "Cpp Launcher: Exception code 017")
+
+
+def explain_text(machine, _):
+    expect(machine.run("explain", "what(): JVM Launcher: Exception code 001. \nSet JAVA_HOME environment variable"), 0,
+           "JVM Launcher: Exception code 001", "executed  no")
+    expect(machine.run("explain", "jni_enomem"), 0, "Exception code 014")
+    expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known")
+
+
+def on_a_terminal(machine, **variables):
+    """What explain prints to a terminal."""
+    ours, terminal = os.openpty()
+    subprocess.run([machine.build / "bin/ferrolink", "explain", "JVM Launcher 001"], stdout=terminal, check=True,
+                   env={**machine.variables, "TERM": "xterm", **variables})
+    os.close(terminal)
+    shown = os.read(ours, 65536).decode()
+    os.close(ours)
+    return shown
+
+
+def colour_on_a_terminal_only(machine, _):
+    assert on_a_terminal(machine).startswith(ESCAPE), "no colour on a terminal"
+    for variables in ({"NO_COLOR": "1"}, {"TERM": "dumb"}):
+        assert ESCAPE not in on_a_terminal(machine, **variables), f"colour with {variables}"
+
+
+def explain_without_anything(machine, _):
+    machine.variables = {"FERROLINK_HOME": "/nowhere"}
+    expect(machine.run("explain", "JVM Launcher 001"), 0, "Exception code 001")
+
+
+def info(machine, _):
+    secret = "-Dstore.password=marker"
+    machine.variables["JAVA_TOOL_OPTIONS"] = f"-Xmx200m {secret}"
+    done = machine.run("info", "--json")
+    expect(done, 0)
+    facts = json.loads(done.stdout)
+    same(facts["java"]["because"], "JAVA_HOME")
+    same(facts["java"]["path"], machine.java)
+    same(os.path.realpath(facts["run"]["library"]), os.path.realpath(machine.java + "/lib/server/libjvm.so"))
+    same(facts["run"]["heapLimitMiB"], 200)
+    same(facts["run"]["handlers"], ["digest", "echo", "load-archives", "objects"])
+    same({file["version"] for file in facts["installation"]["files"]}, {facts["version"]})
+    same([len(file["buildId"]) for file in facts["installation"]["files"]], [40] * 6 + [0])
+    expect(machine.run("info"), 0, "Java that would run", "JAVA_HOME", "echo")
+    assert "marker" not in done.stdout + machine.run("info").stdout, "a secret is shown"
+
+
+def java_is_found(machine, _):
+    """Without a variable: that of the first java on PATH, then the newest of the directory."""
+    del machine.variables["JAVA_HOME"]
+    machine.variables["FERROLINK_JAVA_DIRECTORY"] = "/nowhere"
+    machine.variables["PATH"] = f"{machine.place}/bin:/nowhere"
+    (machine.place / "bin").mkdir()
+    (machine.place / "bin/java").symlink_to(machine.java + "/bin/java")
+    same(json.loads(machine.run("info", "--json").stdout)["java"]["because"], "java on PATH")
+    same(machine.run("call", "echo", "found").stdout, "found")
+    (machine.place / "bin/java").unlink()
+    homes = machine.place / "homes"
+    for name, release in (("z-old", "9.0.4"), ("a-new", "21.0.1"), ("m-other", "11.0.2"), ("y-older", "1.8.0_402")):
+        (homes / name / "lib/server").mkdir(parents=True)
+        (homes / name / "release").write_text(f'IMPLEMENTOR="A"\nJAVA_VERSION="{release}"\n')
+        # A JRE is enough: only the library counts. Not a link to the whole home, whose name would be resolved.
+        (homes / name / "lib/server/libjvm.so").symlink_to(machine.java + "/lib/server/libjvm.so")
+    machine.variables["FERROLINK_JAVA_DIRECTORY"] = str(homes)
+    facts = json.loads(machine.run("info", "--json").stdout)["java"]
+    same((facts["because"], facts["path"], facts["version"]), (str(homes), str(homes / "a-new"), "21.0.1"))
+
+
+def call(machine, _):
+    same(machine.run("call", "echo", "hello").stdout, "hello")
+    same(machine.run("call", "echo", text=False, stdin=b"\0\xff\n").stdout, b"\0\xff\n")
+    expect(machine.run("call", "no-such", "x"), 1, "Unknown handler 'no-such'", "echo")
+
+
+def call_a_plug_in(machine, _):
+    plug_in = os.environ["TOOL_TEST_PLUG_IN"]
+    same(machine.run("call", "--runtime", "cpp", "--plug-in", plug_in, "plug-in upper", "abc").stdout, "ABC")
+
+
+def call_a_server(machine, server):
+    with server("--plug-in", os.environ["TOOL_TEST_PLUG_IN"]) as port:
+        for host in ("127.0.0.1", "localhost"):
+            done = machine.run("call", "--runtime", "cpp", "--at", f"tcp://{host}:{port}", "plug-in upper", "abc")
+            same((done.stdout, done.stderr), ("ABC", ""))
+    expect(machine.run("call", "--runtime", "cpp", "--at", f"tcp://127.0.0.1:{port}", "plug-in upper", "abc"), 1,
+           "Network Client: Exception code 001", "What to do: Start the server", "ferrolink explain")
+
+
+def run(machine, _):
+    done = machine.run("run", "--jvm-option", "-Xmx100m", "--jvm-option=-Da=b c", "--host-signals", "--", "env")
+    expect(done, 0, '\nJAVA_TOOL_OPTIONS=-Xmx100m "-Da=b c" -Xrs\n', f"FERROLINK_HOME={machine.build}")
+    tool = str(machine.build / "bin/ferrolink")
+    done = machine.run("run", "--jvm-option", "-Xmx100m", "--", tool, "info", "--json")
+    same(json.loads(done.stdout)["run"]["heapLimitMiB"], 100)
+    expect(machine.run("run", "--", "/nowhere/program"), 1, "Cannot run /nowhere/program")
+    expect(machine.run("run", "--class-path", "/nowhere.jar", "--", "env"), 1, "/nowhere.jar")
+
+
+def run_with_class_path(machine, _):
+    handlers = os.environ["TOOL_TEST_HANDLERS"]
+    tool = str(machine.build / "bin/ferrolink")
+    same(machine.run("run", "--class-path", handlers, "--", tool, "call", "word-count", "one two").stdout,
+         "lines: 1, words: 2, bytes: 7")
+
+
+def run_with_opened_jvm(machine, _):
+    """The JVM that is opened first is the one that runs."""
+    tool = str(machine.build / "bin/ferrolink")
+    done = machine.run("run", "--preopen-jvm", "--", tool, "info", "--json")
+    expect(done, 0)
+    facts = json.loads(done.stdout)
+    library = machine.java + "/lib/server/libjvm.so"
+    same(facts["variables"]["LD_PRELOAD"], library)
+    same(os.path.realpath(facts["run"]["library"]), os.path.realpath(library))
+
+
+def bench(machine, _):
+    lines = machine.run("bench").stdout.splitlines()
+    same(len(lines), 5)
+    ratios = [float(re.fullmatch(r"\S.*\S +(\d+\.\d\d)", line)[1]) for line in lines]
+    same(ratios[0], 1.0)
+
+
+def doctor_as_text(machine, _):
+    done = machine.run("doctor")
+    assert done.returncode == 0 and done.stdout.startswith("Nothing is wrong. Java "), done.stdout + done.stderr
+    machine.variables["JDK_JAVA_OPTIONS"] = "-Da.token=marker"
+    done = machine.run("doctor")
+    same(done.returncode, 1)
+    assert "evidence  JDK_JAVA_OPTIONS = -Da.token=***" in done.stdout, done.stdout
+    assert ESCAPE not in done.stdout, "colour outside of a terminal"
+
+
+def doctor_leaves_nothing(machine, _):
+    machine.variables["JAVA_TOOL_OPTIONS"] = "-XX:+NoSuch"
+    machine.variables["TMPDIR"] = str(machine.place)
+    before = sorted(machine.place.rglob("*"))
+    same(machine.run("doctor").returncode, 1)
+    same(sorted(machine.place.rglob("*")), before)
+
+
+CASES = {case.__name__: case for case in (
+    version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
+    explain_without_anything, info, java_is_found, call,
+    call_a_plug_in, call_a_server, run, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
+    doctor_leaves_nothing)}

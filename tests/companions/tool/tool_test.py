@@ -1,0 +1,139 @@
+#!/usr/bin/env python3
+"""Runs the tool on healthy and on faulty machines.
+usage: tool_test.py CASE --build DIRECTORY --java HOME --fakes DIRECTORY --work DIRECTORY
+
+CASE: healthy, faults, or commands. Java is that of HOME; nothing else of the environment counts.
+"""
+import argparse
+import concurrent.futures
+import contextlib
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+
+import commands
+import faults
+from machine import Machine
+
+OPTIONS = argparse.ArgumentParser()
+OPTIONS.add_argument("case", choices=("healthy", "faults", "commands"))
+for option in ("--build", "--java", "--fakes", "--work"):
+    OPTIONS.add_argument(option, required=True)
+
+
+@contextlib.contextmanager
+def new_machine(given):
+    machine = Machine(given.build, given.java, tempfile.mkdtemp(dir=given.work))
+    try:
+        yield machine
+    finally:
+        machine.remove()
+
+
+def feature_of(java):
+    version = re.search(r'JAVA_VERSION="(\d+)', pathlib.Path(java, "release").read_text())
+    return int(version[1])
+
+
+@contextlib.contextmanager
+def tls_server(machine, name, days):
+    """A server with a certificate for that name and time; its port and the certificate."""
+    certificate, key, request, extensions = (machine.place / f"server.{kind}" for kind in ("pem", "key", "csr", "ext"))
+    extensions.write_text(f"subjectAltName={name}\n")
+    subprocess.run(["openssl", "req", "-new", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
+                    "-keyout", key, "-out", request, "-subj", "/CN=test"], check=True, capture_output=True)
+    subprocess.run(["openssl", "x509", "-req", "-in", request, "-signkey", key, "-days", str(days), "-extfile",
+                    extensions, "-out", certificate], check=True, capture_output=True)
+    with server(machine, "--tls-certificate", certificate, "--tls-key", key) as port:
+        yield port, certificate
+
+
+@contextlib.contextmanager
+def server(machine, *arguments):
+    """The server under the tool's name; its port."""
+    process = subprocess.Popen([machine.build / "bin/ferrolink", "serve", "--runtime", "cpp", "--listen", "127.0.0.1:0",
+                                *arguments], env=machine.variables, cwd=machine.place, stdout=subprocess.PIPE,
+                               stderr=subprocess.DEVNULL, text=True)
+    with process:
+        try:
+            line = process.stdout.readline()
+            yield int(re.search(r"listens on 127\.0\.0\.1:(\d+)", line)[1])
+        finally:
+            process.send_signal(signal.SIGTERM)
+            process.stdout.read()
+
+
+def healthy(given):
+    """Complaints about the doctor on a machine without a fault."""
+    with new_machine(given) as machine:
+        code, findings = machine.examine()
+        yield from (f"false: {one}" for one in findings)
+        if code != 0:
+            yield f"exit code {code}"
+    # The variables of a user who has set everything rightly.
+    with new_machine(given) as machine:
+        machine.variables.update(JAVA_TOOL_OPTIONS="-Xmx256m -Xrs", FERROLINK_LOGGING_LEVEL="All",
+                                 FERROLINK_JVM_RUNTIME_PATH=given.java, FERROLINK_HOME=given.build)
+        machine.arguments += ["--host-signals", "--config", '{"loggingLevel": "off"}']
+        code, findings = machine.examine()
+        yield from (f"false with settings: {one}" for one in findings)
+
+
+def check_fault(given, fault):
+    """Complaints about the doctor on a machine with that fault; whether it was named."""
+    with new_machine(given) as machine, contextlib.ExitStack() as kept:
+        arranged = fault.arrange(machine)
+        if hasattr(arranged, "__enter__"):
+            kept.enter_context(arranged)
+        code, findings = machine.examine()
+    named = [one for one in findings if one["id"] == fault.id]
+    wrong = [f"also says {one['id']}: {one['evidence']}" for one in findings if one not in named]
+    if code != 1:
+        wrong.append(f"exit code {code}")
+    if not any(fault.remedy in one["remedy"] for one in named):
+        wrong.append(f"does not say {fault.id} with a remedy that has '{fault.remedy}': {named}")
+    return [f"{fault.name}: {text}" for text in wrong]
+
+
+def all_faults(given):
+    asan = subprocess.run(["g++", "-print-file-name=libasan.so"], check=True, capture_output=True, text=True)
+    table = faults.common_faults(given.fakes, os.path.realpath(asan.stdout.strip())) + faults.tls_faults(tls_server)
+    if feature_of(given.java) >= 24:
+        table += faults.later_java_faults()
+    with concurrent.futures.ThreadPoolExecutor(2) as pool:
+        results = list(pool.map(lambda fault: check_fault(given, fault), table))
+    right = sum(not wrong for wrong in results)
+    print(f"{right} of {len(table)} faults are named, with the right remedy and nothing else")
+    for wrong in results:
+        yield from wrong
+
+
+def check_commands(given):
+    """Complaints about the other subcommands."""
+    for name, case in commands.CASES.items():
+        with new_machine(given) as machine:
+            try:
+                case(machine, lambda *arguments, at=machine: server(at, *arguments))
+            except (AssertionError, KeyError, ValueError) as error:
+                yield f"{name}: {type(error).__name__} {error}"
+    print(f"{len(commands.CASES)} cases")
+
+
+def main():
+    given = OPTIONS.parse_args()
+    given.work = os.path.join(given.work, f"{given.case}-{os.path.basename(given.java)}")
+    shutil.rmtree(given.work, ignore_errors=True)
+    os.makedirs(given.work, mode=0o755)
+    complaints = list({"healthy": healthy, "faults": all_faults, "commands": check_commands}[given.case](given))
+    print("\n".join(complaints))
+    sys.exit(1 if complaints else 0)
+
+
+if __name__ == "__main__":
+    main()
