@@ -38,8 +38,9 @@ struct JavaHome {
   }
 };
 
-/// Where Debian installs Java, and the variable that replaces it.
+/// Where Debian installs Java.
 inline constexpr const char* kJavaDirectory = "/usr/lib/jvm";
+/// The variable that names another such directory.
 inline constexpr const char* kJavaDirectoryVariable = "FERROLINK_JAVA_DIRECTORY";
 /// The variable by which the library is told which JVM to load.
 inline constexpr const char* kRuntimePathVariable = "FERROLINK_JVM_RUNTIME_PATH";
