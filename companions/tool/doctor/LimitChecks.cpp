@@ -100,8 +100,9 @@ void CheckHeap(const Machine& machine, Findings& findings) {
   if (sysinfo(&system) != 0) {
     return;
   }
-  const auto memory =
-      static_cast<long long>((std::uint64_t{system.totalram} + system.totalswap) * system.mem_unit);
+  const std::uint64_t units = std::uint64_t{system.totalram} + system.totalswap;
+  const std::uint64_t bytes = units * system.mem_unit;
+  const auto memory = static_cast<long long>(bytes);
   if (heap > memory) {
     findings.Add({"heap-beyond-memory",
                   "The largest heap of the JVM is larger than the memory of this machine.",

@@ -30,12 +30,13 @@ class Function {
   /// Accepts a lambda, a function, or a function object with exactly one call operator that is not
   /// a template. Moves or copies it. Parameters and result have the types that
   /// Ferrolink::Objects::Java lists; other types do not compile.
+  // NOLINTBEGIN(google-explicit-constructor,bugprone-forwarding-reference-overload): constrained
   template <class F>
-  requires(detail::IsCallable<F>) Function(
-      F&& function)  // NOLINT(google-explicit-constructor,bugprone-forwarding-reference-overload)
+  requires(detail::IsCallable<F>) Function(F&& function)
       : m_body(std::make_shared<detail::FunctionBody>()) {
     m_body->Add("", detail::MakeCallable(std::forward<F>(function)));
   }
+  // NOLINTEND(google-explicit-constructor,bugprone-forwarding-reference-overload)
 
  private:
   friend class Functions;

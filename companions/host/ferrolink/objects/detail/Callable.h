@@ -138,6 +138,7 @@ class CallableOf final : public Callable {
  public:
   /// Moves or copies the function.
   template <class Given>
+  // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): made from functions only
   explicit CallableOf(Given&& function) : m_function(std::forward<Given>(function)) {}
 
   void Call(Reader& arguments, std::size_t count, Writer& result) override {

@@ -93,9 +93,16 @@ class Handle {
   }
   /// `other` becomes empty.
   Handle(Handle&& other) noexcept : m_record(std::exchange(other.m_record, nullptr)) {}
-  /// Releases the previous record.
-  Handle& operator=(Handle other) noexcept {
-    std::swap(m_record, other.m_record);
+  /// Adds an owner. Releases the previous record.
+  Handle& operator=(const Handle& other) noexcept {
+    Handle copy(other);
+    std::swap(m_record, copy.m_record);
+    return *this;
+  }
+  /// `other` becomes empty. Releases the previous record.
+  Handle& operator=(Handle&& other) noexcept {
+    Handle taken(std::move(other));
+    std::swap(m_record, taken.m_record);
     return *this;
   }
   ~Handle() {

@@ -197,14 +197,18 @@ class NativeMemory {
   static void CopyIn(Environment* environment, Reference /*type*/, Reference array,
                      std::int32_t element, std::int32_t first, std::int32_t count,
                      std::int64_t address) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): Java has addresses as numbers
+    const auto* from = reinterpret_cast<const void*>(address);
     environment->Call<void>(Jni::kSetBooleanArrayRegion + Jni::PlaceOf(static_cast<Tag>(element)),
-                            array, first, count, reinterpret_cast<const void*>(address));
+                            array, first, count, from);
   }
   static void CopyOut(Environment* environment, Reference /*type*/, Reference array,
                       std::int32_t element, std::int32_t first, std::int32_t count,
                       std::int64_t address) {
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): Java has addresses as numbers
+    auto* to = reinterpret_cast<void*>(address);
     environment->Call<void>(Jni::kGetBooleanArrayRegion + Jni::PlaceOf(static_cast<Tag>(element)),
-                            array, first, count, reinterpret_cast<void*>(address));
+                            array, first, count, to);
   }
 };
 

@@ -197,6 +197,7 @@ inline void ReleaseRecord(Record* record) noexcept {
 
 /// The session of one receiver or transmitter.
 template <class Role>
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): never destroyed
 class SessionOfRole final : public Session {
  public:
   /// `role` must live until the process ends.
