@@ -17,7 +17,7 @@ BLOCK = re.compile(r"(?:^`([\w.]+)`[^\n]*:\n\n)?^```(\w+)\n(.*?)^```$", re.MULTI
 
 def run(commands, directory, installation):
     """The output of the commands, which must succeed."""
-    environment = dict(os.environ, FERROLINK=str(installation))
+    environment = dict(os.environ, FERROLINK=str(installation), CMAKE_GENERATOR="Ninja")
     result = subprocess.run(["bash", "-euo", "pipefail", "-c", commands], cwd=directory, env=environment, text=True,
                             stdout=subprocess.PIPE, stderr=subprocess.PIPE, check=False)
     if result.returncode != 0:
