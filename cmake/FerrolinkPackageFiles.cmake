@@ -97,8 +97,14 @@ install(FILES "${_files}/${_archive}-sources.jar" "${_files}/${_archive}-javadoc
 foreach(_package IN LISTS _packages)
   install(FILES packaging/debian/copyright "${_files}/changelog.Debian.gz"
     DESTINATION share/doc/${_package} COMPONENT ${_package})
-  install(FILES packaging/debian/lintian-overrides DESTINATION share/lintian/overrides RENAME ${_package}
-    COMPONENT ${_package})
+  set(_overrides "packaging/debian/lintian-overrides")
+  if(_package STREQUAL "ferrolink-doc")
+    file(READ "${_overrides}" _for_all)
+    file(READ "${_overrides}-doc" _for_this)
+    set(_overrides "${_files}/lintian-overrides-doc")
+    file(WRITE "${_overrides}" "${_for_all}${_for_this}")
+  endif()
+  install(FILES "${_overrides}" DESTINATION share/lintian/overrides RENAME ${_package} COMPONENT ${_package})
 endforeach()
 install(FILES "${_files}/changelog.gz" DESTINATION share/doc/libferrolink COMPONENT libferrolink)
 install(FILES packaging/server.json DESTINATION /etc/ferrolink COMPONENT ferrolink-tools)
@@ -107,7 +113,6 @@ install(DIRECTORY docs/ DESTINATION share/doc/ferrolink-doc COMPONENT ferrolink-
 install(DIRECTORY examples DESTINATION share/doc/ferrolink-doc COMPONENT ferrolink-doc)
 install(DIRECTORY tests/consumers/ DESTINATION share/doc/ferrolink-doc/examples/first-answer
   COMPONENT ferrolink-doc PATTERN expected EXCLUDE PATTERN run EXCLUDE)
-if(EXISTS "${PROJECT_SOURCE_DIR}/build/site")
-  install(DIRECTORY build/site/ DESTINATION share/doc/ferrolink-doc/html COMPONENT ferrolink-doc)
-endif()
+# scripts/docs builds the site.
+install(DIRECTORY build/site/ DESTINATION share/doc/ferrolink-doc/html COMPONENT ferrolink-doc)
 include(FerrolinkPackages)

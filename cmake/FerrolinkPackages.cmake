@@ -76,5 +76,5 @@ ferrolink_debian_package(ferrolink-doc doc all
 "calls between language runtimes in one process - documentation
 Ferrolink lets programs in different language runtimes call one another.
 
-This package has the guides and the examples.")
+This package has the guides, the references of C++ and Java, and the examples.")
 include(CPack)
