@@ -24,7 +24,8 @@ add_custom_command(OUTPUT "${_files}/${_archive}-sources.jar"
   DEPENDS ${_java_sources} packaging/java-archive VERBATIM)
 add_custom_command(OUTPUT "${_files}/${_archive}-javadoc.jar"
   COMMAND "${CMAKE_COMMAND}" -E rm -rf "${_files}/javadoc"
-  COMMAND "${FERROLINK_JAVADOC}" -quiet -notimestamp -Xdoclint:none -encoding UTF-8
+  COMMAND "${FERROLINK_JAVADOC}" -quiet -notimestamp -Xdoclint:all -Werror -encoding UTF-8
+    --release 11 -exclude com.ferrolink.core.objects:com.ferrolink.core.protocol
     -windowtitle "Ferrolink ${PROJECT_VERSION}" -d "${_files}/javadoc"
     -sourcepath "${PROJECT_SOURCE_DIR}/companions/java/src" -subpackages com.ferrolink
   COMMAND ${_repack} "${_files}/${_archive}-javadoc.jar" "${_files}/javadoc"
@@ -66,8 +67,8 @@ if(FERROLINK_LAYOUT STREQUAL "tree")
   install(FILES "${_files}/${_archive}-sources.jar" "${_files}/${_archive}-javadoc.jar"
     DESTINATION share/java ${_java_component})
   install(FILES "${_files}/ferrolink-${PROJECT_VERSION}.pom" DESTINATION share/java ${_java_component})
-  install(FILES CHANGELOG.md README.md DESTINATION . COMPONENT ferrolink-doc)
-  install(DIRECTORY docs DESTINATION . COMPONENT ferrolink-doc)
+  install(FILES CHANGELOG.md README.md CONTRIBUTING.md DESTINATION . COMPONENT ferrolink-doc)
+  install(DIRECTORY docs examples DESTINATION . COMPONENT ferrolink-doc PATTERN site EXCLUDE)
   install(FILES packaging/debian/copyright DESTINATION . COMPONENT libferrolink)
   return()
 endif()
@@ -108,8 +109,9 @@ foreach(_package IN LISTS _packages)
 endforeach()
 install(FILES "${_files}/changelog.gz" DESTINATION share/doc/libferrolink COMPONENT libferrolink)
 install(FILES packaging/server.json DESTINATION /etc/ferrolink COMPONENT ferrolink-tools)
-install(FILES README.md DESTINATION share/doc/ferrolink-doc COMPONENT ferrolink-doc)
-install(DIRECTORY docs/ DESTINATION share/doc/ferrolink-doc COMPONENT ferrolink-doc)
+install(FILES CHANGELOG.md README.md CONTRIBUTING.md DESTINATION share/doc/ferrolink-doc
+  COMPONENT ferrolink-doc)
+install(DIRECTORY docs DESTINATION share/doc/ferrolink-doc COMPONENT ferrolink-doc PATTERN site EXCLUDE)
 install(DIRECTORY examples DESTINATION share/doc/ferrolink-doc COMPONENT ferrolink-doc)
 install(DIRECTORY tests/consumers/ DESTINATION share/doc/ferrolink-doc/examples/first-answer
   COMPONENT ferrolink-doc PATTERN expected EXCLUDE PATTERN run EXCLUDE)

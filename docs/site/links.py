@@ -20,10 +20,11 @@ class Page(html.parser.HTMLParser):
         self.feed(text)
 
     def handle_starttag(self, tag, attrs):
+        canonical = ("rel", "canonical") in attrs
         for name, value in attrs:
             if name in ("id", "name") and value:
                 self.anchors.add(value)
-            if name in ("href", "src") and value:
+            if name in ("href", "src") and value and not canonical:
                 self.links.append((tag, name, value))
 
 
@@ -34,8 +35,7 @@ def complaints(site):
         for tag, name, link in page.links:
             parts = urllib.parse.urlsplit(link)
             if parts.scheme or parts.netloc:
-                loaded = (tag, name) in LOADING and parts.scheme != "data"
-                if loaded and not ("canonical" in link or tag == "link"):
+                if (tag, name) in LOADING and parts.scheme != "data":
                     yield f"{path.relative_to(site)}: loads {link}"
                 continue
             target = path if not parts.path else (path.parent / urllib.parse.unquote(parts.path)).resolve()

@@ -30,8 +30,8 @@ namespace Ferrolink::Objects::detail {
 struct PeerAccess;
 }
 
-/// Header-only helper for C++ programs that call Java. Needs C++20. Needs a JDK to run, but not to
-/// compile.
+/// Header-only helper for C++ programs that call Java. Needs C++20. Needs a JRE to run, and no Java
+/// to compile.
 /// @code
 /// Ferrolink::Host::Host host;
 /// Ferrolink::Host::Bytes reply = host.Call("echo", bytes);

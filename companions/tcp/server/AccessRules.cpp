@@ -117,6 +117,11 @@ bool AccessRules::AllowObjects() const {
   return std::any_of(m_rules.begin(), m_rules.end(), [](const Rule& rule) { return rule.objects; });
 }
 
+bool AccessRules::AllowLoadLibrary() const {
+  return std::any_of(m_rules.begin(), m_rules.end(),
+                     [](const Rule& rule) { return rule.loadLibraries; });
+}
+
 // The comparison needs canonical subjects, because types may be in mixed case, such as
 // emailAddress.
 bool AccessRules::Names(const Rule& rule, const ClientIdentity& identity) {

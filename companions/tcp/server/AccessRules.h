@@ -51,6 +51,9 @@ class AccessRules {
   /// Whether any rule allows clients the handlers of typed calls.
   [[nodiscard]] bool AllowObjects() const;
 
+  /// Whether any rule allows clients to load libraries of this machine.
+  [[nodiscard]] bool AllowLoadLibrary() const;
+
   /// Admits a connection; it counts as long as the Client lives. Precondition: rules exist.
   [[nodiscard]] Admission Admit(const ClientIdentity& identity);
 

@@ -72,6 +72,12 @@ void Serve(const ServerOptions& options, ServiceManager& manager) {
               std::string(options.allowObjects ? "--allow-objects" : "a rule with \"objects\"") +
                   " allows clients to run any code with the rights of this server");
   }
+  if (options.allowLoadLibrary || options.rules->AllowLoadLibrary()) {
+    PrintLine(STDERR_FILENO,
+              std::string(options.allowLoadLibrary ? "--allow-load-library"
+                                                   : "a rule with \"load-libraries\"") +
+                  " allows clients to run code from any file of this machine");
+  }
   PrintLine(STDOUT_FILENO, std::string(options.RuntimeName()) + " listens on " + server.Address() +
                                (options.UsesTls() ? " (TLS)" : " (plain TCP)"));
   server.Run();

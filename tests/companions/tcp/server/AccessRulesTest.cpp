@@ -284,7 +284,9 @@ TEST(CommandGate, RefusesObjectsUnlessTheyAreAllowed) {
       {"clients": ["subject:CN=a"], "handlers": ["*"], "load-libraries": true},
       {"clients": ["*"], "handlers": [], "objects": true}])");
   EXPECT_TRUE(rules->AllowObjects());
+  EXPECT_TRUE(rules->AllowLoadLibrary());
   EXPECT_FALSE(RulesOf(R"([{"clients": ["*"], "handlers": ["*"]}])")->AllowObjects());
+  EXPECT_FALSE(RulesOf(R"([{"clients": ["*"], "handlers": ["*"]}])")->AllowLoadLibrary());
   const auto strict = Admitted(*rules, "CN=a");
   const auto generous = Admitted(*rules, "CN=b");
   for (const auto& one : requests) {
