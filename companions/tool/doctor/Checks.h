@@ -12,6 +12,7 @@ void CheckInstallation(const Machine& machine, Findings& findings);
 void CheckSiblings(const Machine& machine, Findings& findings);
 void CheckOwnArchive(const Machine& machine, Findings& findings);
 void CheckConfiguration(const Machine& machine, Findings& findings);
+void CheckServerFile(const Machine& machine, Findings& findings);
 void CheckJvmIsNamed(const Machine& machine, Findings& findings);
 void CheckJvmLibrary(const Machine& machine, Findings& findings);
 void CheckClassPath(const Machine& machine, Findings& findings);
@@ -28,6 +29,7 @@ void CheckEndpoint(const Machine& machine, Findings& findings);
 /// Those that look at the trial start. They do nothing if there was none.
 void CheckStart(const Machine& machine, Findings& findings);
 void CheckRunningJvm(const Machine& machine, Findings& findings);
+void CheckHandlers(const Machine& machine, Findings& findings);
 void CheckReceiver(const Machine& machine, Findings& findings);
 void CheckSignals(const Machine& machine, Findings& findings);
 void CheckHeap(const Machine& machine, Findings& findings);

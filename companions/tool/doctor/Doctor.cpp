@@ -15,13 +15,16 @@ namespace {
 
 using Check = void (*)(const Machine&, Findings&);
 
-constexpr std::array<Check, 15> kBeforeStart = {
-    CheckInstallation, CheckSiblings,  CheckConfiguration,    CheckJvmIsNamed, CheckJvmLibrary,
-    CheckOwnArchive,   CheckClassPath, CheckPreloads,         CheckVariables,  CheckDebugMode,
-    CheckNativeAccess, CheckThreads,   CheckWorkingDirectory, CheckErrorLogs,  CheckOtherProcess};
+constexpr std::array<Check, 16> kBeforeStart = {
+    CheckInstallation, CheckSiblings,         CheckConfiguration, CheckServerFile,
+    CheckJvmIsNamed,   CheckJvmLibrary,       CheckOwnArchive,    CheckClassPath,
+    CheckPreloads,     CheckVariables,        CheckDebugMode,     CheckNativeAccess,
+    CheckThreads,      CheckWorkingDirectory, CheckErrorLogs,     CheckOtherProcess};
 
-constexpr std::array<Check, 6> kAfterStart = {CheckStart,   CheckRunningJvm, CheckReceiver,
-                                              CheckSignals, CheckHeap,       CheckEndpoint};
+// Which JVM runs comes first: it explains more than a failure does.
+constexpr std::array<Check, 7> kAfterStart = {CheckRunningJvm, CheckStart,   CheckHandlers,
+                                              CheckReceiver,   CheckSignals, CheckHeap,
+                                              CheckEndpoint};
 
 void PrintText(const Examination& examination) {
   const auto& all = examination.findings.All();
@@ -81,8 +84,9 @@ Examination Examine(const Case& asked) {
         TryToStart({.runtimePath = machine.java.searched ? machine.java.chosen.path : "",
                     .libraries = machine.installation.libraries,
                     .configuration = asked.configuration,
-                    .classPath = asked.classPath,
-                    .hostSignals = false});
+                    .classPath = machine.asked.classPath,
+                    .hostSignals = false,
+                    .limit = asked.startLimit});
   }
   for (const Check check : kAfterStart) {
     check(machine, findings);

@@ -12,8 +12,11 @@
 #include <memory>
 #include <set>
 
+#include "companions/configs/Configuration.h"
+#include "companions/tcp/TlsFiles.h"
 #include "companions/tcp/Wire.h"
 #include "companions/tool/Address.h"
+#include "companions/tool/EndpointSettings.h"
 #include "companions/tool/Terminal.h"
 #include "companions/tool/doctor/Checks.h"
 #include "companions/utils/FileDescriptor.h"
@@ -66,15 +69,28 @@ std::string TlsError() {
   return reason != nullptr ? reason : "the connection was closed";
 }
 
-class Endpoint {
+class Server {
  public:
-  Endpoint(const Case& asked, Findings& findings)
-      : m_address(AddressOf(asked.connect)),
-        m_authorities(asked.authorities),
-        m_findings(findings) {
-    if (m_authorities.empty()) {
-      m_authorities = Variable("FERROLINK_TLS_CA_FILE");
+  // As in programs, variables take precedence over the configuration.
+  Server(const Machine& machine, Findings& findings)
+      : m_address(AddressOf(machine.asked.connect)), m_findings(findings) {
+    const Endpoint settings =
+        machine.configuration ? EndpointFor(*machine.configuration, m_address) : Endpoint();
+    const auto chosen = [&](const std::string& first, const char* variable, const char* key) {
+      const std::string text = first.empty() ? Variable(variable) : first;
+      return text.empty() ? ValueOf(settings, key) : text;
+    };
+    m_authorities = chosen(machine.asked.authorities, "FERROLINK_TLS_CA_FILE", "authorities");
+    m_revocationList = chosen("", "FERROLINK_TLS_CRL_FILE", "revocationList");
+    m_ownCertificate = chosen("", "FERROLINK_TLS_CERTIFICATE", "certificate");
+    m_ownKey = chosen("", "FERROLINK_TLS_KEY", "key");
+    if (machine.configuration && machine.configuration->endpoints.count(m_address.Name()) != 0 &&
+        !ValueOf(settings, "connect").empty()) {
+      // Its address only stands for the server.
+      const bool tls = m_address.tls;
+      m_address = AddressOf((tls ? "tls://" : "tcp://") + ValueOf(settings, "connect"));
     }
+    m_name = ValueOf(settings, "name").empty() ? m_address.host : ValueOf(settings, "name");
   }
 
   void Check() {
@@ -121,47 +137,72 @@ class Endpoint {
 
   void Verify(SSL* tls) {
     X509_VERIFY_PARAM* parameters = SSL_get0_param(tls);
-    if (X509_VERIFY_PARAM_set1_ip_asc(parameters, m_address.host.c_str()) != 1) {
-      X509_VERIFY_PARAM_set1_host(parameters, m_address.host.c_str(), 0);
-      SSL_set_tlsext_host_name(tls, m_address.host.c_str());
+    if (X509_VERIFY_PARAM_set1_ip_asc(parameters, m_name.c_str()) != 1) {
+      X509_VERIFY_PARAM_set1_host(parameters, m_name.c_str(), 0);
+      SSL_set_tlsext_host_name(tls, m_name.c_str());
     }
     SSL_set_app_data(tls, &m_complaints);
     SSL_set_verify(tls, SSL_VERIFY_PEER, NoteComplaint);
   }
 
-  bool UseFiles() {
-    const bool trusted =
-        m_authorities.empty()
-            ? SSL_CTX_set_default_verify_paths(m_context.get()) == 1
-            : SSL_CTX_load_verify_file(m_context.get(), m_authorities.c_str()) == 1;
-    if (!trusted) {
-      Add("tls-authorities-unusable", "The file of trusted authorities cannot be used.",
-          m_authorities + ": " + TlsError(), "Name a PEM file: --tls-ca or FERROLINK_TLS_CA_FILE.",
-          m_authorities.empty() ? "apt install ca-certificates" : "");
+  bool UseAuthorities() {
+    try {
+      if (m_authorities.empty()) {
+        SSL_CTX_set_default_verify_paths(m_context->native_handle());
+      } else {
+        Tcp::UseAuthorities(*m_context, m_authorities);
+      }
+      if (!m_revocationList.empty()) {
+        Tcp::UseRevocationList(*m_context, m_revocationList);
+      }
+      Tcp::HeedRevocationLists(*m_context);
+      return true;
+    } catch (const Tcp::TlsFileError& error) {
+      Add("tls-authorities-unusable",
+          "The file of trusted authorities, or that of revocation lists, cannot be used.",
+          error.what(),
+          "Name a PEM file: --tls-ca, FERROLINK_TLS_CA_FILE or \"authorities\"; "
+          "FERROLINK_TLS_CRL_FILE or \"revocationList\".");
       return false;
     }
-    const std::string own = Variable("FERROLINK_TLS_CERTIFICATE");
-    if (!own.empty() &&
-        (SSL_CTX_use_certificate_chain_file(m_context.get(), own.c_str()) != 1 ||
-         SSL_CTX_use_PrivateKey_file(m_context.get(), Variable("FERROLINK_TLS_KEY").c_str(),
-                                     SSL_FILETYPE_PEM) != 1)) {
-      Add("tls-own-certificate", "The client's own certificate or key cannot be used.",
-          own + ": " + TlsError(),
-          "Correct FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY: PEM files that belong "
-          "together, the key "
-          "without a password.");
-      return false;
+  }
+
+  // Why programs would not send the client's own certificate.
+  std::string WhyNoOwnCertificate() {
+    if (m_ownCertificate.empty() != m_ownKey.empty()) {
+      const std::string certificate = "FERROLINK_TLS_CERTIFICATE";
+      const std::string key = "FERROLINK_TLS_KEY";
+      return m_ownCertificate.empty() ? key + " is set, and " + certificate + " is not set"
+                                      : certificate + " is set, and " + key + " is not set";
     }
-    return true;
+    if (m_ownCertificate.empty()) {
+      return {};
+    }
+    try {
+      Tcp::UseCertificate(*m_context, m_ownCertificate, m_ownKey);
+    } catch (const Tcp::TlsFileError& error) {
+      return error.what();
+    }
+    const std::string why = Tcp::WhyNotValidNow(*m_context);
+    return why.empty() ? why : m_ownCertificate + ": " + why;
+  }
+
+  bool UseOwnCertificate() {
+    const std::string why = WhyNoOwnCertificate();
+    if (!why.empty()) {
+      Add("tls-own-certificate", "The client's own certificate or key cannot be used.", why,
+          "Correct FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY, or \"certificate\" and "
+          "\"key\": PEM files that belong together, the key without a password.");
+    }
+    return why.empty();
   }
 
   bool Handshake() {
-    m_context.reset(SSL_CTX_new(TLS_client_method()));
-    SSL_CTX_set_min_proto_version(m_context.get(), TLS1_2_VERSION);
-    if (!UseFiles()) {
+    m_context = Tcp::MakeTlsContext(asio::ssl::context::tls_client);
+    if (!UseAuthorities() || !UseOwnCertificate()) {
       return false;
     }
-    m_tls.reset(SSL_new(m_context.get()));
+    m_tls.reset(SSL_new(m_context->native_handle()));
     SSL_set_fd(m_tls.get(), m_socket.get());
     Verify(m_tls.get());
     ERR_clear_error();
@@ -260,15 +301,18 @@ class Endpoint {
 
   struct Free {
     void operator()(SSL* tls) const { SSL_free(tls); }
-    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
   };
 
-  const Address m_address;
+  Address m_address;
+  std::string m_name;  // that its certificate must have
   std::string m_authorities;
+  std::string m_revocationList;
+  std::string m_ownCertificate;
+  std::string m_ownKey;
   Findings& m_findings;
   Complaints m_complaints;
   FileDescriptor m_socket;
-  std::unique_ptr<SSL_CTX, Free> m_context;
+  Tcp::TlsContext m_context;
   std::unique_ptr<SSL, Free> m_tls;  // after its context, so freed before it; none without TLS
 };
 
@@ -280,7 +324,7 @@ void CheckEndpoint(const Machine& machine, Findings& findings) {
   }
   std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes without MSG_NOSIGNAL
   const Progress progress("Connecting to " + machine.asked.connect);
-  Endpoint(machine.asked, findings).Check();
+  Server(machine, findings).Check();
 }
 
 }  // namespace Ferrolink::Companions::Tool

@@ -33,12 +33,26 @@ std::string InstallUnlessThere() {
   return OtherJavas().empty() ? kInstallJava : "";
 }
 
-std::string CandidateTexts(const Machine& machine) {
+// The steps of the search.
+std::string StepTexts(const JavaChoice& java) {
   std::string text;
-  for (const CandidateResult& candidate : machine.candidates) {
-    text += (text.empty() ? "" : "\n") + candidate.file.string() + ": " +
-            (candidate.reason.empty() ? "opens" : candidate.reason);
+  for (const JavaName& step : java.steps) {
+    text += step.place + (step.path.empty() ? ": not set\n" : " = " + step.path + "\n");
   }
+  return text;
+}
+
+// The steps of the search, and what became of the files that the chosen one stands for.
+std::string SearchTexts(const Machine& machine) {
+  std::string text = StepTexts(machine.java);
+  if (machine.java.searched) {
+    text += machine.java.chosen.place + ": " + machine.java.chosen.path + "\n";
+  }
+  for (const CandidateResult& candidate : machine.candidates) {
+    text += "tried " + candidate.file.string() + ": " +
+            (candidate.reason.empty() ? "opens" : candidate.reason) + "\n";
+  }
+  text.pop_back();
   return text;
 }
 
@@ -46,9 +60,7 @@ std::string CandidateTexts(const Machine& machine) {
 bool IsForAnotherMachine(const Machine& machine, const fs::path& file, Findings& findings) {
   const ElfFacts facts = ReadElf(file);
   const std::string place = machine.java.chosen.place;
-  Finding finding{
-      "",  "", file.string() + ", named by " + place, NameAnother(place), InstallUnlessThere(),
-      true};
+  Finding finding{"", "", SearchTexts(machine), NameAnother(place), InstallUnlessThere(), true};
   if (facts.bits == 32) {
     finding.id = "jvm-32-bit";
     finding.finding =
@@ -98,12 +110,8 @@ void CheckJvmIsNamed(const Machine& machine, Findings& findings) {
     CheckShadowedName(machine, findings);
     return;
   }
-  std::string evidence;
-  for (const JavaName& step : java.steps) {
-    evidence += step.place + ": not set\n";
-  }
   findings.Add({"jvm-not-found", "No JVM is named, and none is on this machine.",
-                evidence + "java on PATH: none that this program can load\n" +
+                StepTexts(java) + "java on PATH: none that this program can load\n" +
                     Host::detail::JavaDirectory().string() + ": none that this program can load",
                 "Install a Java runtime (a JRE is enough), or set JAVA_HOME to one.", kInstallJava,
                 true});
@@ -116,8 +124,8 @@ void CheckJvmLibrary(const Machine& machine, Findings& findings) {
   }
   std::error_code unreadable;
   const auto add = [&](const char* id, const std::string& text) {
-    findings.Add({id, text, chosen.place + " = " + chosen.path + "\n" + CandidateTexts(machine),
-                  NameAnother(chosen.place), InstallUnlessThere(), true});
+    findings.Add(
+        {id, text, SearchTexts(machine), NameAnother(chosen.place), InstallUnlessThere(), true});
   };
   if (!fs::exists(chosen.path, unreadable)) {
     add("jvm-path-missing", chosen.place + " names a path that does not exist.");

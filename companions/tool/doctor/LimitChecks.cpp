@@ -38,9 +38,29 @@ Limit LimitIn(const fs::path& file) {
   return {value, file.string()};
 }
 
+// The names of a limit's files.
+struct LimitFiles {
+  const char* controller;
+  const char* newName;
+  const char* oldName;
+  const char* usedName;  // what is used up of it already; null if that does not count
+};
+
+constexpr LimitFiles kMemory{"memory", "memory.max", "memory.limit_in_bytes", nullptr};
+constexpr LimitFiles kThreads{"pids", "pids.max", "pids.max", "pids.current"};
+
+// The limit of one group, less what is used up.
+Limit RestIn(const fs::path& group, const LimitFiles& files, bool unified) {
+  Limit limit = LimitIn(group / (unified ? files.newName : files.oldName));
+  if (files.usedName != nullptr && limit.value != kNoLimit) {
+    const Limit used = LimitIn(group / files.usedName);
+    limit.value -= used.value == kNoLimit ? 0 : used.value;
+  }
+  return limit;
+}
+
 // The smallest limit from the group of this process up to the root.
-Limit GroupLimit(const fs::path& root, const std::string& controller, const char* newName,
-                 const char* oldName) {
+Limit GroupLimit(const fs::path& root, const LimitFiles& files) {
   Limit least;
   std::ifstream groups("/proc/self/cgroup");
   for (std::string line; std::getline(groups, line);) {
@@ -48,13 +68,14 @@ Limit GroupLimit(const fs::path& root, const std::string& controller, const char
     const std::size_t second = line.find(':', first + 1);
     const std::string controllers = line.substr(first + 1, second - first - 1);
     const bool unified = controllers.empty();
-    if (!unified && ("," + controllers + ",").find("," + controller + ",") == std::string::npos) {
+    if (!unified && ("," + controllers + ",").find("," + std::string(files.controller) + ",") ==
+                        std::string::npos) {
       continue;
     }
     const fs::path top = unified ? root : root / controllers;
     fs::path group = fs::path(line.substr(second + 1)).relative_path();
     while (true) {
-      const Limit limit = LimitIn(top / group / (unified ? newName : oldName));
+      const Limit limit = RestIn(top / group, files, unified);
       if (limit.value < least.value) {
         least = limit;
       }
@@ -83,8 +104,7 @@ long long HeapOf(const Machine& machine) {
 
 void CheckHeap(const Machine& machine, Findings& findings) {
   const long long heap = HeapOf(machine);
-  const Limit group =
-      GroupLimit(machine.asked.controlGroups, "memory", "memory.max", "memory.limit_in_bytes");
+  const Limit group = GroupLimit(machine.asked.controlGroups, kMemory);
   const std::string remedy =
       "Set a smaller heap, such as JAVA_TOOL_OPTIONS=-XX:MaxRAMPercentage=50, or "
       "raise the limit. Leave room for what is not heap.";
@@ -126,10 +146,10 @@ void CheckThreads(const Machine& machine, Findings& findings) {
                   "ulimit -u: " + std::to_string(limit.rlim_cur),
                   "Leave room for 30 threads and those of the collector.", ""});
   }
-  const Limit group = GroupLimit(machine.asked.controlGroups, "pids", "pids.max", "pids.max");
+  const Limit group = GroupLimit(machine.asked.controlGroups, kThreads);
   if (group.value < kThreadsOfJvm) {
     findings.Add({"threads-limited", "The control group may have too few threads for a JVM.",
-                  group.place + ": " + std::to_string(group.value),
+                  group.place + " leaves " + std::to_string(group.value),
                   "Leave room for 30 threads and those of the collector.", ""});
   }
   if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&

@@ -1,7 +1,11 @@
 // What is loaded into the process besides Ferrolink: preloaded libraries, other JVMs.
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <set>
 
@@ -101,12 +105,14 @@ void CheckOtherProcess(const Machine& machine, Findings& findings) {
     return;
   }
   const std::string maps = "/proc/" + std::to_string(machine.asked.process) + "/maps";
-  if (!std::ifstream(maps)) {
+  const int file = open(maps.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) {
     findings.Add({"process-unreadable", "The process cannot be looked at.",
-                  maps + " cannot be read",
+                  maps + ": " + std::strerror(errno),
                   "Name a process that runs, and run the doctor as its user.", ""});
     return;
   }
+  close(file);
   const std::set<std::string> jvms = MappedJvms(maps);
   if (jvms.size() > 1) {
     findings.Add(

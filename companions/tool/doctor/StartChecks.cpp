@@ -67,37 +67,48 @@ void CheckStart(const Machine& machine, Findings& findings) {
 }
 
 void CheckRunningJvm(const Machine& machine, Findings& findings) {
-  if (!machine.trial || !machine.trial->started) {
+  const CandidateResult* expected = machine.UsableJvm();
+  if (!machine.trial || expected == nullptr) {
     return;
   }
   const TrialResult& trial = *machine.trial;
-  const CandidateResult* expected = machine.UsableJvm();
-  const fs::path runs = RealPath(trial.library);
-  if (expected != nullptr && !trial.library.empty() && RealPath(expected->file) != runs) {
-    findings.Add(
-        {"jvm-other-runs", "Another JVM runs than the one that is named.",
-         "runs: " + runs.string() + "\n" + machine.java.chosen.place + ": " +
-             expected->file.string(),
-         "Somebody else loads a JVM first: look at LD_PRELOAD. Name that JVM, or remove it.", ""});
+  const fs::path named = RealPath(expected->file);
+  const std::string place = machine.java.chosen.place + ": " + expected->file.string();
+  const std::string& library = trial.started ? trial.library : trial.earlyLibrary;
+  const std::string failure =
+      trial.started ? "" : "\n" + FirstLines(trial.child.errors + "\n" + trial.child.output);
+  if (!library.empty() && RealPath(library) != named) {
+    findings.Add({"jvm-other-runs", "Another JVM runs than the one that is named.",
+                  "runs: " + RealPath(library).string() + "\n" + place + failure,
+                  "Somebody else starts a JVM first: look at LD_PRELOAD. Let that JVM and " +
+                      machine.java.chosen.place +
+                      " be of the same Java, with Ferrolink's archive on its class path; or remove "
+                      "what starts it.",
+                  "", !trial.started});
+    return;
   }
-  std::vector<fs::path> others;
-  for (const std::string& jvm : trial.jvms) {
+  // The library loads the one that is named, even if the process ends before it can say so.
+  std::vector<fs::path> all{named};
+  for (const std::string& jvm : trial.started ? trial.jvms : trial.earlyJvms) {
     const fs::path real = RealPath(jvm);
-    if (std::find(others.begin(), others.end(), real) == others.end()) {
-      others.push_back(real);
+    if (std::find(all.begin(), all.end(), real) == all.end()) {
+      all.push_back(real);
     }
   }
-  if (others.size() > 1) {
+  if (all.size() > 1) {
     findings.Add(
         {"jvm-two-loaded", "Two JVM libraries are loaded in one process, which can have one JVM.",
-         others[0].string() + "\n" + others[1].string(),
+         place + "\n" + all[1].string() + failure,
          "Let everything in the process use the same Java: name it in JAVA_HOME, and remove "
-         "the other from LD_PRELOAD.",
-         ""});
+         "what loads the other (LD_PRELOAD).",
+         "", !trial.started});
   }
-  if (!trial.handlerProblems.empty()) {
+}
+
+void CheckHandlers(const Machine& machine, Findings& findings) {
+  if (machine.trial && machine.trial->started && !machine.trial->handlerProblems.empty()) {
     findings.Add({"handler-unavailable", "A handler on the class path is not available.",
-                  FirstLines(trial.handlerProblems),
+                  FirstLines(machine.trial->handlerProblems),
                   "The evidence names the class and its exception. Correct it, or add the archives "
                   "that it needs to the class path.",
                   ""});

@@ -40,10 +40,17 @@ std::string WhyUnwritable(const fs::path& directory) {
 }  // namespace
 
 void CheckWorkingDirectory(const Machine& machine, Findings& findings) {
+  std::error_code gone;
+  const fs::path current = fs::current_path(gone);
+  if (gone) {
+    findings.Add({"working-directory-gone",
+                  "The current directory no longer exists. No JVM starts there, and relative paths "
+                  "lead nowhere.",
+                  "getcwd: " + gone.message(),
+                  "Change to a directory that exists, and start the program there.", "", true});
+  }
   const fs::path directory = machine.WorkingDirectory();
   if (directory.empty()) {
-    findings.Add({"working-directory-gone", "The current directory no longer exists.",
-                  "getcwd fails", "Change to a directory that exists. " + std::string(kSet), ""});
     return;
   }
   struct stat status {};

@@ -4,6 +4,8 @@ import os
 import re
 import subprocess
 
+import endpoints
+
 ESCAPE = "\x1b"
 
 
@@ -130,6 +132,25 @@ def call_a_server(machine, server):
            "Network Client: Exception code 001", "What to do: Start the server", "ferrolink explain")
 
 
+def call_a_server_with_configuration(machine, server):
+    """The endpoint that connects to the named server has the settings; a name may be one of the configuration only."""
+    certificate, key = machine.place / "server.pem", machine.place / "server.key"
+    endpoints.make_certificate(certificate, key, "DNS:orders.example", 90)
+    file = machine.place / "program.json"
+    tls = ["--tls-certificate", certificate, "--tls-key", key]
+    with server("--plug-in", os.environ["TOOL_TEST_PLUG_IN"], *tls) as port:
+        arguments = ["call", "--runtime", "cpp", "--at", f"tls://localhost:{port}", "--config", str(file),
+                     "plug-in upper", "abc"]
+        endpoint = {"connect": [f"localhost:{port}"], "authorities": "server.pem", "callTimeoutMs": 60000}
+        for name, expected in (("orders.example", (0, "ABC", "")), ("other.example", (1, "", "hostname mismatch"))):
+            file.write_text(json.dumps({"endpoints": {"10.0.0.1:1": {**endpoint, "name": name}}}))
+            done = machine.run(*arguments)
+            same((done.returncode, done.stdout), expected[:2])
+            assert expected[2] in done.stderr, done.stderr
+        file.write_text('{"endpoints": {"10.0.0.1:1": {"poolSize": -1}}}')
+        expect(machine.run(*arguments), 1, "program.json: /endpoints/10.0.0.1:1/poolSize: expected an integer 0 to")
+
+
 def run(machine, _):
     done = machine.run("run", "--jvm-option", "-Xmx100m", "--jvm-option=-Da=b c", "--host-signals", "--", "env")
     expect(done, 0, '\nJAVA_TOOL_OPTIONS=-Xmx100m "-Da=b c" -Xrs\n', f"FERROLINK_HOME={machine.build}")
@@ -186,5 +207,5 @@ def doctor_leaves_nothing(machine, _):
 CASES = {case.__name__: case for case in (
     version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
     explain_without_anything, info, java_is_found, call,
-    call_a_plug_in, call_a_server, run, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
-    doctor_leaves_nothing)}
+    call_a_plug_in, call_a_server, call_a_server_with_configuration, run, run_with_class_path,
+    run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing)}
