@@ -3,8 +3,10 @@
 
 #include <cstdlib>
 #include <set>
+#include <string_view>
 
 #include "companions/tool/Elf.h"
+#include "companions/tool/Trial.h"
 #include "companions/tool/doctor/Checks.h"
 
 namespace Ferrolink::Companions::Tool {
@@ -34,11 +36,64 @@ bool LocaleCannotExpress(const std::string& path) {
   return true;
 }
 
+// What an installation cannot do without a library.
+std::string LossOf(std::string_view library) {
+  if (library == "libFerrolinkCppRuntimeNative.so") {
+    return "Calls of C++ handlers do not work.";
+  }
+  if (library == "libConfigs.so") {
+    return "Configurations are ignored.";
+  }
+  if (library == "libUtils.so") {
+    return "No telemetry is written.";
+  }
+  if (library == "libFerrolinkTcpClient.so") {
+    return "Calls over TCP do not work.";
+  }
+  return library == "libFerrolinkTcpTlsClient.so" ? "Calls over TLS do not work."
+                                                  : "Java cannot be called.";
+}
+
+// Whether each start of a JVM opens the library. A damaged one may end the process.
+bool IsOpenedByStart(std::string_view library) {
+  return library == "libFerrolinkJvmRuntimeNative.so" || library == "libConfigs.so" ||
+         library == "libUtils.so";
+}
+
+// The loader names the file that it does not find first.
+bool LacksDependency(const std::string& reason, const fs::path& file) {
+  return reason.find(": cannot open shared object file") != std::string::npos &&
+         !reason.starts_with(file.string());
+}
+
+// Adds a finding unless all of the library is there and opens.
+void CheckContents(const fs::path& file, const ElfFacts& facts, Findings& findings) {
+  const std::string name = file.filename().string();
+  Finding damaged{"sibling-damaged", "",       file.string() + ": ",
+                  kReinstall,        kInstall, IsOpenedByStart(name)};
+  if (facts.IsTruncated()) {
+    damaged.finding = name + " is truncated.";
+    damaged.evidence +=
+        std::to_string(facts.size) + " bytes of " + std::to_string(facts.loadedSize);
+  } else if (const std::string reason = TryToOpen({file}).front().reason; !reason.empty()) {
+    damaged.finding = name + " cannot be opened.";
+    damaged.evidence += reason;
+    if (LacksDependency(reason, file)) {
+      damaged.remedy = "Install the library that the evidence names.";
+      damaged.install = "apt install --fix-broken";
+    }
+  } else {
+    return;
+  }
+  damaged.finding += " " + LossOf(name);
+  findings.Add(std::move(damaged));
+}
+
 void CheckLibrary(const fs::path& file, Findings& findings) {
   std::error_code unreadable;
   const std::string name = file.filename().string();
   const auto add = [&](const char* id, const std::string& text, const std::string& evidence) {
-    findings.Add({id, text, evidence, kReinstall, kInstall});
+    findings.Add({id, text + " " + LossOf(name), evidence, kReinstall, kInstall});
   };
   if (!fs::exists(file, unreadable)) {
     add("sibling-missing", name + " is missing in the installation.",
@@ -57,10 +112,13 @@ void CheckLibrary(const fs::path& file, Findings& findings) {
     return;
   }
   if (facts.version != FERROLINK_VERSION) {
-    add("sibling-other-version", name + " has another version than this tool.",
-        file.string() + ": version " + (facts.version.empty() ? "unknown" : facts.version) +
-            ", this tool: " FERROLINK_VERSION);
+    findings.Add({"sibling-other-version", name + " has another version than this tool.",
+                  file.string() + ": version " +
+                      (facts.version.empty() ? "unknown" : facts.version) +
+                      ", this tool: " FERROLINK_VERSION,
+                  kReinstall, kInstall});
   }
+  CheckContents(file, facts, findings);
 }
 
 bool MayOthersReplace(const fs::path& place) {

@@ -1,4 +1,4 @@
-"""The faults that the doctor has to name: how each gets into the machine, the id, parts of remedy and evidence."""
+"""The faults that the doctor has to name: how each gets into the machine, the id, parts of what is said."""
 import contextlib
 import dataclasses
 import mmap
@@ -27,6 +27,7 @@ class Fault:
     remedy: str
     arrange: Callable
     evidence: str = ""
+    finding: str = ""
 
 
 def change(**variables):

@@ -25,6 +25,7 @@ class Machine:
         self.tree = None
         self.arguments = []
         self.stdin = ""
+        self.launcher = []  # words before "doctor"
         self.before = []  # what the child does before it becomes the tool
         self.current = self.place / "work"
         self.current.mkdir(parents=True, mode=0o700)
@@ -44,7 +45,7 @@ class Machine:
 
     def examine(self):
         """Exit code and findings of the doctor."""
-        done = self.run("doctor", "--json", *self.arguments, stdin=self.stdin)
+        done = self.run(*self.launcher, "doctor", "--json", *self.arguments, stdin=self.stdin)
         try:
             return done.returncode, json.loads(done.stdout)["findings"]
         except ValueError as error:

@@ -20,6 +20,7 @@ import tempfile
 import commands
 import endpoints
 import faults
+import installations
 from machine import Machine
 
 OPTIONS = argparse.ArgumentParser()
@@ -83,6 +84,11 @@ def healthy(given):
         machine.arguments += ["--host-signals", "--config", '{"loggingLevel": "off"}']
         code, findings = machine.examine()
         yield from (f"false with settings: {one}" for one in findings)
+    for name, arrange in installations.RIGHT.items():
+        with new_machine(given) as machine:
+            arrange(machine)
+            code, findings = machine.examine()
+            yield from (f"false with {name}: {one}" for one in findings)
     yield from healthy_servers(given)
 
 
@@ -127,6 +133,8 @@ def check_fault(given, fault):
         wrong.append(f"does not say {fault.id} with a remedy that has '{fault.remedy}': {named}")
     if named and not any(fault.evidence in one["evidence"] for one in named):
         wrong.append(f"no evidence '{fault.evidence}': {named}")
+    if named and not any(fault.finding in one["finding"] for one in named):
+        wrong.append(f"no finding '{fault.finding}': {named}")
     return [f"{fault.name}: {text}" for text in wrong]
 
 
@@ -145,7 +153,7 @@ def all_faults(given):
     asan = subprocess.run(["g++", "-print-file-name=libasan.so"], check=True, capture_output=True, text=True)
     table = faults.common_faults(given.fakes, os.path.realpath(asan.stdout.strip()))
     table += endpoints.endpoint_faults() + endpoints.client_file_faults() + endpoints.tls_faults(tls_server)
-    table += endpoints.server_file_faults()
+    table += endpoints.server_file_faults() + installations.installation_faults()
     if feature_of(given.java) >= 24:
         table += faults.later_java_faults()
     yield from ids_without_fault({fault.id for fault in table + faults.later_java_faults()})
