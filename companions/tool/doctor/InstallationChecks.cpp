@@ -1,7 +1,10 @@
 // The libraries of the installation, and who may replace them.
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <map>
 #include <set>
 #include <string_view>
 
@@ -121,26 +124,44 @@ void CheckLibrary(const fs::path& file, Findings& findings) {
   CheckContents(file, facts, findings);
 }
 
-bool MayOthersReplace(const fs::path& place) {
-  struct stat status {};
-  // In sticky directories nobody may replace the files of others.
-  return stat(place.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0 &&
-         (status.st_mode & S_ISVTX) == 0;
-}
+// Places that somebody may change besides the superuser and the user who runs them.
+struct Exposed {
+  std::map<fs::path, std::string> toOwner;  // and who that is
+  std::set<fs::path> toAll;
 
-// Adds the file and the directories above it, up to the root of the installation, that every user
-// may write to.
-void NoteWritable(const fs::path& root, const fs::path& file, std::set<fs::path>& writable) {
-  for (fs::path place = file; place.native().size() >= root.native().size();
-       place = place.parent_path()) {
-    if (MayOthersReplace(place)) {
-      writable.insert(place);
-    }
-    if (place == place.parent_path()) {
+  void Note(const fs::path& place) {
+    struct stat status {};
+    if (stat(place.c_str(), &status) != 0) {
       return;
     }
+    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+      const passwd* owner = getpwuid(status.st_uid);
+      toOwner[place] = owner != nullptr ? owner->pw_name : std::to_string(status.st_uid);
+    }
+    // In sticky directories nobody may replace the files of others.
+    if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0) {
+      toAll.insert(place);
+    }
   }
-}
+
+  // The file and the directories above it, up to the root of the installation. Of a link also the
+  // file that it leads to, and its directory.
+  void NoteUpTo(const fs::path& root, const fs::path& file) {
+    for (fs::path place = file; place.native().size() >= root.native().size();
+         place = place.parent_path()) {
+      Note(place);
+      if (place == place.parent_path()) {
+        break;
+      }
+    }
+    std::error_code missing;
+    const fs::path real = fs::canonical(file, missing);
+    if (!missing && fs::is_symlink(file, missing)) {
+      Note(real);
+      Note(real.parent_path());
+    }
+  }
+};
 
 }  // namespace
 
@@ -173,16 +194,22 @@ void CheckSiblings(const Machine& machine, Findings& findings) {
     return;
   }
   const Installation& installation = machine.installation;
-  std::set<fs::path> writable;
-  NoteWritable(installation.root, installation.archive, writable);
+  Exposed exposed;
+  exposed.NoteUpTo(installation.root, installation.archive);
   for (const char* name : kLibraries) {
     CheckLibrary(installation.libraries / name, findings);
-    NoteWritable(installation.root, installation.libraries / name, writable);
+    exposed.NoteUpTo(installation.root, installation.libraries / name);
   }
-  for (const fs::path& place : writable) {
+  for (const fs::path& place : exposed.toAll) {
     findings.Add({"sibling-writable", "Every user may replace what this installation runs.",
                   place.string() + " may be written to by others",
                   "chmod o-w " + place.string() + ", and check that nobody has replaced anything.",
+                  ""});
+  }
+  for (const auto& [place, owner] : exposed.toOwner) {
+    findings.Add({"sibling-writable", "Another user may replace what this installation runs.",
+                  place.string() + " belongs to " + owner,
+                  "chown root " + place.string() + ", and check that nobody has replaced anything.",
                   ""});
   }
 }

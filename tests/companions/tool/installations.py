@@ -68,7 +68,12 @@ def installation_faults():
               "libnix.so.3: cannot open shared object file: No such file or directory", "cannot be opened"),
         Fault("no client", "sibling-missing", "Reinstall", sibling("libFerrolinkTcpClient.so"), "",
               "Calls over TCP do not work."),
+        Fault("the archive's directory may be written to", "sibling-writable", "chmod o-w", writable_behind_a_link,
+              "/share may be written to by others"),
     ]
+    if os.geteuid() == 0:  # nobody else gives files away
+        faults.append(Fault("the archive's directory is a stranger's", "sibling-writable", "chown root",
+                            owned_by_a_stranger, f"/Binaries/Jvm belongs to {STRANGER}"))
     return faults
 
 
