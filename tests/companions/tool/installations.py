@@ -83,4 +83,4 @@ def self_running_archive(machine):
     path.write_bytes(b'#!/bin/sh\nexec java -jar "$0"\n' + path.read_bytes())
 
 
-RIGHT = {}
+RIGHT = {"a self-running archive": self_running_archive}
