@@ -16,7 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kReceiver = "com/ferrolink/core/receiver/Receiver.class";
 constexpr const char* kClassPathForm =
     "--class-path or FERROLINK_CLASS_PATH. Entries are archives, or directories of archives, "
     "separated by colons.";

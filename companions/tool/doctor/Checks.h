@@ -8,6 +8,9 @@
 /// machine, except that a check of the working directory makes a file there and removes it.
 namespace Ferrolink::Companions::Tool {
 
+/// The entry of an archive that receives commands.
+inline constexpr const char* kReceiver = "com/ferrolink/core/receiver/Receiver.class";
+
 void CheckInstallation(const Machine& machine, Findings& findings);
 void CheckSiblings(const Machine& machine, Findings& findings);
 void CheckOwnArchive(const Machine& machine, Findings& findings);

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <string_view>
 
 #include "companions/tool/Archive.h"
 #include "companions/tool/ErrorPages.h"
@@ -39,6 +40,46 @@ fs::path RealPath(const fs::path& path) {
   return unreadable ? path : real;
 }
 
+bool HasReceiver(const fs::path& entry) {
+  std::error_code unreadable;
+  if (fs::is_directory(entry, unreadable)) {
+    return fs::exists(entry / kReceiver, unreadable);
+  }
+  try {
+    return Archive(entry).Has(kReceiver);
+  } catch (const ArchiveError&) {
+    return false;
+  }
+}
+
+// The first entry that options add to the boot class path and that has a receiver class; empty
+// without one. The JVM takes that class.
+std::string BootReceiver() {
+  constexpr std::string_view kOption = "-Xbootclasspath/a:";
+  for (const std::string& option : JvmOptions()) {
+    if (!option.starts_with(kOption)) {
+      continue;
+    }
+    for (const std::string& entry : PathsOf(option.substr(kOption.size()))) {
+      if (HasReceiver(entry)) {
+        return entry;
+      }
+    }
+  }
+  return {};
+}
+
+void AddShadowed(const Machine& machine, const std::string& place, const std::string& more,
+                 bool stopsStart, Findings& findings) {
+  findings.Add({"receiver-shadowed",
+                "The receiver class does not come from the archive of the installation: another "
+                "one comes first.",
+                "it comes from " + place +
+                    "\nthe installation's: " + machine.installation.archive.string() + more,
+                "Remove the other archive from -Xbootclasspath/a, -javaagent and the Java home.",
+                "", stopsStart});
+}
+
 }  // namespace
 
 void CheckStart(const Machine& machine, Findings& findings) {
@@ -46,9 +87,14 @@ void CheckStart(const Machine& machine, Findings& findings) {
     return;
   }
   const ChildResult& child = machine.trial->child;
+  const std::string said = FirstLines(child.errors + "\n" + child.output);
+  if (const std::string place = BootReceiver(); !child.isLate && !place.empty()) {
+    AddShadowed(machine, place, "\n" + said, true, findings);
+    return;
+  }
   Finding finding{
       "start-failed", "A JVM that was started for trial did not answer: " + child.Ending() + ".",
-      FirstLines(child.errors + "\n" + child.output),
+      said,
       "The messages above are the JVM's own. Look at JAVA_TOOL_OPTIONS, and at limits of "
       "memory and threads (ulimit -a).",
       ""};
@@ -121,13 +167,7 @@ void CheckReceiver(const Machine& machine, Findings& findings) {
   }
   const std::string& place = machine.trial->receiverPlace;
   if (RealPath(place) != RealPath(machine.installation.archive)) {
-    findings.Add({"receiver-shadowed",
-                  "The receiver class does not come from the archive of the installation: another "
-                  "one comes first.",
-                  "it comes from " + place +
-                      "\nthe installation's: " + machine.installation.archive.string(),
-                  "Remove the other archive from -Xbootclasspath/a, -javaagent and the Java home.",
-                  ""});
+    AddShadowed(machine, place, "", false, findings);
   }
 }
 

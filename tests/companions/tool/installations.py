@@ -70,6 +70,8 @@ def installation_faults():
               "Calls over TCP do not work."),
         Fault("the archive's directory may be written to", "sibling-writable", "chmod o-w", writable_behind_a_link,
               "/share may be written to by others"),
+        Fault("a receiver without methods on the boot class path", "receiver-shadowed", "-Xbootclasspath/a",
+              other_receiver, "/boot.jar"),
     ]
     if os.geteuid() == 0:  # nobody else gives files away
         faults.append(Fault("the archive's directory is a stranger's", "sibling-writable", "chown root",
