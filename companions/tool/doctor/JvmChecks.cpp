@@ -1,4 +1,5 @@
 // A JVM that is named nowhere or wrongly, and one that cannot be loaded.
+#include <cstdlib>
 #include <system_error>
 
 #include "companions/tool/Elf.h"
@@ -102,12 +103,26 @@ void CheckShadowedName(const Machine& machine, Findings& findings) {
   }
 }
 
+// The library takes an empty JAVA_HOME for a path, if it gets that far in its search.
+void CheckEmptyName(const JavaChoice& java, Findings& findings) {
+  const char* home = std::getenv("JAVA_HOME");
+  if (java.searched && home != nullptr && *home == '\0') {
+    findings.Add(
+        {"jvm-path-empty",
+         "JAVA_HOME is set, and empty. Hosts that do not use the C++ helpers fail with JVM "
+         "Launcher 003.",
+         "JAVA_HOME = \n" + java.chosen.place + ": " + java.chosen.path,
+         "unset JAVA_HOME, or set it to " + java.chosen.path + ".", ""});
+  }
+}
+
 }  // namespace
 
 void CheckJvmIsNamed(const Machine& machine, Findings& findings) {
   const JavaChoice& java = machine.java;
   if (!java.chosen.path.empty()) {
     CheckShadowedName(machine, findings);
+    CheckEmptyName(java, findings);
     return;
   }
   findings.Add({"jvm-not-found", "No JVM is named, and none is on this machine.",

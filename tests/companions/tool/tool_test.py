@@ -21,6 +21,7 @@ import commands
 import endpoints
 import faults
 import installations
+import settings
 from machine import Machine
 
 OPTIONS = argparse.ArgumentParser()
@@ -84,7 +85,7 @@ def healthy(given):
         machine.arguments += ["--host-signals", "--config", '{"loggingLevel": "off"}']
         code, findings = machine.examine()
         yield from (f"false with settings: {one}" for one in findings)
-    for name, arrange in installations.RIGHT.items():
+    for name, arrange in {**installations.RIGHT, **settings.right_settings(given.fakes)}.items():
         with new_machine(given) as machine:
             arrange(machine)
             code, findings = machine.examine()
@@ -153,7 +154,7 @@ def all_faults(given):
     asan = subprocess.run(["g++", "-print-file-name=libasan.so"], check=True, capture_output=True, text=True)
     table = faults.common_faults(given.fakes, os.path.realpath(asan.stdout.strip()))
     table += endpoints.endpoint_faults() + endpoints.client_file_faults() + endpoints.tls_faults(tls_server)
-    table += endpoints.server_file_faults() + installations.installation_faults()
+    table += endpoints.server_file_faults() + installations.installation_faults() + settings.settings_faults()
     if feature_of(given.java) >= 24:
         table += faults.later_java_faults()
     yield from ids_without_fault({fault.id for fault in table + faults.later_java_faults()})
