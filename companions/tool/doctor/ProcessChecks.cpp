@@ -66,8 +66,19 @@ void CheckAllocator(Findings& findings) {
 }  // namespace
 
 void CheckPreloads(const Machine& machine, Findings& findings) {
-  CheckAllocator(findings);
-  if (const std::string file = FileThatHas("JVM_begin_signal_setting"); IsNamed(file, "libjsig")) {
+  const std::set<std::string> preloaded = MappedJvms("/proc/self/maps");
+  const CandidateResult* usable = machine.UsableJvm();
+  const auto isUsable = [&](const std::string& jvm) {
+    std::error_code unreadable;
+    return usable != nullptr && fs::equivalent(jvm, usable->file, unreadable);
+  };
+  // A JVM library that is there already is not opened with deep binding.
+  const bool isOpen = std::any_of(preloaded.begin(), preloaded.end(), isUsable);
+  if (!isOpen) {
+    CheckAllocator(findings);
+  }
+  if (const std::string file = FileThatHas("JVM_begin_signal_setting");
+      !isOpen && IsNamed(file, "libjsig")) {
     findings.Add(
         {"preload-libjsig",
          "libjsig is preloaded, and does not chain signals for a JVM library that is opened "
@@ -87,11 +98,8 @@ void CheckPreloads(const Machine& machine, Findings& findings) {
       break;
     }
   }
-  const std::set<std::string> preloaded = MappedJvms("/proc/self/maps");
-  const CandidateResult* usable = machine.UsableJvm();
-  std::error_code unreadable;
   for (const std::string& jvm : preloaded) {
-    if (usable == nullptr || !fs::equivalent(jvm, usable->file, unreadable)) {
+    if (!isUsable(jvm)) {
       findings.Add({"jvm-preloaded", "Another JVM library is preloaded than the one that is named.",
                     jvm + "\n" + PreloadText(),
                     "Preload the JVM that " + machine.java.chosen.place + " names, or none.", "",

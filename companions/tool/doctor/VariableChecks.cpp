@@ -29,7 +29,17 @@ constexpr std::array<std::string_view, 17> kKnown = {
     "FERROLINK_TLS_CERTIFICATE",  "FERROLINK_TLS_KEY",
     "FERROLINK_TLS_INSECURE"};
 
-void CheckIgnored(Findings& findings) {
+// Whether the host loads all of CLASSPATH anyhow, as after "ferrolink run --class-path".
+bool IsClassPathLoaded(const Machine& machine) {
+  const std::vector<std::string> loaded = PathsOf(Variable("FERROLINK_CLASS_PATH"));
+  const std::vector<std::string> entries = PathsOf(Variable("CLASSPATH"));
+  return std::all_of(entries.begin(), entries.end(), [&](const std::string& entry) {
+    return entry == machine.installation.archive ||
+           std::find(loaded.begin(), loaded.end(), entry) != loaded.end();
+  });
+}
+
+void CheckIgnored(const Machine& machine, Findings& findings) {
   const auto add = [&](const char* name, const char* remedy) {
     if (const std::string value = Variable(name); !value.empty()) {
       findings.Add({"variable-ignored",
@@ -39,9 +49,11 @@ void CheckIgnored(Findings& findings) {
   };
   add("JDK_JAVA_OPTIONS",
       "Put the options into JAVA_TOOL_OPTIONS; only the program java reads this variable.");
-  add("CLASSPATH",
-      "Load archives with LoadLibrary, or name them in FERROLINK_CLASS_PATH; only the program java "
-      "reads this variable.");
+  if (!IsClassPathLoaded(machine)) {
+    add("CLASSPATH",
+        "Load archives with LoadLibrary, or name them in FERROLINK_CLASS_PATH; only the program "
+        "java reads this variable.");
+  }
 }
 
 void CheckSpelling(Findings& findings) {
@@ -73,8 +85,8 @@ void CheckWord(const char* name, std::initializer_list<std::string_view> words,
 
 }  // namespace
 
-void CheckVariables(const Machine& /*machine*/, Findings& findings) {
-  CheckIgnored(findings);
+void CheckVariables(const Machine& machine, Findings& findings) {
+  CheckIgnored(machine, findings);
   CheckSpelling(findings);
   CheckWord("FERROLINK_LOGGING_LEVEL", {"off", "runtimeinfo", "all"}, findings);
   CheckWord("FERROLINK_DEBUG_MODE", {"true", "false"}, findings);
@@ -103,10 +115,9 @@ void CheckNativeAccess(const Machine& machine, Findings& findings) {
 
 void CheckConfiguration(const Machine& machine, Findings& findings) {
   if (!machine.refusal.empty()) {
-    findings.Add(
-        {"configuration-refused", "The configuration is refused, and none of it applies.",
-         Shown(machine.refusal),
-         "Correct the place that the evidence names. docs/configuration.md lists keys and values.",
+    findings.Add({"configuration-refused", "The configuration is refused, and none of it applies.",
+                  Shown(machine.refusal),
+                  "Correct the place that the evidence names. docs/configuration.md lists keys and values.",
          "", true});
   }
 }

@@ -58,5 +58,8 @@ def run_with_opened_jvm(library):
 
 def right_settings(fakes):
     return {
+        "run --class-path": run_with_class_path,
+        "run --preopen-jvm, an allocator": run_with_opened_jvm(lambda machine: f"{fakes}/libOtherAllocator.so"),
+        "run --preopen-jvm, libjsig": run_with_opened_jvm(lambda machine: f"{machine.java}/lib/libjsig.so"),
         "java on PATH": java_on_path,
     }
