@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "companions/configs/Configuration.h"
+#include "companions/tcp/client/ClientVariables.h"
 #include "companions/tool/Options.h"
 #include "companions/tool/Terminal.h"
 #include "companions/tool/doctor/Checks.h"
@@ -14,6 +15,7 @@
 namespace Ferrolink::Companions::Tool {
 namespace {
 
+namespace Client = Tcp::Client;
 using Host::detail::Variable;
 
 constexpr std::string_view kOwn = "FERROLINK_";
@@ -83,6 +85,34 @@ void CheckWord(const char* name, std::initializer_list<std::string_view> words,
                 std::string(name) + " = " + Shown(value), "Use one of: " + allowed + ".", ""});
 }
 
+void CheckClientVariables(Findings& findings) {
+  const auto refuse = [&](const char* name, const std::string& value, const std::string& wanted) {
+    findings.Add({"variable-value",
+                  std::string(name) +
+                      " has a value that clients refuse: calls over the network fail with Network "
+                      "Client 006.",
+                  std::string(name) + " = " + Shown(value), "Use " + wanted + ", or unset it.",
+                  ""});
+  };
+  for (const Client::NumericVariable& variable : Client::kNumericVariables) {
+    const std::string value = Variable(variable.name);
+    if (!value.empty() && !variable.ValueIn(value)) {
+      refuse(variable.name, value, variable.Wanted());
+    }
+  }
+  const std::string insecure = Variable(Client::kInsecureVariable);
+  if (insecure == Client::kInsecure) {
+    findings.Add({"tls-insecure",
+                  "Clients do not verify servers: whoever answers at an address is trusted.",
+                  std::string(Client::kInsecureVariable) + " = " + insecure,
+                  "unset " + std::string(Client::kInsecureVariable) +
+                      ", and name the authority of the servers in FERROLINK_TLS_CA_FILE.",
+                  ""});
+  } else if (!insecure.empty()) {
+    refuse(Client::kInsecureVariable, insecure, Client::kInsecure);
+  }
+}
+
 }  // namespace
 
 void CheckVariables(const Machine& machine, Findings& findings) {
@@ -90,6 +120,7 @@ void CheckVariables(const Machine& machine, Findings& findings) {
   CheckSpelling(findings);
   CheckWord("FERROLINK_LOGGING_LEVEL", {"off", "runtimeinfo", "all"}, findings);
   CheckWord("FERROLINK_DEBUG_MODE", {"true", "false"}, findings);
+  CheckClientVariables(findings);
 }
 
 void CheckDebugMode(const Machine& /*machine*/, Findings& findings) {

@@ -39,6 +39,14 @@ def busy_user(machine):
 def settings_faults():
     faults = [
         Fault("JAVA_HOME is empty", "jvm-path-empty", "unset JAVA_HOME", empty_home, "JAVA_HOME = \n"),
+        Fault("a number that is none", "variable-value", "a number from 0 to 4096", change(FERROLINK_POOL_SIZE="abc"),
+              "FERROLINK_POOL_SIZE = abc", "Network Client 006"),
+        Fault("a number that is too large", "variable-value", "a number from 1 to 3600000",
+              change(FERROLINK_CONNECT_TIMEOUT_MS="3600001"), "FERROLINK_CONNECT_TIMEOUT_MS = 3600001"),
+        Fault("a word for something else", "variable-value", "accept-any-certificate",
+              change(FERROLINK_TLS_INSECURE="yes"), "FERROLINK_TLS_INSECURE = yes", "Network Client 006"),
+        Fault("no certificate is verified", "tls-insecure", "unset FERROLINK_TLS_INSECURE",
+              change(FERROLINK_TLS_INSECURE="accept-any-certificate")),
     ]
     return faults
 
@@ -62,4 +70,5 @@ def right_settings(fakes):
         "run --preopen-jvm, an allocator": run_with_opened_jvm(lambda machine: f"{fakes}/libOtherAllocator.so"),
         "run --preopen-jvm, libjsig": run_with_opened_jvm(lambda machine: f"{machine.java}/lib/libjsig.so"),
         "java on PATH": java_on_path,
+        "numbers": change(FERROLINK_POOL_SIZE="0", FERROLINK_CALL_TIMEOUT_MS="4294967294"),
     }
