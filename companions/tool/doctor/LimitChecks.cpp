@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <limits>
 
@@ -88,6 +89,31 @@ Limit GroupLimit(const fs::path& root, const LimitFiles& files) {
   return least;
 }
 
+// The number after `key` in a file like /proc/self/status; 0 without it.
+long long NumberAfter(const fs::path& file, const std::string& key) {
+  std::ifstream lines(file);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(key)) {
+      return std::strtoll(line.c_str() + key.size(), nullptr, 10);
+    }
+  }
+  return 0;
+}
+
+// The threads of all processes of this user.
+long long ThreadsOfUser() {
+  long long threads = 0;
+  std::error_code gone;
+  for (fs::directory_iterator all("/proc", gone), end; !gone && all != end; all.increment(gone)) {
+    const fs::path status = all->path() / "status";
+    // A process that has ended has no threads, and user 0 is never counted.
+    if (NumberAfter(status, "Uid:") == static_cast<long long>(getuid())) {
+      threads += NumberAfter(status, "Threads:");
+    }
+  }
+  return threads;
+}
+
 std::string Megabytes(long long bytes) {
   return std::to_string(bytes / kMebibyte) + " MiB";
 }
@@ -140,11 +166,14 @@ void CheckThreads(const Machine& machine, Findings& findings) {
                   "Set ulimit -s 8192, or give threads that send commands 256 KiB or more.", ""});
   }
   // The limit does not bind the superuser.
-  if (geteuid() != 0 && getrlimit(RLIMIT_NPROC, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
-      limit.rlim_cur < static_cast<rlim_t>(kThreadsOfJvm)) {
-    findings.Add({"threads-limited", "The user may have too few threads for a JVM.",
-                  "ulimit -u: " + std::to_string(limit.rlim_cur),
-                  "Leave room for 30 threads and those of the collector.", ""});
+  if (getuid() != 0 && getrlimit(RLIMIT_NPROC, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
+    const long long used = ThreadsOfUser();
+    if (static_cast<long long>(limit.rlim_cur) - used < kThreadsOfJvm) {
+      findings.Add({"threads-limited", "The user may have too few threads for a JVM.",
+                    "ulimit -u: " + std::to_string(limit.rlim_cur) + ", of which " +
+                        std::to_string(used) + " are in use",
+                    "Leave room for 30 threads and those of the collector.", ""});
+    }
   }
   const Limit group = GroupLimit(machine.asked.controlGroups, kThreads);
   if (group.value < kThreadsOfJvm) {

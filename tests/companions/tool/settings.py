@@ -48,6 +48,9 @@ def settings_faults():
         Fault("no certificate is verified", "tls-insecure", "unset FERROLINK_TLS_INSECURE",
               change(FERROLINK_TLS_INSECURE="accept-any-certificate")),
     ]
+    if os.geteuid() == 0:  # nobody else becomes another user
+        faults.append(Fault("a user with many threads", "threads-limited", "30 threads", busy_user,
+                            f"ulimit -u: {MOST_THREADS}"))
     return faults
 
 
