@@ -15,6 +15,7 @@
 #include "companions/configs/Configuration.h"
 #include "companions/tcp/TlsFiles.h"
 #include "companions/tcp/Wire.h"
+#include "companions/tcp/client/ClientVariables.h"
 #include "companions/tool/Address.h"
 #include "companions/tool/EndpointSettings.h"
 #include "companions/tool/Terminal.h"
@@ -28,7 +29,6 @@ namespace {
 namespace Wire = Tcp::Wire;
 using Host::detail::Variable;
 
-constexpr timeval kPatience{10, 0};
 constexpr int kDaysOfWarning = 14;
 
 // What is wrong with the certificate of a server: texts of OpenSSL, by subject.
@@ -69,6 +69,14 @@ std::string TlsError() {
   return reason != nullptr ? reason : "the connection was closed";
 }
 
+// The client's time limit for connecting, in milliseconds.
+std::uint32_t PatienceFor(const Endpoint& settings) {
+  const auto& variable = Tcp::Client::kConnectTimeout;
+  const auto configured = variable.ValueIn(ValueOf(settings, "connectTimeoutMs"));
+  return variable.ValueIn(Variable(variable.name))
+      .value_or(configured.value_or(Tcp::Client::kUsualConnectTimeout));
+}
+
 class Server {
  public:
   // As in programs, variables take precedence over the configuration.
@@ -90,6 +98,7 @@ class Server {
       const bool tls = m_address.tls;
       m_address = AddressOf((tls ? "tls://" : "tcp://") + ValueOf(settings, "connect"));
     }
+    m_patience = PatienceFor(settings);
     m_name = ValueOf(settings, "name").empty() ? m_address.host : ValueOf(settings, "name");
   }
 
@@ -103,6 +112,11 @@ class Server {
   void Add(const char* id, const std::string& text, const std::string& evidence,
            const std::string& remedy, const std::string& install = "") {
     m_findings.Add({id, text, m_address.Name() + ": " + evidence, remedy, install});
+  }
+
+  [[nodiscard]] std::string NoAnswer() const {
+    return "no answer within " + (m_patience % 1000 == 0 ? std::to_string(m_patience / 1000) + " s"
+                                                         : std::to_string(m_patience) + " ms");
   }
 
   bool Connect() {
@@ -121,13 +135,14 @@ class Server {
     for (const addrinfo* one = list; one != nullptr; one = one->ai_next) {
       FileDescriptor made(
           socket(one->ai_family, one->ai_socktype | SOCK_CLOEXEC, one->ai_protocol));
-      setsockopt(made.get(), SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);
-      setsockopt(made.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
+      const timeval patience{m_patience / 1000, m_patience % 1000 * 1000L};
+      setsockopt(made.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+      setsockopt(made.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
       if (connect(made.get(), one->ai_addr, one->ai_addrlen) == 0) {
         m_socket = std::move(made);
         return true;
       }
-      why = errno == EINPROGRESS ? "no answer within 10 s" : std::strerror(errno);
+      why = errno == EINPROGRESS ? NoAnswer() : std::strerror(errno);
     }
     Add("endpoint-unreachable", "Nobody answers at the address of the server.", why,
         "Start the server (ferrolink-server --listen ADDRESS:PORT), correct the port, or open the "
@@ -206,8 +221,10 @@ class Server {
     SSL_set_fd(m_tls.get(), m_socket.get());
     Verify(m_tls.get());
     ERR_clear_error();
-    if (SSL_connect(m_tls.get()) != 1) {
-      Add("tls-handshake", "The TLS handshake fails.", TlsError(),
+    if (const int done = SSL_connect(m_tls.get()); done != 1) {
+      // The socket waits until its time limit is over; then OpenSSL wants to read again.
+      const bool late = SSL_get_error(m_tls.get(), done) == SSL_ERROR_WANT_READ;
+      Add("tls-handshake", "The TLS handshake fails.", late ? NoAnswer() : TlsError(),
           "Use tcp:// if the server has no certificate (--tls-certificate); else look at the "
           "server's log.");
       return false;
@@ -262,6 +279,8 @@ class Server {
           m_tls ? SSL_read(m_tls.get(), bytes.data() + got, left)
                 : recv(m_socket.get(), bytes.data() + got, static_cast<std::size_t>(left), 0);
       if (size <= 0) {
+        m_isLate = m_tls ? SSL_get_error(m_tls.get(), static_cast<int>(size)) == SSL_ERROR_WANT_READ
+                         : size < 0 && errno == EAGAIN;
         break;
       }
       got += static_cast<std::size_t>(size);
@@ -294,7 +313,7 @@ class Server {
           "server trusts (its --tls-client-ca).");
     } else {
       Add("endpoint-no-ferrolink", "What listens there is no Ferrolink server.",
-          std::to_string(size) + " bytes of an unknown answer",
+          m_isLate && size == 0 ? NoAnswer() : std::to_string(size) + " bytes of an unknown answer",
           "Correct the port. A balancer between must pass the bytes on unchanged.");
     }
   }
@@ -309,6 +328,8 @@ class Server {
   std::string m_revocationList;
   std::string m_ownCertificate;
   std::string m_ownKey;
+  std::uint32_t m_patience = 0;  // milliseconds
+  bool m_isLate = false;         // the greeting was not answered in time
   Findings& m_findings;
   Complaints m_complaints;
   FileDescriptor m_socket;

@@ -37,6 +37,17 @@ def closed_port(machine):
     machine.arguments += ["--connect", f"tcp://127.0.0.1:{port}"]
 
 
+def silent(scheme):
+    """A server that takes connections and says nothing. The client's own time limit applies."""
+    @contextlib.contextmanager
+    def arrange(machine):
+        with socket.create_server(("127.0.0.1", 0)) as server:
+            machine.variables["FERROLINK_CONNECT_TIMEOUT_MS"] = "300"
+            machine.arguments += ["--connect", f"{scheme}://127.0.0.1:{server.getsockname()[1]}"]
+            yield
+    return arrange
+
+
 def make_certificate(certificate, key, name, days, password=None):
     """Signed by itself. openssl makes none that has expired unless it signs a request."""
     request, extensions = certificate.with_suffix(".csr"), certificate.with_suffix(".ext")
@@ -64,6 +75,8 @@ def endpoint_faults():
         Fault("no Ferrolink server", "endpoint-no-ferrolink", "Correct the port",
               answering(b"HTTP/1.1 400 No\r\n\r\n")),
         Fault("a server without TLS", "tls-handshake", "Use tcp://", answering(b"FRLK\2\1\0\0", "tls")),
+        Fault("a silent server", "endpoint-no-ferrolink", "Correct the port", silent("tcp"), "no answer within 300 ms"),
+        Fault("a silent server for TLS", "tls-handshake", "server's log", silent("tls"), "no answer within 300 ms"),
         Fault("a server of another version", "endpoint-other-version", "the same version",
               answering(b"FRLK\x63\x01\0\0")),
     ]
