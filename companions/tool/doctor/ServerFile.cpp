@@ -75,8 +75,8 @@ void CheckServerFile(const Machine& machine, Findings& findings) {
         {"server-configuration-refused",
          "ferrolink-server refuses its configuration file, and does not start.",
          file.refusal.find(name) == std::string::npos ? name + ": " + file.refusal : file.refusal,
-         "Correct the place that the evidence names. docs/server.md lists keys and "
-         "values. The doctor reads the file without other options of the server.",
+         "Correct the place that the evidence names. The page server.md of the documentation lists "
+         "keys and values. The doctor reads the file without other options of the server.",
          ""});
   }
   for (const std::string& plugIn : file.missing) {

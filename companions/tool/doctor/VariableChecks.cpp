@@ -65,7 +65,9 @@ void CheckSpelling(Findings& findings) {
     if (name.starts_with(kOwn) && std::find(kKnown.begin(), kKnown.end(), name) == kKnown.end()) {
       findings.Add({"variable-unknown", "No part of Ferrolink reads " + std::string(name) + ".",
                     Shown(text),
-                    "Correct its name, or remove it. docs/hosts.md lists the variables.", ""});
+                    "Correct its name, or remove it. The page hosts.md of the documentation lists "
+                    "the variables.",
+                    ""});
     }
   }
 }
@@ -148,8 +150,10 @@ void CheckConfiguration(const Machine& machine, Findings& findings) {
   if (!machine.refusal.empty()) {
     findings.Add({"configuration-refused", "The configuration is refused, and none of it applies.",
                   Shown(machine.refusal),
-                  "Correct the place that the evidence names. docs/configuration.md lists keys and values.",
-         "", true});
+                  "Correct the place that the evidence names. The page configuration.md of the "
+                  "documentation "
+                  "lists keys and values.",
+                  "", true});
   }
 }
 

@@ -150,10 +150,10 @@ def server_file(settings):
 def server_file_faults():
     """Those of the server's configuration file, in the server's own words."""
     return [
-        Fault("a refused limit", "server-configuration-refused", "docs/server.md",
+        Fault("a refused limit", "server-configuration-refused", "The page server.md",
               server_file('{"runtime": "jvm", "max-connections": 0}'),
               "server.json: /max-connections: expected an integer 1 to 65535, got 0"),
-        Fault("a server without runtime", "server-configuration-refused", "docs/server.md", server_file("{}"),
+        Fault("a server without runtime", "server-configuration-refused", "The page server.md", server_file("{}"),
               "--runtime is missing: jvm or cpp."),
         Fault("a plug-in that is not there", "server-plug-in-unusable", "plug-in",
               server_file('{"runtime": "jvm", "plug-in": "lib/orders.jar"}'), "lib/orders.jar: No such file"),
