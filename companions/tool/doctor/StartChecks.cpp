@@ -26,7 +26,8 @@ std::string FirstLines(const std::string& text) {
     const std::string line = text.substr(begin, end - begin);
     begin = end + 1;
     if (line.find_first_not_of(' ') != std::string::npos && line != "RUNTIME INFO:" &&
-        line.find("Picked up ") != 0 && lines.find(line) == std::string::npos) {
+        line.find("Picked up ") != 0 && line.find("contact support on") == std::string::npos &&
+        lines.find(line) == std::string::npos) {
       lines += (lines.empty() ? "" : "\n") + line;
       ++count;
     }

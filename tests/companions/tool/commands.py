@@ -48,6 +48,7 @@ def explain_code(machine, _):
 def explain_text(machine, _):
     expect(machine.run("explain", "what(): JVM Launcher: Exception code 001. \nSet JAVA_HOME environment variable"), 0,
            "JVM Launcher: Exception code 001", "executed  no")
+    assert "`" not in machine.run("explain", "JVM Launcher 001").stdout, "Markdown"
     expect(machine.run("explain", "jni_enomem"), 0, "Exception code 014")
     expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known")
 
@@ -188,12 +189,32 @@ def bench(machine, _):
 
 def doctor_as_text(machine, _):
     done = machine.run("doctor")
-    assert done.returncode == 0 and done.stdout.startswith("Nothing is wrong. Java "), done.stdout + done.stderr
-    machine.variables["JDK_JAVA_OPTIONS"] = "-Da.token=marker"
+    wanted = rf"Nothing is wrong. Java [\d.]+\S* of {re.escape(machine.java)} starts and answers, named by JAVA_HOME.\n"
+    assert done.returncode == 0 and re.fullmatch(wanted, done.stdout.replace("\n", " ").rstrip() + "\n"), done.stdout
+    machine.variables.update(JDK_JAVA_OPTIONS="-Da.token=marker", FERROLINK_DEBUG_MODE="true",
+                             JAVA_TOOL_OPTIONS="-XX:+NoSuch")
     done = machine.run("doctor")
     same(done.returncode, 1)
     assert "evidence  JDK_JAVA_OPTIONS = -Da.token=***" in done.stdout, done.stdout
-    assert ESCAPE not in done.stdout, "colour outside of a terminal"
+    assert "start-failed" in done.stdout and "contact support" not in done.stdout, done.stdout
+    same([line for line in done.stdout.splitlines() if len(line) > 96 and line.count(" ") > 3], [])
+    assert not {ESCAPE, "`"} & set(done.stdout), "colour or Markdown outside of a terminal"
+
+
+def doctor_says_which_java(machine, _):
+    """Hosts without the C++ helpers do not search."""
+    facts = json.loads(machine.run("doctor", "--json").stdout)
+    same((facts["javaHome"], facts["javaFoundBy"], facts["note"]), (machine.java, "JAVA_HOME", ""))
+    del machine.variables["JAVA_HOME"]
+    machine.variables.update(PATH=f"{machine.place}/bin", FERROLINK_JAVA_DIRECTORY="/nowhere")
+    (machine.place / "bin").mkdir()
+    (machine.place / "bin/java").symlink_to(machine.java + "/bin/java")
+    facts = json.loads(machine.run("doctor", "--json").stdout)
+    same((facts["findings"], facts["javaHome"], facts["javaFoundBy"]), ([], machine.java, "java on PATH"))
+    note = f"Hosts that do not use the C++ helpers need JAVA_HOME={machine.java}."
+    same(facts["note"], note)
+    text = " ".join(machine.run("doctor").stdout.split())
+    assert f"of {machine.java} starts and answers, found by java on PATH. {note}" in text, text
 
 
 def doctor_leaves_nothing(machine, _):
@@ -208,4 +229,5 @@ CASES = {case.__name__: case for case in (
     version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
     explain_without_anything, info, java_is_found, call,
     call_a_plug_in, call_a_server, call_a_server_with_configuration, run, run_with_class_path,
-    run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing)}
+    run_with_opened_jvm, bench, doctor_as_text,
+    doctor_says_which_java, doctor_leaves_nothing)}
