@@ -110,8 +110,9 @@ def writable(machine):
     (machine.copy_tree() / "Binaries/Jvm").chmod(0o777)
 
 
-def preload(*parts):
+def preload(*parts, **variables):
     def arrange(machine):
+        machine.variables.update(variables)
         machine.variables["LD_PRELOAD"] = os.path.join(*(machine.java if part == "JAVA" else part for part in parts))
     return arrange
 
@@ -308,6 +309,10 @@ def common_faults(fakes, asan):
         Fault("no file can be made", "working-directory-unwritable", "workingDirectory", unwritable_directory),
         Fault("a full file system", "working-directory-full", "Free space", preload(fakes, "libFullDisk.so"),
               "0 KiB and 1000 files are free"),
+        Fault("a used-up quota", "working-directory-full", "Free space",
+              preload(fakes, "libFullDisk.so", FULL_DISK_QUOTA="1"), "Disk quota exceeded"),
+        Fault("files may not grow", "working-directory-unwritable", "ulimit -f unlimited",
+              limit(resource.RLIMIT_FSIZE, 0), "File too large"),
         Fault("the directory is gone", "working-directory-gone", "Change to a directory that exists", directory_gone),
         Fault("a large log", "log-large", "explain", large_log),
         Fault("a missing archive", "class-path-missing", "Correct the class path", class_path()),
