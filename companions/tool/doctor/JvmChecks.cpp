@@ -49,8 +49,13 @@ std::string SearchTexts(const Machine& machine) {
     text += machine.java.chosen.place + ": " + machine.java.chosen.path + "\n";
   }
   for (const CandidateResult& candidate : machine.candidates) {
-    text += "tried " + candidate.file.string() + ": " +
-            (candidate.reason.empty() ? "opens" : candidate.reason) + "\n";
+    // The loader mostly begins with the file's name.
+    const std::string file = candidate.file.string();
+    text +=
+        "tried " + (candidate.reason.starts_with(file + ":")
+                        ? candidate.reason
+                        : file + ": " + (candidate.reason.empty() ? "opens" : candidate.reason));
+    text += "\n";
   }
   text.pop_back();
   return text;

@@ -16,7 +16,7 @@ SERVICES = "META-INF/services/com.ferrolink.core.receiver.CommandHandler"
 SEARCHED = """runtimePath of the configuration: not set
 FERROLINK_JVM_RUNTIME_PATH: not set
 JAVA_HOME = /nowhere/java
-""" + "\n".join(f"tried {file}: {file}: cannot open shared object file: No such file or directory" for file in (
+""" + "\n".join(f"tried {file}: cannot open shared object file: No such file or directory" for file in (
     "/nowhere/java", "/nowhere/java/jre/lib/server/libjvm.so", "/nowhere/java/lib/server/libjvm.so"))
 
 
@@ -145,6 +145,7 @@ def waits_for_debugger(machine):
 
 def unreadable(path):
     """A part of the class path that only the superuser could read."""
+    @contextlib.contextmanager
     def arrange(machine):
         (machine.place / "closed").mkdir()
         entry = machine.place / "closed" / "entry.jar"
@@ -152,6 +153,8 @@ def unreadable(path):
         (machine.place / path).chmod(0)
         machine.before.append(become_usual)
         machine.arguments += ["--class-path", str(entry)]
+        yield
+        (machine.place / path).chmod(0o700)
     return arrange
 
 
