@@ -1,8 +1,12 @@
 // The libraries of the installation, and who may replace them.
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <set>
+#include <vector>
 
 #include "companions/tool/Elf.h"
 #include "companions/tool/doctor/Checks.h"
@@ -84,6 +88,21 @@ void NoteWritable(const fs::path& root, const fs::path& file, std::set<fs::path>
   }
 }
 
+// The libraries and the archive that exist but may not be read, a line for each.
+std::string UnreadableFiles(const Installation& installation) {
+  std::vector<fs::path> files{installation.archive};
+  for (const char* name : kLibraries) {
+    files.push_back(installation.libraries / name);
+  }
+  std::string text;
+  for (const fs::path& file : files) {
+    if (access(file.c_str(), R_OK) != 0 && errno == EACCES) {
+      text += (text.empty() ? "" : "\n") + file.string() + ": " + std::strerror(EACCES);
+    }
+  }
+  return text;
+}
+
 }  // namespace
 
 void CheckInstallation(const Machine& machine, Findings& findings) {
@@ -115,6 +134,12 @@ void CheckSiblings(const Machine& machine, Findings& findings) {
     return;
   }
   const Installation& installation = machine.installation;
+  if (const std::string files = UnreadableFiles(installation); !files.empty()) {
+    findings.Add(
+        {"installation-unreadable", "This user may not read files of the installation.", files,
+         "Let every user read them: chmod -R a+rX " + installation.root.string() + ".", "", true});
+    return;
+  }
   std::set<fs::path> writable;
   NoteWritable(installation.root, installation.archive, writable);
   for (const char* name : kLibraries) {

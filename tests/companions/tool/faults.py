@@ -7,7 +7,7 @@ import resource
 import shutil
 from collections.abc import Callable
 
-from machine import ARCHIVE, RECEIVER, become_usual, class_file, elf_header
+from machine import ARCHIVE, LIBRARIES, RECEIVER, become_usual, class_file, elf_header
 
 MIB = 1 << 20
 SERVICES = "META-INF/services/com.ferrolink.core.receiver.CommandHandler"
@@ -158,6 +158,28 @@ def unreadable(path):
     return arrange
 
 
+def closed_java(part):
+    """A Java home of which only the superuser may read a part."""
+    @contextlib.contextmanager
+    def arrange(machine):
+        machine.variables["JAVA_HOME"] = machine.java_home(library()(machine))
+        (machine.place / part).chmod(0)
+        machine.before.append(become_usual)
+        yield
+        (machine.place / part).chmod(0o700)
+    return arrange
+
+
+def closed_file(name):
+    """A file of the installation that only the superuser may read."""
+    def arrange(machine):
+        machine.copy_tree()
+        machine.replace(name, (machine.tree / name).read_bytes())
+        (machine.tree / name).chmod(0)
+        machine.before.append(become_usual)
+    return arrange
+
+
 def directory_gone(machine):
     machine.before.append(lambda: os.rmdir(os.getcwd()))
 
@@ -247,6 +269,10 @@ def common_faults(fakes, asan):
         Fault("no JVM anywhere", "jvm-not-found", "Install a Java runtime", unset("JAVA_HOME")),
         Fault("JAVA_HOME names nothing", "jvm-path-missing", "Correct JAVA_HOME", change(JAVA_HOME="/nowhere/java"),
               SEARCHED),
+        Fault("a Java home of mode 0", "jvm-path-unreadable", "Let the program's user read", closed_java("java"),
+              "lib/server/libjvm.so: cannot open shared object file: Permission denied"),
+        Fault("a JVM library of mode 0", "jvm-path-unreadable", "Let the program's user read",
+              closed_java("java/lib/server/libjvm.so"), "Permission denied"),
         Fault("JAVA_HOME is no Java home", "jvm-no-library", "Correct JAVA_HOME", change(JAVA_HOME="/usr/share")),
         Fault("the JVM has 32 bits", "jvm-32-bit", "Correct JAVA_HOME", java_home(elf_header(32, 3))),
         Fault("the JVM is for ARM", "jvm-other-machine", "Correct JAVA_HOME", java_home(elf_header(64, 183))),
@@ -285,6 +311,9 @@ def common_faults(fakes, asan):
         Fault("a library has another version", "sibling-other-version", "Reinstall",
               sibling("libUtils.so", lambda data: data.replace(b"Ferrolink\0\0\0" + b"0.", b"Ferrolink\0\0\0" + b"9."))),
         Fault("others may replace the archive", "sibling-writable", "chmod o-w", writable),
+        Fault("a library of mode 0", "installation-unreadable", "chmod", closed_file(f"{LIBRARIES}/libUtils.so"),
+              "libUtils.so: Permission denied"),
+        Fault("the archive of mode 0", "installation-unreadable", "chmod", closed_file(ARCHIVE), "Permission denied"),
         Fault("no installation", "installation-missing", "FERROLINK_HOME", change(FERROLINK_HOME="/nowhere")),
         Fault("a colon in the path", "installation-path-colon", "without a colon", tree_named("a:b")),
         Fault("a path that the locale lacks", "installation-path-locale", "LC_ALL=C.UTF-8",
