@@ -150,7 +150,7 @@ void CheckUsersArchive(const Machine& machine, const fs::path& file, Findings& f
 
 void CheckOwnArchive(const Machine& machine, Findings& findings) {
   const fs::path& file = machine.installation.archive;
-  if (file.empty()) {
+  if (file.empty() || findings.Have("installation-unreadable")) {
     return;
   }
   const auto add = [&](const char* id, const std::string& text, const std::string& evidence) {

@@ -55,6 +55,12 @@ int NoteComplaint(int accepted, X509_STORE_CTX* context) {
   return 1;
 }
 
+// Called when the server asks for a certificate.
+int NoteRequest(SSL* /*tls*/, void* isAsked) {
+  *static_cast<bool*>(isAsked) = true;
+  return 1;
+}
+
 std::string JoinedText(const std::set<std::string>& texts) {
   std::string all;
   for (const std::string& text : texts) {
@@ -158,6 +164,7 @@ class Server {
     }
     SSL_set_app_data(tls, &m_complaints);
     SSL_set_verify(tls, SSL_VERIFY_PEER, NoteComplaint);
+    SSL_set_cert_cb(tls, NoteRequest, &m_isAskedForCertificate);
   }
 
   bool UseAuthorities() {
@@ -222,6 +229,10 @@ class Server {
     Verify(m_tls.get());
     ERR_clear_error();
     if (const int done = SSL_connect(m_tls.get()); done != 1) {
+      if (m_isAskedForCertificate && ERR_GET_REASON(ERR_peek_error()) > SSL_AD_REASON_OFFSET) {
+        AddRefusal();
+        return false;
+      }
       // The socket waits until its time limit is over; then OpenSSL wants to read again.
       const bool late = SSL_get_error(m_tls.get(), done) == SSL_ERROR_WANT_READ;
       Add("tls-handshake", "The TLS handshake fails.", late ? NoAnswer() : TlsError(),
@@ -231,6 +242,14 @@ class Server {
     }
     ReportCertificate();
     return true;
+  }
+
+  // The server has sent an alert after it asked for a certificate. With TLS 1.3 it does so after
+  // the handshake.
+  void AddRefusal() {
+    Add("tls-client-refused", "The server does not accept this client.", TlsError(),
+        "Set FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY to a certificate of an authority that "
+        "the server trusts (its --tls-client-ca).");
   }
 
   void ReportCertificate() {
@@ -307,10 +326,7 @@ class Server {
               ", this tool: " + std::to_string(Wire::kVersion),
           "Install the same version of Ferrolink on both sides.");
     } else if (m_tls && size == 0 && ERR_peek_error() != 0) {
-      Add("tls-client-refused", "The server does not accept this client.", TlsError(),
-          "Set FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY to a certificate of an authority "
-          "that the "
-          "server trusts (its --tls-client-ca).");
+      AddRefusal();
     } else {
       Add("endpoint-no-ferrolink", "What listens there is no Ferrolink server.",
           m_isLate && size == 0 ? NoAnswer() : std::to_string(size) + " bytes of an unknown answer",
@@ -332,6 +348,7 @@ class Server {
   bool m_isLate = false;         // the greeting was not answered in time
   Findings& m_findings;
   Complaints m_complaints;
+  bool m_isAskedForCertificate = false;
   FileDescriptor m_socket;
   Tcp::TlsContext m_context;
   std::unique_ptr<SSL, Free> m_tls;  // after its context, so freed before it; none without TLS

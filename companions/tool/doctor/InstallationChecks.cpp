@@ -3,10 +3,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <map>
 #include <set>
 #include <string_view>
+#include <vector>
 
 #include "companions/tool/Elf.h"
 #include "companions/tool/Trial.h"
@@ -163,6 +166,21 @@ struct Exposed {
   }
 };
 
+// The libraries and the archive that exist but may not be read, a line for each.
+std::string UnreadableFiles(const Installation& installation) {
+  std::vector<fs::path> files{installation.archive};
+  for (const char* name : kLibraries) {
+    files.push_back(installation.libraries / name);
+  }
+  std::string text;
+  for (const fs::path& file : files) {
+    if (access(file.c_str(), R_OK) != 0 && errno == EACCES) {
+      text += (text.empty() ? "" : "\n") + file.string() + ": " + std::strerror(EACCES);
+    }
+  }
+  return text;
+}
+
 }  // namespace
 
 void CheckInstallation(const Machine& machine, Findings& findings) {
@@ -194,6 +212,12 @@ void CheckSiblings(const Machine& machine, Findings& findings) {
     return;
   }
   const Installation& installation = machine.installation;
+  if (const std::string files = UnreadableFiles(installation); !files.empty()) {
+    findings.Add(
+        {"installation-unreadable", "This user may not read files of the installation.", files,
+         "Let every user read them: chmod -R a+rX " + installation.root.string() + ".", "", true});
+    return;
+  }
   Exposed exposed;
   exposed.NoteUpTo(installation.root, installation.archive);
   for (const char* name : kLibraries) {

@@ -1,4 +1,8 @@
 // A JVM that is named nowhere or wrongly, and one that cannot be loaded.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <system_error>
 
@@ -50,8 +54,13 @@ std::string SearchTexts(const Machine& machine) {
     text += machine.java.chosen.place + ": " + machine.java.chosen.path + "\n";
   }
   for (const CandidateResult& candidate : machine.candidates) {
-    text += "tried " + candidate.file.string() + ": " +
-            (candidate.reason.empty() ? "opens" : candidate.reason) + "\n";
+    // The loader mostly begins with the file's name.
+    const std::string file = candidate.file.string();
+    text +=
+        "tried " + (candidate.reason.starts_with(file + ":")
+                        ? candidate.reason
+                        : file + ": " + (candidate.reason.empty() ? "opens" : candidate.reason));
+    text += "\n";
   }
   text.pop_back();
   return text;
@@ -135,6 +144,19 @@ void CheckJvmIsNamed(const Machine& machine, Findings& findings) {
 void CheckJvmLibrary(const Machine& machine, Findings& findings) {
   const JavaName& chosen = machine.java.chosen;
   if (chosen.path.empty() || machine.UsableJvm() != nullptr) {
+    return;
+  }
+  const bool forbidden = std::any_of(
+      machine.candidates.begin(), machine.candidates.end(), [](const CandidateResult& candidate) {
+        return access(candidate.file.c_str(), R_OK) != 0 && errno == EACCES;
+      });
+  if (forbidden) {
+    findings.Add(
+        {"jvm-path-unreadable", chosen.place + " names a Java that this user may not read.",
+         SearchTexts(machine),
+         "Let the program's user read it and enter the directories above it (chmod). Or: " +
+             NameAnother(chosen.place),
+         "", true});
     return;
   }
   std::error_code unreadable;

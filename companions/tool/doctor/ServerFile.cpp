@@ -81,7 +81,7 @@ void CheckServerFile(const Machine& machine, Findings& findings) {
   }
   for (const std::string& plugIn : file.missing) {
     findings.Add({"server-plug-in-unusable", "A plug-in of ferrolink-server cannot be read.",
-                  name + ": " + plugIn,
+                  plugIn,
                   "Correct \"plug-in\"; relative paths start at the file's directory. Let the "
                   "server's user read the plug-in.",
                   ""});

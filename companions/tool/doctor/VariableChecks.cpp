@@ -151,8 +151,7 @@ void CheckConfiguration(const Machine& machine, Findings& findings) {
     findings.Add({"configuration-refused", "The configuration is refused, and none of it applies.",
                   Shown(machine.refusal),
                   "Correct the place that the evidence names. The page configuration.md of the "
-                  "documentation "
-                  "lists keys and values.",
+                  "documentation lists keys and values.",
                   "", true});
   }
 }

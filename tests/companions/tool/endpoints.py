@@ -1,6 +1,7 @@
 """The faults of servers that a program is to call."""
 import contextlib
 import socket
+import ssl
 import subprocess
 import threading
 
@@ -9,15 +10,18 @@ from faults import Fault
 
 @contextlib.contextmanager
 def listener(machine, answer, scheme):
-    """A server that gives everybody the same answer."""
+    """A server that gives everybody the same answer, or does to each socket what a function says."""
     with socket.create_server(("127.0.0.1", 0)) as server:
         def serve():
             with contextlib.suppress(OSError):
                 while True:
                     peer, _ = server.accept()
-                    with peer:
-                        peer.recv(4096)
-                        peer.sendall(answer)
+                    with peer, contextlib.suppress(ssl.SSLError):
+                        if callable(answer):
+                            answer(peer)
+                        else:
+                            peer.recv(4096)
+                            peer.sendall(answer)
 
         thread = threading.Thread(target=serve, daemon=True)
         thread.start()
@@ -134,8 +138,30 @@ def tls_faults(server):
         Fault("a certificate that ends soon", "tls-expires-soon", "Renew", tls("IP:127.0.0.1", 3)),
         Fault("a server that wants a certificate", "tls-client-refused", "FERROLINK_TLS_CERTIFICATE",
               tls("IP:127.0.0.1", 90, demands=True), "certificate required"),
+        Fault("an older server that wants a certificate", "tls-client-refused", "FERROLINK_TLS_CERTIFICATE",
+              older_tls, "handshake failure"),
         Fault("TLS where none is used", "endpoint-speaks-tls", "Use tls://", tls("IP:127.0.0.1", 90, scheme="tcp")),
     ]
+
+
+@contextlib.contextmanager
+def older_tls(machine):
+    """A server of TLS 1.2 that demands a certificate. Unlike with 1.3, its refusal ends the handshake."""
+    certificate, key = machine.place / "server.pem", machine.place / "server.key"
+    make_certificate(certificate, key, "IP:127.0.0.1", 90)
+    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+    context.maximum_version = ssl.TLSVersion.TLSv1_2
+    context.load_cert_chain(certificate, key)
+    context.load_verify_locations(certificate)
+    context.verify_mode = ssl.CERT_REQUIRED
+    machine.arguments += ["--tls-ca", str(certificate)]
+
+    def answer(peer):
+        with context.wrap_socket(peer, server_side=True):
+            pass
+
+    with listener(machine, answer, "tls"):
+        yield
 
 
 def server_file(settings):

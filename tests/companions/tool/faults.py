@@ -7,7 +7,7 @@ import resource
 import shutil
 from collections.abc import Callable
 
-from machine import ARCHIVE, RECEIVER, become_usual, class_file, elf_header
+from machine import ARCHIVE, LIBRARIES, RECEIVER, become_usual, class_file, elf_header
 
 MIB = 1 << 20
 SERVICES = "META-INF/services/com.ferrolink.core.receiver.CommandHandler"
@@ -16,7 +16,7 @@ SERVICES = "META-INF/services/com.ferrolink.core.receiver.CommandHandler"
 SEARCHED = """runtimePath of the configuration: not set
 FERROLINK_JVM_RUNTIME_PATH: not set
 JAVA_HOME = /nowhere/java
-""" + "\n".join(f"tried {file}: {file}: cannot open shared object file: No such file or directory" for file in (
+""" + "\n".join(f"tried {file}: cannot open shared object file: No such file or directory" for file in (
     "/nowhere/java", "/nowhere/java/jre/lib/server/libjvm.so", "/nowhere/java/lib/server/libjvm.so"))
 
 
@@ -111,8 +111,9 @@ def writable(machine):
     (machine.copy_tree() / "Binaries/Jvm").chmod(0o777)
 
 
-def preload(*parts):
+def preload(*parts, **variables):
     def arrange(machine):
+        machine.variables.update(variables)
         machine.variables["LD_PRELOAD"] = os.path.join(*(machine.java if part == "JAVA" else part for part in parts))
     return arrange
 
@@ -145,6 +146,7 @@ def waits_for_debugger(machine):
 
 def unreadable(path):
     """A part of the class path that only the superuser could read."""
+    @contextlib.contextmanager
     def arrange(machine):
         (machine.place / "closed").mkdir()
         entry = machine.place / "closed" / "entry.jar"
@@ -152,6 +154,30 @@ def unreadable(path):
         (machine.place / path).chmod(0)
         machine.before.append(become_usual)
         machine.arguments += ["--class-path", str(entry)]
+        yield
+        (machine.place / path).chmod(0o700)
+    return arrange
+
+
+def closed_java(part):
+    """A Java home of which only the superuser may read a part."""
+    @contextlib.contextmanager
+    def arrange(machine):
+        machine.variables["JAVA_HOME"] = machine.java_home(library()(machine))
+        (machine.place / part).chmod(0)
+        machine.before.append(become_usual)
+        yield
+        (machine.place / part).chmod(0o700)
+    return arrange
+
+
+def closed_file(name):
+    """A file of the installation that only the superuser may read."""
+    def arrange(machine):
+        machine.copy_tree()
+        machine.replace(name, (machine.tree / name).read_bytes())
+        (machine.tree / name).chmod(0)
+        machine.before.append(become_usual)
     return arrange
 
 
@@ -244,6 +270,10 @@ def common_faults(fakes, asan):
         Fault("no JVM anywhere", "jvm-not-found", "Install a Java runtime", unset("JAVA_HOME")),
         Fault("JAVA_HOME names nothing", "jvm-path-missing", "Correct JAVA_HOME", change(JAVA_HOME="/nowhere/java"),
               SEARCHED),
+        Fault("a Java home of mode 0", "jvm-path-unreadable", "Let the program's user read", closed_java("java"),
+              "lib/server/libjvm.so: cannot open shared object file: Permission denied"),
+        Fault("a JVM library of mode 0", "jvm-path-unreadable", "Let the program's user read",
+              closed_java("java/lib/server/libjvm.so"), "Permission denied"),
         Fault("JAVA_HOME is no Java home", "jvm-no-library", "Correct JAVA_HOME", change(JAVA_HOME="/usr/share")),
         Fault("the JVM has 32 bits", "jvm-32-bit", "Correct JAVA_HOME", java_home(elf_header(32, 3))),
         Fault("the JVM is for ARM", "jvm-other-machine", "Correct JAVA_HOME", java_home(elf_header(64, 183))),
@@ -282,6 +312,9 @@ def common_faults(fakes, asan):
         Fault("a library has another version", "sibling-other-version", "Reinstall",
               sibling("libUtils.so", lambda data: data.replace(b"Ferrolink\0\0\0" + b"0.", b"Ferrolink\0\0\0" + b"9."))),
         Fault("others may replace the archive", "sibling-writable", "chmod o-w", writable),
+        Fault("a library of mode 0", "installation-unreadable", "chmod", closed_file(f"{LIBRARIES}/libUtils.so"),
+              "libUtils.so: Permission denied"),
+        Fault("the archive of mode 0", "installation-unreadable", "chmod", closed_file(ARCHIVE), "Permission denied"),
         Fault("no installation", "installation-missing", "FERROLINK_HOME", change(FERROLINK_HOME="/nowhere")),
         Fault("a colon in the path", "installation-path-colon", "without a colon", tree_named("a:b")),
         Fault("a path that the locale lacks", "installation-path-locale", "LC_ALL=C.UTF-8",
@@ -309,6 +342,10 @@ def common_faults(fakes, asan):
         Fault("no file can be made", "working-directory-unwritable", "workingDirectory", unwritable_directory),
         Fault("a full file system", "working-directory-full", "Free space", preload(fakes, "libFullDisk.so"),
               "0 KiB and 1000 files are free"),
+        Fault("a used-up quota", "working-directory-full", "Free space",
+              preload(fakes, "libFullDisk.so", FULL_DISK_QUOTA="1"), "Disk quota exceeded"),
+        Fault("files may not grow", "working-directory-unwritable", "ulimit -f unlimited",
+              limit(resource.RLIMIT_FSIZE, 0), "File too large"),
         Fault("the directory is gone", "working-directory-gone", "Change to a directory that exists", directory_gone),
         Fault("a large log", "log-large", "explain", large_log),
         Fault("a missing archive", "class-path-missing", "Correct the class path", class_path()),

@@ -122,7 +122,10 @@ def check_fault(given, fault):
         if hasattr(arranged, "__enter__"):
             kept.enter_context(arranged)
         before = files_in(machine.current)
-        code, findings = machine.examine()
+        try:
+            code, findings = machine.examine()
+        except AssertionError as error:
+            return [f"{fault.name}: {error}"]
         left = files_in(machine.current) - before
     named = [one for one in findings if one["id"] == fault.id]
     wrong = [f"also says {one['id']}: {one['evidence']}" for one in findings if one not in named]
