@@ -11,6 +11,8 @@
 #include <cstring>
 #include <memory>
 #include <set>
+#include <utility>
+#include <vector>
 
 #include "companions/configs/Configuration.h"
 #include "companions/tcp/TlsFiles.h"
@@ -86,25 +88,16 @@ std::uint32_t PatienceFor(const Endpoint& settings) {
 class Server {
  public:
   // As in programs, variables take precedence over the configuration.
-  Server(const Machine& machine, Findings& findings)
-      : m_address(AddressOf(machine.asked.connect)), m_findings(findings) {
-    const Endpoint settings =
-        machine.configuration ? EndpointFor(*machine.configuration, m_address) : Endpoint();
+  Server(Address address, const Endpoint& settings, const Case& asked, Findings& findings)
+      : m_address(std::move(address)), m_patience(PatienceFor(settings)), m_findings(findings) {
     const auto chosen = [&](const std::string& first, const char* variable, const char* key) {
       const std::string text = first.empty() ? Variable(variable) : first;
       return text.empty() ? ValueOf(settings, key) : text;
     };
-    m_authorities = chosen(machine.asked.authorities, "FERROLINK_TLS_CA_FILE", "authorities");
+    m_authorities = chosen(asked.authorities, "FERROLINK_TLS_CA_FILE", "authorities");
     m_revocationList = chosen("", "FERROLINK_TLS_CRL_FILE", "revocationList");
     m_ownCertificate = chosen("", "FERROLINK_TLS_CERTIFICATE", "certificate");
     m_ownKey = chosen("", "FERROLINK_TLS_KEY", "key");
-    if (machine.configuration && machine.configuration->endpoints.count(m_address.Name()) != 0 &&
-        !ValueOf(settings, "connect").empty()) {
-      // Its address only stands for the server.
-      const bool tls = m_address.tls;
-      m_address = AddressOf((tls ? "tls://" : "tcp://") + ValueOf(settings, "connect"));
-    }
-    m_patience = PatienceFor(settings);
     m_name = ValueOf(settings, "name").empty() ? m_address.host : ValueOf(settings, "name");
   }
 
@@ -338,14 +331,14 @@ class Server {
     void operator()(SSL* tls) const { SSL_free(tls); }
   };
 
-  Address m_address;
-  std::string m_name;  // that its certificate must have
+  const Address m_address;
+  const std::uint32_t m_patience;  // milliseconds
+  std::string m_name;              // that its certificate must have
   std::string m_authorities;
   std::string m_revocationList;
   std::string m_ownCertificate;
   std::string m_ownKey;
-  std::uint32_t m_patience = 0;  // milliseconds
-  bool m_isLate = false;         // the greeting was not answered in time
+  bool m_isLate = false;  // the greeting was not answered in time
   Findings& m_findings;
   Complaints m_complaints;
   bool m_isAskedForCertificate = false;
@@ -353,6 +346,20 @@ class Server {
   Tcp::TlsContext m_context;
   std::unique_ptr<SSL, Free> m_tls;  // after its context, so freed before it; none without TLS
 };
+
+// Where a program connects to that calls the address: to each of these in turn.
+std::vector<Address> TargetsOf(const Machine& machine, const Address& called,
+                               const Endpoint& settings) {
+  std::vector<Address> targets;
+  if (machine.configuration && machine.configuration->endpoints.count(called.Name()) != 0) {
+    for (const auto& [key, value] : settings) {
+      if (key == "connect") {
+        targets.push_back(AddressOf((called.tls ? "tls://" : "tcp://") + value));
+      }
+    }
+  }
+  return targets.empty() ? std::vector<Address>{called} : targets;
+}
 
 }  // namespace
 
@@ -362,7 +369,22 @@ void CheckEndpoint(const Machine& machine, Findings& findings) {
   }
   std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes without MSG_NOSIGNAL
   const Progress progress("Connecting to " + machine.asked.connect);
-  Server(machine, findings).Check();
+  const Address called = AddressOf(machine.asked.connect);
+  const Endpoint settings =
+      machine.configuration ? EndpointFor(*machine.configuration, called) : Endpoint();
+  if (!called.tls && ValueOf(settings, "tls") == "required") {
+    findings.Add(
+        {"endpoint-requires-tls",
+         "The configuration requires TLS for this server, and refuses commands without.",
+         called.Name() + ": \"tls\" is \"required\"",
+         "Use tls:// here, and Ferrolink.tls in programs. Or remove \"tls\" from the endpoint "
+         "of the configuration.",
+         ""});
+    return;
+  }
+  for (const Address& target : TargetsOf(machine, called, settings)) {
+    Server(target, settings, machine.asked, findings).Check();
+  }
 }
 
 }  // namespace Ferrolink::Companions::Tool

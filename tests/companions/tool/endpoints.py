@@ -1,5 +1,6 @@
 """The faults of servers that a program is to call."""
 import contextlib
+import json
 import socket
 import ssl
 import subprocess
@@ -41,6 +42,14 @@ def closed_port(machine):
     machine.arguments += ["--connect", f"tcp://127.0.0.1:{port}"]
 
 
+def configured(**settings):
+    """An endpoint of the configuration, called without TLS."""
+    def arrange(machine):
+        machine.arguments += ["--connect", "tcp://10.0.0.1:8083", "--config",
+                              json.dumps({"endpoints": {"10.0.0.1:8083": settings}})]
+    return arrange
+
+
 def silent(scheme):
     """A server that takes connections and says nothing. The client's own time limit applies."""
     @contextlib.contextmanager
@@ -76,6 +85,10 @@ def endpoint_faults():
         Fault("a name that nobody has", "endpoint-name-unknown", "Correct the name", unknown_name,
               "no-such-server.invalid.:8080: "),
         Fault("nobody listens", "endpoint-unreachable", "Start the server", closed_port),
+        Fault("nobody listens at the second address", "endpoint-unreachable", "Start the server",
+              configured(connect=["127.0.0.1:1", "127.0.0.1:2"]), "127.0.0.1:2: Connection refused"),
+        Fault("TLS is required and not used", "endpoint-requires-tls", "Use tls://",
+              configured(connect="127.0.0.1:1", tls="required"), "10.0.0.1:8083"),
         Fault("no Ferrolink server", "endpoint-no-ferrolink", "Correct the port",
               answering(b"HTTP/1.1 400 No\r\n\r\n")),
         Fault("a server without TLS", "tls-handshake", "Use tcp://", answering(b"FRLK\2\1\0\0", "tls")),
