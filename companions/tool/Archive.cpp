@@ -65,7 +65,13 @@ void Archive::ReadTable() {
       throw ArchiveError("it has no table of contents: it is no archive, or its end is missing");
     }
   }
-  std::uint64_t place = Number(end + 16, 4);
+  const std::uint64_t tableSize = Number(end + 12, 4);
+  const std::uint64_t tableOffset = Number(end + 16, 4);
+  if (tableSize + tableOffset > end) {
+    throw ArchiveError("its beginning is missing");
+  }
+  m_begin = end - tableSize - tableOffset;
+  std::uint64_t place = m_begin + tableOffset;
   for (std::uint32_t count = Number(end + 10, 2); count > 0; --count) {
     if (Number(place, 4) != kCentralMark) {
       throw ArchiveError("its table of contents is damaged");
@@ -82,11 +88,11 @@ std::string Archive::Unpacked(const std::string& name, const Entry& entry) const
   const auto damaged = [&](const char* why) {
     return ArchiveError("its entry " + name + " is damaged: " + why);
   };
-  if (Number(entry.offset, 4) != kLocalMark) {
+  const std::uint64_t place = m_begin + entry.offset;
+  if (Number(place, 4) != kLocalMark) {
     throw damaged("it is not where the table of contents says");
   }
-  const std::uint64_t begin = std::uint64_t{entry.offset} + kLocalSize +
-                              Number(entry.offset + 26, 2) + Number(entry.offset + 28, 2);
+  const std::uint64_t begin = place + kLocalSize + Number(place + 26, 2) + Number(place + 28, 2);
   if (begin + entry.packedSize > m_bytes.size() || entry.size > kLargestEntry) {
     throw damaged("it is longer than the file");
   }

@@ -46,6 +46,7 @@ class Archive {
   void ReadTable();
 
   std::string m_bytes;
+  std::uint64_t m_begin = 0;  ///< of the archive; a script may stand before it
   std::map<std::string, Entry> m_entries;
 };
 

@@ -5,10 +5,12 @@
 #include <array>
 #include <cstdlib>
 #include <filesystem>
-#include <nlohmann/json.hpp>
 
+#include "companions/configs/Configuration.h"
+#include "companions/configs/ConfigurationSource.h"
 #include "companions/tool/Address.h"
 #include "companions/tool/Commands.h"
+#include "companions/tool/EndpointSettings.h"
 #include "companions/tool/Failure.h"
 #include "companions/tool/Options.h"
 #include "companions/tool/Output.h"
@@ -53,24 +55,28 @@ Bytes CallCpp(const CallOptions& options, const Bytes& payload) {
              : Host::ExchangeWithin(*receiver, std::move(command), "C++", DeadlineOf(options));
 }
 
+// Errors: Failure that has the place in the configuration.
+Configuration ReadConfiguration(const std::string& source) {
+  try {
+    return source.empty() ? Configuration() : LoadConfiguration(source);
+  } catch (const ConfigurationError& error) {
+    throw Failure("The configuration is refused. " + std::string(error.what()));
+  }
+}
+
 // The header has room for an IPv4 address. Other names are reached through the configuration of an
 // endpoint, which the header's address stands for.
 Protocol::Route RouteTo(const Address& server, const CallOptions& options,
                         std::string& configuration) {
+  const Configuration read = ReadConfiguration(configuration);
   Protocol::Route route{.target = options.Target(),
                         .channel = server.tls ? Header::kChannelTls : Header::kChannelTcp,
                         .port = server.port};
   if (inet_pton(AF_INET, server.host.c_str(), route.address.data()) == 1) {
     return route;
   }
-  if (!configuration.empty()) {
-    throw Failure(
-        "--config and a server's name exclude each other: name the server by the IPv4 address "
-        "that the configuration has an endpoint for.");
-  }
   route.address = {127, 0, 0, 1};
-  const std::string key = "127.0.0.1:" + std::to_string(server.port);
-  configuration = nlohmann::json{{"endpoints", {{key, {{"connect", server.Name()}}}}}}.dump();
+  configuration = ConfigurationFor(read, server, "127.0.0.1:" + std::to_string(server.port));
   return route;
 }
 
@@ -88,7 +94,7 @@ Bytes CallServer(const CallOptions& options, const Bytes& payload) {
     auto* receiver = Host::FunctionOf<IReceiver*(RuntimeOperationMode)>(handle, library,
                                                                         "CreateReceiver")(kMode);
     if (receiver->SetConfigSource(configuration) < 0) {
-      throw Failure("The configuration is refused. ferrolink doctor --config names the place.");
+      throw Failure("libConfigs.so refuses the configuration. ferrolink doctor tells more.");
     }
   }
   Bytes command = options.timeLimit == 0 ? Protocol::CallCommand(route, options.handler, payload)

@@ -1,6 +1,7 @@
 #include "companions/tool/CommandLine.h"
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -73,9 +74,17 @@ class CommandLine {
                         "also look at a server: tcp://host:port or tls://host:port");
     command->add_option("--tls-ca", m_case.authorities,
                         "the authorities to trust there (PEM) instead of the system's");
+    command->add_option("--server-config", m_case.serverFile,
+                        "also look at a configuration file of ferrolink-server");
     command->add_option("--pid", m_case.process, "also look at a running program");
     command->add_option("--control-groups", m_controlGroups,
                         "where the control groups are mounted; /sys/fs/cgroup unless given");
+    command
+        ->add_option_function<unsigned>(
+            "--start-timeout-ms",
+            [this](unsigned limit) { m_case.startLimit = std::chrono::milliseconds(limit); },
+            "how long a JVM that is started for trial may take; 90000 unless given")
+        ->check(CLI::Range(1U, 86'400'000U));
     command->footer(
         "Exit code: 0 nothing is wrong, 1 findings, 2 the examination was not possible.");
     command->callback([this] {

@@ -44,6 +44,8 @@ class Image {
     return std::string_view(m_bytes).substr(place, size);
   }
 
+  [[nodiscard]] std::uint64_t Size() const { return m_bytes.size(); }
+
  private:
   std::string m_bytes;
 };
@@ -160,12 +162,15 @@ ElfFacts ReadElf(const std::filesystem::path& file) {
   if (!facts.IsForThisMachine() || !header) {
     return facts;
   }
+  facts.size = image.Size();
   const std::vector<Elf64_Phdr> segments = Segments(image, *header);
   for (const Elf64_Phdr& segment : segments) {
     if (segment.p_type == PT_NOTE) {
       ReadNotes(image, segment, facts);
     } else if (segment.p_type == PT_DYNAMIC) {
       ReadNeeded(image, segments, segment, facts);
+    } else if (segment.p_type == PT_LOAD) {
+      facts.loadedSize = std::max(facts.loadedSize, segment.p_offset + segment.p_filesz);
     }
   }
   return facts;

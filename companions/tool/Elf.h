@@ -1,6 +1,7 @@
 #ifndef FERROLINK_COMPANIONS_TOOL_ELF_H
 #define FERROLINK_COMPANIONS_TOOL_ELF_H
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -16,8 +17,12 @@ struct ElfFacts {
   std::vector<std::string> needed;  ///< the libraries that it asks for
   std::string buildId;              ///< hexadecimal; empty without one
   std::string version;              ///< of Ferrolink; empty in files of others
+  std::uint64_t size = 0;           ///< of the file, in bytes
+  std::uint64_t loadedSize = 0;     ///< the file's bytes up to the last one that is loaded
 
   [[nodiscard]] bool IsForThisMachine() const { return bits == 64 && machine == "x86-64"; }
+  /// Whether bytes that are loaded are missing at the end.
+  [[nodiscard]] bool IsTruncated() const { return size < loadedSize; }
   /// Whether it is built for musl instead of the GNU C library.
   [[nodiscard]] bool NeedsMusl() const;
 };

@@ -18,7 +18,7 @@ std::string Lower(std::string_view text) {
   return lower;
 }
 
-// The text of a section, one line per paragraph.
+// The text of a section, one line per paragraph, without the marks of code.
 std::string Section(std::string_view page, std::string_view heading) {
   const std::string line = "\n## " + std::string(heading) + "\n\n";
   const std::size_t begin = page.find(line);
@@ -30,7 +30,9 @@ std::string Section(std::string_view page, std::string_view heading) {
   std::string text;
   for (std::size_t at = 0; at < body.size(); ++at) {
     const bool paragraph = body.substr(at, 2) == "\n\n";
-    text += body[at] != '\n' || paragraph ? body[at] : ' ';
+    if (body[at] != '`') {
+      text += body[at] != '\n' || paragraph ? body[at] : ' ';
+    }
     at += paragraph ? 1 : 0;
   }
   return text.substr(0, text.find_last_not_of(" \n") + 1);

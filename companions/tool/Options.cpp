@@ -48,9 +48,13 @@ std::string Quoted(const std::string& option) {
 
 }  // namespace
 
-void AddJvmOption(const std::string& option) {
-  const std::string known = Host::detail::Variable(kVariable);
-  const std::string all = known.empty() ? Quoted(option) : known + " " + Quoted(option);
+void AddJvmOption(const std::string& option, JvmOptionPlace place) {
+  std::string all = Host::detail::Variable(kVariable);
+  if (all.empty()) {
+    all = Quoted(option);
+  } else {
+    all = place == JvmOptionPlace::First ? Quoted(option) + " " + all : all + " " + Quoted(option);
+  }
   setenv(kVariable, all.c_str(), 1);
 }
 

@@ -6,9 +6,12 @@
 
 namespace Ferrolink::Companions::Tool {
 
-/// Appends an option to JAVA_TOOL_OPTIONS, which every JVM reads. Errors: Failure for an option
-/// that the variable cannot hold.
-void AddJvmOption(const std::string& option);
+/// Of contradicting options the JVM obeys the last one.
+enum class JvmOptionPlace { First, Last };
+
+/// Adds an option to JAVA_TOOL_OPTIONS, which every JVM reads. Errors: Failure for an option that
+/// the variable cannot hold.
+void AddJvmOption(const std::string& option, JvmOptionPlace place = JvmOptionPlace::Last);
 
 /// The options in JAVA_TOOL_OPTIONS and _JAVA_OPTIONS, in the order in which the JVM reads them.
 /// Quotes are removed as the JVM does.

@@ -1,5 +1,6 @@
 #include "companions/tool/Trial.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <system_error>
@@ -13,7 +14,6 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 
 constexpr std::chrono::seconds kOpenLimit{30};
-constexpr std::chrono::seconds kStartLimit{90};
 
 // Made for the error log of a trial, and removed with all that is in it.
 class LogDirectory {
@@ -40,10 +40,19 @@ class LogDirectory {
   std::string m_path;  // empty if none can be made
 };
 
-// A child that ends early leaves no report, or half of one.
+// A report is a sequence of objects, one a line. A child that ends early leaves the first ones, or
+// half of one.
 json ParseReport(const std::string& text) {
-  json report = json::parse(text, nullptr, false);
-  return report.is_discarded() ? json::object() : report;
+  json report = json::object();
+  for (std::size_t begin = 0; begin < text.size();) {
+    const std::size_t end = std::min(text.find('\n', begin), text.size());
+    const json part = json::parse(text.substr(begin, end - begin), nullptr, false);
+    if (part.is_object()) {
+      report.update(part);
+    }
+    begin = end + 1;
+  }
+  return report;
 }
 
 }  // namespace
@@ -73,9 +82,11 @@ TrialResult TryToStart(const TrialSettings& settings) {
   TrialResult result;
   result.child =
       RunSelf({"trial-start", request.dump(-1, ' ', false, json::error_handler_t::replace)},
-              kStartLimit, {"FERROLINK_DEBUG_MODE", "FERROLINK_LOGGING_LEVEL"});
+              settings.limit, {"FERROLINK_DEBUG_MODE", "FERROLINK_LOGGING_LEVEL"});
   const json report = ParseReport(result.child.report);
   result.started = report.value("started", false);
+  result.earlyJvms = report.value("earlyJvms", std::vector<std::string>());
+  result.earlyLibrary = report.value("earlyLibrary", "");
   result.library = report.value("library", "");
   result.jvms = report.value("jvms", std::vector<std::string>());
   result.javaVersion = report.value("javaVersion", "");

@@ -1,6 +1,7 @@
 #ifndef FERROLINK_COMPANIONS_TOOL_TRIAL_H
 #define FERROLINK_COMPANIONS_TOOL_TRIAL_H
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -25,12 +26,16 @@ struct TrialSettings {
   std::string configuration;           ///< as given to Host; empty for none
   std::vector<std::string> classPath;  ///< archives
   bool hostSignals = false;            ///< start the JVM so that the host keeps its signals
+  std::chrono::milliseconds limit{90'000};  ///< until the JVM answers
 };
 
 /// What a JVM that was started in a child says about itself.
 struct TrialResult {
   ChildResult child;
-  bool started = false;           ///< a JVM runs and answers
+  bool started = false;  ///< a JVM runs and answers
+  /// The JVM libraries that others had loaded before the start; known even if the start fails.
+  std::vector<std::string> earlyJvms;
+  std::string earlyLibrary;       ///< that of them which had a JVM; empty if none had
   std::string library;            ///< the libjvm.so that runs
   std::vector<std::string> jvms;  ///< all JVM libraries in the process
   std::string javaVersion;
@@ -45,8 +50,8 @@ struct TrialResult {
 };
 
 /// Starts a JVM through the library in a child, with the options of the environment. Debug mode is
-/// off there, since it would wait for a debugger. The library's error log goes to a directory that
-/// is removed again.
+/// off there, since it would wait for a debugger. The error logs of library and JVM go to a
+/// directory that is removed again.
 TrialResult TryToStart(const TrialSettings& settings);
 
 /// The child's sides: the bodies of the subcommands that only the tool itself calls.

@@ -31,7 +31,7 @@ void LeaveNoCore() {
 }
 
 void Report(const json& report) {
-  const std::string text = report.dump(-1, ' ', false, json::error_handler_t::replace);
+  const std::string text = report.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
   for (std::size_t sent = 0; sent < text.size();) {
     const ssize_t size = write(kReportDescriptor, text.data() + sent, text.size() - sent);
     if (size <= 0) {
@@ -131,6 +131,12 @@ std::vector<std::string> JvmLibraries() {
   return found;
 }
 
+// The JVM library that has a JVM; empty if none has.
+std::string LibraryThatRuns() {
+  const Host::detail::JvmLibrary found = Host::detail::FindJvmLibrary();
+  return found.vm == nullptr ? std::string() : found.file.string();
+}
+
 void Start(const json& request, json& report) {
   const std::string libraries = request["libraries"];
   if (const std::string path = request["runtimePath"]; !path.empty()) {
@@ -139,13 +145,19 @@ void Start(const json& request, json& report) {
   if (request["hostSignals"]) {
     AddJvmOption("-Xrs");
   }
-  MoveLog(libraries, request["logDirectory"]);
+  const std::string logs = request["logDirectory"];
+  MoveLog(libraries, logs);
+  if (!logs.empty()) {
+    AddJvmOption("-XX:ErrorFile=" + logs + "/hs_err.log", JvmOptionPlace::First);
+  }
   const auto begin = std::chrono::steady_clock::now();
   const std::set<int> before = HandledSignals();
   Host::Host host({.libraryDirectory = libraries, .configuration = request["configuration"]});
   for (const std::string archive : request["classPath"]) {
     host.LoadLibrary(archive);
   }
+  // Said at once: two JVM libraries in one process may end it.
+  Report({{"earlyJvms", JvmLibraries()}, {"earlyLibrary", LibraryThatRuns()}});
   try {
     host.Start();
   } catch (const Host::RemoteError& error) {

@@ -1,13 +1,11 @@
 #include "companions/tcp/client/ClientSettings.h"
 
-#include <charconv>
 #include <cstdlib>
-#include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "companions/tcp/Wire.h"
 #include "companions/tcp/client/ClientError.h"
+#include "companions/tcp/client/ClientVariables.h"
 #include "companions/tcp/client/EndpointConfiguration.h"
 
 namespace Ferrolink::Companions::Tcp::Client {
@@ -15,12 +13,8 @@ namespace {
 
 using std::chrono::milliseconds;
 
-constexpr std::uint32_t kUsualConnectTimeout = 10'000;
 constexpr std::uint32_t kUsualUnacknowledgedTimeout = 120'000;
-constexpr std::uint32_t kGreatestTimeout = 3'600'000;
 constexpr std::uint32_t kUsualPoolSize = 256;
-constexpr std::uint32_t kGreatestPoolSize = 4096;
-constexpr const char* kInsecure = "accept-any-certificate";
 
 std::string TextOf(const char* variable) {
   const char* text = std::getenv(variable);
@@ -39,24 +33,16 @@ std::string TextOf(const char* variable, const std::string& configured) {
                                   "', it must be " + wanted + ". The command was not sent.");
 }
 
-std::optional<std::uint32_t> NumberIn(const std::string& text) {
-  std::uint32_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
-}
-
 // `configured` was validated when the configuration was read.
-std::uint32_t NumberOf(const char* variable, const std::string& configured, std::uint32_t usual,
-                       std::uint32_t least, std::uint32_t greatest) {
-  const std::string text = TextOf(variable);
+std::uint32_t NumberOf(const NumericVariable& variable, const std::string& configured,
+                       std::uint32_t usual) {
+  const std::string text = TextOf(variable.name);
   if (text.empty()) {
     return NumberIn(configured).value_or(usual);
   }
-  const auto number = NumberIn(text);
-  if (!number || *number < least || *number > greatest) {
-    Refuse(variable, text,
-           "a number from " + std::to_string(least) + " to " + std::to_string(greatest));
+  const auto number = variable.ValueIn(text);
+  if (!number) {
+    Refuse(variable.name, text, variable.Wanted());
   }
   return *number;
 }
@@ -84,22 +70,18 @@ ClientSettings ClientSettings::Read(const Peer& endpoint) {
   if (settings.servers.empty()) {
     settings.servers.push_back(endpoint);
   }
-  settings.connectTimeout =
-      milliseconds(NumberOf("FERROLINK_CONNECT_TIMEOUT_MS", configured.One("connectTimeoutMs"),
-                            kUsualConnectTimeout, 1, kGreatestTimeout));
-  settings.frameLimit = NumberOf("FERROLINK_MAX_FRAME_BYTES", configured.One("maxFrameBytes"),
-                                 Wire::kUsualLimit, Wire::kLeastLimit, Wire::kGreatestLimit);
+  settings.connectTimeout = milliseconds(
+      NumberOf(kConnectTimeout, configured.One("connectTimeoutMs"), kUsualConnectTimeout));
+  settings.frameLimit = NumberOf(kFrameLimit, configured.One("maxFrameBytes"), Wire::kUsualLimit);
   const std::uint32_t callTimeout =
-      NumberOf("FERROLINK_CALL_TIMEOUT_MS", configured.One("callTimeoutMs"), Wire::kNoTimeLimit, 1,
-               Wire::kNoTimeLimit - 1);
+      NumberOf(kCallTimeout, configured.One("callTimeoutMs"), Wire::kNoTimeLimit);
   if (callTimeout != Wire::kNoTimeLimit) {
     settings.callTimeout = milliseconds(callTimeout);
   }
-  settings.unacknowledgedTimeout = milliseconds(
-      NumberOf("FERROLINK_UNACKNOWLEDGED_TIMEOUT_MS", configured.One("unacknowledgedTimeoutMs"),
-               kUsualUnacknowledgedTimeout, 1, kGreatestTimeout));
-  settings.poolSize = NumberOf("FERROLINK_POOL_SIZE", configured.One("poolSize"), kUsualPoolSize, 0,
-                               kGreatestPoolSize);
+  settings.unacknowledgedTimeout =
+      milliseconds(NumberOf(kUnacknowledgedTimeout, configured.One("unacknowledgedTimeoutMs"),
+                            kUsualUnacknowledgedTimeout));
+  settings.poolSize = NumberOf(kPoolSize, configured.One("poolSize"), kUsualPoolSize);
   settings.requiresTls = configured.One("tls") == "required";
   settings.tls = {configured.One("name"),
                   configured.One("authorities"),
@@ -114,9 +96,9 @@ TlsSettings TlsSettings::WithEnvironment() const {
   TlsSettings settings = *this;
   settings.authorities = TextOf("FERROLINK_TLS_CA_FILE", authorities);
   settings.revocationList = TextOf("FERROLINK_TLS_CRL_FILE", revocationList);
-  const std::string insecure = TextOf("FERROLINK_TLS_INSECURE");
+  const std::string insecure = TextOf(kInsecureVariable);
   if (!insecure.empty() && insecure != kInsecure) {
-    Refuse("FERROLINK_TLS_INSECURE", insecure, std::string("'") + kInsecure + "' or unset");
+    Refuse(kInsecureVariable, insecure, std::string("'") + kInsecure + "' or unset");
   }
   settings.acceptAnyCertificate = !insecure.empty();
   const std::string ownCertificate = TextOf("FERROLINK_TLS_CERTIFICATE");

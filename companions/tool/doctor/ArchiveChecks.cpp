@@ -16,7 +16,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kReceiver = "com/ferrolink/core/receiver/Receiver.class";
+constexpr const char* kClassPathForm =
+    "--class-path or FERROLINK_CLASS_PATH. Entries are archives, or directories of archives, "
+    "separated by colons.";
 constexpr const char* kReinstall = "Reinstall Ferrolink's Java archive.";
 
 // The Java that the newest class needs, and that class.
@@ -64,24 +66,35 @@ bool IsArchiveName(const fs::path& file) {
   return suffix == ".jar";
 }
 
+// Adds a finding if this user may not read the file or directory. True if it did.
+bool MayNotRead(const std::string& entry, Findings& findings) {
+  std::error_code unknown;
+  const int wanted = fs::is_directory(entry, unknown) ? R_OK | X_OK : R_OK;
+  if (access(entry.c_str(), wanted) == 0) {
+    return false;
+  }
+  findings.Add({"class-path-unreadable", "An entry of the class path cannot be read.",
+                entry + ": " + std::strerror(errno),
+                "Let the program's user read the file and enter the directories above it "
+                "(chmod), or correct the class path: " +
+                    std::string(kClassPathForm),
+                "", true});
+  return true;
+}
+
 // The archives behind an entry. A trial start would fail because of an entry that is unusable, and
 // say less. Adds a finding if the entry is unusable.
 std::vector<fs::path> ArchivesOf(const std::string& entry, Findings& findings) {
   std::error_code unreadable;
   const auto add = [&](const char* id, const std::string& text, const std::string& why) {
-    findings.Add(
-        {id, text, entry + ": " + why,
-         "Correct the class path: --class-path or FERROLINK_CLASS_PATH. Entries are archives, or "
-         "directories of archives, separated by colons.",
-         "", true});
+    findings.Add({id, text, entry + ": " + why,
+                  "Correct the class path: " + std::string(kClassPathForm), "", true});
   };
-  if (!fs::exists(entry, unreadable)) {
-    add("class-path-missing", "An entry of the class path does not exist.", "no such file");
+  if (access(entry.c_str(), F_OK) != 0 && errno == ENOENT) {
+    add("class-path-missing", "An entry of the class path does not exist.", std::strerror(ENOENT));
     return {};
   }
-  if (access(entry.c_str(), R_OK) != 0) {
-    add("class-path-unreadable", "An entry of the class path cannot be read.",
-        std::strerror(errno));
+  if (MayNotRead(entry, findings)) {
     return {};
   }
   if (!fs::is_directory(entry, unreadable)) {
@@ -90,11 +103,11 @@ std::vector<fs::path> ArchivesOf(const std::string& entry, Findings& findings) {
   std::vector<fs::path> archives;
   for (fs::directory_iterator files(entry, unreadable), end; !unreadable && files != end;
        files.increment(unreadable)) {
-    if (IsArchiveName(files->path())) {
+    if (IsArchiveName(files->path()) && !MayNotRead(files->path().string(), findings)) {
       archives.push_back(files->path());
     }
   }
-  if (archives.empty()) {
+  if (archives.empty() && !findings.Have("class-path-unreadable")) {
     add("class-path-empty", "A directory of the class path has no archives.",
         "no file whose name ends with .jar");
   }
@@ -137,7 +150,7 @@ void CheckUsersArchive(const Machine& machine, const fs::path& file, Findings& f
 
 void CheckOwnArchive(const Machine& machine, Findings& findings) {
   const fs::path& file = machine.installation.archive;
-  if (file.empty()) {
+  if (file.empty() || findings.Have("installation-unreadable")) {
     return;
   }
   const auto add = [&](const char* id, const std::string& text, const std::string& evidence) {

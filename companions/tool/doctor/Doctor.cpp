@@ -15,13 +15,40 @@ namespace {
 
 using Check = void (*)(const Machine&, Findings&);
 
-constexpr std::array<Check, 15> kBeforeStart = {
-    CheckInstallation, CheckSiblings,  CheckConfiguration,    CheckJvmIsNamed, CheckJvmLibrary,
-    CheckOwnArchive,   CheckClassPath, CheckPreloads,         CheckVariables,  CheckDebugMode,
-    CheckNativeAccess, CheckThreads,   CheckWorkingDirectory, CheckErrorLogs,  CheckOtherProcess};
+constexpr std::array<Check, 16> kBeforeStart = {
+    CheckInstallation, CheckSiblings,         CheckConfiguration, CheckServerFile,
+    CheckJvmIsNamed,   CheckJvmLibrary,       CheckOwnArchive,    CheckClassPath,
+    CheckPreloads,     CheckVariables,        CheckDebugMode,     CheckNativeAccess,
+    CheckThreads,      CheckWorkingDirectory, CheckErrorLogs,     CheckOtherProcess};
 
-constexpr std::array<Check, 6> kAfterStart = {CheckStart,   CheckRunningJvm, CheckReceiver,
-                                              CheckSignals, CheckHeap,       CheckEndpoint};
+// Which JVM runs comes first: it explains more than a failure does.
+constexpr std::array<Check, 7> kAfterStart = {CheckRunningJvm, CheckStart,   CheckHandlers,
+                                              CheckReceiver,   CheckSignals, CheckHeap,
+                                              CheckEndpoint};
+
+// Empty if a variable or the configuration names a Java: then every host finds it.
+std::string NoteOn(const JavaChoice& java) {
+  return java.searched && !java.chosen.path.empty()
+             ? "Hosts that do not use the C++ helpers need JAVA_HOME=" + java.chosen.path + "."
+             : "";
+}
+
+// Such as "named by JAVA_HOME" and "found in /usr/lib/jvm".
+std::string HowFound(const JavaChoice& java) {
+  const std::string how = !java.searched                       ? "named by "
+                          : java.chosen.place.starts_with('/') ? "found in "
+                                                               : "found by ";
+  return how + java.chosen.place;
+}
+
+std::string AllWell(const Machine& machine) {
+  const std::string java =
+      machine.trial ? "Java " + machine.trial->javaVersion + " of " + machine.trial->javaHome
+                    : "Java";
+  const std::string note = NoteOn(machine.java);
+  return "Nothing is wrong. " + java + " starts and answers, " + HowFound(machine.java) + "." +
+         (note.empty() ? "" : " " + note);
+}
 
 void PrintText(const Examination& examination) {
   const auto& all = examination.findings.All();
@@ -29,8 +56,9 @@ void PrintText(const Examination& examination) {
     std::printf("  %-9s %s\n", name, Wrapped(text, 12).c_str());
   };
   for (const Finding& finding : all) {
-    std::printf("%s  %s\n", Styled(STDOUT_FILENO, Style::Bad, finding.id).c_str(),
-                Wrapped(finding.finding, 2).c_str());
+    const std::string rest =
+        Wrapped(finding.id + "  " + finding.finding, 2).substr(finding.id.size());
+    std::printf("%s%s\n", Styled(STDOUT_FILENO, Style::Bad, finding.id).c_str(), rest.c_str());
     part("evidence", Shown(finding.evidence));
     part("remedy", finding.remedy);
     if (!finding.install.empty()) {
@@ -39,11 +67,8 @@ void PrintText(const Examination& examination) {
     std::printf("\n");
   }
   if (all.empty()) {
-    const std::string version =
-        examination.machine.trial ? examination.machine.trial->javaVersion : "";
-    std::printf("%s\n", Styled(STDOUT_FILENO, Style::Good,
-                               "Nothing is wrong. Java " + version + " starts and answers.")
-                            .c_str());
+    const std::string text = Wrapped(AllWell(examination.machine), 0);
+    std::printf("%s\n", Styled(STDOUT_FILENO, Style::Good, text).c_str());
   } else {
     std::printf("%zu %s.\n", all.size(), all.size() == 1 ? "finding" : "findings");
   }
@@ -63,7 +88,11 @@ void PrintJson(const Examination& examination) {
     }
     report["findings"].push_back(one);
   }
-  report["java"] = examination.machine.trial ? examination.machine.trial->javaVersion : "";
+  const Machine& machine = examination.machine;
+  report["java"] = machine.trial ? machine.trial->javaVersion : "";
+  report["javaHome"] = machine.trial ? machine.trial->javaHome : "";
+  report["javaFoundBy"] = machine.java.chosen.place;
+  report["note"] = NoteOn(machine.java);
   std::printf("%s\n", report.dump(2, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
 }
 
@@ -81,8 +110,9 @@ Examination Examine(const Case& asked) {
         TryToStart({.runtimePath = machine.java.searched ? machine.java.chosen.path : "",
                     .libraries = machine.installation.libraries,
                     .configuration = asked.configuration,
-                    .classPath = asked.classPath,
-                    .hostSignals = false});
+                    .classPath = machine.asked.classPath,
+                    .hostSignals = false,
+                    .limit = asked.startLimit});
   }
   for (const Check check : kAfterStart) {
     check(machine, findings);

@@ -11,9 +11,15 @@
 #include <cstring>
 #include <memory>
 #include <set>
+#include <utility>
+#include <vector>
 
+#include "companions/configs/Configuration.h"
+#include "companions/tcp/TlsFiles.h"
 #include "companions/tcp/Wire.h"
+#include "companions/tcp/client/ClientVariables.h"
 #include "companions/tool/Address.h"
+#include "companions/tool/EndpointSettings.h"
 #include "companions/tool/Terminal.h"
 #include "companions/tool/doctor/Checks.h"
 #include "companions/utils/FileDescriptor.h"
@@ -25,7 +31,6 @@ namespace {
 namespace Wire = Tcp::Wire;
 using Host::detail::Variable;
 
-constexpr timeval kPatience{10, 0};
 constexpr int kDaysOfWarning = 14;
 
 // What is wrong with the certificate of a server: texts of OpenSSL, by subject.
@@ -52,6 +57,12 @@ int NoteComplaint(int accepted, X509_STORE_CTX* context) {
   return 1;
 }
 
+// Called when the server asks for a certificate.
+int NoteRequest(SSL* /*tls*/, void* isAsked) {
+  *static_cast<bool*>(isAsked) = true;
+  return 1;
+}
+
 std::string JoinedText(const std::set<std::string>& texts) {
   std::string all;
   for (const std::string& text : texts) {
@@ -66,15 +77,28 @@ std::string TlsError() {
   return reason != nullptr ? reason : "the connection was closed";
 }
 
-class Endpoint {
+// The client's time limit for connecting, in milliseconds.
+std::uint32_t PatienceFor(const Endpoint& settings) {
+  const auto& variable = Tcp::Client::kConnectTimeout;
+  const auto configured = variable.ValueIn(ValueOf(settings, "connectTimeoutMs"));
+  return variable.ValueIn(Variable(variable.name))
+      .value_or(configured.value_or(Tcp::Client::kUsualConnectTimeout));
+}
+
+class Server {
  public:
-  Endpoint(const Case& asked, Findings& findings)
-      : m_address(AddressOf(asked.connect)),
-        m_authorities(asked.authorities),
-        m_findings(findings) {
-    if (m_authorities.empty()) {
-      m_authorities = Variable("FERROLINK_TLS_CA_FILE");
-    }
+  // As in programs, variables take precedence over the configuration.
+  Server(Address address, const Endpoint& settings, const Case& asked, Findings& findings)
+      : m_address(std::move(address)), m_patience(PatienceFor(settings)), m_findings(findings) {
+    const auto chosen = [&](const std::string& first, const char* variable, const char* key) {
+      const std::string text = first.empty() ? Variable(variable) : first;
+      return text.empty() ? ValueOf(settings, key) : text;
+    };
+    m_authorities = chosen(asked.authorities, "FERROLINK_TLS_CA_FILE", "authorities");
+    m_revocationList = chosen("", "FERROLINK_TLS_CRL_FILE", "revocationList");
+    m_ownCertificate = chosen("", "FERROLINK_TLS_CERTIFICATE", "certificate");
+    m_ownKey = chosen("", "FERROLINK_TLS_KEY", "key");
+    m_name = ValueOf(settings, "name").empty() ? m_address.host : ValueOf(settings, "name");
   }
 
   void Check() {
@@ -87,6 +111,11 @@ class Endpoint {
   void Add(const char* id, const std::string& text, const std::string& evidence,
            const std::string& remedy, const std::string& install = "") {
     m_findings.Add({id, text, m_address.Name() + ": " + evidence, remedy, install});
+  }
+
+  [[nodiscard]] std::string NoAnswer() const {
+    return "no answer within " + (m_patience % 1000 == 0 ? std::to_string(m_patience / 1000) + " s"
+                                                         : std::to_string(m_patience) + " ms");
   }
 
   bool Connect() {
@@ -105,13 +134,14 @@ class Endpoint {
     for (const addrinfo* one = list; one != nullptr; one = one->ai_next) {
       FileDescriptor made(
           socket(one->ai_family, one->ai_socktype | SOCK_CLOEXEC, one->ai_protocol));
-      setsockopt(made.get(), SOL_SOCKET, SO_SNDTIMEO, &kPatience, sizeof kPatience);
-      setsockopt(made.get(), SOL_SOCKET, SO_RCVTIMEO, &kPatience, sizeof kPatience);
+      const timeval patience{m_patience / 1000, m_patience % 1000 * 1000L};
+      setsockopt(made.get(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+      setsockopt(made.get(), SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
       if (connect(made.get(), one->ai_addr, one->ai_addrlen) == 0) {
         m_socket = std::move(made);
         return true;
       }
-      why = errno == EINPROGRESS ? "no answer within 10 s" : std::strerror(errno);
+      why = errno == EINPROGRESS ? NoAnswer() : std::strerror(errno);
     }
     Add("endpoint-unreachable", "Nobody answers at the address of the server.", why,
         "Start the server (ferrolink-server --listen ADDRESS:PORT), correct the port, or open the "
@@ -121,58 +151,98 @@ class Endpoint {
 
   void Verify(SSL* tls) {
     X509_VERIFY_PARAM* parameters = SSL_get0_param(tls);
-    if (X509_VERIFY_PARAM_set1_ip_asc(parameters, m_address.host.c_str()) != 1) {
-      X509_VERIFY_PARAM_set1_host(parameters, m_address.host.c_str(), 0);
-      SSL_set_tlsext_host_name(tls, m_address.host.c_str());
+    if (X509_VERIFY_PARAM_set1_ip_asc(parameters, m_name.c_str()) != 1) {
+      X509_VERIFY_PARAM_set1_host(parameters, m_name.c_str(), 0);
+      SSL_set_tlsext_host_name(tls, m_name.c_str());
     }
     SSL_set_app_data(tls, &m_complaints);
     SSL_set_verify(tls, SSL_VERIFY_PEER, NoteComplaint);
+    SSL_set_cert_cb(tls, NoteRequest, &m_isAskedForCertificate);
   }
 
-  bool UseFiles() {
-    const bool trusted =
-        m_authorities.empty()
-            ? SSL_CTX_set_default_verify_paths(m_context.get()) == 1
-            : SSL_CTX_load_verify_file(m_context.get(), m_authorities.c_str()) == 1;
-    if (!trusted) {
-      Add("tls-authorities-unusable", "The file of trusted authorities cannot be used.",
-          m_authorities + ": " + TlsError(), "Name a PEM file: --tls-ca or FERROLINK_TLS_CA_FILE.",
-          m_authorities.empty() ? "apt install ca-certificates" : "");
+  bool UseAuthorities() {
+    try {
+      if (m_authorities.empty()) {
+        SSL_CTX_set_default_verify_paths(m_context->native_handle());
+      } else {
+        Tcp::UseAuthorities(*m_context, m_authorities);
+      }
+      if (!m_revocationList.empty()) {
+        Tcp::UseRevocationList(*m_context, m_revocationList);
+      }
+      Tcp::HeedRevocationLists(*m_context);
+      return true;
+    } catch (const Tcp::TlsFileError& error) {
+      Add("tls-authorities-unusable",
+          "The file of trusted authorities, or that of revocation lists, cannot be used.",
+          error.what(),
+          "Name a PEM file: --tls-ca, FERROLINK_TLS_CA_FILE or \"authorities\"; "
+          "FERROLINK_TLS_CRL_FILE or \"revocationList\".");
       return false;
     }
-    const std::string own = Variable("FERROLINK_TLS_CERTIFICATE");
-    if (!own.empty() &&
-        (SSL_CTX_use_certificate_chain_file(m_context.get(), own.c_str()) != 1 ||
-         SSL_CTX_use_PrivateKey_file(m_context.get(), Variable("FERROLINK_TLS_KEY").c_str(),
-                                     SSL_FILETYPE_PEM) != 1)) {
-      Add("tls-own-certificate", "The client's own certificate or key cannot be used.",
-          own + ": " + TlsError(),
-          "Correct FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY: PEM files that belong "
-          "together, the key "
-          "without a password.");
-      return false;
+  }
+
+  // Why programs would not send the client's own certificate.
+  std::string WhyNoOwnCertificate() {
+    if (m_ownCertificate.empty() != m_ownKey.empty()) {
+      const std::string certificate = "FERROLINK_TLS_CERTIFICATE";
+      const std::string key = "FERROLINK_TLS_KEY";
+      return m_ownCertificate.empty() ? key + " is set, and " + certificate + " is not set"
+                                      : certificate + " is set, and " + key + " is not set";
     }
-    return true;
+    if (m_ownCertificate.empty()) {
+      return {};
+    }
+    try {
+      Tcp::UseCertificate(*m_context, m_ownCertificate, m_ownKey);
+    } catch (const Tcp::TlsFileError& error) {
+      return error.what();
+    }
+    const std::string why = Tcp::WhyNotValidNow(*m_context);
+    return why.empty() ? why : m_ownCertificate + ": " + why;
+  }
+
+  bool UseOwnCertificate() {
+    const std::string why = WhyNoOwnCertificate();
+    if (!why.empty()) {
+      Add("tls-own-certificate", "The client's own certificate or key cannot be used.", why,
+          "Correct FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY, or \"certificate\" and "
+          "\"key\": PEM files that belong together, the key without a password.");
+    }
+    return why.empty();
   }
 
   bool Handshake() {
-    m_context.reset(SSL_CTX_new(TLS_client_method()));
-    SSL_CTX_set_min_proto_version(m_context.get(), TLS1_2_VERSION);
-    if (!UseFiles()) {
+    m_context = Tcp::MakeTlsContext(asio::ssl::context::tls_client);
+    if (!UseAuthorities() || !UseOwnCertificate()) {
       return false;
     }
-    m_tls.reset(SSL_new(m_context.get()));
+    m_tls.reset(SSL_new(m_context->native_handle()));
     SSL_set_fd(m_tls.get(), m_socket.get());
     Verify(m_tls.get());
     ERR_clear_error();
-    if (SSL_connect(m_tls.get()) != 1) {
-      Add("tls-handshake", "The TLS handshake fails.", TlsError(),
+    if (const int done = SSL_connect(m_tls.get()); done != 1) {
+      if (m_isAskedForCertificate && ERR_GET_REASON(ERR_peek_error()) > SSL_AD_REASON_OFFSET) {
+        AddRefusal();
+        return false;
+      }
+      // The socket waits until its time limit is over; then OpenSSL wants to read again.
+      const bool late = SSL_get_error(m_tls.get(), done) == SSL_ERROR_WANT_READ;
+      Add("tls-handshake", "The TLS handshake fails.", late ? NoAnswer() : TlsError(),
           "Use tcp:// if the server has no certificate (--tls-certificate); else look at the "
           "server's log.");
       return false;
     }
     ReportCertificate();
     return true;
+  }
+
+  // The server has sent an alert after it asked for a certificate. With TLS 1.3 it does so after
+  // the handshake.
+  void AddRefusal() {
+    Add("tls-client-refused", "The server does not accept this client.", TlsError(),
+        "Set FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY to a certificate of an authority that "
+        "the server trusts (its --tls-client-ca).");
   }
 
   void ReportCertificate() {
@@ -221,6 +291,8 @@ class Endpoint {
           m_tls ? SSL_read(m_tls.get(), bytes.data() + got, left)
                 : recv(m_socket.get(), bytes.data() + got, static_cast<std::size_t>(left), 0);
       if (size <= 0) {
+        m_isLate = m_tls ? SSL_get_error(m_tls.get(), static_cast<int>(size)) == SSL_ERROR_WANT_READ
+                         : size < 0 && errno == EAGAIN;
         break;
       }
       got += static_cast<std::size_t>(size);
@@ -247,30 +319,47 @@ class Endpoint {
               ", this tool: " + std::to_string(Wire::kVersion),
           "Install the same version of Ferrolink on both sides.");
     } else if (m_tls && size == 0 && ERR_peek_error() != 0) {
-      Add("tls-client-refused", "The server does not accept this client.", TlsError(),
-          "Set FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY to a certificate of an authority "
-          "that the "
-          "server trusts (its --tls-client-ca).");
+      AddRefusal();
     } else {
       Add("endpoint-no-ferrolink", "What listens there is no Ferrolink server.",
-          std::to_string(size) + " bytes of an unknown answer",
+          m_isLate && size == 0 ? NoAnswer() : std::to_string(size) + " bytes of an unknown answer",
           "Correct the port. A balancer between must pass the bytes on unchanged.");
     }
   }
 
   struct Free {
     void operator()(SSL* tls) const { SSL_free(tls); }
-    void operator()(SSL_CTX* context) const { SSL_CTX_free(context); }
   };
 
   const Address m_address;
+  const std::uint32_t m_patience;  // milliseconds
+  std::string m_name;              // that its certificate must have
   std::string m_authorities;
+  std::string m_revocationList;
+  std::string m_ownCertificate;
+  std::string m_ownKey;
+  bool m_isLate = false;  // the greeting was not answered in time
   Findings& m_findings;
   Complaints m_complaints;
+  bool m_isAskedForCertificate = false;
   FileDescriptor m_socket;
-  std::unique_ptr<SSL_CTX, Free> m_context;
+  Tcp::TlsContext m_context;
   std::unique_ptr<SSL, Free> m_tls;  // after its context, so freed before it; none without TLS
 };
+
+// Where a program connects to that calls the address: to each of these in turn.
+std::vector<Address> TargetsOf(const Machine& machine, const Address& called,
+                               const Endpoint& settings) {
+  std::vector<Address> targets;
+  if (machine.configuration && machine.configuration->endpoints.count(called.Name()) != 0) {
+    for (const auto& [key, value] : settings) {
+      if (key == "connect") {
+        targets.push_back(AddressOf((called.tls ? "tls://" : "tcp://") + value));
+      }
+    }
+  }
+  return targets.empty() ? std::vector<Address>{called} : targets;
+}
 
 }  // namespace
 
@@ -280,7 +369,22 @@ void CheckEndpoint(const Machine& machine, Findings& findings) {
   }
   std::signal(SIGPIPE, SIG_IGN);  // OpenSSL writes without MSG_NOSIGNAL
   const Progress progress("Connecting to " + machine.asked.connect);
-  Endpoint(machine.asked, findings).Check();
+  const Address called = AddressOf(machine.asked.connect);
+  const Endpoint settings =
+      machine.configuration ? EndpointFor(*machine.configuration, called) : Endpoint();
+  if (!called.tls && ValueOf(settings, "tls") == "required") {
+    findings.Add(
+        {"endpoint-requires-tls",
+         "The configuration requires TLS for this server, and refuses commands without.",
+         called.Name() + ": \"tls\" is \"required\"",
+         "Use tls:// here, and Ferrolink.tls in programs. Or remove \"tls\" from the endpoint "
+         "of the configuration.",
+         ""});
+    return;
+  }
+  for (const Address& target : TargetsOf(machine, called, settings)) {
+    Server(target, settings, machine.asked, findings).Check();
+  }
 }
 
 }  // namespace Ferrolink::Companions::Tool

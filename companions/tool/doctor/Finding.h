@@ -23,6 +23,14 @@ class Findings {
   void Add(Finding finding) { m_all.push_back(std::move(finding)); }
 
   [[nodiscard]] const std::vector<Finding>& All() const { return m_all; }
+  [[nodiscard]] bool Have(const std::string& id) const {
+    for (const Finding& finding : m_all) {
+      if (finding.id == id) {
+        return true;
+      }
+    }
+    return false;
+  }
   /// Whether a finding explains why no JVM starts.
   [[nodiscard]] bool ExplainNoStart() const {
     for (const Finding& finding : m_all) {

@@ -1,10 +1,18 @@
 // The libraries of the installation, and who may replace them.
+#include <pwd.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <map>
 #include <set>
+#include <string_view>
+#include <vector>
 
 #include "companions/tool/Elf.h"
+#include "companions/tool/Trial.h"
 #include "companions/tool/doctor/Checks.h"
 
 namespace Ferrolink::Companions::Tool {
@@ -34,11 +42,64 @@ bool LocaleCannotExpress(const std::string& path) {
   return true;
 }
 
+// What an installation cannot do without a library.
+std::string LossOf(std::string_view library) {
+  if (library == "libFerrolinkCppRuntimeNative.so") {
+    return "Calls of C++ handlers do not work.";
+  }
+  if (library == "libConfigs.so") {
+    return "Configurations are ignored.";
+  }
+  if (library == "libUtils.so") {
+    return "No telemetry is written.";
+  }
+  if (library == "libFerrolinkTcpClient.so") {
+    return "Calls over TCP do not work.";
+  }
+  return library == "libFerrolinkTcpTlsClient.so" ? "Calls over TLS do not work."
+                                                  : "Java cannot be called.";
+}
+
+// Whether each start of a JVM opens the library. A damaged one may end the process.
+bool IsOpenedByStart(std::string_view library) {
+  return library == "libFerrolinkJvmRuntimeNative.so" || library == "libConfigs.so" ||
+         library == "libUtils.so";
+}
+
+// The loader names the file that it does not find first.
+bool LacksDependency(const std::string& reason, const fs::path& file) {
+  return reason.find(": cannot open shared object file") != std::string::npos &&
+         !reason.starts_with(file.string());
+}
+
+// Adds a finding unless all of the library is there and opens.
+void CheckContents(const fs::path& file, const ElfFacts& facts, Findings& findings) {
+  const std::string name = file.filename().string();
+  Finding damaged{"sibling-damaged", "",       file.string() + ": ",
+                  kReinstall,        kInstall, IsOpenedByStart(name)};
+  if (facts.IsTruncated()) {
+    damaged.finding = name + " is truncated.";
+    damaged.evidence +=
+        std::to_string(facts.size) + " bytes of " + std::to_string(facts.loadedSize);
+  } else if (const std::string reason = TryToOpen({file}).front().reason; !reason.empty()) {
+    damaged.finding = name + " cannot be opened.";
+    damaged.evidence += reason;
+    if (LacksDependency(reason, file)) {
+      damaged.remedy = "Install the library that the evidence names.";
+      damaged.install = "apt install --fix-broken";
+    }
+  } else {
+    return;
+  }
+  damaged.finding += " " + LossOf(name);
+  findings.Add(std::move(damaged));
+}
+
 void CheckLibrary(const fs::path& file, Findings& findings) {
   std::error_code unreadable;
   const std::string name = file.filename().string();
   const auto add = [&](const char* id, const std::string& text, const std::string& evidence) {
-    findings.Add({id, text, evidence, kReinstall, kInstall});
+    findings.Add({id, text + " " + LossOf(name), evidence, kReinstall, kInstall});
   };
   if (!fs::exists(file, unreadable)) {
     add("sibling-missing", name + " is missing in the installation.",
@@ -57,31 +118,67 @@ void CheckLibrary(const fs::path& file, Findings& findings) {
     return;
   }
   if (facts.version != FERROLINK_VERSION) {
-    add("sibling-other-version", name + " has another version than this tool.",
-        file.string() + ": version " + (facts.version.empty() ? "unknown" : facts.version) +
-            ", this tool: " FERROLINK_VERSION);
+    findings.Add({"sibling-other-version", name + " has another version than this tool.",
+                  file.string() + ": version " +
+                      (facts.version.empty() ? "unknown" : facts.version) +
+                      ", this tool: " FERROLINK_VERSION,
+                  kReinstall, kInstall});
   }
+  CheckContents(file, facts, findings);
 }
 
-bool MayOthersReplace(const fs::path& place) {
-  struct stat status {};
-  // In sticky directories nobody may replace the files of others.
-  return stat(place.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0 &&
-         (status.st_mode & S_ISVTX) == 0;
-}
+// Places that somebody may change besides the superuser and the user who runs them.
+struct Exposed {
+  std::map<fs::path, std::string> toOwner;  // and who that is
+  std::set<fs::path> toAll;
 
-// Adds the file and the directories above it, up to the root of the installation, that every user
-// may write to.
-void NoteWritable(const fs::path& root, const fs::path& file, std::set<fs::path>& writable) {
-  for (fs::path place = file; place.native().size() >= root.native().size();
-       place = place.parent_path()) {
-    if (MayOthersReplace(place)) {
-      writable.insert(place);
-    }
-    if (place == place.parent_path()) {
+  void Note(const fs::path& place) {
+    struct stat status {};
+    if (stat(place.c_str(), &status) != 0) {
       return;
     }
+    if (status.st_uid != 0 && status.st_uid != geteuid()) {
+      const passwd* owner = getpwuid(status.st_uid);
+      toOwner[place] = owner != nullptr ? owner->pw_name : std::to_string(status.st_uid);
+    }
+    // In sticky directories nobody may replace the files of others.
+    if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0) {
+      toAll.insert(place);
+    }
   }
+
+  // The file and the directories above it, up to the root of the installation. Of a link also the
+  // file that it leads to, and its directory.
+  void NoteUpTo(const fs::path& root, const fs::path& file) {
+    for (fs::path place = file; place.native().size() >= root.native().size();
+         place = place.parent_path()) {
+      Note(place);
+      if (place == place.parent_path()) {
+        break;
+      }
+    }
+    std::error_code missing;
+    const fs::path real = fs::canonical(file, missing);
+    if (!missing && fs::is_symlink(file, missing)) {
+      Note(real);
+      Note(real.parent_path());
+    }
+  }
+};
+
+// The libraries and the archive that exist but may not be read, a line for each.
+std::string UnreadableFiles(const Installation& installation) {
+  std::vector<fs::path> files{installation.archive};
+  for (const char* name : kLibraries) {
+    files.push_back(installation.libraries / name);
+  }
+  std::string text;
+  for (const fs::path& file : files) {
+    if (access(file.c_str(), R_OK) != 0 && errno == EACCES) {
+      text += (text.empty() ? "" : "\n") + file.string() + ": " + std::strerror(EACCES);
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -115,16 +212,28 @@ void CheckSiblings(const Machine& machine, Findings& findings) {
     return;
   }
   const Installation& installation = machine.installation;
-  std::set<fs::path> writable;
-  NoteWritable(installation.root, installation.archive, writable);
+  if (const std::string files = UnreadableFiles(installation); !files.empty()) {
+    findings.Add(
+        {"installation-unreadable", "This user may not read files of the installation.", files,
+         "Let every user read them: chmod -R a+rX " + installation.root.string() + ".", "", true});
+    return;
+  }
+  Exposed exposed;
+  exposed.NoteUpTo(installation.root, installation.archive);
   for (const char* name : kLibraries) {
     CheckLibrary(installation.libraries / name, findings);
-    NoteWritable(installation.root, installation.libraries / name, writable);
+    exposed.NoteUpTo(installation.root, installation.libraries / name);
   }
-  for (const fs::path& place : writable) {
+  for (const fs::path& place : exposed.toAll) {
     findings.Add({"sibling-writable", "Every user may replace what this installation runs.",
                   place.string() + " may be written to by others",
                   "chmod o-w " + place.string() + ", and check that nobody has replaced anything.",
+                  ""});
+  }
+  for (const auto& [place, owner] : exposed.toOwner) {
+    findings.Add({"sibling-writable", "Another user may replace what this installation runs.",
+                  place.string() + " belongs to " + owner,
+                  "chown root " + place.string() + ", and check that nobody has replaced anything.",
                   ""});
   }
 }

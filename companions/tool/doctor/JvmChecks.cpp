@@ -1,4 +1,9 @@
 // A JVM that is named nowhere or wrongly, and one that cannot be loaded.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <system_error>
 
 #include "companions/tool/Elf.h"
@@ -33,12 +38,31 @@ std::string InstallUnlessThere() {
   return OtherJavas().empty() ? kInstallJava : "";
 }
 
-std::string CandidateTexts(const Machine& machine) {
+// The steps of the search.
+std::string StepTexts(const JavaChoice& java) {
   std::string text;
-  for (const CandidateResult& candidate : machine.candidates) {
-    text += (text.empty() ? "" : "\n") + candidate.file.string() + ": " +
-            (candidate.reason.empty() ? "opens" : candidate.reason);
+  for (const JavaName& step : java.steps) {
+    text += step.place + (step.path.empty() ? ": not set\n" : " = " + step.path + "\n");
   }
+  return text;
+}
+
+// The steps of the search, and what became of the files that the chosen one stands for.
+std::string SearchTexts(const Machine& machine) {
+  std::string text = StepTexts(machine.java);
+  if (machine.java.searched) {
+    text += machine.java.chosen.place + ": " + machine.java.chosen.path + "\n";
+  }
+  for (const CandidateResult& candidate : machine.candidates) {
+    // The loader mostly begins with the file's name.
+    const std::string file = candidate.file.string();
+    text +=
+        "tried " + (candidate.reason.starts_with(file + ":")
+                        ? candidate.reason
+                        : file + ": " + (candidate.reason.empty() ? "opens" : candidate.reason));
+    text += "\n";
+  }
+  text.pop_back();
   return text;
 }
 
@@ -46,9 +70,7 @@ std::string CandidateTexts(const Machine& machine) {
 bool IsForAnotherMachine(const Machine& machine, const fs::path& file, Findings& findings) {
   const ElfFacts facts = ReadElf(file);
   const std::string place = machine.java.chosen.place;
-  Finding finding{
-      "",  "", file.string() + ", named by " + place, NameAnother(place), InstallUnlessThere(),
-      true};
+  Finding finding{"", "", SearchTexts(machine), NameAnother(place), InstallUnlessThere(), true};
   if (facts.bits == 32) {
     finding.id = "jvm-32-bit";
     finding.finding =
@@ -90,20 +112,30 @@ void CheckShadowedName(const Machine& machine, Findings& findings) {
   }
 }
 
+// The library takes an empty JAVA_HOME for a path, if it gets that far in its search.
+void CheckEmptyName(const JavaChoice& java, Findings& findings) {
+  const char* home = std::getenv("JAVA_HOME");
+  if (java.searched && home != nullptr && *home == '\0') {
+    findings.Add(
+        {"jvm-path-empty",
+         "JAVA_HOME is set, and empty. Hosts that do not use the C++ helpers fail with JVM "
+         "Launcher 003.",
+         "JAVA_HOME = \n" + java.chosen.place + ": " + java.chosen.path,
+         "unset JAVA_HOME, or set it to " + java.chosen.path + ".", ""});
+  }
+}
+
 }  // namespace
 
 void CheckJvmIsNamed(const Machine& machine, Findings& findings) {
   const JavaChoice& java = machine.java;
   if (!java.chosen.path.empty()) {
     CheckShadowedName(machine, findings);
+    CheckEmptyName(java, findings);
     return;
   }
-  std::string evidence;
-  for (const JavaName& step : java.steps) {
-    evidence += step.place + ": not set\n";
-  }
   findings.Add({"jvm-not-found", "No JVM is named, and none is on this machine.",
-                evidence + "java on PATH: none that this program can load\n" +
+                StepTexts(java) + "java on PATH: none that this program can load\n" +
                     Host::detail::JavaDirectory().string() + ": none that this program can load",
                 "Install a Java runtime (a JRE is enough), or set JAVA_HOME to one.", kInstallJava,
                 true});
@@ -114,10 +146,23 @@ void CheckJvmLibrary(const Machine& machine, Findings& findings) {
   if (chosen.path.empty() || machine.UsableJvm() != nullptr) {
     return;
   }
+  const bool forbidden = std::any_of(
+      machine.candidates.begin(), machine.candidates.end(), [](const CandidateResult& candidate) {
+        return access(candidate.file.c_str(), R_OK) != 0 && errno == EACCES;
+      });
+  if (forbidden) {
+    findings.Add(
+        {"jvm-path-unreadable", chosen.place + " names a Java that this user may not read.",
+         SearchTexts(machine),
+         "Let the program's user read it and enter the directories above it (chmod). Or: " +
+             NameAnother(chosen.place),
+         "", true});
+    return;
+  }
   std::error_code unreadable;
   const auto add = [&](const char* id, const std::string& text) {
-    findings.Add({id, text, chosen.place + " = " + chosen.path + "\n" + CandidateTexts(machine),
-                  NameAnother(chosen.place), InstallUnlessThere(), true});
+    findings.Add(
+        {id, text, SearchTexts(machine), NameAnother(chosen.place), InstallUnlessThere(), true});
   };
   if (!fs::exists(chosen.path, unreadable)) {
     add("jvm-path-missing", chosen.place + " names a path that does not exist.");

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <limits>
 
@@ -38,9 +39,29 @@ Limit LimitIn(const fs::path& file) {
   return {value, file.string()};
 }
 
+// The names of a limit's files.
+struct LimitFiles {
+  const char* controller;
+  const char* newName;
+  const char* oldName;
+  const char* usedName;  // what is used up of it already; null if that does not count
+};
+
+constexpr LimitFiles kMemory{"memory", "memory.max", "memory.limit_in_bytes", nullptr};
+constexpr LimitFiles kThreads{"pids", "pids.max", "pids.max", "pids.current"};
+
+// The limit of one group, less what is used up.
+Limit RestIn(const fs::path& group, const LimitFiles& files, bool unified) {
+  Limit limit = LimitIn(group / (unified ? files.newName : files.oldName));
+  if (files.usedName != nullptr && limit.value != kNoLimit) {
+    const Limit used = LimitIn(group / files.usedName);
+    limit.value -= used.value == kNoLimit ? 0 : used.value;
+  }
+  return limit;
+}
+
 // The smallest limit from the group of this process up to the root.
-Limit GroupLimit(const fs::path& root, const std::string& controller, const char* newName,
-                 const char* oldName) {
+Limit GroupLimit(const fs::path& root, const LimitFiles& files) {
   Limit least;
   std::ifstream groups("/proc/self/cgroup");
   for (std::string line; std::getline(groups, line);) {
@@ -48,13 +69,14 @@ Limit GroupLimit(const fs::path& root, const std::string& controller, const char
     const std::size_t second = line.find(':', first + 1);
     const std::string controllers = line.substr(first + 1, second - first - 1);
     const bool unified = controllers.empty();
-    if (!unified && ("," + controllers + ",").find("," + controller + ",") == std::string::npos) {
+    if (!unified && ("," + controllers + ",").find("," + std::string(files.controller) + ",") ==
+                        std::string::npos) {
       continue;
     }
     const fs::path top = unified ? root : root / controllers;
     fs::path group = fs::path(line.substr(second + 1)).relative_path();
     while (true) {
-      const Limit limit = LimitIn(top / group / (unified ? newName : oldName));
+      const Limit limit = RestIn(top / group, files, unified);
       if (limit.value < least.value) {
         least = limit;
       }
@@ -65,6 +87,31 @@ Limit GroupLimit(const fs::path& root, const std::string& controller, const char
     }
   }
   return least;
+}
+
+// The number after `key` in a file like /proc/self/status; 0 without it.
+long long NumberAfter(const fs::path& file, const std::string& key) {
+  std::ifstream lines(file);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.starts_with(key)) {
+      return std::strtoll(line.c_str() + key.size(), nullptr, 10);
+    }
+  }
+  return 0;
+}
+
+// The threads of all processes of this user.
+long long ThreadsOfUser() {
+  long long threads = 0;
+  std::error_code gone;
+  for (fs::directory_iterator all("/proc", gone), end; !gone && all != end; all.increment(gone)) {
+    const fs::path status = all->path() / "status";
+    // A process that has ended has no threads, and user 0 is never counted.
+    if (NumberAfter(status, "Uid:") == static_cast<long long>(getuid())) {
+      threads += NumberAfter(status, "Threads:");
+    }
+  }
+  return threads;
 }
 
 std::string Megabytes(long long bytes) {
@@ -83,8 +130,7 @@ long long HeapOf(const Machine& machine) {
 
 void CheckHeap(const Machine& machine, Findings& findings) {
   const long long heap = HeapOf(machine);
-  const Limit group =
-      GroupLimit(machine.asked.controlGroups, "memory", "memory.max", "memory.limit_in_bytes");
+  const Limit group = GroupLimit(machine.asked.controlGroups, kMemory);
   const std::string remedy =
       "Set a smaller heap, such as JAVA_TOOL_OPTIONS=-XX:MaxRAMPercentage=50, or "
       "raise the limit. Leave room for what is not heap.";
@@ -120,16 +166,19 @@ void CheckThreads(const Machine& machine, Findings& findings) {
                   "Set ulimit -s 8192, or give threads that send commands 256 KiB or more.", ""});
   }
   // The limit does not bind the superuser.
-  if (geteuid() != 0 && getrlimit(RLIMIT_NPROC, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&
-      limit.rlim_cur < static_cast<rlim_t>(kThreadsOfJvm)) {
-    findings.Add({"threads-limited", "The user may have too few threads for a JVM.",
-                  "ulimit -u: " + std::to_string(limit.rlim_cur),
-                  "Leave room for 30 threads and those of the collector.", ""});
+  if (getuid() != 0 && getrlimit(RLIMIT_NPROC, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) {
+    const long long used = ThreadsOfUser();
+    if (static_cast<long long>(limit.rlim_cur) - used < kThreadsOfJvm) {
+      findings.Add({"threads-limited", "The user may have too few threads for a JVM.",
+                    "ulimit -u: " + std::to_string(limit.rlim_cur) + ", of which " +
+                        std::to_string(used) + " are in use",
+                    "Leave room for 30 threads and those of the collector.", ""});
+    }
   }
-  const Limit group = GroupLimit(machine.asked.controlGroups, "pids", "pids.max", "pids.max");
+  const Limit group = GroupLimit(machine.asked.controlGroups, kThreads);
   if (group.value < kThreadsOfJvm) {
     findings.Add({"threads-limited", "The control group may have too few threads for a JVM.",
-                  group.place + ": " + std::to_string(group.value),
+                  group.place + " leaves " + std::to_string(group.value),
                   "Leave room for 30 threads and those of the collector.", ""});
   }
   if (getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY &&

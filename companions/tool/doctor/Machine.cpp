@@ -44,6 +44,11 @@ Machine ExamineMachine(const Case& asked) {
       machine.refusal = error.what();
     }
   }
+  if (!asked.serverFile.empty()) {
+    machine.serverFile = ReadServerFile(asked.serverFile);
+    const auto& archives = machine.serverFile->archives;
+    machine.asked.classPath.insert(machine.asked.classPath.end(), archives.begin(), archives.end());
+  }
   machine.java = ChooseJava(runtimePath);
   machine.candidates = TryToOpen(machine.java.Candidates());
   return machine;

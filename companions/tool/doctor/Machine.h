@@ -1,6 +1,7 @@
 #ifndef FERROLINK_COMPANIONS_TOOL_DOCTOR_MACHINE_H
 #define FERROLINK_COMPANIONS_TOOL_DOCTOR_MACHINE_H
 
+#include <chrono>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -10,6 +11,7 @@
 #include "companions/tool/Installation.h"
 #include "companions/tool/JavaChoice.h"
 #include "companions/tool/Trial.h"
+#include "companions/tool/doctor/ServerFile.h"
 
 namespace Ferrolink::Companions::Tool {
 
@@ -19,8 +21,10 @@ struct Case {
   std::vector<std::string> classPath;  ///< archives, or directories of archives
   std::string connect;                 ///< tcp://host:port or tls://host:port; empty for none
   std::string authorities;             ///< a PEM file that tls:// trusts; empty for the system's
-  bool hostSignals = false;            ///< the program handles SIGINT, SIGTERM and SIGHUP itself
-  int process = 0;                     ///< a running program to look at; 0 for none
+  std::string serverFile;              ///< the configuration file of a server; empty for none
+  std::chrono::milliseconds startLimit{90'000};  ///< of the trial start
+  bool hostSignals = false;  ///< the program handles SIGINT, SIGTERM and SIGHUP itself
+  int process = 0;           ///< a running program to look at; 0 for none
   std::filesystem::path controlGroups = "/sys/fs/cgroup";
 };
 
@@ -30,6 +34,7 @@ struct Machine {
   Installation installation;
   std::optional<Configuration> configuration;  ///< none if it is refused, or none was given
   std::string refusal;                         ///< why it is refused
+  std::optional<ServerFile> serverFile;        ///< none if none was given
   JavaChoice java;
   std::vector<CandidateResult> candidates;
   std::optional<TrialResult> trial;  ///< none if it was not worth trying

@@ -1,7 +1,11 @@
 // What is loaded into the process besides Ferrolink: preloaded libraries, other JVMs.
 #include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 #include <set>
 
@@ -62,8 +66,19 @@ void CheckAllocator(Findings& findings) {
 }  // namespace
 
 void CheckPreloads(const Machine& machine, Findings& findings) {
-  CheckAllocator(findings);
-  if (const std::string file = FileThatHas("JVM_begin_signal_setting"); IsNamed(file, "libjsig")) {
+  const std::set<std::string> preloaded = MappedJvms("/proc/self/maps");
+  const CandidateResult* usable = machine.UsableJvm();
+  const auto isUsable = [&](const std::string& jvm) {
+    std::error_code unreadable;
+    return usable != nullptr && fs::equivalent(jvm, usable->file, unreadable);
+  };
+  // A JVM library that is there already is not opened with deep binding.
+  const bool isOpen = std::any_of(preloaded.begin(), preloaded.end(), isUsable);
+  if (!isOpen) {
+    CheckAllocator(findings);
+  }
+  if (const std::string file = FileThatHas("JVM_begin_signal_setting");
+      !isOpen && IsNamed(file, "libjsig")) {
     findings.Add(
         {"preload-libjsig",
          "libjsig is preloaded, and does not chain signals for a JVM library that is opened "
@@ -83,11 +98,8 @@ void CheckPreloads(const Machine& machine, Findings& findings) {
       break;
     }
   }
-  const std::set<std::string> preloaded = MappedJvms("/proc/self/maps");
-  const CandidateResult* usable = machine.UsableJvm();
-  std::error_code unreadable;
   for (const std::string& jvm : preloaded) {
-    if (usable == nullptr || !fs::equivalent(jvm, usable->file, unreadable)) {
+    if (!isUsable(jvm)) {
       findings.Add({"jvm-preloaded", "Another JVM library is preloaded than the one that is named.",
                     jvm + "\n" + PreloadText(),
                     "Preload the JVM that " + machine.java.chosen.place + " names, or none.", "",
@@ -101,12 +113,14 @@ void CheckOtherProcess(const Machine& machine, Findings& findings) {
     return;
   }
   const std::string maps = "/proc/" + std::to_string(machine.asked.process) + "/maps";
-  if (!std::ifstream(maps)) {
+  const int file = open(maps.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) {
     findings.Add({"process-unreadable", "The process cannot be looked at.",
-                  maps + " cannot be read",
+                  maps + ": " + std::strerror(errno),
                   "Name a process that runs, and run the doctor as its user.", ""});
     return;
   }
+  close(file);
   const std::set<std::string> jvms = MappedJvms(maps);
   if (jvms.size() > 1) {
     findings.Add(

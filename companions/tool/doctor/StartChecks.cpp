@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstring>
+#include <string_view>
 
 #include "companions/tool/Archive.h"
 #include "companions/tool/ErrorPages.h"
@@ -25,7 +26,8 @@ std::string FirstLines(const std::string& text) {
     const std::string line = text.substr(begin, end - begin);
     begin = end + 1;
     if (line.find_first_not_of(' ') != std::string::npos && line != "RUNTIME INFO:" &&
-        line.find("Picked up ") != 0 && lines.find(line) == std::string::npos) {
+        line.find("Picked up ") != 0 && line.find("contact support on") == std::string::npos &&
+        lines.find(line) == std::string::npos) {
       lines += (lines.empty() ? "" : "\n") + line;
       ++count;
     }
@@ -39,6 +41,46 @@ fs::path RealPath(const fs::path& path) {
   return unreadable ? path : real;
 }
 
+bool HasReceiver(const fs::path& entry) {
+  std::error_code unreadable;
+  if (fs::is_directory(entry, unreadable)) {
+    return fs::exists(entry / kReceiver, unreadable);
+  }
+  try {
+    return Archive(entry).Has(kReceiver);
+  } catch (const ArchiveError&) {
+    return false;
+  }
+}
+
+// The first entry that options add to the boot class path and that has a receiver class; empty
+// without one. The JVM takes that class.
+std::string BootReceiver() {
+  constexpr std::string_view kOption = "-Xbootclasspath/a:";
+  for (const std::string& option : JvmOptions()) {
+    if (!option.starts_with(kOption)) {
+      continue;
+    }
+    for (const std::string& entry : PathsOf(option.substr(kOption.size()))) {
+      if (HasReceiver(entry)) {
+        return entry;
+      }
+    }
+  }
+  return {};
+}
+
+void AddShadowed(const Machine& machine, const std::string& place, const std::string& more,
+                 bool stopsStart, Findings& findings) {
+  findings.Add({"receiver-shadowed",
+                "The receiver class does not come from the archive of the installation: another "
+                "one comes first.",
+                "it comes from " + place +
+                    "\nthe installation's: " + machine.installation.archive.string() + more,
+                "Remove the other archive from -Xbootclasspath/a, -javaagent and the Java home.",
+                "", stopsStart});
+}
+
 }  // namespace
 
 void CheckStart(const Machine& machine, Findings& findings) {
@@ -46,9 +88,14 @@ void CheckStart(const Machine& machine, Findings& findings) {
     return;
   }
   const ChildResult& child = machine.trial->child;
+  const std::string said = FirstLines(child.errors + "\n" + child.output);
+  if (const std::string place = BootReceiver(); !child.isLate && !place.empty()) {
+    AddShadowed(machine, place, "\n" + said, true, findings);
+    return;
+  }
   Finding finding{
       "start-failed", "A JVM that was started for trial did not answer: " + child.Ending() + ".",
-      FirstLines(child.errors + "\n" + child.output),
+      said,
       "The messages above are the JVM's own. Look at JAVA_TOOL_OPTIONS, and at limits of "
       "memory and threads (ulimit -a).",
       ""};
@@ -67,37 +114,48 @@ void CheckStart(const Machine& machine, Findings& findings) {
 }
 
 void CheckRunningJvm(const Machine& machine, Findings& findings) {
-  if (!machine.trial || !machine.trial->started) {
+  const CandidateResult* expected = machine.UsableJvm();
+  if (!machine.trial || expected == nullptr) {
     return;
   }
   const TrialResult& trial = *machine.trial;
-  const CandidateResult* expected = machine.UsableJvm();
-  const fs::path runs = RealPath(trial.library);
-  if (expected != nullptr && !trial.library.empty() && RealPath(expected->file) != runs) {
-    findings.Add(
-        {"jvm-other-runs", "Another JVM runs than the one that is named.",
-         "runs: " + runs.string() + "\n" + machine.java.chosen.place + ": " +
-             expected->file.string(),
-         "Somebody else loads a JVM first: look at LD_PRELOAD. Name that JVM, or remove it.", ""});
+  const fs::path named = RealPath(expected->file);
+  const std::string place = machine.java.chosen.place + ": " + expected->file.string();
+  const std::string& library = trial.started ? trial.library : trial.earlyLibrary;
+  const std::string failure =
+      trial.started ? "" : "\n" + FirstLines(trial.child.errors + "\n" + trial.child.output);
+  if (!library.empty() && RealPath(library) != named) {
+    findings.Add({"jvm-other-runs", "Another JVM runs than the one that is named.",
+                  "runs: " + RealPath(library).string() + "\n" + place + failure,
+                  "Somebody else starts a JVM first: look at LD_PRELOAD. Let that JVM and " +
+                      machine.java.chosen.place +
+                      " be of the same Java, with Ferrolink's archive on its class path; or remove "
+                      "what starts it.",
+                  "", !trial.started});
+    return;
   }
-  std::vector<fs::path> others;
-  for (const std::string& jvm : trial.jvms) {
+  // The library loads the one that is named, even if the process ends before it can say so.
+  std::vector<fs::path> all{named};
+  for (const std::string& jvm : trial.started ? trial.jvms : trial.earlyJvms) {
     const fs::path real = RealPath(jvm);
-    if (std::find(others.begin(), others.end(), real) == others.end()) {
-      others.push_back(real);
+    if (std::find(all.begin(), all.end(), real) == all.end()) {
+      all.push_back(real);
     }
   }
-  if (others.size() > 1) {
+  if (all.size() > 1) {
     findings.Add(
         {"jvm-two-loaded", "Two JVM libraries are loaded in one process, which can have one JVM.",
-         others[0].string() + "\n" + others[1].string(),
+         place + "\n" + all[1].string() + failure,
          "Let everything in the process use the same Java: name it in JAVA_HOME, and remove "
-         "the other from LD_PRELOAD.",
-         ""});
+         "what loads the other (LD_PRELOAD).",
+         "", !trial.started});
   }
-  if (!trial.handlerProblems.empty()) {
+}
+
+void CheckHandlers(const Machine& machine, Findings& findings) {
+  if (machine.trial && machine.trial->started && !machine.trial->handlerProblems.empty()) {
     findings.Add({"handler-unavailable", "A handler on the class path is not available.",
-                  FirstLines(trial.handlerProblems),
+                  FirstLines(machine.trial->handlerProblems),
                   "The evidence names the class and its exception. Correct it, or add the archives "
                   "that it needs to the class path.",
                   ""});
@@ -110,13 +168,7 @@ void CheckReceiver(const Machine& machine, Findings& findings) {
   }
   const std::string& place = machine.trial->receiverPlace;
   if (RealPath(place) != RealPath(machine.installation.archive)) {
-    findings.Add({"receiver-shadowed",
-                  "The receiver class does not come from the archive of the installation: another "
-                  "one comes first.",
-                  "it comes from " + place +
-                      "\nthe installation's: " + machine.installation.archive.string(),
-                  "Remove the other archive from -Xbootclasspath/a, -javaagent and the Java home.",
-                  ""});
+    AddShadowed(machine, place, "", false, findings);
   }
 }
 

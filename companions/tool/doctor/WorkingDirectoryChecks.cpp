@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <system_error>
@@ -22,28 +23,49 @@ constexpr std::uint64_t kLeastSpace = 1U << 20U;
 constexpr const char* kSet =
     "Set workingDirectory in the configuration to a private directory of mode 0700.";
 
-// Why no line can be written to a file there; empty if it can.
-std::string WhyUnwritable(const fs::path& directory) {
+// The error if no line can be written to a file there; 0 if it can.
+int TryToWrite(const fs::path& directory) {
   std::string name = (directory / "_ferrolink-doctor-XXXXXX").string();
   const FileDescriptor file(mkstemp(name.data()));
   if (!file.Owns()) {
-    return std::strerror(errno);
+    return errno;
   }
-  std::string why;
-  if (write(file.get(), "\n", 1) != 1) {
-    why = std::strerror(errno);
-  }
+  // A limit of file sizes is an error like others.
+  auto* const before = std::signal(SIGXFSZ, SIG_IGN);
+  const int error = write(file.get(), "\n", 1) == 1 ? 0 : errno;
+  std::signal(SIGXFSZ, before);
   unlink(name.c_str());
-  return why;
+  return error;
+}
+
+// Space and files that are left, as far as the file system tells; empty if that is enough.
+std::string WhyFull(const fs::path& directory) {
+  struct statvfs system {};
+  if (statvfs(directory.c_str(), &system) != 0 || system.f_blocks == 0) {
+    return {};
+  }
+  if (std::uint64_t{system.f_bavail} * system.f_frsize >= kLeastSpace &&
+      (system.f_files == 0 || system.f_favail != 0)) {
+    return {};
+  }
+  return std::to_string(system.f_bavail * system.f_frsize / 1024) + " KiB and " +
+         std::to_string(system.f_favail) + " files are free";
 }
 
 }  // namespace
 
 void CheckWorkingDirectory(const Machine& machine, Findings& findings) {
+  std::error_code gone;
+  const fs::path current = fs::current_path(gone);
+  if (gone) {
+    findings.Add({"working-directory-gone",
+                  "The current directory no longer exists. No JVM starts there, and relative paths "
+                  "lead nowhere.",
+                  "getcwd: " + gone.message(),
+                  "Change to a directory that exists, and start the program there.", "", true});
+  }
   const fs::path directory = machine.WorkingDirectory();
   if (directory.empty()) {
-    findings.Add({"working-directory-gone", "The current directory no longer exists.",
-                  "getcwd fails", "Change to a directory that exists. " + std::string(kSet), ""});
     return;
   }
   struct stat status {};
@@ -52,20 +74,20 @@ void CheckWorkingDirectory(const Machine& machine, Findings& findings) {
                   "The error log is written to a directory in which every user may make files.",
                   directory.string(), kSet, ""});
   }
-  struct statvfs system {};
-  const bool known = statvfs(directory.c_str(), &system) == 0;
-  const bool full = known && system.f_blocks != 0 &&
-                    (std::uint64_t{system.f_bavail} * system.f_frsize < kLeastSpace ||
-                     (system.f_files != 0 && system.f_favail == 0));
-  if (full) {
+  std::string why = WhyFull(directory);
+  const int error = why.empty() ? TryToWrite(directory) : 0;
+  if (error == ENOSPC || error == EDQUOT) {
+    why = std::strerror(error);
+  }
+  if (!why.empty()) {
     findings.Add({"working-directory-full", "The file system of the error log is full.",
-                  directory.string() + ": " +
-                      std::to_string(system.f_bavail * system.f_frsize / 1024) + " KiB and " +
-                      std::to_string(system.f_favail) + " files are free",
+                  directory.string() + ": " + why,
                   "Free space, or let the log be written elsewhere. " + std::string(kSet), ""});
-  } else if (const std::string why = WhyUnwritable(directory); !why.empty()) {
+  } else if (error != 0) {
     findings.Add({"working-directory-unwritable", "The error log cannot be written.",
-                  directory.string() + ": " + why, kSet, ""});
+                  directory.string() + ": " + std::strerror(error),
+                  error == EFBIG ? "Remove the limit of file sizes: ulimit -f unlimited." : kSet,
+                  ""});
   }
 }
 

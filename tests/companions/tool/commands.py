@@ -4,6 +4,8 @@ import os
 import re
 import subprocess
 
+import endpoints
+
 ESCAPE = "\x1b"
 
 
@@ -46,6 +48,7 @@ def explain_code(machine, _):
 def explain_text(machine, _):
     expect(machine.run("explain", "what(): JVM Launcher: Exception code 001. \nSet JAVA_HOME environment variable"), 0,
            "JVM Launcher: Exception code 001", "executed  no")
+    assert "`" not in machine.run("explain", "JVM Launcher 001").stdout, "Markdown"
     expect(machine.run("explain", "jni_enomem"), 0, "Exception code 014")
     expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known")
 
@@ -130,6 +133,25 @@ def call_a_server(machine, server):
            "Network Client: Exception code 001", "What to do: Start the server", "ferrolink explain")
 
 
+def call_a_server_with_configuration(machine, server):
+    """The endpoint that connects to the named server has the settings; a name may be one of the configuration only."""
+    certificate, key = machine.place / "server.pem", machine.place / "server.key"
+    endpoints.make_certificate(certificate, key, "DNS:orders.example", 90)
+    file = machine.place / "program.json"
+    tls = ["--tls-certificate", certificate, "--tls-key", key]
+    with server("--plug-in", os.environ["TOOL_TEST_PLUG_IN"], *tls) as port:
+        arguments = ["call", "--runtime", "cpp", "--at", f"tls://localhost:{port}", "--config", str(file),
+                     "plug-in upper", "abc"]
+        endpoint = {"connect": [f"localhost:{port}"], "authorities": "server.pem", "callTimeoutMs": 60000}
+        for name, expected in (("orders.example", (0, "ABC", "")), ("other.example", (1, "", "hostname mismatch"))):
+            file.write_text(json.dumps({"endpoints": {"10.0.0.1:1": {**endpoint, "name": name}}}))
+            done = machine.run(*arguments)
+            same((done.returncode, done.stdout), expected[:2])
+            assert expected[2] in done.stderr, done.stderr
+        file.write_text('{"endpoints": {"10.0.0.1:1": {"poolSize": -1}}}')
+        expect(machine.run(*arguments), 1, "program.json: /endpoints/10.0.0.1:1/poolSize: expected an integer 0 to")
+
+
 def run(machine, _):
     done = machine.run("run", "--jvm-option", "-Xmx100m", "--jvm-option=-Da=b c", "--host-signals", "--", "env")
     expect(done, 0, '\nJAVA_TOOL_OPTIONS=-Xmx100m "-Da=b c" -Xrs\n', f"FERROLINK_HOME={machine.build}")
@@ -167,12 +189,32 @@ def bench(machine, _):
 
 def doctor_as_text(machine, _):
     done = machine.run("doctor")
-    assert done.returncode == 0 and done.stdout.startswith("Nothing is wrong. Java "), done.stdout + done.stderr
-    machine.variables["JDK_JAVA_OPTIONS"] = "-Da.token=marker"
+    wanted = rf"Nothing is wrong. Java [\d.]+\S* of {re.escape(machine.java)} starts and answers, named by JAVA_HOME.\n"
+    assert done.returncode == 0 and re.fullmatch(wanted, done.stdout.replace("\n", " ").rstrip() + "\n"), done.stdout
+    machine.variables.update(JDK_JAVA_OPTIONS="-Da.token=marker", FERROLINK_DEBUG_MODE="true",
+                             JAVA_TOOL_OPTIONS="-XX:+NoSuch")
     done = machine.run("doctor")
     same(done.returncode, 1)
     assert "evidence  JDK_JAVA_OPTIONS = -Da.token=***" in done.stdout, done.stdout
-    assert ESCAPE not in done.stdout, "colour outside of a terminal"
+    assert "start-failed" in done.stdout and "contact support" not in done.stdout, done.stdout
+    same([line for line in done.stdout.splitlines() if len(line) > 96 and line.count(" ") > 3], [])
+    assert not {ESCAPE, "`"} & set(done.stdout), "colour or Markdown outside of a terminal"
+
+
+def doctor_says_which_java(machine, _):
+    """Hosts without the C++ helpers do not search."""
+    facts = json.loads(machine.run("doctor", "--json").stdout)
+    same((facts["javaHome"], facts["javaFoundBy"], facts["note"]), (machine.java, "JAVA_HOME", ""))
+    del machine.variables["JAVA_HOME"]
+    machine.variables.update(PATH=f"{machine.place}/bin", FERROLINK_JAVA_DIRECTORY="/nowhere")
+    (machine.place / "bin").mkdir()
+    (machine.place / "bin/java").symlink_to(machine.java + "/bin/java")
+    facts = json.loads(machine.run("doctor", "--json").stdout)
+    same((facts["findings"], facts["javaHome"], facts["javaFoundBy"]), ([], machine.java, "java on PATH"))
+    note = f"Hosts that do not use the C++ helpers need JAVA_HOME={machine.java}."
+    same(facts["note"], note)
+    text = " ".join(machine.run("doctor").stdout.split())
+    assert f"of {machine.java} starts and answers, found by java on PATH. {note}" in text, text
 
 
 def doctor_leaves_nothing(machine, _):
@@ -186,5 +228,6 @@ def doctor_leaves_nothing(machine, _):
 CASES = {case.__name__: case for case in (
     version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
     explain_without_anything, info, java_is_found, call,
-    call_a_plug_in, call_a_server, run, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
-    doctor_leaves_nothing)}
+    call_a_plug_in, call_a_server, call_a_server_with_configuration, run, run_with_class_path,
+    run_with_opened_jvm, bench, doctor_as_text,
+    doctor_says_which_java, doctor_leaves_nothing)}

@@ -1,17 +1,23 @@
-"""The faults that the doctor has to name: how each gets into the machine, the id and a part of the remedy."""
+"""The faults that the doctor has to name: how each gets into the machine, the id, parts of what is said."""
 import contextlib
 import dataclasses
 import mmap
 import os
 import resource
-import socket
-import threading
+import shutil
 from collections.abc import Callable
 
-from machine import ARCHIVE, RECEIVER, class_file, elf_header
+from machine import ARCHIVE, LIBRARIES, RECEIVER, become_usual, class_file, elf_header
 
 MIB = 1 << 20
 SERVICES = "META-INF/services/com.ferrolink.core.receiver.CommandHandler"
+
+# The steps of the search, and what the loader says about the candidates.
+SEARCHED = """runtimePath of the configuration: not set
+FERROLINK_JVM_RUNTIME_PATH: not set
+JAVA_HOME = /nowhere/java
+""" + "\n".join(f"tried {file}: cannot open shared object file: No such file or directory" for file in (
+    "/nowhere/java", "/nowhere/java/jre/lib/server/libjvm.so", "/nowhere/java/lib/server/libjvm.so"))
 
 
 @dataclasses.dataclass
@@ -20,6 +26,8 @@ class Fault:
     id: str
     remedy: str
     arrange: Callable
+    evidence: str = ""
+    finding: str = ""
 
 
 def change(**variables):
@@ -103,14 +111,83 @@ def writable(machine):
     (machine.copy_tree() / "Binaries/Jvm").chmod(0o777)
 
 
-def preload(*parts):
+def preload(*parts, **variables):
     def arrange(machine):
+        machine.variables.update(variables)
         machine.variables["LD_PRELOAD"] = os.path.join(*(machine.java if part == "JAVA" else part for part in parts))
     return arrange
 
 
 def preloaded_jvm(machine):
     machine.variables["LD_PRELOAD"] = machine.java_home(library()(machine)) + "/lib/server/libjvm.so"
+
+
+def other_bridge(fakes, has_archive=False, **variables):
+    """A bridge that loads a copy of the JVM library, with the rest of that Java by links."""
+    def arrange(machine):
+        home = machine.place / "other"
+        (home / "lib/server").mkdir(parents=True)
+        for folder in ("", "lib", "lib/server"):
+            for one in os.listdir(os.path.join(machine.java, folder)):
+                if one not in ("lib", "server", "libjvm.so"):
+                    (home / folder / one).symlink_to(os.path.join(machine.java, folder, one))
+        shutil.copyfile(machine.java + "/lib/server/libjvm.so", home / "lib/server/libjvm.so")
+        machine.variables.update(LD_PRELOAD=f"{fakes}/libOtherBridge.so",
+                                 OTHER_BRIDGE_JVM=str(home / "lib/server/libjvm.so"), **variables)
+        if has_archive:
+            machine.variables["JAVA_TOOL_OPTIONS"] = f"-Djava.class.path={machine.build / ARCHIVE}"
+    return arrange
+
+
+def waits_for_debugger(machine):
+    machine.variables["JAVA_TOOL_OPTIONS"] = "-agentlib:jdwp=transport=dt_socket,server=y,suspend=y,address=127.0.0.1:0"
+    machine.arguments += ["--start-timeout-ms", "1500"]
+
+
+def unreadable(path):
+    """A part of the class path that only the superuser could read."""
+    @contextlib.contextmanager
+    def arrange(machine):
+        (machine.place / "closed").mkdir()
+        entry = machine.place / "closed" / "entry.jar"
+        entry.write_bytes(b"")
+        (machine.place / path).chmod(0)
+        machine.before.append(become_usual)
+        machine.arguments += ["--class-path", str(entry)]
+        yield
+        (machine.place / path).chmod(0o700)
+    return arrange
+
+
+def closed_java(part):
+    """A Java home of which only the superuser may read a part."""
+    @contextlib.contextmanager
+    def arrange(machine):
+        machine.variables["JAVA_HOME"] = machine.java_home(library()(machine))
+        (machine.place / part).chmod(0)
+        machine.before.append(become_usual)
+        yield
+        (machine.place / part).chmod(0o700)
+    return arrange
+
+
+def closed_file(name):
+    """A file of the installation that only the superuser may read."""
+    def arrange(machine):
+        machine.copy_tree()
+        machine.replace(name, (machine.tree / name).read_bytes())
+        (machine.tree / name).chmod(0)
+        machine.before.append(become_usual)
+    return arrange
+
+
+def directory_gone(machine):
+    machine.before.append(lambda: os.rmdir(os.getcwd()))
+
+
+def foreign_process(machine):
+    machine.before.append(become_usual)
+    machine.arguments += ["--pid", "1"]
 
 
 def class_path(*contents):
@@ -138,7 +215,7 @@ def groups(**limits):
 
 
 def limit(kind, size):
-    return lambda machine: machine.limits.append((kind, size))
+    return lambda machine: machine.before.append(lambda: resource.setrlimit(kind, (size, size)))
 
 
 def arguments(*words):
@@ -187,41 +264,16 @@ def two_jvms(machine):
         one.close()
 
 
-@contextlib.contextmanager
-def listener(machine, answer, scheme):
-    """A server that gives everybody the same answer."""
-    with socket.create_server(("127.0.0.1", 0)) as server:
-        def serve():
-            with contextlib.suppress(OSError):
-                while True:
-                    peer, _ = server.accept()
-                    with peer:
-                        peer.recv(4096)
-                        peer.sendall(answer)
-
-        thread = threading.Thread(target=serve, daemon=True)
-        thread.start()
-        machine.arguments += ["--connect", f"{scheme}://127.0.0.1:{server.getsockname()[1]}"]
-        yield
-        server.shutdown(socket.SHUT_RDWR)
-        thread.join()
-
-
-def answering(answer, scheme="tcp"):
-    return lambda machine: listener(machine, answer, scheme)
-
-
-def closed_port(machine):
-    with socket.create_server(("127.0.0.1", 0)) as server:
-        port = server.getsockname()[1]
-    machine.arguments += ["--connect", f"tcp://127.0.0.1:{port}"]
-
-
 def common_faults(fakes, asan):
     """Those that every JVM has."""
     return [
         Fault("no JVM anywhere", "jvm-not-found", "Install a Java runtime", unset("JAVA_HOME")),
-        Fault("JAVA_HOME names nothing", "jvm-path-missing", "Correct JAVA_HOME", change(JAVA_HOME="/nowhere/java")),
+        Fault("JAVA_HOME names nothing", "jvm-path-missing", "Correct JAVA_HOME", change(JAVA_HOME="/nowhere/java"),
+              SEARCHED),
+        Fault("a Java home of mode 0", "jvm-path-unreadable", "Let the program's user read", closed_java("java"),
+              "lib/server/libjvm.so: cannot open shared object file: Permission denied"),
+        Fault("a JVM library of mode 0", "jvm-path-unreadable", "Let the program's user read",
+              closed_java("java/lib/server/libjvm.so"), "Permission denied"),
         Fault("JAVA_HOME is no Java home", "jvm-no-library", "Correct JAVA_HOME", change(JAVA_HOME="/usr/share")),
         Fault("the JVM has 32 bits", "jvm-32-bit", "Correct JAVA_HOME", java_home(elf_header(32, 3))),
         Fault("the JVM is for ARM", "jvm-other-machine", "Correct JAVA_HOME", java_home(elf_header(64, 183))),
@@ -230,9 +282,20 @@ def common_faults(fakes, asan):
         Fault("the library is no JVM", "jvm-not-a-jvm", "Correct JAVA_HOME", java_home(library())),
         Fault("two variables name two Javas", "jvm-shadowed", "remove one of them", shadowed),
         Fault("another JVM is preloaded", "jvm-preloaded", "or none", preloaded_jvm),
+        Fault("another JVM runs first", "jvm-other-runs", "look at LD_PRELOAD",
+              other_bridge(fakes, OTHER_BRIDGE_STARTS="1"), "/other/lib/server/libjvm.so"),
+        Fault("another JVM runs first, with the archive", "jvm-other-runs", "look at LD_PRELOAD",
+              other_bridge(fakes, True, OTHER_BRIDGE_STARTS="1"), "/other/lib/server/libjvm.so"),
+        Fault("another JVM is loaded", "jvm-two-loaded", "use the same Java", other_bridge(fakes),
+              "/other/lib/server/libjvm.so"),
         Fault("a process has two JVMs", "process-two-jvms", "use the same Java", two_jvms),
+        Fault("a process that is not there", "process-unreadable", "Name a process that runs",
+              arguments("--pid", "999999999"), "No such file"),
+        Fault("a process of others", "process-unreadable", "as its user", foreign_process, "Permission denied"),
         Fault("an unknown option", "start-failed", "Remove or correct the option",
               change(JAVA_TOOL_OPTIONS="-XX:+NoSuch")),
+        Fault("a JVM that waits for a debugger", "start-hangs", "suspend=y", waits_for_debugger,
+              "Listening for transport"),
         Fault("the archive is missing", "archive-missing", "Reinstall", own_archive(None)),
         Fault("the archive ends early", "archive-damaged", "Reinstall", own_archive(lambda data: data[:5000])),
         Fault("the archive has a wrong byte", "archive-damaged", "Reinstall", own_archive(flip_in_the_middle)),
@@ -249,6 +312,9 @@ def common_faults(fakes, asan):
         Fault("a library has another version", "sibling-other-version", "Reinstall",
               sibling("libUtils.so", lambda data: data.replace(b"Ferrolink\0\0\0" + b"0.", b"Ferrolink\0\0\0" + b"9."))),
         Fault("others may replace the archive", "sibling-writable", "chmod o-w", writable),
+        Fault("a library of mode 0", "installation-unreadable", "chmod", closed_file(f"{LIBRARIES}/libUtils.so"),
+              "libUtils.so: Permission denied"),
+        Fault("the archive of mode 0", "installation-unreadable", "chmod", closed_file(ARCHIVE), "Permission denied"),
         Fault("no installation", "installation-missing", "FERROLINK_HOME", change(FERROLINK_HOME="/nowhere")),
         Fault("a colon in the path", "installation-path-colon", "without a colon", tree_named("a:b")),
         Fault("a path that the locale lacks", "installation-path-locale", "LC_ALL=C.UTF-8",
@@ -264,7 +330,9 @@ def common_faults(fakes, asan):
               change(FERROLINK_DEBUG_MODE="true")),
         Fault("a heap beyond the group", "heap-beyond-group", "MaxRAMPercentage", groups(memory=64 * MIB)),
         Fault("a heap beyond the machine", "heap-beyond-memory", "smaller heap", change(JAVA_TOOL_OPTIONS="-Xmx900g")),
-        Fault("too few threads", "threads-limited", "30 threads", groups(pids=12)),
+        Fault("too few threads", "threads-limited", "30 threads", groups(pids=12), "pids.max leaves 12"),
+        Fault("too many threads already", "threads-limited", "30 threads", groups(pids=1000, threads=990),
+              "pids.max leaves 10"),
         Fault("small stacks", "stack-small", "ulimit -s", limit(resource.RLIMIT_STACK, 200 * 1024)),
         Fault("few addresses", "addresses-limited", "ulimit -v unlimited",
               limit(resource.RLIMIT_AS, 3 << 30)),
@@ -272,20 +340,25 @@ def common_faults(fakes, asan):
         Fault("a refused configuration", "configuration-refused", "Correct the place", configuration),
         Fault("a shared directory", "working-directory-shared", "0700", shared_directory),
         Fault("no file can be made", "working-directory-unwritable", "workingDirectory", unwritable_directory),
+        Fault("a full file system", "working-directory-full", "Free space", preload(fakes, "libFullDisk.so"),
+              "0 KiB and 1000 files are free"),
+        Fault("a used-up quota", "working-directory-full", "Free space",
+              preload(fakes, "libFullDisk.so", FULL_DISK_QUOTA="1"), "Disk quota exceeded"),
+        Fault("files may not grow", "working-directory-unwritable", "ulimit -f unlimited",
+              limit(resource.RLIMIT_FSIZE, 0), "File too large"),
+        Fault("the directory is gone", "working-directory-gone", "Change to a directory that exists", directory_gone),
         Fault("a large log", "log-large", "explain", large_log),
         Fault("a missing archive", "class-path-missing", "Correct the class path", class_path()),
+        Fault("an archive of mode 0", "class-path-unreadable", "Let the program's user read",
+              unreadable("closed/entry.jar"), "Permission denied"),
+        Fault("an archive below mode 0", "class-path-unreadable", "Let the program's user read", unreadable("closed"),
+              "Permission denied"),
         Fault("a text as archive", "class-path-no-archive", "Build or copy", class_path(b"no archive\n")),
         Fault("no archives", "class-path-empty", "Correct the class path", empty_directory),
         Fault("a handler that is not there", "handler-unavailable", "names the class",
               archive(SERVICES, b"com.example.Missing\n")),
         Fault("an archive for a later Java", "class-path-newer-java", "Java 99 or later",
               archive("A.class", class_file(99))),
-        Fault("nobody listens", "endpoint-unreachable", "Start the server", closed_port),
-        Fault("no Ferrolink server", "endpoint-no-ferrolink", "Correct the port",
-              answering(b"HTTP/1.1 400 No\r\n\r\n")),
-        Fault("a server without TLS", "tls-handshake", "Use tcp://", answering(b"FRLK\2\1\0\0", "tls")),
-        Fault("a server of another version", "endpoint-other-version", "the same version",
-              answering(b"FRLK\x63\x01\0\0")),
     ]
 
 
@@ -296,24 +369,4 @@ def later_java_faults():
               change(JAVA_TOOL_OPTIONS="--illegal-native-access=deny")),
         Fault("native access warned", "native-access-warned", "--enable-native-access=ALL-UNNAMED",
               archive("A.class", class_file(8, b"com/ferrolink/Ferrolink"))),
-    ]
-
-
-def tls_faults(server):
-    """Those of a TLS server; server(machine, name, days) runs one with a certificate for that many days."""
-    def tls(name, days, scheme="tls", trusts=True):
-        @contextlib.contextmanager
-        def arrange(machine):
-            with server(machine, name, days) as (port, certificate):
-                machine.arguments += ["--connect", f"{scheme}://127.0.0.1:{port}"]
-                machine.arguments += ["--tls-ca", str(certificate)] if trusts else []
-                yield
-        return arrange
-
-    return [
-        Fault("an unknown authority", "tls-untrusted", "--tls-ca", tls("IP:127.0.0.1", 90, trusts=False)),
-        Fault("another name", "tls-name", "by a name in its certificate", tls("DNS:other.example", 90)),
-        Fault("an expired certificate", "tls-expired", "Renew", tls("IP:127.0.0.1", -1)),
-        Fault("a certificate that ends soon", "tls-expires-soon", "Renew", tls("IP:127.0.0.1", 3)),
-        Fault("TLS where none is used", "endpoint-speaks-tls", "Use tls://", tls("IP:127.0.0.1", 90, scheme="tcp")),
     ]

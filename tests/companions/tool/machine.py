@@ -1,8 +1,8 @@
 """A machine with a fault: an environment, a directory to work in, an installation that may be damaged."""
+import ctypes
 import json
 import os
 import pathlib
-import resource
 import shutil
 import struct
 import subprocess
@@ -11,6 +11,8 @@ import zipfile
 LIBRARIES = "Binaries/Native/Linux/X64"
 ARCHIVE = "Binaries/Jvm/FerrolinkJvmRuntime.jar"
 RECEIVER = "com/ferrolink/core/receiver/Receiver.class"
+
+C_LIBRARY = ctypes.CDLL(None, use_errno=True)
 
 
 class Machine:
@@ -22,7 +24,9 @@ class Machine:
         self.place = pathlib.Path(place)
         self.tree = None
         self.arguments = []
-        self.limits = []
+        self.stdin = ""
+        self.launcher = []  # words before "doctor"
+        self.before = []  # what the child does before it becomes the tool
         self.current = self.place / "work"
         self.current.mkdir(parents=True, mode=0o700)
         self.variables = {"PATH": "/usr/bin:/bin", "HOME": str(self.place), "LANG": "C.UTF-8", "JAVA_HOME": java,
@@ -32,16 +36,16 @@ class Machine:
         """The finished process of the tool."""
         program = self.build / "bin/ferrolink"
 
-        def limit():
-            for kind, size in self.limits:
-                resource.setrlimit(kind, (size, size))
+        def prepare():
+            for act in self.before:
+                act()
 
         return subprocess.run([program, *arguments], env=self.variables, cwd=self.current, text=text, input=stdin,
-                              capture_output=True, check=False, timeout=240, preexec_fn=limit)
+                              capture_output=True, check=False, timeout=240, preexec_fn=prepare)
 
     def examine(self):
         """Exit code and findings of the doctor."""
-        done = self.run("doctor", "--json", *self.arguments)
+        done = self.run(*self.launcher, "doctor", "--json", *self.arguments, stdin=self.stdin)
         try:
             return done.returncode, json.loads(done.stdout)["findings"]
         except ValueError as error:
@@ -90,17 +94,26 @@ class Machine:
                 target.writestr(name, change(name, source.read(name)))
         self.replace(ARCHIVE, copy.read_bytes())
 
-    def control_groups(self, memory="max", pids="max"):
+    def control_groups(self, memory="max", pids="max", threads=0):
         """Control groups of both versions, with limits at their root."""
         root = self.place / "groups"
         for folder, file, value in (("", "memory.max", memory), ("", "pids.max", pids),
-                                    ("memory", "memory.limit_in_bytes", memory), ("pids", "pids.max", pids)):
+                                    ("memory", "memory.limit_in_bytes", memory), ("pids", "pids.max", pids),
+                                    ("", "pids.current", threads), ("pids", "pids.current", threads)):
             (root / folder).mkdir(parents=True, exist_ok=True)
             (root / folder / file).write_text(f"{value}\n")
         self.arguments += ["--control-groups", str(root)]
 
     def remove(self):
         shutil.rmtree(self.place, ignore_errors=True)
+
+
+def become_usual():
+    """Lets the superuser read and look at no more than what file modes and owners allow."""
+    change_bounding_set = 24  # PR_CAPBSET_DROP
+    for power in (1, 2, 19):  # CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH, CAP_SYS_PTRACE
+        if os.geteuid() == 0 and C_LIBRARY.prctl(change_bounding_set, power, 0, 0, 0) != 0:
+            raise OSError(ctypes.get_errno(), "prctl")
 
 
 def elf_header(bits, machine):

@@ -18,11 +18,15 @@ import sys
 import tempfile
 
 import commands
+import endpoints
 import faults
+import installations
+import settings
 from machine import Machine
 
 OPTIONS = argparse.ArgumentParser()
 OPTIONS.add_argument("case", choices=("healthy", "faults", "commands"))
+OPTIONS.add_argument("--only", default="", help="the faults whose ids have this text")
 for option in ("--build", "--java", "--fakes", "--work"):
     OPTIONS.add_argument(option, required=True)
 
@@ -42,15 +46,13 @@ def feature_of(java):
 
 
 @contextlib.contextmanager
-def tls_server(machine, name, days):
-    """A server with a certificate for that name and time; its port and the certificate."""
-    certificate, key, request, extensions = (machine.place / f"server.{kind}" for kind in ("pem", "key", "csr", "ext"))
-    extensions.write_text(f"subjectAltName={name}\n")
-    subprocess.run(["openssl", "req", "-new", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256", "-nodes",
-                    "-keyout", key, "-out", request, "-subj", "/CN=test"], check=True, capture_output=True)
-    subprocess.run(["openssl", "x509", "-req", "-in", request, "-signkey", key, "-days", str(days), "-extfile",
-                    extensions, "-out", certificate], check=True, capture_output=True)
-    with server(machine, "--tls-certificate", certificate, "--tls-key", key) as port:
+def tls_server(machine, name, days, demands=False):
+    """A server with a certificate for that name and time; its port and the certificate. If it demands certificates,
+    it accepts its own only."""
+    certificate, key = machine.place / "server.pem", machine.place / "server.key"
+    endpoints.make_certificate(certificate, key, name, days)
+    more = ["--tls-client-ca", certificate] if demands else []
+    with server(machine, "--tls-certificate", certificate, "--tls-key", key, *more) as port:
         yield port, certificate
 
 
@@ -83,6 +85,34 @@ def healthy(given):
         machine.arguments += ["--host-signals", "--config", '{"loggingLevel": "off"}']
         code, findings = machine.examine()
         yield from (f"false with settings: {one}" for one in findings)
+    for name, arrange in {**installations.RIGHT, **settings.right_settings(given.fakes)}.items():
+        with new_machine(given) as machine:
+            arrange(machine)
+            code, findings = machine.examine()
+            yield from (f"false with {name}: {one}" for one in findings)
+    yield from healthy_servers(given)
+
+
+def healthy_servers(given):
+    """Complaints about the doctor where a server is right."""
+    with new_machine(given) as machine, tls_server(machine, "DNS:orders.example", 90, demands=True) as (port, _):
+        own = {"authorities": "server.pem", "certificate": "server.pem", "key": "server.key"}
+        file = machine.place / "program.json"
+        file.write_text(json.dumps({"endpoints": {"10.0.0.1:8083": {"connect": f"localhost:{port}",
+                                                                    "name": "orders.example", **own}}}))
+        settings = {"runtime": "jvm", "listen": "127.0.0.1:0", "tls-certificate": "server.pem", "tls-key": "server.key",
+                    "plug-in": [os.environ["TOOL_TEST_HANDLERS"]], "rules": [{"clients": ["*"], "handlers": ["echo"]}]}
+        (machine.place / "server.json").write_text(json.dumps(settings))
+        machine.arguments += ["--config", str(file), "--server-config", str(machine.place / "server.json")]
+        for server_name in (f"localhost:{port}", "10.0.0.1:8083"):
+            machine.arguments += ["--connect", f"tls://{server_name}"]
+            code, findings = machine.examine()
+            yield from (f"false with {server_name}: {one}" for one in findings)
+            machine.arguments = machine.arguments[:-2]
+
+
+def files_in(directory):
+    return set(os.listdir(directory)) if os.path.isdir(directory) and directory != "/proc/self" else set()
 
 
 def check_fault(given, fault):
@@ -91,21 +121,47 @@ def check_fault(given, fault):
         arranged = fault.arrange(machine)
         if hasattr(arranged, "__enter__"):
             kept.enter_context(arranged)
-        code, findings = machine.examine()
+        before = files_in(machine.current)
+        try:
+            code, findings = machine.examine()
+        except AssertionError as error:
+            return [f"{fault.name}: {error}"]
+        left = files_in(machine.current) - before
     named = [one for one in findings if one["id"] == fault.id]
     wrong = [f"also says {one['id']}: {one['evidence']}" for one in findings if one not in named]
+    if left:
+        wrong.append(f"leaves {left}")
     if code != 1:
         wrong.append(f"exit code {code}")
     if not any(fault.remedy in one["remedy"] for one in named):
         wrong.append(f"does not say {fault.id} with a remedy that has '{fault.remedy}': {named}")
+    if named and not any(fault.evidence in one["evidence"] for one in named):
+        wrong.append(f"no evidence '{fault.evidence}': {named}")
+    if named and not any(fault.finding in one["finding"] for one in named):
+        wrong.append(f"no finding '{fault.finding}': {named}")
     return [f"{fault.name}: {text}" for text in wrong]
+
+
+def ids_without_fault(tested):
+    """Complaints about ids that only two of these have: the doctor's sources, its page, these tests."""
+    root = pathlib.Path(__file__).resolve().parents[3]
+    sources = "".join(file.read_text() for file in (root / "companions/tool/doctor").glob("*.cpp"))
+    raised = set(re.findall(r'"([a-z0-9]+(?:-[a-z0-9]+)+)"', sources)) - {"ferrolink-server"}
+    table = re.search(r"^\| Subject \| Findings \|\n(?:\|.*\n)+", (root / "docs/tool.md").read_text(), re.M)[0]
+    listed = set(re.findall(r"`([a-z0-9-]+)`", table))
+    for name, ids in (("sources", raised), ("docs/tool.md", listed), ("tests", tested)):
+        yield from (f"{one} is missing in the {name}" for one in sorted((raised | listed | tested) - ids))
 
 
 def all_faults(given):
     asan = subprocess.run(["g++", "-print-file-name=libasan.so"], check=True, capture_output=True, text=True)
-    table = faults.common_faults(given.fakes, os.path.realpath(asan.stdout.strip())) + faults.tls_faults(tls_server)
+    table = faults.common_faults(given.fakes, os.path.realpath(asan.stdout.strip()))
+    table += endpoints.endpoint_faults() + endpoints.client_file_faults() + endpoints.tls_faults(tls_server)
+    table += endpoints.server_file_faults() + installations.installation_faults() + settings.settings_faults()
     if feature_of(given.java) >= 24:
         table += faults.later_java_faults()
+    yield from ids_without_fault({fault.id for fault in table + faults.later_java_faults()})
+    table = [fault for fault in table if given.only in fault.id]
     with concurrent.futures.ThreadPoolExecutor(2) as pool:
         results = list(pool.map(lambda fault: check_fault(given, fault), table))
     right = sum(not wrong for wrong in results)

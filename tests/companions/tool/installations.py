@@ -1,0 +1,88 @@
+"""The faults of the installation's files and of who may replace them; and right files that look odd."""
+import os
+import shutil
+import struct
+
+from faults import Fault, sibling
+from machine import ARCHIVE, RECEIVER
+
+# A user that is neither the superuser nor the one who runs the tests.
+STRANGER = 54321
+
+
+def one_byte_short(data):
+    """Without the last byte that is loaded. The loader opens it nevertheless."""
+    place, size, count = struct.unpack_from("<Q", data, 32)[0], *struct.unpack_from("<HH", data, 54)
+    ends = []
+    for at in range(place, place + size * count, size):
+        kind, _, offset, _, _, length = struct.unpack_from("<IIQQQQ", data, at)
+        ends += [offset + length] if kind == 1 else []
+    return data[:max(ends) - 1]
+
+
+def needs_what_is_missing(data):
+    return data.replace(b"libssl.so.3\0", b"libnix.so.3\0")
+
+
+def writable_behind_a_link(machine):
+    """The directory of the archive's link is closed to others, that of the archive is not."""
+    machine.copy_tree()
+    shared = machine.place / "share"
+    shared.mkdir()
+    link = machine.tree / ARCHIVE
+    shutil.copy(link, shared / "ferrolink.jar")
+    link.unlink()
+    link.symlink_to(shared / "ferrolink.jar")
+    shared.chmod(0o777)
+
+
+def owned_by_a_stranger(machine):
+    os.chown(machine.copy_tree() / "Binaries/Jvm", STRANGER, -1)
+
+
+def class_without_methods(name):
+    """A class that a JVM loads."""
+    names = [struct.pack(">BH", 1, len(text)) + text for text in (name.encode(), b"java/lang/Object")]
+    pool = struct.pack(">BHBH", 7, 3, 7, 4) + b"".join(names)
+    return b"\xca\xfe\xba\xbe" + struct.pack(">HHH", 0, 52, 5) + pool + struct.pack(">HHHHHHH", 0x21, 1, 2, 0, 0, 0, 0)
+
+
+def other_receiver(machine):
+    path = machine.archive("boot.jar", {RECEIVER: class_without_methods(RECEIVER.removesuffix(".class"))})
+    machine.arguments = machine.arguments[:-2]
+    machine.variables["JAVA_TOOL_OPTIONS"] = f"-Xbootclasspath/a:/nowhere.jar:{path}"
+
+
+def installation_faults():
+    faults = [
+        Fault("a truncated client", "sibling-damaged", "Reinstall",
+              sibling("libFerrolinkTcpClient.so", lambda data: data[:60000]), ": 60000 bytes of "),
+        Fault("a truncated C++ member", "sibling-damaged", "Reinstall",
+              sibling("libFerrolinkCppRuntimeNative.so", lambda data: data[:60000]), ": 60000 bytes of "),
+        Fault("a truncated library that every start opens", "sibling-damaged", "Reinstall",
+              sibling("libUtils.so", lambda data: data[:60000]), ": 60000 bytes of "),
+        Fault("a library that lacks its last byte", "sibling-damaged", "Reinstall",
+              sibling("libFerrolinkTcpClient.so", one_byte_short)),
+        Fault("a library without OpenSSL", "sibling-damaged", "Install the library that the evidence names",
+              sibling("libFerrolinkTcpTlsClient.so", needs_what_is_missing),
+              "libnix.so.3: cannot open shared object file: No such file or directory", "cannot be opened"),
+        Fault("no client", "sibling-missing", "Reinstall", sibling("libFerrolinkTcpClient.so"), "",
+              "Calls over TCP do not work."),
+        Fault("the archive's directory may be written to", "sibling-writable", "chmod o-w", writable_behind_a_link,
+              "/share may be written to by others"),
+        Fault("a receiver without methods on the boot class path", "receiver-shadowed", "-Xbootclasspath/a",
+              other_receiver, "/boot.jar"),
+    ]
+    if os.geteuid() == 0:  # nobody else gives files away
+        faults.append(Fault("the archive's directory is a stranger's", "sibling-writable", "chown root",
+                            owned_by_a_stranger, f"/Binaries/Jvm belongs to {STRANGER}"))
+    return faults
+
+
+def self_running_archive(machine):
+    """A script before an archive, whose table of contents does not count the script."""
+    path = machine.archive("run.jar", {"a.txt": b"a"})
+    path.write_bytes(b'#!/bin/sh\nexec java -jar "$0"\n' + path.read_bytes())
+
+
+RIGHT = {"a self-running archive": self_running_archive}

@@ -1,0 +1,77 @@
+"""The faults of variables and limits; and right settings that look odd."""
+import contextlib
+import os
+import resource
+import subprocess
+
+from faults import Fault, change
+
+MOST_THREADS = 40
+
+
+def java_on_path(machine):
+    (machine.place / "bin").mkdir()
+    (machine.place / "bin/java").symlink_to(machine.java + "/bin/java")
+    machine.variables.update(PATH=f"{machine.place}/bin", FERROLINK_JAVA_DIRECTORY="/nowhere")
+    machine.variables.pop("JAVA_HOME", None)
+
+
+def empty_home(machine):
+    java_on_path(machine)
+    machine.variables["JAVA_HOME"] = ""
+
+
+@contextlib.contextmanager
+def busy_user(machine):
+    """A user who has threads already, fewer than allowed."""
+    user = 54321
+    machine.place.chmod(0o755)
+    os.chown(machine.current, user, -1)
+    machine.before += [lambda: resource.setrlimit(resource.RLIMIT_NPROC, (MOST_THREADS, MOST_THREADS)),
+                       lambda: os.setuid(user)]
+    with contextlib.ExitStack() as running:
+        for _ in range(15):
+            process = running.enter_context(subprocess.Popen(["sleep", "1000"], user=user))
+            running.callback(process.kill)
+        yield
+
+
+def settings_faults():
+    faults = [
+        Fault("JAVA_HOME is empty", "jvm-path-empty", "unset JAVA_HOME", empty_home, "JAVA_HOME = \n"),
+        Fault("a number that is none", "variable-value", "a number from 0 to 4096", change(FERROLINK_POOL_SIZE="abc"),
+              "FERROLINK_POOL_SIZE = abc", "Network Client 006"),
+        Fault("a number that is too large", "variable-value", "a number from 1 to 3600000",
+              change(FERROLINK_CONNECT_TIMEOUT_MS="3600001"), "FERROLINK_CONNECT_TIMEOUT_MS = 3600001"),
+        Fault("a word for something else", "variable-value", "accept-any-certificate",
+              change(FERROLINK_TLS_INSECURE="yes"), "FERROLINK_TLS_INSECURE = yes", "Network Client 006"),
+        Fault("no certificate is verified", "tls-insecure", "unset FERROLINK_TLS_INSECURE",
+              change(FERROLINK_TLS_INSECURE="accept-any-certificate")),
+    ]
+    if os.geteuid() == 0:  # nobody else becomes another user
+        faults.append(Fault("a user with many threads", "threads-limited", "30 threads", busy_user,
+                            f"ulimit -u: {MOST_THREADS}"))
+    return faults
+
+
+def run_with_class_path(machine):
+    archive = os.environ["TOOL_TEST_HANDLERS"]
+    machine.launcher = ["run", "--class-path", archive, "--", str(machine.build / "bin/ferrolink")]
+
+
+def run_with_opened_jvm(library):
+    """The remedy for what is preloaded."""
+    def arrange(machine):
+        machine.variables["LD_PRELOAD"] = library(machine)
+        machine.launcher = ["run", "--preopen-jvm", "--", str(machine.build / "bin/ferrolink")]
+    return arrange
+
+
+def right_settings(fakes):
+    return {
+        "run --class-path": run_with_class_path,
+        "run --preopen-jvm, an allocator": run_with_opened_jvm(lambda machine: f"{fakes}/libOtherAllocator.so"),
+        "run --preopen-jvm, libjsig": run_with_opened_jvm(lambda machine: f"{machine.java}/lib/libjsig.so"),
+        "java on PATH": java_on_path,
+        "numbers": change(FERROLINK_POOL_SIZE="0", FERROLINK_CALL_TIMEOUT_MS="4294967294"),
+    }
