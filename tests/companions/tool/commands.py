@@ -1,10 +1,15 @@
 """The cases of the subcommands besides the doctor. Each gets a machine, and a function that runs a server."""
 import json
 import os
+import pathlib
 import re
+import shlex
+import signal
+import socket
 import subprocess
 
 ESCAPE = "\x1b"
+REPOSITORY = pathlib.Path(__file__).resolve().parents[3]
 
 
 def expect(done, code, *parts):
@@ -87,6 +92,17 @@ def info(machine, _):
     same([len(file["buildId"]) for file in facts["installation"]["files"]], [40] * 6 + [0])
     expect(machine.run("info"), 0, "Java that would run", "JAVA_HOME", "echo")
     assert "marker" not in done.stdout + machine.run("info").stdout, "a secret is shown"
+
+
+def info_shows_the_logging_level_that_counts(machine, _):
+    """The variable wins over the configuration if it is one of the words, as in the library."""
+    machine.variables["JAVA_HOME"] = "/nowhere"
+    for variable, shown in ((None, "all"), ("off", "off"), ("RuntimeInfo", "runtimeinfo"), ("loud", "all"), ("", "all")):
+        machine.variables.pop("FERROLINK_LOGGING_LEVEL", None)
+        if variable is not None:
+            machine.variables["FERROLINK_LOGGING_LEVEL"] = variable
+        done = machine.run("info", "--json", "--config", '{"loggingLevel": "all"}')
+        same((variable, json.loads(done.stdout)["loggingLevel"]), (variable, shown))
 
 
 def java_is_found(machine, _):
@@ -185,6 +201,5 @@ def doctor_leaves_nothing(machine, _):
 
 CASES = {case.__name__: case for case in (
     version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
-    explain_without_anything, info, java_is_found, call,
-    call_a_plug_in, call_a_server, run, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
-    doctor_leaves_nothing)}
+    explain_without_anything, info, info_shows_the_logging_level_that_counts, java_is_found, call, call_a_plug_in,
+    call_a_server, run, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing)}
