@@ -156,6 +156,13 @@ def run(machine, _):
     expect(machine.run("run", "--class-path", "/nowhere.jar", "--", "env"), 1, "/nowhere.jar")
 
 
+def run_replaces_empty_variables(machine, _):
+    machine.variables.update(FERROLINK_HOME="", JAVA_HOME="", FERROLINK_JVM_RUNTIME_PATH="",
+                             PATH=f"{machine.java}/bin:{machine.variables['PATH']}")
+    expect(machine.run("run", "--", "env"), 0, f"FERROLINK_HOME={machine.build}\n",
+           f"FERROLINK_JVM_RUNTIME_PATH={os.path.realpath(machine.java)}\n")
+
+
 def run_with_class_path(machine, _):
     handlers = os.environ["TOOL_TEST_HANDLERS"]
     tool = str(machine.build / "bin/ferrolink")
@@ -202,4 +209,5 @@ def doctor_leaves_nothing(machine, _):
 CASES = {case.__name__: case for case in (
     version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
     explain_without_anything, info, info_shows_the_logging_level_that_counts, java_is_found, call, call_a_plug_in,
-    call_a_server, run, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing)}
+    call_a_server, run, run_replaces_empty_variables, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
+    doctor_leaves_nothing)}
