@@ -11,8 +11,10 @@
 #include <thread>
 #include <vector>
 
+#include "companions/tool/Apart.h"
 #include "companions/tool/Commands.h"
 #include "companions/tool/Failure.h"
+#include "companions/tool/LogDirectory.h"
 #include "companions/tool/Options.h"
 #include "companions/tool/Output.h"
 #include "companions/tool/Terminal.h"
@@ -172,11 +174,18 @@ std::string MeasureCalls() {
 
 }  // namespace
 
-void Bench() {
+int Bench() {
   SetIfEmpty("FERROLINK_LOGGING_LEVEL", "off");
-  const ReservedOutput output(ReservedOutput::Others::Discarded);
-  const Progress progress("Measuring");
-  output.Write(Host::AsBytes(MeasureCalls()));
+  return RunApart("Measuring", [](const std::string& logDirectory) {
+    MoveErrorLog(Host::FindLibrary({}).parent_path(), logDirectory);
+    const ReservedOutput output(ReservedOutput::Others::Discarded);
+    std::string text;
+    {
+      const Progress progress("Measuring");
+      text = MeasureCalls();
+    }
+    output.Write(Host::AsBytes(text));
+  });
 }
 
 }  // namespace Ferrolink::Companions::Tool

@@ -35,6 +35,19 @@ void PrintPage(const ErrorPage& page) {
 
 }  // namespace
 
+void PrintError(const std::string& text) {
+  std::fprintf(stderr, "%s %s\n", Styled(STDERR_FILENO, Style::Bad, "ferrolink:").c_str(),
+               text.c_str());
+  if (text.find(": Exception code ") == std::string::npos) {
+    return;
+  }
+  if (const auto pages = FindErrorPages(text); !pages.empty() && !pages.front()->code.empty()) {
+    const ErrorPage& page = *pages.front();
+    std::fprintf(stderr, "What to do: %s\n(ferrolink explain '%s %s')\n", page.remedy.c_str(),
+                 page.prefix.c_str(), page.code.c_str());
+  }
+}
+
 void Explain(const std::vector<std::string>& words) {
   std::string query;
   for (const std::string& word : words) {

@@ -137,6 +137,40 @@ def call_a_plug_in(machine, _):
     same(machine.run("call", "--runtime", "cpp", "--plug-in", plug_in, "plug-in upper", "abc").stdout, "ABC")
 
 
+def call_without_a_jvm(machine, _):
+    """The exit code is 1, the text says what to do, and nothing stays, whoever ends the process."""
+    machine.variables["TMPDIR"] = str(machine.place)
+    before = sorted(machine.place.rglob("*"))
+    for variable, value, *parts in (
+            ("JAVA_TOOL_OPTIONS", "-XX:+NoSuch", "NoSuch", "signal 6", "JVM Launcher: Exception code 016",
+             "What to do: Remove or correct the option", "ferrolink explain 'JVM Launcher 016'"),
+            ("JAVA_TOOL_OPTIONS", "-agentlib:nosuch", "nosuch", "exit code 1", "ferrolink doctor"),
+            ("JAVA_HOME", "/nowhere", "JVM Launcher: Exception code 002", "What to do: Name a Java home")):
+        for arguments in (("call", "echo", "x"), ("bench",)):
+            kept = dict(machine.variables)
+            machine.variables[variable] = value
+            expect(machine.run(*arguments), 1, *parts)
+            machine.variables = kept
+            same(sorted(machine.place.rglob("*")), before)
+
+
+def call_ended_by_a_signal(machine, _):
+    """A signal that ends the tool ends the call, and the tool ends by it."""
+    machine.variables["TMPDIR"] = str(machine.place)
+    before = sorted(machine.place.rglob("*"))
+    with socket.create_server(("127.0.0.1", 0)) as silent:
+        with subprocess.Popen([machine.build / "bin/ferrolink", "call", "--runtime", "cpp", "--at",
+                               f"tcp://127.0.0.1:{silent.getsockname()[1]}", "x", ""], env=machine.variables,
+                              cwd=machine.current) as process:
+            with silent.accept()[0] as connection:
+                process.terminate()
+                process.wait()
+                while connection.recv(4096):  # to the end: nobody holds the other side any more
+                    pass
+    same(process.returncode, -signal.SIGTERM)
+    same(sorted(machine.place.rglob("*")), before)
+
+
 def call_a_server(machine, server):
     with server("--plug-in", os.environ["TOOL_TEST_PLUG_IN"]) as port:
         for host in ("127.0.0.1", "localhost"):
@@ -211,5 +245,5 @@ def doctor_leaves_nothing(machine, _):
 CASES = {case.__name__: case for case in (
     version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
     explain_without_anything, info, info_shows_the_logging_level_that_counts, java_is_found, call, call_a_plug_in,
-    call_a_server, run, run_replaces_empty_variables, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
-    doctor_leaves_nothing)}
+    call_without_a_jvm, call_ended_by_a_signal, call_a_server, run, run_replaces_empty_variables, run_with_class_path,
+    run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing)}
