@@ -19,6 +19,16 @@ void PrintPart(const char* name, const std::string& text) {
   std::printf("  %-9s %s\n", name, Wrapped(text, 12).c_str());
 }
 
+std::string Executed(const std::string& key) {
+  const std::string answer = key.substr(0, key.find(';'));
+  if (answer != key) {
+    return answer + ": no command was executed" + key.substr(answer.size());
+  }
+  return answer == "no"    ? "no: no command was executed; it may be sent again"
+         : answer == "yes" ? "yes: the command was executed"
+                           : "perhaps: the command may have been executed";
+}
+
 void PrintPage(const ErrorPage& page) {
   const std::string heading = page.prefix + ": Exception code " + page.code;
   std::printf("%s\n", Styled(STDOUT_FILENO, Style::Heading, heading).c_str());
@@ -27,9 +37,7 @@ void PrintPage(const ErrorPage& page) {
   PrintPart("cause", page.cause);
   PrintPart("check", page.check);
   PrintPart("remedy", page.remedy);
-  PrintPart("executed", page.executed == "no"    ? "no: the command may be sent again"
-                        : page.executed == "yes" ? "yes: the command was executed"
-                                                 : "perhaps: the command may have been executed");
+  PrintPart("executed", Executed(page.executed));
   PrintPart("source", page.source);
 }
 

@@ -43,8 +43,9 @@ def not_possible(machine, _):
 
 def explain_code(machine, _):
     expect(machine.run("explain", "JVM Launcher 016"), 0, "JVM Launcher: Exception code 016", "JNI_EINVAL",
-           "Remove or correct the option", "perhaps", "jvm/JvmInstance.cpp")
-    expect(machine.run("explain", "network-client-011"), 0, "Network Client: Exception code 011", "yes:")
+           "Remove or correct the option", "no: no command was executed; the process ends", "jvm/JvmInstance.cpp")
+    expect(machine.run("explain", "network-client-011"), 0, "Network Client: Exception code 011", "yes:",
+           "companions/tcp/client/ClientChannel.cpp")
     expect(machine.run("explain", "17"), 0, "JVM Launcher: Exception code 017", "Cpp Launcher: Exception code 017")
 
 
