@@ -30,7 +30,8 @@ std::string Executed(const std::string& key) {
 }
 
 void PrintPage(const ErrorPage& page) {
-  const std::string heading = page.prefix + ": Exception code " + page.code;
+  const std::string heading =
+      page.code.empty() ? page.title : page.prefix + ": Exception code " + page.code;
   std::printf("%s\n", Styled(STDOUT_FILENO, Style::Heading, heading).c_str());
   PrintPart("meaning", page.title);
   PrintPart("text", page.text);
@@ -65,7 +66,8 @@ void Explain(const std::vector<std::string>& words) {
   if (pages.empty()) {
     throw Failure(
         "No error is known by '" + Shown(query) +
-        "'. Give a code (JVM Launcher 016, or 16), the text of an error, or words of it.");
+        "'. Give a code (JVM Launcher 016, or 16), the text of an error, or words of it. For what "
+        "is no text of an error look in docs/symptoms.md, and run ferrolink doctor.");
   }
   if (pages.size() <= kMostInFull) {
     for (std::size_t i = 0; i < pages.size(); ++i) {
@@ -75,7 +77,9 @@ void Explain(const std::vector<std::string>& words) {
     return;
   }
   for (const ErrorPage* page : pages) {
-    std::printf("%s %s  %s\n", page->prefix.c_str(), page->code.c_str(), page->title.c_str());
+    const std::string name =
+        page->code.empty() ? "without a code" : page->prefix + " " + page->code;
+    std::printf("%s  %s\n", name.c_str(), page->title.c_str());
   }
 }
 

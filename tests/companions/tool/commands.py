@@ -53,7 +53,20 @@ def explain_text(machine, _):
     expect(machine.run("explain", "what(): JVM Launcher: Exception code 001. \nSet JAVA_HOME environment variable"), 0,
            "JVM Launcher: Exception code 001", "executed  no")
     expect(machine.run("explain", "jni_enomem"), 0, "Exception code 014")
-    expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known")
+    expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known", "symptoms.md",
+           "ferrolink doctor")
+
+
+def explain_text_without_a_code(machine, _):
+    """Pasted whole, or in parts. A text that has a code as well is explained by the code."""
+    expect(machine.run("explain", "Unknown handler 'word-cuont'. Known handlers: digest, echo."), 0,
+           "Unknown handler '<name>'", "Load the archive", "executed  no:")
+    expect(machine.run("explain", "what():  Message byte array length is less than 11"), 0, "11 bytes")
+    expect(machine.run("explain", "SendCommand function not found in Utils library"), 0, "Reinstall")
+    expect(machine.run("explain", "JSON text: /loggingLevel: unknown key; allowed are x"), 0, "docs/configuration.md")
+    expect(machine.run("explain", "unknown", "handler"), 0, "Unknown handler")
+    done = machine.run("explain", "JVM Launcher: Exception code 018. std::bad_alloc")
+    expect(done, 0, "Exception code 018")
 
 
 def on_a_terminal(machine, **variables):
@@ -244,7 +257,7 @@ def doctor_leaves_nothing(machine, _):
 
 
 CASES = {case.__name__: case for case in (
-    version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
-    explain_without_anything, info, info_shows_the_logging_level_that_counts, java_is_found, call, call_a_plug_in,
-    call_without_a_jvm, call_ended_by_a_signal, call_a_server, run, run_replaces_empty_variables, run_with_class_path,
-    run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing)}
+    version, wrong_usage, not_possible, explain_code, explain_text, explain_text_without_a_code,
+    colour_on_a_terminal_only, explain_without_anything, info, info_shows_the_logging_level_that_counts, java_is_found,
+    call, call_a_plug_in, call_without_a_jvm, call_ended_by_a_signal, call_a_server, run, run_replaces_empty_variables,
+    run_with_class_path, run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing)}
