@@ -256,8 +256,43 @@ def doctor_leaves_nothing(machine, _):
     same(sorted(machine.place.rglob("*")), before)
 
 
+def manual_lists_all_options(machine, _):
+    """The part of the manual that comes from the program has its subcommands, and the options of each."""
+    made = subprocess.run(["sh", REPOSITORY / "packaging/man/subcommands.sh", machine.build / "bin/ferrolink"],
+                          env=machine.variables, text=True, capture_output=True, check=True).stdout
+    sections = dict(re.findall(r"^\.SS ferrolink (\w+)\n((?:(?!\.SS).*\n)*)", made, re.M))
+    same(list(sections), ["doctor", "info", "explain", "run", "call", "serve", "bench"])
+    for command, section in sections.items():
+        listed = re.findall(r"^ +(?:-\w,)?--([a-z][a-z-]*)", machine.run(command, "--help").stdout, re.M)
+        written = re.findall(r"^\.B \\-\\-([a-z\\-]*)", section, re.M)
+        same((command, [name.replace("\\", "") for name in written]),
+             (command, [] if command == "serve" else [name for name in listed if name != "help"]))
+    assert "\n.B \\-\\-timeout\\-ms UINT\ngive up after that time\n" in sections["call"], sections["call"]
+
+
+def completion(machine, _):
+    """What bash offers for a line whose last word is not finished."""
+    def offered(*words):
+        line = " ".join(shlex.quote(word) for word in words)
+        script = (f". {shlex.quote(str(REPOSITORY / 'packaging/completion.bash'))}; COMP_WORDS=({line}); "
+                  f"COMP_CWORD={len(words) - 1}; _ferrolink; printf '%s\\n' \"${{COMPREPLY[@]}}\"")
+        return subprocess.run(["bash", "-c", script], env=machine.variables, cwd=machine.current, text=True,
+                              capture_output=True, check=True).stdout.split()
+    tool = str(machine.build / "bin/ferrolink")
+    same(offered(tool, "call", "--runtime", ""), ["jvm", "cpp"])
+    same(offered(tool, "call", "--runtime", "c"), ["cpp"])
+    same(offered(tool, "inf"), ["info"])
+    for command, options in (("call", ["--at", "--runtime", "--class-path", "--plug-in", "--config", "--timeout-ms",
+                                       "--verbose"]),
+                             ("info", ["--json", "--config", "--class-path"]),
+                             ("run", ["--jvm-option", "--host-signals", "--preopen-jvm", "--class-path"])):
+        same(offered(tool, command, "--"), ["--help", *options])
+    same(offered(tool, "serve", "--runtime", ""), ["jvm", "cpp"])
+
+
 CASES = {case.__name__: case for case in (
     version, wrong_usage, not_possible, explain_code, explain_text, explain_text_without_a_code,
     colour_on_a_terminal_only, explain_without_anything, info, info_shows_the_logging_level_that_counts, java_is_found,
     call, call_a_plug_in, call_without_a_jvm, call_ended_by_a_signal, call_a_server, run, run_replaces_empty_variables,
-    run_with_class_path, run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing)}
+    run_with_class_path, run_with_opened_jvm, bench, doctor_as_text, doctor_leaves_nothing, manual_lists_all_options,
+    completion)}
