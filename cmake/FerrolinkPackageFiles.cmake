@@ -37,14 +37,23 @@ foreach(_pom_version "${PROJECT_VERSION}" debian)
   configure_file(packaging/pom.xml.in "${_files}/ferrolink-${_pom_version}.pom" @ONLY)
 endforeach()
 
-# A page of the manual for each program, from its --help.
+# A page of the manual for each program, from its --help. The page of the tool has its subcommands as well.
+add_custom_command(OUTPUT "${_files}/subcommands.h2m"
+  COMMAND sh "${PROJECT_SOURCE_DIR}/packaging/man/subcommands.sh" $<TARGET_FILE:ferrolink> > "${_files}/subcommands.h2m"
+  DEPENDS ferrolink packaging/man/subcommands.sh VERBATIM)
 foreach(_program IN LISTS _programs)
+  set(_more)
+  set(_include_more)
+  if(_program STREQUAL ferrolink)
+    set(_more "${_files}/subcommands.h2m")
+    set(_include_more "--include=${_more}")
+  endif()
   add_custom_command(OUTPUT "${_files}/${_program}.1.gz"
     COMMAND "${FERROLINK_HELP2MAN}" --no-info --section=1 --manual=Ferrolink
-      "--source=Ferrolink ${PROJECT_VERSION}" "--include=${PROJECT_SOURCE_DIR}/packaging/man/${_program}.h2m"
-      "--output=${_files}/${_program}.1" "$<TARGET_FILE:${_program}>"
+      "--source=Ferrolink ${PROJECT_VERSION}" ${_include_more}
+      "--include=${PROJECT_SOURCE_DIR}/packaging/man/${_program}.h2m" "--output=${_files}/${_program}.1" "$<TARGET_FILE:${_program}>"
     COMMAND gzip -9nf "${_files}/${_program}.1"
-    DEPENDS ${_program} "packaging/man/${_program}.h2m" VERBATIM)
+    DEPENDS ${_program} "packaging/man/${_program}.h2m" ${_more} VERBATIM)
   list(APPEND _made "${_files}/${_program}.1.gz")
   install(FILES "${_files}/${_program}.1.gz" DESTINATION share/man/man1 COMPONENT ferrolink-tools)
 endforeach()

@@ -1,5 +1,5 @@
 # Completion for the programs of Ferrolink. What can be completed comes from --help: options, the values of
-# an option such as "--log-format text|json", and subcommands.
+# an option such as "--log-format text|json" or "--runtime TEXT:{jvm,cpp}", and subcommands.
 _ferrolink() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
   local -a command=("${COMP_WORDS[0]}")
@@ -11,11 +11,16 @@ _ferrolink() {
     help=$("${command[@]}" "${COMP_WORDS[1]}" --help 2>/dev/null </dev/null) || return
     subcommands=
   fi
-  values=$(awk -v option="$previous" '$1 == option && $2 ~ /^[a-z0-9]+(\|[a-z0-9]+)+$/ { gsub(/\|/, "\n", $2); print $2 }' <<<"$help")
+  values=$(awk -v option="$previous" '
+    $1 == option && $2 ~ /^([A-Z]+:\{[a-z0-9,]+\}|[a-z0-9]+(\|[a-z0-9]+)+)$/ {
+      gsub(/^[A-Z]+:\{|\}$/, "", $2)
+      gsub(/[|,]/, "\n", $2)
+      print $2
+    }' <<<"$help")
   if [ -n "$values" ]; then
     mapfile -t COMPREPLY < <(compgen -W "$values" -- "$current")
   elif [[ $current == -* ]]; then
-    mapfile -t COMPREPLY < <(compgen -W "$(grep -oE '(^| )--[a-z][a-z-]*' <<<"$help")" -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W "$(sed -nE 's/^ +(-[a-z],)?(--[a-z][a-z-]*).*/\2/p' <<<"$help")" -- "$current")
   elif ((COMP_CWORD == 1)) && [ -n "$subcommands" ]; then
     mapfile -t COMPREPLY < <(compgen -W "$subcommands" -- "$current")
   else

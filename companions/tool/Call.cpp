@@ -3,15 +3,16 @@
 #include <netdb.h>
 
 #include <array>
-#include <cstdlib>
 #include <filesystem>
 
 #include "companions/configs/Configuration.h"
 #include "companions/configs/ConfigurationSource.h"
 #include "companions/tool/Address.h"
+#include "companions/tool/Apart.h"
 #include "companions/tool/Commands.h"
 #include "companions/tool/EndpointSettings.h"
 #include "companions/tool/Failure.h"
+#include "companions/tool/LogDirectory.h"
 #include "companions/tool/Options.h"
 #include "companions/tool/Output.h"
 #include "companions/tool/Terminal.h"
@@ -103,27 +104,33 @@ Bytes CallServer(const CallOptions& options, const Bytes& payload) {
   return Host::Exchange(*transmitter, command, server.Name());
 }
 
+Bytes CallTarget(const CallOptions& options, const Bytes& payload) {
+  if (!options.at.empty()) {
+    return CallServer(options, payload);
+  }
+  return options.Target() == Runtime::Jvm ? CallJava(options, payload) : CallCpp(options, payload);
+}
+
 }  // namespace
 
-void Call(const CallOptions& options) {
-  Bytes payload;
-  if (options.payload) {
-    payload = Host::ToBytes(*options.payload);
-  } else {
-    payload = ReadInput();
-  }
+int Call(const CallOptions& options) {
+  const Bytes payload = options.payload ? Host::ToBytes(*options.payload) : ReadInput();
   // This program prints the errors itself.
-  setenv("FERROLINK_LOGGING_LEVEL", "off", 0);
-  const ReservedOutput output(options.verbose ? ReservedOutput::Others::OnStandardError
-                                              : ReservedOutput::Others::Discarded);
-  Bytes answer;
-  {
-    const Progress progress("Calling " + Shown(options.handler));
-    answer = !options.at.empty()                ? CallServer(options, payload)
-             : options.Target() == Runtime::Jvm ? CallJava(options, payload)
-                                                : CallCpp(options, payload);
-  }
-  output.Write(answer);
+  SetIfEmpty("FERROLINK_LOGGING_LEVEL", "off");
+  const std::string what = "Calling " + Shown(options.handler);
+  return RunApart(what, [&](const std::string& logDirectory) {
+    const bool java = options.at.empty() && options.Target() == Runtime::Jvm;
+    const auto library = Host::FindLibrary({}, java ? Host::kJvmLibrary : Host::kCppLibrary);
+    MoveErrorLog(library.parent_path(), logDirectory);
+    const ReservedOutput output(options.verbose ? ReservedOutput::Others::OnStandardError
+                                                : ReservedOutput::Others::Discarded);
+    Bytes answer;
+    {
+      const Progress progress(what);
+      answer = CallTarget(options, payload);
+    }
+    output.Write(answer);
+  });
 }
 
 }  // namespace Ferrolink::Companions::Tool

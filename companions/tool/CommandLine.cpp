@@ -39,7 +39,7 @@ class CommandLine {
     AddCall();
     m_app.add_subcommand("serve", "run ferrolink-server; its options follow (serve --help)");
     m_app.add_subcommand("bench", "measure a call's cost, as ratios to JNI written by hand")
-        ->callback([] { Bench(); });
+        ->callback([this] { m_exitCode = Bench(); });
     AddTrial("trial-open", [](const std::string& file) { return RunOpenTrial(file); });
     AddTrial("trial-start", [](const std::string& settings) { return RunStartTrial(settings); });
   }
@@ -140,7 +140,7 @@ class CommandLine {
     command->add_option("--timeout-ms", m_call.timeLimit, "give up after that time");
     command->add_flag("--verbose", m_call.verbose,
                       "show on standard error what the runtime and handlers print");
-    command->callback([this] { Call(m_call); });
+    command->callback([this] { m_exitCode = Call(m_call); });
   }
 
   // For the tool itself: a child of a trial.

@@ -11,6 +11,9 @@
 /// for the user.
 namespace Ferrolink::Companions::Tool {
 
+/// Prints an error on standard error, and what to do if a page tells.
+void PrintError(const std::string& text);
+
 /// Prints the pages for a code or a text.
 void Explain(const std::vector<std::string>& words);
 
@@ -46,9 +49,11 @@ struct CallOptions {
     return runtime == "jvm" ? Native::Definitions::Runtime::Jvm : Native::Definitions::Runtime::Cpp;
   }
 };
-void Call(const CallOptions& options);
+/// Returns the exit code.
+int Call(const CallOptions& options);
 
-void Bench();
+/// Returns the exit code.
+int Bench();
 
 /// Replaces this process by ferrolink-server. The first of the arguments is not one of the
 /// server's.

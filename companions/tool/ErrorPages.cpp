@@ -77,7 +77,9 @@ Pages PagesWhere(Condition condition) {
 Pages QuotedIn(std::string_view text) {
   std::map<std::size_t, const ErrorPage*> places;
   for (const ErrorPage& page : ErrorPages()) {
-    const std::size_t place = text.find(page.prefix + ": Exception code " + page.code);
+    const std::size_t place = page.code.empty()
+                                  ? std::string_view::npos
+                                  : text.find(page.prefix + ": Exception code " + page.code);
     if (place != std::string_view::npos) {
       places[place] = &page;
     }
@@ -87,6 +89,37 @@ Pages QuotedIn(std::string_view text) {
     found.push_back(page);
   }
   return found;
+}
+
+// Whether the text has the words of the pattern outside of <...>, in their order.
+bool Matches(const std::string& text, std::string_view pattern) {
+  std::size_t at = 0;
+  while (!pattern.empty()) {
+    const std::size_t size = std::min(pattern.find('<'), pattern.size());
+    at = text.find(pattern.substr(0, size), at);
+    if (at == std::string::npos) {
+      return false;
+    }
+    at += size;
+    pattern.remove_prefix(std::min(pattern.find('>', size), pattern.size() - 1) + 1);
+  }
+  return true;
+}
+
+// The pages without a code whose texts the query has.
+Pages WithTextIn(const std::string& query) {
+  return PagesWhere([&](const ErrorPage& page) {
+    const std::string texts = page.code.empty() ? Lower(page.text) : "";
+    constexpr std::string_view kBetween = " | ";
+    for (std::size_t begin = 0; begin < texts.size();) {
+      const std::size_t end = std::min(texts.find(kBetween, begin), texts.size());
+      if (Matches(query, std::string_view(texts).substr(begin, end - begin))) {
+        return true;
+      }
+      begin = end + kBetween.size();
+    }
+    return false;
+  });
 }
 
 // A code with or without its prefix.
@@ -131,6 +164,9 @@ std::vector<const ErrorPage*> FindErrorPages(std::string_view query) {
   const std::string lower = Lower(query);
   if (found.empty()) {
     found = Named(lower);
+  }
+  if (found.empty()) {
+    found = WithTextIn(lower);
   }
   if (found.empty()) {
     found = WithWords(lower);

@@ -2,6 +2,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <cctype>
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
@@ -79,6 +81,16 @@ ordered_json DescribeVariables() {
   return variables;
 }
 
+// The variable counts if it has one of the words, in any case of letters; else the configuration.
+std::string LoggingLevel(const Configuration& configuration) {
+  std::string level = Host::detail::Variable("FERROLINK_LOGGING_LEVEL");
+  std::transform(level.begin(), level.end(), level.begin(),
+                 [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+  constexpr std::array kWords = {"off", "runtimeinfo", "all"};
+  const bool known = std::find(kWords.begin(), kWords.end(), level) != kWords.end();
+  return known ? level : configuration.loggingLevel;
+}
+
 ordered_json DescribeRun(const TrialResult& trial) {
   if (!trial.started) {
     return {{"problem",
@@ -112,7 +124,7 @@ ordered_json Gather(const InfoOptions& options) {
   for (const std::string& option : JvmOptions()) {
     info["jvmOptions"].push_back(Shown(option));
   }
-  info["loggingLevel"] = configuration.loggingLevel;
+  info["loggingLevel"] = LoggingLevel(configuration);
   info["archives"] = archives;
   if (installation.problem.empty() && !java.Library().empty()) {
     info["run"] = DescribeRun(TryToStart({.runtimePath = java.searched ? java.chosen.path : "",

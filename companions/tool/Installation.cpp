@@ -1,5 +1,7 @@
 #include "companions/tool/Installation.h"
 
+#include <algorithm>
+
 #include "companions/tool/Failure.h"
 #include "ferrolink/JavaHomes.h"
 #include "ferrolink/Library.h"
@@ -8,10 +10,21 @@ namespace Ferrolink::Companions::Tool {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+std::string WhyFound(const fs::path& root) {
+  if (!Host::detail::Variable("FERROLINK_HOME").empty()) {
+    return "named by FERROLINK_HOME";
+  }
+  const auto& all = Host::kSystemInstallations;
+  return std::find(all.begin(), all.end(), root) != all.end() ? "installed for all users"
+                                                              : "around this program";
+}
+
+}  // namespace
+
 Installation FindInstallation() {
   Installation found;
-  found.foundBy = Host::detail::Variable("FERROLINK_HOME").empty() ? "around this program"
-                                                                   : "named by FERROLINK_HOME";
   try {
     found.libraries = Host::FindLibrary({}).parent_path();
   } catch (const Host::InstallationError& error) {
@@ -21,6 +34,7 @@ Installation FindInstallation() {
   // Libraries that lie beside the program, without the usual directories, still expect the archive
   // at its place relative to them.
   found.root = found.libraries.parent_path().parent_path().parent_path().parent_path();
+  found.foundBy = WhyFound(found.root);
   found.archive = found.root / "Binaries/Jvm/FerrolinkJvmRuntime.jar";
   return found;
 }

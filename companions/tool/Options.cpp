@@ -71,6 +71,12 @@ bool HasJvmOption(const std::string& beginning) {
                      [&](const std::string& option) { return option.starts_with(beginning); });
 }
 
+void SetIfEmpty(const char* variable, const std::string& value) {
+  if (Host::detail::Variable(variable).empty()) {
+    setenv(variable, value.c_str(), 1);
+  }
+}
+
 std::vector<std::string> PathsOf(const std::string& list) {
   std::vector<std::string> paths;
   for (std::size_t begin = 0; begin < list.size();) {

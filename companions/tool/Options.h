@@ -20,6 +20,9 @@ std::vector<std::string> JvmOptions();
 /// Whether a JVM would get an option that begins with this text.
 bool HasJvmOption(const std::string& beginning);
 
+/// Sets a variable of the environment if it is not set, or empty.
+void SetIfEmpty(const char* variable, const std::string& value);
+
 /// The non-empty parts of a path list that is separated by colons.
 std::vector<std::string> PathsOf(const std::string& list);
 

@@ -37,7 +37,7 @@ void NameInstallation() {
   if (!installation.problem.empty()) {
     throw Failure(installation.problem);
   }
-  setenv("FERROLINK_HOME", installation.root.c_str(), 0);
+  SetIfEmpty("FERROLINK_HOME", installation.root.string());
 }
 
 // The loader opens what LD_PRELOAD names without deep binding, and the library then gets the same

@@ -1,10 +1,9 @@
 #include "companions/tool/Trial.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <nlohmann/json.hpp>
-#include <system_error>
 
+#include "companions/tool/LogDirectory.h"
 #include "companions/tool/Terminal.h"
 
 namespace Ferrolink::Companions::Tool {
@@ -14,31 +13,6 @@ namespace fs = std::filesystem;
 using nlohmann::json;
 
 constexpr std::chrono::seconds kOpenLimit{30};
-
-// Made for the error log of a trial, and removed with all that is in it.
-class LogDirectory {
- public:
-  LogDirectory() {
-    std::error_code unknown;
-    std::string path = (fs::temp_directory_path(unknown) / "ferrolink-XXXXXX").string();
-    if (mkdtemp(path.data()) != nullptr) {
-      m_path = path;
-    }
-  }
-  LogDirectory(const LogDirectory&) = delete;
-  LogDirectory& operator=(const LogDirectory&) = delete;
-  ~LogDirectory() {
-    std::error_code ignored;
-    if (!m_path.empty()) {
-      fs::remove_all(m_path, ignored);
-    }
-  }
-
-  [[nodiscard]] const std::string& Path() const { return m_path; }
-
- private:
-  std::string m_path;  // empty if none can be made
-};
 
 // A report is a sequence of objects, one a line. A child that ends early leaves the first ones, or
 // half of one.

@@ -13,6 +13,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "companions/tool/LogDirectory.h"
 #include "companions/tool/Options.h"
 #include "companions/tool/Trial.h"
 #include "ferrolink/Host.h"
@@ -52,23 +53,6 @@ std::set<int> HandledSignals() {
     }
   }
   return handled;
-}
-
-// Keeps the library's error log out of the user's directories. A broken configuration library is
-// reported elsewhere.
-void MoveLog(const std::string& libraries, const std::string& directory) {
-  void* library = directory.empty()
-                      ? nullptr
-                      : dlopen((libraries + "/libConfigs.so").c_str(), RTLD_NOW | RTLD_LOCAL);
-  using SetWorkingDirectory = int(const char*);
-  auto* set = library == nullptr
-                  ? nullptr
-                  : reinterpret_cast<SetWorkingDirectory*>(dlsym(library, "SetWorkingDirectory"));
-  if (set != nullptr) {
-    set(directory.c_str());
-  } else if (chdir(directory.c_str()) != 0) {
-    std::perror("chdir");
-  }
 }
 
 // An unknown handler is answered with the names of the known ones.
@@ -140,13 +124,16 @@ std::string LibraryThatRuns() {
 void Start(const json& request, json& report) {
   const std::string libraries = request["libraries"];
   if (const std::string path = request["runtimePath"]; !path.empty()) {
-    setenv(Host::kRuntimePathVariable, path.c_str(), 0);
+    SetIfEmpty(Host::kRuntimePathVariable, path);
   }
   if (request["hostSignals"]) {
     AddJvmOption("-Xrs");
   }
   const std::string logs = request["logDirectory"];
-  MoveLog(libraries, logs);
+  // A broken configuration library is reported elsewhere.
+  if (!MoveErrorLog(libraries, logs) && chdir(logs.c_str()) != 0) {
+    std::perror("chdir");
+  }
   if (!logs.empty()) {
     AddJvmOption("-XX:ErrorFile=" + logs + "/hs_err.log", JvmOptionPlace::First);
   }

@@ -1,12 +1,17 @@
 """The cases of the subcommands besides the doctor. Each gets a machine, and a function that runs a server."""
 import json
 import os
+import pathlib
 import re
+import shlex
+import signal
+import socket
 import subprocess
 
 import endpoints
 
 ESCAPE = "\x1b"
+REPOSITORY = pathlib.Path(__file__).resolve().parents[3]
 
 
 def expect(done, code, *parts):
@@ -40,8 +45,9 @@ def not_possible(machine, _):
 
 def explain_code(machine, _):
     expect(machine.run("explain", "JVM Launcher 016"), 0, "JVM Launcher: Exception code 016", "JNI_EINVAL",
-           "Remove or correct the option", "perhaps", "jvm/JvmInstance.cpp")
-    expect(machine.run("explain", "network-client-011"), 0, "Network Client: Exception code 011", "yes:")
+           "Remove or correct the option", "no: no command was executed; the process ends", "jvm/JvmInstance.cpp")
+    expect(machine.run("explain", "network-client-011"), 0, "Network Client: Exception code 011", "yes:",
+           "companions/tcp/client/ClientChannel.cpp")
     expect(machine.run("explain", "17"), 0, "JVM Launcher: Exception code 017", "Cpp Launcher: Exception code 017")
 
 
@@ -50,7 +56,20 @@ def explain_text(machine, _):
            "JVM Launcher: Exception code 001", "executed  no")
     assert "`" not in machine.run("explain", "JVM Launcher 001").stdout, "Markdown"
     expect(machine.run("explain", "jni_enomem"), 0, "Exception code 014")
-    expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known")
+    expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known", "symptoms.md",
+           "ferrolink doctor")
+
+
+def explain_text_without_a_code(machine, _):
+    """Pasted whole, or in parts. A text that has a code as well is explained by the code."""
+    expect(machine.run("explain", "Unknown handler 'word-cuont'. Known handlers: digest, echo."), 0,
+           "Unknown handler '<name>'", "Load the archive", "executed  no:")
+    expect(machine.run("explain", "what():  Message byte array length is less than 11"), 0, "11 bytes")
+    expect(machine.run("explain", "SendCommand function not found in Utils library"), 0, "Reinstall")
+    expect(machine.run("explain", "JSON text: /loggingLevel: unknown key; allowed are x"), 0, "docs/configuration.md")
+    expect(machine.run("explain", "unknown", "handler"), 0, "Unknown handler")
+    done = machine.run("explain", "JVM Launcher: Exception code 018. std::bad_alloc")
+    expect(done, 0, "Exception code 018")
 
 
 def on_a_terminal(machine, **variables):
@@ -92,6 +111,17 @@ def info(machine, _):
     assert "marker" not in done.stdout + machine.run("info").stdout, "a secret is shown"
 
 
+def info_shows_the_logging_level_that_counts(machine, _):
+    """The variable wins over the configuration if it is one of the words, as in the library."""
+    machine.variables["JAVA_HOME"] = "/nowhere"
+    for variable, shown in ((None, "all"), ("off", "off"), ("RuntimeInfo", "runtimeinfo"), ("loud", "all"), ("", "all")):
+        machine.variables.pop("FERROLINK_LOGGING_LEVEL", None)
+        if variable is not None:
+            machine.variables["FERROLINK_LOGGING_LEVEL"] = variable
+        done = machine.run("info", "--json", "--config", '{"loggingLevel": "all"}')
+        same((variable, json.loads(done.stdout)["loggingLevel"]), (variable, shown))
+
+
 def java_is_found(machine, _):
     """Without a variable: that of the first java on PATH, then the newest of the directory."""
     del machine.variables["JAVA_HOME"]
@@ -122,6 +152,40 @@ def call(machine, _):
 def call_a_plug_in(machine, _):
     plug_in = os.environ["TOOL_TEST_PLUG_IN"]
     same(machine.run("call", "--runtime", "cpp", "--plug-in", plug_in, "plug-in upper", "abc").stdout, "ABC")
+
+
+def call_without_a_jvm(machine, _):
+    """The exit code is 1, the text says what to do, and nothing stays, whoever ends the process."""
+    machine.variables["TMPDIR"] = str(machine.place)
+    before = sorted(machine.place.rglob("*"))
+    for variable, value, *parts in (
+            ("JAVA_TOOL_OPTIONS", "-XX:+NoSuch", "NoSuch", "signal 6", "JVM Launcher: Exception code 016",
+             "What to do: Remove or correct the option", "ferrolink explain 'JVM Launcher 016'"),
+            ("JAVA_TOOL_OPTIONS", "-agentlib:nosuch", "nosuch", "exit code 1", "ferrolink doctor"),
+            ("JAVA_HOME", "/nowhere", "JVM Launcher: Exception code 002", "What to do: Name a Java home")):
+        for arguments in (("call", "echo", "x"), ("bench",)):
+            kept = dict(machine.variables)
+            machine.variables[variable] = value
+            expect(machine.run(*arguments), 1, *parts)
+            machine.variables = kept
+            same(sorted(machine.place.rglob("*")), before)
+
+
+def call_ended_by_a_signal(machine, _):
+    """A signal that ends the tool ends the call, and the tool ends by it."""
+    machine.variables["TMPDIR"] = str(machine.place)
+    before = sorted(machine.place.rglob("*"))
+    with socket.create_server(("127.0.0.1", 0)) as silent:
+        with subprocess.Popen([machine.build / "bin/ferrolink", "call", "--runtime", "cpp", "--at",
+                               f"tcp://127.0.0.1:{silent.getsockname()[1]}", "x", ""], env=machine.variables,
+                              cwd=machine.current) as process:
+            with silent.accept()[0] as connection:
+                process.terminate()
+                process.wait()
+                while connection.recv(4096):  # to the end: nobody holds the other side any more
+                    pass
+    same(process.returncode, -signal.SIGTERM)
+    same(sorted(machine.place.rglob("*")), before)
 
 
 def call_a_server(machine, server):
@@ -162,6 +226,13 @@ def run(machine, _):
     expect(machine.run("run", "--class-path", "/nowhere.jar", "--", "env"), 1, "/nowhere.jar")
 
 
+def run_replaces_empty_variables(machine, _):
+    machine.variables.update(FERROLINK_HOME="", JAVA_HOME="", FERROLINK_JVM_RUNTIME_PATH="",
+                             PATH=f"{machine.java}/bin:{machine.variables['PATH']}")
+    expect(machine.run("run", "--", "env"), 0, f"FERROLINK_HOME={machine.build}\n",
+           f"FERROLINK_JVM_RUNTIME_PATH={os.path.realpath(machine.java)}\n")
+
+
 def run_with_class_path(machine, _):
     handlers = os.environ["TOOL_TEST_HANDLERS"]
     tool = str(machine.build / "bin/ferrolink")
@@ -181,10 +252,12 @@ def run_with_opened_jvm(machine, _):
 
 
 def bench(machine, _):
-    lines = machine.run("bench").stdout.splitlines()
-    same(len(lines), 5)
-    ratios = [float(re.fullmatch(r"\S.*\S +(\d+\.\d\d)", line)[1]) for line in lines]
-    same(ratios[0], 1.0)
+    """One line says what the ratios are; each is to the same call by hand, of the same size."""
+    heading, *lines = machine.run("bench").stdout.splitlines()
+    same(heading, "Times the same call by hand in JNI, on a thread that Java knows:")
+    same([re.fullmatch(r"(\S.*\S) +\d+\.\d\d", line)[1] for line in lines],
+         ["Host::CallInto, 64 bytes", "Host::CallInto, 64 KiB", "a typed call, Math.max",
+          "64 bytes on a thread that Java does not know"])
 
 
 def doctor_as_text(machine, _):
@@ -225,9 +298,43 @@ def doctor_leaves_nothing(machine, _):
     same(sorted(machine.place.rglob("*")), before)
 
 
+def manual_lists_all_options(machine, _):
+    """The part of the manual that comes from the program has its subcommands, and the options of each."""
+    made = subprocess.run(["sh", REPOSITORY / "packaging/man/subcommands.sh", machine.build / "bin/ferrolink"],
+                          env=machine.variables, text=True, capture_output=True, check=True).stdout
+    sections = dict(re.findall(r"^\.SS ferrolink (\w+)\n((?:(?!\.SS).*\n)*)", made, re.M))
+    same(list(sections), ["doctor", "info", "explain", "run", "call", "serve", "bench"])
+    for command, section in sections.items():
+        listed = re.findall(r"^ +(?:-\w,)?--([a-z][a-z-]*)", machine.run(command, "--help").stdout, re.M)
+        written = re.findall(r"^\.B \\-\\-([a-z\\-]*)", section, re.M)
+        same((command, [name.replace("\\", "") for name in written]),
+             (command, [] if command == "serve" else [name for name in listed if name != "help"]))
+    assert "\n.B \\-\\-timeout\\-ms UINT\ngive up after that time\n" in sections["call"], sections["call"]
+
+
+def completion(machine, _):
+    """What bash offers for a line whose last word is not finished."""
+    def offered(*words):
+        line = " ".join(shlex.quote(word) for word in words)
+        script = (f". {shlex.quote(str(REPOSITORY / 'packaging/completion.bash'))}; COMP_WORDS=({line}); "
+                  f"COMP_CWORD={len(words) - 1}; _ferrolink; printf '%s\\n' \"${{COMPREPLY[@]}}\"")
+        return subprocess.run(["bash", "-c", script], env=machine.variables, cwd=machine.current, text=True,
+                              capture_output=True, check=True).stdout.split()
+    tool = str(machine.build / "bin/ferrolink")
+    same(offered(tool, "call", "--runtime", ""), ["jvm", "cpp"])
+    same(offered(tool, "call", "--runtime", "c"), ["cpp"])
+    same(offered(tool, "inf"), ["info"])
+    for command, options in (("call", ["--at", "--runtime", "--class-path", "--plug-in", "--config", "--timeout-ms",
+                                       "--verbose"]),
+                             ("info", ["--json", "--config", "--class-path"]),
+                             ("run", ["--jvm-option", "--host-signals", "--preopen-jvm", "--class-path"])):
+        same(offered(tool, command, "--"), ["--help", *options])
+    same(offered(tool, "serve", "--runtime", ""), ["jvm", "cpp"])
+
+
 CASES = {case.__name__: case for case in (
-    version, wrong_usage, not_possible, explain_code, explain_text, colour_on_a_terminal_only,
-    explain_without_anything, info, java_is_found, call,
-    call_a_plug_in, call_a_server, call_a_server_with_configuration, run, run_with_class_path,
-    run_with_opened_jvm, bench, doctor_as_text,
-    doctor_says_which_java, doctor_leaves_nothing)}
+    version, wrong_usage, not_possible, explain_code, explain_text, explain_text_without_a_code,
+    colour_on_a_terminal_only, explain_without_anything, info, info_shows_the_logging_level_that_counts, java_is_found,
+    call, call_a_plug_in, call_without_a_jvm, call_ended_by_a_signal, call_a_server, call_a_server_with_configuration,
+    run, run_replaces_empty_variables, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
+    doctor_says_which_java, doctor_leaves_nothing, manual_lists_all_options, completion)}

@@ -2,8 +2,8 @@
 """Compares the pages of docs/errors with the error codes in the sources.
 usage: error_pages.py REPOSITORY
 
-Fails if a code has no page, if a page names a code or a source that is not there, if a page lacks a part,
-or if it disagrees with NotExecuted.h about whether the command was executed.
+Fails if a code has no page, if a page names a code, a text or a source that is not there, if a page lacks a
+part, or if it disagrees with NotExecuted.h about whether the command was executed.
 """
 import pathlib
 import re
@@ -17,9 +17,10 @@ RAISED_BARE = (("jvm/TransmitterWrapper.cpp", "JVM Lib"), ("jvm/", LAUNCHER), ("
 WHOLE = re.compile(r'"((?:[A-Z][A-Za-z]* )*[A-Z][A-Za-z]*): Exception code (\d{3})')
 BARE = re.compile(r'"(\d{3})(?=[."])')
 NUMBERED = re.compile(r"^\s+(\w+) = (\d+),", re.M)
+RAISED_BY_NAME = re.compile(r"(?:Fail|ClientFailure)\(\s*ClientError::(\w+)")
 RANGE = re.compile(r'NotExecutedCodes\{"([^"]+)", (\d+), (\d+)\}')
 PARTS = ("## Cause\n", "## Check\n", "## Remedy\n")
-KEYS = ("prefix", "code", "title", "text", "executed", "source")
+KEYS = ("title", "text", "executed", "source")
 
 
 def codes_of(name, text):
@@ -42,10 +43,29 @@ def codes_in_sources(root):
                 name = str(file.relative_to(root))
                 for code in codes_of(name, file.read_text()):
                     places.setdefault(code, set()).add(name)
-    client = "companions/tcp/client/ClientError.h"
-    for _, number in NUMBERED.findall((root / client).read_text()):
-        places.setdefault(("Network Client", int(number)), set()).add(client)
+    client = root / "companions/tcp/client"
+    numbers = dict(NUMBERED.findall((client / "ClientError.h").read_text()))
+    for file in sorted(client.glob("*.cpp")):
+        for name in RAISED_BY_NAME.findall(file.read_text()):
+            places.setdefault(("Network Client", int(numbers[name])), set()).add(str(file.relative_to(root)))
     return places
+
+
+def literals_of(path):
+    """The text of a source, or of all sources of a folder, with literals of several lines in one piece."""
+    files = sorted(path.glob("*.cpp")) if path.is_dir() else [path]
+    return re.sub(r'"\s*\n\s*"', "", "\n".join(file.read_text() for file in files)).replace('\\"', '"')
+
+
+def text_complaints(root, name, keys):
+    """Complaints about a page without a code: its texts are in the source, or what raises them is."""
+    if not (root / keys["source"]).exists():
+        yield f"{name}: no source {keys['source']}"
+        return
+    source = literals_of(root / keys["source"])
+    wanted = [keys["raised-by"]] if "raised-by" in keys else \
+        [part.strip() for text in keys["text"].split(" | ") for part in re.split("<[^>]*>", text)]
+    yield from (f"{name}: no '{part}' in {keys['source']}" for part in wanted if part not in source)
 
 
 def read_page(file):
@@ -55,14 +75,15 @@ def read_page(file):
     if not head:
         return {}, [f"{file.name}: no front matter"]
     keys = dict(line.split(": ", 1) for line in head[1].split("\n"))
-    wrong = [f"{file.name}: no key {key}" for key in KEYS if not keys.get(key)]
+    coded = not file.name.startswith("text-")
+    wrong = [f"{file.name}: no key {key}" for key in KEYS + ("prefix", "code") * coded if not keys.get(key)]
     body = head[2]
-    title = f"# {keys.get('prefix')} {keys.get('code')}: {keys.get('title')}\n"
+    title = f"# {keys.get('prefix')} {keys.get('code')}: {keys.get('title')}\n" if coded else f"# {keys.get('title')}\n"
     wrong += [f"{file.name}: no line '{part.strip()}'" for part in (title, *PARTS) if part not in body]
     sections = re.split(r"^## .*\n", body, flags=re.M)[1:]
     wrong += [f"{file.name}: an empty section" for section in sections if not section.strip()]
     name = f"{keys.get('prefix', '').lower().replace(' ', '-')}-{keys.get('code')}.md"
-    if name != file.name:
+    if coded and name != file.name:
         wrong.append(f"{file.name}: must be named {name}")
     return keys, wrong
 
@@ -78,13 +99,16 @@ def complaints(root):
         yield from wrong
         if wrong:
             continue
+        if "code" not in keys:
+            yield from text_complaints(root, file.name, keys)
+            continue
         code = keys["prefix"], int(keys["code"])
         pages.add(code)
         if code not in places:
             yield f"{file.name}: no source raises {code[0]} {code[1]:03}"
         elif keys["source"] not in places[code]:
             yield f"{file.name}: {keys['source']} does not raise it; {', '.join(sorted(places[code]))} does"
-        if (keys["executed"] == "no") != (code in not_executed):
+        if (keys["executed"].split(";")[0] == "no") != (code in not_executed):
             yield f"{file.name}: executed is '{keys['executed']}', NotExecuted.h says otherwise"
     for prefix, code in sorted(set(places) - pages):
         yield f"no page for {prefix} {code:03}, which {', '.join(sorted(places[prefix, code]))} raises"

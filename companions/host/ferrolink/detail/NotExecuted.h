@@ -22,7 +22,7 @@ struct NotExecutedCodes {
 /// The codes that occur only before a command is executed. com.ferrolink.NotExecuted has the same
 /// list.
 inline constexpr std::array kNotExecuted = {
-    NotExecutedCodes{"JVM Launcher", 1, 10},
+    NotExecutedCodes{"JVM Launcher", 1, 16},
     NotExecutedCodes{"JVM Launcher", 18, 22},
     NotExecutedCodes{"JVM Launcher", 32, 36},
     NotExecutedCodes{"Ferrolink Native Exception", 1, 2},

@@ -13,7 +13,7 @@ final class NotExecuted {
     private static final Map<String, BitSet> CODES = new HashMap<>();
 
     static {
-        add("JVM Launcher", 1, 10);
+        add("JVM Launcher", 1, 16);
         add("JVM Launcher", 18, 22);
         add("JVM Launcher", 32, 36);
         add("Ferrolink Native Exception", 1, 2);
