@@ -42,11 +42,10 @@ void PrintText(const Examination& examination) {
     std::printf("\n");
   }
   if (all.empty()) {
-    const std::string version =
-        examination.machine.trial ? examination.machine.trial->javaVersion : "";
-    std::printf("%s\n", Styled(STDOUT_FILENO, Style::Good,
-                               "Nothing is wrong. Java " + version + " starts and answers.")
-                            .c_str());
+    const auto& trial = examination.machine.trial;
+    const std::string java = trial ? "Java " + trial->javaVersion + " starts and answers."
+                                   : "No JVM was started for trial.";
+    std::printf("%s\n", Styled(STDOUT_FILENO, Style::Good, "Nothing is wrong. " + java).c_str());
   } else {
     std::printf("%zu %s.\n", all.size(), all.size() == 1 ? "finding" : "findings");
   }
@@ -79,7 +78,7 @@ Examination Examine(const Case& asked) {
   for (const Check check : kBeforeStart) {
     check(machine, findings);
   }
-  if (!findings.ExplainNoStart()) {
+  if (asked.startsJvm && !findings.ExplainNoStart()) {
     machine.trial =
         TryToStart({.runtimePath = machine.java.searched ? machine.java.chosen.path : "",
                     .libraries = machine.installation.libraries,

@@ -189,6 +189,7 @@ def bench(machine, _):
 def doctor_as_text(machine, _):
     done = machine.run("doctor")
     assert done.returncode == 0 and done.stdout.startswith("Nothing is wrong. Java "), done.stdout + done.stderr
+    same(machine.run("doctor", "--no-start").stdout, "Nothing is wrong. No JVM was started for trial.\n")
     machine.variables["JDK_JAVA_OPTIONS"] = "-Da.token=marker"
     done = machine.run("doctor")
     same(done.returncode, 1)

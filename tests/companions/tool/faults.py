@@ -27,6 +27,7 @@ class Fault:
     remedy: str
     arrange: Callable
     evidence: str = ""
+    starts: bool = True  # whether the doctor starts a JVM for trial
 
 
 def change(**variables):
