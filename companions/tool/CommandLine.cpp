@@ -79,6 +79,8 @@ class CommandLine {
     command->add_option("--pid", m_case.process, "also look at a running program");
     command->add_option("--control-groups", m_controlGroups,
                         "where the control groups are mounted; /sys/fs/cgroup unless given");
+    command->add_flag_callback(
+        "--no-start", [this] { m_case.startsJvm = false; }, "start no JVM for trial");
     command
         ->add_option_function<unsigned>(
             "--start-timeout-ms",

@@ -42,12 +42,12 @@ std::string HowFound(const JavaChoice& java) {
 }
 
 std::string AllWell(const Machine& machine) {
-  const std::string java =
-      machine.trial ? "Java " + machine.trial->javaVersion + " of " + machine.trial->javaHome
-                    : "Java";
+  const std::string java = machine.trial ? "Java " + machine.trial->javaVersion + " of " +
+                                               machine.trial->javaHome + " starts and answers, " +
+                                               HowFound(machine.java) + "."
+                                         : "No JVM was started for trial.";
   const std::string note = NoteOn(machine.java);
-  return "Nothing is wrong. " + java + " starts and answers, " + HowFound(machine.java) + "." +
-         (note.empty() ? "" : " " + note);
+  return "Nothing is wrong. " + java + (note.empty() ? "" : " " + note);
 }
 
 void PrintText(const Examination& examination) {
@@ -105,7 +105,7 @@ Examination Examine(const Case& asked) {
   for (const Check check : kBeforeStart) {
     check(machine, findings);
   }
-  if (!findings.ExplainNoStart()) {
+  if (asked.startsJvm && !findings.ExplainNoStart()) {
     machine.trial =
         TryToStart({.runtimePath = machine.java.searched ? machine.java.chosen.path : "",
                     .libraries = machine.installation.libraries,

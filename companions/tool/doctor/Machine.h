@@ -23,6 +23,7 @@ struct Case {
   std::string authorities;             ///< a PEM file that tls:// trusts; empty for the system's
   std::string serverFile;              ///< the configuration file of a server; empty for none
   std::chrono::milliseconds startLimit{90'000};  ///< of the trial start
+  bool startsJvm = true;                         ///< whether one is started for trial
   bool hostSignals = false;  ///< the program handles SIGINT, SIGTERM and SIGHUP itself
   int process = 0;           ///< a running program to look at; 0 for none
   std::filesystem::path controlGroups = "/sys/fs/cgroup";

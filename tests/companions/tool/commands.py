@@ -264,6 +264,7 @@ def doctor_as_text(machine, _):
     done = machine.run("doctor")
     wanted = rf"Nothing is wrong. Java [\d.]+\S* of {re.escape(machine.java)} starts and answers, named by JAVA_HOME.\n"
     assert done.returncode == 0 and re.fullmatch(wanted, done.stdout.replace("\n", " ").rstrip() + "\n"), done.stdout
+    same(machine.run("doctor", "--no-start").stdout, "Nothing is wrong. No JVM was started for trial.\n")
     machine.variables.update(JDK_JAVA_OPTIONS="-Da.token=marker", FERROLINK_DEBUG_MODE="true",
                              JAVA_TOOL_OPTIONS="-XX:+NoSuch")
     done = machine.run("doctor")

@@ -200,3 +200,7 @@ def server_file_faults():
               server_file('{"runtime": "cpp", "tls-certificate": "no.pem", "tls-key": "no.key"}'),
               "Cannot use the certificate"),
     ]
+
+
+def all_faults(server):
+    return endpoint_faults() + client_file_faults() + tls_faults(server) + server_file_faults()

@@ -28,6 +28,7 @@ class Fault:
     arrange: Callable
     evidence: str = ""
     finding: str = ""
+    starts: bool = True  # whether the doctor starts a JVM for trial
 
 
 def change(**variables):
@@ -275,9 +276,12 @@ def common_faults(fakes, asan):
         Fault("a JVM library of mode 0", "jvm-path-unreadable", "Let the program's user read",
               closed_java("java/lib/server/libjvm.so"), "Permission denied"),
         Fault("JAVA_HOME is no Java home", "jvm-no-library", "Correct JAVA_HOME", change(JAVA_HOME="/usr/share")),
-        Fault("the JVM has 32 bits", "jvm-32-bit", "Correct JAVA_HOME", java_home(elf_header(32, 3))),
-        Fault("the JVM is for ARM", "jvm-other-machine", "Correct JAVA_HOME", java_home(elf_header(64, 183))),
-        Fault("the JVM needs musl", "jvm-musl", "built for glibc", java_home(musl)),
+        Fault("the JVM has 32 bits", "jvm-32-bit", "Correct JAVA_HOME", java_home(elf_header(32, 3)),
+              "server/libjvm.so: wrong ELF class: ELFCLASS32"),
+        Fault("the JVM is for ARM", "jvm-other-machine", "Correct JAVA_HOME", java_home(elf_header(64, 183)),
+              "server/libjvm.so: cannot open shared object file"),
+        Fault("the JVM needs musl", "jvm-musl", "built for glibc", java_home(musl),
+              "libc.musl-x.so: cannot open shared object file"),
         Fault("the JVM is a text", "jvm-unloadable", "Correct JAVA_HOME", java_home(b"no library\n")),
         Fault("the library is no JVM", "jvm-not-a-jvm", "Correct JAVA_HOME", java_home(library())),
         Fault("two variables name two Javas", "jvm-shadowed", "remove one of them", shadowed),

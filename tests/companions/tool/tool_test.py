@@ -7,6 +7,7 @@ CASE: healthy, faults, or commands. Java is that of HOME; nothing else of the en
 import argparse
 import concurrent.futures
 import contextlib
+import dataclasses
 import json
 import os
 import pathlib
@@ -121,6 +122,7 @@ def check_fault(given, fault):
         arranged = fault.arrange(machine)
         if hasattr(arranged, "__enter__"):
             kept.enter_context(arranged)
+        machine.arguments += [] if fault.starts else ["--no-start"]
         before = files_in(machine.current)
         try:
             code, findings = machine.examine()
@@ -156,8 +158,10 @@ def ids_without_fault(tested):
 def all_faults(given):
     asan = subprocess.run(["g++", "-print-file-name=libasan.so"], check=True, capture_output=True, text=True)
     table = faults.common_faults(given.fakes, os.path.realpath(asan.stdout.strip()))
-    table += endpoints.endpoint_faults() + endpoints.client_file_faults() + endpoints.tls_faults(tls_server)
-    table += endpoints.server_file_faults() + installations.installation_faults() + settings.settings_faults()
+    table += installations.installation_faults()
+    # No JVM is needed to find them, and its start takes time.
+    quick = endpoints.all_faults(tls_server) + settings.settings_faults()
+    table += [dataclasses.replace(fault, starts=False) for fault in quick]
     if feature_of(given.java) >= 24:
         table += faults.later_java_faults()
     yield from ids_without_fault({fault.id for fault in table + faults.later_java_faults()})
