@@ -151,9 +151,10 @@ TEST(TcpServer, LoadsLibrariesForItsClientsOnlyWhereItIsToldTo) {
   other.Ask(load);
   EXPECT_EQ(other.Ask(CallOf("echo", "x")), AnswerOf("x"));
   EXPECT_EQ(other.Ask(Command(3, time + "\4echox")), AnswerOf("x"));
-  EXPECT_THAT(generous.Errors(),
-              HasSubstr("ferrolink-server: --allow-load-library allows clients to run code from any "
-                        "file of this machine\n"));
+  EXPECT_THAT(
+      generous.Errors(),
+      HasSubstr("ferrolink-server: --allow-load-library allows clients to run code from any "
+                "file of this machine\n"));
   EXPECT_THAT(strict.Errors(), testing::Not(HasSubstr("run code from")));
 }
 
