@@ -118,7 +118,7 @@ foreach(_package IN LISTS _packages)
 endforeach()
 install(FILES "${_files}/changelog.gz" DESTINATION share/doc/libferrolink COMPONENT libferrolink)
 install(FILES packaging/server.json DESTINATION /etc/ferrolink COMPONENT ferrolink-tools)
-install(FILES CHANGELOG.md README.md CONTRIBUTING.md DESTINATION share/doc/ferrolink-doc
+install(FILES README.md CONTRIBUTING.md DESTINATION share/doc/ferrolink-doc
   COMPONENT ferrolink-doc)
 install(DIRECTORY docs DESTINATION share/doc/ferrolink-doc COMPONENT ferrolink-doc PATTERN site EXCLUDE)
 install(DIRECTORY examples DESTINATION share/doc/ferrolink-doc COMPONENT ferrolink-doc)
