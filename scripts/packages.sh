@@ -41,5 +41,5 @@ ferrolink_package_packages=(
   lintian devscripts                    # check the packages; hardening-check
 )
 ferrolink_package_test_packages=(
-  mmdebstrap                            # a bare Debian, scripts/test-packages
+  mmdebstrap python3                    # scripts/test-packages: a bare Debian, the links of the installed pages
 )
