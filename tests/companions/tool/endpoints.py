@@ -36,10 +36,13 @@ def answering(answer, scheme="tcp"):
     return lambda machine: listener(machine, answer, scheme)
 
 
+@contextlib.contextmanager
 def closed_port(machine):
-    with socket.create_server(("127.0.0.1", 0)) as server:
-        port = server.getsockname()[1]
-    machine.arguments += ["--connect", f"tcp://127.0.0.1:{port}"]
+    """A port that is taken, so that nobody else listens there, without a listener."""
+    with socket.socket() as taken:
+        taken.bind(("127.0.0.1", 0))
+        machine.arguments += ["--connect", f"tcp://127.0.0.1:{taken.getsockname()[1]}"]
+        yield
 
 
 def configured(**settings):
