@@ -4,7 +4,10 @@ import shutil
 import struct
 
 from faults import Fault, sibling
-from machine import ARCHIVE, RECEIVER, STRANGER, stranger_may_own
+from machine import ARCHIVE, RECEIVER, STRANGER, elf_header, stranger_may_own
+
+
+MEMBER = "libFerrolinkJvmRuntimeNative.so"
 
 
 def one_byte_short(data):
@@ -60,6 +63,9 @@ def installation_faults():
               sibling("libUtils.so", lambda data: data[:60000]), ": 60000 bytes of "),
         Fault("a library that lacks its last byte", "sibling-damaged", "Reinstall",
               sibling("libFerrolinkTcpClient.so", one_byte_short)),
+        Fault("the library of every call is empty", "sibling-empty", "Reinstall", sibling(MEMBER, lambda data: b"")),
+        Fault("the library of every call is for another machine", "sibling-damaged", "Reinstall",
+              sibling(MEMBER, lambda data: elf_header(64, 183)), "64 bits"),
         Fault("a library without OpenSSL", "sibling-damaged", "Install the library that the evidence names",
               sibling("libFerrolinkTcpTlsClient.so", needs_what_is_missing),
               "libnix.so.3: cannot open shared object file: No such file or directory", "cannot be opened"),

@@ -50,7 +50,7 @@ def settings_faults(tool):
     ]
     if stranger_may_own() and stranger_may_run(tool):
         faults.append(Fault("a user with many threads", "threads-limited", "30 threads", busy_user,
-                            f"ulimit -u: {MOST_THREADS}"))
+                            f"ulimit -u: {MOST_THREADS}, of which 16 are in use"))
     return faults
 
 

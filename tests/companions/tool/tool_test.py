@@ -137,6 +137,8 @@ def complaints_about(given, fault):
         left = files_in(machine.current) - before
     named = [one for one in findings if one["id"] == fault.id]
     wrong = [f"also says {one['id']}: {one['evidence']}" for one in findings if one not in named]
+    # The JVM's report of a crash is removed with the trial's directory.
+    wrong += [f"names a file that is gone: {one['evidence']}" for one in findings if "hs_err" in one["evidence"]]
     if left:
         wrong.append(f"leaves {left}")
     if code != 1:
