@@ -10,7 +10,6 @@
 #include <csignal>
 #include <cstring>
 #include <memory>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -21,6 +20,7 @@
 #include "companions/tool/Address.h"
 #include "companions/tool/EndpointSettings.h"
 #include "companions/tool/Terminal.h"
+#include "companions/tool/doctor/CertificateComplaints.h"
 #include "companions/tool/doctor/Checks.h"
 #include "companions/utils/FileDescriptor.h"
 #include "ferrolink/JavaHomes.h"
@@ -33,42 +33,10 @@ using Host::detail::Variable;
 
 constexpr int kDaysOfWarning = 14;
 
-// What is wrong with the certificate of a server: texts of OpenSSL, by subject.
-struct Complaints {
-  std::set<std::string> name;
-  std::set<std::string> date;
-  std::set<std::string> chain;
-};
-
-int NoteComplaint(int accepted, X509_STORE_CTX* context) {
-  if (accepted == 1) {
-    return 1;
-  }
-  auto* tls =
-      static_cast<SSL*>(X509_STORE_CTX_get_ex_data(context, SSL_get_ex_data_X509_STORE_CTX_idx()));
-  auto& complaints = *static_cast<Complaints*>(SSL_get_app_data(tls));
-  const int error = X509_STORE_CTX_get_error(context);
-  auto& kind = error == X509_V_ERR_HOSTNAME_MISMATCH || error == X509_V_ERR_IP_ADDRESS_MISMATCH
-                   ? complaints.name
-               : error == X509_V_ERR_CERT_HAS_EXPIRED || error == X509_V_ERR_CERT_NOT_YET_VALID
-                   ? complaints.date
-                   : complaints.chain;
-  kind.insert(X509_verify_cert_error_string(error));
-  return 1;
-}
-
 // Called when the server asks for a certificate.
 int NoteRequest(SSL* /*tls*/, void* isAsked) {
   *static_cast<bool*>(isAsked) = true;
   return 1;
-}
-
-std::string JoinedText(const std::set<std::string>& texts) {
-  std::string all;
-  for (const std::string& text : texts) {
-    all += (all.empty() ? "" : "; ") + text;
-  }
-  return all;
 }
 
 std::string TlsError() {
@@ -85,6 +53,14 @@ std::uint32_t PatienceFor(const Endpoint& settings) {
       .value_or(configured.value_or(Tcp::Client::kUsualConnectTimeout));
 }
 
+// What the user calls a client's own files.
+struct OwnNames {
+  const char* certificate;
+  const char* key;
+};
+constexpr OwnNames kOwnVariables{"FERROLINK_TLS_CERTIFICATE", "FERROLINK_TLS_KEY"};
+constexpr OwnNames kOwnKeys{"\"certificate\"", "\"key\""};
+
 class Server {
  public:
   // As in programs, variables take precedence over the configuration.
@@ -96,8 +72,13 @@ class Server {
     };
     m_authorities = chosen(asked.authorities, "FERROLINK_TLS_CA_FILE", "authorities");
     m_revocationList = chosen("", "FERROLINK_TLS_CRL_FILE", "revocationList");
-    m_ownCertificate = chosen("", "FERROLINK_TLS_CERTIFICATE", "certificate");
-    m_ownKey = chosen("", "FERROLINK_TLS_KEY", "key");
+    // Both of the same place: a variable does not complete the configuration.
+    const bool isConfigured =
+        Variable(kOwnVariables.certificate).empty() && Variable(kOwnVariables.key).empty();
+    m_ownNames = isConfigured ? kOwnKeys : kOwnVariables;
+    m_ownCertificate =
+        isConfigured ? ValueOf(settings, "certificate") : Variable(kOwnVariables.certificate);
+    m_ownKey = isConfigured ? ValueOf(settings, "key") : Variable(kOwnVariables.key);
     m_name = ValueOf(settings, "name").empty() ? m_address.host : ValueOf(settings, "name");
   }
 
@@ -155,8 +136,7 @@ class Server {
       X509_VERIFY_PARAM_set1_host(parameters, m_name.c_str(), 0);
       SSL_set_tlsext_host_name(tls, m_name.c_str());
     }
-    SSL_set_app_data(tls, &m_complaints);
-    SSL_set_verify(tls, SSL_VERIFY_PEER, NoteComplaint);
+    m_complaints.NoteThoseOf(tls);
     SSL_set_cert_cb(tls, NoteRequest, &m_isAskedForCertificate);
   }
 
@@ -185,8 +165,8 @@ class Server {
   // Why programs would not send the client's own certificate.
   std::string WhyNoOwnCertificate() {
     if (m_ownCertificate.empty() != m_ownKey.empty()) {
-      const std::string certificate = "FERROLINK_TLS_CERTIFICATE";
-      const std::string key = "FERROLINK_TLS_KEY";
+      const std::string certificate = m_ownNames.certificate;
+      const std::string key = m_ownNames.key;
       return m_ownCertificate.empty() ? key + " is set, and " + certificate + " is not set"
                                       : certificate + " is set, and " + key + " is not set";
     }
@@ -206,8 +186,8 @@ class Server {
     const std::string why = WhyNoOwnCertificate();
     if (!why.empty()) {
       Add("tls-own-certificate", "The client's own certificate or key cannot be used.", why,
-          "Correct FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY, or \"certificate\" and "
-          "\"key\": PEM files that belong together, the key without a password.");
+          std::string("Correct ") + m_ownNames.certificate + " and " + m_ownNames.key +
+              ": PEM files that belong together, the key without a password.");
     }
     return why.empty();
   }
@@ -246,30 +226,11 @@ class Server {
   }
 
   void ReportCertificate() {
-    if (!m_complaints.name.empty()) {
-      Add("tls-name", "The certificate of the server is for another name.",
-          JoinedText(m_complaints.name),
-          "Call the server by a name in its certificate, or set \"name\" of the endpoint in the "
-          "configuration.");
-    }
-    if (!m_complaints.date.empty()) {
-      Add("tls-expired", "The certificate of the server is not valid now.",
-          JoinedText(m_complaints.date),
-          "Renew the certificate; the server reads it again within a second. Check the clock of "
-          "both machines.");
-    }
-    if (!m_complaints.chain.empty()) {
-      Add("tls-untrusted", "The certificate of the server does not come from a trusted authority.",
-          JoinedText(m_complaints.chain),
-          "Name the authority: --tls-ca FILE here, FERROLINK_TLS_CA_FILE or \"authorities\" for "
-          "programs. The "
-          "server must send its whole chain.",
-          m_authorities.empty() ? "apt install ca-certificates" : "");
-    }
+    m_complaints.Report(m_address.Name(), !m_authorities.empty(), m_findings);
     X509* certificate = SSL_get0_peer_certificate(m_tls.get());
     int days = 0;
     int seconds = 0;
-    if (certificate != nullptr && m_complaints.date.empty() &&
+    if (certificate != nullptr && !m_complaints.HaveDate() &&
         ASN1_TIME_diff(&days, &seconds, nullptr, X509_get0_notAfter(certificate)) == 1 &&
         days < kDaysOfWarning) {
       Add("tls-expires-soon", "The certificate of the server expires soon.",
@@ -338,9 +299,10 @@ class Server {
   std::string m_revocationList;
   std::string m_ownCertificate;
   std::string m_ownKey;
+  OwnNames m_ownNames = kOwnVariables;
   bool m_isLate = false;  // the greeting was not answered in time
   Findings& m_findings;
-  Complaints m_complaints;
+  CertificateComplaints m_complaints;
   bool m_isAskedForCertificate = false;
   FileDescriptor m_socket;
   Tcp::TlsContext m_context;

@@ -60,10 +60,11 @@ std::string LossOf(std::string_view library) {
                                                   : "Java cannot be called.";
 }
 
+constexpr std::string_view kMember = "libFerrolinkJvmRuntimeNative.so";
+
 // Whether each start of a JVM opens the library. A damaged one may end the process.
 bool IsOpenedByStart(std::string_view library) {
-  return library == "libFerrolinkJvmRuntimeNative.so" || library == "libConfigs.so" ||
-         library == "libUtils.so";
+  return library == kMember || library == "libConfigs.so" || library == "libUtils.so";
 }
 
 // The loader names the file that it does not find first.
@@ -99,7 +100,8 @@ void CheckLibrary(const fs::path& file, Findings& findings) {
   std::error_code unreadable;
   const std::string name = file.filename().string();
   const auto add = [&](const char* id, const std::string& text, const std::string& evidence) {
-    findings.Add({id, text + " " + LossOf(name), evidence, kReinstall, kInstall});
+    // Without the others a JVM starts nevertheless.
+    findings.Add({id, text + " " + LossOf(name), evidence, kReinstall, kInstall, name == kMember});
   };
   if (!fs::exists(file, unreadable)) {
     add("sibling-missing", name + " is missing in the installation.",

@@ -105,6 +105,10 @@ long long ThreadsOfUser() {
   long long threads = 0;
   std::error_code gone;
   for (fs::directory_iterator all("/proc", gone), end; !gone && all != end; all.increment(gone)) {
+    // /proc/self and /proc/thread-self are this process again.
+    if (all->path().filename().native().find_first_not_of("0123456789") != std::string::npos) {
+      continue;
+    }
     const fs::path status = all->path() / "status";
     // A process that has ended has no threads, and user 0 is never counted.
     if (NumberAfter(status, "Uid:") == static_cast<long long>(getuid())) {

@@ -17,6 +17,14 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t kEvidenceLines = 12;
 
+// Whether a line of a JVM says something. Its report of a crash does not outlive the trial.
+bool IsEvidence(std::string_view line) {
+  const auto has = [&](std::string_view part) { return line.find(part) != std::string_view::npos; };
+  return line.find_first_not_of(' ') != std::string_view::npos && line != "RUNTIME INFO:" &&
+         !line.starts_with("Picked up ") && !has("contact support on") &&
+         !has("error report file") && !has("hs_err");
+}
+
 // The first lines that say something; later ones mostly repeat them.
 std::string FirstLines(const std::string& text) {
   std::string lines;
@@ -25,9 +33,7 @@ std::string FirstLines(const std::string& text) {
     const std::size_t end = std::min(text.find('\n', begin), text.size());
     const std::string line = text.substr(begin, end - begin);
     begin = end + 1;
-    if (line.find_first_not_of(' ') != std::string::npos && line != "RUNTIME INFO:" &&
-        line.find("Picked up ") != 0 && line.find("contact support on") == std::string::npos &&
-        lines.find(line) == std::string::npos) {
+    if (IsEvidence(line) && lines.find(line) == std::string::npos) {
       lines += (lines.empty() ? "" : "\n") + line;
       ++count;
     }
@@ -106,8 +112,8 @@ void CheckStart(const Machine& machine, Findings& findings) {
         "and for archives on slow file systems.";
   } else if (const auto pages = FindErrorPages(child.errors); !pages.empty()) {
     const ErrorPage& page = *pages.front();
-    finding.finding = "A trial start fails: " + page.title + " (" + page.prefix + " " + page.code +
-                      "). " + page.cause;
+    const std::string code = page.code.empty() ? "" : " (" + page.prefix + " " + page.code + ")";
+    finding.finding = "A trial start fails: " + page.title + code + ". " + page.cause;
     finding.remedy = page.remedy;
   }
   findings.Add(std::move(finding));

@@ -36,10 +36,13 @@ def answering(answer, scheme="tcp"):
     return lambda machine: listener(machine, answer, scheme)
 
 
+@contextlib.contextmanager
 def closed_port(machine):
-    with socket.create_server(("127.0.0.1", 0)) as server:
-        port = server.getsockname()[1]
-    machine.arguments += ["--connect", f"tcp://127.0.0.1:{port}"]
+    """A port that is taken, so that nobody else listens there, without a listener."""
+    with socket.socket() as taken:
+        taken.bind(("127.0.0.1", 0))
+        machine.arguments += ["--connect", f"tcp://127.0.0.1:{taken.getsockname()[1]}"]
+        yield
 
 
 def configured(**settings):
@@ -71,6 +74,18 @@ def make_certificate(certificate, key, name, days, password=None):
                     "-keyout", key, "-out", request, "-subj", "/CN=test"], check=True, capture_output=True)
     subprocess.run(["openssl", "x509", "-req", "-in", request, "-signkey", key, *unlock, "-days", str(days), "-extfile",
                     extensions, "-out", certificate], check=True, capture_output=True)
+
+
+def revocation_list(certificate, revokes, *times):
+    """A list of the authority that the certificate itself is."""
+    folder, file = certificate.parent, certificate.with_name("revoked.pem")
+    (folder / "index.txt").write_text("")
+    (folder / "ca.cnf").write_text(f"[ca]\ndefault_ca = it\n[it]\ndatabase = {folder}/index.txt\ndefault_md = sha256\n")
+    authority = ["openssl", "ca", "-config", folder / "ca.cnf", "-cert", certificate, "-keyfile",
+                 certificate.with_suffix(".key")]
+    for act in [["-revoke", certificate]] * revokes + [["-gencrl", *times, "-out", file]]:
+        subprocess.run([*authority, *act], check=True, capture_output=True)
+    return file
 
 
 def unknown_name(machine):
@@ -110,6 +125,30 @@ def text_as(*places, variable=None, **variables):
     return arrange
 
 
+@contextlib.contextmanager
+def configured_client(machine, certificate, key):
+    """The client's own files in the configuration."""
+    with listener(machine, b"", "tls"):
+        settings = {"connect": machine.arguments[-1].removeprefix("tls://"), "certificate": str(certificate),
+                    "key": str(key)}
+        machine.arguments += ["--config", json.dumps({"endpoints": {"10.0.0.1:8083": settings}})]
+        yield
+
+
+def incomplete_variables(machine):
+    """A certificate in a variable. The configuration has a certificate and a key."""
+    certificate, key = machine.place / "own.pem", machine.place / "own.key"
+    make_certificate(certificate, key, "DNS:client", 90)
+    machine.variables["FERROLINK_TLS_CERTIFICATE"] = str(certificate)
+    return configured_client(machine, certificate, key)
+
+
+def configured_text(machine):
+    file = machine.place / "text.pem"
+    file.write_text("no certificate\n")
+    return configured_client(machine, file, file)
+
+
 def key_with_password(machine):
     """The password is offered on standard input, where a program must not ask for it."""
     certificate, key = machine.place / "own.pem", machine.place / "own.key"
@@ -127,6 +166,11 @@ def client_file_faults():
               text_as(variable="FERROLINK_TLS_CERTIFICATE", FERROLINK_TLS_KEY="/nowhere/own.key"), "text.pem"),
         Fault("a key without a certificate", "tls-own-certificate", "that belong together",
               text_as(variable="FERROLINK_TLS_KEY"), "FERROLINK_TLS_CERTIFICATE is not set"),
+        Fault("a certificate in a variable, its key in the configuration", "tls-own-certificate",
+              "Correct FERROLINK_TLS_CERTIFICATE and FERROLINK_TLS_KEY: ", incomplete_variables,
+              "FERROLINK_TLS_KEY is not set"),
+        Fault("a text as certificate in the configuration", "tls-own-certificate",
+              "Correct \"certificate\" and \"key\": ", configured_text, "text.pem"),
         Fault("a key with a password", "tls-own-certificate", "without a password", key_with_password,
               "it needs a password"),
     ]
@@ -144,7 +188,21 @@ def tls_faults(server):
                 yield
         return arrange
 
+    def listed(revokes, *times):
+        @contextlib.contextmanager
+        def arrange(machine):
+            with server(machine, "IP:127.0.0.1", 90, False) as (port, certificate):
+                machine.variables["FERROLINK_TLS_CRL_FILE"] = str(revocation_list(certificate, revokes, *times))
+                machine.arguments += ["--connect", f"tls://127.0.0.1:{port}", "--tls-ca", str(certificate)]
+                yield
+        return arrange
+
     return [
+        Fault("a revoked certificate", "tls-revoked", "Give the server a new certificate",
+              listed(True, "-crldays", "9"), "certificate revoked"),
+        Fault("a revocation list that has expired", "tls-untrusted", "Renew the revocation list",
+              listed(False, "-crl_lastupdate", "20200101000000Z", "-crl_nextupdate", "20200102000000Z"),
+              "CRL has expired"),
         Fault("an unknown authority", "tls-untrusted", "--tls-ca", tls("IP:127.0.0.1", 90, trusts=False)),
         Fault("another name", "tls-name", "by a name in its certificate", tls("DNS:other.example", 90)),
         Fault("an expired certificate", "tls-expired", "Renew", tls("IP:127.0.0.1", -1)),

@@ -5,6 +5,8 @@ import mmap
 import os
 import resource
 import shutil
+import subprocess
+import sys
 from collections.abc import Callable
 
 from machine import ARCHIVE, LIBRARIES, RECEIVER, become_usual, class_file, elf_header
@@ -186,9 +188,17 @@ def directory_gone(machine):
     machine.before.append(lambda: os.rmdir(os.getcwd()))
 
 
-def foreign_process(machine):
-    machine.before.append(become_usual)
-    machine.arguments += ["--pid", "1"]
+@contextlib.contextmanager
+def closed_process(machine):
+    """A process at which only the superuser may look."""
+    # PR_SET_DUMPABLE. Standard input ends with this context, and the process with that.
+    program = "import ctypes, sys; print(ctypes.CDLL(None).prctl(4, 0, 0, 0, 0), flush=True); sys.stdin.read()"
+    with subprocess.Popen([sys.executable, "-c", program], stdin=subprocess.PIPE, stdout=subprocess.PIPE) as process:
+        if process.stdout.readline() != b"0\n":
+            raise OSError("prctl")
+        machine.before.append(become_usual)
+        machine.arguments += ["--pid", str(process.pid)]
+        yield
 
 
 def class_path(*contents):
@@ -295,11 +305,16 @@ def common_faults(fakes, asan):
         Fault("a process has two JVMs", "process-two-jvms", "use the same Java", two_jvms),
         Fault("a process that is not there", "process-unreadable", "Name a process that runs",
               arguments("--pid", "999999999"), "No such file"),
-        Fault("a process of others", "process-unreadable", "as its user", foreign_process, "Permission denied"),
+        Fault("a process of others", "process-unreadable", "as its user", closed_process, "Permission denied"),
         Fault("an unknown option", "start-failed", "Remove or correct the option",
               change(JAVA_TOOL_OPTIONS="-XX:+NoSuch")),
-        Fault("a JVM that waits for a debugger", "start-hangs", "suspend=y", waits_for_debugger,
-              "Listening for transport"),
+        Fault("words of an error without a code", "start-failed", "Raise the limit",
+              change(JAVA_TOOL_OPTIONS="-agentlib:'Resource temporarily unavailable'"), "Could not find agent library",
+              "fails: the system has no further thread. The system"),
+        Fault("a JVM that crashes", "start-failed", "limits of memory",
+              change(JAVA_TOOL_OPTIONS="-Xshare:off -XX:MaxMetaspaceSize=3m -XX:+CrashOnOutOfMemoryError"),
+              "fatal error: OutOfMemory encountered"),
+        Fault("a JVM that waits for a debugger", "start-hangs", "suspend=y", waits_for_debugger),
         Fault("the archive is missing", "archive-missing", "Reinstall", own_archive(None)),
         Fault("the archive ends early", "archive-damaged", "Reinstall", own_archive(lambda data: data[:5000])),
         Fault("the archive has a wrong byte", "archive-damaged", "Reinstall", own_archive(flip_in_the_middle)),

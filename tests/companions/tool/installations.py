@@ -4,10 +4,10 @@ import shutil
 import struct
 
 from faults import Fault, sibling
-from machine import ARCHIVE, RECEIVER
+from machine import ARCHIVE, RECEIVER, STRANGER, elf_header, stranger_may_own
 
-# A user that is neither the superuser nor the one who runs the tests.
-STRANGER = 54321
+
+MEMBER = "libFerrolinkJvmRuntimeNative.so"
 
 
 def one_byte_short(data):
@@ -63,6 +63,9 @@ def installation_faults():
               sibling("libUtils.so", lambda data: data[:60000]), ": 60000 bytes of "),
         Fault("a library that lacks its last byte", "sibling-damaged", "Reinstall",
               sibling("libFerrolinkTcpClient.so", one_byte_short)),
+        Fault("the library of every call is empty", "sibling-empty", "Reinstall", sibling(MEMBER, lambda data: b"")),
+        Fault("the library of every call is for another machine", "sibling-damaged", "Reinstall",
+              sibling(MEMBER, lambda data: elf_header(64, 183)), "64 bits"),
         Fault("a library without OpenSSL", "sibling-damaged", "Install the library that the evidence names",
               sibling("libFerrolinkTcpTlsClient.so", needs_what_is_missing),
               "libnix.so.3: cannot open shared object file: No such file or directory", "cannot be opened"),
@@ -73,7 +76,7 @@ def installation_faults():
         Fault("a receiver without methods on the boot class path", "receiver-shadowed", "-Xbootclasspath/a",
               other_receiver, "/boot.jar"),
     ]
-    if os.geteuid() == 0:  # nobody else gives files away
+    if stranger_may_own():
         faults.append(Fault("the archive's directory is a stranger's", "sibling-writable", "chown root",
                             owned_by_a_stranger, f"/Binaries/Jvm belongs to {STRANGER}"))
     return faults

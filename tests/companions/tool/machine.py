@@ -6,11 +6,15 @@ import pathlib
 import shutil
 import struct
 import subprocess
+import tempfile
 import zipfile
 
 LIBRARIES = "Binaries/Native/Linux/X64"
 ARCHIVE = "Binaries/Jvm/FerrolinkJvmRuntime.jar"
 RECEIVER = "com/ferrolink/core/receiver/Receiver.class"
+
+# A user that is neither the superuser nor the one who runs the tests. Each run has one of its own, and counts threads.
+STRANGER = 60600 + os.getpid() % 4000
 
 C_LIBRARY = ctypes.CDLL(None, use_errno=True)
 
@@ -110,10 +114,31 @@ class Machine:
 
 def become_usual():
     """Lets the superuser read and look at no more than what file modes and owners allow."""
-    change_bounding_set = 24  # PR_CAPBSET_DROP
-    for power in (1, 2, 19):  # CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH, CAP_SYS_PTRACE
-        if os.geteuid() == 0 and C_LIBRARY.prctl(change_bounding_set, power, 0, 0, 0) != 0:
+    has_power, drop_power = 23, 24  # PR_CAPBSET_READ, PR_CAPBSET_DROP
+    # CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH, CAP_SYS_PTRACE; CAP_SYS_ADMIN and CAP_PERFMON, with either of which later
+    # kernels show the maps of every process.
+    for power in (1, 2, 19, 21, 38):
+        if (os.geteuid() == 0 and C_LIBRARY.prctl(has_power, power, 0, 0, 0) == 1
+                and C_LIBRARY.prctl(drop_power, power, 0, 0, 0) != 0):
             raise OSError(ctypes.get_errno(), "prctl")
+
+
+def stranger_may_run(program):
+    """Whether this process may become the stranger, and the stranger may run the program."""
+    try:
+        return subprocess.run(["test", "-x", program], user=STRANGER, check=False).returncode == 0
+    except (OSError, subprocess.SubprocessError):
+        return False
+
+
+def stranger_may_own():
+    """Whether this process may give files to the stranger."""
+    with tempfile.NamedTemporaryFile() as file:
+        try:
+            os.chown(file.name, STRANGER, -1)
+        except OSError:
+            return False
+    return True
 
 
 def elf_header(bits, machine):

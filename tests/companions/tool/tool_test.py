@@ -117,6 +117,15 @@ def files_in(directory):
 
 
 def check_fault(given, fault):
+    """Complaints, as lines that begin with the fault's name."""
+    try:
+        wrong = complaints_about(given, fault)
+    except (AssertionError, OSError, subprocess.SubprocessError) as error:
+        wrong = [f"{type(error).__name__} {error}"]
+    return [f"{fault.name}: {text}" for text in wrong]
+
+
+def complaints_about(given, fault):
     """Complaints about the doctor on a machine with that fault; whether it was named."""
     with new_machine(given) as machine, contextlib.ExitStack() as kept:
         arranged = fault.arrange(machine)
@@ -124,13 +133,12 @@ def check_fault(given, fault):
             kept.enter_context(arranged)
         machine.arguments += [] if fault.starts else ["--no-start"]
         before = files_in(machine.current)
-        try:
-            code, findings = machine.examine()
-        except AssertionError as error:
-            return [f"{fault.name}: {error}"]
+        code, findings = machine.examine()
         left = files_in(machine.current) - before
     named = [one for one in findings if one["id"] == fault.id]
     wrong = [f"also says {one['id']}: {one['evidence']}" for one in findings if one not in named]
+    # The JVM's report of a crash is removed with the trial's directory.
+    wrong += [f"names a file that is gone: {one['evidence']}" for one in findings if "hs_err" in one["evidence"]]
     if left:
         wrong.append(f"leaves {left}")
     if code != 1:
@@ -141,7 +149,7 @@ def check_fault(given, fault):
         wrong.append(f"no evidence '{fault.evidence}': {named}")
     if named and not any(fault.finding in one["finding"] for one in named):
         wrong.append(f"no finding '{fault.finding}': {named}")
-    return [f"{fault.name}: {text}" for text in wrong]
+    return wrong
 
 
 def ids_without_fault(tested):
@@ -160,7 +168,7 @@ def all_faults(given):
     table = faults.common_faults(given.fakes, os.path.realpath(asan.stdout.strip()))
     table += installations.installation_faults()
     # No JVM is needed to find them, and its start takes time.
-    quick = endpoints.all_faults(tls_server) + settings.settings_faults()
+    quick = endpoints.all_faults(tls_server) + settings.settings_faults(os.path.join(given.build, "bin/ferrolink"))
     table += [dataclasses.replace(fault, starts=False) for fault in quick]
     if feature_of(given.java) >= 24:
         table += faults.later_java_faults()
