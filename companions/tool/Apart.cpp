@@ -12,12 +12,14 @@
 #include <cstdlib>
 #include <exception>
 #include <optional>
+#include <set>
 #include <system_error>
 
 #include "companions/tool/ChildProcess.h"
 #include "companions/tool/Commands.h"
 #include "companions/tool/ErrorPages.h"
 #include "companions/tool/Failure.h"
+#include "companions/tool/HeldSignals.h"
 #include "companions/tool/LogDirectory.h"
 #include "companions/utils/FileDescriptor.h"
 
@@ -26,40 +28,12 @@ namespace {
 
 using Work = std::function<void(const std::string&)>;
 
-constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-
-// Keeps the signals that the parent waits for from interrupting it.
-class HeldSignals {
- public:
-  HeldSignals() {
-    std::signal(SIGCHLD, SIG_DFL);  // an ignored one would take the child's status away
-    sigemptyset(&m_held);
-    sigaddset(&m_held, SIGCHLD);
-    for (const int number : kEndingSignals) {
-      sigaddset(&m_held, number);
-    }
-    sigprocmask(SIG_BLOCK, &m_held, &m_before);
-  }
-  HeldSignals(const HeldSignals&) = delete;
-  HeldSignals& operator=(const HeldSignals&) = delete;
-  ~HeldSignals() { Release(); }
-
-  void Release() const { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
-
-  [[nodiscard]] int Wait() const {
-    int number = 0;
-    sigwait(&m_held, &number);
-    return number;
-  }
-
- private:
-  sigset_t m_held{};
-  sigset_t m_before{};
-};
+// What a JVM that a signal ends adds to the signal's number for its exit code.
+constexpr int kSignalExit = 128;
 
 struct Ending {
   ChildResult child;
-  int passedOn = 0;             // the last signal that was passed on to the child
+  std::set<int> passedOn;       // signals that were passed on to the child
   std::optional<int> exitCode;  // none if the work did not come to its end
   std::string log;
 };
@@ -69,7 +43,7 @@ void WaitFor(pid_t child, const HeldSignals& signals, Ending& ending) {
   while (true) {
     const int number = signals.Wait();
     if (number != SIGCHLD) {
-      ending.passedOn = number;
+      ending.passedOn.insert(number);
       kill(child, number);
     } else if (waitpid(child, &status, WNOHANG) == child) {
       break;
@@ -89,6 +63,8 @@ void WaitFor(pid_t child, const HeldSignals& signals, Ending& ending) {
   if (getppid() != parent) {
     _exit(kFailed);
   }
+  // Without a reader of the answer the call fails in all runtimes alike, as a JVM makes it fail.
+  std::signal(SIGPIPE, SIG_IGN);
   std::uint8_t code = kDone;
   try {
     work(directory);
@@ -110,6 +86,7 @@ std::string ReasonIn(const std::string& log) {
 }
 
 Ending RunInFork(const Work& work) {
+  const HeldSignals signals;  // before the log, which is removed whatever arrives
   const LogDirectory log;
   std::array<int, 2> ends{};
   // Without blocking: a child of the child may keep the other end.
@@ -118,7 +95,6 @@ Ending RunInFork(const Work& work) {
   }
   const FileDescriptor readEnd(ends[0]);
   const FileDescriptor writeEnd(ends[1]);
-  const HeldSignals signals;
   const pid_t parent = getpid();
   const pid_t child = fork();
   if (child < 0) {
@@ -145,12 +121,14 @@ int RunApart(const std::string& what, const Work& work) {
   if (ending.exitCode) {
     return *ending.exitCode;
   }
-  if (ending.passedOn != 0) {
-    std::signal(ending.passedOn, SIG_DFL);
-    std::raise(ending.passedOn);
+  // A signal that did not end the child is no reason: a JVM answers SIGQUIT with a list of threads.
+  const ChildResult& child = ending.child;
+  const int reason = child.signal != 0 ? child.signal : child.exitCode - kSignalExit;
+  if (ending.passedOn.count(reason) != 0) {
+    std::signal(reason, SIG_DFL);
+    std::raise(reason);
   }
-  throw Failure(what + " ended its process: " + ending.child.Ending() + ". " +
-                ReasonIn(ending.log));
+  throw Failure(what + " ended its process: " + child.Ending() + ". " + ReasonIn(ending.log));
 }
 
 }  // namespace Ferrolink::Companions::Tool

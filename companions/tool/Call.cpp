@@ -66,7 +66,8 @@ Configuration ReadConfiguration(const std::string& source) {
 }
 
 // The header has room for an IPv4 address. Other names are reached through the configuration of an
-// endpoint, which the header's address stands for.
+// endpoint, which the header's address stands for. The settings of an endpoint that connects to the
+// server are those for the server, however it is named.
 Protocol::Route RouteTo(const Address& server, const CallOptions& options,
                         std::string& configuration) {
   const Configuration read = ReadConfiguration(configuration);
@@ -74,6 +75,9 @@ Protocol::Route RouteTo(const Address& server, const CallOptions& options,
                         .channel = server.tls ? Header::kChannelTls : Header::kChannelTcp,
                         .port = server.port};
   if (inet_pton(AF_INET, server.host.c_str(), route.address.data()) == 1) {
+    if (read.endpoints.count(server.Name()) == 0 && !EndpointFor(read, server).empty()) {
+      configuration = ConfigurationFor(read, server, server.Name());
+    }
     return route;
   }
   route.address = {127, 0, 0, 1};

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <span>
 #include <string_view>
 #include <system_error>
 
@@ -55,13 +56,17 @@ std::vector<char*> EnvironmentWithout(const std::vector<std::string>& names) {
 }
 
 pid_t Spawn(const std::vector<std::string>& arguments, std::array<Pipe, 3>& pipes,
-            const std::vector<std::string>& without) {
+            const HeldSignals& signals, const std::vector<std::string>& without) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
   for (std::size_t i = 0; i < pipes.size(); ++i) {
     posix_spawn_file_actions_adddup2(&actions, pipes[i].writeEnd.get(), kChildDescriptors[i]);
   }
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+  posix_spawnattr_setsigmask(&attributes, &signals.Before());
   std::string program = "ferrolink";
   std::vector<char*> words{program.data()};
   for (const std::string& argument : arguments) {
@@ -69,8 +74,9 @@ pid_t Spawn(const std::vector<std::string>& arguments, std::array<Pipe, 3>& pipe
   }
   words.push_back(nullptr);
   pid_t child = 0;
-  const int error = posix_spawn(&child, "/proc/self/exe", &actions, nullptr, words.data(),
+  const int error = posix_spawn(&child, "/proc/self/exe", &actions, &attributes, words.data(),
                                 EnvironmentWithout(without).data());
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   if (error != 0) {
     throw std::system_error(error, std::generic_category(), "Cannot start a child");
@@ -78,10 +84,13 @@ pid_t Spawn(const std::vector<std::string>& arguments, std::array<Pipe, 3>& pipe
   return child;
 }
 
-// Reads until all writers are gone. False if the time is over before.
+// Reads until all writers are gone. False if the time is over before, or a signal is held.
 bool ReadAll(std::array<Pipe, 3>& pipes, std::array<std::string*, 3> texts,
-             Clock::time_point deadline) {
-  std::array<pollfd, 3> waiting{};
+             const HeldSignals& signals, Clock::time_point deadline) {
+  std::array<pollfd, 4> polled{};
+  const std::span<pollfd> waiting = std::span(polled).first(pipes.size());
+  pollfd& arrival = polled.back();
+  arrival = {signals.Arrival(), POLLIN, 0};
   for (std::size_t i = 0; i < pipes.size(); ++i) {
     waiting[i] = {pipes[i].readEnd.get(), POLLIN, 0};
   }
@@ -89,10 +98,10 @@ bool ReadAll(std::array<Pipe, 3>& pipes, std::array<std::string*, 3> texts,
   while (std::any_of(waiting.begin(), waiting.end(), isOpen)) {
     const auto left =
         std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
-    if (left.count() <= 0) {
+    if (left.count() <= 0 || arrival.revents != 0) {
       return false;
     }
-    if (poll(waiting.data(), waiting.size(), static_cast<int>(left.count())) <= 0) {
+    if (poll(polled.data(), polled.size(), static_cast<int>(left.count())) <= 0) {
       continue;
     }
     for (std::size_t i = 0; i < waiting.size(); ++i) {
@@ -122,15 +131,16 @@ std::string ChildResult::Ending() const {
 }
 
 ChildResult RunSelf(const std::vector<std::string>& arguments, std::chrono::milliseconds limit,
-                    const std::vector<std::string>& without) {
+                    const HeldSignals& signals, const std::vector<std::string>& without) {
   std::array<Pipe, 3> pipes{MakePipe(), MakePipe(), MakePipe()};
   const auto deadline = Clock::now() + limit;
-  const pid_t child = Spawn(arguments, pipes, without);
+  const pid_t child = Spawn(arguments, pipes, signals, without);
   for (Pipe& pipe : pipes) {
     pipe.writeEnd = FileDescriptor();
   }
   ChildResult result;
-  result.isLate = !ReadAll(pipes, {&result.output, &result.errors, &result.report}, deadline);
+  result.isLate =
+      !ReadAll(pipes, {&result.output, &result.errors, &result.report}, signals, deadline);
   if (result.isLate) {
     kill(child, SIGKILL);
   }

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "companions/tool/HeldSignals.h"
+
 namespace Ferrolink::Companions::Tool {
 
 /// How a child ended and what it said.
@@ -14,7 +16,7 @@ struct ChildResult {
   std::string report;   ///< what it wrote to descriptor kReportDescriptor
   int exitCode = -1;    ///< -1 unless it exited
   int signal = 0;       ///< that ended it
-  bool isLate = false;  ///< it was killed after the time limit
+  bool isLate = false;  ///< it was killed after the time limit, or for a held signal
 
   /// "exit code 1", "signal 6 (Aborted)", "no end within 60 s".
   [[nodiscard]] std::string Ending() const;
@@ -24,10 +26,11 @@ struct ChildResult {
 inline constexpr int kReportDescriptor = 3;
 
 /// Runs this program with these arguments and the environment of this process, without standard
-/// input. Text beyond a MiB is dropped. `without` names variables that the child does not get.
+/// input. Text beyond a MiB is dropped. A held signal ends the child at once; it stays held.
+/// `without` names variables that the child does not get.
 /// Errors: std::system_error.
 ChildResult RunSelf(const std::vector<std::string>& arguments, std::chrono::milliseconds limit,
-                    const std::vector<std::string>& without = {});
+                    const HeldSignals& signals, const std::vector<std::string>& without = {});
 
 }  // namespace Ferrolink::Companions::Tool
 

@@ -33,7 +33,9 @@ void PrintPage(const ErrorPage& page) {
   const std::string heading =
       page.code.empty() ? page.title : page.prefix + ": Exception code " + page.code;
   std::printf("%s\n", Styled(STDOUT_FILENO, Style::Heading, heading).c_str());
-  PrintPart("meaning", page.title);
+  if (!page.code.empty()) {
+    PrintPart("meaning", page.title);
+  }
   PrintPart("text", page.text);
   PrintPart("cause", page.cause);
   PrintPart("check", page.check);
@@ -67,7 +69,8 @@ void Explain(const std::vector<std::string>& words) {
     throw Failure(
         "No error is known by '" + Shown(query) +
         "'. Give a code (JVM Launcher 016, or 16), the text of an error, or words of it. For what "
-        "is no text of an error look in docs/symptoms.md, and run ferrolink doctor.");
+        "is no text of an error look in the page symptoms.md of the documentation, and run "
+        "ferrolink doctor.");
   }
   if (pages.size() <= kMostInFull) {
     for (std::size_t i = 0; i < pages.size(); ++i) {

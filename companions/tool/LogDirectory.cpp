@@ -13,7 +13,8 @@ namespace fs = std::filesystem;
 
 LogDirectory::LogDirectory() {
   std::error_code unknown;
-  std::string path = (fs::temp_directory_path(unknown) / "ferrolink-XXXXXX").string();
+  const fs::path parent = fs::temp_directory_path(unknown);
+  std::string path = ((unknown ? fs::path("/tmp") : parent) / "ferrolink-XXXXXX").string();
   if (mkdtemp(path.data()) != nullptr) {
     m_path = path;
   }

@@ -33,9 +33,10 @@ json ParseReport(const std::string& text) {
 
 std::vector<CandidateResult> TryToOpen(const std::vector<fs::path>& files) {
   std::vector<CandidateResult> results;
+  const HeldSignals signals;
   // A child of its own for each: an opened library stays, and changes what the next one finds.
   for (const fs::path& file : files) {
-    const ChildResult child = RunSelf({"trial-open", file.string()}, kOpenLimit);
+    const ChildResult child = RunSelf({"trial-open", file.string()}, kOpenLimit, signals);
     const json report = ParseReport(child.report);
     CandidateResult result{file, report.value("reason", ""), report.value("isJvm", false)};
     if (!report.contains("reason")) {
@@ -47,6 +48,7 @@ std::vector<CandidateResult> TryToOpen(const std::vector<fs::path>& files) {
 }
 
 TrialResult TryToStart(const TrialSettings& settings) {
+  const HeldSignals signals;  // before the log, which is removed whatever arrives
   const Progress progress("Starting a JVM");
   const LogDirectory log;
   const json request = {
@@ -56,7 +58,7 @@ TrialResult TryToStart(const TrialSettings& settings) {
   TrialResult result;
   result.child =
       RunSelf({"trial-start", request.dump(-1, ' ', false, json::error_handler_t::replace)},
-              settings.limit, {"FERROLINK_DEBUG_MODE", "FERROLINK_LOGGING_LEVEL"});
+              settings.limit, signals, {"FERROLINK_DEBUG_MODE", "FERROLINK_LOGGING_LEVEL"});
   const json report = ParseReport(result.child.report);
   result.started = report.value("started", false);
   result.earlyJvms = report.value("earlyJvms", std::vector<std::string>());

@@ -1,5 +1,7 @@
 // The side of a trial that may crash: it runs in a process of its own.
 #include <dlfcn.h>
+#include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,6 +26,16 @@ namespace Ferrolink::Companions::Tool {
 namespace {
 
 using nlohmann::json;
+
+// The kernel ends this process with the one that runs it, whatever ends that one.
+void EndWithParent() {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // It may have ended before. Its process number is unknown here, but it alone reads the report.
+  pollfd report{kReportDescriptor, 0, 0};
+  if (poll(&report, 1, 0) > 0 && (report.revents & POLLERR) != 0) {
+    _exit(1);
+  }
+}
 
 // A process that is expected to crash leaves no image of its memory in the user's directory.
 void LeaveNoCore() {
@@ -170,6 +182,7 @@ void Start(const json& request, json& report) {
 }  // namespace
 
 int RunOpenTrial(const std::string& file) {
+  EndWithParent();
   LeaveNoCore();
   json report = {{"reason", ""}, {"isJvm", false}};
   struct stat status {};
@@ -187,6 +200,7 @@ int RunOpenTrial(const std::string& file) {
 }
 
 int RunStartTrial(const std::string& settings) {
+  EndWithParent();
   LeaveNoCore();
   json report = json::object();
   int exitCode = 0;

@@ -4,10 +4,9 @@ import os
 import pathlib
 import re
 import shlex
-import signal
-import socket
 import subprocess
 
+import endings
 import endpoints
 
 ESCAPE = "\x1b"
@@ -56,14 +55,16 @@ def explain_text(machine, _):
            "JVM Launcher: Exception code 001", "executed  no")
     assert "`" not in machine.run("explain", "JVM Launcher 001").stdout, "Markdown"
     expect(machine.run("explain", "jni_enomem"), 0, "Exception code 014")
-    expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known", "symptoms.md",
-           "ferrolink doctor")
+    expect(machine.run("explain", "no", "such", "words", "xyzzy"), 1, "No error is known",
+           "the page symptoms.md of the documentation", "ferrolink doctor")
 
 
 def explain_text_without_a_code(machine, _):
     """Pasted whole, or in parts. A text that has a code as well is explained by the code."""
     expect(machine.run("explain", "Unknown handler 'word-cuont'. Known handlers: digest, echo."), 0,
            "Unknown handler '<name>'", "Load the archive", "executed  no:")
+    same(machine.run("explain", "Unknown handler 'x'").stdout.count("meaning"), 0)  # the heading says it
+    same(machine.run("explain", "JVM Launcher 001").stdout.count("meaning"), 1)
     expect(machine.run("explain", "what():  Message byte array length is less than 11"), 0, "11 bytes")
     expect(machine.run("explain", "SendCommand function not found in Utils library"), 0, "Reinstall")
     expect(machine.run("explain", "JSON text: /loggingLevel: unknown key; allowed are x"), 0, "docs/configuration.md")
@@ -171,23 +172,6 @@ def call_without_a_jvm(machine, _):
             same(sorted(machine.place.rglob("*")), before)
 
 
-def call_ended_by_a_signal(machine, _):
-    """A signal that ends the tool ends the call, and the tool ends by it."""
-    machine.variables["TMPDIR"] = str(machine.place)
-    before = sorted(machine.place.rglob("*"))
-    with socket.create_server(("127.0.0.1", 0)) as silent:
-        with subprocess.Popen([machine.build / "bin/ferrolink", "call", "--runtime", "cpp", "--at",
-                               f"tcp://127.0.0.1:{silent.getsockname()[1]}", "x", ""], env=machine.variables,
-                              cwd=machine.current) as process:
-            with silent.accept()[0] as connection:
-                process.terminate()
-                process.wait()
-                while connection.recv(4096):  # to the end: nobody holds the other side any more
-                    pass
-    same(process.returncode, -signal.SIGTERM)
-    same(sorted(machine.place.rglob("*")), before)
-
-
 def call_a_server(machine, server):
     with server("--plug-in", os.environ["TOOL_TEST_PLUG_IN"]) as port:
         for host in ("127.0.0.1", "localhost"):
@@ -204,16 +188,21 @@ def call_a_server_with_configuration(machine, server):
     file = machine.place / "program.json"
     tls = ["--tls-certificate", certificate, "--tls-key", key]
     with server("--plug-in", os.environ["TOOL_TEST_PLUG_IN"], *tls) as port:
-        arguments = ["call", "--runtime", "cpp", "--at", f"tls://localhost:{port}", "--config", str(file),
-                     "plug-in upper", "abc"]
-        endpoint = {"connect": [f"localhost:{port}"], "authorities": "server.pem", "callTimeoutMs": 60000}
+        arguments = lambda at: ["call", "--runtime", "cpp", "--at", f"tls://{at}", "--config", str(file),
+                                "plug-in upper", "abc"]
+        both = [f"localhost:{port}", f"127.0.0.1:{port}"]
+        endpoint = {"connect": both, "authorities": "server.pem", "callTimeoutMs": 60000}
         for name, expected in (("orders.example", (0, "ABC", "")), ("other.example", (1, "", "hostname mismatch"))):
             file.write_text(json.dumps({"endpoints": {"10.0.0.1:1": {**endpoint, "name": name}}}))
-            done = machine.run(*arguments)
-            same((done.returncode, done.stdout), expected[:2])
-            assert expected[2] in done.stderr, done.stderr
+            for at in both:
+                done = machine.run(*arguments(at))
+                same((at, done.returncode, done.stdout), (at, *expected[:2]))
+                assert expected[2] in done.stderr, done.stderr
+        # The endpoint that has the address as its key comes first, and may connect elsewhere.
+        file.write_text(json.dumps({"endpoints": {"127.0.0.1:1": {**endpoint, "name": "orders.example"}}}))
+        same(machine.run(*arguments("127.0.0.1:1")).stdout, "ABC")
         file.write_text('{"endpoints": {"10.0.0.1:1": {"poolSize": -1}}}')
-        expect(machine.run(*arguments), 1, "program.json: /endpoints/10.0.0.1:1/poolSize: expected an integer 0 to")
+        expect(machine.run(*arguments(both[0])), 1, "program.json: /endpoints/10.0.0.1:1/poolSize: expected an integer 0 to")
 
 
 def run(machine, _):
@@ -336,6 +325,6 @@ def completion(machine, _):
 CASES = {case.__name__: case for case in (
     version, wrong_usage, not_possible, explain_code, explain_text, explain_text_without_a_code,
     colour_on_a_terminal_only, explain_without_anything, info, info_shows_the_logging_level_that_counts, java_is_found,
-    call, call_a_plug_in, call_without_a_jvm, call_ended_by_a_signal, call_a_server, call_a_server_with_configuration,
-    run, run_replaces_empty_variables, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
+    call, call_a_plug_in, call_without_a_jvm, *endings.CASES, call_a_server, call_a_server_with_configuration, run,
+    run_replaces_empty_variables, run_with_class_path, run_with_opened_jvm, bench, doctor_as_text,
     doctor_says_which_java, doctor_leaves_nothing, manual_lists_all_options, completion)}
