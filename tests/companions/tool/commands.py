@@ -67,7 +67,7 @@ def explain_text_without_a_code(machine, _):
     same(machine.run("explain", "JVM Launcher 001").stdout.count("meaning"), 1)
     expect(machine.run("explain", "what():  Message byte array length is less than 11"), 0, "11 bytes")
     expect(machine.run("explain", "SendCommand function not found in Utils library"), 0, "Reinstall")
-    expect(machine.run("explain", "JSON text: /loggingLevel: unknown key; allowed are x"), 0, "docs/configuration.md")
+    expect(machine.run("explain", "JSON text: /loggingLevel: unknown key; allowed are x"), 0, "page configuration.md")
     expect(machine.run("explain", "unknown", "handler"), 0, "Unknown handler")
     done = machine.run("explain", "JVM Launcher: Exception code 018. std::bad_alloc")
     expect(done, 0, "Exception code 018")
