@@ -199,10 +199,31 @@ std::size_t ServerProcess::EntriesOf(const std::string& directory) const {
   return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
 }
 
-// The server greets after it has printed its address.
+// The server greets after it has printed its address. A running thread may own descriptors for a
+// moment: UndefinedBehaviorSanitizer makes a pipe to check an address.
 std::size_t ServerProcess::DescriptorsAtRest() const {
   const RawSocket client = GreetedClient();
-  return Descriptors() - 1;
+  std::size_t count = 0;
+  Await(
+      [&] {
+        const bool waitedBefore = AllThreadsWait();
+        count = Descriptors();
+        return waitedBefore && AllThreadsWait();
+      },
+      "rest");
+  return count - 1;
+}
+
+bool ServerProcess::AllThreadsWait() const {
+  const std::filesystem::directory_iterator tasks("/proc/" + std::to_string(m_child) + "/task");
+  return std::all_of(begin(tasks), end(tasks), [](const auto& task) {
+    std::ifstream file(task.path() / "stat");
+    std::string line;
+    std::getline(file, line);
+    // "TID (name) STATE ...". The name may contain parentheses.
+    const std::size_t end = line.rfind(") ");
+    return end != std::string::npos && line[end + 2] == 'S';
+  });
 }
 
 void ServerProcess::AwaitDescriptors(std::size_t count) const {

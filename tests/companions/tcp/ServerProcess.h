@@ -56,7 +56,8 @@ class ServerProcess {
 
   /// The number of its open descriptors, and of its threads.
   [[nodiscard]] std::size_t Descriptors() const { return EntriesOf("fd"); }
-  /// Without the descriptors for announcing its address, which it may not have closed yet.
+  /// Once all its threads wait: without those for announcing its address and other short-lived
+  /// ones.
   [[nodiscard]] std::size_t DescriptorsAtRest() const;
   [[nodiscard]] std::size_t Threads() const { return EntriesOf("task"); }
   /// Wait until it has exactly that many, or at most that much resident memory. Throw after a
@@ -75,6 +76,7 @@ class ServerProcess {
   FileDescriptor PipeForErrors(bool isFull);
   void AwaitListening();
   void Await(const std::function<bool()>& isThere, const std::string& what) const;
+  [[nodiscard]] bool AllThreadsWait() const;
   [[nodiscard]] std::size_t EntriesOf(const std::string& directory) const;
   std::string ReadLine();
 
