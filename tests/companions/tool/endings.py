@@ -2,6 +2,7 @@
 import contextlib
 import os
 import pathlib
+import re
 import signal
 import socket
 import subprocess
@@ -72,6 +73,30 @@ def call_ended_after_a_signal(machine, _):
             assert ends(connection)
 
 
+def ignores(status, number):
+    """Whether the process of that /proc/PID/status ignores a signal."""
+    mask = re.search(r"^SigIgn:\s*([0-9a-f]+)$", status, re.M)[1]
+    return int(mask, 16) >> (number - 1) & 1 == 1
+
+
+def ignored_ends_of_children(machine, _):
+    """Who ignores SIGCHLD passes that on to the program of run and to the call. The tool waits for its own children."""
+    for ignored in ((), (signal.SIGCHLD,)):
+        with with_java_at_a_stop(machine, "call", "echo", "x", ignored=ignored) as (process, _):
+            child = pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/children").read_text().strip()
+            status = pathlib.Path(f"/proc/{child}/status").read_text()
+            same(("call", ignored, ignores(status, signal.SIGCHLD)), ("call", ignored, bool(ignored)))
+            os.kill(int(child), signal.SIGKILL)
+            errors = process.communicate()[1]
+            same(process.returncode, 1)
+            assert "ended its process: signal 9 (Killed)" in errors, errors
+        machine.before = [lambda: [signal.signal(number, signal.SIG_IGN) for number in ignored]]
+        status = machine.run("run", "--", "cat", "/proc/self/status").stdout
+        same(("run", ignored, ignores(status, signal.SIGCHLD)), ("run", ignored, bool(ignored)))
+    same(machine.run("call", "echo", "hello").stdout, "hello")
+    same(machine.examine(), (0, []))
+
+
 def call_without_a_reader(machine, _):
     """An answer that nobody reads is an error that says so, in each runtime."""
     plug_in = ["--plug-in", os.environ["TOOL_TEST_PLUG_IN"], "plug-in upper"]
@@ -99,4 +124,5 @@ def trial_ended_by_a_signal(machine, _):
                 same(sorted(machine.place.rglob("*")), before)
 
 
-CASES = (call_ended_by_a_signal, call_ended_after_a_signal, call_without_a_reader, trial_ended_by_a_signal)
+CASES = (call_ended_by_a_signal, call_ended_after_a_signal, ignored_ends_of_children, call_without_a_reader,
+         trial_ended_by_a_signal)
