@@ -124,5 +124,36 @@ def trial_ended_by_a_signal(machine, _):
                 same(sorted(machine.place.rglob("*")), before)
 
 
+@contextlib.contextmanager
+def with_doctor_at_a_library(machine, *arguments):
+    """A doctor that opens a library without end, and its terminal."""
+    pipe = machine.place / "libnix.so.3"
+    os.mkfifo(pipe)
+    ours, terminal = os.openpty()
+    with subprocess.Popen([machine.build / "bin/ferrolink", "doctor", "--no-start", *arguments], stderr=terminal,
+                          env=machine.variables, cwd=machine.current, stdout=subprocess.DEVNULL) as process:
+        os.close(terminal)
+        with open(pipe, "wb"):  # waits for the loader, which then reads
+            yield process, ours
+        process.kill()
+    os.close(ours)
+    pipe.unlink()
+
+
+def doctor_shows_what_it_opens(machine, _):
+    """What takes longer than a second is named on a terminal, but not with --json."""
+    library = (machine.build / machine.library("libFerrolinkTcpTlsClient.so")).read_bytes()
+    home = machine.java_home(library.replace(b"libssl.so.3\0", b"libnix.so.3\0"))
+    machine.variables.update(JAVA_HOME=home, LD_LIBRARY_PATH=str(machine.place))
+    with with_doctor_at_a_library(machine) as (_, terminal):
+        wanted, shown = f"Opening {home}/lib/server/libjvm.so ...", ""
+        with contextlib.suppress(OSError):  # the doctor has ended
+            while wanted not in shown:
+                shown += os.read(terminal, 4096).decode()
+        assert wanted in shown, f"no '{wanted}' in: {shown}"
+    with with_doctor_at_a_library(machine, "--json") as (process, _):
+        same(os.listdir(f"/proc/{process.pid}/task"), [str(process.pid)])  # no thread waits for the second
+
+
 CASES = (call_ended_by_a_signal, call_ended_after_a_signal, ignored_ends_of_children, call_without_a_reader,
-         trial_ended_by_a_signal)
+         trial_ended_by_a_signal, doctor_shows_what_it_opens)
