@@ -103,6 +103,12 @@ foreach(_pom_version "${PROJECT_VERSION}" debian)
 endforeach()
 install(FILES "${_files}/${_archive}-sources.jar" "${_files}/${_archive}-javadoc.jar"
   DESTINATION ${_maven}/${PROJECT_VERSION} ${_java_component})
+# Beside each name of the archive, where development environments look.
+foreach(_beside -sources.jar -javadoc.jar .pom)
+  ferrolink_link(libferrolink-java share/java ${_archive}${_beside}
+    ../maven-repo/com/ferrolink/ferrolink/${PROJECT_VERSION}/${_archive}${_beside})
+  ferrolink_link(libferrolink-java share/java ferrolink${_beside} ${_archive}${_beside})
+endforeach()
 
 foreach(_package IN LISTS _packages)
   install(FILES packaging/debian/copyright "${_files}/changelog.Debian.gz"

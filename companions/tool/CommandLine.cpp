@@ -11,6 +11,7 @@
 #include "companions/tool/Commands.h"
 #include "companions/tool/Failure.h"
 #include "companions/tool/Options.h"
+#include "companions/tool/Terminal.h"
 #include "companions/tool/Trial.h"
 #include "companions/tool/doctor/Doctor.h"
 #include "ferrolink/JavaHomes.h"
@@ -97,6 +98,9 @@ class CommandLine {
       if (!m_controlGroups.empty()) {
         m_case.controlGroups = m_controlGroups;
       }
+      if (m_json) {
+        Progress::Silence();
+      }
       m_exitCode = PrintExamination(Examine(m_case), m_json);
     });
   }
@@ -107,7 +111,12 @@ class CommandLine {
     command->add_flag("--json", m_info.json, "print JSON");
     command->add_option("--config", m_info.configuration, kConfigurationHelp);
     command->add_option("--class-path", m_info.classPath, kClassPathHelp);
-    command->callback([this] { Info(m_info); });
+    command->callback([this] {
+      if (m_info.json) {
+        Progress::Silence();
+      }
+      Info(m_info);
+    });
   }
 
   void AddRun() {

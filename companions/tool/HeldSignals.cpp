@@ -13,7 +13,10 @@ bool IsIgnored(int number) {
 }  // namespace
 
 HeldSignals::HeldSignals() {
-  std::signal(SIGCHLD, SIG_DFL);  // an ignored one would take the child's status away
+  // An ignored one would take the child's status away.
+  struct sigaction usual {};
+  usual.sa_handler = SIG_DFL;
+  sigaction(SIGCHLD, &usual, &m_endOfChild);
   sigemptyset(&m_held);
   for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGTERM}) {
     // A blocked signal would be kept although it is ignored.
@@ -24,6 +27,11 @@ HeldSignals::HeldSignals() {
   m_arrival = FileDescriptor(signalfd(-1, &m_held, SFD_CLOEXEC));
   sigaddset(&m_held, SIGCHLD);
   sigprocmask(SIG_BLOCK, &m_held, &m_before);
+}
+
+void HeldSignals::Release() const {
+  sigaction(SIGCHLD, &m_endOfChild, nullptr);  // first: one that is ignored is then dropped
+  sigprocmask(SIG_SETMASK, &m_before, nullptr);
 }
 
 int HeldSignals::Wait() const {

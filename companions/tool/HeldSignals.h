@@ -9,7 +9,9 @@ namespace Ferrolink::Companions::Tool {
 
 /// Holds the signals that ask this process to end, and SIGCHLD, while it waits for a child. Those
 /// that arrive and are not taken take effect at the release. A signal that this process ignores is
-/// not held. Thread rule: threads that exist already are not held back; make it before them.
+/// not held, except SIGCHLD, which has its default action until the release. A fork that releases
+/// has the action and the mask of before; a child by posix_spawn gets the default action. Thread
+/// rule: threads that exist already are not held back; make it before them.
 class HeldSignals {
  public:
   HeldSignals();
@@ -17,7 +19,8 @@ class HeldSignals {
   HeldSignals& operator=(const HeldSignals&) = delete;
   ~HeldSignals() { Release(); }
 
-  void Release() const { sigprocmask(SIG_SETMASK, &m_before, nullptr); }
+  /// Idempotent.
+  void Release() const;
 
   /// Waits for a signal and takes it.
   [[nodiscard]] int Wait() const;
@@ -32,6 +35,7 @@ class HeldSignals {
  private:
   sigset_t m_held{};
   sigset_t m_before{};
+  struct sigaction m_endOfChild {};  // of before
   FileDescriptor m_arrival;
 };
 

@@ -59,9 +59,16 @@ void AddJvmOption(const std::string& option, JvmOptionPlace place) {
 }
 
 std::vector<std::string> JvmOptions() {
+  std::vector<std::string> options = JvmOptionsOf(kVariable);
+  for (std::string& option : JvmOptionsOf("_JAVA_OPTIONS")) {
+    options.push_back(std::move(option));
+  }
+  return options;
+}
+
+std::vector<std::string> JvmOptionsOf(const std::string& variable) {
   std::vector<std::string> options;
-  Split(Host::detail::Variable(kVariable), options);
-  Split(Host::detail::Variable("_JAVA_OPTIONS"), options);
+  Split(Host::detail::Variable(variable.c_str()), options);
   return options;
 }
 

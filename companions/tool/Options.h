@@ -17,6 +17,9 @@ void AddJvmOption(const std::string& option, JvmOptionPlace place = JvmOptionPla
 /// Quotes are removed as the JVM does.
 std::vector<std::string> JvmOptions();
 
+/// Those of one of these variables.
+std::vector<std::string> JvmOptionsOf(const std::string& variable);
+
 /// Whether a JVM would get an option that begins with this text.
 bool HasJvmOption(const std::string& beginning);
 

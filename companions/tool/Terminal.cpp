@@ -12,6 +12,8 @@
 namespace Ferrolink::Companions::Tool {
 namespace {
 
+bool isSilent = false;  // not guarded: written before there are threads
+
 bool HasColour(int descriptor) {
   const char* refused = std::getenv("NO_COLOR");
   const char* kind = std::getenv("TERM");
@@ -88,8 +90,12 @@ std::string Shown(std::string_view text) {
   return shown;
 }
 
+void Progress::Silence() {
+  isSilent = true;
+}
+
 Progress::Progress(std::string text) {
-  if (isatty(STDERR_FILENO) != 0) {
+  if (!isSilent && isatty(STDERR_FILENO) != 0) {
     m_thread = std::thread([this, said = std::move(text)] { Run(said); });
   }
 }

@@ -22,9 +22,13 @@ std::string Wrapped(std::string_view text, std::size_t indent, std::size_t width
 /// -Dstore.password=secret, by ***. Bytes that are no printable text are escaped.
 std::string Shown(std::string_view text);
 
-/// Says on a terminal what takes longer than a second, while this object lives.
+/// Says on a terminal, on standard error, what takes longer than a second, while this object lives.
 class Progress {
  public:
+  /// Says nothing from now on in this process, for output that programs read. Thread rule: the
+  /// process must have one thread.
+  static void Silence();
+
   explicit Progress(std::string text);
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;

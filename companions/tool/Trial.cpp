@@ -36,6 +36,7 @@ std::vector<CandidateResult> TryToOpen(const std::vector<fs::path>& files) {
   const HeldSignals signals;
   // A child of its own for each: an opened library stays, and changes what the next one finds.
   for (const fs::path& file : files) {
+    const Progress progress("Opening " + Shown(file.string()));
     const ChildResult child = RunSelf({"trial-open", file.string()}, kOpenLimit, signals);
     const json report = ParseReport(child.report);
     CandidateResult result{file, report.value("reason", ""), report.value("isJvm", false)};

@@ -1,4 +1,5 @@
 // The libraries of the installation, and who may replace them.
+#include <grp.h>
 #include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <vector>
@@ -129,9 +131,41 @@ void CheckLibrary(const fs::path& file, Findings& findings) {
   CheckContents(file, facts, findings);
 }
 
+// The group that a user has from the start; none if it is unknown.
+std::optional<gid_t> PrimaryGroup(uid_t user) {
+  if (const passwd* entry = getpwuid(user); entry != nullptr) {
+    return entry->pw_gid;
+  }
+  return user == geteuid() ? std::optional(getegid()) : std::nullopt;
+}
+
+bool HasOtherMember(gid_t group, uid_t user) {
+  if (const struct group* entry = getgrgid(group); entry != nullptr) {
+    for (char** name = entry->gr_mem; *name != nullptr; ++name) {
+      const passwd* member = getpwnam(*name);
+      if (member == nullptr || (member->pw_uid != user && member->pw_uid != 0)) {
+        return true;
+      }
+    }
+  }
+  bool found = false;
+  setpwent();
+  for (const passwd* one = getpwent(); one != nullptr && !found; one = getpwent()) {
+    found = one->pw_gid == group && one->pw_uid != user && one->pw_uid != 0;
+  }
+  endpwent();
+  return found;
+}
+
+// Whether a group is the private one of a user, as on machines where files are made with umask 002.
+bool IsPrivateGroup(gid_t group, uid_t user) {
+  return PrimaryGroup(user) == group && !HasOtherMember(group, user);
+}
+
 // Places that somebody may change besides the superuser and the user who runs them.
 struct Exposed {
   std::map<fs::path, std::string> toOwner;  // and who that is
+  std::map<fs::path, std::string> toGroup;  // and its name
   std::set<fs::path> toAll;
 
   void Note(const fs::path& place) {
@@ -143,9 +177,17 @@ struct Exposed {
       const passwd* owner = getpwuid(status.st_uid);
       toOwner[place] = owner != nullptr ? owner->pw_name : std::to_string(status.st_uid);
     }
-    // In sticky directories nobody may replace the files of others.
-    if ((status.st_mode & S_IWOTH) != 0 && (status.st_mode & S_ISVTX) == 0) {
+    if ((status.st_mode & S_ISVTX) != 0) {
+      return;  // in sticky directories nobody may replace the files of others
+    }
+    if ((status.st_mode & S_IWOTH) != 0) {
       toAll.insert(place);
+    }
+    if ((status.st_mode & S_IWGRP) != 0 && status.st_gid != 0 &&
+        !IsPrivateGroup(status.st_gid, status.st_uid) &&
+        !IsPrivateGroup(status.st_gid, geteuid())) {
+      const group* known = getgrgid(status.st_gid);
+      toGroup[place] = known != nullptr ? known->gr_name : std::to_string(status.st_gid);
     }
   }
 
@@ -230,6 +272,12 @@ void CheckSiblings(const Machine& machine, Findings& findings) {
     findings.Add({"sibling-writable", "Every user may replace what this installation runs.",
                   place.string() + " may be written to by others",
                   "chmod o-w " + place.string() + ", and check that nobody has replaced anything.",
+                  ""});
+  }
+  for (const auto& [place, group] : exposed.toGroup) {
+    findings.Add({"sibling-writable", "Members of a group may replace what this installation runs.",
+                  place.string() + " may be written to by the group " + group,
+                  "chmod g-w " + place.string() + ", and check that nobody has replaced anything.",
                   ""});
   }
   for (const auto& [place, owner] : exposed.toOwner) {

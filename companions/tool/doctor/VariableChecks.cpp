@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <string_view>
 
 #include "companions/configs/Configuration.h"
@@ -115,6 +116,69 @@ void CheckClientVariables(Findings& findings) {
   }
 }
 
+// The settings in an option that loads the debugger's agent; none if it does not.
+std::optional<std::string> SettingsOfDebugAgent(const std::string& option) {
+  constexpr std::string_view kPath = "-agentpath:";
+  for (const std::string_view start : {"-agentlib:jdwp", "-Xrunjdwp"}) {
+    const std::string_view rest =
+        std::string_view(option).substr(std::min(start.size(), option.size()));
+    if (option.starts_with(start) && (rest.empty() || rest[0] == '=' || rest[0] == ':')) {
+      return std::string(rest.substr(rest.empty() ? 0 : 1));
+    }
+  }
+  const std::size_t end = std::min(option.find('='), option.size());
+  if (option.starts_with(kPath) && option.substr(0, end).ends_with("/libjdwp.so")) {
+    return option.substr(std::min(end + 1, option.size()));
+  }
+  return std::nullopt;
+}
+
+// The value of a name in name=value,name=value; of two the last one.
+std::string SettingOf(const std::string& settings, std::string_view name) {
+  std::string value;
+  for (std::size_t begin = 0; begin < settings.size();) {
+    const std::size_t end = std::min(settings.find(',', begin), settings.size());
+    const std::string one = settings.substr(begin, end - begin);
+    if (one.starts_with(name) && one.size() > name.size() && one[name.size()] == '=') {
+      value = one.substr(name.size() + 1);
+    }
+    begin = end + 1;
+  }
+  return value;
+}
+
+bool IsOfAllAddresses(const std::string& address, int javaFeature) {
+  if (address.find(':') == std::string::npos) {
+    return javaFeature == 8;  // later ones take a port alone for one of this machine only
+  }
+  const std::string host = address.substr(0, address.rfind(':'));
+  constexpr std::array<std::string_view, 4> kAll = {"*", "0.0.0.0", "[::]", "::"};
+  return std::find(kAll.begin(), kAll.end(), host) != kAll.end();
+}
+
+void AddDebugAgent(const std::string& variable, const std::string& option,
+                   const std::string& settings, int javaFeature, Findings& findings) {
+  // What the agent does unless told otherwise: it connects to a debugger, and waits.
+  const bool listens = SettingOf(settings, "server") == "y";
+  const bool waits = SettingOf(settings, "suspend") != "n";
+  std::string text = "A debugger's agent is in the options of the JVM: ";
+  if (!listens) {
+    text += "the JVM connects to a debugger when it starts, which then runs code in the program.";
+  } else if (IsOfAllAddresses(SettingOf(settings, "address"), javaFeature)) {
+    text +=
+        "it listens on all addresses of this machine, and whoever reaches its port runs code in "
+        "the program, without authentication.";
+  } else {
+    text += "whoever connects to its port runs code in the program, without authentication.";
+  }
+  if (listens && waits) {
+    text += " The JVM waits for a debugger before it starts.";
+  }
+  findings.Add({"debug-agent-on", text, variable + " has " + option,
+                "Remove the option from " + variable + ", except while you debug.", "",
+                listens && waits});
+}
+
 }  // namespace
 
 void CheckVariables(const Machine& machine, Findings& findings) {
@@ -125,7 +189,14 @@ void CheckVariables(const Machine& machine, Findings& findings) {
   CheckClientVariables(findings);
 }
 
-void CheckDebugMode(const Machine& /*machine*/, Findings& findings) {
+void CheckDebugMode(const Machine& machine, Findings& findings) {
+  for (const char* variable : {"JAVA_TOOL_OPTIONS", "_JAVA_OPTIONS"}) {
+    for (const std::string& option : JvmOptionsOf(variable)) {
+      if (const auto settings = SettingsOfDebugAgent(option)) {
+        AddDebugAgent(variable, option, *settings, machine.JavaFeature(), findings);
+      }
+    }
+  }
   if (LowerCase(Variable("FERROLINK_DEBUG_MODE")) == "true") {
     findings.Add(
         {"debug-mode-on",

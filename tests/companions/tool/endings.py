@@ -2,6 +2,7 @@
 import contextlib
 import os
 import pathlib
+import re
 import signal
 import socket
 import subprocess
@@ -72,6 +73,30 @@ def call_ended_after_a_signal(machine, _):
             assert ends(connection)
 
 
+def ignores(status, number):
+    """Whether the process of that /proc/PID/status ignores a signal."""
+    mask = re.search(r"^SigIgn:\s*([0-9a-f]+)$", status, re.M)[1]
+    return int(mask, 16) >> (number - 1) & 1 == 1
+
+
+def ignored_ends_of_children(machine, _):
+    """Who ignores SIGCHLD passes that on to the program of run and to the call. The tool waits for its own children."""
+    for ignored in ((), (signal.SIGCHLD,)):
+        with with_java_at_a_stop(machine, "call", "echo", "x", ignored=ignored) as (process, _):
+            child = pathlib.Path(f"/proc/{process.pid}/task/{process.pid}/children").read_text().strip()
+            status = pathlib.Path(f"/proc/{child}/status").read_text()
+            same(("call", ignored, ignores(status, signal.SIGCHLD)), ("call", ignored, bool(ignored)))
+            os.kill(int(child), signal.SIGKILL)
+            errors = process.communicate()[1]
+            same(process.returncode, 1)
+            assert "ended its process: signal 9 (Killed)" in errors, errors
+        machine.before = [lambda: [signal.signal(number, signal.SIG_IGN) for number in ignored]]
+        status = machine.run("run", "--", "cat", "/proc/self/status").stdout
+        same(("run", ignored, ignores(status, signal.SIGCHLD)), ("run", ignored, bool(ignored)))
+    same(machine.run("call", "echo", "hello").stdout, "hello")
+    same(machine.examine(), (0, []))
+
+
 def call_without_a_reader(machine, _):
     """An answer that nobody reads is an error that says so, in each runtime."""
     plug_in = ["--plug-in", os.environ["TOOL_TEST_PLUG_IN"], "plug-in upper"]
@@ -99,4 +124,36 @@ def trial_ended_by_a_signal(machine, _):
                 same(sorted(machine.place.rglob("*")), before)
 
 
-CASES = (call_ended_by_a_signal, call_ended_after_a_signal, call_without_a_reader, trial_ended_by_a_signal)
+@contextlib.contextmanager
+def with_doctor_at_a_library(machine, *arguments):
+    """A doctor that opens a library without end, and its terminal."""
+    pipe = machine.place / "libnix.so.3"
+    os.mkfifo(pipe)
+    ours, terminal = os.openpty()
+    with subprocess.Popen([machine.build / "bin/ferrolink", "doctor", "--no-start", *arguments], stderr=terminal,
+                          env=machine.variables, cwd=machine.current, stdout=subprocess.DEVNULL) as process:
+        os.close(terminal)
+        with open(pipe, "wb"):  # waits for the loader, which then reads
+            yield process, ours
+        process.kill()
+    os.close(ours)
+    pipe.unlink()
+
+
+def doctor_shows_what_it_opens(machine, _):
+    """What takes longer than a second is named on a terminal, but not with --json."""
+    library = (machine.build / machine.library("libFerrolinkTcpTlsClient.so")).read_bytes()
+    home = machine.java_home(library.replace(b"libssl.so.3\0", b"libnix.so.3\0"))
+    machine.variables.update(JAVA_HOME=home, LD_LIBRARY_PATH=str(machine.place))
+    with with_doctor_at_a_library(machine) as (_, terminal):
+        wanted, shown = f"Opening {home}/lib/server/libjvm.so ...", ""
+        with contextlib.suppress(OSError):  # the doctor has ended
+            while wanted not in shown:
+                shown += os.read(terminal, 4096).decode()
+        assert wanted in shown, f"no '{wanted}' in: {shown}"
+    with with_doctor_at_a_library(machine, "--json") as (process, _):
+        same(os.listdir(f"/proc/{process.pid}/task"), [str(process.pid)])  # no thread waits for the second
+
+
+CASES = (call_ended_by_a_signal, call_ended_after_a_signal, ignored_ends_of_children, call_without_a_reader,
+         trial_ended_by_a_signal, doctor_shows_what_it_opens)

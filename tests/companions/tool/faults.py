@@ -143,7 +143,10 @@ def other_bridge(fakes, has_archive=False, **variables):
 
 
 def waits_for_debugger(machine):
-    machine.variables["JAVA_TOOL_OPTIONS"] = "-agentlib:jdwp=transport=dt_socket,server=y,suspend=y,address=127.0.0.1:0"
+    """The doctor does not see the option, which is in a file of options."""
+    file = machine.place / "jvm.options"
+    file.write_text("-agentlib:jdwp=transport=dt_socket,server=y,suspend=y,address=127.0.0.1:0\n")
+    machine.variables["JAVA_TOOL_OPTIONS"] = f"-XX:VMOptionsFile={file}"
     machine.arguments += ["--start-timeout-ms", "1500"]
 
 
@@ -315,6 +318,9 @@ def common_faults(fakes, asan):
               change(JAVA_TOOL_OPTIONS="-Xshare:off -XX:MaxMetaspaceSize=3m -XX:+CrashOnOutOfMemoryError"),
               "fatal error: OutOfMemory encountered"),
         Fault("a JVM that waits for a debugger", "start-hangs", "suspend=y", waits_for_debugger),
+        Fault("an agent that waits for a debugger", "debug-agent-on", "Remove the option from JAVA_TOOL_OPTIONS",
+              change(JAVA_TOOL_OPTIONS="-agentlib:jdwp=transport=dt_socket,server=y,address=127.0.0.1:0"), "server=y",
+              "waits for a debugger"),
         Fault("the archive is missing", "archive-missing", "Reinstall", own_archive(None)),
         Fault("the archive ends early", "archive-damaged", "Reinstall", own_archive(lambda data: data[:5000])),
         Fault("the archive has a wrong byte", "archive-damaged", "Reinstall", own_archive(flip_in_the_middle)),

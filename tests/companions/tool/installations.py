@@ -1,10 +1,12 @@
 """The faults of the installation's files and of who may replace them; and right files that look odd."""
+import grp
 import os
+import pwd
 import shutil
 import struct
 
 from faults import Fault, sibling
-from machine import ARCHIVE, RECEIVER, STRANGER, elf_header, stranger_may_own
+from machine import ARCHIVE, LIBRARIES, RECEIVER, STRANGER, elf_header, stranger_may_own, stranger_may_run
 
 
 MEMBER = "libFerrolinkJvmRuntimeNative.so"
@@ -38,6 +40,31 @@ def writable_behind_a_link(machine):
 
 def owned_by_a_stranger(machine):
     os.chown(machine.copy_tree() / "Binaries/Jvm", STRANGER, -1)
+
+
+def writable_by_group(place, group, user=0):
+    """A group may write to a place of the installation; the tool runs as that user, with its own group."""
+    def arrange(machine):
+        path = machine.copy_tree() / place
+        if path.is_file():
+            machine.replace(place, path.read_bytes())
+        os.chown(path, -1, group)
+        path.chmod(0o775)
+        machine.arguments.append("--no-start")
+        machine.place.chmod(0o755)
+        os.chown(machine.current, user, -1)
+        machine.before += [lambda: os.setgroups([]), lambda: os.setgid(group if user else 0), lambda: os.setuid(user)]
+    return arrange
+
+
+def user_with_private_group():
+    """A user, not the superuser, whose group has no other members; None if there is none."""
+    users = pwd.getpwall()
+    for user in users:
+        group = [other.pw_name for other in users if other.pw_gid == user.pw_gid]
+        if user.pw_uid != 0 and group == [user.pw_name] and not set(grp.getgrgid(user.pw_gid).gr_mem) - set(group):
+            return user
+    return None
 
 
 def class_without_methods(name):
@@ -77,8 +104,19 @@ def installation_faults():
               other_receiver, "/boot.jar"),
     ]
     if stranger_may_own():
-        faults.append(Fault("the archive's directory is a stranger's", "sibling-writable", "chown root",
-                            owned_by_a_stranger, f"/Binaries/Jvm belongs to {STRANGER}"))
+        utils = f"{LIBRARIES}/libUtils.so"
+        faults += [
+            Fault("the archive's directory is a stranger's", "sibling-writable", "chown root", owned_by_a_stranger,
+                  f"/Binaries/Jvm belongs to {STRANGER}"),
+            Fault("a group may write to the archive's directory", "sibling-writable", "chmod g-w",
+                  writable_by_group("Binaries/Jvm", grp.getgrnam("users").gr_gid),
+                  "/Binaries/Jvm may be written to by the group users", "Members of a group may replace"),
+            Fault("a group without a name may write to a library", "sibling-writable", "/libUtils.so, and",
+                  writable_by_group(utils, STRANGER), f"/libUtils.so may be written to by the group {STRANGER}"),
+        ]
+        if user_with_private_group() is not None:
+            faults.append(Fault("the private group of another user", "sibling-writable", "chmod g-w",
+                                writable_by_group(utils, user_with_private_group().pw_gid)))
     return faults
 
 
@@ -88,4 +126,11 @@ def self_running_archive(machine):
     path.write_bytes(b'#!/bin/sh\nexec java -jar "$0"\n' + path.read_bytes())
 
 
-RIGHT = {"a self-running archive": self_running_archive}
+def right_installations(tool):
+    right = {"a self-running archive": self_running_archive}
+    if stranger_may_own() and stranger_may_run(tool):
+        right["the group of the superuser"] = writable_by_group("Binaries/Jvm", 0)
+        right["the private group of a user without an entry"] = writable_by_group("Binaries/Jvm", STRANGER, STRANGER)
+        if (user := user_with_private_group()) is not None:
+            right[f"the private group of {user.pw_name}"] = writable_by_group("Binaries/Jvm", user.pw_gid, user.pw_uid)
+    return right

@@ -86,7 +86,8 @@ def healthy(given):
         machine.arguments += ["--host-signals", "--config", '{"loggingLevel": "off"}']
         code, findings = machine.examine()
         yield from (f"false with settings: {one}" for one in findings)
-    for name, arrange in {**installations.RIGHT, **settings.right_settings(given.fakes)}.items():
+    right = installations.right_installations(os.path.join(given.build, "bin/ferrolink"))
+    for name, arrange in {**right, **settings.right_settings(given.fakes)}.items():
         with new_machine(given) as machine:
             arrange(machine)
             code, findings = machine.examine()
