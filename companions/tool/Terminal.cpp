@@ -12,7 +12,7 @@
 namespace Ferrolink::Companions::Tool {
 namespace {
 
-bool isSilent = false;  // not guarded: written before there are threads
+bool g_isSilent = false;  // not guarded: written before there are threads
 
 bool HasColour(int descriptor) {
   const char* refused = std::getenv("NO_COLOR");
@@ -91,11 +91,11 @@ std::string Shown(std::string_view text) {
 }
 
 void Progress::Silence() {
-  isSilent = true;
+  g_isSilent = true;
 }
 
 Progress::Progress(std::string text) {
-  if (!isSilent && isatty(STDERR_FILENO) != 0) {
+  if (!g_isSilent && isatty(STDERR_FILENO) != 0) {
     m_thread = std::thread([this, said = std::move(text)] { Run(said); });
   }
 }
