@@ -5,14 +5,15 @@
 # dlclose: until the process ends, role objects and the configuration live, and threads run its code when
 # they end.
 # ferrolink_program(<target>): a program of the installation tree. With FERROLINK_PRECOMPILE, for trees that
-# are built often, it has line numbers only. The libraries have all debugging information: their binary
-# interface is read from it.
+# are built often, its own sources have line numbers only. The libraries have all debugging information:
+# their binary interface is read from it.
 # A shared member has a note with the project's version, which the tool reads.
 #
 # FERROLINK_QUICK_COMPILE, set in a directory: its targets are compiled without optimization and with
 # line numbers only. For test programs: they compile in about a third of the time.
 # FERROLINK_TEST_CODE, set in a directory: its targets are compiled without the checks of each pointer for
-# null and alignment, which take a quarter of the time to compile. The code under test has them.
+# null and alignment, which take a quarter of the time to compile. Directories that test header-only code of
+# ours do without it.
 include(CheckCXXCompilerFlag)
 include(CheckPIESupported)
 check_cxx_compiler_flag(-fno-gnu-unique FERROLINK_HAS_NO_GNU_UNIQUE)

@@ -41,5 +41,5 @@ ferrolink_package_packages=(
   lintian devscripts                    # check the packages; hardening-check
 )
 ferrolink_package_test_packages=(
-  mmdebstrap python3                    # scripts/test-packages: a bare Debian, the links of the installed pages
+  mmdebstrap python3 procps             # scripts/test-packages and test-service: a Debian, links of the pages, ps
 )

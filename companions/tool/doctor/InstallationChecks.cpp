@@ -177,7 +177,7 @@ struct Exposed {
       const passwd* owner = getpwuid(status.st_uid);
       toOwner[place] = owner != nullptr ? owner->pw_name : std::to_string(status.st_uid);
     }
-    if ((status.st_mode & S_ISVTX) != 0) {
+    if (S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0) {
       return;  // in sticky directories nobody may replace the files of others
     }
     if ((status.st_mode & S_IWOTH) != 0) {

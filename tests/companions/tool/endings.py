@@ -1,5 +1,6 @@
 """The cases of runs that end early. Each gets a machine, and a function that runs a server."""
 import contextlib
+import errno
 import os
 import pathlib
 import re
@@ -124,6 +125,17 @@ def trial_ended_by_a_signal(machine, _):
                 same(sorted(machine.place.rglob("*")), before)
 
 
+def opened_once_read(pipe, process):
+    """The writing end of a pipe, once somebody reads. Fails if the process ends before."""
+    while process.poll() is None:
+        try:
+            return os.fdopen(os.open(pipe, os.O_WRONLY | os.O_NONBLOCK), "wb")
+        except OSError as error:
+            assert error.errno == errno.ENXIO, error
+            os.sched_yield()
+    raise AssertionError(f"the doctor ended with {process.returncode} and did not open {pipe}")
+
+
 @contextlib.contextmanager
 def with_doctor_at_a_library(machine, *arguments):
     """A doctor that opens a library without end, and its terminal."""
@@ -133,11 +145,13 @@ def with_doctor_at_a_library(machine, *arguments):
     with subprocess.Popen([machine.build / "bin/ferrolink", "doctor", "--no-start", *arguments], stderr=terminal,
                           env=machine.variables, cwd=machine.current, stdout=subprocess.DEVNULL) as process:
         os.close(terminal)
-        with open(pipe, "wb"):  # waits for the loader, which then reads
-            yield process, ours
-        process.kill()
-    os.close(ours)
-    pipe.unlink()
+        try:
+            with opened_once_read(pipe, process):
+                yield process, ours
+        finally:
+            process.kill()
+            os.close(ours)
+            pipe.unlink()
 
 
 def doctor_shows_what_it_opens(machine, _):
